@@ -1,0 +1,26 @@
+# Settings that every target of the project gets.
+add_library(project_options INTERFACE)
+target_compile_options(project_options INTERFACE
+    -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wnon-virtual-dtor -Wold-style-cast
+    $<$<BOOL:${DRIVETEST_WERROR}>:-Werror>
+    # Source locations that events carry must not name the machine that built them.
+    -ffile-prefix-map=${CMAKE_SOURCE_DIR}/=)
+target_compile_definitions(project_options INTERFACE _FILE_OFFSET_BITS=64)
+
+# The folder that holds a platform's own sources, such as zel/linux.
+if(WIN32)
+    set(PLATFORM_DIR windows)
+else()
+    set(PLATFORM_DIR linux)
+endif()
+
+# project_sources(TARGET): the .cpp files of the current folder and of the named sub-folders.
+function(project_sources target)
+    set(patterns *.cpp)
+    foreach(folder IN LISTS ARGN)
+        list(APPEND patterns ${folder}/*.cpp)
+    endforeach()
+    file(GLOB sources CONFIGURE_DEPENDS ${patterns})
+    target_sources(${target} PRIVATE ${sources})
+    target_link_libraries(${target} PRIVATE project_options)
+endfunction()

@@ -1,0 +1,56 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "libDrive2/ScsiPassThrough.h"
+
+namespace libDrive2 {
+
+/// ACS-4 task file registers; the 48-bit form.
+struct AtaTaskFile {
+    std::uint16_t feature = 0;
+    std::uint16_t count = 0;
+    std::uint64_t lba = 0;
+    std::uint8_t device = 0;
+    std::uint8_t command = 0;
+};
+
+enum class AtaProtocol : std::uint8_t { nonData, pioIn, pioOut, dma };
+
+/// One ATA command. The data buffer is the caller's.
+struct AtaRequest {
+    AtaTaskFile registers;
+    AtaProtocol protocol = AtaProtocol::nonData;
+    bool extended = false;  ///< 48-bit command
+    DataDirection direction = DataDirection::none;
+    void* data = nullptr;
+    std::size_t dataBytes = 0;
+    std::uint32_t timeoutMs = 30000;
+};
+
+/// The registers as the device left them.
+struct AtaResponse {
+    DeviceStatus delivery;
+    std::uint8_t status = 0;
+    std::uint8_t error = 0;
+    std::uint16_t count = 0;
+    std::uint64_t lba = 0;
+};
+
+/// Transport: commands to an ATA device. Blocks up to the request's timeout; one thread at a time.
+class AtaDevice {
+public:
+    virtual ~AtaDevice() = default;
+    virtual AtaResponse execute(const AtaRequest& request) = 0;
+    /// Whether the device identified itself.
+    [[nodiscard]] virtual bool isInitialized() const = 0;
+    /// Whether something else answers in the name of an ATA device.
+    [[nodiscard]] virtual bool isEmulated() const = 0;
+    [[nodiscard]] virtual std::size_t maxTransferBytes() const = 0;
+    virtual DeviceStatus reopen() = 0;
+};
+
+using SharedAtaDevice = zel::SharedPointer<AtaDevice>;
+
+}  // namespace libDrive2

@@ -1,0 +1,13 @@
+#pragma once
+
+#include "libDrive2/ScsiMMCDrive.h"
+
+namespace libDrive2 {
+
+/// The read side of DVD media.
+class DVDDrive : public ScsiMMCDrive {
+public:
+    using ScsiMMCDrive::ScsiMMCDrive;
+};
+
+}  // namespace libDrive2

@@ -1,0 +1,22 @@
+#pragma once
+
+#include "libDrive2/RecordableDrive.h"
+
+namespace libDrive2 {
+
+/// DVD-R DL with layer jump recording.
+class DVDMRDLLJDrive : public RecordableDrive {
+public:
+    using RecordableDrive::RecordableDrive;
+
+    _LIBDRIVE2_ERROR_TYPES prepareForWriting(const std::uint64_t& sectors) override;
+    bool reserveSectors(const std::uint64_t& sectors) override;
+    bool setWriteParameters(bool test) override;
+    bool closeOpenTrack() override;
+    bool closeOpenSession() override;
+    std::uint64_t getFreeSectors() override;
+    std::uint64_t getNextWriteAddress() override;
+    std::uint32_t numCoincidentWriteSectors() override;
+};
+
+}  // namespace libDrive2

@@ -1,0 +1,165 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+
+#include "libDrive2/DriveCallback.h"
+#include "libDrive2/DriveObserver.h"
+#include "libDrive2/DriveTypes.h"
+#include "libDrive2/SectorJournal.h"
+#include "zel/SharedResource.h"
+#include "zel/String.h"
+
+namespace libDrive2 {
+
+/// Reads a drive's temperature.
+class TemperatureAccessor {
+public:
+    virtual ~TemperatureAccessor() = default;
+    /// Degrees Celsius; false when the drive does not tell.
+    virtual bool read(double& celsius) = 0;
+};
+
+/// A drive with sector-level operations. LBAs are logical sectors from 0; counts are sectors; buffers are
+/// the caller's and must hold count times getSectorSize() bytes. Operations block until they are done,
+/// never throw, and are called by one thread at a time. They return false on failure; lastError and
+/// getLastErrorStr() then tell why.
+class Drive {
+public:
+    /// Set by tests that time long streams of transfers: the layer then drops the timing of single ones.
+    bool streamingTransfers = false;
+
+    Drive();
+    Drive(const Drive&) = delete;
+    Drive& operator=(const Drive&) = delete;
+
+    /// Bytes per logical sector; 0 unknown.
+    virtual std::uint32_t getSectorSize() = 0;
+    /// Number of logical sectors; 0 unknown.
+    virtual std::uint64_t getSectorCount() = 0;
+    virtual std::uint32_t getPhysicalSectorSize();
+    virtual std::uint64_t getPhysicalSectorCount();
+    virtual LIBDRIVE2_MEDIA_STATE mediaState();
+    /// MediaCapability flags of the loaded medium (the spelling is the interface's).
+    virtual std::uint32_t mediaCapabilties();
+    /// MediaCapability flags that the drive can handle.
+    virtual std::uint32_t supportedCapabilties();
+    virtual bool isMediaRemovable();
+    virtual bool isMediaPresent();
+    virtual bool isMediaLoading();
+    virtual bool isMediaCorrect();
+    /// Blocks up to the timeout; true as soon as a medium is ready.
+    virtual bool waitForMedia(std::uint32_t timeoutMs);
+    /// True when auto-run was switched off; the caller then owes a reenableAutoRun().
+    virtual bool disableAutoRun();
+    virtual bool reenableAutoRun();
+    /// Preferred sectors per read or write, 1 to `limit`.
+    virtual std::uint16_t getOptimalRd(std::uint16_t limit);
+    virtual std::uint16_t getOptimalWr(std::uint16_t limit);
+    /// Ask the device again for what the getters tell.
+    virtual bool queryDeviceInfo();
+    virtual bool queryMediumInfo();
+    virtual ~Drive();
+    /// Null when the device reports no temperature.
+    virtual std::unique_ptr<TemperatureAccessor> getTemperatureAccessor();
+    /// Closes and opens the device again, after a reset or a change of medium.
+    virtual bool reOpenHandle();
+
+    bool readSector(std::uint64_t lba, std::uint32_t count, void* buffer, std::uint32_t bufferBytes);
+    /// A read for which the drive may deliver data in time rather than correct (optical streaming).
+    bool readStreaming(std::uint64_t lba, std::uint32_t count, void* buffer, std::uint32_t bufferBytes);
+    bool writeSector(std::uint64_t lba, std::uint32_t count, const void* buffer, std::uint32_t bufferBytes);
+    /// Moves the head without moving data where the command set can, else reads one sector.
+    bool seekSector(std::uint64_t lba);
+    /// Writes the device's cache to the medium.
+    bool flushCache();
+    /// Makes the next reads come from the medium.
+    bool clearCache();
+    bool syncCache();
+    bool startDrive();
+    bool stopDrive();
+    bool preventMediumRemoval(bool prevent);
+    bool ejectDrive();
+    bool loadDrive();
+
+    /// False when the device has no sectors of its own and the sector size is an assumption.
+    [[nodiscard]] bool isMedium() const { return m_hasNativeSectors; }
+
+    /// The text of the last failure.
+    [[nodiscard]] zel::String getLastErrorStr();
+    /// The layer's own retries per operation (first attempt not counted). Default 0.
+    [[nodiscard]] std::uint32_t getRetryCount() const { return m_retryCount; }
+    void setRetryCount(std::uint32_t retries) { m_retryCount = retries; }
+    void setRetryCallbackBehavior(_LIBDRIVE2_RETRY_CALLBACK_BEHAVIOR behavior) { m_behavior = behavior; }
+    [[nodiscard]] _LIBDRIVE2_RETRY_CALLBACK_BEHAVIOR retryCallbackBehavior() const { return m_behavior; }
+    /// Takes ownership; replaces the callback before.
+    void setCallback(std::unique_ptr<DriveCallback> callback);
+
+    /// Watches all operations; not owned, null for none. Without one nothing is measured.
+    void setObserver(DriveObserver* observer) { m_observer = observer; }
+    /// Tells the observer how many sectors the test is about to visit.
+    void planSectors(std::uint64_t sectors);
+
+    /// Keeps what protectSectors() is given; not owned, null for none.
+    void setJournal(SectorJournal* journal) { m_journal = journal; }
+    /// These sectors hold `data` and are about to be overwritten. False counts as a failed backup: do not
+    /// overwrite. Without a journal nothing happens and the answer is true.
+    bool protectSectors(std::uint64_t lba, std::uint32_t count, const void* data, std::size_t bytes);
+    /// These sectors have been put back. With a journal the drive is flushed first.
+    bool releaseSectors(std::uint64_t lba, std::uint32_t count);
+
+    /// The error kind of the last operation.
+    _LIBDRIVE2_ERROR_TYPES lastError = LIBDRIVE2_NO_ERROR;
+    /// For messages: set by whoever made the drive.
+    zel::String name;
+
+protected:
+    virtual _LIBDRIVE2_ERROR_TYPES doQueryDeviceInfo();
+    virtual _LIBDRIVE2_ERROR_TYPES doQueryMediumInfo();
+    virtual _LIBDRIVE2_ERROR_TYPES doGetLastErrorStr(zel::String& text);
+    virtual _LIBDRIVE2_ERROR_TYPES doReadSector(std::uint64_t lba, std::uint32_t count, void* buffer,
+                                                std::uint32_t bufferBytes) = 0;
+    virtual _LIBDRIVE2_ERROR_TYPES doReadStreaming(std::uint64_t lba, std::uint32_t count, void* buffer,
+                                                   std::uint32_t bufferBytes);
+    virtual _LIBDRIVE2_ERROR_TYPES doWriteSector(std::uint64_t lba, std::uint32_t count, const void* buffer,
+                                                 std::uint32_t bufferBytes) = 0;
+    virtual _LIBDRIVE2_ERROR_TYPES doSeekSector(std::uint64_t lba);
+    virtual _LIBDRIVE2_ERROR_TYPES doSyncCache();
+    virtual _LIBDRIVE2_ERROR_TYPES doFlushCache();
+    virtual _LIBDRIVE2_ERROR_TYPES doClearCache();
+    virtual _LIBDRIVE2_ERROR_TYPES doStartDrive();
+    virtual _LIBDRIVE2_ERROR_TYPES doStopDrive();
+    virtual _LIBDRIVE2_ERROR_TYPES doPreventMediumRemoval(bool prevent);
+    virtual _LIBDRIVE2_ERROR_TYPES doEjectDrive();
+    virtual _LIBDRIVE2_ERROR_TYPES doLoadDrive();
+
+    /// For hooks: keeps the error's text and returns its type.
+    _LIBDRIVE2_ERROR_TYPES fail(_LIBDRIVE2_ERROR_TYPES type, zel::String text);
+    /// For hooks that succeed only after the drive itself recovered from an error.
+    void noteRecovered(zel::String text);
+    void setNativeSectors(bool native) { m_hasNativeSectors = native; }
+
+private:
+    template <class Hook>
+    bool perform(DriveOperation operation, std::uint64_t lba, std::uint32_t count, Hook hook);
+    template <class Hook>
+    bool performTransfer(DriveOperation operation, std::uint64_t lba, std::uint32_t count,
+                         std::uint32_t bufferBytes, Hook hook);
+    [[nodiscard]] bool mayRetry(_LIBDRIVE2_ERROR_TYPES error, std::uint32_t attempts) const;
+    void notify(std::uint32_t code, std::uint32_t behaviorBit);
+
+    DriveObserver* m_observer = nullptr;
+    SectorJournal* m_journal = nullptr;
+    std::unique_ptr<DriveCallback> m_callback;
+    zel::String m_errorText;
+    std::uint32_t m_retryCount = 0;
+    _LIBDRIVE2_RETRY_CALLBACK_BEHAVIOR m_behavior = LIBDRIVE2_RETRY_AND_REPORT;
+    bool m_recovered = false;
+    bool m_hasNativeSectors = true;
+};
+
+/// The shared handle through which tests hold a drive.
+using SharedDrive = zel::SharedPointer<Drive>;
+
+}  // namespace libDrive2

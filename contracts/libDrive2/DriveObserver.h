@@ -1,0 +1,33 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+
+#include "libDrive2/DriveTypes.h"
+
+namespace libDrive2 {
+
+enum class DriveOperation : std::uint8_t { read, write, seek, flush, other };
+
+/// One finished operation of a drive, retries included.
+struct DriveOperationReport {
+    DriveOperation operation;
+    std::uint64_t lba;    ///< 0 where the operation has none
+    std::uint32_t count;  ///< sectors; 0 where the operation has none
+    /// From the first attempt to the last; zero while Drive::streamingTransfers is set.
+    std::chrono::nanoseconds duration;
+    std::uint32_t attempts;  ///< at least 1
+    _LIBDRIVE2_ERROR_TYPES outcome;
+};
+
+/// Watches a drive's operations; installed with Drive::setObserver, not owned. Called on the test's thread
+/// after every operation: it must be quick and must not call the drive.
+class DriveObserver {
+public:
+    virtual ~DriveObserver() = default;
+    virtual void onOperation(const DriveOperationReport& report) = 0;
+    /// The test is about to visit this many sectors.
+    virtual void onPlan(std::uint64_t /*sectors*/) {}
+};
+
+}  // namespace libDrive2

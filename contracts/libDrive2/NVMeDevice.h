@@ -1,0 +1,40 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "libDrive2/ScsiPassThrough.h"
+
+namespace libDrive2 {
+
+/// One NVMe command (NVM Express 1.4, common command format). The buffer is the caller's.
+struct NVMeCommand {
+    bool admin = false;
+    std::uint8_t opcode = 0;
+    std::uint32_t namespaceId = 0;
+    std::uint32_t cdw10 = 0, cdw11 = 0, cdw12 = 0, cdw13 = 0, cdw14 = 0, cdw15 = 0;
+    DataDirection direction = DataDirection::none;
+    void* data = nullptr;
+    std::size_t dataBytes = 0;
+    std::uint32_t timeoutMs = 30000;
+};
+
+struct NVMeResponse {
+    DeviceStatus delivery;
+    std::uint16_t status = 0;  ///< status field without the phase tag; 0 is success
+    std::uint32_t result = 0;  ///< completion queue entry, dword 0
+};
+
+/// Transport: commands to one namespace. Blocks up to the command's timeout; one thread at a time.
+class NVMeDevice {
+public:
+    virtual ~NVMeDevice() = default;
+    virtual NVMeResponse execute(const NVMeCommand& command) = 0;
+    [[nodiscard]] virtual std::uint32_t namespaceId() const = 0;
+    [[nodiscard]] virtual std::size_t maxTransferBytes() const = 0;
+    virtual DeviceStatus reopen() = 0;
+};
+
+using SharedNVMeDevice = zel::SharedPointer<NVMeDevice>;
+
+}  // namespace libDrive2

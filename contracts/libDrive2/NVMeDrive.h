@@ -1,0 +1,39 @@
+#pragma once
+
+#include <memory>
+
+#include "libDrive2/Drive.h"
+#include "libDrive2/NVMeDevice.h"
+
+namespace libDrive2 {
+
+/// A drive through the commands of an NVMe namespace.
+class NVMeDrive : public Drive {
+public:
+    explicit NVMeDrive(SharedNVMeDevice device);
+
+    std::uint32_t getSectorSize() override;
+    std::uint64_t getSectorCount() override;
+    std::uint32_t getPhysicalSectorSize() override;
+    std::uint16_t getOptimalRd(std::uint16_t limit) override;
+    std::uint16_t getOptimalWr(std::uint16_t limit) override;
+    std::unique_ptr<TemperatureAccessor> getTemperatureAccessor() override;
+    bool reOpenHandle() override;
+
+protected:
+    _LIBDRIVE2_ERROR_TYPES doQueryDeviceInfo() override;
+    _LIBDRIVE2_ERROR_TYPES doReadSector(std::uint64_t lba, std::uint32_t count, void* buffer,
+                                        std::uint32_t bufferBytes) override;
+    _LIBDRIVE2_ERROR_TYPES doWriteSector(std::uint64_t lba, std::uint32_t count, const void* buffer,
+                                         std::uint32_t bufferBytes) override;
+    _LIBDRIVE2_ERROR_TYPES doSeekSector(std::uint64_t lba) override;
+    _LIBDRIVE2_ERROR_TYPES doFlushCache() override;
+
+private:
+    SharedNVMeDevice m_device;
+    std::uint64_t m_sectors = 0;
+    std::uint32_t m_sectorBytes = 0;
+    std::uint32_t m_physicalSectorBytes = 0;
+};
+
+}  // namespace libDrive2

@@ -1,0 +1,16 @@
+#pragma once
+
+#include "libDrive2/OSDrive.h"
+
+namespace libDrive2 {
+
+/// A floppy drive through the operating system's block interface.
+class OSFloppyDrive : public OSDrive {
+public:
+    explicit OSFloppyDrive(SharedBlockHandle handle);
+
+    bool isMediaRemovable() override;
+    bool isMediaPresent() override;
+};
+
+}  // namespace libDrive2

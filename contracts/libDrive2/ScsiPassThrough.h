@@ -1,0 +1,46 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+
+#include "libDrive2/BlockHandle.h"
+#include "zel/SharedResource.h"
+
+namespace libDrive2 {
+
+enum class DataDirection : std::uint8_t { none, fromDevice, toDevice };
+
+/// One SCSI command. The data buffer is the caller's.
+struct ScsiRequest {
+    std::array<std::uint8_t, 16> cdb{};
+    std::uint8_t cdbBytes = 0;  ///< 6, 10, 12 or 16
+    DataDirection direction = DataDirection::none;
+    void* data = nullptr;
+    std::size_t dataBytes = 0;
+    std::uint32_t timeoutMs = 30000;
+};
+
+/// The device's answer.
+struct ScsiResponse {
+    /// Whether the command reached the device; its own outcome is in `status`.
+    DeviceStatus delivery;
+    std::uint8_t status = 0;  ///< SAM-5 status byte
+    std::array<std::uint8_t, 252> sense{};
+    std::uint8_t senseBytes = 0;
+    std::size_t transferredBytes = 0;
+};
+
+/// Transport: SCSI commands to one logical unit. Blocks up to the request's timeout; one thread at a time.
+class ScsiPassThrough {
+public:
+    virtual ~ScsiPassThrough() = default;
+    virtual ScsiResponse execute(const ScsiRequest& request) = 0;
+    /// The largest transfer of one command in bytes.
+    [[nodiscard]] virtual std::size_t maxTransferBytes() const = 0;
+    virtual DeviceStatus reopen() = 0;
+};
+
+using SharedScsiPassThrough = zel::SharedPointer<ScsiPassThrough>;
+
+}  // namespace libDrive2

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <memory>
+
+#include "libDrive2/ScsiDrive.h"
+
+namespace libDrive2 {
+
+/// A SCSI block-command device object, wrapped around a primary-command one.
+class ScsiSBCDevice {
+public:
+    virtual ~ScsiSBCDevice() = default;
+    virtual ScsiPassThrough& passThrough() = 0;
+};
+
+/// A disk through SCSI block commands (SBC-3) alone.
+class ScsiSBCDrive : public ScsiDrive {
+public:
+    explicit ScsiSBCDrive(SharedScsiPassThrough passThrough);
+    explicit ScsiSBCDrive(zel::SharedPointer<ScsiSBCDevice> device);
+
+    std::uint32_t getSectorSize() override;
+    std::uint64_t getSectorCount() override;
+    std::uint32_t getPhysicalSectorSize() override;
+    std::uint16_t getOptimalRd(std::uint16_t limit) override;
+    std::uint16_t getOptimalWr(std::uint16_t limit) override;
+    std::unique_ptr<TemperatureAccessor> getTemperatureAccessor() override;
+
+    /// Whether writes can be forced to the medium (force unit access).
+    bool supportsFUA();
+
+protected:
+    _LIBDRIVE2_ERROR_TYPES doQueryMediumInfo() override;
+    _LIBDRIVE2_ERROR_TYPES doReadSector(std::uint64_t lba, std::uint32_t count, void* buffer,
+                                        std::uint32_t bufferBytes) override;
+    _LIBDRIVE2_ERROR_TYPES doWriteSector(std::uint64_t lba, std::uint32_t count, const void* buffer,
+                                         std::uint32_t bufferBytes) override;
+    _LIBDRIVE2_ERROR_TYPES doSeekSector(std::uint64_t lba) override;
+
+private:
+    zel::SharedPointer<ScsiSBCDevice> m_device;
+    std::uint64_t m_sectors = 0;
+    std::uint32_t m_sectorBytes = 0;
+    std::uint32_t m_physicalSectorBytes = 0;
+};
+
+}  // namespace libDrive2

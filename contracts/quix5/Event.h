@@ -1,0 +1,53 @@
+#pragma once
+
+#include <cstdint>
+#include <utility>
+#include <vector>
+
+#include "quix5/Value.h"
+
+namespace quix5 {
+
+enum class EventType : std::uint8_t { ERR, WARNING, INFORMATIVE };
+
+/// A key with variables whose text comes from the module's resource package, under "LocalizedString." and
+/// the key. Without a text there, the message is the key and the variables.
+class LocalizableMessage {
+public:
+    explicit LocalizableMessage(zel::String key) : m_key(std::move(key)) {}
+
+    [[nodiscard]] const zel::String& key() const { return m_key; }
+    /// In the order in which they were first set.
+    [[nodiscard]] const std::vector<std::pair<zel::String, Value>>& variables() const { return m_variables; }
+
+protected:
+    void assign(const zel::String& name, const Value& value);
+    [[nodiscard]] zel::String message() const;
+
+private:
+    zel::String m_key;
+    std::vector<std::pair<zel::String, Value>> m_variables;
+};
+
+/// A named, localizable message; created through DiagModule::createEvent, owned by the framework for the
+/// life of the process and reused. Variables stay until they are overwritten.
+class Event : public LocalizableMessage {
+public:
+    using LocalizableMessage::LocalizableMessage;
+
+    Event* setVariable(const char* name, const Value& value);
+    /// The text in the global locale with its variables filled in.
+    [[nodiscard]] zel::String localizedMessage() const { return message(); }
+};
+
+/// A localizable text; created through DiagModule::createLocalizedString, owned and kept like an event.
+class LocalizedString : public LocalizableMessage {
+public:
+    using LocalizableMessage::LocalizableMessage;
+
+    LocalizedString* setVariable(const char* name, const Value& value);
+    /// The text in the global locale with its variables filled in; empty when the package has none.
+    [[nodiscard]] QuixString localizedString() const;
+};
+
+}  // namespace quix5

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+
+#include "quix5/DiagDevice.h"
+#include "quix5/Test.h"
+#include "quix5/TestResult.h"
+#include "zel/SharedResource.h"
+
+namespace libDrive2 {
+class Drive;
+}
+
+namespace quix5 {
+
+/// How a device is opened: the access and sharing modes that the drive layer's openers take.
+struct OpenMode {
+    std::uint32_t desiredAccess;
+    std::uint32_t shareMode;
+};
+
+/// A drive for a test, or why there is none.
+struct CreatedDrive {
+    zel::SharedPointer<libDrive2::Drive> drive;
+    TestResult reason;  ///< meaningful when the drive is empty
+};
+
+/// A test bound to a drive, run once or more on one thread.
+class RunnableTest {
+public:
+    virtual ~RunnableTest() = default;
+    virtual TestResult run() = 0;
+    /// The run under the write guard: volumes locked, encrypted ones refused.
+    virtual TestResult runWriteTest(const DiagDevice& device) = 0;
+};
+
+/// One row of the module's table of tests.
+struct TestEntry {
+    const char* name;
+    void (*init)(Test& test);
+    CreatedDrive (*createDrive)(const DiagDevice& device, OpenMode mode);
+    std::unique_ptr<RunnableTest> (*createTest)(zel::SharedPointer<libDrive2::Drive> drive);
+};
+
+/// What a module exports: static data, valid while the module is loaded.
+struct ModuleDescriptor {
+    std::uint32_t interfaceVersion;  ///< kModuleInterfaceVersion of the headers it was built with
+    const char* name;
+    const char* version;
+    const TestEntry* tests;
+    std::size_t testCount;
+};
+
+inline constexpr std::uint32_t kModuleInterfaceVersion = 1;
+
+/// The one function that a module exports, under this name with C linkage.
+using ModuleDescriptorFunction = const ModuleDescriptor* (*)();
+inline constexpr const char* kModuleDescriptorSymbol = "quix5ModuleDescriptor";
+
+}  // namespace quix5

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <optional>
+
+#include "quix5/Value.h"
+
+namespace quix5 {
+
+/// A named, typed setting. Created through DiagModule::createParameter, owned by the framework for the
+/// life of the process and shared by every test that offers it. It carries no default: readers ask
+/// isset() and apply their own.
+class Parameter {
+public:
+    Parameter(zel::String name, DataType type) : m_name(std::move(name)), m_type(type) {}
+
+    [[nodiscard]] const zel::String& name() const { return m_name; }
+    [[nodiscard]] DataType type() const { return m_type; }
+    /// Whether the user or the configuration gave a value.
+    [[nodiscard]] bool isset() const { return m_value.has_value(); }
+    /// The given value; the empty text when there is none.
+    [[nodiscard]] Value value() const { return m_value.value_or(Value()); }
+
+    /// For the framework only.
+    void set(const Value& value) { m_value = value; }
+    void unset() { m_value.reset(); }
+
+private:
+    zel::String m_name;
+    DataType m_type;
+    std::optional<Value> m_value;
+};
+
+}  // namespace quix5

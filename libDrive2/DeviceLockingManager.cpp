@@ -1,0 +1,61 @@
+#include "libDrive2/DeviceLockingManager.h"
+
+#include "libDrive2/PlatformOpeners.h"
+#include "libDrive2/sim/SimLocator.h"
+#include "libDrive2/sim/SimVolumes.h"
+#include "zel/Log.h"
+
+namespace libDrive2 {
+
+namespace {
+
+zel::Logger& logger() {
+    static zel::Logger& instance = zel::LogFactory::createLogger("libDrive2.DeviceLockingManager");
+    return instance;
+}
+
+std::unique_ptr<DeviceLockingManager::Volumes> volumesOf(const zel::String& locator) {
+    if (isSimLocator(locator))
+        return simVolumes(locator);
+    return platformVolumes(locator);
+}
+
+}  // namespace
+
+DeviceLockingManager::DeviceLockingManager(const zel::String& osLocator) : m_volumes(volumesOf(osLocator)) {}
+
+DeviceLockingManager::~DeviceLockingManager() {
+    zel::String ignored;
+    m_volumes->unlock(ignored);
+}
+
+bool DeviceLockingManager::isBitLockerEnabledOnVolumes() {
+    const bool encrypted = m_volumes->isEncrypted(m_lastError);
+    if (encrypted)
+        logger().line(3, m_lastError);
+    return encrypted;
+}
+
+bool DeviceLockingManager::lockVolumes() {
+    const bool locked = m_volumes->lock(m_lastError);
+    if (!locked)
+        logger().line(3, m_lastError);
+    return locked;
+}
+
+bool DeviceLockingManager::unlockVolumes() {
+    const bool unlocked = m_volumes->unlock(m_lastError);
+    if (!unlocked)
+        logger().line(3, m_lastError);
+    return unlocked;
+}
+
+zel::Array<zel::String> DeviceLockingManager::holders() {
+    return m_volumes->holders();
+}
+
+zel::String DeviceLockingManager::getLastErrorStr() const {
+    return m_lastError;
+}
+
+}  // namespace libDrive2

@@ -1,0 +1,278 @@
+#include "libDrive2/Drive.h"
+
+#include <algorithm>
+
+#include "zel/Buffer.h"
+#include "zel/Clock.h"
+#include "zel/Format.h"
+
+namespace libDrive2 {
+
+namespace {
+
+constexpr std::chrono::milliseconds kMediaPollInterval{100};
+
+/// Errors that another attempt may overcome. The others tell of a state, not of an accident.
+bool isTransientKind(_LIBDRIVE2_ERROR_TYPES error) {
+    return error == LIBDRIVE2_MEDIA_ERROR || error == LIBDRIVE2_DRIVE_ERROR ||
+           error == LIBDRIVE2_LINK_ERROR || error == LIBDRIVE2_TIMEOUT;
+}
+
+}  // namespace
+
+Drive::Drive() = default;
+Drive::~Drive() = default;
+
+std::uint32_t Drive::getPhysicalSectorSize() {
+    return getSectorSize();
+}
+
+std::uint64_t Drive::getPhysicalSectorCount() {
+    const std::uint32_t ratio = std::max(1U, getPhysicalSectorSize() / std::max(1U, getSectorSize()));
+    return (getSectorCount() + ratio - 1) / ratio;
+}
+
+LIBDRIVE2_MEDIA_STATE Drive::mediaState() {
+    if (!isMediaPresent())
+        return LIBDRIVE2_MEDIA_NONE;
+    return isMediaCorrect() ? LIBDRIVE2_MEDIA_CORRECT : LIBDRIVE2_MEDIA_INCORRECT;
+}
+
+std::uint32_t Drive::mediaCapabilties() {
+    return 0;
+}
+std::uint32_t Drive::supportedCapabilties() {
+    return 0;
+}
+bool Drive::isMediaRemovable() {
+    return false;
+}
+bool Drive::isMediaPresent() {
+    return true;
+}
+bool Drive::isMediaLoading() {
+    return false;
+}
+bool Drive::isMediaCorrect() {
+    return isMediaPresent();
+}
+
+bool Drive::waitForMedia(std::uint32_t timeoutMs) {
+    const zel::Stopwatch watch;
+    while (!isMediaPresent()) {
+        if (watch.elapsed() >= std::chrono::milliseconds(timeoutMs))
+            return false;
+        zel::Clock::current().sleep(kMediaPollInterval);
+    }
+    return true;
+}
+
+bool Drive::disableAutoRun() {
+    return false;
+}
+bool Drive::reenableAutoRun() {
+    return false;
+}
+std::uint16_t Drive::getOptimalRd(std::uint16_t /*limit*/) {
+    return 1;
+}
+std::uint16_t Drive::getOptimalWr(std::uint16_t limit) {
+    return getOptimalRd(limit);
+}
+std::unique_ptr<TemperatureAccessor> Drive::getTemperatureAccessor() {
+    return nullptr;
+}
+bool Drive::reOpenHandle() {
+    return false;
+}
+
+_LIBDRIVE2_ERROR_TYPES Drive::doQueryDeviceInfo() {
+    return LIBDRIVE2_NO_ERROR;
+}
+_LIBDRIVE2_ERROR_TYPES Drive::doQueryMediumInfo() {
+    return LIBDRIVE2_NO_ERROR;
+}
+
+_LIBDRIVE2_ERROR_TYPES Drive::doGetLastErrorStr(zel::String& text) {
+    text = m_errorText;
+    return LIBDRIVE2_NO_ERROR;
+}
+
+_LIBDRIVE2_ERROR_TYPES Drive::doReadStreaming(std::uint64_t lba, std::uint32_t count, void* buffer,
+                                              std::uint32_t bufferBytes) {
+    return doReadSector(lba, count, buffer, bufferBytes);
+}
+
+_LIBDRIVE2_ERROR_TYPES Drive::doSeekSector(std::uint64_t lba) {
+    zel::Buffer sector(getSectorSize());
+    return doReadSector(lba, 1, sector.data(), getSectorSize());
+}
+
+_LIBDRIVE2_ERROR_TYPES Drive::doSyncCache() {
+    return doFlushCache();
+}
+_LIBDRIVE2_ERROR_TYPES Drive::doFlushCache() {
+    return fail(LIBDRIVE2_NOT_SUPPORTED, "the drive has no cache to flush");
+}
+_LIBDRIVE2_ERROR_TYPES Drive::doClearCache() {
+    return fail(LIBDRIVE2_NOT_SUPPORTED, "the drive has no cache to clear");
+}
+_LIBDRIVE2_ERROR_TYPES Drive::doStartDrive() {
+    return fail(LIBDRIVE2_NOT_SUPPORTED, "the drive cannot be started");
+}
+_LIBDRIVE2_ERROR_TYPES Drive::doStopDrive() {
+    return fail(LIBDRIVE2_NOT_SUPPORTED, "the drive cannot be stopped");
+}
+
+_LIBDRIVE2_ERROR_TYPES Drive::doPreventMediumRemoval(bool /*prevent*/) {
+    return fail(LIBDRIVE2_NOT_SUPPORTED, "the medium cannot be locked in");
+}
+
+_LIBDRIVE2_ERROR_TYPES Drive::doEjectDrive() {
+    return fail(LIBDRIVE2_NOT_SUPPORTED, "the drive has no tray");
+}
+_LIBDRIVE2_ERROR_TYPES Drive::doLoadDrive() {
+    return fail(LIBDRIVE2_NOT_SUPPORTED, "the drive has no tray");
+}
+
+_LIBDRIVE2_ERROR_TYPES Drive::fail(_LIBDRIVE2_ERROR_TYPES type, zel::String text) {
+    m_errorText = std::move(text);
+    return type;
+}
+
+void Drive::noteRecovered(zel::String text) {
+    m_errorText = std::move(text);
+    m_recovered = true;
+}
+
+bool Drive::mayRetry(_LIBDRIVE2_ERROR_TYPES error, std::uint32_t attempts) const {
+    return (m_behavior & LIBDRIVE2_RETRY) != 0 && attempts <= m_retryCount && isTransientKind(error);
+}
+
+void Drive::notify(std::uint32_t code, std::uint32_t behaviorBit) {
+    if (m_callback != nullptr && (m_behavior & behaviorBit) != 0)
+        m_callback->onDriveNotify(code);
+}
+
+template <class Hook>
+bool Drive::perform(DriveOperation operation, std::uint64_t lba, std::uint32_t count, Hook hook) {
+    const bool timed = m_observer != nullptr && !streamingTransfers;
+    const zel::Clock::Duration start = timed ? zel::Clock::current().now() : zel::Clock::Duration::zero();
+    m_recovered = false;
+    std::uint32_t attempts = 0;
+    do {
+        lastError = hook();
+        ++attempts;
+    } while (lastError != LIBDRIVE2_NO_ERROR && mayRetry(lastError, attempts));
+
+    const _LIBDRIVE2_ERROR_TYPES outcome = lastError;
+    if (m_observer != nullptr) {
+        const auto duration = timed ? zel::Clock::current().now() - start : zel::Clock::Duration::zero();
+        m_observer->onOperation({operation, lba, count, duration, attempts, outcome});
+    }
+    if (outcome == LIBDRIVE2_DRIVE_ERROR)
+        notify(kNotifyAdvancedError, LIBDRIVE2_REPORT_ADVANCED);
+    else if (outcome == LIBDRIVE2_NO_ERROR && (attempts > 1 || m_recovered))
+        notify(kNotifyRecoveredError, LIBDRIVE2_REPORT_RECOVERED);
+    return outcome == LIBDRIVE2_NO_ERROR;
+}
+
+template <class Hook>
+bool Drive::performTransfer(DriveOperation operation, std::uint64_t lba, std::uint32_t count,
+                            std::uint32_t bufferBytes, Hook hook) {
+    return perform(operation, lba, count, [&]() -> _LIBDRIVE2_ERROR_TYPES {
+        const std::uint64_t sectors = getSectorCount();
+        if (lba > sectors || count > sectors - lba)
+            return fail(
+                LIBDRIVE2_BAD_ARGUMENT,
+                zel::format("sectors %u through %u lie beyond the end of the medium", lba, lba + count - 1));
+        if (std::uint64_t{count} * getSectorSize() > bufferBytes)
+            return fail(LIBDRIVE2_BAD_ARGUMENT,
+                        zel::format("a buffer of %u bytes does not hold %u sectors", bufferBytes, count));
+        return hook();
+    });
+}
+
+bool Drive::queryDeviceInfo() {
+    return perform(DriveOperation::other, 0, 0, [&] { return doQueryDeviceInfo(); });
+}
+
+bool Drive::queryMediumInfo() {
+    return perform(DriveOperation::other, 0, 0, [&] { return doQueryMediumInfo(); });
+}
+
+bool Drive::readSector(std::uint64_t lba, std::uint32_t count, void* buffer, std::uint32_t bufferBytes) {
+    return performTransfer(DriveOperation::read, lba, count, bufferBytes,
+                           [&] { return doReadSector(lba, count, buffer, bufferBytes); });
+}
+
+bool Drive::readStreaming(std::uint64_t lba, std::uint32_t count, void* buffer, std::uint32_t bufferBytes) {
+    return performTransfer(DriveOperation::read, lba, count, bufferBytes,
+                           [&] { return doReadStreaming(lba, count, buffer, bufferBytes); });
+}
+
+bool Drive::writeSector(std::uint64_t lba, std::uint32_t count, const void* buffer,
+                        std::uint32_t bufferBytes) {
+    return performTransfer(DriveOperation::write, lba, count, bufferBytes,
+                           [&] { return doWriteSector(lba, count, buffer, bufferBytes); });
+}
+
+bool Drive::seekSector(std::uint64_t lba) {
+    return performTransfer(DriveOperation::seek, lba, 1, getSectorSize(), [&] { return doSeekSector(lba); });
+}
+
+bool Drive::flushCache() {
+    return perform(DriveOperation::flush, 0, 0, [&] { return doFlushCache(); });
+}
+
+bool Drive::clearCache() {
+    return perform(DriveOperation::other, 0, 0, [&] { return doClearCache(); });
+}
+
+bool Drive::syncCache() {
+    return perform(DriveOperation::flush, 0, 0, [&] { return doSyncCache(); });
+}
+
+bool Drive::startDrive() {
+    return perform(DriveOperation::other, 0, 0, [&] { return doStartDrive(); });
+}
+
+bool Drive::stopDrive() {
+    return perform(DriveOperation::other, 0, 0, [&] { return doStopDrive(); });
+}
+
+bool Drive::preventMediumRemoval(bool prevent) {
+    return perform(DriveOperation::other, 0, 0, [&] { return doPreventMediumRemoval(prevent); });
+}
+
+bool Drive::ejectDrive() {
+    return perform(DriveOperation::other, 0, 0, [&] { return doEjectDrive(); });
+}
+
+bool Drive::loadDrive() {
+    return perform(DriveOperation::other, 0, 0, [&] { return doLoadDrive(); });
+}
+
+zel::String Drive::getLastErrorStr() {
+    zel::String text;
+    return doGetLastErrorStr(text) == LIBDRIVE2_NO_ERROR ? text : zel::String();
+}
+
+void Drive::setCallback(std::unique_ptr<DriveCallback> callback) {
+    m_callback = std::move(callback);
+}
+
+void Drive::planSectors(std::uint64_t sectors) {
+    if (m_observer != nullptr)
+        m_observer->onPlan(sectors);
+}
+
+bool Drive::protectSectors(std::uint64_t lba, std::uint32_t count, const void* data, std::size_t bytes) {
+    return m_journal == nullptr || m_journal->protect(lba, count, data, bytes);
+}
+
+bool Drive::releaseSectors(std::uint64_t lba, std::uint32_t count) {
+    return m_journal == nullptr || (flushCache() && m_journal->release(lba, count));
+}
+
+}  // namespace libDrive2

@@ -1,0 +1,136 @@
+#include "libDrive2/OSDrive.h"
+
+#include <algorithm>
+
+#include "zel/Format.h"
+
+namespace libDrive2 {
+
+namespace {
+
+zel::String describeTransfer(const char* what, std::uint64_t lba, std::uint32_t count,
+                             const zel::String& locator) {
+    if (count == 1)
+        return zel::format("%s sector %u of %s failed: ", what, lba, locator);
+    return zel::format("%s sectors %u through %u of %s failed: ", what, lba, lba + count - 1, locator);
+}
+
+}  // namespace
+
+OSDrive::OSDrive(SharedBlockHandle handle, zel::String osLocator)
+    : m_handle(std::move(handle)), m_osLocator(std::move(osLocator)) {
+    setNativeSectors(m_handle->info().logicalSectorBytes != 0);
+}
+
+std::uint32_t OSDrive::getSectorSize() {
+    return m_handle->info().logicalSectorBytes;
+}
+
+std::uint64_t OSDrive::getSectorCount() {
+    const BlockDeviceInfo& info = m_handle->info();
+    return info.logicalSectorBytes != 0 ? info.bytes / info.logicalSectorBytes : 0;
+}
+
+std::uint32_t OSDrive::getPhysicalSectorSize() {
+    return std::max(m_handle->info().physicalSectorBytes, getSectorSize());
+}
+
+std::uint32_t OSDrive::mediaCapabilties() {
+    return m_mediaCapabilities;
+}
+std::uint32_t OSDrive::supportedCapabilties() {
+    return m_mediaCapabilities;
+}
+bool OSDrive::isMediaRemovable() {
+    return m_handle->info().removable;
+}
+
+bool OSDrive::isMediaPresent() {
+    // Only a removable medium can have come or gone since the last look.
+    if (m_handle->info().removable)
+        (void)m_handle->query();
+    return m_handle->info().mediumPresent;
+}
+
+std::uint16_t OSDrive::optimalSectors(std::uint16_t limit) {
+    const BlockDeviceInfo& info = m_handle->info();
+    const std::uint32_t sectors = info.optimalTransferBytes / std::max(1U, info.logicalSectorBytes);
+    return static_cast<std::uint16_t>(
+        std::clamp<std::uint32_t>(sectors, 1, std::max<std::uint16_t>(limit, 1)));
+}
+
+std::uint16_t OSDrive::getOptimalRd(std::uint16_t limit) {
+    return optimalSectors(limit);
+}
+std::uint16_t OSDrive::getOptimalWr(std::uint16_t limit) {
+    return optimalSectors(limit);
+}
+
+bool OSDrive::reOpenHandle() {
+    lastError = take(m_handle->reopen());
+    return lastError == LIBDRIVE2_NO_ERROR;
+}
+
+_LIBDRIVE2_ERROR_TYPES OSDrive::take(DeviceStatus status) {
+    return status.ok() ? LIBDRIVE2_NO_ERROR : fail(status.type, std::move(status.text));
+}
+
+_LIBDRIVE2_ERROR_TYPES OSDrive::doQueryDeviceInfo() {
+    return take(m_handle->query());
+}
+_LIBDRIVE2_ERROR_TYPES OSDrive::doQueryMediumInfo() {
+    return take(m_handle->query());
+}
+
+_LIBDRIVE2_ERROR_TYPES OSDrive::doReadSector(std::uint64_t lba, std::uint32_t count, void* buffer,
+                                             std::uint32_t /*bufferBytes*/) {
+    const std::uint32_t sectorBytes = getSectorSize();
+    const DeviceStatus status = m_handle->read(lba * sectorBytes, buffer, std::size_t{count} * sectorBytes);
+    if (status.ok())
+        return LIBDRIVE2_NO_ERROR;
+    return fail(status.type, describeTransfer("reading", lba, count, m_osLocator) + status.text);
+}
+
+_LIBDRIVE2_ERROR_TYPES OSDrive::doWriteSector(std::uint64_t lba, std::uint32_t count, const void* buffer,
+                                              std::uint32_t /*bufferBytes*/) {
+    const std::uint32_t sectorBytes = getSectorSize();
+    const DeviceStatus status = m_handle->write(lba * sectorBytes, buffer, std::size_t{count} * sectorBytes);
+    if (status.ok())
+        return LIBDRIVE2_NO_ERROR;
+    return fail(status.type, describeTransfer("writing", lba, count, m_osLocator) + status.text);
+}
+
+_LIBDRIVE2_ERROR_TYPES OSDrive::doSeekSector(std::uint64_t lba) {
+    const DeviceStatus status = m_handle->seek(lba * getSectorSize());
+    if (status.type == LIBDRIVE2_NOT_SUPPORTED)
+        return Drive::doSeekSector(lba);
+    if (status.ok())
+        return LIBDRIVE2_NO_ERROR;
+    return fail(status.type, describeTransfer("seeking to", lba, 1, m_osLocator) + status.text);
+}
+
+_LIBDRIVE2_ERROR_TYPES OSDrive::doSyncCache() {
+    return take(m_handle->flush());
+}
+_LIBDRIVE2_ERROR_TYPES OSDrive::doFlushCache() {
+    return take(m_handle->flush());
+}
+_LIBDRIVE2_ERROR_TYPES OSDrive::doClearCache() {
+    return take(m_handle->dropCache());
+}
+
+_LIBDRIVE2_ERROR_TYPES OSDrive::doPreventMediumRemoval(bool prevent) {
+    return take(m_handle->lockMedium(prevent));
+}
+_LIBDRIVE2_ERROR_TYPES OSDrive::doEjectDrive() {
+    return take(m_handle->eject());
+}
+_LIBDRIVE2_ERROR_TYPES OSDrive::doLoadDrive() {
+    return take(m_handle->load());
+}
+
+void OSDrive::setMediaCapabilities(std::uint32_t capabilities) {
+    m_mediaCapabilities = capabilities;
+}
+
+}  // namespace libDrive2

@@ -1,0 +1,12 @@
+#pragma once
+
+#include "libDrive2/BlockHandle.h"
+
+namespace libDrive2 {
+
+/// The one place that decodes errno of transfers and opens.
+_LIBDRIVE2_ERROR_TYPES errorTypeOf(int errnoValue);
+/// Type and the system's text.
+DeviceStatus errnoStatus(int errnoValue);
+
+}  // namespace libDrive2

@@ -1,0 +1,219 @@
+#include "libDrive2/linux/LinuxBlockHandle.h"
+
+#include <fcntl.h>
+#include <linux/fs.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include "libDrive2/DeviceOpeners.h"
+#include "libDrive2/OpenError.h"
+#include "libDrive2/linux/ErrnoError.h"
+#include "libDrive2/linux/SysfsBlock.h"
+#include "zel/Buffer.h"
+
+namespace libDrive2 {
+
+namespace {
+
+constexpr std::uint32_t kFileSectorBytes = 512;
+constexpr std::uint32_t kOptimalTransferBytes = 8U << 20;
+constexpr std::size_t kBounceBytes = std::size_t{1} << 20;
+constexpr std::size_t kMemoryAlignment = 4096;
+
+/// Why a path is no drive; empty when it may be one.
+zel::String checkKind(const zel::String& path, const struct stat& found) {
+    if (S_ISDIR(found.st_mode))
+        return path + " is a directory, not a drive or an image file";
+    if (!S_ISBLK(found.st_mode) && !S_ISREG(found.st_mode))
+        return path + " is neither a block device nor an image file";
+    return {};
+}
+
+/// The alignment that direct transfers of a file need; the page size where the kernel does not tell.
+std::uint32_t directFileAlignment(int fd) {
+#ifdef STATX_DIOALIGN
+    struct statx attributes {};
+    if (statx(fd, "", AT_EMPTY_PATH, STATX_DIOALIGN, &attributes) == 0 &&
+        (attributes.stx_mask & STATX_DIOALIGN) != 0 && attributes.stx_dio_offset_align != 0)
+        return attributes.stx_dio_offset_align;
+#endif
+    return 4096;
+}
+
+}  // namespace
+
+std::unique_ptr<LinuxBlockHandle> LinuxBlockHandle::open(const zel::String& path, std::uint32_t desiredAccess,
+                                                         std::uint32_t shareMode) {
+    struct stat found {};
+    if (::stat(path.utf8().c_str(), &found) != 0) {
+        noteOpenError(path + " cannot be opened: " + errnoStatus(errno).text);
+        return nullptr;
+    }
+    if (const zel::String problem = checkKind(path, found); !problem.isEmpty()) {
+        noteOpenError(problem);
+        return nullptr;
+    }
+    const bool exclusive = shareMode == 0 && S_ISBLK(found.st_mode);
+    const int flags =
+        O_CLOEXEC | ((desiredAccess & kAccessWrite) != 0 ? O_RDWR : O_RDONLY) | (exclusive ? O_EXCL : 0);
+    std::unique_ptr<LinuxBlockHandle> handle(new LinuxBlockHandle(path.utf8(), flags));
+    if (const DeviceStatus status = handle->reopen(); !status.ok()) {
+        noteOpenError(path + " cannot be opened: " + status.text);
+        return nullptr;
+    }
+    handle->m_ring = IoRing::create();
+    return handle;
+}
+
+DeviceStatus LinuxBlockHandle::openDescriptors() {
+    // Closed first: an exclusive open would otherwise collide with our own.
+    m_direct.reset();
+    m_buffered.reset();
+    m_buffered = FileDescriptor(::open(m_path.c_str(), m_openFlags));
+    if (!m_buffered)
+        return errnoStatus(errno);
+    // Without O_EXCL, which the descriptor above already holds for both.
+    m_direct = FileDescriptor(::open(m_path.c_str(), (m_openFlags & ~O_EXCL) | O_DIRECT));
+    return {};
+}
+
+DeviceStatus LinuxBlockHandle::reopen() {
+    if (DeviceStatus status = openDescriptors(); !status.ok())
+        return status;
+    return query();
+}
+
+DeviceStatus LinuxBlockHandle::query() {
+    struct stat found {};
+    if (fstat(m_buffered.get(), &found) != 0)
+        return errnoStatus(errno);
+    m_isBlockDevice = S_ISBLK(found.st_mode);
+    m_info.writable = (m_openFlags & O_ACCMODE) == O_RDWR;
+    m_info.optimalTransferBytes = kOptimalTransferBytes;
+    return m_isBlockDevice ? queryBlockDevice() : queryFile();
+}
+
+DeviceStatus LinuxBlockHandle::queryBlockDevice() {
+    std::uint64_t bytes = 0;
+    int logical = 0;
+    unsigned physical = 0;
+    struct stat found {};
+    if (ioctl(m_buffered.get(), BLKGETSIZE64, &bytes) != 0 ||
+        ioctl(m_buffered.get(), BLKSSZGET, &logical) != 0 ||
+        ioctl(m_buffered.get(), BLKPBSZGET, &physical) != 0 || fstat(m_buffered.get(), &found) != 0)
+        return errnoStatus(errno);
+    m_info.bytes = bytes;
+    m_info.logicalSectorBytes = static_cast<std::uint32_t>(logical);
+    m_info.physicalSectorBytes = physical;
+    m_info.removable = SysfsBlock(found.st_rdev).isRemovable();
+    m_info.mediumPresent = !m_info.removable || bytes > 0;
+    m_directAlignment = m_info.logicalSectorBytes;
+    return {};
+}
+
+DeviceStatus LinuxBlockHandle::queryFile() {
+    struct stat found {};
+    if (fstat(m_buffered.get(), &found) != 0)
+        return errnoStatus(errno);
+    m_info.bytes = static_cast<std::uint64_t>(found.st_size);
+    m_info.logicalSectorBytes = kFileSectorBytes;
+    m_info.physicalSectorBytes = kFileSectorBytes;
+    m_directAlignment = directFileAlignment(m_buffered.get());
+    return {};
+}
+
+bool LinuxBlockHandle::isGone() const {
+    if (!m_isBlockDevice)
+        return false;
+    std::uint64_t bytes = 0;
+    struct stat found {};
+    if (ioctl(m_buffered.get(), BLKGETSIZE64, &bytes) != 0 || bytes == 0 ||
+        fstat(m_buffered.get(), &found) != 0)
+        return true;
+    return !SysfsBlock(found.st_rdev).isUsable();
+}
+
+DeviceStatus LinuxBlockHandle::failure(int error) const {
+    if (error == IoRing::kEndOfDevice)
+        return {LIBDRIVE2_NO_ACCESS, "it ends before these sectors: it became smaller"};
+    DeviceStatus status = errnoStatus(error);
+    // The kernel answers plain I/O errors for a drive that was pulled: those are no bad sectors.
+    if (status.type == LIBDRIVE2_MEDIA_ERROR && isGone())
+        return {LIBDRIVE2_NO_ACCESS, "the device is gone (" + status.text + ")"};
+    return status;
+}
+
+DeviceStatus LinuxBlockHandle::transfer(bool writing, std::uint64_t offset, std::uint8_t* buffer,
+                                        std::size_t bytes) {
+    const auto isAligned = [](std::uint64_t value, std::uint64_t alignment) {
+        return value % alignment == 0;
+    };
+    int error = 0;
+    if (!m_direct || !isAligned(offset, m_directAlignment) || !isAligned(bytes, m_directAlignment))
+        error = transferPlain(m_buffered.get(), writing, offset, buffer, bytes);
+    else if (!isAligned(reinterpret_cast<std::uintptr_t>(buffer), kMemoryAlignment))
+        error = transferBounced(writing, offset, buffer, bytes);
+    else if (m_ring != nullptr && bytes > IoRing::kPieceBytes)
+        error = m_ring->run({m_direct.get(), writing, offset, buffer, bytes});
+    else
+        error = transferPlain(m_direct.get(), writing, offset, buffer, bytes);
+    return error == 0 ? DeviceStatus{} : failure(error);
+}
+
+int LinuxBlockHandle::transferBounced(bool writing, std::uint64_t offset, std::uint8_t* buffer,
+                                      std::size_t bytes) {
+    zel::Buffer bounce(std::min(bytes, kBounceBytes));
+    for (std::size_t done = 0; done < bytes;) {
+        const std::size_t piece = std::min(bounce.size(), bytes - done);
+        if (writing)
+            std::memcpy(bounce.data(), buffer + done, piece);
+        if (const int error = transferPlain(m_direct.get(), writing, offset + done, bounce.data(), piece);
+            error != 0)
+            return error;
+        if (!writing)
+            std::memcpy(buffer + done, bounce.data(), piece);
+        done += piece;
+    }
+    return 0;
+}
+
+int LinuxBlockHandle::transferPlain(int fd, bool writing, std::uint64_t offset, std::uint8_t* buffer,
+                                    std::size_t bytes) {
+    for (std::size_t done = 0; done < bytes;) {
+        const auto position = static_cast<off_t>(offset + done);
+        const ssize_t moved = writing ? pwrite(fd, buffer + done, bytes - done, position)
+                                      : pread(fd, buffer + done, bytes - done, position);
+        if (moved == 0)
+            return IoRing::kEndOfDevice;
+        if (moved < 0 && errno != EINTR)
+            return errno;
+        done += moved > 0 ? static_cast<std::size_t>(moved) : 0;
+    }
+    return 0;
+}
+
+DeviceStatus LinuxBlockHandle::read(std::uint64_t offset, void* buffer, std::size_t bytes) {
+    return transfer(false, offset, static_cast<std::uint8_t*>(buffer), bytes);
+}
+
+DeviceStatus LinuxBlockHandle::write(std::uint64_t offset, const void* buffer, std::size_t bytes) {
+    if (!m_info.writable)
+        return {LIBDRIVE2_WRITE_PROTECTED_DEVICE, "the device was opened for reading only"};
+    // The system's calls take a pointer to changeable memory for both directions; a write only reads it.
+    return transfer(true, offset, static_cast<std::uint8_t*>(const_cast<void*>(buffer)), bytes);
+}
+
+DeviceStatus LinuxBlockHandle::flush() {
+    return fsync(m_buffered.get()) == 0 ? DeviceStatus{} : failure(errno);
+}
+
+DeviceStatus LinuxBlockHandle::dropCache() {
+    return errnoStatus(posix_fadvise(m_buffered.get(), 0, 0, POSIX_FADV_DONTNEED));
+}
+
+}  // namespace libDrive2

@@ -1,0 +1,151 @@
+#include "libDrive2/linux/LinuxVolumes.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+
+#include <cerrno>
+#include <fstream>
+#include <sstream>
+
+#include "libDrive2/PlatformOpeners.h"
+#include "libDrive2/linux/ErrnoError.h"
+#include "libDrive2/linux/LinuxBlockHandle.h"
+#include "libDrive2/linux/VolumeSignatures.h"
+
+namespace libDrive2 {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+/// The device that a line of /proc/self/mountinfo mounts. File systems with several devices show a number
+/// of their own there; the source path tells then.
+dev_t mountedDevice(const std::string& number, const std::string& source) {
+    struct stat found {};
+    if (source.starts_with('/') && stat(source.c_str(), &found) == 0 && S_ISBLK(found.st_mode))
+        return found.st_rdev;
+    unsigned majorNumber = 0;
+    unsigned minorNumber = 0;
+    if (std::sscanf(number.c_str(), "%u:%u", &majorNumber, &minorNumber) != 2)
+        return 0;
+    return makedev(majorNumber, minorNumber);
+}
+
+void findMounts(const SysfsBlock::Member& member, zel::Array<zel::String>& users) {
+    std::ifstream table("/proc/self/mountinfo");
+    for (std::string line; std::getline(table, line);) {
+        std::istringstream fields(line);
+        std::string skipped, number, folder, field, type, source;
+        fields >> skipped >> skipped >> number >> skipped >> folder;
+        while (fields >> field && field != "-") {}
+        fields >> type >> source;
+        if (mountedDevice(number, source) == member.number)
+            users.append(member.name + " is mounted on " + folder);
+    }
+}
+
+void findSwap(const SysfsBlock::Member& member, zel::Array<zel::String>& users) {
+    std::ifstream table("/proc/swaps");
+    std::string line;
+    std::getline(table, line);
+    while (std::getline(table, line)) {
+        const std::string path = line.substr(0, line.find(' '));
+        struct stat found {};
+        if (stat(path.c_str(), &found) == 0 && S_ISBLK(found.st_mode) && found.st_rdev == member.number)
+            users.append(member.name + " is swap space");
+    }
+}
+
+/// "dm-0 (vg-root)" where the mapper has a name, else the kernel's name.
+std::string describeHolder(const std::string& holder) {
+    const std::string mapped = readLine(fs::path("/sys/class/block") / holder / "dm" / "name");
+    return mapped.empty() ? holder : holder + " (" + mapped + ")";
+}
+
+/// Loop devices over an image file.
+void findLoops(const zel::String& path, zel::Array<zel::String>& users) {
+    std::error_code failed;
+    const fs::path file = fs::canonical(path.utf8(), failed);
+    if (failed)
+        return;
+    for (const auto& entry : fs::directory_iterator("/sys/block", failed))
+        if (readLine(entry.path() / "loop" / "backing_file") == file.string())
+            users.append(path + " is attached to /dev/" + entry.path().filename().string());
+}
+
+zel::String join(const zel::Array<zel::String>& users) {
+    zel::String text;
+    for (const zel::String& user : users)
+        text += (text.isEmpty() ? "" : ", ") + user;
+    return text;
+}
+
+}  // namespace
+
+void LinuxVolumes::findUsers(const SysfsBlock& device, zel::Array<zel::String>& users) {
+    for (const SysfsBlock::Member& member : device.members()) {
+        findMounts(member, users);
+        findSwap(member, users);
+        for (const std::string& holder : device.holdersOf(member))
+            users.append(member.name + " is part of " + describeHolder(holder));
+    }
+}
+
+zel::Array<zel::String> LinuxVolumes::holders() {
+    zel::Array<zel::String> users;
+    struct stat found {};
+    if (stat(m_path.utf8().c_str(), &found) != 0)
+        return users;
+    if (S_ISBLK(found.st_mode))
+        findUsers(SysfsBlock(found.st_rdev), users);
+    else if (S_ISREG(found.st_mode))
+        findLoops(m_path, users);
+    return users;
+}
+
+bool LinuxVolumes::isEncrypted(zel::String& reason) {
+    const FileDescriptor device(open(m_path.utf8().c_str(), O_RDONLY | O_CLOEXEC));
+    if (!device) {
+        reason = m_path + " cannot be examined for encrypted volumes: " + errnoStatus(errno).text;
+        return true;
+    }
+    return holdsEncryptedVolume(device.get(), m_path, reason);
+}
+
+bool LinuxVolumes::lock(zel::String& reason) {
+    if (const auto users = holders(); !users.isEmpty()) {
+        reason = m_path + " is in use: " + join(users);
+        return false;
+    }
+    struct stat found {};
+    const bool isBlockDevice = stat(m_path.utf8().c_str(), &found) == 0 && S_ISBLK(found.st_mode);
+    // The kernel gives a whole disk exclusively only when nobody holds one of its partitions, and then
+    // nobody can take a partition: one descriptor locks them all.
+    FileDescriptor device(open(m_path.utf8().c_str(), O_RDWR | O_CLOEXEC | (isBlockDevice ? O_EXCL : 0)));
+    if (!device || (!isBlockDevice && flock(device.get(), LOCK_EX | LOCK_NB) != 0)) {
+        reason = m_path + " cannot be taken for this test alone: " + errnoStatus(errno).text;
+        return false;
+    }
+    m_lock = std::move(device);
+    return true;
+}
+
+bool LinuxVolumes::unlock(zel::String& reason) {
+    if (m_lock.reset())
+        return true;
+    reason = m_path + " could not be given back: " + errnoStatus(errno).text;
+    return false;
+}
+
+std::unique_ptr<DeviceLockingManager::Volumes> platformVolumes(const zel::String& path) {
+    return std::make_unique<LinuxVolumes>(path);
+}
+
+std::unique_ptr<BlockHandle> openPlatformBlockDevice(const zel::String& path, std::uint32_t desiredAccess,
+                                                     std::uint32_t shareMode) {
+    return LinuxBlockHandle::open(path, desiredAccess, shareMode);
+}
+
+}  // namespace libDrive2

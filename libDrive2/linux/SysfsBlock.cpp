@@ -1,0 +1,87 @@
+#include "libDrive2/linux/SysfsBlock.h"
+
+#include <sys/sysmacros.h>
+
+#include <cstdio>
+#include <fstream>
+
+namespace libDrive2 {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+dev_t numberOf(const fs::path& folder) {
+    unsigned majorNumber = 0;
+    unsigned minorNumber = 0;
+    if (std::sscanf(readLine(folder / "dev").c_str(), "%u:%u", &majorNumber, &minorNumber) != 2)
+        return 0;
+    return makedev(majorNumber, minorNumber);
+}
+
+}  // namespace
+
+std::string readLine(const fs::path& file) {
+    std::ifstream stream(file);
+    std::string line;
+    std::getline(stream, line);
+    return line;
+}
+
+SysfsBlock::SysfsBlock(dev_t number) {
+    const fs::path link =
+        "/sys/dev/block/" + std::to_string(major(number)) + ":" + std::to_string(minor(number));
+    std::error_code failed;
+    m_folder = fs::canonical(link, failed);
+    if (failed)
+        m_folder.clear();
+}
+
+std::string SysfsBlock::name() const {
+    return m_folder.filename().string();
+}
+
+bool SysfsBlock::isPartition() const {
+    std::error_code ignored;
+    return !m_folder.empty() && fs::exists(m_folder / "partition", ignored);
+}
+
+fs::path SysfsBlock::diskFolder() const {
+    return isPartition() ? m_folder.parent_path() : m_folder;
+}
+
+bool SysfsBlock::isRemovable() const {
+    return !m_folder.empty() && readLine(diskFolder() / "removable") == "1";
+}
+
+bool SysfsBlock::isUsable() const {
+    std::error_code ignored;
+    if (m_folder.empty() || !fs::exists(m_folder, ignored))
+        return false;
+    // Of SCSI devices; others have no such file or say "live".
+    const std::string state = readLine(diskFolder() / "device" / "state");
+    return state != "offline" && state != "transport-offline" && state != "deleted" && state != "dead";
+}
+
+std::vector<SysfsBlock::Member> SysfsBlock::members() const {
+    std::vector<Member> members;
+    if (m_folder.empty())
+        return members;
+    members.push_back({name(), numberOf(m_folder)});
+    std::error_code ignored;
+    for (const auto& entry : fs::directory_iterator(m_folder, ignored))
+        if (fs::exists(entry.path() / "partition", ignored))
+            members.push_back({entry.path().filename().string(), numberOf(entry.path())});
+    return members;
+}
+
+std::vector<std::string> SysfsBlock::holdersOf(const Member& member) const {
+    std::vector<std::string> holders;
+    const fs::path folder = member.name == name() ? m_folder : m_folder / member.name;
+    std::error_code ignored;
+    for (const auto& entry : fs::directory_iterator(folder / "holders", ignored))
+        holders.push_back(entry.path().filename().string());
+    return holders;
+}
+
+}  // namespace libDrive2

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace libDrive2 {
+
+/// A block device as /sys shows it.
+class SysfsBlock {
+public:
+    explicit SysfsBlock(dev_t number);
+
+    /// The kernel's name such as "sda1"; empty when the device is unknown.
+    [[nodiscard]] std::string name() const;
+    [[nodiscard]] bool isPartition() const;
+    [[nodiscard]] bool isRemovable() const;
+    /// False when the device is gone or was taken offline.
+    [[nodiscard]] bool isUsable() const;
+    /// Names of the device itself and of its partitions, with their numbers.
+    struct Member {
+        std::string name;
+        dev_t number;
+    };
+    [[nodiscard]] std::vector<Member> members() const;
+    /// Names of the devices built on one of the members (dm-0, md1).
+    [[nodiscard]] std::vector<std::string> holdersOf(const Member& member) const;
+
+private:
+    [[nodiscard]] std::filesystem::path diskFolder() const;
+
+    std::filesystem::path m_folder;  ///< empty when the device is unknown
+};
+
+/// First line of a small file; empty when it cannot be read.
+std::string readLine(const std::filesystem::path& file);
+
+}  // namespace libDrive2

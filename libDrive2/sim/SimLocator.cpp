@@ -1,0 +1,207 @@
+#include "libDrive2/sim/SimLocator.h"
+
+#include <array>
+#include <bit>
+#include <limits>
+#include <string_view>
+
+namespace libDrive2 {
+
+namespace {
+
+constexpr std::string_view kPrefix = "sim:";
+constexpr std::uint32_t kMinSectorBytes = 128;
+constexpr std::uint32_t kMaxSectorBytes = 65536;
+
+std::vector<std::string> split(const std::string& text, char separator) {
+    std::vector<std::string> pieces;
+    std::size_t start = 0;
+    for (std::size_t end = 0; (end = text.find(separator, start)) != std::string::npos; start = end + 1)
+        pieces.push_back(text.substr(start, end - start));
+    pieces.push_back(text.substr(start));
+    return pieces;
+}
+
+bool parseNumber(const std::string& text, std::uint64_t& value) {
+    return zel::String(text).strToUInt64(value);
+}
+
+/// "A" or "A-B".
+bool parseRange(const std::string& text, SectorRange& range) {
+    const auto dash = text.find('-');
+    if (!parseNumber(text.substr(0, dash), range.first))
+        return false;
+    range.last = range.first;
+    return dash == std::string::npos ||
+           (parseNumber(text.substr(dash + 1), range.last) && range.first <= range.last);
+}
+
+bool parseRanges(const std::string& text, SectorRanges& ranges) {
+    for (const std::string& piece : split(text, '+')) {
+        SectorRange range{};
+        if (!parseRange(piece, range))
+            return false;
+        ranges.add(range);
+    }
+    return true;
+}
+
+/// "WHAT:NUMBER", taken apart at the last colon.
+bool splitNumber(const std::string& text, std::string& what, std::uint64_t& number) {
+    const auto colon = text.rfind(':');
+    if (colon == std::string::npos)
+        return false;
+    what = text.substr(0, colon);
+    return parseNumber(text.substr(colon + 1), number);
+}
+
+bool parseTransient(const std::string& text, SimOptions& options) {
+    for (const std::string& piece : split(text, '+')) {
+        std::string lbaText;
+        std::uint64_t lba = 0;
+        std::uint64_t failures = 0;
+        if (!splitNumber(piece, lbaText, failures) || !parseNumber(lbaText, lba))
+            return false;
+        options.transient[lba] = failures;
+    }
+    return true;
+}
+
+bool parseSlow(const std::string& text, SimOptions& options) {
+    for (const std::string& piece : split(text, '+')) {
+        std::string rangeText;
+        SlowRange slow{};
+        if (!splitNumber(piece, rangeText, slow.milliseconds) || !parseRange(rangeText, slow.range))
+            return false;
+        options.slow.push_back(slow);
+    }
+    return true;
+}
+
+bool parseSectors(const std::string& text, SimOptions& options) {
+    options.sectorsGiven = true;
+    return parseNumber(text, options.sectors);
+}
+
+bool parseSectorSize(const std::string& text, SimOptions& options) {
+    return zel::String(text).strToUInt(options.sectorBytes) && std::has_single_bit(options.sectorBytes) &&
+           options.sectorBytes >= kMinSectorBytes && options.sectorBytes <= kMaxSectorBytes;
+}
+
+bool parseMedia(const std::string& text, SimOptions& options) {
+    options.mediumPresent = text != "none";
+    return text == "none" || text == "disk";
+}
+
+bool parsePositive(const std::string& text, std::uint64_t& value) {
+    return parseNumber(text, value) && value > 0;
+}
+
+bool takeText(const std::string& text, std::string& value) {
+    value = text;
+    return !text.empty();
+}
+
+struct Key {
+    std::string_view name;
+    const char* form;  ///< null for a key without a value
+    bool (*parse)(const std::string& value, SimOptions& options);
+};
+
+constexpr const char* kRangesForm = "sectors such as 1234+5000-5003";
+constexpr const char* kNumberForm = "a whole number from 1 on";
+
+constexpr std::array kKeys = {
+    Key{"sectors", "a whole number", parseSectors},
+    Key{"sector-size", "a power of two from 128 to 65536", parseSectorSize},
+    Key{"image", "the path of a file", [](auto& v, auto& o) { return takeText(v, o.imagePath); }},
+    Key{"bad", kRangesForm, [](auto& v, auto& o) { return parseRanges(v, o.bad); }},
+    Key{"bad-write", kRangesForm, [](auto& v, auto& o) { return parseRanges(v, o.badWrite); }},
+    Key{"bad-seek", kRangesForm, [](auto& v, auto& o) { return parseRanges(v, o.badSeek); }},
+    Key{"corrupt", kRangesForm, [](auto& v, auto& o) { return parseRanges(v, o.corrupt); }},
+    Key{"transient", "LBA:TIMES, joined by +", parseTransient},
+    Key{"slow", "A-B:MILLISECONDS, joined by +", parseSlow},
+    Key{"gone-at", kNumberForm, [](auto& v, auto& o) { return parsePositive(v, o.goneAt); }},
+    Key{"busy-at", kNumberForm, [](auto& v, auto& o) { return parsePositive(v, o.busyAt); }},
+    Key{"speed", "MB/s, a whole number from 1 on",
+        [](auto& v, auto& o) { return parsePositive(v, o.megabytesPerSecond); }},
+    Key{"serial", "a text", [](auto& v, auto& o) { return takeText(v, o.serial); }},
+    Key{"media", "none or disk", parseMedia},
+    Key{"wp", nullptr, [](auto&, auto& o) { return o.writeProtected = true; }},
+    Key{"removable", nullptr, [](auto&, auto& o) { return o.removable = true; }},
+    Key{"encrypted", nullptr, [](auto&, auto& o) { return o.encrypted = true; }},
+};
+
+std::string listKeys() {
+    std::string names;
+    for (const Key& key : kKeys)
+        names += (names.empty() ? "" : ", ") + std::string(key.name);
+    return names;
+}
+
+/// Empty when the piece was understood.
+std::string applyPiece(const std::string& piece, SimOptions& options) {
+    const auto equals = piece.find('=');
+    const std::string name = piece.substr(0, equals);
+    for (const Key& key : kKeys) {
+        if (key.name != name)
+            continue;
+        if (key.form == nullptr && equals != std::string::npos)
+            return "\"" + name + "\" takes no value";
+        if (key.form != nullptr && equals == std::string::npos)
+            return "\"" + name + "\" needs a value: " + key.form;
+        const std::string value = equals == std::string::npos ? "" : piece.substr(equals + 1);
+        return key.parse(value, options)
+                   ? ""
+                   : "\"" + value + "\" is no value for \"" + name + "\": give " + key.form;
+    }
+    return "it does not know \"" + name + "\"; known are " + listKeys();
+}
+
+/// A fault beyond the end would never be met: surely a mistake.
+std::string checkInside(const SimOptions& options) {
+    const auto beyond = [&options](std::uint64_t lba) {
+        return lba >= options.sectors ? "sector " + std::to_string(lba) + " lies beyond its end"
+                                      : std::string();
+    };
+    for (const SectorRanges* faults : {&options.bad, &options.badWrite, &options.badSeek, &options.corrupt})
+        for (const SectorRange& range : faults->ranges())
+            if (range.last >= options.sectors)
+                return beyond(range.last);
+    for (const SlowRange& slow : options.slow)
+        if (slow.range.last >= options.sectors)
+            return beyond(slow.range.last);
+    return options.transient.empty() ? "" : beyond(options.transient.rbegin()->first);
+}
+
+std::string checkWhole(const SimOptions& options) {
+    if (options.kind != "disk")
+        return "there is no kind \"" + options.kind + "\"; known is disk";
+    if (options.sectors > std::numeric_limits<std::uint64_t>::max() / options.sectorBytes / 2)
+        return "it has more sectors than can be addressed";
+    // The size of a backing file is known only when it is opened.
+    return options.imagePath.empty() || options.sectorsGiven ? checkInside(options) : "";
+}
+
+}  // namespace
+
+bool isSimLocator(const zel::String& locator) {
+    return locator.utf8().starts_with(kPrefix);
+}
+
+std::optional<SimOptions> parseSimLocator(const zel::String& locator, zel::String& error) {
+    const std::vector<std::string> pieces = split(locator.utf8().substr(kPrefix.size()), ',');
+    SimOptions options;
+    options.kind = pieces.front();
+    std::string problem;
+    for (std::size_t i = 1; i < pieces.size() && problem.empty(); ++i)
+        problem = applyPiece(pieces[i], options);
+    if (problem.empty())
+        problem = checkWhole(options);
+    if (problem.empty())
+        return options;
+    error = "the simulated drive \"" + locator.utf8() + "\" cannot be made: " + problem;
+    return std::nullopt;
+}
+
+}  // namespace libDrive2

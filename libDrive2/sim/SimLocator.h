@@ -1,0 +1,48 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "libDrive2/sim/SectorRanges.h"
+#include "zel/String.h"
+
+namespace libDrive2 {
+
+/// Transfers that touch the range take longer.
+struct SlowRange {
+    SectorRange range;
+    std::uint64_t milliseconds;
+};
+
+/// What a "sim:KIND,KEY=VALUE…" locator describes.
+struct SimOptions {
+    std::string kind;
+    std::uint64_t sectors = 2097152;
+    std::uint32_t sectorBytes = 512;
+    std::string imagePath;  ///< backing file; empty for a model in memory
+    SectorRanges bad;
+    SectorRanges badWrite;
+    SectorRanges badSeek;
+    SectorRanges corrupt;
+    std::map<std::uint64_t, std::uint64_t> transient;  ///< LBA, failures left
+    std::vector<SlowRange> slow;
+    std::uint64_t goneAt = 0;  ///< number of the first command that fails; 0 never
+    std::uint64_t busyAt = 0;
+    std::uint64_t megabytesPerSecond = 0;  ///< 1 MB = 1,048,576 bytes; 0 no limit
+    std::string serial;
+    bool sectorsGiven = false;
+    bool writeProtected = false;
+    bool removable = false;
+    bool mediumPresent = true;
+    bool encrypted = false;
+};
+
+bool isSimLocator(const zel::String& locator);
+
+/// Nothing when the locator is malformed; `error` then says what is wrong in one sentence.
+std::optional<SimOptions> parseSimLocator(const zel::String& locator, zel::String& error);
+
+}  // namespace libDrive2

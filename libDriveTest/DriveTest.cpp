@@ -1,0 +1,87 @@
+#include "DriveTest.h"
+
+#include <memory>
+
+#include "DriveTestCallback.h"
+#include "DriveTestLogger.h"
+#include "Events.h"
+#include "Parameters.h"
+
+namespace libDriveTest {
+
+namespace {
+
+bool registered = false;
+
+void addCommonParameters(Test& test) {
+    parameters::displayAdvancedErrs.addTo(test);
+    parameters::displayRecoveredErrs.addTo(test);
+    test.addDevicePropertyExclusion("__libDriveTest_Disable", "");
+    parameters::doNotEject.addTo(test);
+    parameters::promptUserForMedia.addTo(test);
+    parameters::xferSizeHinting.addTo(test);
+    parameters::maxErrors.addTo(test);
+    parameters::maxWarnings.addTo(test);
+    parameters::warnRMB.addTo(test);
+    parameters::retryCount.addTo(test);
+    parameters::maxRetries.addTo(test);
+}
+
+}  // namespace
+
+Array<non_fail_result> DriveTest::s_nonFailResults;
+
+zel::Logger& driveTestLogger() {
+    static zel::Logger& instance = zel::LogFactory::createLogger("libDriveTest.DriveTest");
+    return instance;
+}
+
+DriveTest::DriveTest(Drive& testedDrive) : drive(&testedDrive) {}
+
+DriveTest::DriveTest(libDrive2::SharedDrive sharedDrive)
+    : drive(sharedDrive.get()), driveHolder(sharedDrive) {}
+
+DriveTest::~DriveTest() = default;
+
+void DriveTest::init(Test& test) {
+    if (!registered) {
+        DiagModule::registerLibrary("libDriveTest");
+        registered = true;
+    }
+    addCommonParameters(test);
+    events::createCommon();
+    strings::createCommon();
+    // Appended at every call: look-ups take the first match.
+    s_nonFailResults.append({libDrive2::LIBDRIVE2_BUSY, TestResult::DEVICEBUSY, events::deviceBusy.get()});
+    s_nonFailResults.append(
+        {libDrive2::LIBDRIVE2_NO_ACCESS, TestResult::CANNOTRUN, events::cannotAccessDevice.get()});
+}
+
+TestResult DriveTest::run() {
+    zel::Logger& log = driveTestLogger();
+    errorCount = maxErrors = warningCount = maxWarnings = 0;
+    const std::uint32_t retries = parameters::retryCount.value();
+    // MaxWarnings is never read: the warning limit stays off.
+    maxErrors = parameters::maxErrors.value();
+    drive->setRetryCount(retries);
+    drive->setCallback(std::make_unique<DriveTestCallback>(*this, parameters::displayAdvancedErrs.value(),
+                                                           parameters::displayRecoveredErrs.value()));
+    if (!drive->isMedium())
+        log.line(3, "The device being tested does not have a native sector size, so this test will treat ",
+                 drive->getSectorSize(), " bytes as being one sector.");
+    result = TestResult::PASS;
+    log.line(1,
+             zel::formatted("Starting test with max errors = %i, max warnings = %i", maxErrors, maxWarnings));
+    drive->preventMediumRemoval(true);
+    const TestResult testResult = runTest();
+    drive->preventMediumRemoval(false);
+    if (testResult == TestResult::PASS && result == TestResult::WARN)
+        log.line(3,
+                 "The test completed successfully, however there were conditions that may require further "
+                 "investigation.");
+    else
+        result.merge(testResult);
+    return result;
+}
+
+}  // namespace libDriveTest

@@ -1,0 +1,82 @@
+#include "Events.h"
+
+namespace libDriveTest {
+
+namespace events {
+
+SharedEvent testNotSupported{"testNotSupported"};
+SharedEvent cannotOpen{"cannotOpen"};
+SharedEvent cannotOpenAccessDenied{"cannotOpenAccessDenied"};
+SharedEvent cannotOpenDeviceRemoved{"cannotOpenDeviceRemoved"};
+SharedEvent cannotOpenDeviceRDOnly{"cannotOpenDeviceRDOnly"};
+SharedEvent cannotOpenDeviceNoMedium{"cannotOpenDeviceNoMedium"};
+SharedEvent writeSectorRangeErr{"writeSectorRangeErr"};
+SharedEvent readSectorRangeErr{"readSectorRangeErr"};
+SharedEvent invalidParameters{"invalidParameters"};
+SharedEvent isolationRecovered{"isolationRecovered"};
+SharedEvent harddrivePasswordProtected{"harddrivePasswordProtected"};
+SharedEvent cannotGetTotalSectors{"cannotGetTotalSectors"};
+SharedEvent cannotGetSectorSize{"cannotGetSectorSize"};
+SharedEvent deviceBusy{"deviceBusy"};
+SharedEvent cannotEjectMedia{"cannotEjectMedia"};
+SharedEvent cannotInitializeDevice{"CannotInitializeDevice"};
+SharedEvent cannotAccessDevice{"CannotAccessDevice"};
+SharedEvent encryptedDriveDetected{"EncryptedDriveDetected"};
+SharedEvent readSectorErr{"readSectorErr"};
+SharedEvent writeSectorErr{"writeSectorErr"};
+SharedEvent seekSectorErr{"seekSectorErr"};
+SharedEvent dataMiscompareErr{"dataMiscompareErr"};
+SharedEvent userAbortSector{"userAbortSector"};
+SharedEvent hitMaxErr{"hitMaxErr"};
+SharedEvent advancedError{"advancedError"};
+SharedEvent nonCritical{"nonCritical"};
+SharedEvent mediumNotPresentRMBZero{"MediumNotPresentRMBZero"};
+
+void createCommon() {
+    for (SharedEvent* event : {&testNotSupported,
+                               &cannotOpen,
+                               &cannotOpenAccessDenied,
+                               &cannotOpenDeviceRemoved,
+                               &cannotOpenDeviceRDOnly,
+                               &cannotOpenDeviceNoMedium,
+                               &writeSectorRangeErr,
+                               &readSectorRangeErr,
+                               &invalidParameters,
+                               &isolationRecovered,
+                               &harddrivePasswordProtected,
+                               &cannotGetTotalSectors,
+                               &cannotGetSectorSize,
+                               &deviceBusy,
+                               &cannotEjectMedia,
+                               &cannotInitializeDevice,
+                               &cannotAccessDevice,
+                               &encryptedDriveDetected,
+                               &readSectorErr,
+                               &writeSectorErr,
+                               &seekSectorErr,
+                               &dataMiscompareErr,
+                               &userAbortSector,
+                               &hitMaxErr,
+                               &advancedError,
+                               &nonCritical,
+                               &mediumNotPresentRMBZero})
+        event->createOnce();
+}
+
+}  // namespace events
+
+namespace strings {
+
+SharedString mediaType{"mediaType"};
+SharedString testInformationMessage{"testInformationMessage"};
+SharedString insertWritableMedia{"InsertWritableMedia"};
+SharedString deviceBusyLS{"deviceBusyLS"};
+
+void createCommon() {
+    for (SharedString* string : {&mediaType, &testInformationMessage, &insertWritableMedia, &deviceBusyLS})
+        string->createOnce();
+}
+
+}  // namespace strings
+
+}  // namespace libDriveTest

@@ -1,0 +1,75 @@
+#pragma once
+
+#include "quix5/DiagModule.h"
+
+namespace libDriveTest {
+
+/// A framework object that the module creates once, when the first test registers.
+template <class Object, Object* (*create)(const char*)>
+class SharedObject {
+public:
+    explicit constexpr SharedObject(const char* key) : m_key(key) {}
+
+    void createOnce() {
+        if (m_object == nullptr)
+            m_object = create(m_key);
+    }
+    [[nodiscard]] Object* get() const { return m_object; }
+    Object* operator->() const { return m_object; }
+    Object& operator*() const { return *m_object; }
+
+private:
+    const char* m_key;
+    Object* m_object = nullptr;
+};
+
+using SharedEvent = SharedObject<quix5::Event, quix5::DiagModule::createEvent>;
+using SharedString = SharedObject<quix5::LocalizedString, quix5::DiagModule::createLocalizedString>;
+
+namespace events {
+
+extern SharedEvent testNotSupported;
+extern SharedEvent cannotOpen;
+extern SharedEvent cannotOpenAccessDenied;
+extern SharedEvent cannotOpenDeviceRemoved;
+extern SharedEvent cannotOpenDeviceRDOnly;
+extern SharedEvent cannotOpenDeviceNoMedium;
+extern SharedEvent writeSectorRangeErr;
+extern SharedEvent readSectorRangeErr;
+extern SharedEvent invalidParameters;
+extern SharedEvent isolationRecovered;
+extern SharedEvent harddrivePasswordProtected;
+extern SharedEvent cannotGetTotalSectors;
+extern SharedEvent cannotGetSectorSize;
+extern SharedEvent deviceBusy;
+extern SharedEvent cannotEjectMedia;
+extern SharedEvent cannotInitializeDevice;
+extern SharedEvent cannotAccessDevice;
+extern SharedEvent encryptedDriveDetected;
+extern SharedEvent readSectorErr;
+extern SharedEvent writeSectorErr;
+extern SharedEvent seekSectorErr;
+extern SharedEvent dataMiscompareErr;
+extern SharedEvent userAbortSector;
+extern SharedEvent hitMaxErr;
+extern SharedEvent advancedError;
+extern SharedEvent nonCritical;
+extern SharedEvent mediumNotPresentRMBZero;
+
+/// Creates, in their settled order, those that every test needs.
+void createCommon();
+
+}  // namespace events
+
+namespace strings {
+
+extern SharedString mediaType;
+extern SharedString testInformationMessage;
+extern SharedString insertWritableMedia;
+extern SharedString deviceBusyLS;
+
+void createCommon();
+
+}  // namespace strings
+
+}  // namespace libDriveTest

@@ -1,0 +1,54 @@
+#include <iterator>
+#include <memory>
+
+#include "DriveTest.h"
+#include "LinearReadTest.h"
+#include "quix5/ModuleDescriptor.h"
+
+namespace libDriveTest {
+
+namespace {
+
+/// A test class as the framework runs it.
+template <class TestClass>
+class ModuleTest : public quix5::RunnableTest {
+public:
+    explicit ModuleTest(libDrive2::SharedDrive drive) : m_test(std::move(drive)) {}
+
+    TestResult run() override { return m_test.run(); }
+    TestResult runWriteTest(const DiagDevice& device) override { return m_test.runWriteTest(device); }
+
+private:
+    TestClass m_test;
+};
+
+template <class TestClass>
+std::unique_ptr<quix5::RunnableTest> createTest(libDrive2::SharedDrive drive) {
+    return std::make_unique<ModuleTest<TestClass>>(std::move(drive));
+}
+
+quix5::CreatedDrive createFixedDisk(const DiagDevice& device, quix5::OpenMode mode) {
+    return {DriveTest::createDrive(device, mode.desiredAccess, mode.shareMode),
+            DriveTest::hasAccessMethod(device) ? TestResult::CANNOTRUN : TestResult::NOTSUPPORTED};
+}
+
+template <class TestClass>
+constexpr quix5::TestEntry fixedDiskTest(const char* name) {
+    return {name, TestClass::init, createFixedDisk, createTest<TestClass>};
+}
+
+constexpr quix5::TestEntry kTests[] = {
+    fixedDiskTest<LinearReadTest>("LinearReadTest"),
+};
+
+constexpr quix5::ModuleDescriptor kDescriptor = {
+    quix5::kModuleInterfaceVersion, "libDriveTest", DRIVETEST_VERSION, kTests, std::size(kTests),
+};
+
+}  // namespace
+
+}  // namespace libDriveTest
+
+extern "C" const quix5::ModuleDescriptor* quix5ModuleDescriptor() {
+    return &libDriveTest::kDescriptor;
+}

@@ -1,0 +1,24 @@
+#include "Parameters.h"
+
+namespace libDriveTest::parameters {
+
+using quix5::DataType;
+
+SharedParameter<bool> displayAdvancedErrs{"DisplayAdvancedErrs", DataType::BOOLEAN, true};
+SharedParameter<bool> displayRecoveredErrs{"DisplayRecoveredErrs", DataType::BOOLEAN, true};
+SharedParameter<bool> doNotEject{"DoNotEject", DataType::BOOLEAN, false};
+SharedParameter<bool> promptUserForMedia{"PromptUserForMedia", DataType::BOOLEAN, true};
+SharedParameter<bool> xferSizeHinting{"XferSizeHinting", DataType::BOOLEAN, true};
+SharedParameter<std::uint32_t> maxErrors{"MaxErrors", DataType::UINT32, 0};
+SharedParameter<std::uint32_t> maxWarnings{"MaxWarnings", DataType::UINT32, 0};
+SharedParameter<bool> warnRMB{"WarnRMB", DataType::BOOLEAN, false};
+SharedParameter<std::uint32_t> retryCount{"RetryCount", DataType::UINT32, 2};
+SharedParameter<std::uint32_t> maxRetries{"MaxRetries", DataType::UINT32, 3};
+
+SharedParameter<zel::String> startRange{"StartRange", DataType::STRING, "MIN"};
+SharedParameter<zel::String> endRange{"EndRange", DataType::STRING, "MAX"};
+SharedParameter<std::uint64_t> numberOfSeeks{"NumberOfSeeks", DataType::UINT64, 0};
+SharedParameter<double> sectorPercentToTest{"SectorPercentToTest", DataType::PERCENT, 100.0};
+SharedParameter<bool> isolateFailedLBA{"IsolateFailedLBA", DataType::BOOLEAN, true};
+
+}  // namespace libDriveTest::parameters

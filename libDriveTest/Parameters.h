@@ -1,0 +1,27 @@
+#pragma once
+
+#include "SharedParameter.h"
+
+/// The parameters of all tests of the module.
+namespace libDriveTest::parameters {
+
+// Registered by every test.
+extern SharedParameter<bool> displayAdvancedErrs;
+extern SharedParameter<bool> displayRecoveredErrs;
+extern SharedParameter<bool> doNotEject;
+extern SharedParameter<bool> promptUserForMedia;
+extern SharedParameter<bool> xferSizeHinting;
+extern SharedParameter<std::uint32_t> maxErrors;
+extern SharedParameter<std::uint32_t> maxWarnings;
+extern SharedParameter<bool> warnRMB;
+extern SharedParameter<std::uint32_t> retryCount;
+extern SharedParameter<std::uint32_t> maxRetries;
+
+// The area to test.
+extern SharedParameter<zel::String> startRange;
+extern SharedParameter<zel::String> endRange;
+extern SharedParameter<std::uint64_t> numberOfSeeks;
+extern SharedParameter<double> sectorPercentToTest;
+extern SharedParameter<bool> isolateFailedLBA;
+
+}  // namespace libDriveTest::parameters

@@ -1,0 +1,49 @@
+#pragma once
+
+#include <cstdint>
+
+#include "libDrive2/Drive.h"
+
+namespace libDriveTest {
+
+/// The area that a test works on, as its parameters and the drive's size give it.
+struct RangePlan {
+    std::uint64_t sectorCount = 0;
+    std::uint32_t sectorSize = 0;
+    std::uint64_t startLba = 0;
+    std::uint64_t endLba = 0;  ///< exclusive
+    double fraction = 1.0;     ///< share of the range to test
+    std::uint64_t sectorsToTest = 0;
+
+    /// Distance between consecutive tested positions.
+    [[nodiscard]] std::uint64_t divisor() const { return (endLba - startLba) / sectorsToTest; }
+};
+
+/// How the tested sectors are cut into transfers.
+struct ChunkPlan {
+    std::uint16_t blockCount = 1;
+    std::uint32_t bufferSize = 0;
+    std::uint64_t fullChunkEnd = 0;  ///< index at which the last, partial chunk starts
+
+    /// One sector a chunk without hinting; else what the drive handles best (`optimal`), but not more than
+    /// one part in `shares` of the sectors to test.
+    static ChunkPlan make(const RangePlan& range, bool hinting, std::uint16_t optimal, std::uint64_t shares);
+};
+
+/// A chunk whose read failed.
+struct FailedChunk {
+    std::uint64_t lba;
+    std::uint16_t blockCount;
+    std::uint32_t sectorSize;
+    std::uint8_t* buffer;
+    /// What to set on the drive again after the chunk.
+    libDrive2::_LIBDRIVE2_RETRY_CALLBACK_BEHAVIOR behaviorAfter;
+};
+
+/// Reporting without retries where failing chunks are narrowed to sectors, else everything.
+libDrive2::_LIBDRIVE2_RETRY_CALLBACK_BEHAVIOR chunkBehavior(std::uint16_t blockCount, bool isolate);
+
+/// Truncates; what no unsigned number can hold becomes 0.
+std::uint64_t toUnsigned(double value);
+
+}  // namespace libDriveTest

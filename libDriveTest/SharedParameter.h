@@ -1,0 +1,56 @@
+#pragma once
+
+#include <cstdint>
+#include <type_traits>
+
+#include "quix5/DiagModule.h"
+#include "zel/Format.h"
+
+namespace libDriveTest {
+
+/// How a parameter of the module holds its default.
+template <class T>
+struct DefaultOf {
+    using type = T;
+};
+template <>
+struct DefaultOf<zel::String> {
+    using type = const char*;
+};
+
+/// A parameter that the module's tests share: one framework object, created when the first test registers
+/// it, and the default that readers apply when it is not set.
+template <class T>
+class SharedParameter {
+public:
+    constexpr SharedParameter(const char* name, quix5::DataType type,
+                              typename DefaultOf<T>::type defaultValue)
+        : m_name(name), m_type(type), m_default(defaultValue) {}
+
+    void addTo(quix5::Test& test) {
+        if (m_parameter == nullptr)
+            m_parameter = quix5::DiagModule::createParameter(m_name, m_type, "", false, false);
+        test.addParameter(m_parameter);
+    }
+
+    /// The value given, or the default.
+    [[nodiscard]] T value() const {
+        T given = m_default;
+        if (m_parameter != nullptr && m_parameter->isset())
+            m_parameter->value().getZELValue().get(given);
+        return given;
+    }
+
+    /// "NAME:VALUE", for the report of invalid parameters.
+    [[nodiscard]] zel::String item() const {
+        return zel::format("%s:%s", m_name, zel::ZELValue(value()).text());
+    }
+
+private:
+    const char* m_name;
+    quix5::DataType m_type;
+    typename DefaultOf<T>::type m_default;
+    quix5::Parameter* m_parameter = nullptr;
+};
+
+}  // namespace libDriveTest

@@ -1,0 +1,55 @@
+#include "quix5/Module.h"
+
+#include <filesystem>
+
+#include "zel/Resource.h"
+
+namespace quix5 {
+
+Module::Module(std::unique_ptr<SharedLibrary> library, const ModuleDescriptor* descriptor)
+    : m_library(std::move(library)), m_descriptor(descriptor) {
+    m_tests.reserve(descriptor->testCount);
+    for (std::size_t i = 0; i < descriptor->testCount; ++i) {
+        const TestEntry& entry = descriptor->tests[i];
+        m_tests.push_back({&entry, Test(entry.name)});
+        entry.init(m_tests.back().descriptor);
+    }
+}
+
+std::unique_ptr<Module> Module::load(const std::string& path, std::string& error) {
+    std::error_code ignored;
+    if (!std::filesystem::exists(path, ignored)) {
+        error = "the test module " + path + " does not exist";
+        return nullptr;
+    }
+    // A name without a folder would be searched in the system's library folders.
+    const std::filesystem::path file = std::filesystem::absolute(path, ignored);
+    std::string reason;
+    auto library = SharedLibrary::load(file.string(), reason);
+    if (library == nullptr) {
+        error = "the test module " + path + " cannot be loaded: " + reason;
+        return nullptr;
+    }
+    const auto describe =
+        reinterpret_cast<ModuleDescriptorFunction>(library->symbol(kModuleDescriptorSymbol));
+    const ModuleDescriptor* const descriptor = describe != nullptr ? describe() : nullptr;
+    if (descriptor == nullptr) {
+        error = path + " is not a test module";
+        return nullptr;
+    }
+    if (descriptor->interfaceVersion != kModuleInterfaceVersion) {
+        error = "the test module " + path + " was built for another version of this program";
+        return nullptr;
+    }
+    zel::Resource::addPackageDirectory(file.parent_path().string());
+    return std::unique_ptr<Module>(new Module(std::move(library), descriptor));
+}
+
+const OfferedTest* Module::find(const zel::String& name) const {
+    for (const OfferedTest& test : m_tests)
+        if (test.descriptor.name() == name)
+            return &test;
+    return nullptr;
+}
+
+}  // namespace quix5

@@ -1,0 +1,42 @@
+#include "zel/Regex.h"
+
+#include <regex>
+
+namespace zel {
+
+namespace {
+
+/// The matcher recurses once a character: longer texts could exhaust the stack.
+constexpr std::size_t kMaxLength = 4096;
+
+}  // namespace
+
+struct Regex::Compiled {
+    std::regex expression;
+};
+
+Regex::Regex(const char* pattern) {
+    try {
+        m_compiled = std::make_unique<Compiled>(Compiled{std::regex(pattern)});
+    } catch (const std::regex_error&) {
+        m_compiled.reset();
+    }
+}
+
+Regex::~Regex() = default;
+
+Matcher::Matcher(const Regex& regex, const String& text) {
+    if (regex.m_compiled == nullptr || text.length() > kMaxLength)
+        return;
+    const std::string bytes = text.utf8();
+    std::smatch groups;
+    m_matches = std::regex_match(bytes, groups, regex.m_compiled->expression);
+    for (const auto& group : groups)
+        m_groups.emplace_back(group.str());
+}
+
+String Matcher::group(std::size_t index) const {
+    return index < m_groups.size() ? m_groups[index] : String();
+}
+
+}  // namespace zel

@@ -1,0 +1,157 @@
+#include "zel/Resource.h"
+
+#include <filesystem>
+#include <fstream>
+#include <mutex>
+#include <nlohmann/json.hpp>
+#include <optional>
+
+namespace zel {
+
+namespace {
+
+using nlohmann::json;
+
+struct Package {
+    json document;
+    String error;
+};
+
+/// What was read so far. Never destroyed: texts are looked up until the very end.
+struct Packages {
+    std::mutex mutex;
+    std::vector<String> directories;
+    std::map<String, Package> loaded;
+    ZELLocale locale;
+};
+
+Packages& packages() {
+    static auto* const instance = new Packages;
+    return *instance;
+}
+
+String findFile(const String& package) {
+    if (package.utf8().ends_with(".qpk"))
+        return package;
+    for (const String& directory : packages().directories) {
+        const auto path = std::filesystem::path(directory.utf8()) / (package.utf8() + ".qpk");
+        std::error_code ignored;
+        if (std::filesystem::is_regular_file(path, ignored))
+            return path.string();
+    }
+    return {};
+}
+
+Package readPackage(const String& package) {
+    const String path = findFile(package);
+    if (path.isEmpty())
+        return {json::object(), package + ".qpk was not found"};
+    std::ifstream file(path.utf8(), std::ios::binary);
+    if (!file)
+        return {json::object(), path + " cannot be read"};
+    json document = json::parse(file, nullptr, false);
+    if (!document.is_object())
+        return {json::object(), path + " is damaged: it is not a JSON object"};
+    return {std::move(document), {}};
+}
+
+/// The caller holds the mutex.
+const Package& load(const String& name) {
+    auto& loaded = packages().loaded;
+    const auto known = loaded.find(name);
+    return known != loaded.end() ? known->second : loaded.emplace(name, readPackage(name)).first->second;
+}
+
+bool findText(const json& section, const std::string& key, String& text) {
+    if (!section.is_object())
+        return false;
+    const auto entry = section.find(key);
+    if (entry == section.end() || !entry->is_string())
+        return false;
+    text = entry->get<std::string>();
+    return true;
+}
+
+const json& member(const json& object, const std::string& key) {
+    static const json none;
+    return object.is_object() && object.contains(key) ? object[key] : none;
+}
+
+}  // namespace
+
+ZELLocale::ZELLocale(const String& name) {
+    const std::string text = name.utf8();
+    const std::string bare = text.substr(0, text.find_first_of(".@"));
+    if (!bare.empty() && bare != "C" && bare != "POSIX")
+        m_tag = String(bare).replace("_", "-");
+}
+
+std::vector<String> ZELLocale::fallbacks() const {
+    std::vector<String> tags;
+    for (std::string tag = m_tag.utf8(); !tag.empty();) {
+        tags.emplace_back(tag);
+        const auto dash = tag.rfind('-');
+        tag.resize(dash == std::string::npos ? 0 : dash);
+    }
+    if (tags.empty() || tags.back() != "en")
+        tags.emplace_back("en");
+    return tags;
+}
+
+const ZELLocale& ZELLocale::getGlobalLocale() {
+    return packages().locale;
+}
+
+void ZELLocale::setGlobalLocale(const ZELLocale& locale) {
+    packages().locale = locale;
+}
+
+bool Resource::getString(const String& package, const char* key, const ZELLocale& locale, String& text) {
+    const std::lock_guard lock(packages().mutex);
+    const json& locales = member(load(package).document, "locales");
+    for (const String& tag : locale.fallbacks())
+        if (findText(member(locales, tag.utf8()), key, text))
+            return true;
+    return false;
+}
+
+bool Resource::getSetting(const String& package, const char* name, const ZELLocale& /*locale*/,
+                          String& text) {
+    const std::lock_guard lock(packages().mutex);
+    return findText(member(load(package).document, "settings"), name, text);
+}
+
+void Resource::addPackageDirectory(const String& directory) {
+    const std::lock_guard lock(packages().mutex);
+    packages().directories.push_back(directory);
+    std::erase_if(packages().loaded, [](const auto& entry) { return !entry.second.error.isEmpty(); });
+}
+
+String Resource::loadError(const String& package) {
+    const std::lock_guard lock(packages().mutex);
+    return load(package).error;
+}
+
+void Resource::reset() {
+    const std::lock_guard lock(packages().mutex);
+    packages().directories.clear();
+    packages().loaded.clear();
+}
+
+String fillPlaceholders(String text, const std::map<String, String>& values) {
+    std::string filled;
+    const std::string pattern = text.utf8();
+    std::size_t start = 0;
+    for (std::size_t open = 0; (open = pattern.find('{', start)) != std::string::npos;) {
+        const std::size_t close = pattern.find('}', open);
+        if (close == std::string::npos)
+            break;
+        const auto value = values.find(pattern.substr(open + 1, close - open - 1));
+        filled.append(pattern, start, open - start);
+        filled += value != values.end() ? value->second.utf8() : pattern.substr(open, close - open + 1);
+        start = close + 1;
+    }
+    return filled + pattern.substr(start);
+}
+
+}  // namespace zel
