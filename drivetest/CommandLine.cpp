@@ -1,0 +1,109 @@
+#include "drivetest/CommandLine.h"
+
+#include <CLI/CLI.hpp>
+
+#include "drivetest/ExitStatus.h"
+#include "drivetest/commands/Commands.h"
+
+namespace drivetest {
+
+namespace {
+
+std::string joinArguments(int argc, char** argv) {
+    std::string line;
+    for (int i = 0; i < argc; ++i)
+        line += (i == 0 ? "" : " ") + std::string(argv[i]);
+    return line;
+}
+
+void addModuleOptions(CLI::App& command, std::string& moduleFile, std::string& language) {
+    command
+        .add_option("--module", moduleFile, "Test module to load (default: libDriveTest beside the program)")
+        ->type_name("FILE");
+    command
+        .add_option("--lang", language,
+                    "Language of the texts, such as de or fr (default: from the environment)")
+        ->type_name("LOCALE");
+}
+
+void addRunOptions(CLI::App& command, RunOptions& options) {
+    command.add_option("TEST", options.test, "Name of the test; \"drivetest tests\" lists them")->required();
+    command
+        .add_option("DEVICE", options.device,
+                    "Drive: a device path, an image file, or sim:disk[,KEY=VALUE]...\n"
+                    "Keys: sectors=N sector-size=N image=PATH bad=A+B-C bad-write= bad-seek= corrupt=\n"
+                    "transient=LBA:TIMES slow=A-B:MS gone-at=N busy-at=N speed=MB/s serial=TEXT\n"
+                    "media=none wp removable encrypted")
+        ->required();
+    command.add_option("-p,--param", options.parameters, "Parameter of the test; repeatable")
+        ->type_name("NAME=VALUE")
+        ->allow_extra_args(false);
+    command.add_option("--property", options.properties, "Property of the device; repeatable")
+        ->type_name("NAME=VALUE")
+        ->allow_extra_args(false);
+    command
+        .add_option("--events", options.eventsFile,
+                    "Write the record of the run, JSON Lines; - is standard output")
+        ->type_name("FILE");
+    command.add_flag("!--no-prompt", options.prompts, "Never ask anything");
+    command.add_option("--log", options.logFile, "Write the log")->type_name("FILE");
+    command
+        .add_option(
+            "--log-priority", options.logPriority,
+            "Lowest priority that is logged: 0 trace, 1 diagnostics, 2 cancellations, 3 warnings, 4 errors")
+        ->type_name("N")
+        ->check(CLI::Range(0, 4))
+        ->capture_default_str();
+    addModuleOptions(command, options.moduleFile, options.language);
+}
+
+int parse(CLI::App& app, int argc, char** argv) {
+    try {
+        app.parse(argc, argv);
+        return -1;
+    } catch (const CLI::Success& asked) {
+        return app.exit(asked);
+    } catch (const CLI::ParseError& wrong) {
+        app.exit(wrong);
+        return kExitUsage;
+    }
+}
+
+}  // namespace
+
+int runCommandLine(int argc, char** argv) {
+    CLI::App app{"Tests storage drives: finds every bad sector and leaves every byte as it was.",
+                 "drivetest"};
+    app.set_version_flag("--version", "drivetest " DRIVETEST_VERSION);
+    app.require_subcommand(1);
+
+    std::string test;
+    std::string moduleFile;
+    std::string language;
+    auto* const tests = app.add_subcommand("tests", "List the tests, or one test's parameters");
+    tests->add_option("TEST", test, "Name of a test");
+    addModuleOptions(*tests, moduleFile, language);
+
+    bool json = false;
+    auto* const devices = app.add_subcommand("devices", "List the drives of this machine");
+    devices->add_flag("--json", json, "An array of objects instead of a table");
+
+    RunOptions options;
+    auto* const run = app.add_subcommand("run", "Run a test on a drive");
+    run->footer(
+        "Exit status: 0 PASS, 1 FAIL, 2 bad parameters or usage, 3 WARN, 4 no or wrong medium, 5 drive "
+        "busy,\n"
+        "6 cannot run or not supported, 7 timed out, 8 internal error, 130 stopped by the user.");
+    addRunOptions(*run, options);
+
+    if (const int ended = parse(app, argc, argv); ended >= 0)
+        return ended;
+    if (tests->parsed())
+        return listTests(test, moduleFile, language);
+    if (devices->parsed())
+        return listDevices(json);
+    options.commandLine = joinArguments(argc, argv);
+    return runTests(options);
+}
+
+}  // namespace drivetest

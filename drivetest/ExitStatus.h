@@ -1,0 +1,23 @@
+#pragma once
+
+#include "quix5/TestResult.h"
+
+namespace drivetest {
+
+/// What the program's exit status says.
+enum ExitStatus : int {
+    kExitPass = 0,
+    kExitFail = 1,
+    kExitUsage = 2,  ///< bad parameters, misconfigured, wrong usage
+    kExitWarn = 3,
+    kExitMedia = 4,
+    kExitBusy = 5,
+    kExitCannotRun = 6,
+    kExitTimedOut = 7,
+    kExitInternalError = 8,
+    kExitUserAborted = 130,
+};
+
+ExitStatus exitStatusOf(const quix5::TestResult& result);
+
+}  // namespace drivetest

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <string>
+
+#include "drivetest/commands/RunOptions.h"
+
+namespace drivetest {
+
+/// Each carries out one command of the program and gives its exit status.
+int listTests(const std::string& test, const std::string& moduleFile, const std::string& language);
+int listDevices(bool json);
+int runTests(const RunOptions& options);
+
+}  // namespace drivetest

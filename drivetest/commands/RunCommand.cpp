@@ -1,0 +1,153 @@
+#include <cerrno>
+#include <csignal>
+#include <system_error>
+
+#include "drivetest/ExitStatus.h"
+#include "drivetest/commands/Commands.h"
+#include "drivetest/run/RunHost.h"
+#include "drivetest/run/Setup.h"
+#include "drivetest/run/Summary.h"
+#include "libDrive2/DeviceOpeners.h"
+#include "quix5/DiagModule.h"
+#include "quix5/Library.h"
+#include "quix5/Runner.h"
+#include "quix5/StopRequest.h"
+#include "zel/Resource.h"
+
+namespace drivetest {
+
+using quix5::TestResult;
+
+namespace {
+
+extern "C" void requestStop(int /*signal*/) {
+    quix5::StopRequest::make();
+}
+
+/// A signal that the user had ignored (a job in the background) stays ignored.
+void stopOnSignals() {
+    for (const int signal : {SIGINT, SIGTERM})
+        if (std::signal(signal, requestStop) == SIG_IGN)
+            std::signal(signal, SIG_IGN);
+}
+
+struct CloseFile {
+    void operator()(std::FILE* file) const { std::fclose(file); }
+};
+using File = std::unique_ptr<std::FILE, CloseFile>;
+
+/// Everything that a run needs, checked before anything is touched.
+struct PreparedRun {
+    std::unique_ptr<quix5::Module> module;
+    const quix5::OfferedTest* test = nullptr;
+    quix5::DiagDevice device;
+    std::unique_ptr<RunRecord> record;
+    File log;
+};
+
+bool openOutputs(const RunOptions& options, PreparedRun& run, std::string& error) {
+    if (!options.logFile.empty()) {
+        run.log.reset(std::fopen(options.logFile.c_str(), "wb"));
+        if (run.log == nullptr) {
+            error = "the log " + options.logFile +
+                    " cannot be written: " + std::generic_category().message(errno);
+            return false;
+        }
+    }
+    if (!options.eventsFile.empty()) {
+        auto writer = RecordWriter::open(options.eventsFile, error);
+        if (writer == nullptr)
+            return false;
+        run.record = std::make_unique<RunRecord>(std::move(writer));
+    }
+    return true;
+}
+
+bool prepare(const RunOptions& options, PreparedRun& run, std::string& error) {
+    run.module = loadModule(options.moduleFile, error);
+    if (run.module == nullptr)
+        return false;
+    run.test = findTest(*run.module, options.test, error);
+    if (run.test == nullptr || !applyParameters(run.test->descriptor, options.parameters, error) ||
+        !makeDevice(options.device, options.properties, run.device, error))
+        return false;
+    if (run.test->descriptor.isDestructive()) {
+        error = options.test + " writes to the drive; this version runs only tests that read";
+        return false;
+    }
+    return openOutputs(options, run, error);
+}
+
+void warnOfMissingTexts() {
+    const zel::String problem = zel::Resource::loadError(quix5::registeredLibrary());
+    if (!problem.isEmpty())
+        complain("the texts of the test module are missing, messages are shown as keys: " + problem.utf8());
+}
+
+TestResult runPrepared(PreparedRun& run, RunHost& host, Console& console) {
+    quix5::Host* const previousHost = quix5::DiagModule::install(&host);
+    zel::LogSink* const previousSink = zel::LogFactory::setSink(&host);
+    TestResult result;
+    {
+        const ProgressDisplay display(
+            console, run.test->descriptor.name().utf8() + " " + run.device.osLocator().utf8(),
+            [&host] { return host.snapshot(); });
+        result =
+            quix5::runTest(*run.test, run.device,
+                           {libDrive2::kAccessRead, libDrive2::kShareRead | libDrive2::kShareWrite}, host);
+    }
+    zel::LogFactory::setSink(previousSink);
+    quix5::DiagModule::install(previousHost);
+    return result;
+}
+
+int finish(const PreparedRun& run, const TestResult& result, const RunHost& host, Console& console) {
+    if (host.statistics() == nullptr && result == TestResult::CANNOTRUN)
+        console.line("         " + libDrive2::lastOpenErrorStr().utf8());
+    if (run.record != nullptr)
+        run.record->end(result, host.counts(), host.statistics());
+    printSummary(console, *run.test, run.device, result, host);
+    if (run.record == nullptr)
+        return exitStatusOf(result);
+    if (!run.record->ok()) {
+        complain("the record " + run.record->path() + " is incomplete: it could not be written to the end");
+        return kExitInternalError;
+    }
+    if (run.record->path() != "-")
+        console.line("  record    " + run.record->path());
+    return exitStatusOf(result);
+}
+
+}  // namespace
+
+int runTests(const RunOptions& options) {
+    chooseLanguage(options.language);
+    PreparedRun run;
+    std::string error;
+    if (!prepare(options, run, error)) {
+        complain(error);
+        return kExitUsage;
+    }
+    if (!quix5::isOffered(run.test->descriptor, run.device)) {
+        complain(options.test + " is not offered for " + options.device +
+                 ": the device has a property that excludes it");
+        return kExitCannotRun;
+    }
+    warnOfMissingTexts();
+    zel::LogFactory::setPriority(options.logPriority);
+    stopOnSignals();
+    zel::SkippingClock simulatedTime;
+    if (options.device.starts_with("sim:"))
+        zel::Clock::install(&simulatedTime);
+
+    Console console(options.eventsFile == "-" ? stderr : stdout);
+    RunHost host(console, run.record.get(), run.log.get(), options.prompts);
+    if (run.record != nullptr)
+        run.record->begin(run.test->descriptor, run.device, options.commandLine);
+    const TestResult result = runPrepared(run, host, console);
+    const int status = finish(run, result, host, console);
+    zel::Clock::install(nullptr);
+    return status;
+}
+
+}  // namespace drivetest

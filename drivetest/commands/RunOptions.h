@@ -1,0 +1,23 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace drivetest {
+
+/// What the user asked of "drivetest run".
+struct RunOptions {
+    std::string test;
+    std::string device;
+    std::vector<std::string> parameters;  ///< NAME=VALUE
+    std::vector<std::string> properties;  ///< NAME=VALUE
+    std::string eventsFile;               ///< "-" for standard output; empty for none
+    std::string logFile;
+    int logPriority = 3;
+    std::string language;
+    std::string moduleFile;
+    bool prompts = true;
+    std::string commandLine;  ///< as typed, for the record
+};
+
+}  // namespace drivetest

@@ -1,0 +1,64 @@
+#include <algorithm>
+#include <cstdio>
+
+#include "drivetest/ExitStatus.h"
+#include "drivetest/commands/Commands.h"
+#include "drivetest/run/Setup.h"
+#include "drivetest/terminal/Console.h"
+#include "quix5/Library.h"
+#include "quix5/ParameterText.h"
+#include "zel/Resource.h"
+
+namespace drivetest {
+
+namespace {
+
+std::string describe(const std::string& key) {
+    zel::String text;
+    zel::Resource::getString(quix5::registeredLibrary(), key.c_str(), zel::ZELLocale::getGlobalLocale(),
+                             text);
+    return text.utf8();
+}
+
+void printTest(const quix5::OfferedTest& test) {
+    const std::string name = test.descriptor.name().utf8();
+    std::printf("%-24s %s%s\n", name.c_str(), test.descriptor.isDestructive() ? "[writes] " : "",
+                describe("Test." + name).c_str());
+}
+
+void printParameters(const quix5::Test& test) {
+    std::size_t width = 0;
+    for (const quix5::Parameter* parameter : test.parameters())
+        width = std::max(width, parameter->name().length());
+    std::puts("\nParameters (-p NAME=VALUE):");
+    for (const quix5::Parameter* parameter : test.parameters()) {
+        const std::string name = parameter->name().utf8();
+        std::printf("  %-*s  %-7s  %s\n", static_cast<int>(width), name.c_str(),
+                    quix5::typeName(parameter->type()), describe("Parameter." + name).c_str());
+    }
+}
+
+}  // namespace
+
+int listTests(const std::string& name, const std::string& moduleFile, const std::string& language) {
+    chooseLanguage(language);
+    std::string error;
+    const auto module = loadModule(moduleFile, error);
+    const quix5::OfferedTest* test = nullptr;
+    if (module != nullptr && !name.empty())
+        test = findTest(*module, name, error);
+    if (!error.empty()) {
+        complain(error);
+        return kExitUsage;
+    }
+    if (test != nullptr) {
+        printTest(*test);
+        printParameters(test->descriptor);
+        return kExitPass;
+    }
+    for (const quix5::OfferedTest& offered : module->tests())
+        printTest(offered);
+    return kExitPass;
+}
+
+}  // namespace drivetest

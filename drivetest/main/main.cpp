@@ -1,0 +1,5 @@
+#include "drivetest/CommandLine.h"
+
+int main(int argc, char** argv) {
+    return drivetest::runCommandLine(argc, argv);
+}

@@ -1,0 +1,77 @@
+#include "drivetest/record/RecordWriter.h"
+
+#include <cerrno>
+#include <chrono>
+#include <system_error>
+
+#include "zel/Format.h"
+
+namespace drivetest {
+
+namespace {
+
+constexpr const char* kStepId = "0";
+
+/// RFC 3339 in UTC with milliseconds.
+std::string formatTime(std::chrono::system_clock::time_point time) {
+    using namespace std::chrono;
+    const auto day = floor<days>(time);
+    const year_month_day date(day);
+    const hh_mm_ss clock(floor<milliseconds>(time - day));
+    return zel::format("%04i-%02u-%02uT%02i:%02i:%02i.%03iZ", static_cast<int>(date.year()),
+                       static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
+                       static_cast<int>(clock.hours().count()), static_cast<int>(clock.minutes().count()),
+                       static_cast<int>(clock.seconds().count()),
+                       static_cast<int>(clock.subseconds().count()))
+        .utf8();
+}
+
+}  // namespace
+
+void RecordWriter::Close::operator()(std::FILE* file) const {
+    if (file != stdout)
+        std::fclose(file);
+}
+
+RecordWriter::RecordWriter(std::string path, std::unique_ptr<std::FILE, Close> file)
+    : m_path(std::move(path)),
+      m_file(std::move(file)),
+      m_start(std::chrono::system_clock::now()),
+      m_steadyStart(std::chrono::steady_clock::now()) {}
+
+std::unique_ptr<RecordWriter> RecordWriter::open(const std::string& path, std::string& error) {
+    std::unique_ptr<std::FILE, Close> file(path == "-" ? stdout : std::fopen(path.c_str(), "wb"));
+    if (file == nullptr) {
+        error = "the record " + path + " cannot be written: " + std::generic_category().message(errno);
+        return nullptr;
+    }
+    return std::unique_ptr<RecordWriter>(new RecordWriter(path, std::move(file)));
+}
+
+void RecordWriter::write(Json line) {
+    // On the steady clock from the start on, so that times never go back.
+    const auto elapsed = std::chrono::steady_clock::now() - m_steadyStart;
+    line["sequenceNumber"] = m_sequence++;
+    line["timestamp"] =
+        formatTime(m_start + std::chrono::duration_cast<std::chrono::system_clock::duration>(elapsed));
+    const std::string text = line.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
+    const bool written = std::fwrite(text.data(), 1, text.size(), m_file.get()) == text.size();
+    m_ok = std::fflush(m_file.get()) == 0 && written && m_ok;
+}
+
+void RecordWriter::writeSchemaVersion() {
+    write({{"schemaVersion", {{"major", 2}, {"minor", 0}}}});
+}
+
+void RecordWriter::writeRun(const char* artifact, Json content) {
+    write({{"testRunArtifact", {{artifact, std::move(content)}}}});
+}
+
+void RecordWriter::writeStep(const char* artifact, Json content) {
+    Json step;
+    step["testStepId"] = kStepId;
+    step[artifact] = std::move(content);
+    write({{"testStepArtifact", std::move(step)}});
+}
+
+}  // namespace drivetest

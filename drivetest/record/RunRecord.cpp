@@ -1,0 +1,181 @@
+#include "drivetest/record/RunRecord.h"
+
+#include "drivetest/record/StatisticsJson.h"
+
+namespace drivetest {
+
+using quix5::TestResult;
+
+namespace {
+
+constexpr const char* kHardwareId = "drive";
+constexpr const char* kSoftwareId = "drivetest";
+
+const char* nameOf(quix5::EventType type) {
+    switch (type) {
+        case quix5::EventType::ERR:
+            return "ERR";
+        case quix5::EventType::WARNING:
+            return "WARNING";
+        case quix5::EventType::INFORMATIVE:
+            return "INFORMATIVE";
+    }
+    return "";
+}
+
+Json jsonOf(const quix5::Value& value) {
+    const zel::ZELValue& held = value.getZELValue();
+    std::uint64_t natural = 0;
+    double real = 0;
+    if (value.type() == quix5::DataType::BOOLEAN)
+        return value.valueBool();
+    if (held.get(natural))
+        return natural;
+    if (held.get(real))
+        return real;
+    return value.valueString().zelString().utf8();
+}
+
+Json jsonOf(quix5::SourceLocation where) {
+    return {{"file", where.file}, {"line", where.line}};
+}
+
+const char* severityOf(int priority) {
+    if (priority >= 4)
+        return "ERROR";
+    if (priority == 3)
+        return "WARNING";
+    return priority >= 1 ? "INFO" : "DEBUG";
+}
+
+struct Verdict {
+    const char* status;
+    const char* result;
+};
+
+Verdict verdictOf(const TestResult& result) {
+    switch (result.code()) {
+        case TestResult::PASS:
+        case TestResult::WARN:
+            return {"COMPLETE", "PASS"};
+        case TestResult::FAIL:
+            return {"COMPLETE", "FAIL"};
+        case TestResult::USERABORTED:
+            return {"SKIP", "NOT_APPLICABLE"};
+        default:
+            return {"ERROR", "NOT_APPLICABLE"};
+    }
+}
+
+/// The text of a device's property; empty when it has none.
+std::string propertyText(const quix5::DiagDevice& device, const char* name) {
+    const quix5::DeviceProperty* const property = device.property(name);
+    return property != nullptr ? property->value().valueString().zelString().utf8() : std::string();
+}
+
+Json describeDrive(const quix5::DiagDevice& device) {
+    Json drive{{"hardwareInfoId", kHardwareId},
+               {"name", device.name().utf8()},
+               {"location", device.osLocator().utf8()}};
+    for (const auto& [field, property] :
+         {std::pair{"serialNumber", "Serial"}, {"revision", "Firmware"}, {"manufacturer", "Vendor"}})
+        if (const std::string text = propertyText(device, property); !text.empty())
+            drive[field] = text;
+    return drive;
+}
+
+Json describeParameters(const quix5::Test& test) {
+    Json given = Json::object();
+    for (const quix5::Parameter* parameter : test.parameters())
+        if (parameter->isset())
+            given[parameter->name().utf8()] = jsonOf(parameter->value());
+    return given;
+}
+
+}  // namespace
+
+void RunRecord::begin(const quix5::Test& test, const quix5::DiagDevice& device,
+                      const std::string& commandLine) {
+    m_writer->writeSchemaVersion();
+    Json dut{{"dutInfoId", "0"},
+             {"name", device.osLocator().utf8()},
+             {"softwareInfos", Json::array({{{"softwareInfoId", kSoftwareId},
+                                             {"name", "drivetest"},
+                                             {"version", DRIVETEST_VERSION},
+                                             {"softwareType", "APPLICATION"}}})},
+             {"hardwareInfos", Json::array({describeDrive(device)})}};
+    m_writer->writeRun("testRunStart", {{"name", "drivetest"},
+                                        {"version", DRIVETEST_VERSION},
+                                        {"commandLine", zel::String(commandLine).utf8()},
+                                        {"parameters", describeParameters(test)},
+                                        {"dutInfo", std::move(dut)}});
+    m_writer->writeStep("testStepStart", {{"name", test.name().utf8()}});
+}
+
+void RunRecord::writeExtension(const char* name, Json content) {
+    m_writer->writeStep("extension", {{"name", name}, {"content", std::move(content)}});
+}
+
+void RunRecord::writeEventExtension(const quix5::Event& event, const char* type) {
+    Json variables = Json::object();
+    for (const auto& [name, value] : event.variables())
+        variables[name.utf8()] = jsonOf(value);
+    writeExtension("event", {{"key", event.key().utf8()},
+                             {"type", type},
+                             {"message", event.localizedMessage().utf8()},
+                             {"variables", std::move(variables)}});
+}
+
+void RunRecord::addEvent(const quix5::Event& event, quix5::EventType type, quix5::SourceLocation where) {
+    writeEventExtension(event, nameOf(type));
+    if (type == quix5::EventType::ERR)
+        m_writer->writeStep("diagnosis", {{"verdict", event.key().utf8()},
+                                          {"type", "FAIL"},
+                                          {"message", event.localizedMessage().utf8()},
+                                          {"hardwareInfoId", kHardwareId},
+                                          {"sourceLocation", jsonOf(where)}});
+}
+
+void RunRecord::addRunError(const quix5::Event& event, quix5::SourceLocation where) {
+    writeEventExtension(event, nameOf(quix5::EventType::ERR));
+    m_hasError = true;
+    m_writer->writeStep("error", {{"symptom", event.key().utf8()},
+                                  {"message", event.localizedMessage().utf8()},
+                                  {"softwareInfoIds", Json::array({kSoftwareId})},
+                                  {"sourceLocation", jsonOf(where)}});
+}
+
+void RunRecord::addLog(const zel::String& logger, int priority, const zel::String& text) {
+    m_writer->writeStep("log",
+                        {{"severity", severityOf(priority)}, {"message", (logger + ": " + text).utf8()}});
+}
+
+void RunRecord::writeRate(const DriveStatistics& statistics, libDrive2::DriveOperation direction,
+                          const char* name) {
+    const auto rate = statistics.totals(direction).megabytesPerSecond();
+    if (rate)
+        m_writer->writeStep(
+            "measurement",
+            {{"name", name}, {"value", *rate}, {"unit", "MB/s"}, {"hardwareInfoId", kHardwareId}});
+}
+
+void RunRecord::end(const TestResult& result, const EventCounts& counts, const DriveStatistics* statistics) {
+    const Verdict verdict = verdictOf(result);
+    if (std::string(verdict.status) == "ERROR" && !m_hasError)
+        m_writer->writeStep("error", {{"symptom", result.name()},
+                                      {"message", std::string("the test ended with ") + result.name()},
+                                      {"softwareInfoIds", Json::array({kSoftwareId})}});
+    if (statistics != nullptr) {
+        writeRate(*statistics, libDrive2::DriveOperation::read, "readRate");
+        writeRate(*statistics, libDrive2::DriveOperation::write, "writeRate");
+        writeExtension("surface", surfaceJson(statistics->surface(), statistics->sectorBytes()));
+        writeExtension("latency", latencyJson(statistics->latencies()));
+    }
+    writeExtension("coverage", coverageJson(statistics != nullptr ? statistics->coverage() : Coverage{}));
+    writeExtension("result",
+                   {{"result", result.name()}, {"errors", counts.errors}, {"warnings", counts.warnings}});
+    m_writer->writeStep("testStepEnd", {{"status", verdict.status}});
+    m_writer->writeRun("testRunEnd", {{"status", verdict.status}, {"result", verdict.result}});
+}
+
+}  // namespace drivetest

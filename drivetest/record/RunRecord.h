@@ -1,0 +1,46 @@
+#pragma once
+
+#include <memory>
+
+#include "drivetest/record/RecordWriter.h"
+#include "drivetest/statistics/DriveStatistics.h"
+#include "quix5/DiagDevice.h"
+#include "quix5/Host.h"
+#include "quix5/Test.h"
+#include "quix5/TestResult.h"
+
+namespace drivetest {
+
+/// Counts of what a run reported.
+struct EventCounts {
+    std::uint64_t errors = 0;
+    std::uint64_t warnings = 0;
+};
+
+/// The record of one run: one test run with one step, named after the test.
+class RunRecord {
+public:
+    explicit RunRecord(std::unique_ptr<RecordWriter> writer) : m_writer(std::move(writer)) {}
+
+    void begin(const quix5::Test& test, const quix5::DiagDevice& device, const std::string& commandLine);
+    /// An event that the test sent.
+    void addEvent(const quix5::Event& event, quix5::EventType type, quix5::SourceLocation where);
+    /// An event raised about the run itself.
+    void addRunError(const quix5::Event& event, quix5::SourceLocation where);
+    void addLog(const zel::String& logger, int priority, const zel::String& text);
+    /// `statistics` is null when the run never got a drive.
+    void end(const quix5::TestResult& result, const EventCounts& counts, const DriveStatistics* statistics);
+
+    [[nodiscard]] bool ok() const { return m_writer->ok(); }
+    [[nodiscard]] const std::string& path() const { return m_writer->path(); }
+
+private:
+    void writeExtension(const char* name, Json content);
+    void writeEventExtension(const quix5::Event& event, const char* type);
+    void writeRate(const DriveStatistics& statistics, libDrive2::DriveOperation direction, const char* name);
+
+    std::unique_ptr<RecordWriter> m_writer;
+    bool m_hasError = false;
+};
+
+}  // namespace drivetest

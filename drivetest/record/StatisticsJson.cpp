@@ -1,0 +1,80 @@
+#include "drivetest/record/StatisticsJson.h"
+
+#include <cmath>
+
+namespace drivetest {
+
+namespace {
+
+constexpr double kMegabyte = 1048576;
+
+/// Three digits after the point say all there is to say.
+double rounded(double value) {
+    return std::round(value * 1000) / 1000;
+}
+
+double microseconds(std::chrono::nanoseconds duration) {
+    return rounded(std::chrono::duration<double, std::micro>(duration).count());
+}
+
+/// The values of all cells as [value, run length] pairs.
+template <class ValueOf>
+Json runLengths(const std::vector<SurfaceMap::Cell>& cells, ValueOf valueOf) {
+    Json runs = Json::array();
+    for (const SurfaceMap::Cell& cell : cells) {
+        Json value = valueOf(cell);
+        if (!runs.empty() && runs.back()[0] == value)
+            runs.back()[1] = runs.back()[1].get<std::uint64_t>() + 1;
+        else
+            runs.push_back(Json::array({std::move(value), 1}));
+    }
+    return runs;
+}
+
+}  // namespace
+
+Json coverageJson(const Coverage& coverage) {
+    return {{"requested", coverage.requested},
+            {"tested", coverage.tested},
+            {"failed", coverage.failed},
+            {"skipped", coverage.skipped}};
+}
+
+Json surfaceJson(const SurfaceMap& surface, std::uint32_t sectorBytes) {
+    const auto& cells = surface.cells();
+    const auto outcome = [](const auto& cell) { return Json(static_cast<int>(cell.outcome)); };
+    const auto slowest = [](const auto& cell) {
+        return cell.sectors > 0 ? Json(microseconds(cell.slowest)) : Json();
+    };
+    const auto rate = [sectorBytes](const auto& cell) {
+        return cell.seconds > 0 ? Json(rounded(cell.sectors * sectorBytes / kMegabyte / cell.seconds))
+                                : Json();
+    };
+    return {{"sectorsPerCell", surface.sectorsPerCell()},
+            {"cells", cells.size()},
+            {"outcomes", runLengths(cells, outcome)},
+            {"slowestUs", runLengths(cells, slowest)},
+            {"megabytesPerSecond", runLengths(cells, rate)}};
+}
+
+Json latencyJson(const std::map<libDrive2::DriveOperation, LatencyHistogram>& latencies) {
+    Json operations = Json::array();
+    for (const auto& [operation, histogram] : latencies) {
+        if (histogram.count() == 0)
+            continue;
+        Json buckets = Json::array();
+        for (const auto& bucket : histogram.buckets())
+            buckets.push_back(Json::array({microseconds(bucket.upTo), bucket.count}));
+        operations.push_back({{"operation", nameOf(operation)},
+                              {"count", histogram.count()},
+                              {"p50Us", microseconds(histogram.percentile(0.5))},
+                              {"p90Us", microseconds(histogram.percentile(0.9))},
+                              {"p99Us", microseconds(histogram.percentile(0.99))},
+                              {"p999Us", microseconds(histogram.percentile(0.999))},
+                              {"longestUs", microseconds(histogram.longest())},
+                              {"buckets", std::move(buckets)}});
+    }
+    return {{"operations", std::move(operations)}};
+}
+
+}  // namespace drivetest

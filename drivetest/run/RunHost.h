@@ -1,0 +1,62 @@
+#pragma once
+
+#include <atomic>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+
+#include "drivetest/record/RunRecord.h"
+#include "drivetest/statistics/DriveStatistics.h"
+#include "drivetest/terminal/Console.h"
+#include "drivetest/terminal/ProgressDisplay.h"
+#include "quix5/Host.h"
+#include "zel/Log.h"
+
+namespace drivetest {
+
+/// The host of a run of the program: shows what the test tells on the console, keeps it in the record, and
+/// watches the drive.
+class RunHost : public quix5::Host, public zel::LogSink {
+public:
+    /// `record` and `logFile` may be null; all must outlive the host.
+    RunHost(Console& console, RunRecord* record, std::FILE* logFile, bool prompts);
+
+    /// For the display's thread.
+    [[nodiscard]] ProgressSnapshot snapshot();
+    [[nodiscard]] EventCounts counts() const { return {m_errors, m_warnings}; }
+    /// Null until a drive was obtained.
+    [[nodiscard]] const DriveStatistics* statistics() const { return m_statistics.get(); }
+
+    void registerLibrary(const zel::String& name) override;
+    bool sendEvent(const quix5::Event& event, quix5::EventType type, quix5::SourceLocation where) override;
+    void error(const quix5::Event& event, quix5::SourceLocation where) override;
+    void warning(const quix5::Event& event, quix5::SourceLocation where) override;
+    void progress(const quix5::LocalizedString& text) override;
+    void percentDone(int percent) override { m_percent.store(percent, std::memory_order_relaxed); }
+    bool checkForStop() override;
+    void requestAbort() override;
+    bool promptEnabled() override { return m_prompts; }
+    quix5::MessageBox2* createMessageBox2(const zel::String& text, const zel::String& title) override;
+    void driveObtained(libDrive2::Drive& drive, const quix5::DiagDevice& device) override;
+    void driveReleased() override;
+    void write(const zel::String& logger, int priority, const zel::String& text) override;
+
+private:
+    void show(const quix5::Event& event, const char* type);
+
+    Console& m_console;
+    RunRecord* m_record;
+    std::FILE* m_logFile;
+    bool m_prompts;
+    libDrive2::Drive* m_drive = nullptr;
+    std::map<zel::String, std::uint64_t> m_shown;  ///< by event key
+    std::mutex m_mutex;                            ///< guards m_activity and m_statistics against the display
+    std::string m_activity;
+    std::unique_ptr<DriveStatistics> m_statistics;
+    std::atomic<int> m_percent{0};
+    std::atomic<std::uint64_t> m_errors{0};
+    std::atomic<std::uint64_t> m_warnings{0};
+};
+
+}  // namespace drivetest

@@ -1,0 +1,117 @@
+#include "drivetest/run/Setup.h"
+
+#include <cstdlib>
+#include <filesystem>
+
+#include "drivetest/terminal/Terminal.h"
+#include "libDrive2/DeviceOpeners.h"
+#include "quix5/DeviceInventory.h"
+#include "quix5/ParameterText.h"
+#include "zel/Resource.h"
+
+namespace drivetest {
+
+namespace {
+
+constexpr const char* kModuleName = "libDriveTest";
+
+/// Takes "NAME=VALUE" apart; false when it has no name or no "=".
+bool splitAssignment(const std::string& text, zel::String& name, zel::String& value) {
+    const auto equals = text.find('=');
+    if (equals == std::string::npos || equals == 0)
+        return false;
+    name = text.substr(0, equals);
+    value = text.substr(equals + 1);
+    return true;
+}
+
+std::string inQuotes(const zel::String& text) {
+    return "\"" + text.utf8() + "\"";
+}
+
+std::string parameterNames(const quix5::Test& test) {
+    std::string names;
+    for (const quix5::Parameter* parameter : test.parameters())
+        names += (names.empty() ? "" : ", ") + parameter->name().utf8();
+    return names;
+}
+
+quix5::DiagDevice simulatedDevice(const std::string& locator) {
+    quix5::DiagDevice device;
+    device.setLocators(locator, "");
+    device.setName("simulated drive");
+    device.setCapabilities(quix5::DeviceCapability::HardDrive);
+    return device;
+}
+
+}  // namespace
+
+std::unique_ptr<quix5::Module> loadModule(const std::string& file, std::string& error) {
+    const std::filesystem::path beside =
+        std::filesystem::path(programFolder()) / quix5::SharedLibrary::fileName(kModuleName);
+    return quix5::Module::load(file.empty() ? beside.string() : file, error);
+}
+
+const quix5::OfferedTest* findTest(const quix5::Module& module, const std::string& name, std::string& error) {
+    const quix5::OfferedTest* const test = module.find(name);
+    if (test != nullptr)
+        return test;
+    error = "there is no test " + inQuotes(name) + "; there are:";
+    for (const quix5::OfferedTest& offered : module.tests())
+        error += " " + offered.descriptor.name().utf8();
+    return nullptr;
+}
+
+bool applyParameters(const quix5::Test& test, const std::vector<std::string>& assignments,
+                     std::string& error) {
+    for (const std::string& assignment : assignments) {
+        zel::String name;
+        zel::String text;
+        if (!splitAssignment(assignment, name, text)) {
+            error = inQuotes(assignment) + " is no parameter: write NAME=VALUE";
+            return false;
+        }
+        quix5::Parameter* const parameter = quix5::findParameter(test, name);
+        if (parameter == nullptr) {
+            error = test.name().utf8() + " has no parameter " + inQuotes(name) +
+                    "; it has: " + parameterNames(test);
+            return false;
+        }
+        const auto value = quix5::parseValue(parameter->type(), text);
+        if (!value) {
+            error = inQuotes(text) + " is no value for " + name.utf8() + ": give " +
+                    quix5::describeType(parameter->type());
+            return false;
+        }
+        parameter->set(*value);
+    }
+    return true;
+}
+
+bool makeDevice(const std::string& locator, const std::vector<std::string>& properties,
+                quix5::DiagDevice& device, std::string& error) {
+    error = libDrive2::checkLocator(locator).utf8();
+    if (!error.empty())
+        return false;
+    device = locator.starts_with("sim:") ? simulatedDevice(locator) : quix5::findDevice(locator);
+    for (const std::string& assignment : properties) {
+        zel::String name;
+        zel::String value;
+        if (!splitAssignment(assignment, name, value)) {
+            error = inQuotes(assignment) + " is no device property: write NAME=VALUE";
+            return false;
+        }
+        device.setProperty(name, value);
+    }
+    return true;
+}
+
+void chooseLanguage(const std::string& option) {
+    std::string name = option;
+    for (const char* variable : {"LC_ALL", "LC_MESSAGES", "LANG"})
+        if (const char* value = std::getenv(variable); name.empty() && value != nullptr)
+            name = value;
+    zel::ZELLocale::setGlobalLocale(zel::ZELLocale(name));
+}
+
+}  // namespace drivetest

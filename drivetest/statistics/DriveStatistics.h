@@ -1,0 +1,66 @@
+#pragma once
+
+#include <atomic>
+#include <map>
+#include <optional>
+
+#include "drivetest/statistics/CoverageCounter.h"
+#include "drivetest/statistics/LatencyHistogram.h"
+#include "drivetest/statistics/SurfaceMap.h"
+#include "libDrive2/DriveObserver.h"
+#include "zel/Clock.h"
+
+namespace drivetest {
+
+/// What one direction of transfers moved.
+struct TransferTotals {
+    std::uint64_t bytes = 0;
+    zel::Clock::Duration elapsed{0};  ///< from the start of the first transfer to the end of the last
+
+    /// MB/s with 1 MB = 1,048,576 bytes; nothing when no time passed.
+    [[nodiscard]] std::optional<double> megabytesPerSecond() const;
+};
+
+/// Watches a drive during a run: coverage, surface, latencies and rates, in memory of fixed size.
+class DriveStatistics : public libDrive2::DriveObserver {
+public:
+    DriveStatistics(std::uint64_t sectors, std::uint32_t sectorBytes);
+
+    void onOperation(const libDrive2::DriveOperationReport& report) override;
+    void onPlan(std::uint64_t sectors) override;
+
+    /// Settles what is open; call once, when the run is over and before the getters below.
+    void finish();
+
+    [[nodiscard]] const Coverage& coverage() const { return m_result; }
+    [[nodiscard]] std::uint32_t sectorBytes() const { return m_sectorBytes; }
+    [[nodiscard]] const SurfaceMap& surface() const { return m_surface; }
+    [[nodiscard]] const std::map<libDrive2::DriveOperation, LatencyHistogram>& latencies() const {
+        return m_latencies;
+    }
+    [[nodiscard]] TransferTotals totals(libDrive2::DriveOperation direction) const;
+
+    /// Bytes moved so far; the one value that other threads may read during the run.
+    [[nodiscard]] std::uint64_t bytesMoved() const { return m_bytesMoved.load(std::memory_order_relaxed); }
+
+private:
+    void addTransfer(const libDrive2::DriveOperationReport& report);
+
+    std::uint32_t m_sectorBytes;
+    CoverageCounter m_counter;
+    SurfaceMap m_surface;
+    std::map<libDrive2::DriveOperation, LatencyHistogram> m_latencies;
+    LatencyHistogram& m_readLatency;  ///< spares the look-up for the most frequent operation
+    Coverage m_result;
+    struct Span {
+        std::uint64_t bytes = 0;
+        bool started = false;
+        zel::Clock::Duration first{0}, last{0};
+    };
+    Span m_reads, m_writes;
+    std::atomic<std::uint64_t> m_bytesMoved{0};
+};
+
+const char* nameOf(libDrive2::DriveOperation operation);
+
+}  // namespace drivetest

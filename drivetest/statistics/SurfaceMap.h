@@ -1,0 +1,38 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <vector>
+
+#include "drivetest/statistics/CoverageCounter.h"
+
+namespace drivetest {
+
+/// The surface of a drive in a fixed number of cells of equal size. A cell keeps its worst outcome, its
+/// slowest transfer and its mean rate.
+class SurfaceMap {
+public:
+    struct Cell {
+        SectorOutcome outcome = SectorOutcome::untested;
+        std::chrono::nanoseconds slowest{0};
+        double seconds = 0;
+        double sectors = 0;
+    };
+
+    explicit SurfaceMap(std::uint64_t sectors);
+
+    [[nodiscard]] std::uint64_t sectorsPerCell() const { return m_sectorsPerCell; }
+    [[nodiscard]] const std::vector<Cell>& cells() const { return m_cells; }
+
+    void addOutcome(std::uint64_t lba, std::uint64_t count, SectorOutcome outcome);
+    void addTransfer(std::uint64_t lba, std::uint32_t count, std::chrono::nanoseconds duration);
+
+private:
+    template <class Visit>
+    void visit(std::uint64_t lba, std::uint64_t count, Visit visitCell);
+
+    std::uint64_t m_sectorsPerCell;
+    std::vector<Cell> m_cells;
+};
+
+}  // namespace drivetest

@@ -1,0 +1,16 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+
+namespace drivetest {
+
+/// "1:02:03"
+std::string durationText(std::chrono::nanoseconds duration);
+/// "931.5 GiB"
+std::string sizeText(std::uint64_t bytes);
+/// "3 errors", "1 error"
+std::string countText(std::uint64_t count, const char* singular);
+
+}  // namespace drivetest

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <vector>
+
+#include "quix5/DiagDevice.h"
+
+namespace quix5 {
+
+/// Properties that the inventory gives to the devices it finds; absent where the device does not tell.
+inline constexpr const char* kPropertyVendor = "Vendor";
+inline constexpr const char* kPropertyModel = "Model";
+inline constexpr const char* kPropertySerial = "Serial";
+inline constexpr const char* kPropertyFirmware = "Firmware";
+inline constexpr const char* kPropertyBytes = "Bytes";            ///< UINT64
+inline constexpr const char* kPropertySectorSize = "SectorSize";  ///< UINT32
+
+/// The drives of this machine as the operating system lists them, without opening any. May block on a slow
+/// device for as long as the system does.
+std::vector<DiagDevice> listDevices();
+
+/// The listed drive that a path names, also through links such as those in /dev/disk/by-id; for any other
+/// path (a partition, an image file, a path that does not exist) a device with nothing but its locator and
+/// the capability HardDrive.
+DiagDevice findDevice(const zel::String& locator);
+
+}  // namespace quix5

@@ -1,0 +1,139 @@
+#include "quix5/DeviceInventory.h"
+
+#include <libudev.h>
+
+#include <algorithm>
+#include <cctype>
+#include <filesystem>
+#include <memory>
+#include <string>
+
+namespace quix5 {
+
+namespace {
+
+constexpr std::uint64_t kSizeUnit = 512;  ///< /sys/block/*/size counts in these, whatever the sector size
+
+template <class T, T* (*unref)(T*)>
+struct Unref {
+    void operator()(T* object) const { unref(object); }
+};
+using Udev = std::unique_ptr<udev, Unref<udev, udev_unref>>;
+using Enumeration = std::unique_ptr<udev_enumerate, Unref<udev_enumerate, udev_enumerate_unref>>;
+using UdevDevice = std::unique_ptr<udev_device, Unref<udev_device, udev_device_unref>>;
+
+std::string trimmed(const char* text) {
+    std::string value = text != nullptr ? text : "";
+    const auto isBlank = [](unsigned char c) { return std::isspace(c) != 0 || c == '\0'; };
+    value.erase(std::find_if_not(value.rbegin(), value.rend(), isBlank).base(), value.end());
+    value.erase(value.begin(), std::find_if_not(value.begin(), value.end(), isBlank));
+    return value;
+}
+
+std::string attribute(udev_device* device, const char* name) {
+    return trimmed(udev_device_get_sysattr_value(device, name));
+}
+
+std::uint64_t numberAttribute(udev_device* device, const char* name) {
+    std::uint64_t value = 0;
+    return zel::String(attribute(device, name)).strToUInt64(value) ? value : 0;
+}
+
+/// The first of the names that the device database or, without a running udev, the kernel knows.
+std::string firstKnown(udev_device* device, std::initializer_list<const char*> properties,
+                       std::initializer_list<const char*> attributes) {
+    for (const char* name : properties)
+        if (const std::string value = trimmed(udev_device_get_property_value(device, name)); !value.empty())
+            return value;
+    for (const char* name : attributes)
+        if (std::string value = attribute(device, name); !value.empty())
+            return value;
+    return {};
+}
+
+void setText(DiagDevice& device, const char* name, const std::string& text) {
+    if (!text.empty())
+        device.setProperty(name, zel::String(text));
+}
+
+DeviceCapability capabilitiesOf(udev_device* device) {
+    const std::string name = trimmed(udev_device_get_sysname(device));
+    if (name.starts_with("sr"))
+        return DeviceCapability::CDROM | DeviceCapability::RemovableStorage;
+    if (name.starts_with("fd"))
+        return DeviceCapability::FloppyDrive | DeviceCapability::RemovableStorage;
+    if (name.starts_with("mmcblk"))
+        return DeviceCapability::MMCSDFlash;
+    if (attribute(device, "removable") == "1")
+        return DeviceCapability::HardDrive | DeviceCapability::RemovableStorage;
+    return DeviceCapability::HardDrive;
+}
+
+/// Devices in the system's memory and mappings of other drives are no drives; nor is a slot with nothing
+/// in it, such as a free loop device.
+bool isDrive(udev_device* device) {
+    const std::string name = trimmed(udev_device_get_sysname(device));
+    for (const char* prefix : {"ram", "zram", "dm-", "md"})
+        if (name.starts_with(prefix))
+            return false;
+    const bool removable = attribute(device, "removable") == "1";
+    return numberAttribute(device, "size") > 0 || (removable && !name.starts_with("loop"));
+}
+
+DiagDevice describe(udev_device* device) {
+    DiagDevice described;
+    const std::string model =
+        firstKnown(device, {"ID_MODEL"}, {"device/model", "device/name", "loop/backing_file"});
+    const std::string node = trimmed(udev_device_get_devnode(device));
+    described.setLocators(node, firstKnown(device, {"ID_PATH"}, {}));
+    described.setName(model.empty() ? node : model);
+    described.setCapabilities(capabilitiesOf(device));
+    setText(described, kPropertyVendor, firstKnown(device, {"ID_VENDOR"}, {"device/vendor"}));
+    setText(described, kPropertyModel, model);
+    setText(described, kPropertySerial,
+            firstKnown(device, {"ID_SERIAL_SHORT", "ID_SCSI_SERIAL"}, {"device/serial", "serial"}));
+    setText(described, kPropertyFirmware,
+            firstKnown(device, {"ID_REVISION"}, {"device/firmware_rev", "device/rev", "device/fwrev"}));
+    described.setProperty(kPropertyBytes, numberAttribute(device, "size") * kSizeUnit);
+    described.setProperty(kPropertySectorSize,
+                          static_cast<std::uint32_t>(numberAttribute(device, "queue/logical_block_size")));
+    return described;
+}
+
+}  // namespace
+
+std::vector<DiagDevice> listDevices() {
+    std::vector<DiagDevice> devices;
+    const Udev context(udev_new());
+    const Enumeration enumeration(context != nullptr ? udev_enumerate_new(context.get()) : nullptr);
+    if (enumeration == nullptr)
+        return devices;
+    udev_enumerate_add_match_subsystem(enumeration.get(), "block");
+    udev_enumerate_scan_devices(enumeration.get());
+    udev_list_entry* entry = nullptr;
+    udev_list_entry_foreach(entry, udev_enumerate_get_list_entry(enumeration.get())) {
+        const UdevDevice device(udev_device_new_from_syspath(context.get(), udev_list_entry_get_name(entry)));
+        if (device != nullptr && trimmed(udev_device_get_devtype(device.get())) == "disk" &&
+            isDrive(device.get()))
+            devices.push_back(describe(device.get()));
+    }
+    std::sort(devices.begin(), devices.end(),
+              [](const DiagDevice& a, const DiagDevice& b) { return a.osLocator() < b.osLocator(); });
+    return devices;
+}
+
+DiagDevice findDevice(const zel::String& locator) {
+    std::error_code failed;
+    const std::string node = std::filesystem::canonical(locator.utf8(), failed).string();
+    if (!failed)
+        for (DiagDevice& device : listDevices())
+            if (device.osLocator() == node)
+                return device;
+    DiagDevice unlisted;
+    unlisted.setLocators(locator, "");
+    unlisted.setName(locator);
+    unlisted.setCapabilities(DeviceCapability::HardDrive);
+    return unlisted;
+}
+
+}  // namespace quix5
