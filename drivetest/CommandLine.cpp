@@ -1,9 +1,11 @@
 #include "drivetest/CommandLine.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 
 #include "drivetest/ExitStatus.h"
 #include "drivetest/commands/Commands.h"
+#include "drivetest/terminal/Console.h"
 
 namespace drivetest {
 
@@ -45,7 +47,8 @@ void addRunOptions(CLI::App& command, RunOptions& options) {
         .add_option("--events", options.eventsFile,
                     "Write the record of the run, JSON Lines; - is standard output")
         ->type_name("FILE");
-    command.add_flag("!--no-prompt", options.prompts, "Never ask anything");
+    command.add_flag_callback(
+        "--no-prompt", [&options] { options.prompts = false; }, "Never ask anything");
     command.add_option("--log", options.logFile, "Write the log")->type_name("FILE");
     command
         .add_option(
@@ -55,6 +58,12 @@ void addRunOptions(CLI::App& command, RunOptions& options) {
         ->check(CLI::Range(0, 4))
         ->capture_default_str();
     addModuleOptions(command, options.moduleFile, options.language);
+}
+
+bool isCommand(const CLI::App& app, const std::string& word) {
+    const auto commands = app.get_subcommands([](const CLI::App*) { return true; });
+    return std::any_of(commands.begin(), commands.end(),
+                       [&word](const CLI::App* command) { return command->check_name(word); });
 }
 
 int parse(CLI::App& app, int argc, char** argv) {
@@ -96,6 +105,10 @@ int runCommandLine(int argc, char** argv) {
         "6 cannot run or not supported, 7 timed out, 8 internal error, 130 stopped by the user.");
     addRunOptions(*run, options);
 
+    if (argc > 1 && argv[1][0] != '-' && !isCommand(app, argv[1])) {
+        complain(std::string("there is no command \"") + argv[1] + "\"; \"drivetest --help\" lists them");
+        return kExitUsage;
+    }
     if (const int ended = parse(app, argc, argv); ended >= 0)
         return ended;
     if (tests->parsed())

@@ -7,6 +7,7 @@
 #include "drivetest/run/RunHost.h"
 #include "drivetest/run/Setup.h"
 #include "drivetest/run/Summary.h"
+#include "drivetest/terminal/Terminal.h"
 #include "libDrive2/DeviceOpeners.h"
 #include "quix5/DiagModule.h"
 #include "quix5/Library.h"
@@ -141,7 +142,8 @@ int runTests(const RunOptions& options) {
         zel::Clock::install(&simulatedTime);
 
     Console console(options.eventsFile == "-" ? stderr : stdout);
-    RunHost host(console, run.record.get(), run.log.get(), options.prompts);
+    // Nobody could answer without a terminal.
+    RunHost host(console, run.record.get(), run.log.get(), options.prompts && isTerminal(stdin));
     if (run.record != nullptr)
         run.record->begin(run.test->descriptor, run.device, options.commandLine);
     const TestResult result = runPrepared(run, host, console);

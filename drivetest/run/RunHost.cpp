@@ -18,14 +18,16 @@ RunHost::RunHost(Console& console, RunRecord* record, std::FILE* logFile, bool p
 
 ProgressSnapshot RunHost::snapshot() {
     const std::lock_guard lock(m_mutex);
+    const std::string activity = quix5::StopRequest::made() ? "stopping after this transfer" : m_activity;
     return {m_percent, m_statistics != nullptr ? m_statistics->bytesMoved() : 0, m_errors, m_warnings,
             m_activity};
 }
 
 void RunHost::show(const quix5::Event& event, const char* type) {
+    m_lastMessage = event.localizedMessage();
     const std::uint64_t shown = ++m_shown[event.key()];
     if (shown <= kShownPerKey)
-        m_console.line(type + event.localizedMessage().utf8());
+        m_console.line(type + m_lastMessage.utf8());
     if (shown == kShownPerKey)
         m_console.line("        (more of this kind are counted and kept in the record only)");
 }
@@ -93,8 +95,8 @@ void RunHost::write(const zel::String& logger, int priority, const zel::String& 
         std::fprintf(m_logFile, "%d %s: %s\n", priority, logger.utf8().c_str(), text.utf8().c_str());
         std::fflush(m_logFile);
     }
-    // The record keeps what went wrong; the log file is for everything that was asked for.
-    if (m_record != nullptr && priority >= 3)
+    // The record keeps what went wrong beside the events; the log file everything that was asked for.
+    if (m_record != nullptr && priority >= 3 && text != m_lastMessage)
         m_record->addLog(logger, priority, text);
 }
 

@@ -51,6 +51,7 @@ private:
     bool m_prompts;
     libDrive2::Drive* m_drive = nullptr;
     std::map<zel::String, std::uint64_t> m_shown;  ///< by event key
+    zel::String m_lastMessage;                     ///< of the last event
     std::mutex m_mutex;                            ///< guards m_activity and m_statistics against the display
     std::string m_activity;
     std::unique_ptr<DriveStatistics> m_statistics;

@@ -44,9 +44,10 @@ const char* meaningOf(const TestResult& result) {
 
 void printTotals(Console& console, const DriveStatistics& statistics) {
     const Coverage& coverage = statistics.coverage();
-    console.line(zel::format("  sectors   %u requested = %u tested + %u failed + %u skipped",
-                             coverage.requested, coverage.tested, coverage.failed, coverage.skipped)
-                     .utf8());
+    if (coverage.requested > 0)
+        console.line(zel::format("  sectors   %u requested = %u tested + %u failed + %u skipped",
+                                 coverage.requested, coverage.tested, coverage.failed, coverage.skipped)
+                         .utf8());
     for (const auto& [direction, label] : {std::pair{libDrive2::DriveOperation::read, "read"},
                                            std::pair{libDrive2::DriveOperation::write, "written"}}) {
         const TransferTotals totals = statistics.totals(direction);

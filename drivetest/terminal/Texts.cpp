@@ -5,6 +5,8 @@
 namespace drivetest {
 
 std::string durationText(std::chrono::nanoseconds duration) {
+    if (duration < std::chrono::seconds(10))
+        return zel::format("%.2f s", std::chrono::duration<double>(duration).count()).utf8();
     const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(duration).count();
     return zel::format("%i:%02i:%02i", seconds / 3600, seconds / 60 % 60, seconds % 60).utf8();
 }

@@ -6,7 +6,7 @@
 
 namespace drivetest {
 
-/// "1:02:03"
+/// "1:02:03"; below ten seconds "4.56 s"
 std::string durationText(std::chrono::nanoseconds duration);
 /// "931.5 GiB"
 std::string sizeText(std::uint64_t bytes);

@@ -60,7 +60,7 @@ bool parseTransient(const std::string& text, SimOptions& options) {
         std::string lbaText;
         std::uint64_t lba = 0;
         std::uint64_t failures = 0;
-        if (!splitNumber(piece, lbaText, failures) || !parseNumber(lbaText, lba))
+        if (!splitNumber(piece, lbaText, failures) || !parseNumber(lbaText, lba) || failures == 0)
             return false;
         options.transient[lba] = failures;
     }

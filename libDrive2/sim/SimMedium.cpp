@@ -43,11 +43,12 @@ void SimMedium::spendTime(std::uint64_t lba, std::uint32_t count) {
             zel::Clock::current().sleep(std::chrono::milliseconds(slow.milliseconds));
 }
 
-bool SimMedium::hitTransient(std::uint64_t lba, std::uint32_t count) {
+bool SimMedium::hitTransient(std::uint64_t lba, std::uint32_t count, std::uint64_t& hit) {
     const auto fault = m_options.transient.lower_bound(lba);
     if (fault == m_options.transient.end() || fault->first >= lba + count)
         return false;
-    if (fault->second == 0 || --fault->second == 0)
+    hit = fault->first;
+    if (--fault->second == 0)
         m_options.transient.erase(fault);
     return true;
 }
@@ -69,8 +70,8 @@ DeviceStatus SimMedium::read(std::uint64_t lba, std::uint32_t count, std::uint8_
     std::uint64_t hit = 0;
     if (m_options.bad.findFirst(lba, count, hit))
         return mediaError("unrecovered read error", hit);
-    if (hitTransient(lba, count))
-        return mediaError("unrecovered read error", lba);
+    if (hitTransient(lba, count, hit))
+        return mediaError("unrecovered read error", hit);
     if (m_image) {
         DeviceStatus status =
             m_image->read(lba * m_options.sectorBytes, buffer, std::size_t{count} * m_options.sectorBytes);

@@ -25,7 +25,7 @@ public:
 private:
     DeviceStatus beginCommand();
     void spendTime(std::uint64_t lba, std::uint32_t count);
-    bool hitTransient(std::uint64_t lba, std::uint32_t count);
+    bool hitTransient(std::uint64_t lba, std::uint32_t count, std::uint64_t& hit);
     void corrupt(std::uint64_t lba, std::uint32_t count, std::uint8_t* buffer);
 
     SimOptions m_options;

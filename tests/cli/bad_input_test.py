@@ -1,0 +1,71 @@
+"""Wrong input: one clear sentence, status 2, nothing else done."""
+
+import os
+import unittest
+
+import program
+
+DRIVE = "sim:disk,sectors=1000"
+
+
+class BadInput(program.ProgramTest):
+    CASES = [  # arguments, what the sentence must say
+        (["run", "NoSuchTest", DRIVE], 'there is no test "NoSuchTest"; there are: LinearReadTest'),
+        (["tests", "NoSuchTest"], 'there is no test "NoSuchTest"'),
+        (["frobnicate"], 'there is no command "frobnicate"'),
+        (["run", "LinearReadTest", DRIVE, "-p", "Nonsense=1"], 'has no parameter "Nonsense"; it has: '),
+        (["run", "LinearReadTest", DRIVE, "-p", "MaxErrors"], '"MaxErrors" is no parameter: write NAME=VALUE'),
+        (["run", "LinearReadTest", DRIVE, "-p", "MaxErrors=many"], '"many" is no value for MaxErrors: give a whole number'),
+        (["run", "LinearReadTest", DRIVE, "-p", "SectorPercentToTest=-5"], '"-5" is no value for SectorPercentToTest'),
+        (["run", "LinearReadTest", DRIVE, "-p", "XferSizeHinting=maybe"], "give true or false"),
+        (["run", "LinearReadTest", DRIVE, "--property", "x"], '"x" is no device property'),
+        (["run", "LinearReadTest", DRIVE + ",colour=red"], 'it does not know "colour"'),
+        (["run", "LinearReadTest", DRIVE + ",bad=5-3"], '"5-3" is no value for "bad"'),
+        (["run", "LinearReadTest", DRIVE + ",bad=1000"], "sector 1000 lies beyond its end"),
+        (["run", "LinearReadTest", "sim:toaster"], 'there is no kind "toaster"'),
+        (["run", "LinearReadTest", DRIVE, "--module", "/no/such.so"], "the test module /no/such.so does not exist"),
+        (["run", "LinearReadTest", DRIVE, "--module", __file__], "cannot be loaded"),
+        (["run", "LinearReadTest", DRIVE, "--events", "/no/such/folder/r"], "the record /no/such/folder/r cannot be written"),
+        (["run", "LinearReadTest", DRIVE, "--log", "/no/such/folder/l"], "the log /no/such/folder/l cannot be written"),
+    ]
+
+    def test_one_sentence_and_status_2(self):
+        for arguments, sentence in self.CASES:
+            with self.subTest(arguments=arguments):
+                process = self.start(*arguments)
+                self.assertEqual(process.returncode, 2)
+                self.assertEqual(process.stdout, "")
+                self.assertEqual(process.stderr.count("\n"), 1, process.stderr)
+                self.assertIn(sentence, process.stderr)
+        self.assertEqual(os.listdir(self.folder), [])
+
+    def test_usage_errors_name_the_argument(self):
+        for arguments, word in (([], "subcommand"), (["run", "LinearReadTest"], "DEVICE"), (["run", "--frob"], "TEST"),
+                                (["run", "LinearReadTest", DRIVE, "extra"], "extra"),
+                                (["run", "LinearReadTest", DRIVE, "--log-priority", "9"], "9")):
+            with self.subTest(arguments=arguments):
+                process = self.start(*arguments)
+                self.assertEqual(process.returncode, 2)
+                self.assertIn(word, process.stderr)
+
+    def test_ranges_and_shares_that_the_test_refuses(self):
+        for parameters, item in ((["StartRange=min"], "StartRange:min"), (["EndRange=100%"], "EndRange:100%"),
+                                 (["StartRange=1000"], "StartRange:1000, EndRange:MAX"),
+                                 (["SectorPercentToTest=150"], "SectorPercentToTest:150"),
+                                 (["SectorPercentToTest=0.01"], "NumberOfSeeks:0, SectorPercentToTest:0.01"),
+                                 (["StartRange=" + "9" * 10000], "StartRange:999")):
+            with self.subTest(parameters=parameters):
+                run = self.run_test(DRIVE, *parameters)
+                self.assertEqual((run.status, run.result(), run.end()), (2, "BADPARAMS", "ERROR/NOT_APPLICABLE"))
+                self.assertEqual([e["symptom"] for e in run.steps("error")], ["invalidParameters"])
+                self.assertIn(item, run.out)
+                self.assertEqual(run.out.count("\n"), 2, run.out)  # the sentence, and where the record lies
+
+    def test_a_device_that_is_excluded(self):
+        process = self.start("run", "LinearReadTest", DRIVE, "--property", "__libDriveTest_Disable=")
+        self.assertEqual(process.returncode, 6)
+        self.assertIn("is not offered for " + DRIVE, process.stderr)
+
+
+if __name__ == "__main__":
+    unittest.main()

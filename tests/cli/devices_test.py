@@ -1,0 +1,49 @@
+"""What the program tells of drives and tests."""
+
+import json
+import os
+import subprocess
+import unittest
+
+import program
+
+FIELDS = ["locator", "model", "serial", "firmware", "bytes", "sectorSize", "capabilities", "inUseBy", "confirm"]
+
+
+class Listings(program.ProgramTest):
+    def listed(self, locator):
+        devices = json.loads(self.start("devices", "--json").stdout)
+        for device in devices:
+            self.assertEqual(list(device), FIELDS)
+        return next((d for d in devices if d["locator"] == locator), None)
+
+    def test_a_loop_device_and_who_uses_it(self):
+        image = self.path("drive.img")
+        with open(image, "wb") as file:
+            file.truncate(8 << 20)
+        subprocess.run(["/sbin/mkfs.ext4", "-q", image], check=True)
+        loop = program.loop_device(self, image)
+        device = self.listed(loop)
+        self.assertEqual((device["bytes"], device["sectorSize"], device["confirm"]), (8 << 20, 512, loop))
+        self.assertEqual((device["capabilities"], device["inUseBy"]), (["HardDrive"], []))
+        self.assertIn(loop, self.start("devices").stdout)
+
+        folder = self.path("mounted")
+        os.mkdir(folder)
+        subprocess.run(["mount", loop, folder], check=True)
+        self.addCleanup(subprocess.run, ["umount", folder], check=False, stderr=subprocess.DEVNULL)
+        used = self.listed(loop)["inUseBy"]
+        subprocess.run(["umount", folder], check=True)
+        self.assertEqual(used, ["%s is mounted on %s" % (os.path.basename(loop), folder)])
+
+    def test_tests_and_their_parameters(self):
+        self.assertTrue(self.start("tests").stdout.startswith("LinearReadTest "))
+        text = self.start("tests", "LinearReadTest").stdout
+        for words in ("DisplayAdvancedErrs", "BOOLEAN", "StartRange", "(default: MIN)", "SectorPercentToTest", "PERCENT"):
+            self.assertIn(words, text)
+        german = self.start("tests", "LinearReadTest", environment={"LC_ALL": "de_DE.UTF-8"}).stdout
+        self.assertIn("Standard: MIN", german)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,108 @@
+"""Stopping a run, and what a person sees at a terminal."""
+
+import fcntl
+import os
+import pty
+import select
+import signal
+import struct
+import subprocess
+import termios
+import time
+import unittest
+
+import program
+
+ENDLESS = "sim:disk,sectors=1099511627776"
+
+
+class Stop(program.ProgramTest):
+    def start_endless(self):
+        process = subprocess.Popen([program.PROGRAM, "run", "LinearReadTest", ENDLESS, "--events", self.record],
+                                   stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, text=True)
+        self.addCleanup(process.stdout.close)
+        for _ in range(1000):  # until the step has begun
+            if os.path.exists(self.record) and os.path.getsize(self.record) > 300:
+                break
+            time.sleep(0.01)
+        return process
+
+    def test_signals_become_a_stop_request(self):
+        for number in (signal.SIGINT, signal.SIGTERM):
+            with self.subTest(signal=number):
+                process = self.start_endless()
+                process.send_signal(number)
+                process.wait(30)
+                self.assertEqual(process.returncode, 130)
+                self.check_record(self.record)
+                run = program.Outcome(process, self.record)
+                self.assertEqual((run.result(), run.end()), ("USERABORTED", "SKIP/NOT_APPLICABLE"))
+                os.remove(self.record)
+
+    def test_a_killed_run_leaves_a_readable_record(self):
+        process = self.start_endless()
+        process.kill()
+        process.wait(30)
+        self.check_record(self.record, "--partial")
+
+    def test_an_ignored_interrupt_stays_ignored(self):
+        process = subprocess.Popen([program.PROGRAM, "run", "LinearReadTest", ENDLESS, "--events", self.record],
+                                   stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
+                                   preexec_fn=lambda: signal.signal(signal.SIGINT, signal.SIG_IGN))
+        while not os.path.exists(self.record) or os.path.getsize(self.record) < 300:
+            time.sleep(0.01)
+        process.send_signal(signal.SIGINT)
+        with self.assertRaises(subprocess.TimeoutExpired):
+            process.wait(0.5)
+        process.send_signal(signal.SIGTERM)
+        self.assertEqual(process.wait(30), 130)
+
+
+class AtATerminal(program.ProgramTest):
+    def converse(self, arguments, exchanges, columns=100):
+        """Runs the program on a terminal; for each (text, answer) waits for the text and types the answer."""
+        child, terminal = pty.fork()
+        if child == 0:
+            os.environ["LC_ALL"] = "C.UTF-8"
+            os.execv(program.PROGRAM, [program.PROGRAM, *arguments])
+        fcntl.ioctl(terminal, termios.TIOCSWINSZ, struct.pack("HHHH", 24, columns, 0, 0))
+        seen, end = "", time.monotonic() + 60
+        pending = list(exchanges)
+        while time.monotonic() < end:
+            if pending and pending[0][0] in seen:
+                os.write(terminal, pending.pop(0)[1].encode())
+            if not select.select([terminal], [], [], 0.1)[0]:
+                continue
+            try:
+                chunk = os.read(terminal, 65536)
+            except OSError:
+                break
+            if not chunk:
+                break
+            seen += chunk.decode("utf-8", "replace")
+        else:
+            os.kill(child, signal.SIGKILL)
+        _, status = os.waitpid(child, 0)
+        os.close(terminal)
+        return os.waitstatus_to_exitcode(status), seen
+
+    def test_status_line_is_drawn_in_place_and_fits(self):
+        status, seen = self.converse(["run", "LinearReadTest", ENDLESS], [(" 0 %", "\x03")], columns=60)
+        self.assertEqual(status, 130)
+        lines = [part.split("\r")[0].replace("^C", "") for part in seen.split("\r\033[K") if part.startswith("LinearReadTest sim:")]
+        self.assertTrue(lines, seen)
+        self.assertLess(max(map(len, lines)), 60)
+
+    def test_prompts_for_a_medium(self):
+        drive = "sim:disk,removable,media=none"
+        prompt = "Insert Media: Please insert a medium. [Enter: continue, c: cancel]"
+        status, seen = self.converse(["run", "LinearReadTest", drive], [(prompt, "c\n")])
+        self.assertEqual((status, seen.count(prompt)), (130, 1))
+        status, seen = self.converse(["run", "LinearReadTest", drive, "-p", "MaxRetries=1"], [(prompt, "\n")])
+        self.assertEqual((status, seen.count(prompt)), (4, 1))
+        status, seen = self.converse(["run", "LinearReadTest", drive, "--no-prompt"], [])
+        self.assertEqual((status, seen.count(prompt)), (4, 0))
+
+
+if __name__ == "__main__":
+    unittest.main()
