@@ -1,18 +1,15 @@
-#include <cerrno>
-#include <csignal>
-#include <system_error>
-
 #include "drivetest/ExitStatus.h"
 #include "drivetest/commands/Commands.h"
+#include "drivetest/run/OutputFile.h"
 #include "drivetest/run/RunHost.h"
 #include "drivetest/run/Setup.h"
+#include "drivetest/run/Signals.h"
 #include "drivetest/run/Summary.h"
 #include "drivetest/terminal/Terminal.h"
 #include "libDrive2/DeviceOpeners.h"
 #include "quix5/DiagModule.h"
 #include "quix5/Library.h"
 #include "quix5/Runner.h"
-#include "quix5/StopRequest.h"
 #include "zel/Resource.h"
 
 namespace drivetest {
@@ -21,45 +18,27 @@ using quix5::TestResult;
 
 namespace {
 
-extern "C" void requestStop(int /*signal*/) {
-    quix5::StopRequest::make();
-}
-
-/// A signal that the user had ignored (a job in the background) stays ignored.
-void stopOnSignals() {
-    for (const int signal : {SIGINT, SIGTERM})
-        if (std::signal(signal, requestStop) == SIG_IGN)
-            std::signal(signal, SIG_IGN);
-}
-
-struct CloseFile {
-    void operator()(std::FILE* file) const { std::fclose(file); }
-};
-using File = std::unique_ptr<std::FILE, CloseFile>;
-
 /// Everything that a run needs, checked before anything is touched.
 struct PreparedRun {
     std::unique_ptr<quix5::Module> module;
     const quix5::OfferedTest* test = nullptr;
     quix5::DiagDevice device;
     std::unique_ptr<RunRecord> record;
-    File log;
+    OutputFile log;
 };
 
 bool openOutputs(const RunOptions& options, PreparedRun& run, std::string& error) {
     if (!options.logFile.empty()) {
-        run.log.reset(std::fopen(options.logFile.c_str(), "wb"));
-        if (run.log == nullptr) {
-            error = "the log " + options.logFile +
-                    " cannot be written: " + std::generic_category().message(errno);
+        run.log = openOutput("the log", options.logFile, options.device, error);
+        if (run.log == nullptr)
             return false;
-        }
     }
     if (!options.eventsFile.empty()) {
-        auto writer = RecordWriter::open(options.eventsFile, error);
-        if (writer == nullptr)
+        OutputFile file = openOutput("the record", options.eventsFile, options.device, error);
+        if (file == nullptr)
             return false;
-        run.record = std::make_unique<RunRecord>(std::move(writer));
+        run.record =
+            std::make_unique<RunRecord>(std::make_unique<RecordWriter>(options.eventsFile, std::move(file)));
     }
     return true;
 }

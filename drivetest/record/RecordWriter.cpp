@@ -1,8 +1,6 @@
 #include "drivetest/record/RecordWriter.h"
 
-#include <cerrno>
-#include <chrono>
-#include <system_error>
+#include <cstdio>
 
 #include "zel/Format.h"
 
@@ -28,25 +26,11 @@ std::string formatTime(std::chrono::system_clock::time_point time) {
 
 }  // namespace
 
-void RecordWriter::Close::operator()(std::FILE* file) const {
-    if (file != stdout)
-        std::fclose(file);
-}
-
-RecordWriter::RecordWriter(std::string path, std::unique_ptr<std::FILE, Close> file)
+RecordWriter::RecordWriter(std::string path, OutputFile file)
     : m_path(std::move(path)),
       m_file(std::move(file)),
       m_start(std::chrono::system_clock::now()),
       m_steadyStart(std::chrono::steady_clock::now()) {}
-
-std::unique_ptr<RecordWriter> RecordWriter::open(const std::string& path, std::string& error) {
-    std::unique_ptr<std::FILE, Close> file(path == "-" ? stdout : std::fopen(path.c_str(), "wb"));
-    if (file == nullptr) {
-        error = "the record " + path + " cannot be written: " + std::generic_category().message(errno);
-        return nullptr;
-    }
-    return std::unique_ptr<RecordWriter>(new RecordWriter(path, std::move(file)));
-}
 
 void RecordWriter::write(Json line) {
     // On the steady clock from the start on, so that times never go back.

@@ -1,11 +1,10 @@
 #pragma once
 
-#include <cstdio>
-#include <memory>
+#include <chrono>
 #include <nlohmann/json.hpp>
 #include <string>
 
-#include "zel/Clock.h"
+#include "drivetest/run/OutputFile.h"
 
 namespace drivetest {
 
@@ -15,8 +14,8 @@ using Json = nlohmann::ordered_json;
 /// one numbered, stamped with the time, and flushed, so that a killed run leaves a readable record.
 class RecordWriter {
 public:
-    /// "-" is standard output. Null when the file cannot be written; `error` then says why.
-    static std::unique_ptr<RecordWriter> open(const std::string& path, std::string& error);
+    /// `path` is the file's, for messages; "-" for standard output.
+    RecordWriter(std::string path, OutputFile file);
 
     void writeSchemaVersion();
     void writeRun(const char* artifact, Json content);
@@ -27,15 +26,10 @@ public:
     [[nodiscard]] const std::string& path() const { return m_path; }
 
 private:
-    struct Close {
-        void operator()(std::FILE* file) const;
-    };
-
-    RecordWriter(std::string path, std::unique_ptr<std::FILE, Close> file);
     void write(Json line);
 
     std::string m_path;
-    std::unique_ptr<std::FILE, Close> m_file;
+    OutputFile m_file;
     std::chrono::system_clock::time_point m_start;
     std::chrono::steady_clock::time_point m_steadyStart;
     std::uint64_t m_sequence = 0;

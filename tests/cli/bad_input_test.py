@@ -25,8 +25,8 @@ class BadInput(program.ProgramTest):
         (["run", "LinearReadTest", "sim:toaster"], 'there is no kind "toaster"'),
         (["run", "LinearReadTest", DRIVE, "--module", "/no/such.so"], "the test module /no/such.so does not exist"),
         (["run", "LinearReadTest", DRIVE, "--module", __file__], "cannot be loaded"),
-        (["run", "LinearReadTest", DRIVE, "--events", "/no/such/folder/r"], "the record /no/such/folder/r cannot be written"),
-        (["run", "LinearReadTest", DRIVE, "--log", "/no/such/folder/l"], "the log /no/such/folder/l cannot be written"),
+        (["run", "LinearReadTest", DRIVE, "--events", "/no/such/folder/r"], "the record cannot be written to /no/such/folder/r: No such"),
+        (["run", "LinearReadTest", DRIVE, "--log", "/no/such/folder/l"], "the log cannot be written to /no/such/folder/l: No such"),
     ]
 
     def test_one_sentence_and_status_2(self):
@@ -60,6 +60,23 @@ class BadInput(program.ProgramTest):
                 self.assertEqual([e["symptom"] for e in run.steps("error")], ["invalidParameters"])
                 self.assertIn(item, run.out)
                 self.assertEqual(run.out.count("\n"), 2, run.out)  # the sentence, and where the record lies
+
+    def test_outputs_never_overwrite_what_is_tested(self):
+        image = self.path("drive.img")
+        with open(image, "wb") as file:
+            file.write(b"data" * 1024)
+        os.symlink(image, self.path("link"))
+        for option in ("--events", "--log"):
+            for path in (image, "drive.img", self.path("link")):
+                with self.subTest(option=option, path=path):
+                    process = self.start("run", "LinearReadTest", image, option, path)
+                    self.assertEqual(process.returncode, 2)
+                    self.assertIn("it is what is to be tested", process.stderr)
+        with open(image, "rb") as file:
+            self.assertEqual(file.read(), b"data" * 1024)
+        device = program.loop_device(self, image)
+        process = self.start("run", "LinearReadTest", DRIVE, "--events", device)
+        self.assertEqual((process.returncode, "it is a drive" in process.stderr), (2, True))
 
     def test_a_device_that_is_excluded(self):
         process = self.start("run", "LinearReadTest", DRIVE, "--property", "__libDriveTest_Disable=")
