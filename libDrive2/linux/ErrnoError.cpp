@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <system_error>
+#include <utility>
 
 namespace libDrive2 {
 
@@ -46,7 +47,10 @@ _LIBDRIVE2_ERROR_TYPES errorTypeOf(int errnoValue) {
 DeviceStatus errnoStatus(int errnoValue) {
     if (errnoValue == 0)
         return {};
-    return {errorTypeOf(errnoValue), std::system_category().message(errnoValue)};
+    zel::String text = std::system_category().message(errnoValue);
+    if (errnoValue == EACCES)
+        text += "; run as root or get the right to open it";
+    return {errorTypeOf(errnoValue), std::move(text)};
 }
 
 }  // namespace libDrive2

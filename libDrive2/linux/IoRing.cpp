@@ -38,15 +38,34 @@ public:
             while (wantsMore() && !m_free.empty())
                 prepareNext();
             const int submitted = io_uring_submit_and_wait(&m_ring, 1);
-            if (submitted < 0 && submitted != -EINTR && submitted != -EAGAIN && submitted != -EBUSY)
-                noteError(0, -submitted);
             reap();
+            if (submitted < 0 && !isPassing(-submitted))
+                return abandon();
         }
         return m_error;
     }
 
 private:
     [[nodiscard]] bool wantsMore() const { return m_error == 0 && m_next < m_transfer.bytes; }
+
+    /// Pieces that the kernel works on; the others only wait in the ring.
+    [[nodiscard]] unsigned submittedPieces() const { return m_inFlight - io_uring_sq_ready(&m_ring); }
+
+    /// Whether a failed submission may succeed at the next try.
+    [[nodiscard]] bool isPassing(int error) const {
+        return error == EINTR || ((error == EAGAIN || error == EBUSY) && submittedPieces() > 0);
+    }
+
+    /// Waits for what the kernel still works on: until then it may write to the caller's buffer.
+    int abandon() {
+        m_error = kRefused;
+        while (submittedPieces() > 0) {
+            io_uring_cqe* completion = nullptr;
+            (void)io_uring_wait_cqe(&m_ring, &completion);
+            reap();
+        }
+        return kRefused;
+    }
 
     void prepareNext() {
         const unsigned slot = m_free.back();

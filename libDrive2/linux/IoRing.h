@@ -26,8 +26,10 @@ public:
 
     /// What run() gives when the device ended before the transfer did.
     static constexpr int kEndOfDevice = -1;
-    /// Blocks until nothing of the transfer is in flight any more. 0, kEndOfDevice, or the errno of the
-    /// failed piece with the lowest offset.
+    /// What run() gives when the kernel takes no more pieces: the ring is of no use any more.
+    static constexpr int kRefused = -2;
+    /// Blocks until nothing of the transfer is in flight any more. 0, kEndOfDevice, kRefused, or the errno of
+    /// the failed piece with the lowest offset.
     int run(const RingTransfer& transfer);
 
     /// Transfers up to this size are one piece: plain positioned I/O does the same with less.

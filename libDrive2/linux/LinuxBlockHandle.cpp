@@ -159,10 +159,19 @@ DeviceStatus LinuxBlockHandle::transfer(bool writing, std::uint64_t offset, std:
     else if (!isAligned(reinterpret_cast<std::uintptr_t>(buffer), kMemoryAlignment))
         error = transferBounced(writing, offset, buffer, bytes);
     else if (m_ring != nullptr && bytes > IoRing::kPieceBytes)
-        error = m_ring->run({m_direct.get(), writing, offset, buffer, bytes});
+        error = transferInPieces(writing, offset, buffer, bytes);
     else
         error = transferPlain(m_direct.get(), writing, offset, buffer, bytes);
     return error == 0 ? DeviceStatus{} : failure(error);
+}
+
+int LinuxBlockHandle::transferInPieces(bool writing, std::uint64_t offset, std::uint8_t* buffer,
+                                       std::size_t bytes) {
+    const int error = m_ring->run({m_direct.get(), writing, offset, buffer, bytes});
+    if (error != IoRing::kRefused)
+        return error;
+    m_ring.reset();
+    return transferPlain(m_direct.get(), writing, offset, buffer, bytes);
 }
 
 int LinuxBlockHandle::transferBounced(bool writing, std::uint64_t offset, std::uint8_t* buffer,

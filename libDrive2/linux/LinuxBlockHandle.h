@@ -30,6 +30,7 @@ private:
     DeviceStatus queryBlockDevice();
     DeviceStatus queryFile();
     DeviceStatus transfer(bool writing, std::uint64_t offset, std::uint8_t* buffer, std::size_t bytes);
+    int transferInPieces(bool writing, std::uint64_t offset, std::uint8_t* buffer, std::size_t bytes);
     int transferBounced(bool writing, std::uint64_t offset, std::uint8_t* buffer, std::size_t bytes);
     int transferPlain(int fd, bool writing, std::uint64_t offset, std::uint8_t* buffer, std::size_t bytes);
     [[nodiscard]] bool isGone() const;
