@@ -7,7 +7,7 @@ namespace zel {
 namespace {
 
 /// The matcher recurses once a character: longer texts could exhaust the stack.
-constexpr std::size_t kMaxLength = 4096;
+constexpr std::size_t kMaxLength = 1024;
 
 }  // namespace
 
@@ -28,11 +28,15 @@ Regex::~Regex() = default;
 Matcher::Matcher(const Regex& regex, const String& text) {
     if (regex.m_compiled == nullptr || text.length() > kMaxLength)
         return;
-    const std::string bytes = text.utf8();
-    std::smatch groups;
-    m_matches = std::regex_match(bytes, groups, regex.m_compiled->expression);
-    for (const auto& group : groups)
-        m_groups.emplace_back(group.str());
+    try {
+        const std::string bytes = text.utf8();
+        std::smatch groups;
+        m_matches = std::regex_match(bytes, groups, regex.m_compiled->expression);
+        for (const auto& group : groups)
+            m_groups.emplace_back(group.str());
+    } catch (const std::regex_error&) {
+        m_matches = false;
+    }
 }
 
 String Matcher::group(std::size_t index) const {

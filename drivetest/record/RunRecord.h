@@ -11,7 +11,7 @@
 
 namespace drivetest {
 
-/// Counts of what a run reported.
+/// Counts of the events of a run. Problems of the run itself, such as a reached limit, are none.
 struct EventCounts {
     std::uint64_t errors = 0;
     std::uint64_t warnings = 0;

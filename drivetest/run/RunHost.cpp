@@ -48,7 +48,6 @@ bool RunHost::sendEvent(const quix5::Event& event, quix5::EventType type, quix5:
 }
 
 void RunHost::error(const quix5::Event& event, quix5::SourceLocation where) {
-    ++m_errors;
     show(event, "error:   ");
     if (m_record != nullptr)
         m_record->addRunError(event, where);
