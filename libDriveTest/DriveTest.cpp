@@ -1,6 +1,7 @@
 #include "DriveTest.h"
 
 #include <memory>
+#include <utility>
 
 #include "DriveTestCallback.h"
 #include "DriveTestLogger.h"
@@ -39,7 +40,7 @@ zel::Logger& driveTestLogger() {
 DriveTest::DriveTest(Drive& testedDrive) : drive(&testedDrive) {}
 
 DriveTest::DriveTest(libDrive2::SharedDrive sharedDrive)
-    : drive(sharedDrive.get()), driveHolder(sharedDrive) {}
+    : drive(sharedDrive.get()), driveHolder(std::move(sharedDrive)) {}
 
 DriveTest::~DriveTest() = default;
 

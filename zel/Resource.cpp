@@ -138,7 +138,7 @@ void Resource::reset() {
     packages().loaded.clear();
 }
 
-String fillPlaceholders(String text, const std::map<String, String>& values) {
+String fillPlaceholders(const String& text, const std::map<String, String>& values) {
     std::string filled;
     const std::string pattern = text.utf8();
     std::size_t start = 0;

@@ -45,6 +45,6 @@ public:
 };
 
 /// The text with "{Name}" replaced by its value, for every name and value of the map.
-String fillPlaceholders(String text, const std::map<String, String>& values);
+String fillPlaceholders(const String& text, const std::map<String, String>& values);
 
 }  // namespace zel

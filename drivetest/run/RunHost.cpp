@@ -20,7 +20,7 @@ ProgressSnapshot RunHost::snapshot() {
     const std::lock_guard lock(m_mutex);
     const std::string activity = quix5::StopRequest::made() ? "stopping after this transfer" : m_activity;
     return {m_percent, m_statistics != nullptr ? m_statistics->bytesMoved() : 0, m_errors, m_warnings,
-            m_activity};
+            activity};
 }
 
 void RunHost::show(const quix5::Event& event, const char* type) {

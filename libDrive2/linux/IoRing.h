@@ -33,7 +33,7 @@ public:
     int run(const RingTransfer& transfer);
 
     /// Transfers up to this size are one piece: plain positioned I/O does the same with less.
-    static constexpr std::size_t kPieceBytes = 512 * 1024;
+    static constexpr std::size_t kPieceBytes = std::size_t{512} * 1024;
 
 private:
     struct State;

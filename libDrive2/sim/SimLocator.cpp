@@ -135,7 +135,7 @@ constexpr std::array kKeys = {
 std::string listKeys() {
     std::string names;
     for (const Key& key : kKeys)
-        names += (names.empty() ? "" : ", ") + std::string(key.name);
+        names.append(names.empty() ? "" : ", ").append(key.name);
     return names;
 }
 
