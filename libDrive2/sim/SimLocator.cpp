@@ -1,5 +1,6 @@
 #include "libDrive2/sim/SimLocator.h"
 
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <limits>
@@ -139,23 +140,28 @@ std::string listKeys() {
     return names;
 }
 
+/// Empty when the key took the piece's value.
+std::string applyKey(const Key& key, const std::string& name, const std::optional<std::string>& value,
+                     SimOptions& options) {
+    if (key.form == nullptr && value)
+        return "\"" + name + "\" takes no value";
+    if (key.form != nullptr && !value)
+        return "\"" + name + "\" needs a value: " + key.form;
+    if (key.parse(value.value_or(""), options))
+        return {};
+    return "\"" + *value + "\" is no value for \"" + name + "\": give " + key.form;
+}
+
 /// Empty when the piece was understood.
 std::string applyPiece(const std::string& piece, SimOptions& options) {
     const auto equals = piece.find('=');
     const std::string name = piece.substr(0, equals);
-    for (const Key& key : kKeys) {
-        if (key.name != name)
-            continue;
-        if (key.form == nullptr && equals != std::string::npos)
-            return "\"" + name + "\" takes no value";
-        if (key.form != nullptr && equals == std::string::npos)
-            return "\"" + name + "\" needs a value: " + key.form;
-        const std::string value = equals == std::string::npos ? "" : piece.substr(equals + 1);
-        return key.parse(value, options)
-                   ? ""
-                   : "\"" + value + "\" is no value for \"" + name + "\": give " + key.form;
-    }
-    return "it does not know \"" + name + "\"; known are " + listKeys();
+    const auto key =
+        std::find_if(kKeys.begin(), kKeys.end(), [&name](const Key& known) { return known.name == name; });
+    if (key == kKeys.end())
+        return "it does not know \"" + name + "\"; known are " + listKeys();
+    const auto value = equals == std::string::npos ? std::nullopt : std::optional(piece.substr(equals + 1));
+    return applyKey(*key, name, value, options);
 }
 
 /// A fault beyond the end would never be met: surely a mistake.
