@@ -147,9 +147,10 @@ std::string applyKey(const Key& key, const std::string& name, const std::optiona
         return "\"" + name + "\" takes no value";
     if (key.form != nullptr && !value)
         return "\"" + name + "\" needs a value: " + key.form;
-    if (key.parse(value.value_or(""), options))
+    const std::string text = value.value_or("");
+    if (key.parse(text, options))
         return {};
-    return "\"" + *value + "\" is no value for \"" + name + "\": give " + key.form;
+    return "\"" + text + "\" is no value for \"" + name + "\": give " + key.form;
 }
 
 /// Empty when the piece was understood.
