@@ -1,6 +1,7 @@
 #include "quix5/Runner.h"
 
 #include <exception>
+#include <stdexcept>
 
 #include "zel/Log.h"
 
@@ -22,12 +23,19 @@ private:
     Host& m_host;
 };
 
+TestResult reportFailure(const char* what) {
+    zel::LogFactory::createLogger("quix5.Runner").line(4, "the test ended with an internal error: ", what);
+    return TestResult::INTERNALERROR;
+}
+
 TestResult runUnguarded(const OfferedTest& test, const DiagDevice& device, OpenMode mode, Host& host) {
     const CreatedDrive created = test.entry->createDrive(device, mode);
     if (!created.drive)
         return created.reason;
     const DriveLease lease(host, *created.drive, device);
     const auto runnable = test.entry->createTest(created.drive);
+    if (runnable == nullptr)
+        throw std::runtime_error("the module made no test");
     return test.descriptor.isDestructive() ? runnable->runWriteTest(device) : runnable->run();
 }
 
@@ -37,7 +45,7 @@ bool isOffered(const Test& test, const DiagDevice& device) {
     for (const auto& [name, value] : test.exclusions()) {
         const DeviceProperty* const property = device.property(name);
         const bool anyValue = value.valueString().zelString().isEmpty();
-        if (property != nullptr && (anyValue || property->value() == value))
+        if (property != nullptr && (anyValue || property->value().valueString() == value.valueString()))
             return false;
     }
     return true;
@@ -47,9 +55,9 @@ TestResult runTest(const OfferedTest& test, const DiagDevice& device, OpenMode m
     try {
         return runUnguarded(test, device, mode, host);
     } catch (const std::exception& failure) {
-        zel::LogFactory::createLogger("quix5.Runner")
-            .line(4, "the test ended with an internal error: ", failure.what());
-        return TestResult::INTERNALERROR;
+        return reportFailure(failure.what());
+    } catch (...) {
+        return reportFailure("an exception of unknown kind");
     }
 }
 

@@ -143,9 +143,14 @@ String fillPlaceholders(const String& text, const std::map<String, String>& valu
     const std::string pattern = text.utf8();
     std::size_t start = 0;
     for (std::size_t open = 0; (open = pattern.find('{', start)) != std::string::npos;) {
-        const std::size_t close = pattern.find('}', open);
+        const std::size_t close = pattern.find_first_of("{}", open + 1);
         if (close == std::string::npos)
             break;
+        if (pattern[close] == '{') {  // the first one opened no placeholder
+            filled.append(pattern, start, close - start);
+            start = close;
+            continue;
+        }
         const auto value = values.find(pattern.substr(open + 1, close - open - 1));
         filled.append(pattern, start, open - start);
         filled += value != values.end() ? value->second.utf8() : pattern.substr(open, close - open + 1);

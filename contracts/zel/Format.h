@@ -18,7 +18,8 @@ public:
     template <std::signed_integral T>
     FormatArgument(T value) : m_value(static_cast<std::int64_t>(value)) {}
     FormatArgument(double value) : m_value(value) {}
-    FormatArgument(const char* text) : m_value(std::string(text)) {}
+    /// A null pointer is the empty text.
+    FormatArgument(const char* text) : m_value(std::string(text == nullptr ? "" : text)) {}
     FormatArgument(const String& text) : m_value(text.utf8()) {}
 
     /// The argument in the form of one conversion such as "%02X" (length modifiers removed).
@@ -29,7 +30,7 @@ private:
 };
 
 /// Fills a printf-style format. Conversions %i %d %u %x %X %f %g %s %% with flags, width and precision;
-/// length modifiers (I64, ll, l, h) are accepted and mean nothing, since every argument knows its type.
+/// length modifiers (I64, ll, l, h) are accepted and mean nothing: whole numbers are 64 bits wide.
 /// A missing argument leaves the conversion's text as it stands.
 String formatList(const char* pattern, const FormatArgument* arguments, std::size_t count);
 

@@ -9,7 +9,8 @@
 
 namespace zel {
 
-/// A compiled ECMAScript regular expression. An ill-formed pattern matches nothing.
+/// A compiled ECMAScript regular expression over the UTF-8 bytes of a text. An ill-formed pattern matches
+/// nothing.
 class Regex {
 public:
     explicit Regex(const char* pattern);

@@ -17,8 +17,9 @@ public:
     explicit ZELValue(double value) : m_value(value) {}
     explicit ZELValue(String value) : m_value(std::move(value)) {}
 
-    /// Each yields the value when this one holds it, or a number that fits without loss; otherwise false
-    /// and `out` untouched. The String form is the text of any value.
+    /// Each yields the value when this one holds it; whole numbers also in the other width where they fit,
+    /// and 32-bit ones as double. Otherwise false and `out` untouched. The String form is the text of any
+    /// value.
     bool get(bool& out) const;
     bool get(std::uint32_t& out) const;
     bool get(std::uint64_t& out) const;

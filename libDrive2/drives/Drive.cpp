@@ -59,10 +59,12 @@ bool Drive::isMediaCorrect() {
 
 bool Drive::waitForMedia(std::uint32_t timeoutMs) {
     const zel::Stopwatch watch;
+    const zel::Clock::Duration timeout = std::chrono::milliseconds(timeoutMs);
     while (!isMediaPresent()) {
-        if (watch.elapsed() >= std::chrono::milliseconds(timeoutMs))
+        if (watch.elapsed() >= timeout)
             return false;
-        zel::Clock::current().sleep(kMediaPollInterval);
+        const auto left = timeout - watch.elapsed();
+        zel::Clock::current().sleep(std::min<zel::Clock::Duration>(kMediaPollInterval, left));
     }
     return true;
 }
@@ -181,8 +183,9 @@ template <class Hook>
 bool Drive::performTransfer(DriveOperation operation, std::uint64_t lba, std::uint32_t count,
                             std::uint32_t bufferBytes, Hook hook) {
     return perform(operation, lba, count, [&]() -> _LIBDRIVE2_ERROR_TYPES {
+        // A drive that does not tell its size has to judge for itself.
         const std::uint64_t sectors = getSectorCount();
-        if (lba > sectors || count > sectors - lba)
+        if (sectors != 0 && (lba > sectors || count > sectors - lba))
             return fail(
                 LIBDRIVE2_BAD_ARGUMENT,
                 zel::format("sectors %u through %u lie beyond the end of the medium", lba, lba + count - 1));
@@ -272,7 +275,11 @@ bool Drive::protectSectors(std::uint64_t lba, std::uint32_t count, const void* d
 }
 
 bool Drive::releaseSectors(std::uint64_t lba, std::uint32_t count) {
-    return m_journal == nullptr || (flushCache() && m_journal->release(lba, count));
+    if (m_journal == nullptr)
+        return true;
+    // What has no cache needs no flush.
+    const bool flushed = flushCache() || lastError == LIBDRIVE2_NOT_SUPPORTED;
+    return flushed && m_journal->release(lba, count);
 }
 
 }  // namespace libDrive2

@@ -127,6 +127,13 @@ DeviceStatus LinuxBlockHandle::queryFile() {
     return {};
 }
 
+/// A file that became smaller would silently grow again under a write.
+bool LinuxBlockHandle::endsBefore(std::uint64_t offset) const {
+    struct stat found {};
+    return !m_isBlockDevice &&
+           (fstat(m_buffered.get(), &found) != 0 || static_cast<std::uint64_t>(found.st_size) < offset);
+}
+
 bool LinuxBlockHandle::isGone() const {
     if (!m_isBlockDevice)
         return false;
@@ -213,6 +220,8 @@ DeviceStatus LinuxBlockHandle::read(std::uint64_t offset, void* buffer, std::siz
 DeviceStatus LinuxBlockHandle::write(std::uint64_t offset, const void* buffer, std::size_t bytes) {
     if (!m_info.writable)
         return {LIBDRIVE2_WRITE_PROTECTED_DEVICE, "the device was opened for reading only"};
+    if (endsBefore(offset + bytes))
+        return failure(IoRing::kEndOfDevice);
     // The system's calls take a pointer to changeable memory for both directions; a write only reads it.
     return transfer(true, offset, static_cast<std::uint8_t*>(const_cast<void*>(buffer)), bytes);
 }

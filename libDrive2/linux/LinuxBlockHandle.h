@@ -33,6 +33,7 @@ private:
     int transferInPieces(bool writing, std::uint64_t offset, std::uint8_t* buffer, std::size_t bytes);
     int transferBounced(bool writing, std::uint64_t offset, std::uint8_t* buffer, std::size_t bytes);
     int transferPlain(int fd, bool writing, std::uint64_t offset, std::uint8_t* buffer, std::size_t bytes);
+    [[nodiscard]] bool endsBefore(std::uint64_t offset) const;
     [[nodiscard]] bool isGone() const;
     DeviceStatus failure(int error) const;
 

@@ -6,6 +6,7 @@
 #include <sys/sysmacros.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <fstream>
 #include <sstream>
 
@@ -19,6 +20,21 @@ namespace libDrive2 {
 namespace fs = std::filesystem;
 
 namespace {
+
+/// The kernel's tables write blanks and backslashes as octal escapes such as "\\040".
+std::string unescape(const std::string& field) {
+    std::string text;
+    for (std::size_t i = 0; i < field.size(); ++i) {
+        unsigned code = 0;
+        if (field[i] == '\\' && std::sscanf(field.c_str() + i, "\\%3o", &code) == 1) {
+            text += static_cast<char>(code);
+            i += 3;
+        } else {
+            text += field[i];
+        }
+    }
+    return text;
+}
 
 /// The device that a line of /proc/self/mountinfo mounts. File systems with several devices show a number
 /// of their own there; the source path tells then.
@@ -41,8 +57,8 @@ void findMounts(const SysfsBlock::Member& member, zel::Array<zel::String>& users
         fields >> skipped >> skipped >> number >> skipped >> folder;
         while (fields >> field && field != "-") {}
         fields >> type >> source;
-        if (mountedDevice(number, source) == member.number)
-            users.append(member.name + " is mounted on " + folder);
+        if (mountedDevice(number, unescape(source)) == member.number)
+            users.append(member.name + " is mounted on " + unescape(folder));
     }
 }
 
@@ -51,7 +67,7 @@ void findSwap(const SysfsBlock::Member& member, zel::Array<zel::String>& users) 
     std::string line;
     std::getline(table, line);
     while (std::getline(table, line)) {
-        const std::string path = line.substr(0, line.find(' '));
+        const std::string path = unescape(line.substr(0, line.find(' ')));
         struct stat found {};
         if (stat(path.c_str(), &found) == 0 && S_ISBLK(found.st_mode) && found.st_rdev == member.number)
             users.append(member.name + " is swap space");
@@ -64,15 +80,22 @@ std::string describeHolder(const std::string& holder) {
     return mapped.empty() ? holder : holder + " (" + mapped + ")";
 }
 
-/// Loop devices over an image file.
-void findLoops(const zel::String& path, zel::Array<zel::String>& users) {
-    std::error_code failed;
-    const fs::path file = fs::canonical(path.utf8(), failed);
-    if (failed)
-        return;
-    for (const auto& entry : fs::directory_iterator("/sys/block", failed))
-        if (readLine(entry.path() / "loop" / "backing_file") == file.string())
-            users.append(path + " is attached to /dev/" + entry.path().filename().string());
+/// Whether two names lead to the same file or the same device, through whatever links.
+bool isSame(const struct stat& a, const struct stat& b) {
+    if (S_ISBLK(a.st_mode) || S_ISBLK(b.st_mode))
+        return S_ISBLK(a.st_mode) && S_ISBLK(b.st_mode) && a.st_rdev == b.st_rdev;
+    return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
+}
+
+/// Loop devices over a file or a device. The kernel lists them nowhere as holders.
+void findLoops(const zel::String& name, const struct stat& backing, zel::Array<zel::String>& users) {
+    std::error_code ignored;
+    for (const auto& entry : fs::directory_iterator("/sys/block", ignored)) {
+        const std::string path = readLine(entry.path() / "loop" / "backing_file");
+        struct stat found {};
+        if (!path.empty() && stat(path.c_str(), &found) == 0 && isSame(found, backing))
+            users.append(name + " is attached to /dev/" + entry.path().filename().string());
+    }
 }
 
 zel::String join(const zel::Array<zel::String>& users) {
@@ -86,8 +109,12 @@ zel::String join(const zel::Array<zel::String>& users) {
 
 void LinuxVolumes::findUsers(const SysfsBlock& device, zel::Array<zel::String>& users) {
     for (const SysfsBlock::Member& member : device.members()) {
+        struct stat node {};
+        node.st_mode = S_IFBLK;
+        node.st_rdev = member.number;
         findMounts(member, users);
         findSwap(member, users);
+        findLoops(member.name, node, users);
         for (const std::string& holder : device.holdersOf(member))
             users.append(member.name + " is part of " + describeHolder(holder));
     }
@@ -101,7 +128,7 @@ zel::Array<zel::String> LinuxVolumes::holders() {
     if (S_ISBLK(found.st_mode))
         findUsers(SysfsBlock(found.st_rdev), users);
     else if (S_ISREG(found.st_mode))
-        findLoops(m_path, users);
+        findLoops(m_path, found, users);
     return users;
 }
 
@@ -115,6 +142,8 @@ bool LinuxVolumes::isEncrypted(zel::String& reason) {
 }
 
 bool LinuxVolumes::lock(zel::String& reason) {
+    if (m_lock)
+        return true;
     if (const auto users = holders(); !users.isEmpty()) {
         reason = m_path + " is in use: " + join(users);
         return false;

@@ -27,6 +27,8 @@ public:
     /// The lowest sector of the set in [lba, lba + count); false when there is none.
     bool findFirst(std::uint64_t lba, std::uint64_t count, std::uint64_t& hit) const {
         bool found = false;
+        if (count == 0)
+            return false;
         for (const SectorRange& range : m_ranges) {
             if (range.first >= lba + count)
                 break;

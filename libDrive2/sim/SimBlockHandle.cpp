@@ -59,6 +59,10 @@ std::unique_ptr<BlockHandle> openSimBlockDevice(const zel::String& locator, std:
             noteOpenError(zel::String(options->imagePath) + " is smaller than the simulated drive over it");
             return nullptr;
         }
+        if (const std::string problem = findFaultBeyondEnd(*options); !problem.empty()) {
+            noteOpenError("the simulated drive over " + options->imagePath + " cannot be made: " + problem);
+            return nullptr;
+        }
     }
     const bool writable = (desiredAccess & kAccessWrite) != 0;
     return std::make_unique<SimBlockHandle>(SimMedium(std::move(*options), std::move(image)), writable);

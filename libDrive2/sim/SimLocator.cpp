@@ -13,6 +13,9 @@ namespace {
 constexpr std::string_view kPrefix = "sim:";
 constexpr std::uint32_t kMinSectorBytes = 128;
 constexpr std::uint32_t kMaxSectorBytes = 65536;
+// Beyond these, times would no longer fit their type.
+constexpr std::uint64_t kMaxSpeed = 1000000;
+constexpr std::uint64_t kMaxSlowMs = 86400000;
 
 std::vector<std::string> split(const std::string& text, char separator) {
     std::vector<std::string> pieces;
@@ -72,7 +75,8 @@ bool parseSlow(const std::string& text, SimOptions& options) {
     for (const std::string& piece : split(text, '+')) {
         std::string rangeText;
         SlowRange slow{};
-        if (!splitNumber(piece, rangeText, slow.milliseconds) || !parseRange(rangeText, slow.range))
+        if (!splitNumber(piece, rangeText, slow.milliseconds) || !parseRange(rangeText, slow.range) ||
+            slow.milliseconds > kMaxSlowMs)
             return false;
         options.slow.push_back(slow);
     }
@@ -98,6 +102,10 @@ bool parsePositive(const std::string& text, std::uint64_t& value) {
     return parseNumber(text, value) && value > 0;
 }
 
+bool parseSpeed(const std::string& text, SimOptions& options) {
+    return parsePositive(text, options.megabytesPerSecond) && options.megabytesPerSecond <= kMaxSpeed;
+}
+
 bool takeText(const std::string& text, std::string& value) {
     value = text;
     return !text.empty();
@@ -121,11 +129,10 @@ constexpr std::array kKeys = {
     Key{"bad-seek", kRangesForm, [](auto& v, auto& o) { return parseRanges(v, o.badSeek); }},
     Key{"corrupt", kRangesForm, [](auto& v, auto& o) { return parseRanges(v, o.corrupt); }},
     Key{"transient", "LBA:TIMES, joined by +", parseTransient},
-    Key{"slow", "A-B:MILLISECONDS, joined by +", parseSlow},
+    Key{"slow", "A-B:MILLISECONDS (at most 86400000), joined by +", parseSlow},
     Key{"gone-at", kNumberForm, [](auto& v, auto& o) { return parsePositive(v, o.goneAt); }},
     Key{"busy-at", kNumberForm, [](auto& v, auto& o) { return parsePositive(v, o.busyAt); }},
-    Key{"speed", "MB/s, a whole number from 1 on",
-        [](auto& v, auto& o) { return parsePositive(v, o.megabytesPerSecond); }},
+    Key{"speed", "MB/s, a whole number from 1 to 1000000", parseSpeed},
     Key{"serial", "a text", [](auto& v, auto& o) { return takeText(v, o.serial); }},
     Key{"media", "none or disk", parseMedia},
     Key{"wp", nullptr, [](auto&, auto& o) { return o.writeProtected = true; }},
@@ -165,8 +172,10 @@ std::string applyPiece(const std::string& piece, SimOptions& options) {
     return applyKey(*key, name, value, options);
 }
 
+}  // namespace
+
 /// A fault beyond the end would never be met: surely a mistake.
-std::string checkInside(const SimOptions& options) {
+std::string findFaultBeyondEnd(const SimOptions& options) {
     const auto beyond = [&options](std::uint64_t lba) {
         return lba >= options.sectors ? "sector " + std::to_string(lba) + " lies beyond its end"
                                       : std::string();
@@ -181,13 +190,16 @@ std::string checkInside(const SimOptions& options) {
     return options.transient.empty() ? "" : beyond(options.transient.rbegin()->first);
 }
 
+namespace {
+
 std::string checkWhole(const SimOptions& options) {
     if (options.kind != "disk")
         return "there is no kind \"" + options.kind + "\"; known is disk";
+    // Half of what 64 bits can address: sums of offsets must not wrap.
     if (options.sectors > std::numeric_limits<std::uint64_t>::max() / options.sectorBytes / 2)
         return "it has more sectors than can be addressed";
     // The size of a backing file is known only when it is opened.
-    return options.imagePath.empty() || options.sectorsGiven ? checkInside(options) : "";
+    return options.imagePath.empty() || options.sectorsGiven ? findFaultBeyondEnd(options) : "";
 }
 
 }  // namespace

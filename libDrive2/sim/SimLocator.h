@@ -45,4 +45,7 @@ bool isSimLocator(const zel::String& locator);
 /// Nothing when the locator is malformed; `error` then says what is wrong in one sentence.
 std::optional<SimOptions> parseSimLocator(const zel::String& locator, zel::String& error);
 
+/// What is wrong with faults that lie beyond the end of the drive; empty when none does.
+std::string findFaultBeyondEnd(const SimOptions& options);
+
 }  // namespace libDrive2

@@ -59,7 +59,9 @@ void SimMedium::corrupt(std::uint64_t lba, std::uint32_t count, std::uint8_t* bu
     // Another wrong byte at every read, never the right one.
     m_corruption = static_cast<std::uint8_t>(m_corruption % 255 + 1);
     std::uint64_t hit = 0;
-    for (std::uint64_t from = lba; m_options.corrupt.findFirst(from, lba + count - from, hit); from = hit + 1)
+    const std::uint64_t end = lba + count;
+    for (std::uint64_t from = lba; from < end && m_options.corrupt.findFirst(from, end - from, hit);
+         from = hit + 1)
         buffer[(hit - lba) * m_options.sectorBytes] ^= m_corruption;
 }
 

@@ -11,10 +11,8 @@ public:
     explicit SimVolumes(const zel::String& locator) : m_options(parseSimLocator(locator, m_error)) {}
 
     bool isEncrypted(zel::String& reason) override {
-        if (!m_options || !m_options->encrypted)
-            return false;
-        reason = "the simulated drive is encrypted";
-        return true;
+        reason = m_options ? zel::String("the simulated drive is encrypted") : m_error;
+        return !m_options || m_options->encrypted;
     }
     bool lock(zel::String& reason) override {
         if (!m_options)

@@ -11,6 +11,7 @@ namespace zel {
 namespace {
 
 constexpr std::size_t kPage = 4096;
+constexpr std::size_t kLargest = ~std::size_t{0} / 2;  // rounding up must not wrap
 constexpr std::size_t kHugePage = std::size_t{2} << 20;
 
 }  // namespace
@@ -18,6 +19,8 @@ constexpr std::size_t kHugePage = std::size_t{2} << 20;
 Buffer::Buffer(std::size_t bytes) : m_bytes(bytes) {
     if (bytes == 0)
         return;
+    if (bytes > kLargest)
+        throw std::bad_alloc();
     const std::size_t alignment = bytes >= kHugePage ? kHugePage : kPage;
     const std::size_t rounded = (bytes + kPage - 1) / kPage * kPage;
     m_data = static_cast<std::uint8_t*>(
