@@ -1,0 +1,122 @@
+#!/usr/bin/env bash
+# Sets up and checks everything: format, build, headers, layering, tests (of records too), clang-tidy, sanitizers.
+# Every step runs, whatever became of those before it. Exit status 0 only if all is well. Tests that cannot run
+# here, for want of root or loop devices, skip themselves and are named at the end.
+set -euo pipefail
+# shellcheck source-path=SCRIPTDIR
+source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
+
+cd "$root"
+notes="$root/build/check" # what the steps leave for the end: counts of tests, and the names of skipped ones
+rm -rf "$notes"
+mkdir -p "$notes"
+failed_steps=()
+
+# tracked PATTERN...: the files of the project that git knows, one a line.
+tracked() {
+    git -c safe.directory="$root" ls-files -- "$@" | while IFS= read -r file; do [ ! -f "$file" ] || echo "$file"; done
+}
+
+# step TITLE COMMAND...: runs one step in a shell of its own, in which every error ends it.
+step() {
+    local title="$1" started="$SECONDS" status=0
+    shift
+    printf '\n== %s\n' "$title"
+    # Not as part of a condition, in which the shell would let errors pass.
+    set +e
+    (
+        set -e
+        "$@"
+    )
+    status=$?
+    set -e
+    case "$status" in
+        0) printf '== %s: ok, %d s\n' "$title" $((SECONDS - started)) ;;
+        *)
+            printf '== %s: FAILED, %d s\n' "$title" $((SECONDS - started))
+            failed_steps+=("$title")
+            ;;
+    esac
+}
+
+set_up() { scripts/setup.sh --dev; }
+
+check_format() {
+    local files
+    files="$(tracked '*.h' '*.cpp')"
+    [ -n "$files" ] || fail "git lists no source files" "run this in a git checkout of the project"
+    xargs -d '\n' clang-format --dry-run -Werror <<<"$files"
+}
+
+check_header() {
+    local header="$1" paths=(-I. -Icontracts -Itests)
+    [[ "$header" != contracts/* ]] || paths=(-Icontracts)
+    g++ -std=c++20 -D_FILE_OFFSET_BITS=64 "${paths[@]}" -fsyntax-only -Wall -Wextra -Werror \
+        -include "$header" -x c++ /dev/null || {
+        echo "$header does not compile alone: include in it what it uses" >&2
+        exit 255
+    }
+}
+
+# A header under windows/ needs that system's own headers.
+check_headers() {
+    export -f check_header
+    # shellcheck disable=SC2016 # expands in the inner shell
+    tracked '*.h' | grep -v '/windows/' | xargs -d '\n' -P "$jobs" -I '{}' bash -c 'check_header "$1"' - '{}'
+}
+
+check_includes() { /usr/bin/python3 -B scripts/check_includes.py "$root" build/dev/compile_commands.json; }
+
+# run_tests PRESET LABELS: counts what ran; a run without tests is a failure.
+run_tests() {
+    local log="$notes/ctest-$1.log" status=0
+    ctest --preset "$1" -L "$2" -j "$jobs" --no-tests=error --test-output-size-passed 1000000 \
+        --output-junit "$notes/$1.xml" >"$log" 2>&1 || status=$?
+    if [ "$status" -eq 0 ]; then
+        grep '% tests passed' "$log"
+    else
+        grep -vE '^ +Start +[0-9]+:|^ *[0-9]+/[0-9]+ Test.* Passed ' "$log"
+    fi
+    /usr/bin/python3 -B scripts/count_tests.py "$notes/$1.xml" "$1" "$notes"
+    return "$status"
+}
+
+# The tests' own sources are left out: GoogleTest's macros are none of ours, and cost most of the time.
+check_tidy() {
+    local files
+    files="$(jq -r '.[].file' build/dev/compile_commands.json | grep -v "^$root/tests/" | sort -u)"
+    xargs -d '\n' -P "$jobs" -n 2 clang-tidy-19 -p build/dev --quiet <<<"$files" 2>"$notes/clang-tidy.log" ||
+        { grep -E 'error:' "$notes/clang-tidy.log" || true; return 1; }
+    echo "$(wc -l <<<"$files") sources without a finding"
+}
+
+step "set-up" set_up
+step "format" check_format
+step "build (preset dev, warnings are errors)" build dev
+step "headers compile alone" check_headers
+step "who includes whom" check_includes
+step "unit and command-line tests" run_tests dev 'unit|cli'
+step "clang-tidy" check_tidy
+step "build with sanitizers (preset asan)" build asan
+step "unit tests with sanitizers" run_tests asan unit
+# The tests against real kernels and drivers in a virtual machine (tests/lab) go here:
+#   step "tests in a virtual machine" run_tests dev lab
+
+passed=0 failed=0 skipped=0
+for counts in "$notes"/*.counts; do
+    [ -f "$counts" ] || continue
+    read -r p f s <"$counts"
+    passed=$((passed + p)) failed=$((failed + f)) skipped=$((skipped + s))
+done
+
+printf '\nAll steps took %d min %d s.\n' $((SECONDS / 60)) $((SECONDS % 60))
+if [ -s "$notes/skipped" ]; then
+    echo "Skipped:"
+    sed 's/^/  /' "$notes/skipped"
+fi
+if [ ${#failed_steps[@]} -gt 0 ]; then
+    echo "Failed steps:"
+    printf '  %s\n' "${failed_steps[@]}"
+fi
+echo "$passed passed, $failed failed, $skipped skipped"
+[ ${#failed_steps[@]} -eq 0 ]

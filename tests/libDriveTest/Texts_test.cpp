@@ -1,0 +1,77 @@
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <regex>
+
+#include "ModuleFixture.h"
+#include "quix5/ModuleDescriptor.h"
+
+extern "C" const quix5::ModuleDescriptor* quix5ModuleDescriptor();
+
+namespace libDriveTest {
+namespace {
+
+using Words = std::set<std::string>;
+
+Words findAll(const std::string& text, const char* pattern) {
+    const std::regex expression(pattern);
+    Words found;
+    for (std::sregex_iterator match(text.begin(), text.end(), expression), end; match != end; ++match)
+        found.insert(match->str(1));
+    return found;
+}
+
+/// The keys of the events and strings that the module's sources create or look up.
+Words textKeys() {
+    Words keys;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(MODULE_SOURCES))
+        if (entry.path().extension() == ".cpp") {
+            std::ostringstream source;
+            source << std::ifstream(entry.path()).rdbuf();
+            keys.merge(findAll(source.str(), R"re((?:Shared(?:Event|String) \w+\{|localize\(\s*)"(\w+)")re"));
+        }
+    return keys;
+}
+
+using Texts = ModuleFixture;
+
+TEST_F(Texts, ExistInEveryLanguageWithTheSamePlaceholders) {
+    const auto package = nlohmann::json::parse(std::ifstream(MODULE_PACKAGE));
+    const nlohmann::json& english = package["locales"]["en"];
+    Words keys;
+    for (const std::string& key : textKeys())
+        keys.insert("LocalizedString." + key);
+    EXPECT_GE(keys.size(), 35U);
+    const quix5::ModuleDescriptor& module = *quix5ModuleDescriptor();
+    for (const quix5::TestEntry& entry : std::vector(module.tests, module.tests + module.testCount)) {
+        quix5::Test offered(entry.name);
+        entry.init(offered);
+        keys.insert("Test." + offered.name().utf8());
+        for (const quix5::Parameter* parameter : offered.parameters())
+            keys.insert("Parameter." + parameter->name().utf8());
+    }
+    for (const char* language : {"en", "de", "fr", "es", "ja", "zh"})
+        for (const std::string& key : keys) {
+            const std::string text = package["locales"][language].value(key, "");
+            EXPECT_FALSE(text.empty()) << language << " " << key;
+            EXPECT_EQ(findAll(text, R"(\{(\w+)\})"), findAll(english.value(key, ""), R"(\{(\w+)\})"))
+                << language << " " << key;
+        }
+}
+
+TEST_F(Texts, NameNoVariableThatTheReportsDoNotSet) {
+    std::filesystem::copy_file(MODULE_PACKAGE, package("libDriveTest", {}),
+                               std::filesystem::copy_options::overwrite_existing);
+    test.reportRdErr(1);
+    test.reportRdErr(1, 2);
+    test.reportWrErr(1);
+    test.reportWrErr(1, 2);
+    test.reportSeekErr(1, kNoSector);
+    test.reportIsolationRecover(1, 2, "why");
+    EXPECT_EQ(host.log.size(), 6U);
+    EXPECT_EQ(host.log.front().text, "Sector 1 cannot be read.");
+    for (const auto& line : host.log)
+        EXPECT_THAT(line.text, testing::Not(testing::HasSubstr("{")));
+}
+
+}  // namespace
+}  // namespace libDriveTest

@@ -1,0 +1,272 @@
+#!/usr/bin/python3
+"""Checks a record of a run (JSON Lines): every line against the schemas beside this file, and what they cannot
+say: numbering, order, times, references, and that status, result and coverage agree with each other.
+
+Prints each fault as FILE:LINE: WHAT. Exit status: 0 no fault, 1 faults, 2 wrong usage.
+"""
+
+import argparse
+import datetime
+import json
+import pathlib
+import re
+import sys
+
+try:
+    import jsonschema
+except ImportError:
+    sys.exit("check_record.py: needs the Python package jsonschema for " + sys.executable +
+             "; run scripts/setup.sh --dev and start this with /usr/bin/python3")
+
+SCHEMAS = pathlib.Path(__file__).resolve().parent / "schemas"
+RFC3339 = re.compile(r"\d{4}-\d\d-\d\d[Tt]\d\d:\d\d:\d\d(\.\d+)?([Zz]|[+-]\d\d:\d\d)", re.ASCII)
+
+COMPLETE_PASS = ("COMPLETE", "PASS")
+ABORTED = ("SKIP", "NOT_APPLICABLE")
+BROKEN = ("ERROR", "NOT_APPLICABLE")
+# Result of a test -> status and result of the run.
+VERDICTS = {
+    "PASS": COMPLETE_PASS, "WARN": COMPLETE_PASS, "FAIL": ("COMPLETE", "FAIL"), "USERABORTED": ABORTED,
+    "NOTSUPPORTED": BROKEN, "NOMEDIA": BROKEN, "INCORRECTMEDIA": BROKEN, "DEVICEBUSY": BROKEN, "CANNOTRUN": BROKEN,
+    "MISCONFIGURED": BROKEN, "BADPARAMS": BROKEN, "TIMEDOUT": BROKEN, "INTERNALERROR": BROKEN,
+}
+EVENT_TYPES = ("ERR", "WARNING", "INFORMATIVE")
+COVERAGE = ("requested", "tested", "failed", "skipped")
+CLOSING = ("coverage", "result")  # extensions that every ended step has once, behind everything but extensions
+
+
+def is_count(value):
+    return isinstance(value, int) and not isinstance(value, bool) and value >= 0
+
+
+def load_validator():
+    documents = [json.loads(path.read_text(encoding="utf-8")) for path in sorted(SCHEMAS.glob("*.json"))]
+    store = {document["$id"]: document for document in documents}
+    root = next(document for name, document in store.items() if name.endswith("/output"))
+    return jsonschema.Draft202012Validator(root, resolver=jsonschema.RefResolver(root["$id"], root, store=store))
+
+
+def explain(errors):
+    """The fault that lies deepest in the document: of the schema's alternatives, the one that was meant."""
+    leaves = []
+    while errors:
+        leaves += [error for error in errors if not error.context]
+        errors = [inner for error in errors for inner in error.context]
+    deepest = max(leaves, key=lambda leaf: (len(leaf.absolute_path), leaf.validator != "required"))
+    message = deepest.message if len(deepest.message) < 300 else deepest.message[:297] + "..."
+    return f"against the schema at /{'/'.join(str(part) for part in deepest.absolute_path)}: {message}"
+
+
+def parse_time(text):
+    """The instant that an RFC 3339 timestamp with a zone names, or None."""
+    if not RFC3339.fullmatch(text):
+        return None
+    try:
+        return datetime.datetime.fromisoformat(text.upper())
+    except ValueError:
+        return None
+
+
+def refuse_constant(name):
+    raise ValueError(name + " is not JSON")
+
+
+class Step:
+    def __init__(self):
+        self.status = None  # once it has ended
+        self.closing = {}   # the extensions of CLOSING: name -> content
+
+
+class RecordCheck:
+    """Takes a record line by line; collects (line number, fault)."""
+
+    def __init__(self, validator, partial=False):
+        self.faults = []
+        self._validator = validator
+        self._partial = partial
+        self._line = 0
+        self._time = None
+        self._run_started = False
+        self._run_end = None  # (status, result)
+        self._steps = {}
+        self._hardware = set()
+        self._software = set()
+
+    def check(self, data):
+        """Checks a whole record, given as bytes."""
+        lines = data.split(b"\n")
+        if lines.pop():
+            self._fault("the last line is cut off: no line break at its end", len(lines) + 1)
+        if not lines:
+            self._fault("the record holds no complete line", 1)
+        for self._line, text in enumerate(lines, 1):
+            self._check_line(text)
+        if lines and not self._partial:
+            self._check_ended()
+        return self.faults
+
+    def _fault(self, what, line=None):
+        self.faults.append((line or self._line, what))
+
+    def _check_line(self, text):
+        try:
+            document = json.loads(text.decode("utf-8"), parse_constant=refuse_constant)
+        except ValueError as error:
+            self._fault(f"not a JSON document: {error}")
+            return
+        if not isinstance(document, dict):
+            self._fault("not a JSON object")
+            return
+        errors = list(self._validator.iter_errors(document))
+        if errors:
+            self._fault(explain(errors))
+            return
+        self._check_frame(document)
+        if "testRunArtifact" in document:
+            self._check_run_artifact(document["testRunArtifact"])
+        elif "testStepArtifact" in document:
+            self._check_step_artifact(document["testStepArtifact"])
+
+    def _check_frame(self, document):
+        if document["sequenceNumber"] != self._line - 1:
+            self._fault(f"sequenceNumber is {document['sequenceNumber']}, expected {self._line - 1}")
+        if ("schemaVersion" in document) != (self._line == 1):
+            self._fault("the first line, and no other, must be the schemaVersion")
+        if ("testRunStart" in document.get("testRunArtifact", {})) != (self._line == 2):
+            self._fault("the second line, and no other, must be the testRunStart")
+        if self._run_end is not None:
+            self._fault("nothing may follow the testRunEnd")
+        time = parse_time(document["timestamp"])
+        if time is None:
+            self._fault(f"timestamp '{document['timestamp']}' is not an RFC 3339 time with a zone")
+        elif self._time is not None and time < self._time:
+            self._fault("timestamp goes backwards")
+        self._time = time or self._time
+
+    def _check_run_artifact(self, artifact):
+        if "testRunStart" in artifact:
+            dut = artifact["testRunStart"]["dutInfo"]
+            self._hardware = {info["hardwareInfoId"] for info in dut.get("hardwareInfos", [])}
+            self._software = {info["softwareInfoId"] for info in dut.get("softwareInfos", [])}
+        elif "testRunEnd" in artifact:
+            self._check_run_end(artifact["testRunEnd"])
+        self._check_references(artifact)
+
+    def _check_run_end(self, end):
+        self._run_end = (end["status"], end["result"])
+        if self._run_end not in VERDICTS.values():
+            self._fault(f"testRunEnd: status {end['status']} does not go with result {end['result']}")
+        if not self._steps:
+            self._fault("testRunEnd: the run has no step")
+        for name, step in self._steps.items():
+            if step.status is None:
+                self._fault(f"testRunEnd: step '{name}' has no testStepEnd")
+            elif step.status != end["status"]:
+                self._fault(f"testRunEnd: status {end['status']}, but step '{name}' ended with {step.status}")
+            self._check_verdict(step.closing.get("result", {}).get("result"))
+
+    def _check_verdict(self, result):
+        if result in VERDICTS and VERDICTS[result] != self._run_end:
+            self._fault(f"testRunEnd: {'/'.join(self._run_end)} does not go with the test's result {result}")
+
+    def _check_step_artifact(self, artifact):
+        name = artifact["testStepId"]
+        step = self._steps.get(name)
+        if "testStepStart" in artifact:
+            if step is not None:
+                self._fault(f"step '{name}' starts twice")
+            self._steps.setdefault(name, Step())
+            return
+        if step is None:
+            self._fault(f"step '{name}' has not started")
+            return
+        if step.status is not None:
+            self._fault(f"step '{name}' has ended before")
+        if "testStepEnd" in artifact:
+            self._check_step_end(name, step, artifact["testStepEnd"])
+        elif "extension" in artifact:
+            self._check_extension(step, **artifact["extension"])
+        elif step.closing:
+            self._fault(f"only extensions may follow the {' and '.join(step.closing)} of a step")
+        self._check_references(artifact)
+
+    def _check_step_end(self, name, step, end):
+        step.status = end["status"]
+        for extension in CLOSING:
+            if extension not in step.closing:
+                self._fault(f"step '{name}' ends without the extension {extension}")
+
+    def _check_extension(self, step, name, content, **_):
+        if name == "event":
+            self._check_event(content)
+            if step.closing:
+                self._fault(f"no event may follow the {' and '.join(step.closing)} of a step")
+        elif name in CLOSING:
+            if name in step.closing:
+                self._fault(f"extension {name} comes a second time in its step")
+            step.closing[name] = content
+            (self._check_coverage if name == "coverage" else self._check_result)(content)
+
+    def _check_event(self, content):
+        if set(content) != {"key", "type", "message", "variables"}:
+            self._fault(f"extension event: has {sorted(content)}, expected key, type, message and variables")
+            return
+        if not isinstance(content["key"], str) or not content["key"]:
+            self._fault("extension event: key is not a text")
+        if content["type"] not in EVENT_TYPES:
+            self._fault(f"extension event: type is {content['type']!r}, expected one of {', '.join(EVENT_TYPES)}")
+        if not isinstance(content["message"], str):
+            self._fault("extension event: message is not a text")
+        if not isinstance(content["variables"], dict):
+            self._fault("extension event: variables is not an object")
+
+    def _check_coverage(self, content):
+        counts = [content.get(name) for name in COVERAGE]
+        if not all(is_count(count) for count in counts):
+            self._fault(f"extension coverage: {', '.join(COVERAGE)} must be counts, but are {counts}")
+        elif counts[0] != sum(counts[1:]):
+            self._fault("extension coverage: requested {} is not tested {} + failed {} + skipped {}".format(*counts))
+
+    def _check_result(self, content):
+        if content.get("result") not in VERDICTS:
+            self._fault(f"extension result: unknown result {content.get('result')!r}")
+        for name in ("errors", "warnings"):
+            if not is_count(content.get(name)):
+                self._fault(f"extension result: {name} must be a count, but is {content.get(name)!r}")
+
+    def _check_references(self, artifact):
+        for body in artifact.values():
+            if not isinstance(body, dict):
+                continue
+            if body.get("hardwareInfoId", None) not in self._hardware | {None}:
+                self._fault(f"hardwareInfoId '{body['hardwareInfoId']}' is not in the dutInfo")
+            for name in set(body.get("softwareInfoIds", [])) - self._software:
+                self._fault(f"softwareInfoId '{name}' is not in the dutInfo")
+
+    def _check_ended(self):
+        if self._run_end is None:
+            self._fault("the record does not end with a testRunEnd (a cut-off record is checked with --partial)")
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("--partial", action="store_true", help="accept a record that was cut off at a line's end")
+    parser.add_argument("records", nargs="+", metavar="FILE")
+    arguments = parser.parse_args()
+    validator = load_validator()
+    faulty = False
+    for record in arguments.records:
+        try:
+            data = pathlib.Path(record).read_bytes()
+        except OSError as error:
+            print(f"{record}: cannot be read: {error.strerror}")
+            faulty = True
+            continue
+        for line, what in RecordCheck(validator, arguments.partial).check(data):
+            print(f"{record}:{line}: {what}")
+            faulty = True
+    return 1 if faulty else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
