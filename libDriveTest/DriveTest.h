@@ -126,7 +126,9 @@ private:
     static const non_fail_result* findNonFail(_LIBDRIVE2_ERROR_TYPES errorType);
     TestResult resultOfMediaState(LIBDRIVE2_MEDIA_STATE state, bool removable);
     static void settleAutoRun(Drive& drive, bool userInserted);
-    bool askForMedia(LIBDRIVE2_MEDIA_STATE& state, unsigned int maxPrompts, unsigned int& prompts);
+    /// Repeats __requireMedia() while `mayAsk` and it helps; false when the user stopped or cancelled.
+    bool askForMedia(bool mayAsk, LIBDRIVE2_MEDIA_STATE& state, unsigned int maxPrompts,
+                     unsigned int& prompts);
 
 protected:
     Drive* drive;

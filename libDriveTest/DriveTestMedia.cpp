@@ -21,11 +21,6 @@ constexpr unsigned int kMediaTimeoutMs = 5000;
 constexpr std::uint32_t kSettleStepMs = 1000;
 constexpr int kSettleSteps = 10;
 
-/// Whether the user may be asked for a medium.
-bool promptingAllowed() {
-    return DiagModule::promptEnabled() && parameters::promptUserForMedia.value();
-}
-
 /// Waits until the user closes the box or a medium shows up in the drive.
 MessageBox2_Returns waitForAnswer(MessageBox2& box, Drive* drive) {
     while (!box.wait(drive != nullptr ? kPollMs : 0))
@@ -105,11 +100,13 @@ bool DriveTest::__requireMedia(Drive& drive, LIBDRIVE2_MEDIA_STATE& state, bool&
         correct = drive.isMediaCorrect();
         state = correct ? LIBDRIVE2_MEDIA_CORRECT : LIBDRIVE2_MEDIA_INCORRECT;
     }
-    if (removable && promptingAllowed() && !correct) {
+    const bool promptUser = parameters::promptUserForMedia.value();
+    const bool doNotEject = parameters::doNotEject.value();
+    if (removable && DiagModule::promptEnabled() && promptUser && !correct) {
         log.line(1, "DriveTest::requireMedia - prompting for media");
         bool ejected = false;
         if (drive.isMediaRemovable())
-            ejected = !parameters::doNotEject.value() && drive.ejectDrive();
+            ejected = !doNotEject && drive.ejectDrive();
         else if (test != nullptr && parameters::warnRMB.value())
             test->sendEvent(*events::mediumNotPresentRMBZero, EventType::WARNING);
         const MessageBox2_Returns answer = __promptForMedia(
@@ -134,15 +131,15 @@ bool DriveTest::requireMedia(LIBDRIVE2_MEDIA_STATE& state, bool& prompted, unsig
     return __requireMedia(*drive, state, prompted, timeoutMs, this);
 }
 
-bool DriveTest::askForMedia(LIBDRIVE2_MEDIA_STATE& state, unsigned int maxPrompts, unsigned int& prompts) {
-    const bool removable = drive->isMediaRemovable();
+bool DriveTest::askForMedia(bool mayAsk, LIBDRIVE2_MEDIA_STATE& state, unsigned int maxPrompts,
+                            unsigned int& prompts) {
     while (true) {
         bool prompted = false;
         if (DiagModule::checkForStop() || !__requireMedia(*drive, state, prompted, kMediaTimeoutMs, this))
             return false;
         if (prompted)
             ++prompts;
-        if (!removable || !promptingAllowed() || state == LIBDRIVE2_MEDIA_CORRECT ||
+        if (!mayAsk || !DiagModule::promptEnabled() || state == LIBDRIVE2_MEDIA_CORRECT ||
             (maxPrompts != 0 && prompts >= maxPrompts))
             return true;
     }
@@ -156,12 +153,13 @@ void DriveTest::settleAutoRun(Drive& drive, bool userInserted) {
 
 TestResult DriveTest::checkMedia(unsigned int maxPrompts) {
     const zel::TraceLogger trace(driveTestLogger(), "DriveTest::checkMedia");
+    const bool promptUser = parameters::promptUserForMedia.value();
     const bool removable = drive->isMediaRemovable();
     const bool autoRunOff = drive->disableAutoRun();
     LIBDRIVE2_MEDIA_STATE state = LIBDRIVE2_MEDIA_NONE;
     unsigned int prompts = 0;
     // Stopped or cancelled: auto-run stays as it is.
-    if (!askForMedia(state, maxPrompts, prompts))
+    if (!askForMedia(removable && promptUser, state, maxPrompts, prompts))
         return TestResult::USERABORTED;
     if (autoRunOff)
         settleAutoRun(*drive, prompts > 0);

@@ -86,6 +86,8 @@ void RunHost::driveObtained(libDrive2::Drive& drive, const quix5::DiagDevice& /*
 
 void RunHost::driveReleased() {
     m_drive->setObserver(nullptr);
+    // It points to the test, which is gone.
+    m_drive->setCallback(nullptr);
     m_statistics->finish();
 }
 

@@ -9,6 +9,7 @@ import sys
 import tempfile
 import unittest
 
+sys.dont_write_bytecode = True  # keeps the source folder clean
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent))
 import check_record  # noqa: E402
 
