@@ -36,6 +36,18 @@ zel::String fill(const zel::String& text, const LocalizableMessage& message) {
 
 }  // namespace
 
+const char* nameOf(EventType type) {
+    switch (type) {
+        case EventType::ERR:
+            return "ERR";
+        case EventType::WARNING:
+            return "WARNING";
+        case EventType::INFORMATIVE:
+            return "INFORMATIVE";
+    }
+    return "";
+}
+
 void LocalizableMessage::assign(const zel::String& name, const Value& value) {
     const auto known = std::find_if(m_variables.begin(), m_variables.end(),
                                     [&name](const auto& variable) { return variable.first == name; });

@@ -10,6 +10,9 @@ namespace quix5 {
 
 enum class EventType : std::uint8_t { ERR, WARNING, INFORMATIVE };
 
+/// The name of the constant.
+const char* nameOf(EventType type);
+
 /// A key with variables whose text comes from the module's resource package, under "LocalizedString." and
 /// the key. Without a text there, the message is the key and the variables.
 class LocalizableMessage {

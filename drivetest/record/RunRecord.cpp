@@ -11,18 +11,6 @@ namespace {
 constexpr const char* kHardwareId = "drive";
 constexpr const char* kSoftwareId = "drivetest";
 
-const char* nameOf(quix5::EventType type) {
-    switch (type) {
-        case quix5::EventType::ERR:
-            return "ERR";
-        case quix5::EventType::WARNING:
-            return "WARNING";
-        case quix5::EventType::INFORMATIVE:
-            return "INFORMATIVE";
-    }
-    return "";
-}
-
 Json jsonOf(const quix5::Value& value) {
     const zel::ZELValue& held = value.getZELValue();
     std::uint64_t natural = 0;
@@ -127,7 +115,7 @@ void RunRecord::writeEventExtension(const quix5::Event& event, const char* type)
 }
 
 void RunRecord::addEvent(const quix5::Event& event, quix5::EventType type, quix5::SourceLocation where) {
-    writeEventExtension(event, nameOf(type));
+    writeEventExtension(event, quix5::nameOf(type));
     if (type == quix5::EventType::ERR)
         m_writer->writeStep("diagnosis", {{"verdict", event.key().utf8()},
                                           {"type", "FAIL"},
@@ -137,7 +125,7 @@ void RunRecord::addEvent(const quix5::Event& event, quix5::EventType type, quix5
 }
 
 void RunRecord::addRunError(const quix5::Event& event, quix5::SourceLocation where) {
-    writeEventExtension(event, nameOf(quix5::EventType::ERR));
+    writeEventExtension(event, quix5::nameOf(quix5::EventType::ERR));
     m_hasError = true;
     m_writer->writeStep("error", {{"symptom", event.key().utf8()},
                                   {"message", event.localizedMessage().utf8()},

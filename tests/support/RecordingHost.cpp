@@ -27,18 +27,6 @@ private:
     MessageBox2_Returns m_answer = MessageBox2_Returns::NOT_SHOWN;
 };
 
-const char* nameOf(quix5::EventType type) {
-    switch (type) {
-        case quix5::EventType::ERR:
-            return "ERR";
-        case quix5::EventType::WARNING:
-            return "WARNING";
-        case quix5::EventType::INFORMATIVE:
-            return "INFORMATIVE";
-    }
-    return "";
-}
-
 }  // namespace
 
 RecordingHost::RecordingHost()
@@ -93,7 +81,7 @@ void RecordingHost::registerLibrary(const zel::String& /*name*/) {}
 
 bool RecordingHost::sendEvent(const quix5::Event& event, quix5::EventType type,
                               quix5::SourceLocation /*where*/) {
-    keep(event, nameOf(type));
+    keep(event, quix5::nameOf(type));
     return true;
 }
 
