@@ -118,6 +118,10 @@ SPOILED = [
     (content(RESULT, "errors", -1), 10, "errors must be a count"),
     (content(RESULT, "result", "MAYBE"), 10, "unknown result 'MAYBE'"),
     (content(EVENT, "type", "ERROR"), 4, "type is 'ERROR'"),
+    (content(EVENT, "key", ""), 4, "key is not a text"),
+    (content(EVENT, "message", None), 4, "message is not a text"),
+    (content(EVENT, "variables", []), 4, "variables is not an object"),
+    (lambda documents: documents.__delitem__(slice(2, RUN_END)), 3, "the run has no step"),
     (content(EVENT, "extra", 1), 4, "expected key, type, message and variables"),
 ]
 # What is spoiled after that.
