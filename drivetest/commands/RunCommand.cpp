@@ -28,6 +28,10 @@ struct PreparedRun {
 };
 
 bool openOutputs(const RunOptions& options, PreparedRun& run, std::string& error) {
+    if (!options.logFile.empty() && options.logFile == options.eventsFile) {
+        error = "the log and the record cannot both be written to " + options.logFile;
+        return false;
+    }
     if (!options.logFile.empty()) {
         run.log = openOutput("the log", options.logFile, options.device, error);
         if (run.log == nullptr)
@@ -55,7 +59,7 @@ bool prepare(const RunOptions& options, PreparedRun& run, std::string& error) {
         error = options.test + " writes to the drive; this version runs only tests that read";
         return false;
     }
-    return openOutputs(options, run, error);
+    return true;
 }
 
 void warnOfMissingTexts() {
@@ -82,8 +86,9 @@ TestResult runPrepared(PreparedRun& run, RunHost& host, Console& console) {
 }
 
 int finish(const PreparedRun& run, const TestResult& result, const RunHost& host, Console& console) {
-    if (host.statistics() == nullptr && result == TestResult::CANNOTRUN)
-        console.line("         " + libDrive2::lastOpenErrorStr().utf8());
+    const std::string reason = libDrive2::lastOpenErrorStr().utf8();
+    if (host.statistics() == nullptr && result == TestResult::CANNOTRUN && !reason.empty())
+        console.line("         " + reason);
     if (run.record != nullptr)
         run.record->end(result, host.counts(), host.statistics());
     printSummary(console, *run.test, run.device, result, host);
@@ -112,6 +117,11 @@ int runTests(const RunOptions& options) {
         complain(options.test + " is not offered for " + options.device +
                  ": the device has a property that excludes it");
         return kExitCannotRun;
+    }
+    // Only now: what an earlier run wrote is not replaced by nothing.
+    if (!openOutputs(options, run, error)) {
+        complain(error);
+        return kExitUsage;
     }
     warnOfMissingTexts();
     zel::LogFactory::setPriority(options.logPriority);

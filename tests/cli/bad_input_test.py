@@ -26,6 +26,7 @@ class BadInput(program.ProgramTest):
         (["run", "LinearReadTest", DRIVE, "--module", "/no/such.so"], "the test module /no/such.so does not exist"),
         (["run", "LinearReadTest", DRIVE, "--module", __file__], "cannot be loaded"),
         (["run", "LinearReadTest", DRIVE, "--events", "/no/such/folder/r"], "the record cannot be written to /no/such/folder/r: No such"),
+        (["run", "LinearReadTest", DRIVE, "--log", "-", "--events", "-"], "cannot both be written to -"),
         (["run", "LinearReadTest", DRIVE, "--log", "/no/such/folder/l"], "the log cannot be written to /no/such/folder/l: No such"),
     ]
 
@@ -79,8 +80,10 @@ class BadInput(program.ProgramTest):
         self.assertEqual((process.returncode, "it is a drive" in process.stderr), (2, True))
 
     def test_a_device_that_is_excluded(self):
-        process = self.start("run", "LinearReadTest", DRIVE, "--property", "__libDriveTest_Disable=")
-        self.assertEqual(process.returncode, 6)
+        with open(self.record, "w", encoding="utf-8") as record:
+            record.write("an earlier record")
+        process = self.start("run", "LinearReadTest", DRIVE, "--property", "__libDriveTest_Disable=", "--events", self.record)
+        self.assertEqual((process.returncode, os.path.getsize(self.record)), (6, len("an earlier record")))
         self.assertIn("is not offered for " + DRIVE, process.stderr)
 
 
