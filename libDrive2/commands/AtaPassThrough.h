@@ -1,0 +1,12 @@
+#pragma once
+
+#include "libDrive2/AtaDevice.h"
+#include "libDrive2/ScsiPassThrough.h"
+
+namespace libDrive2::ata {
+
+/// ATA commands through a SCSI path: ATA PASS-THROUGH(16) of SAT-3, with the registers asked back.
+ScsiRequest toPassThrough(const AtaRequest& request);
+AtaResponse fromPassThrough(const ScsiResponse& response);
+
+}  // namespace libDrive2::ata
