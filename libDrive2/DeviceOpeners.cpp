@@ -2,8 +2,10 @@
 
 #include "libDrive2/OpenError.h"
 #include "libDrive2/PlatformOpeners.h"
-#include "libDrive2/sim/SimBlockHandle.h"
+#include "libDrive2/bridges/PathSPCDevice.h"
+#include "libDrive2/sim/SimDevices.h"
 #include "libDrive2/sim/SimLocator.h"
+#include "quix5/DiagDevice.h"
 #include "zel/Log.h"
 
 namespace libDrive2 {
@@ -33,6 +35,37 @@ SharedBlockHandle OsDevice::openOsDevice(const zel::String& locator, std::uint32
     if (isSimLocator(locator))
         return SharedBlockHandle(openSimBlockDevice(locator, desiredAccess));
     return SharedBlockHandle(openPlatformBlockDevice(locator, desiredAccess, shareMode));
+}
+
+SharedScsiPassThrough ScsiDevice::openScsiDevice(const zel::String& locator, std::uint32_t desiredAccess,
+                                                 std::uint32_t /*shareMode*/) {
+    // Commands are shared by nature: whoever needs the device alone opens its block interface so.
+    if (isSimLocator(locator))
+        return SharedScsiPassThrough(openSimScsiDevice(locator, desiredAccess));
+    return SharedScsiPassThrough(openPlatformScsiDevice(locator, desiredAccess));
+}
+
+zel::SharedPointer<ScsiSPCDevice> ScsiInfo::openScsiDevice(const quix5::DiagDevice& device,
+                                                           std::uint32_t /*flags*/) {
+    // What a simulated drive refuses by its locator it would refuse by any other name.
+    if (isSimLocator(device.osLocator()))
+        return {};
+    std::unique_ptr<ScsiPassThrough> path = openPlatformScsiObject(device.osLocator());
+    if (path == nullptr)
+        return {};
+    return zel::SharedPointer<ScsiSPCDevice>(std::make_unique<PathSPCDevice>(std::move(path)));
+}
+
+SharedAtaDevice AtaInfo::openAtaDevice(const quix5::DiagDevice& device, std::uint32_t /*flags*/) {
+    if (isSimLocator(device.osLocator()))
+        return SharedAtaDevice(openSimAtaDevice(device.osLocator()));
+    return SharedAtaDevice(openPlatformAtaDevice(device.osLocator()));
+}
+
+SharedNVMeDevice libNVMeInfo::openDevice(const quix5::DiagDevice& device) {
+    if (isSimLocator(device.osLocator()))
+        return SharedNVMeDevice(openSimNVMeDevice(device.osLocator()));
+    return SharedNVMeDevice(openPlatformNVMeDevice(device.osLocator()));
 }
 
 zel::String checkLocator(const zel::String& locator) {

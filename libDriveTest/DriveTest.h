@@ -4,6 +4,7 @@
 #include <optional>
 #include <source_location>
 
+#include "DriveTestAccessor.h"
 #include "RangePlan.h"
 #include "libDrive2/Drive.h"
 #include "quix5/DiagDevice.h"
@@ -56,11 +57,13 @@ public:
     /// run() with the device's volumes locked; encrypted ones are refused.
     TestResult runWriteTest(const DiagDevice& device);
 
-    /// The drive for a device, or an empty holder after the event that says why.
+    /// The drive for a device, or an empty holder after the event that says why. The search order is the
+    /// setting's, else the given one (null for none), else the device property's, else the default.
     static libDrive2::SharedDrive createDrive(const DiagDevice& device, unsigned long desiredAccess,
-                                              unsigned long shareMode);
-    /// Whether an access method exists for the device's capabilities.
-    static bool hasAccessMethod(const DiagDevice& device);
+                                              unsigned long shareMode,
+                                              const DRIVE_IMPLEMENTATIONS* searchOrder);
+    /// Whether an ATA drive is locked by its security password; raises the event that says so.
+    static bool isATADrivePasswordProtected(const DiagDevice& device);
 
     /// The package text for a key, the package added last first; `fallback` where none has it.
     String localize(const char* key, const char* fallback);
@@ -75,6 +78,9 @@ public:
 
 protected:
     static void init(Test& test);
+
+    /// The path that SCSI pass-through handles are opened by.
+    static String getScsiIOLocator(const DiagDevice& device);
 
     /// The one path by which counted events leave a test. An override must call it.
     virtual void sendEvent(const Event& event, const EventType& type);
@@ -121,6 +127,7 @@ protected:
 
 private:
     friend class DriveTestCallbackBase;
+    friend class DriveFactory;
 
     static void initOS() {}
     static const non_fail_result* findNonFail(_LIBDRIVE2_ERROR_TYPES errorType);

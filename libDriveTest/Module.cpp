@@ -1,6 +1,7 @@
 #include <iterator>
 #include <memory>
 
+#include "DriveFactory.h"
 #include "DriveTest.h"
 #include "LinearReadTest.h"
 #include "quix5/ModuleDescriptor.h"
@@ -28,8 +29,7 @@ std::unique_ptr<quix5::RunnableTest> createTest(libDrive2::SharedDrive drive) {
 }
 
 quix5::CreatedDrive createFixedDisk(const DiagDevice& device, quix5::OpenMode mode) {
-    return {DriveTest::createDrive(device, mode.desiredAccess, mode.shareMode),
-            DriveTest::hasAccessMethod(device) ? TestResult::CANNOTRUN : TestResult::NOTSUPPORTED};
+    return DriveFactory(device, mode.desiredAccess, mode.shareMode).create(nullptr);
 }
 
 template <class TestClass>

@@ -7,10 +7,17 @@
 
 namespace libDrive2 {
 
-/// A drive through the commands of an ATA device (ACS-4).
+struct DriveAction;
+namespace ata {
+struct Identity;
+}
+
+/// A drive through the commands of an ATA device (ACS-4). A write that is repeated after a failure bypasses
+/// the drive's cache where the drive can (FUA).
 class AtaDrive : public Drive {
 public:
     explicit AtaDrive(SharedAtaDevice device);
+    ~AtaDrive() override;
 
     std::uint32_t getSectorSize() override;
     std::uint64_t getSectorCount() override;
@@ -34,13 +41,17 @@ protected:
                                          std::uint32_t bufferBytes) override;
     _LIBDRIVE2_ERROR_TYPES doSeekSector(std::uint64_t lba) override;
     _LIBDRIVE2_ERROR_TYPES doFlushCache() override;
+    _LIBDRIVE2_ERROR_TYPES doStartDrive() override;
     _LIBDRIVE2_ERROR_TYPES doStopDrive() override;
 
 private:
+    /// Sends a command; the action begins the text of a failure.
+    _LIBDRIVE2_ERROR_TYPES perform(const AtaRequest& request, const DriveAction& action);
+    bool performSecurity(AtaRequest request, const zel::String& password, bool enhanced, const char* what);
+    [[nodiscard]] std::uint32_t maxTransferSectors() const;
+
     SharedAtaDevice m_device;
-    std::uint64_t m_sectors = 0;
-    std::uint32_t m_sectorBytes = 0;
-    std::uint32_t m_physicalSectorBytes = 0;
+    std::unique_ptr<ata::Identity> m_identity;  ///< never null
 };
 
 }  // namespace libDrive2

@@ -138,6 +138,8 @@ protected:
     _LIBDRIVE2_ERROR_TYPES fail(_LIBDRIVE2_ERROR_TYPES type, zel::String text);
     /// For hooks that succeed only after the drive itself recovered from an error.
     void noteRecovered(zel::String text);
+    /// Whether the hook runs again after a failure: such a transfer should reach the medium itself.
+    [[nodiscard]] bool isRepeat() const { return m_isRepeat; }
     void setNativeSectors(bool native) { m_hasNativeSectors = native; }
 
 private:
@@ -156,6 +158,7 @@ private:
     std::uint32_t m_retryCount = 0;
     _LIBDRIVE2_RETRY_CALLBACK_BEHAVIOR m_behavior = LIBDRIVE2_RETRY_AND_REPORT;
     bool m_recovered = false;
+    bool m_isRepeat = false;
     bool m_hasNativeSectors = true;
 };
 

@@ -7,14 +7,16 @@
 
 namespace libDrive2 {
 
-/// A drive through the commands of an NVMe namespace.
+struct DriveAction;
+
+/// A drive through the commands of an NVMe namespace. A transfer that is repeated after a failure bypasses
+/// the drive's cache (FUA).
 class NVMeDrive : public Drive {
 public:
     explicit NVMeDrive(SharedNVMeDevice device);
 
     std::uint32_t getSectorSize() override;
     std::uint64_t getSectorCount() override;
-    std::uint32_t getPhysicalSectorSize() override;
     std::uint16_t getOptimalRd(std::uint16_t limit) override;
     std::uint16_t getOptimalWr(std::uint16_t limit) override;
     std::unique_ptr<TemperatureAccessor> getTemperatureAccessor() override;
@@ -30,10 +32,18 @@ protected:
     _LIBDRIVE2_ERROR_TYPES doFlushCache() override;
 
 private:
+    _LIBDRIVE2_ERROR_TYPES perform(const NVMeCommand& command, const DriveAction& action);
+    [[nodiscard]] std::uint32_t maxTransferSectors() const;
+    _LIBDRIVE2_ERROR_TYPES queryController();
+    _LIBDRIVE2_ERROR_TYPES queryNamespace();
+    _LIBDRIVE2_ERROR_TYPES failMetadata();
+
     SharedNVMeDevice m_device;
     std::uint64_t m_sectors = 0;
     std::uint32_t m_sectorBytes = 0;
-    std::uint32_t m_physicalSectorBytes = 0;
+    std::uint64_t m_maxTransferBytes = 0;  ///< of one command, by the controller's own limit; 0 none
+    bool m_supportsVerify = false;
+    bool m_metadataInData = false;
 };
 
 }  // namespace libDrive2

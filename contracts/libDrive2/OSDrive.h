@@ -43,10 +43,15 @@ public:
 
 protected:
     [[nodiscard]] BlockHandle& handle() { return *m_handle; }
+    [[nodiscard]] const zel::String& osLocator() const { return m_osLocator; }
     _LIBDRIVE2_ERROR_TYPES take(DeviceStatus status);
+    /// For drives that can find out more about a failed transfer than the block interface tells.
+    virtual DeviceStatus explain(DeviceStatus status) { return status; }
 
 private:
     [[nodiscard]] std::uint16_t optimalSectors(std::uint16_t limit);
+    _LIBDRIVE2_ERROR_TYPES failTransfer(const char* what, std::uint64_t lba, std::uint32_t count,
+                                        DeviceStatus status);
 
     SharedBlockHandle m_handle;
     zel::String m_osLocator;

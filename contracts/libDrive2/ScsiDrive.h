@@ -5,6 +5,8 @@
 
 namespace libDrive2 {
 
+struct DriveAction;
+
 /// Common base of the drives that speak SCSI commands.
 class ScsiDrive : public Drive {
 public:
@@ -24,10 +26,13 @@ protected:
     _LIBDRIVE2_ERROR_TYPES doEjectDrive() override;
     _LIBDRIVE2_ERROR_TYPES doLoadDrive() override;
 
-    [[nodiscard]] ScsiPassThrough& passThrough() { return *m_passThrough; }
+    [[nodiscard]] const SharedScsiPassThrough& passThrough() const { return m_passThrough; }
+    /// Sends a command; the action begins the text of a failure. All of the data must have moved.
+    _LIBDRIVE2_ERROR_TYPES perform(const ScsiRequest& request, const DriveAction& action);
 
 private:
     SharedScsiPassThrough m_passThrough;
+    bool m_isRemovable = false;
 };
 
 }  // namespace libDrive2

@@ -13,12 +13,7 @@ public:
 
     std::uint32_t getSectorSize() override;
     std::uint64_t getSectorCount() override;
-    LIBDRIVE2_MEDIA_STATE mediaState() override;
-    std::uint32_t mediaCapabilties() override;
-    std::uint32_t supportedCapabilties() override;
-    bool isMediaCorrect() override;
-    bool disableAutoRun() override;
-    bool reenableAutoRun() override;
+    std::uint16_t getOptimalRd(std::uint16_t limit) override;
 
     _MMC_PROFILES getCurrentProfile();
     /// Whether the drive has the feature; with `current`, whether it is current for the medium.
@@ -43,11 +38,15 @@ protected:
     _LIBDRIVE2_ERROR_TYPES doQueryMediumInfo() override;
     _LIBDRIVE2_ERROR_TYPES doReadSector(std::uint64_t lba, std::uint32_t count, void* buffer,
                                         std::uint32_t bufferBytes) override;
-    _LIBDRIVE2_ERROR_TYPES doReadStreaming(std::uint64_t lba, std::uint32_t count, void* buffer,
-                                           std::uint32_t bufferBytes) override;
     _LIBDRIVE2_ERROR_TYPES doWriteSector(std::uint64_t lba, std::uint32_t count, const void* buffer,
                                          std::uint32_t bufferBytes) override;
     _LIBDRIVE2_ERROR_TYPES doSeekSector(std::uint64_t lba) override;
+
+private:
+    [[nodiscard]] std::uint32_t maxTransferSectors() const;
+
+    std::uint64_t m_sectors = 0;
+    std::uint32_t m_sectorBytes = 0;
 };
 
 }  // namespace libDrive2

@@ -13,7 +13,8 @@ public:
     virtual ScsiPassThrough& passThrough() = 0;
 };
 
-/// A disk through SCSI block commands (SBC-3) alone.
+/// A disk through SCSI block commands (SBC-3) alone. A transfer that is repeated after a failure bypasses the
+/// drive's cache where the drive can (FUA).
 class ScsiSBCDrive : public ScsiDrive {
 public:
     explicit ScsiSBCDrive(SharedScsiPassThrough passThrough);
@@ -37,11 +38,20 @@ protected:
                                          std::uint32_t bufferBytes) override;
     _LIBDRIVE2_ERROR_TYPES doSeekSector(std::uint64_t lba) override;
 
+    void setCapacity(std::uint64_t sectors, std::uint32_t sectorBytes, std::uint32_t physicalSectorBytes);
+
 private:
-    zel::SharedPointer<ScsiSBCDevice> m_device;
+    enum class SeekMethod : std::uint8_t { seek, verify, read };
+
+    [[nodiscard]] std::uint32_t maxTransferSectors() const;
+    void queryLimits();
+
     std::uint64_t m_sectors = 0;
     std::uint32_t m_sectorBytes = 0;
     std::uint32_t m_physicalSectorBytes = 0;
+    std::uint32_t m_maxTransferSectors = 0;  ///< of one command, by the device's own limit; 0 none
+    SeekMethod m_seekMethod = SeekMethod::seek;
+    bool m_supportsForceUnitAccess = false;
 };
 
 }  // namespace libDrive2

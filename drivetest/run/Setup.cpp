@@ -3,9 +3,8 @@
 #include <cstdlib>
 #include <filesystem>
 
+#include "drivetest/devices/Drives.h"
 #include "drivetest/terminal/Terminal.h"
-#include "libDrive2/DeviceOpeners.h"
-#include "quix5/DeviceInventory.h"
 #include "quix5/ParameterText.h"
 #include "zel/Resource.h"
 
@@ -34,14 +33,6 @@ std::string parameterNames(const quix5::Test& test) {
     for (const quix5::Parameter* parameter : test.parameters())
         names += (names.empty() ? "" : ", ") + parameter->name().utf8();
     return names;
-}
-
-quix5::DiagDevice simulatedDevice(const std::string& locator) {
-    quix5::DiagDevice device;
-    device.setLocators(locator, "");
-    device.setName("simulated drive");
-    device.setCapabilities(quix5::DeviceCapability::HardDrive);
-    return device;
 }
 
 }  // namespace
@@ -90,10 +81,8 @@ bool applyParameters(const quix5::Test& test, const std::vector<std::string>& as
 
 bool makeDevice(const std::string& locator, const std::vector<std::string>& properties,
                 quix5::DiagDevice& device, std::string& error) {
-    error = libDrive2::checkLocator(locator).utf8();
-    if (!error.empty())
+    if (!findDrive(locator, device, error))
         return false;
-    device = locator.starts_with("sim:") ? simulatedDevice(locator) : quix5::findDevice(locator);
     for (const std::string& assignment : properties) {
         zel::String name;
         zel::String value;

@@ -55,6 +55,7 @@ std::optional<Inquiry> parseInquiry(Bytes answer) {
     Inquiry inquiry;
     inquiry.deviceType = answer[0] & 0x1F;
     inquiry.removable = (answer[1] & 0x80) != 0;
+    inquiry.version = answer[2];
     inquiry.vendor = textOf(answer.subspan(8, 8));
     inquiry.product = textOf(answer.subspan(16, 16));
     inquiry.revision = textOf(answer.subspan(32, 4));

@@ -15,6 +15,7 @@ namespace libDrive2::scsi {
 struct Inquiry {
     std::uint8_t deviceType = 0x1F;  ///< peripheral device type: 0 disk, 5 optical, 0x1F unknown
     bool removable = false;
+    std::uint8_t version = 0;  ///< of the primary commands claimed: 5 is SPC-3
     std::string vendor, product, revision;
 };
 std::optional<Inquiry> parseInquiry(Bytes answer);

@@ -215,6 +215,7 @@ DeviceStatus statusOf(const Sense& sense) {
 Outcome judge(const ScsiResponse& response) {
     Outcome outcome;
     outcome.status = response.delivery;
+    outcome.transferredBytes = response.transferredBytes;
     if (!outcome.status.ok() || response.status == kGood || response.status == kConditionMet)
         return outcome;
     if (response.status != kCheckCondition) {

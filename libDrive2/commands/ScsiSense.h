@@ -48,6 +48,7 @@ DeviceStatus statusOf(const Sense& sense);
 struct Outcome {
     DeviceStatus status;
     std::optional<Sense> sense;
+    std::size_t transferredBytes = 0;
     /// The command succeeded, but only after the device had recovered from an error: its text.
     std::string recovered;
 

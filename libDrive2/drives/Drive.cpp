@@ -163,6 +163,7 @@ bool Drive::perform(DriveOperation operation, std::uint64_t lba, std::uint32_t c
     m_recovered = false;
     std::uint32_t attempts = 0;
     do {
+        m_isRepeat = attempts > 0;
         lastError = hook();
         ++attempts;
     } while (lastError != LIBDRIVE2_NO_ERROR && mayRetry(lastError, attempts));

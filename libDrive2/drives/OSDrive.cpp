@@ -2,20 +2,9 @@
 
 #include <algorithm>
 
-#include "zel/Format.h"
+#include "libDrive2/drives/DriveAction.h"
 
 namespace libDrive2 {
-
-namespace {
-
-zel::String describeTransfer(const char* what, std::uint64_t lba, std::uint32_t count,
-                             const zel::String& locator) {
-    if (count == 1)
-        return zel::format("%s sector %u of %s failed: ", what, lba, locator);
-    return zel::format("%s sectors %u through %u of %s failed: ", what, lba, lba + count - 1, locator);
-}
-
-}  // namespace
 
 OSDrive::OSDrive(SharedBlockHandle handle, zel::String osLocator)
     : m_handle(std::move(handle)), m_osLocator(std::move(osLocator)) {
@@ -82,31 +71,31 @@ _LIBDRIVE2_ERROR_TYPES OSDrive::doQueryMediumInfo() {
     return take(m_handle->query());
 }
 
+_LIBDRIVE2_ERROR_TYPES OSDrive::failTransfer(const char* what, std::uint64_t lba, std::uint32_t count,
+                                             DeviceStatus status) {
+    const DeviceStatus explained = explain(std::move(status));
+    return fail(explained.type, describe({what, lba, count}, m_osLocator) + " failed: " + explained.text);
+}
+
 _LIBDRIVE2_ERROR_TYPES OSDrive::doReadSector(std::uint64_t lba, std::uint32_t count, void* buffer,
                                              std::uint32_t /*bufferBytes*/) {
     const std::uint32_t sectorBytes = getSectorSize();
-    const DeviceStatus status = m_handle->read(lba * sectorBytes, buffer, std::size_t{count} * sectorBytes);
-    if (status.ok())
-        return LIBDRIVE2_NO_ERROR;
-    return fail(status.type, describeTransfer("reading", lba, count, m_osLocator) + status.text);
+    DeviceStatus status = m_handle->read(lba * sectorBytes, buffer, std::size_t{count} * sectorBytes);
+    return status.ok() ? LIBDRIVE2_NO_ERROR : failTransfer("reading", lba, count, std::move(status));
 }
 
 _LIBDRIVE2_ERROR_TYPES OSDrive::doWriteSector(std::uint64_t lba, std::uint32_t count, const void* buffer,
                                               std::uint32_t /*bufferBytes*/) {
     const std::uint32_t sectorBytes = getSectorSize();
-    const DeviceStatus status = m_handle->write(lba * sectorBytes, buffer, std::size_t{count} * sectorBytes);
-    if (status.ok())
-        return LIBDRIVE2_NO_ERROR;
-    return fail(status.type, describeTransfer("writing", lba, count, m_osLocator) + status.text);
+    DeviceStatus status = m_handle->write(lba * sectorBytes, buffer, std::size_t{count} * sectorBytes);
+    return status.ok() ? LIBDRIVE2_NO_ERROR : failTransfer("writing", lba, count, std::move(status));
 }
 
 _LIBDRIVE2_ERROR_TYPES OSDrive::doSeekSector(std::uint64_t lba) {
-    const DeviceStatus status = m_handle->seek(lba * getSectorSize());
+    DeviceStatus status = m_handle->seek(lba * getSectorSize());
     if (status.type == LIBDRIVE2_NOT_SUPPORTED)
         return Drive::doSeekSector(lba);
-    if (status.ok())
-        return LIBDRIVE2_NO_ERROR;
-    return fail(status.type, describeTransfer("seeking to", lba, 1, m_osLocator) + status.text);
+    return status.ok() ? LIBDRIVE2_NO_ERROR : failTransfer("seeking to", lba, 1, std::move(status));
 }
 
 _LIBDRIVE2_ERROR_TYPES OSDrive::doSyncCache() {

@@ -54,6 +54,23 @@ bool SysfsBlock::isRemovable() const {
     return !m_folder.empty() && readLine(diskFolder() / "removable") == "1";
 }
 
+bool SysfsBlock::isVirtual() const {
+    return m_folder.string().starts_with("/sys/devices/virtual/block/");
+}
+
+std::uint64_t SysfsBlock::queueLimit(const char* name) const {
+    std::ifstream stream(diskFolder() / "queue" / name);
+    std::uint64_t value = 0;
+    return stream >> value ? value : 0;
+}
+
+std::string SysfsBlock::scsiGenericName() const {
+    std::error_code ignored;
+    for (const auto& entry : fs::directory_iterator(diskFolder() / "device" / "scsi_generic", ignored))
+        return entry.path().filename().string();
+    return {};
+}
+
 bool SysfsBlock::isUsable() const {
     std::error_code ignored;
     if (m_folder.empty() || !fs::exists(m_folder, ignored))

@@ -2,6 +2,7 @@
 
 #include <sys/types.h>
 
+#include <cstdint>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -17,6 +18,12 @@ public:
     [[nodiscard]] std::string name() const;
     [[nodiscard]] bool isPartition() const;
     [[nodiscard]] bool isRemovable() const;
+    /// Made by the system rather than driven by it: a loop device, a mapping, an array.
+    [[nodiscard]] bool isVirtual() const;
+    /// A number from the disk's queue folder; 0 when it cannot be read.
+    [[nodiscard]] std::uint64_t queueLimit(const char* name) const;
+    /// "sg3" for a SCSI device, else empty.
+    [[nodiscard]] std::string scsiGenericName() const;
     /// False when the device is gone or was taken offline.
     [[nodiscard]] bool isUsable() const;
     /// Names of the device itself and of its partitions, with their numbers.

@@ -12,6 +12,10 @@ void SectorStore::readOne(std::uint64_t lba, std::uint8_t* buffer) const {
             return;
         }
     }
+    if (m_erased) {
+        std::memset(buffer, 0, m_sectorBytes);
+        return;
+    }
     // 2^64 divided by the golden ratio: neighbouring LBAs share no bytes by place.
     std::uint64_t word = (lba + 1) * 0x9E3779B97F4A7C15U;
     for (std::uint32_t at = 0; at < m_sectorBytes; at += sizeof word, word += 0x0101010101010101U)

@@ -1,7 +1,6 @@
 #include "libDrive2/sim/SimBlockHandle.h"
 
-#include "libDrive2/DeviceOpeners.h"
-#include "libDrive2/OpenError.h"
+#include "zel/Format.h"
 
 namespace libDrive2 {
 
@@ -9,63 +8,120 @@ namespace {
 
 constexpr std::uint32_t kOptimalTransferBytes = 64 * 1024;
 
+DeviceStatus mediaError(const char* what, std::uint64_t lba) {
+    return {LIBDRIVE2_MEDIA_ERROR, zel::format("%s at sector %u", what, lba)};
+}
+
+/// As the block interface of an operating system tells it: without what the drive corrected.
+DeviceStatus toStatus(const SimOutcome& outcome) {
+    if (outcome.backing != nullptr)
+        return *outcome.backing;
+    switch (outcome.fault) {
+        case SimFault::none:
+        case SimFault::recovered:
+            break;
+        case SimFault::gone:
+            return {LIBDRIVE2_NO_ACCESS, "the device does not answer any more"};
+        case SimFault::busy:
+            return {LIBDRIVE2_BUSY, "the device is busy"};
+        case SimFault::noMedium:
+            return {LIBDRIVE2_NO_ACCESS, "there is no medium in the drive"};
+        case SimFault::locked:
+            return {LIBDRIVE2_NO_ACCESS, "the drive is locked with a password"};
+        case SimFault::beyondEnd:
+            return {LIBDRIVE2_BAD_ARGUMENT, zel::format("sector %u lies beyond the end", outcome.lba)};
+        case SimFault::writeProtected:
+            return {LIBDRIVE2_WRITE_PROTECTED_MEDIUM, "the medium is write-protected"};
+        case SimFault::unreadable:
+            return mediaError("unrecovered read error", outcome.lba);
+        case SimFault::unwritable:
+            return mediaError("write error", outcome.lba);
+        case SimFault::unseekable:
+            return mediaError("seek error", outcome.lba);
+    }
+    return {};
+}
+
 }  // namespace
 
-SimBlockHandle::SimBlockHandle(SimMedium medium, bool writable) : m_medium(std::move(medium)) {
-    const SimOptions& options = m_medium.options();
-    m_info.bytes = options.mediumPresent ? options.sectors * options.sectorBytes : 0;
+SimBlockHandle::SimBlockHandle(std::shared_ptr<SimMedium> medium, bool writable)
+    : m_medium(std::move(medium)) {
+    const SimOptions& options = m_medium->options();
     m_info.logicalSectorBytes = options.sectorBytes;
     m_info.physicalSectorBytes = options.sectorBytes;
     m_info.optimalTransferBytes = kOptimalTransferBytes;
     m_info.removable = options.removable;
-    m_info.mediumPresent = options.mediumPresent;
     m_info.writable = writable;
+    (void)query();
+}
+
+DeviceStatus SimBlockHandle::query() {
+    m_info.bytes = m_medium->bytes();
+    m_info.mediumPresent = m_medium->isPresent();
+    return {};
+}
+
+template <class Operation>
+DeviceStatus SimBlockHandle::perform(Operation operation) {
+    SimOutcome outcome = m_medium->beginCommand();
+    if (outcome.ok())
+        outcome = operation();
+    return toStatus(outcome);
 }
 
 DeviceStatus SimBlockHandle::read(std::uint64_t offset, void* buffer, std::size_t bytes) {
     const std::uint32_t sectorBytes = m_info.logicalSectorBytes;
-    return m_medium.read(offset / sectorBytes, static_cast<std::uint32_t>(bytes / sectorBytes),
-                         static_cast<std::uint8_t*>(buffer));
+    return perform([&] {
+        return m_medium->read(offset / sectorBytes, static_cast<std::uint32_t>(bytes / sectorBytes),
+                              static_cast<std::uint8_t*>(buffer));
+    });
 }
 
 DeviceStatus SimBlockHandle::write(std::uint64_t offset, const void* buffer, std::size_t bytes) {
     if (!m_info.writable)
         return {LIBDRIVE2_WRITE_PROTECTED_DEVICE, "the device was opened for reading only"};
     const std::uint32_t sectorBytes = m_info.logicalSectorBytes;
-    return m_medium.write(offset / sectorBytes, static_cast<std::uint32_t>(bytes / sectorBytes),
-                          static_cast<const std::uint8_t*>(buffer));
+    return perform([&] {
+        return m_medium->write(offset / sectorBytes, static_cast<std::uint32_t>(bytes / sectorBytes),
+                               static_cast<const std::uint8_t*>(buffer));
+    });
 }
 
 DeviceStatus SimBlockHandle::seek(std::uint64_t offset) {
-    return m_medium.seek(offset / m_info.logicalSectorBytes);
+    return perform([&] { return m_medium->seek(offset / m_info.logicalSectorBytes); });
 }
 
-std::unique_ptr<BlockHandle> openSimBlockDevice(const zel::String& locator, std::uint32_t desiredAccess) {
-    zel::String error;
-    std::optional<SimOptions> options = parseSimLocator(locator, error);
-    if (!options) {
-        noteOpenError(error);
-        return nullptr;
-    }
-    SharedBlockHandle image;
-    if (!options->imagePath.empty()) {
-        image = OsDevice::openOsDevice(options->imagePath, desiredAccess, kShareRead | kShareWrite,
-                                       kOpenExisting, 0);
-        if (!image)
-            return nullptr;
-        if (!options->sectorsGiven)
-            options->sectors = image->info().bytes / options->sectorBytes;
-        if (options->sectors > image->info().bytes / options->sectorBytes) {
-            noteOpenError(zel::String(options->imagePath) + " is smaller than the simulated drive over it");
-            return nullptr;
-        }
-        if (const std::string problem = findFaultBeyondEnd(*options); !problem.empty()) {
-            noteOpenError("the simulated drive over " + options->imagePath + " cannot be made: " + problem);
-            return nullptr;
-        }
-    }
-    const bool writable = (desiredAccess & kAccessWrite) != 0;
-    return std::make_unique<SimBlockHandle>(SimMedium(std::move(*options), std::move(image)), writable);
+DeviceStatus SimBlockHandle::flush() {
+    return perform([&] { return m_medium->flush(); });
+}
+
+DeviceStatus SimBlockHandle::eject() {
+    if (!m_info.removable)
+        return BlockHandle::eject();
+    if (m_medium->state().removalPrevented)
+        return {LIBDRIVE2_BUSY, "the medium is locked in"};
+    return perform([&] {
+        m_medium->eject();
+        return SimOutcome{};
+    });
+}
+
+DeviceStatus SimBlockHandle::load() {
+    if (!m_info.removable)
+        return BlockHandle::load();
+    return perform([&] {
+        m_medium->load();
+        return SimOutcome{};
+    });
+}
+
+DeviceStatus SimBlockHandle::lockMedium(bool lock) {
+    if (!m_info.removable)
+        return BlockHandle::lockMedium(lock);
+    return perform([&] {
+        m_medium->state().removalPrevented = lock;
+        return SimOutcome{};
+    });
 }
 
 }  // namespace libDrive2

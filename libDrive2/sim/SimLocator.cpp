@@ -16,6 +16,9 @@ constexpr std::uint32_t kMaxSectorBytes = 65536;
 // Beyond these, times would no longer fit their type.
 constexpr std::uint64_t kMaxSpeed = 1000000;
 constexpr std::uint64_t kMaxSlowMs = 86400000;
+constexpr std::uint64_t kMaxTemperature = 200;
+// The shortest field that a serial number has to fit in (ACS-4, IDENTIFY DEVICE; NVM Express, Identify).
+constexpr std::size_t kMaxSerialLength = 20;
 
 std::vector<std::string> split(const std::string& text, char separator) {
     std::vector<std::string> pieces;
@@ -106,6 +109,15 @@ bool parseSpeed(const std::string& text, SimOptions& options) {
     return parsePositive(text, options.megabytesPerSecond) && options.megabytesPerSecond <= kMaxSpeed;
 }
 
+bool parseTemperature(const std::string& text, SimOptions& options) {
+    return parseNumber(text, options.temperature) && options.temperature <= kMaxTemperature;
+}
+
+bool parseSense(const std::string& text, SimOptions& options) {
+    options.descriptorSense = text == "descriptor";
+    return text == "descriptor" || text == "fixed";
+}
+
 bool takeText(const std::string& text, std::string& value) {
     value = text;
     return !text.empty();
@@ -115,10 +127,16 @@ struct Key {
     std::string_view name;
     const char* form;  ///< null for a key without a value
     bool (*parse)(const std::string& value, SimOptions& options);
+    SimKinds kinds = kAllSimKinds;
 };
 
 constexpr const char* kRangesForm = "sectors such as 1234+5000-5003";
 constexpr const char* kNumberForm = "a whole number from 1 on";
+
+constexpr SimKinds kLoadable = simKinds(SimKind::disk, SimKind::scsi, SimKind::floppy, SimKind::ufi);
+constexpr SimKinds kWithSense = simKinds(SimKind::scsi, SimKind::ata, SimKind::ufi);
+constexpr SimKinds kWithTemperature = simKinds(SimKind::scsi, SimKind::ata, SimKind::nvme);
+constexpr SimKinds kAtaOnly = simKinds(SimKind::ata);
 
 constexpr std::array kKeys = {
     Key{"sectors", "a whole number", parseSectors},
@@ -128,16 +146,21 @@ constexpr std::array kKeys = {
     Key{"bad-write", kRangesForm, [](auto& v, auto& o) { return parseRanges(v, o.badWrite); }},
     Key{"bad-seek", kRangesForm, [](auto& v, auto& o) { return parseRanges(v, o.badSeek); }},
     Key{"corrupt", kRangesForm, [](auto& v, auto& o) { return parseRanges(v, o.corrupt); }},
+    Key{"recovered", kRangesForm, [](auto& v, auto& o) { return parseRanges(v, o.recovered); }},
     Key{"transient", "LBA:TIMES, joined by +", parseTransient},
     Key{"slow", "A-B:MILLISECONDS (at most 86400000), joined by +", parseSlow},
     Key{"gone-at", kNumberForm, [](auto& v, auto& o) { return parsePositive(v, o.goneAt); }},
     Key{"busy-at", kNumberForm, [](auto& v, auto& o) { return parsePositive(v, o.busyAt); }},
     Key{"speed", "MB/s, a whole number from 1 to 1000000", parseSpeed},
     Key{"serial", "a text", [](auto& v, auto& o) { return takeText(v, o.serial); }},
-    Key{"media", "none or disk", parseMedia},
+    Key{"media", "none or disk", parseMedia, kLoadable},
+    Key{"temperature", "degrees Celsius from 0 to 200", parseTemperature, kWithTemperature},
+    Key{"sense", "fixed or descriptor", parseSense, kWithSense},
     Key{"wp", nullptr, [](auto&, auto& o) { return o.writeProtected = true; }},
-    Key{"removable", nullptr, [](auto&, auto& o) { return o.removable = true; }},
+    Key{"removable", nullptr, [](auto&, auto& o) { return o.removable = true; }, kLoadable | kAtaOnly},
     Key{"encrypted", nullptr, [](auto&, auto& o) { return o.encrypted = true; }},
+    Key{"locked", nullptr, [](auto&, auto& o) { return o.locked = true; }, kAtaOnly},
+    Key{"emulated", nullptr, [](auto&, auto& o) { return o.emulated = true; }, kAtaOnly},
 };
 
 std::string listKeys() {
@@ -147,9 +170,19 @@ std::string listKeys() {
     return names;
 }
 
+std::string listKinds(SimKinds kinds) {
+    std::string names;
+    for (const SimKindTraits& kind : kSimKinds)
+        if ((kinds & simKinds(kind.kind)) != 0)
+            names.append(names.empty() ? "" : ", ").append(kind.name);
+    return names;
+}
+
 /// Empty when the key took the piece's value.
 std::string applyKey(const Key& key, const std::string& name, const std::optional<std::string>& value,
                      SimOptions& options) {
+    if ((key.kinds & simKinds(options.kind)) == 0)
+        return "\"" + name + "\" is only for " + listKinds(key.kinds);
     if (key.form == nullptr && value)
         return "\"" + name + "\" takes no value";
     if (key.form != nullptr && !value)
@@ -172,15 +205,46 @@ std::string applyPiece(const std::string& piece, SimOptions& options) {
     return applyKey(*key, name, value, options);
 }
 
+/// Sets what the kind settles.
+std::string applyKind(const std::string& name, SimOptions& options) {
+    const auto* const kind = std::find_if(kSimKinds.begin(), kSimKinds.end(),
+                                          [&name](const SimKindTraits& known) { return known.name == name; });
+    if (kind == kSimKinds.end())
+        return "there is no kind \"" + name + "\"; known are " + listKinds(kAllSimKinds);
+    options.kind = kind->kind;
+    options.sectors = kind->defaultSectors;
+    options.removable = kind->removable;
+    return {};
+}
+
+std::string checkWhole(const SimOptions& options) {
+    const SimKindTraits& kind = traitsOf(options.kind);
+    if (options.sectorBytes < kind.minSectorBytes)
+        return "the sectors of this kind have at least " + std::to_string(kind.minSectorBytes) + " bytes";
+    // Half of what 64 bits can address: sums of offsets must not wrap.
+    if (options.sectors > std::numeric_limits<std::uint64_t>::max() / options.sectorBytes / 2)
+        return "it has more sectors than can be addressed";
+    const auto isPrintable = [](char c) { return c >= ' ' && c <= '~'; };
+    if (options.serial.size() > kMaxSerialLength || !std::ranges::all_of(options.serial, isPrintable))
+        return "a serial number has at most 20 characters, all of them ASCII";
+    // The size of a backing file is known only when it is opened.
+    return options.imagePath.empty() || options.sectorsGiven ? checkSize(options) : "";
+}
+
 }  // namespace
 
-/// A fault beyond the end would never be met: surely a mistake.
-std::string findFaultBeyondEnd(const SimOptions& options) {
+std::string checkSize(const SimOptions& options) {
+    if (options.sectors > traitsOf(options.kind).maxSectors)
+        return "it has more sectors than can be addressed";
+    if (options.sectors == 0 && options.kind != SimKind::disk)
+        return "it has no sectors";
+    // A fault beyond the end would never be met: surely a mistake.
     const auto beyond = [&options](std::uint64_t lba) {
         return lba >= options.sectors ? "sector " + std::to_string(lba) + " lies beyond its end"
                                       : std::string();
     };
-    for (const SectorRanges* faults : {&options.bad, &options.badWrite, &options.badSeek, &options.corrupt})
+    for (const SectorRanges* faults :
+         {&options.bad, &options.badWrite, &options.badSeek, &options.corrupt, &options.recovered})
         for (const SectorRange& range : faults->ranges())
             if (range.last >= options.sectors)
                 return beyond(range.last);
@@ -190,20 +254,6 @@ std::string findFaultBeyondEnd(const SimOptions& options) {
     return options.transient.empty() ? "" : beyond(options.transient.rbegin()->first);
 }
 
-namespace {
-
-std::string checkWhole(const SimOptions& options) {
-    if (options.kind != "disk")
-        return "there is no kind \"" + options.kind + "\"; known is disk";
-    // Half of what 64 bits can address: sums of offsets must not wrap.
-    if (options.sectors > std::numeric_limits<std::uint64_t>::max() / options.sectorBytes / 2)
-        return "it has more sectors than can be addressed";
-    // The size of a backing file is known only when it is opened.
-    return options.imagePath.empty() || options.sectorsGiven ? findFaultBeyondEnd(options) : "";
-}
-
-}  // namespace
-
 bool isSimLocator(const zel::String& locator) {
     return locator.utf8().starts_with(kPrefix);
 }
@@ -211,8 +261,7 @@ bool isSimLocator(const zel::String& locator) {
 std::optional<SimOptions> parseSimLocator(const zel::String& locator, zel::String& error) {
     const std::vector<std::string> pieces = split(locator.utf8().substr(kPrefix.size()), ',');
     SimOptions options;
-    options.kind = pieces.front();
-    std::string problem;
+    std::string problem = applyKind(pieces.front(), options);
     for (std::size_t i = 1; i < pieces.size() && problem.empty(); ++i)
         problem = applyPiece(pieces[i], options);
     if (problem.empty())

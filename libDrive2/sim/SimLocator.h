@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "libDrive2/sim/SectorRanges.h"
+#include "libDrive2/sim/SimKind.h"
 #include "zel/String.h"
 
 namespace libDrive2 {
@@ -19,25 +20,30 @@ struct SlowRange {
 
 /// What a "sim:KIND,KEY=VALUE…" locator describes.
 struct SimOptions {
-    std::string kind;
-    std::uint64_t sectors = 2097152;
+    SimKind kind = SimKind::disk;
+    std::uint64_t sectors = kDiskSectors;
     std::uint32_t sectorBytes = 512;
     std::string imagePath;  ///< backing file; empty for a model in memory
     SectorRanges bad;
     SectorRanges badWrite;
     SectorRanges badSeek;
     SectorRanges corrupt;
+    SectorRanges recovered;                            ///< read only after a correction
     std::map<std::uint64_t, std::uint64_t> transient;  ///< LBA, failures left
     std::vector<SlowRange> slow;
     std::uint64_t goneAt = 0;  ///< number of the first command that fails; 0 never
     std::uint64_t busyAt = 0;
     std::uint64_t megabytesPerSecond = 0;  ///< 1 MB = 1,048,576 bytes; 0 no limit
     std::string serial;
+    std::uint64_t temperature = 38;  ///< degrees Celsius
     bool sectorsGiven = false;
     bool writeProtected = false;
     bool removable = false;
     bool mediumPresent = true;
     bool encrypted = false;
+    bool descriptorSense = false;
+    bool locked = false;    ///< with a password
+    bool emulated = false;  ///< an ATA drive that also answers SCSI commands
 };
 
 bool isSimLocator(const zel::String& locator);
@@ -45,7 +51,8 @@ bool isSimLocator(const zel::String& locator);
 /// Nothing when the locator is malformed; `error` then says what is wrong in one sentence.
 std::optional<SimOptions> parseSimLocator(const zel::String& locator, zel::String& error);
 
-/// What is wrong with faults that lie beyond the end of the drive; empty when none does.
-std::string findFaultBeyondEnd(const SimOptions& options);
+/// What is wrong with the number of sectors: too many for the kind, or too few for a fault; empty when
+/// nothing is.
+std::string checkSize(const SimOptions& options);
 
 }  // namespace libDrive2

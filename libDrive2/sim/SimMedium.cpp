@@ -1,9 +1,10 @@
 #include "libDrive2/sim/SimMedium.h"
 
+#include <algorithm>
 #include <chrono>
+#include <vector>
 
 #include "zel/Clock.h"
-#include "zel/Format.h"
 
 namespace libDrive2 {
 
@@ -11,24 +12,47 @@ namespace {
 
 constexpr std::uint64_t kMegabyte = 1048576;
 constexpr std::uint64_t kNanosecondsPerSecond = 1000000000;
-
-DeviceStatus mediaError(const char* what, std::uint64_t lba) {
-    return {LIBDRIVE2_MEDIA_ERROR, zel::format("%s at sector %u", what, lba)};
-}
+constexpr std::uint16_t kMediumMayHaveChanged = 0x2800;
+constexpr std::uint32_t kEraseBytes = 1048576;
 
 }  // namespace
 
 SimMedium::SimMedium(SimOptions options, SharedBlockHandle image)
-    : m_options(std::move(options)), m_image(std::move(image)), m_store(m_options.sectorBytes) {}
+    : m_options(std::move(options)), m_image(std::move(image)), m_store(m_options.sectorBytes) {
+    m_state.security = SimSecurity(m_options.locked);
+}
 
-DeviceStatus SimMedium::beginCommand() {
+bool SimMedium::isWriteProtected() const {
+    return m_options.writeProtected || (m_image && !m_image->info().writable);
+}
+
+std::uint64_t SimMedium::bytes() const {
+    return isPresent() ? m_options.sectors * m_options.sectorBytes : 0;
+}
+
+void SimMedium::load() {
+    if (m_state.loaded || !m_options.mediumPresent)
+        return;
+    m_state.loaded = true;
+    m_state.unitAttention = kMediumMayHaveChanged;
+}
+
+SimOutcome SimMedium::beginCommand() {
     ++m_commands;
     if (m_options.goneAt != 0 && m_commands >= m_options.goneAt)
-        return {LIBDRIVE2_NO_ACCESS, "the device does not answer any more"};
+        return {SimFault::gone};
     if (m_options.busyAt != 0 && m_commands >= m_options.busyAt)
-        return {LIBDRIVE2_BUSY, "the device is busy"};
-    if (!m_options.mediumPresent)
-        return {LIBDRIVE2_NO_ACCESS, "there is no medium in the drive"};
+        return {SimFault::busy};
+    return {};
+}
+
+SimOutcome SimMedium::checkAccess(std::uint64_t lba, std::uint64_t count) const {
+    if (!isPresent())
+        return {SimFault::noMedium};
+    if (m_state.security.isLocked())
+        return {SimFault::locked};
+    if (lba > m_options.sectors || count > m_options.sectors - lba)
+        return {SimFault::beyondEnd, lba};
     return {};
 }
 
@@ -65,20 +89,23 @@ void SimMedium::corrupt(std::uint64_t lba, std::uint32_t count, std::uint8_t* bu
         buffer[(hit - lba) * m_options.sectorBytes] ^= m_corruption;
 }
 
-DeviceStatus SimMedium::read(std::uint64_t lba, std::uint32_t count, std::uint8_t* buffer) {
-    if (DeviceStatus status = beginCommand(); !status.ok())
-        return status;
-    spendTime(lba, count);
+SimOutcome SimMedium::findUnreadable(std::uint64_t lba, std::uint32_t count) {
     std::uint64_t hit = 0;
-    if (m_options.bad.findFirst(lba, count, hit))
-        return mediaError("unrecovered read error", hit);
-    if (hitTransient(lba, count, hit))
-        return mediaError("unrecovered read error", hit);
+    if (m_options.bad.findFirst(lba, count, hit) || hitTransient(lba, count, hit))
+        return {SimFault::unreadable, hit};
+    if (m_options.recovered.findFirst(lba, count, hit))
+        return {SimFault::recovered, hit};
+    return {};
+}
+
+SimOutcome SimMedium::fetch(std::uint64_t lba, std::uint32_t count, std::uint8_t* buffer) {
+    if (count == 0)
+        return {};
     if (m_image) {
-        DeviceStatus status =
-            m_image->read(lba * m_options.sectorBytes, buffer, std::size_t{count} * m_options.sectorBytes);
-        if (!status.ok())
-            return status;
+        const std::uint32_t sectorBytes = m_options.sectorBytes;
+        m_backing = m_image->read(lba * sectorBytes, buffer, std::size_t{count} * sectorBytes);
+        if (!m_backing.ok())
+            return {SimFault::unreadable, lba, &m_backing};
     } else {
         m_store.read(lba, count, buffer);
     }
@@ -86,32 +113,80 @@ DeviceStatus SimMedium::read(std::uint64_t lba, std::uint32_t count, std::uint8_
     return {};
 }
 
-DeviceStatus SimMedium::write(std::uint64_t lba, std::uint32_t count, const std::uint8_t* buffer) {
-    if (DeviceStatus status = beginCommand(); !status.ok())
-        return status;
-    if (m_options.writeProtected)
-        return {LIBDRIVE2_WRITE_PROTECTED_MEDIUM, "the medium is write-protected"};
+SimOutcome SimMedium::store(std::uint64_t lba, std::uint32_t count, const std::uint8_t* buffer) {
+    if (count == 0)
+        return {};
+    if (!m_image) {
+        m_store.write(lba, count, buffer);
+        return {};
+    }
+    const std::uint32_t sectorBytes = m_options.sectorBytes;
+    m_backing = m_image->write(lba * sectorBytes, buffer, std::size_t{count} * sectorBytes);
+    return m_backing.ok() ? SimOutcome{} : SimOutcome{SimFault::unwritable, lba, &m_backing};
+}
+
+SimOutcome SimMedium::read(std::uint64_t lba, std::uint32_t count, std::uint8_t* buffer) {
+    if (SimOutcome outcome = checkAccess(lba, count); !outcome.ok())
+        return outcome;
+    spendTime(lba, count);
+    const SimOutcome found = findUnreadable(lba, count);
+    const auto readable = found.ok() ? count : static_cast<std::uint32_t>(found.lba - lba);
+    const SimOutcome fetched = fetch(lba, readable, buffer);
+    return fetched.ok() ? found : fetched;
+}
+
+SimOutcome SimMedium::write(std::uint64_t lba, std::uint32_t count, const std::uint8_t* buffer) {
+    if (SimOutcome outcome = checkAccess(lba, count); !outcome.ok())
+        return outcome;
+    if (isWriteProtected())
+        return {SimFault::writeProtected};
     spendTime(lba, count);
     std::uint64_t hit = 0;
-    if (m_options.badWrite.findFirst(lba, count, hit))
-        return mediaError("write error", hit);
-    if (m_image)
-        return m_image->write(lba * m_options.sectorBytes, buffer,
-                              std::size_t{count} * m_options.sectorBytes);
-    m_store.write(lba, count, buffer);
-    return {};
+    const bool faulty = m_options.badWrite.findFirst(lba, count, hit);
+    const SimOutcome stored = store(lba, faulty ? static_cast<std::uint32_t>(hit - lba) : count, buffer);
+    return faulty && stored.ok() ? SimOutcome{SimFault::unwritable, hit} : stored;
 }
 
-DeviceStatus SimMedium::seek(std::uint64_t lba) {
-    if (DeviceStatus status = beginCommand(); !status.ok())
-        return status;
+SimOutcome SimMedium::verify(std::uint64_t lba, std::uint32_t count) {
+    if (SimOutcome outcome = checkAccess(lba, count); !outcome.ok())
+        return outcome;
+    spendTime(lba, count);
+    SimOutcome found = findUnreadable(lba, count);
     std::uint64_t hit = 0;
-    return m_options.badSeek.findFirst(lba, 1, hit) ? mediaError("seek error", lba) : DeviceStatus{};
+    if (m_options.badSeek.findFirst(lba, count, hit) && (found.ok() || hit < found.lba))
+        found = {SimFault::unseekable, hit};
+    return found;
 }
 
-DeviceStatus SimMedium::flush() {
-    DeviceStatus status = beginCommand();
-    return status.ok() && m_image ? m_image->flush() : status;
+SimOutcome SimMedium::seek(std::uint64_t lba) {
+    if (SimOutcome outcome = checkAccess(lba, 1); !outcome.ok())
+        return outcome;
+    std::uint64_t hit = 0;
+    return m_options.badSeek.findFirst(lba, 1, hit) ? SimOutcome{SimFault::unseekable, lba} : SimOutcome{};
+}
+
+SimOutcome SimMedium::flush() {
+    if (SimOutcome outcome = checkAccess(0, 0); !outcome.ok() || !m_image)
+        return outcome;
+    m_backing = m_image->flush();
+    return m_backing.ok() ? SimOutcome{} : SimOutcome{SimFault::unwritable, 0, &m_backing};
+}
+
+SimOutcome SimMedium::erase() {
+    if (isWriteProtected())
+        return {SimFault::writeProtected};
+    if (!m_image) {
+        m_store.erase();
+        return {};
+    }
+    const std::vector<std::uint8_t> zeros(kEraseBytes);
+    const std::uint32_t step = kEraseBytes / m_options.sectorBytes;
+    SimOutcome outcome;
+    for (std::uint64_t lba = 0; lba < m_options.sectors && outcome.ok(); lba += step)
+        outcome =
+            store(lba, static_cast<std::uint32_t>(std::min<std::uint64_t>(step, m_options.sectors - lba)),
+                  zeros.data());
+    return outcome;
 }
 
 }  // namespace libDrive2

@@ -5,32 +5,93 @@
 #include "libDrive2/BlockHandle.h"
 #include "libDrive2/sim/SectorStore.h"
 #include "libDrive2/sim/SimLocator.h"
+#include "libDrive2/sim/SimSecurity.h"
 
 namespace libDrive2 {
 
+/// What became of an operation on a simulated medium; each kind of drive says it in its own way.
+enum class SimFault : std::uint8_t {
+    none,
+    recovered,  ///< done, but only after the drive corrected an error
+    gone,
+    busy,
+    noMedium,
+    locked,  ///< with a password
+    beyondEnd,
+    writeProtected,
+    unreadable,
+    unwritable,
+    unseekable,
+};
+
+struct SimOutcome {
+    SimFault fault = SimFault::none;
+    std::uint64_t lba = 0;                  ///< the first sector concerned, where one is
+    const DeviceStatus* backing = nullptr;  ///< why, when the backing file failed; the medium's own
+
+    [[nodiscard]] bool ok() const { return fault <= SimFault::recovered; }
+};
+
+/// What commands have made of the drive; all of its handles see it.
+struct SimDriveState {
+    bool loaded = true;  ///< whether the medium, if there is one, is in the drive
+    bool removalPrevented = false;
+    bool stopped = false;
+    std::uint16_t unitAttention = 0x2900;  ///< ASC and ASCQ that wait to be told; power-on to begin with
+    SimSecurity security{};
+};
+
 /// The model behind simulated drives: sectors, their faults, and the time that transfers take on
-/// zel::Clock. Every operation counts as one command.
+/// zel::Clock. All handles of a drive share it; they are used by one thread at a time.
 class SimMedium {
 public:
     /// `image` backs the contents; empty for a model in memory.
     SimMedium(SimOptions options, SharedBlockHandle image);
 
     [[nodiscard]] const SimOptions& options() const { return m_options; }
+    [[nodiscard]] bool isPresent() const { return m_options.mediumPresent && m_state.loaded; }
+    [[nodiscard]] bool isWriteProtected() const;
+    /// 0 without a medium.
+    [[nodiscard]] std::uint64_t bytes() const;
+    [[nodiscard]] SimDriveState& state() { return m_state; }
+    [[nodiscard]] const SimDriveState& state() const { return m_state; }
 
-    DeviceStatus read(std::uint64_t lba, std::uint32_t count, std::uint8_t* buffer);
-    DeviceStatus write(std::uint64_t lba, std::uint32_t count, const std::uint8_t* buffer);
-    DeviceStatus seek(std::uint64_t lba);
-    DeviceStatus flush();
+    void eject() { m_state.loaded = false; }
+    /// A medium that was out may be another one: a unit attention tells.
+    void load();
+
+    [[nodiscard]] const SharedBlockHandle& image() const { return m_image; }
+    /// Another handle to the same file.
+    void setImage(SharedBlockHandle image) { m_image = std::move(image); }
+
+    /// Counts one command: gone, busy, or nothing.
+    SimOutcome beginCommand();
+
+    // Parts of commands. After a failure the sectors in front of the faulty one have been transferred.
+    SimOutcome read(std::uint64_t lba, std::uint32_t count, std::uint8_t* buffer);
+    SimOutcome write(std::uint64_t lba, std::uint32_t count, const std::uint8_t* buffer);
+    /// Reads without transferring.
+    SimOutcome verify(std::uint64_t lba, std::uint32_t count);
+    SimOutcome seek(std::uint64_t lba);
+    SimOutcome flush();
+    /// Overwrites everything with zeros.
+    SimOutcome erase();
+    /// Whether the medium can be used at all, and has these sectors.
+    [[nodiscard]] SimOutcome checkAccess(std::uint64_t lba, std::uint64_t count) const;
 
 private:
-    DeviceStatus beginCommand();
     void spendTime(std::uint64_t lba, std::uint32_t count);
+    SimOutcome findUnreadable(std::uint64_t lba, std::uint32_t count);
     bool hitTransient(std::uint64_t lba, std::uint32_t count, std::uint64_t& hit);
     void corrupt(std::uint64_t lba, std::uint32_t count, std::uint8_t* buffer);
+    SimOutcome fetch(std::uint64_t lba, std::uint32_t count, std::uint8_t* buffer);
+    SimOutcome store(std::uint64_t lba, std::uint32_t count, const std::uint8_t* buffer);
 
     SimOptions m_options;
     SharedBlockHandle m_image;
     SectorStore m_store;
+    SimDriveState m_state;
+    DeviceStatus m_backing;
     std::uint64_t m_commands = 0;
     std::uint8_t m_corruption = 0;
 };

@@ -5,7 +5,10 @@
 #include <algorithm>
 #include <cctype>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <memory>
+#include <regex>
 #include <string>
 
 namespace quix5 {
@@ -56,17 +59,81 @@ void setText(DiagDevice& device, const char* name, const std::string& text) {
         device.setProperty(name, zel::String(text));
 }
 
-DeviceCapability capabilitiesOf(udev_device* device) {
-    const std::string name = trimmed(udev_device_get_sysname(device));
+/// The device in the chain of parents that is of this kind; null when there is none. Owned by `device`.
+udev_device* parentOf(udev_device* device, const char* subsystem, const char* type) {
+    return udev_device_get_parent_with_subsystem_devtype(device, subsystem, type);
+}
+
+/// Whether an ATA port leads to the disk, or udev found one behind a bridge.
+bool speaksAta(udev_device* device, udev_device* scsi) {
+    static const std::regex ataPort("/ata[0-9]+/");
+    return attribute(scsi, "vendor") == "ATA" ||
+           std::regex_search(trimmed(udev_device_get_syspath(device)), ataPort) ||
+           trimmed(udev_device_get_property_value(device, "ID_ATA")) == "1";
+}
+
+/// USB mass storage class, subclass 04h: floppies with the UFI command set.
+bool isUsbFloppy(udev_device* device) {
+    udev_device* const usb = parentOf(device, "usb", "usb_interface");
+    return usb != nullptr && attribute(usb, "bInterfaceClass") == "08" &&
+           attribute(usb, "bInterfaceSubClass") == "04";
+}
+
+DeviceCapability scsiCapabilities(udev_device* device, udev_device* scsi) {
+    // Peripheral device types of SPC-4.
+    const std::uint64_t type = numberAttribute(scsi, "type");
+    if (isUsbFloppy(device))
+        return DeviceCapability::USB_UFI | DeviceCapability::FloppyDrive | DeviceCapability::RemovableStorage;
+    DeviceCapability found;
+    if (type == 0x05)
+        found = DeviceCapability::SCSIMMC | DeviceCapability::CDROM | DeviceCapability::RemovableStorage;
+    else if (type == 0x00 || type == 0x07 || type == 0x0E)
+        found = DeviceCapability::SCSISBC | DeviceCapability::HardDrive;
+    if (type == 0x00 && speaksAta(device, scsi))
+        found = found | DeviceCapability::ATA;
+    if (parentOf(device, "usb", "usb_device") != nullptr)
+        found = found | DeviceCapability::USBMassStorage;
+    return found;
+}
+
+DeviceCapability capabilitiesByName(const std::string& name) {
     if (name.starts_with("sr"))
         return DeviceCapability::CDROM | DeviceCapability::RemovableStorage;
     if (name.starts_with("fd"))
         return DeviceCapability::FloppyDrive | DeviceCapability::RemovableStorage;
     if (name.starts_with("mmcblk"))
         return DeviceCapability::MMCSDFlash;
-    if (attribute(device, "removable") == "1")
-        return DeviceCapability::HardDrive | DeviceCapability::RemovableStorage;
+    if (name.starts_with("nvme"))
+        return DeviceCapability::NVME | DeviceCapability::HardDrive;
     return DeviceCapability::HardDrive;
+}
+
+DeviceCapability capabilitiesOf(udev_device* device) {
+    udev_device* const scsi = parentOf(device, "scsi", "scsi_device");
+    const DeviceCapability found = scsi != nullptr
+                                       ? scsiCapabilities(device, scsi)
+                                       : capabilitiesByName(trimmed(udev_device_get_sysname(device)));
+    return attribute(device, "removable") == "1" ? found | DeviceCapability::RemovableStorage : found;
+}
+
+/// Where the device sits: udev's path, else the SCSI address.
+std::string addressOf(udev_device* device) {
+    udev_device* const scsi = parentOf(device, "scsi", "scsi_device");
+    const std::string path = firstKnown(device, {"ID_PATH"}, {});
+    return path.empty() && scsi != nullptr ? trimmed(udev_device_get_sysname(scsi)) : path;
+}
+
+/// The kernel keeps the page as it came (SPC-4, Unit Serial Number): four bytes, then the text.
+std::string serialPageOf(udev_device* device) {
+    std::ifstream page(trimmed(udev_device_get_syspath(device)) + "/device/vpd_pg80", std::ios::binary);
+    const std::string bytes{std::istreambuf_iterator<char>(page), {}};
+    return bytes.size() > 4 ? trimmed(bytes.substr(4).c_str()) : std::string();
+}
+
+std::string serialOf(udev_device* device) {
+    const std::string serial =
+        firstKnown(device, {"ID_SERIAL_SHORT", "ID_SCSI_SERIAL"}, {"device/serial", "serial"});
+    return serial.empty() ? serialPageOf(device) : serial;
 }
 
 /// Devices in the system's memory and mappings of other drives are no drives; nor is a slot with nothing
@@ -85,13 +152,12 @@ DiagDevice describe(udev_device* device) {
     const std::string model =
         firstKnown(device, {"ID_MODEL"}, {"device/model", "device/name", "loop/backing_file"});
     const std::string node = trimmed(udev_device_get_devnode(device));
-    described.setLocators(node, firstKnown(device, {"ID_PATH"}, {}));
+    described.setLocators(node, addressOf(device));
     described.setName(model.empty() ? node : model);
     described.setCapabilities(capabilitiesOf(device));
     setText(described, kPropertyVendor, firstKnown(device, {"ID_VENDOR"}, {"device/vendor"}));
     setText(described, kPropertyModel, model);
-    setText(described, kPropertySerial,
-            firstKnown(device, {"ID_SERIAL_SHORT", "ID_SCSI_SERIAL"}, {"device/serial", "serial"}));
+    setText(described, kPropertySerial, serialOf(device));
     setText(described, kPropertyFirmware,
             firstKnown(device, {"ID_REVISION"}, {"device/firmware_rev", "device/rev", "device/fwrev"}));
     described.setProperty(kPropertyBytes, numberAttribute(device, "size") * kSizeUnit);

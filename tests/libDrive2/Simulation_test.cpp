@@ -1,5 +1,6 @@
 #include "Fixtures.h"
 #include "libDrive2/OSDrive.h"
+#include "libDrive2/sim/SimDevices.h"
 #include "libDrive2/sim/SimLocator.h"
 #include "zel/Format.h"
 
@@ -50,7 +51,61 @@ TEST(SimLocator, SaysWhatIsWrong) {
         EXPECT_EQ(problem(locator), "") << locator;
 }
 
+TEST(SimLocator, RefusesWhatAKindDoesNotHave) {
+    const struct {
+        const char *locator, *problem;
+    } cases[] = {{"tape", "there is no kind \"tape\"; known are disk, scsi, ata, nvme, floppy, ufi"},
+                 {"scsi,locked", "\"locked\" is only for ata"},
+                 {"nvme,media=none", "\"media\" is only for disk, scsi, floppy, ufi"},
+                 {"nvme,sense=fixed", "\"sense\" is only for scsi, ata, ufi"},
+                 {"disk,temperature=1", "\"temperature\" is only for scsi, ata, nvme"},
+                 {"ata,temperature=201",
+                  "\"201\" is no value for \"temperature\": give degrees Celsius from 0 to 200"},
+                 {"scsi,sense=both", "\"both\" is no value for \"sense\": give fixed or descriptor"},
+                 {"ata,sector-size=256", "the sectors of this kind have at least 512 bytes"},
+                 {"ata,sectors=281474976710657", "it has more sectors than can be addressed"},
+                 {"floppy,recovered=2880", "sector 2880 lies beyond its end"},
+                 {"nvme,sectors=0", "it has no sectors"},
+                 {"scsi,serial=123456789012345678901",
+                  "a serial number has at most 20 characters, all of them ASCII"}};
+    for (const auto& c : cases)
+        EXPECT_THAT(checkLocator(std::string("sim:") + c.locator).utf8(),
+                    testing::EndsWith(std::string("cannot be made: ") + c.problem));
+    EXPECT_FALSE(openSimScsiDevice("sim:ata", kReadWrite));
+    EXPECT_FALSE(openSimNVMeDevice("sim:scsi"));
+    EXPECT_EQ(lastOpenErrorStr().utf8(), "the simulated drive \"sim:scsi\" has no NVMe interface");
+}
+
 constexpr std::uint32_t kSector = 512;
+
+TEST(SimDevices, HandlesOfOneLocatorShareADriveUntilTheLastIsClosed) {
+    const zel::String locator("sim:ata,emulated,gone-at=4");
+    std::string data(kSector, 'w');
+    SharedBlockHandle block = openBlock(locator.utf8());
+    auto ata = openSimAtaDevice(locator);
+    const AtaRequest read{{0, 1, 9, 0x40, 0x25},     AtaProtocol::dma, true,
+                          DataDirection::fromDevice, data.data(),      data.size()};
+    const ScsiRequest ready{{}, 6};
+    EXPECT_TRUE(block->write(9 * kSector, data.data(), kSector).ok());
+    data.assign(kSector, '?');
+    EXPECT_EQ(ata->execute(read).status, 0x50);
+    EXPECT_THAT(data, Each('w'));
+    EXPECT_EQ(openSimScsiDevice(locator, kReadWrite)->execute(ready).status, 2);
+    EXPECT_EQ(ata->execute(read).delivery.type, LIBDRIVE2_NO_ACCESS);
+    ata.reset();
+    block.release();
+    EXPECT_EQ(openSimAtaDevice(locator)->execute(read).status, 0x50);
+    EXPECT_NE(data, std::string(kSector, 'w'));
+}
+
+TEST(SimDevices, ALaterHandleMayWriteWhereTheFirstOnlyReads) {
+    const TempFile file(8 * kSector);
+    const std::string locator = "sim:disk,image=" + file.path, data(kSector, 'w');
+    const SharedBlockHandle reader = openBlock(locator, kAccessRead), writer = openBlock(locator);
+    EXPECT_TRUE(writer->write(0, data.data(), kSector).ok());
+    EXPECT_EQ(file.bytes(0, kSector), data);
+    EXPECT_EQ(reader->write(0, data.data(), kSector).type, LIBDRIVE2_WRITE_PROTECTED_DEVICE);
+}
 
 /// A simulated drive of 1000 sectors, used at its block handle: nothing above hides a fault.
 class SimMediumTest : public testing::Test {

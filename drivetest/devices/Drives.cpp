@@ -1,0 +1,106 @@
+#include "drivetest/devices/Drives.h"
+
+#include "libDrive2/DeviceDescription.h"
+#include "libDrive2/DeviceOpeners.h"
+#include "quix5/DeviceInventory.h"
+
+namespace drivetest {
+
+namespace {
+
+using quix5::DeviceCapability;
+using quix5::DiagDevice;
+
+/// The inventory opens no drive; the state of an ATA password only the drive knows.
+void addSecurity(DiagDevice& device) {
+    libDrive2::AtaSecurity security;
+    if (!device.hasCapability(DeviceCapability::ATA) || !libDrive2::readAtaSecurity(device, security))
+        return;
+    device.setProperty(kPropertyPasswordSupported, quix5::Value::boolean(security.supported));
+    device.setProperty(kPropertyPasswordSet, quix5::Value::boolean(security.passwordSet));
+    device.setProperty(kPropertyLocked, quix5::Value::boolean(security.locked));
+}
+
+void setText(DiagDevice& device, const char* name, const zel::String& text) {
+    if (!text.isEmpty())
+        device.setProperty(name, text);
+}
+
+bool describeSimulated(const std::string& locator, DiagDevice& device, std::string& error) {
+    libDrive2::SimulatedDevice simulated;
+    zel::String why;
+    if (!libDrive2::describeSimulatedDevice(locator, simulated, why)) {
+        error = why.utf8();
+        return false;
+    }
+    device.setLocators(locator, locator);
+    device.setName(simulated.model);
+    device.setCapabilities(simulated.capabilities);
+    setText(device, quix5::kPropertyModel, simulated.model);
+    setText(device, quix5::kPropertySerial, simulated.serial);
+    setText(device, quix5::kPropertyFirmware, simulated.firmware);
+    device.setProperty(quix5::kPropertyBytes, simulated.bytes);
+    device.setProperty(quix5::kPropertySectorSize, simulated.sectorBytes);
+    return true;
+}
+
+}  // namespace
+
+std::vector<DiagDevice> listDrives() {
+    std::vector<DiagDevice> devices = quix5::listDevices();
+    for (DiagDevice& device : devices)
+        addSecurity(device);
+    return devices;
+}
+
+bool findDrive(const std::string& locator, DiagDevice& device, std::string& error) {
+    error = libDrive2::checkLocator(locator).utf8();
+    if (!error.empty())
+        return false;
+    if (!locator.starts_with("sim:"))
+        device = quix5::findDevice(locator);
+    else if (!describeSimulated(locator, device, error))
+        return false;
+    addSecurity(device);
+    return true;
+}
+
+std::string textProperty(const DiagDevice& device, const char* name) {
+    const quix5::DeviceProperty* const property = device.property(name);
+    return property != nullptr ? property->value().valueString().zelString().utf8() : std::string();
+}
+
+std::uint64_t numberProperty(const DiagDevice& device, const char* name) {
+    std::uint64_t number = 0;
+    if (const quix5::DeviceProperty* property = device.property(name); property != nullptr)
+        property->value().getZELValue().get(number);
+    return number;
+}
+
+bool flagProperty(const DiagDevice& device, const char* name) {
+    const quix5::DeviceProperty* const property = device.property(name);
+    return property != nullptr && property->value().valueBool();
+}
+
+std::vector<std::string> capabilityNames(const DiagDevice& device) {
+    const std::pair<DeviceCapability, const char*> known[] = {
+        {DeviceCapability::ATA, "ATA"},
+        {DeviceCapability::SCSISBC, "SCSISBC"},
+        {DeviceCapability::SCSIMMC, "SCSIMMC"},
+        {DeviceCapability::USB_UFI, "USB_UFI"},
+        {DeviceCapability::FloppyDrive, "FloppyDrive"},
+        {DeviceCapability::CDROM, "CDROM"},
+        {DeviceCapability::HardDrive, "HardDrive"},
+        {DeviceCapability::USBMassStorage, "USBMassStorage"},
+        {DeviceCapability::MMCSDFlash, "MMCSDFlash"},
+        {DeviceCapability::RemovableStorage, "RemovableStorage"},
+        {DeviceCapability::NVME, "NVME"},
+    };
+    std::vector<std::string> names;
+    for (const auto& [capability, name] : known)
+        if (device.hasCapability(capability))
+            names.emplace_back(name);
+    return names;
+}
+
+}  // namespace drivetest

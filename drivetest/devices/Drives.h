@@ -1,0 +1,29 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "quix5/DiagDevice.h"
+
+namespace drivetest {
+
+/// Device properties of ATA drives, all booleans.
+inline constexpr const char* kPropertyPasswordSupported = "SecurityPasswordSupported";
+inline constexpr const char* kPropertyPasswordSet = "SecurityPasswordSet";
+inline constexpr const char* kPropertyLocked = "ATASecurityLocked";
+
+/// The drives of this machine, with what the drives themselves tell.
+std::vector<quix5::DiagDevice> listDrives();
+
+/// The drive that a locator names; false after a sentence in `error`.
+bool findDrive(const std::string& locator, quix5::DiagDevice& device, std::string& error);
+
+/// Properties as text and numbers; empty or 0 when the device has none of that name.
+std::string textProperty(const quix5::DiagDevice& device, const char* name);
+std::uint64_t numberProperty(const quix5::DiagDevice& device, const char* name);
+bool flagProperty(const quix5::DiagDevice& device, const char* name);
+
+/// "HardDrive", "SCSISBC" and so on, in the order of their enumeration.
+std::vector<std::string> capabilityNames(const quix5::DiagDevice& device);
+
+}  // namespace drivetest

@@ -1,0 +1,176 @@
+#include "libDrive2/AtaDrive.h"
+
+#include <algorithm>
+
+#include "libDrive2/commands/AtaCommands.h"
+#include "libDrive2/drives/DriveAction.h"
+#include "libDrive2/drives/TransferPieces.h"
+#include "zel/Format.h"
+
+namespace libDrive2 {
+
+namespace {
+
+constexpr std::uint32_t kMaxSectors28 = 256;
+constexpr std::uint32_t kMaxSectors48 = 65536;
+constexpr std::uint32_t kMillisecondsPerMinute = 60000;
+/// 255 in the identity stands for more than 508 minutes: allow a day.
+constexpr std::uint32_t kLongestEraseMinutes = 508;
+constexpr std::uint32_t kMinutesOfADay = 1440;
+
+class AtaTemperature : public TemperatureAccessor {
+public:
+    explicit AtaTemperature(SharedAtaDevice device) : m_device(std::move(device)) {}
+
+    bool read(double& celsius) override {
+        std::uint8_t answer[ata::kSectorOfAnswer] = {};
+        const AtaRequest request = ata::withData(ata::smartReadData(), answer, sizeof answer);
+        const auto told = ata::statusOf(m_device->execute(request)).ok() ? ata::parseSmartTemperature(answer)
+                                                                         : std::nullopt;
+        celsius = told.value_or(celsius);
+        return told.has_value();
+    }
+
+private:
+    SharedAtaDevice m_device;
+};
+
+}  // namespace
+
+AtaDrive::AtaDrive(SharedAtaDevice device)
+    : m_device(std::move(device)), m_identity(std::make_unique<ata::Identity>()) {
+    (void)AtaDrive::doQueryDeviceInfo();
+}
+
+AtaDrive::~AtaDrive() = default;
+
+_LIBDRIVE2_ERROR_TYPES AtaDrive::doQueryDeviceInfo() {
+    std::uint8_t answer[ata::kSectorOfAnswer] = {};
+    const AtaRequest request = ata::withData(ata::identifyDevice(), answer, sizeof answer);
+    const DeviceStatus status = ata::statusOf(m_device->execute(request));
+    const auto identity = status.ok() ? ata::parseIdentity(answer) : std::nullopt;
+    if (identity) {
+        *m_identity = *identity;
+        return LIBDRIVE2_NO_ERROR;
+    }
+    *m_identity = {};
+    if (!status.ok())
+        return fail(status.type, "asking the drive for its identity failed: " + status.text);
+    return fail(LIBDRIVE2_DRIVE_ERROR, "the identity that the drive gave makes no sense");
+}
+
+std::uint32_t AtaDrive::getSectorSize() {
+    return m_identity->sectors != 0 ? m_identity->sectorBytes : 0;
+}
+std::uint64_t AtaDrive::getSectorCount() {
+    return m_identity->sectors;
+}
+std::uint32_t AtaDrive::getPhysicalSectorSize() {
+    return std::max(m_identity->physicalSectorBytes, getSectorSize());
+}
+
+std::uint32_t AtaDrive::maxTransferSectors() const {
+    return wholeSectors(m_device->maxTransferBytes(), m_identity->sectorBytes,
+                        m_identity->extended ? kMaxSectors48 : kMaxSectors28);
+}
+
+std::uint16_t AtaDrive::getOptimalRd(std::uint16_t limit) {
+    return static_cast<std::uint16_t>(
+        std::min<std::uint32_t>(maxTransferSectors(), std::max(1U, 0U + limit)));
+}
+std::uint16_t AtaDrive::getOptimalWr(std::uint16_t limit) {
+    return getOptimalRd(limit);
+}
+
+std::unique_ptr<TemperatureAccessor> AtaDrive::getTemperatureAccessor() {
+    auto accessor = std::make_unique<AtaTemperature>(m_device);
+    double celsius = 0;
+    if (!m_identity->smart || !accessor->read(celsius))
+        return nullptr;
+    return accessor;
+}
+
+bool AtaDrive::reOpenHandle() {
+    DeviceStatus status = m_device->reopen();
+    lastError = status.ok() ? LIBDRIVE2_NO_ERROR : fail(status.type, std::move(status.text));
+    return lastError == LIBDRIVE2_NO_ERROR && queryDeviceInfo();
+}
+
+_LIBDRIVE2_ERROR_TYPES AtaDrive::perform(const AtaRequest& request, const DriveAction& action) {
+    const DeviceStatus status = ata::statusOf(m_device->execute(request));
+    if (status.ok())
+        return LIBDRIVE2_NO_ERROR;
+    if (status.type == LIBDRIVE2_DRIVE_ERROR && m_identity->security.locked)
+        return fail(LIBDRIVE2_NO_ACCESS,
+                    describe(action, name) + " failed: the drive is locked by its security password");
+    return fail(status.type, describe(action, name) + " failed: " + status.text);
+}
+
+_LIBDRIVE2_ERROR_TYPES AtaDrive::doReadSector(std::uint64_t lba, std::uint32_t count, void* buffer,
+                                              std::uint32_t /*bufferBytes*/) {
+    auto* const bytes = static_cast<std::uint8_t*>(buffer);
+    return transferInPieces(lba, count, m_identity->sectorBytes, maxTransferSectors(),
+                            [&](std::uint64_t at, std::uint32_t sectors, std::size_t offset) {
+                                const std::size_t size = std::size_t{sectors} * m_identity->sectorBytes;
+                                return perform(ata::withData(ata::readDma(at, sectors, m_identity->extended),
+                                                             bytes + offset, size),
+                                               {"reading", at, sectors});
+                            });
+}
+
+_LIBDRIVE2_ERROR_TYPES AtaDrive::doWriteSector(std::uint64_t lba, std::uint32_t count, const void* buffer,
+                                               std::uint32_t /*bufferBytes*/) {
+    // The transport takes one pointer for both directions; a write only reads from it.
+    auto* const bytes = static_cast<std::uint8_t*>(const_cast<void*>(buffer));
+    const bool forced = isRepeat() && m_identity->forceUnitAccess;
+    return transferInPieces(
+        lba, count, m_identity->sectorBytes, maxTransferSectors(),
+        [&](std::uint64_t at, std::uint32_t sectors, std::size_t offset) {
+            const std::size_t size = std::size_t{sectors} * m_identity->sectorBytes;
+            const AtaRequest request =
+                forced ? ata::writeDmaFua(at, sectors) : ata::writeDma(at, sectors, m_identity->extended);
+            return perform(ata::withData(request, bytes + offset, size), {"writing", at, sectors});
+        });
+}
+
+_LIBDRIVE2_ERROR_TYPES AtaDrive::doSeekSector(std::uint64_t lba) {
+    return perform(ata::readVerify(lba, 1, m_identity->extended), {"seeking to", lba, 1});
+}
+
+_LIBDRIVE2_ERROR_TYPES AtaDrive::doFlushCache() {
+    return perform(ata::flushCache(m_identity->flushExtended), {"flushing the cache"});
+}
+_LIBDRIVE2_ERROR_TYPES AtaDrive::doStartDrive() {
+    return perform(ata::idleImmediate(), {"starting the motor"});
+}
+_LIBDRIVE2_ERROR_TYPES AtaDrive::doStopDrive() {
+    return perform(ata::standbyImmediate(), {"stopping the motor"});
+}
+
+bool AtaDrive::performSecurity(AtaRequest request, const zel::String& password, bool enhanced,
+                               const char* what) {
+    auto data = ata::securityData(password.lowerBytes(), enhanced);
+    lastError = perform(ata::withData(request, data.data(), data.size()), {what});
+    return lastError == LIBDRIVE2_NO_ERROR && queryDeviceInfo();
+}
+
+bool AtaDrive::unlockDrive(const zel::String& password) {
+    return performSecurity(ata::securityUnlock(), password, false, "unlocking");
+}
+
+bool AtaDrive::disablePassword(const zel::String& password) {
+    return performSecurity(ata::securityDisablePassword(), password, false, "removing the password");
+}
+
+bool AtaDrive::securityErase(const zel::String& password, bool enhanced) {
+    const ata::Security& security = m_identity->security;
+    const std::uint32_t told = enhanced ? security.enhancedEraseMinutes : security.eraseMinutes;
+    // Twice what the drive expects: an estimate is no promise.
+    const std::uint32_t minutes = told == 0 || told > kLongestEraseMinutes ? kMinutesOfADay : told * 2;
+    lastError = perform(ata::securityErasePrepare(), {"preparing to erase"});
+    return lastError == LIBDRIVE2_NO_ERROR &&
+           performSecurity(ata::securityEraseUnit(minutes * kMillisecondsPerMinute), password, enhanced,
+                           "erasing");
+}
+
+}  // namespace libDrive2

@@ -1,0 +1,158 @@
+#include "libDrive2/NVMeDrive.h"
+
+#include <algorithm>
+#include <limits>
+#include <vector>
+
+#include "libDrive2/commands/NVMeCommands.h"
+#include "libDrive2/drives/DriveAction.h"
+#include "libDrive2/drives/TransferPieces.h"
+
+namespace libDrive2 {
+
+namespace {
+
+class NVMeTemperature : public TemperatureAccessor {
+public:
+    explicit NVMeTemperature(SharedNVMeDevice device) : m_device(std::move(device)) {}
+
+    bool read(double& celsius) override {
+        std::uint8_t answer[nvme::kHealthLogBytes] = {};
+        const NVMeCommand command = nvme::withData(nvme::healthLog(), answer, sizeof answer);
+        const auto told =
+            nvme::statusOf(m_device->execute(command)).ok() ? nvme::parseTemperature(answer) : std::nullopt;
+        celsius = told.value_or(celsius);
+        return told.has_value();
+    }
+
+private:
+    SharedNVMeDevice m_device;
+};
+
+}  // namespace
+
+NVMeDrive::NVMeDrive(SharedNVMeDevice device) : m_device(std::move(device)) {
+    (void)NVMeDrive::doQueryDeviceInfo();
+}
+
+_LIBDRIVE2_ERROR_TYPES NVMeDrive::queryController() {
+    std::vector<std::uint8_t> answer(nvme::kIdentifyBytes);
+    const NVMeCommand command = nvme::withData(nvme::identifyController(), answer.data(), answer.size());
+    if (const auto error = perform(command, {"identifying the controller"}); error != LIBDRIVE2_NO_ERROR)
+        return error;
+    const auto controller = nvme::parseController(answer);
+    m_maxTransferBytes = controller ? controller->maxTransferBytes : 0;
+    m_supportsVerify = controller && controller->supportsVerify;
+    return LIBDRIVE2_NO_ERROR;
+}
+
+_LIBDRIVE2_ERROR_TYPES NVMeDrive::queryNamespace() {
+    m_sectors = m_sectorBytes = 0;
+    std::vector<std::uint8_t> answer(nvme::kIdentifyBytes);
+    const NVMeCommand command =
+        nvme::withData(nvme::identifyNamespace(m_device->namespaceId()), answer.data(), answer.size());
+    if (const auto error = perform(command, {"identifying the namespace"}); error != LIBDRIVE2_NO_ERROR)
+        return error;
+    const auto found = nvme::parseNamespace(answer);
+    if (!found)
+        return fail(LIBDRIVE2_DRIVE_ERROR, "the size that the namespace gave makes no sense");
+    m_sectors = found->sectors;
+    m_sectorBytes = found->sectorBytes;
+    m_metadataInData = found->metadataInData;
+    return LIBDRIVE2_NO_ERROR;
+}
+
+_LIBDRIVE2_ERROR_TYPES NVMeDrive::doQueryDeviceInfo() {
+    const _LIBDRIVE2_ERROR_TYPES error = queryController();
+    return error == LIBDRIVE2_NO_ERROR ? queryNamespace() : error;
+}
+
+std::uint32_t NVMeDrive::getSectorSize() {
+    return m_sectorBytes;
+}
+std::uint64_t NVMeDrive::getSectorCount() {
+    return m_sectors;
+}
+
+std::uint32_t NVMeDrive::maxTransferSectors() const {
+    const std::uint64_t limit =
+        m_maxTransferBytes != 0 ? m_maxTransferBytes : std::numeric_limits<std::uint64_t>::max();
+    return wholeSectors(std::min<std::uint64_t>(m_device->maxTransferBytes(), limit), m_sectorBytes,
+                        nvme::kMaxBlocks);
+}
+
+std::uint16_t NVMeDrive::getOptimalRd(std::uint16_t limit) {
+    return static_cast<std::uint16_t>(
+        std::min<std::uint32_t>(maxTransferSectors(), std::max<std::uint16_t>(limit, 1)));
+}
+std::uint16_t NVMeDrive::getOptimalWr(std::uint16_t limit) {
+    return getOptimalRd(limit);
+}
+
+std::unique_ptr<TemperatureAccessor> NVMeDrive::getTemperatureAccessor() {
+    auto accessor = std::make_unique<NVMeTemperature>(m_device);
+    double celsius = 0;
+    if (!accessor->read(celsius))
+        return nullptr;
+    return accessor;
+}
+
+bool NVMeDrive::reOpenHandle() {
+    DeviceStatus status = m_device->reopen();
+    lastError = status.ok() ? LIBDRIVE2_NO_ERROR : fail(status.type, std::move(status.text));
+    return lastError == LIBDRIVE2_NO_ERROR && queryDeviceInfo();
+}
+
+_LIBDRIVE2_ERROR_TYPES NVMeDrive::perform(const NVMeCommand& command, const DriveAction& action) {
+    const DeviceStatus status = nvme::statusOf(m_device->execute(command));
+    if (status.ok())
+        return LIBDRIVE2_NO_ERROR;
+    return fail(status.type, describe(action, name) + " failed: " + status.text);
+}
+
+_LIBDRIVE2_ERROR_TYPES NVMeDrive::doReadSector(std::uint64_t lba, std::uint32_t count, void* buffer,
+                                               std::uint32_t /*bufferBytes*/) {
+    if (m_metadataInData)
+        return failMetadata();
+    auto* const bytes = static_cast<std::uint8_t*>(buffer);
+    return transferInPieces(
+        lba, count, m_sectorBytes, maxTransferSectors(),
+        [&](std::uint64_t at, std::uint32_t sectors, std::size_t offset) {
+            const std::size_t size = std::size_t{sectors} * m_sectorBytes;
+            const NVMeCommand command = nvme::read(m_device->namespaceId(), at, sectors, isRepeat());
+            return perform(nvme::withData(command, bytes + offset, size), {"reading", at, sectors});
+        });
+}
+
+_LIBDRIVE2_ERROR_TYPES NVMeDrive::doWriteSector(std::uint64_t lba, std::uint32_t count, const void* buffer,
+                                                std::uint32_t /*bufferBytes*/) {
+    if (m_metadataInData)
+        return failMetadata();
+    // The transport takes one pointer for both directions; a write only reads from it.
+    auto* const bytes = static_cast<std::uint8_t*>(const_cast<void*>(buffer));
+    return transferInPieces(
+        lba, count, m_sectorBytes, maxTransferSectors(),
+        [&](std::uint64_t at, std::uint32_t sectors, std::size_t offset) {
+            const std::size_t size = std::size_t{sectors} * m_sectorBytes;
+            const NVMeCommand command = nvme::write(m_device->namespaceId(), at, sectors, isRepeat());
+            return perform(nvme::withData(command, bytes + offset, size), {"writing", at, sectors});
+        });
+}
+
+/// Such sectors are longer on their way than the drive's sector size says.
+_LIBDRIVE2_ERROR_TYPES NVMeDrive::failMetadata() {
+    return fail(LIBDRIVE2_NOT_SUPPORTED,
+                "the namespace keeps metadata within its sectors, which cannot be transferred like this");
+}
+
+_LIBDRIVE2_ERROR_TYPES NVMeDrive::doSeekSector(std::uint64_t lba) {
+    if (!m_supportsVerify)
+        return Drive::doSeekSector(lba);
+    return perform(nvme::verify(m_device->namespaceId(), lba, 1), {"seeking to", lba, 1});
+}
+
+_LIBDRIVE2_ERROR_TYPES NVMeDrive::doFlushCache() {
+    return perform(nvme::flush(m_device->namespaceId()), {"flushing the cache"});
+}
+
+}  // namespace libDrive2

@@ -1,0 +1,108 @@
+#include "libDrive2/OSScsiSBCDrive.h"
+
+#include <limits>
+
+#include "libDrive2/commands/ScsiCommands.h"
+#include "libDrive2/drives/DriveAction.h"
+#include "libDrive2/drives/ScsiUnit.h"
+
+namespace libDrive2 {
+
+OSScsiSBCDrive::OSScsiSBCDrive(SharedBlockHandle handle, SharedScsiPassThrough passThrough,
+                               zel::String osLocator)
+    : OSDrive(std::move(handle), std::move(osLocator)), m_passThrough(std::move(passThrough)) {
+    (void)OSScsiSBCDrive::doQueryDeviceInfo();
+}
+
+_LIBDRIVE2_ERROR_TYPES OSScsiSBCDrive::doQueryDeviceInfo() {
+    const std::optional<scsi::Inquiry> inquiry = ScsiUnit(*m_passThrough).inquiry();
+    m_isRemovable = inquiry ? inquiry->removable : OSDrive::isMediaRemovable();
+    return OSDrive::doQueryDeviceInfo();
+}
+
+bool OSScsiSBCDrive::isMediaRemovable() {
+    return m_isRemovable;
+}
+
+bool OSScsiSBCDrive::isMediaPresent() {
+    if (!m_isRemovable)
+        return true;
+    // The block interface notices a new medium only when it is asked.
+    return ScsiUnit(*m_passThrough).readiness() == ScsiUnit::Readiness::ready && OSDrive::isMediaPresent();
+}
+
+std::unique_ptr<TemperatureAccessor> OSScsiSBCDrive::getTemperatureAccessor() {
+    return scsiTemperature(m_passThrough);
+}
+
+bool OSScsiSBCDrive::reOpenHandle() {
+    DeviceStatus status = m_passThrough->reopen();
+    if (status.ok())
+        return OSDrive::reOpenHandle() && queryDeviceInfo();
+    lastError = fail(status.type, std::move(status.text));
+    return false;
+}
+
+_LIBDRIVE2_ERROR_TYPES OSScsiSBCDrive::perform(const ScsiRequest& request, const DriveAction& action) {
+    const scsi::Outcome outcome = ScsiUnit(*m_passThrough).execute(request);
+    if (!outcome.status.ok())
+        return fail(outcome.status.type, describe(action, osLocator()) + " failed: " + outcome.status.text);
+    if (!outcome.recovered.empty())
+        noteRecovered(describe(action, osLocator()) + " needed recovery by the drive: " + outcome.recovered);
+    return LIBDRIVE2_NO_ERROR;
+}
+
+/// The kernel has one error number for much of what is no fault of the medium: the unit itself knows.
+DeviceStatus OSScsiSBCDrive::explain(DeviceStatus status) {
+    if (status.type != LIBDRIVE2_MEDIA_ERROR)
+        return status;
+    const scsi::Outcome outcome = ScsiUnit(*m_passThrough).execute(scsi::testUnitReady());
+    const bool cannotBeReached =
+        outcome.status.type == LIBDRIVE2_NO_ACCESS || outcome.status.type == LIBDRIVE2_BUSY;
+    return cannotBeReached ? outcome.status : status;
+}
+
+_LIBDRIVE2_ERROR_TYPES OSScsiSBCDrive::doSeekSector(std::uint64_t lba) {
+    const std::uint64_t lastOfSeek = std::numeric_limits<std::uint32_t>::max();
+    if (m_canSeek) {
+        const bool reachesAll = getSectorCount() <= lastOfSeek + 1;
+        const _LIBDRIVE2_ERROR_TYPES error =
+            perform(reachesAll ? scsi::seek(static_cast<std::uint32_t>(lba)) : scsi::verify(lba, 1),
+                    {"seeking to", lba, 1});
+        if (error != LIBDRIVE2_NOT_SUPPORTED)
+            return error;
+        m_canSeek = false;
+    }
+    return OSDrive::doSeekSector(lba);
+}
+
+_LIBDRIVE2_ERROR_TYPES OSScsiSBCDrive::doSyncCache() {
+    return doFlushCache();
+}
+
+_LIBDRIVE2_ERROR_TYPES OSScsiSBCDrive::doFlushCache() {
+    // What was written through the block interface must have left the system first.
+    if (const _LIBDRIVE2_ERROR_TYPES error = OSDrive::doFlushCache(); error != LIBDRIVE2_NO_ERROR)
+        return error;
+    const _LIBDRIVE2_ERROR_TYPES error = perform(scsi::synchronizeCache(), {"flushing the cache"});
+    return error == LIBDRIVE2_NOT_SUPPORTED ? LIBDRIVE2_NO_ERROR : error;
+}
+
+_LIBDRIVE2_ERROR_TYPES OSScsiSBCDrive::doStartDrive() {
+    return perform(scsi::startStopUnit(scsi::StartStop::start), {"starting the motor"});
+}
+_LIBDRIVE2_ERROR_TYPES OSScsiSBCDrive::doStopDrive() {
+    return perform(scsi::startStopUnit(scsi::StartStop::stop), {"stopping the motor"});
+}
+_LIBDRIVE2_ERROR_TYPES OSScsiSBCDrive::doPreventMediumRemoval(bool prevent) {
+    return perform(scsi::preventMediumRemoval(prevent),
+                   {prevent ? "locking the medium" : "releasing the medium"});
+}
+_LIBDRIVE2_ERROR_TYPES OSScsiSBCDrive::doEjectDrive() {
+    return perform(scsi::startStopUnit(scsi::StartStop::eject), {"ejecting the medium"});
+}
+_LIBDRIVE2_ERROR_TYPES OSScsiSBCDrive::doLoadDrive() {
+    return perform(scsi::startStopUnit(scsi::StartStop::load), {"loading the medium"});
+}
+
+}  // namespace libDrive2

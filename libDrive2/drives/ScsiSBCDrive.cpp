@@ -1,0 +1,149 @@
+#include "libDrive2/ScsiSBCDrive.h"
+
+#include <algorithm>
+#include <limits>
+
+#include "libDrive2/commands/ScsiCommands.h"
+#include "libDrive2/drives/DriveAction.h"
+#include "libDrive2/drives/ScsiUnit.h"
+#include "libDrive2/drives/TransferPieces.h"
+
+namespace libDrive2 {
+
+namespace {
+
+/// From SPC-3 on units answer questions about pages and READ CAPACITY(16) in an orderly way; older ones, and
+/// USB sticks that claim less, may hang.
+constexpr std::uint8_t kVersionSpc3 = 5;
+
+/// The pass-through path of a block-command device object, which it keeps alive.
+class DevicePassThrough : public ScsiPassThrough {
+public:
+    explicit DevicePassThrough(zel::SharedPointer<ScsiSBCDevice> device) : m_device(std::move(device)) {}
+
+    ScsiResponse execute(const ScsiRequest& request) override {
+        return m_device->passThrough().execute(request);
+    }
+    [[nodiscard]] std::size_t maxTransferBytes() const override {
+        return m_device->passThrough().maxTransferBytes();
+    }
+    DeviceStatus reopen() override { return m_device->passThrough().reopen(); }
+
+private:
+    zel::SharedPointer<ScsiSBCDevice> m_device;
+};
+
+}  // namespace
+
+ScsiSBCDrive::ScsiSBCDrive(SharedScsiPassThrough passThrough) : ScsiDrive(std::move(passThrough)) {
+    (void)ScsiSBCDrive::doQueryMediumInfo();
+}
+
+ScsiSBCDrive::ScsiSBCDrive(zel::SharedPointer<ScsiSBCDevice> device)
+    : ScsiSBCDrive(SharedScsiPassThrough(std::make_unique<DevicePassThrough>(std::move(device)))) {}
+
+_LIBDRIVE2_ERROR_TYPES ScsiSBCDrive::doQueryMediumInfo() {
+    ScsiUnit unit(*passThrough());
+    const auto inquiry = unit.inquiry();
+    DeviceStatus why;
+    const auto capacity = unit.capacity(inquiry && inquiry->version >= kVersionSpc3, why);
+    if (!capacity) {
+        setCapacity(0, 0, 0);
+        return fail(why.type, "asking for the drive's capacity failed: " + why.text);
+    }
+    setCapacity(capacity->sectors, capacity->sectorBytes, capacity->physicalSectorBytes);
+    const auto parameters = unit.modeParameters();
+    m_supportsForceUnitAccess = parameters && parameters->supportsForceUnitAccess;
+    if (inquiry && inquiry->version >= kVersionSpc3)
+        queryLimits();
+    return LIBDRIVE2_NO_ERROR;
+}
+
+void ScsiSBCDrive::queryLimits() {
+    const auto limits = ScsiUnit(*passThrough()).blockLimits();
+    m_maxTransferSectors = limits ? limits->maximumTransfer : 0;
+}
+
+void ScsiSBCDrive::setCapacity(std::uint64_t sectors, std::uint32_t sectorBytes,
+                               std::uint32_t physicalSectorBytes) {
+    m_sectors = sectors;
+    m_sectorBytes = sectorBytes;
+    m_physicalSectorBytes = physicalSectorBytes;
+    // SEEK(10) does not reach every sector of a large drive; one method for all keeps them comparable.
+    m_seekMethod = sectors > std::uint64_t{std::numeric_limits<std::uint32_t>::max()} + 1 ? SeekMethod::verify
+                                                                                          : SeekMethod::seek;
+}
+
+std::uint32_t ScsiSBCDrive::getSectorSize() {
+    return m_sectorBytes;
+}
+std::uint64_t ScsiSBCDrive::getSectorCount() {
+    return m_sectors;
+}
+std::uint32_t ScsiSBCDrive::getPhysicalSectorSize() {
+    return std::max(m_physicalSectorBytes, m_sectorBytes);
+}
+
+std::uint32_t ScsiSBCDrive::maxTransferSectors() const {
+    const std::uint32_t limit =
+        m_maxTransferSectors != 0 ? m_maxTransferSectors : std::numeric_limits<std::uint32_t>::max();
+    return wholeSectors(passThrough()->maxTransferBytes(), m_sectorBytes, limit);
+}
+
+std::uint16_t ScsiSBCDrive::getOptimalRd(std::uint16_t limit) {
+    return static_cast<std::uint16_t>(
+        std::clamp<std::uint32_t>(maxTransferSectors(), 1, std::max<std::uint16_t>(limit, 1)));
+}
+std::uint16_t ScsiSBCDrive::getOptimalWr(std::uint16_t limit) {
+    return getOptimalRd(limit);
+}
+
+std::unique_ptr<TemperatureAccessor> ScsiSBCDrive::getTemperatureAccessor() {
+    return scsiTemperature(passThrough());
+}
+
+bool ScsiSBCDrive::supportsFUA() {
+    return m_supportsForceUnitAccess;
+}
+
+_LIBDRIVE2_ERROR_TYPES ScsiSBCDrive::doReadSector(std::uint64_t lba, std::uint32_t count, void* buffer,
+                                                  std::uint32_t /*bufferBytes*/) {
+    auto* const bytes = static_cast<std::uint8_t*>(buffer);
+    const bool forced = isRepeat() && m_supportsForceUnitAccess;
+    return transferInPieces(lba, count, m_sectorBytes, maxTransferSectors(),
+                            [&](std::uint64_t at, std::uint32_t sectors, std::size_t offset) {
+                                const std::size_t size = std::size_t{sectors} * m_sectorBytes;
+                                return perform(
+                                    scsi::withData(scsi::read(at, sectors, forced), bytes + offset, size),
+                                    {"reading", at, sectors});
+                            });
+}
+
+_LIBDRIVE2_ERROR_TYPES ScsiSBCDrive::doWriteSector(std::uint64_t lba, std::uint32_t count, const void* buffer,
+                                                   std::uint32_t /*bufferBytes*/) {
+    // The transport takes one pointer for both directions; a write only reads from it.
+    auto* const bytes = static_cast<std::uint8_t*>(const_cast<void*>(buffer));
+    const bool forced = isRepeat() && m_supportsForceUnitAccess;
+    return transferInPieces(lba, count, m_sectorBytes, maxTransferSectors(),
+                            [&](std::uint64_t at, std::uint32_t sectors, std::size_t offset) {
+                                const std::size_t size = std::size_t{sectors} * m_sectorBytes;
+                                return perform(
+                                    scsi::withData(scsi::write(at, sectors, forced), bytes + offset, size),
+                                    {"writing", at, sectors});
+                            });
+}
+
+_LIBDRIVE2_ERROR_TYPES ScsiSBCDrive::doSeekSector(std::uint64_t lba) {
+    if (m_seekMethod == SeekMethod::read)
+        return Drive::doSeekSector(lba);
+    const bool seeks = m_seekMethod == SeekMethod::seek;
+    const _LIBDRIVE2_ERROR_TYPES error = perform(
+        seeks ? scsi::seek(static_cast<std::uint32_t>(lba)) : scsi::verify(lba, 1), {"seeking to", lba, 1});
+    if (error != LIBDRIVE2_NOT_SUPPORTED)
+        return error;
+    // Newer drives do not know SEEK any more; some know neither.
+    m_seekMethod = seeks ? SeekMethod::verify : SeekMethod::read;
+    return doSeekSector(lba);
+}
+
+}  // namespace libDrive2

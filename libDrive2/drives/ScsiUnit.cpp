@@ -1,0 +1,127 @@
+#include "libDrive2/drives/ScsiUnit.h"
+
+#include <algorithm>
+
+#include "libDrive2/commands/ScsiCommands.h"
+
+namespace libDrive2 {
+
+namespace {
+
+/// A reset, a changed mode and a changed microcode may follow each other; more is a unit out of order.
+constexpr int kMaxAttempts = 5;
+constexpr std::uint16_t kInquiryAllocation = 96;
+constexpr std::uint16_t kPageAllocation = 252;
+/// What devices are asked by other systems, too: some answer nothing else well.
+constexpr std::uint8_t kModeAllocation = 192;
+constexpr std::uint8_t kCapacity16Bytes = 32;
+constexpr std::uint8_t kCapacity10Bytes = 8;
+
+class ScsiTemperature : public TemperatureAccessor {
+public:
+    explicit ScsiTemperature(SharedScsiPassThrough device) : m_device(std::move(device)) {}
+
+    bool read(double& celsius) override {
+        const std::optional<double> told = ScsiUnit(*m_device).temperature();
+        celsius = told.value_or(celsius);
+        return told.has_value();
+    }
+
+private:
+    SharedScsiPassThrough m_device;
+};
+
+}  // namespace
+
+scsi::Outcome ScsiUnit::execute(const ScsiRequest& request) {
+    scsi::Outcome outcome = scsi::judge(m_device.execute(request));
+    for (int attempt = 1; outcome.repeat && attempt < kMaxAttempts; ++attempt)
+        outcome = scsi::judge(m_device.execute(request));
+    return outcome;
+}
+
+ScsiUnit::Readiness ScsiUnit::readiness() {
+    constexpr std::uint8_t kNotReady = 0x04;
+    constexpr std::uint8_t kNoMedium = 0x3A;
+    const scsi::Outcome outcome = execute(scsi::testUnitReady());
+    if (outcome.status.ok())
+        return Readiness::ready;
+    if (!outcome.sense || outcome.sense->key != scsi::kSenseNotReady)
+        return Readiness::failed;
+    if (outcome.sense->code == kNoMedium)
+        return Readiness::noMedium;
+    return outcome.sense->code == kNotReady && outcome.status.type == LIBDRIVE2_BUSY
+               ? Readiness::becomingReady
+               : Readiness::failed;
+}
+
+std::vector<std::uint8_t> ScsiUnit::ask(const ScsiRequest& request, std::size_t bytes, DeviceStatus* why) {
+    std::vector<std::uint8_t> answer(bytes);
+    ScsiResponse response;
+    scsi::Outcome outcome;
+    int attempt = 0;
+    do {
+        response = m_device.execute(scsi::withData(request, answer.data(), answer.size()));
+        outcome = scsi::judge(response);
+    } while (outcome.repeat && ++attempt < kMaxAttempts);
+    if (why != nullptr)
+        *why = outcome.status;
+    answer.resize(outcome.status.ok() ? std::min(bytes, response.transferredBytes) : 0);
+    return answer;
+}
+
+std::optional<scsi::Inquiry> ScsiUnit::inquiry() {
+    return scsi::parseInquiry(ask(scsi::inquiry(kInquiryAllocation), kInquiryAllocation));
+}
+
+std::optional<scsi::Capacity> ScsiUnit::capacity(bool asksPhysicalSize, DeviceStatus& why) {
+    auto small = scsi::parseCapacity10(ask(scsi::readCapacity10(), kCapacity10Bytes, &why));
+    if (!small && why.ok())
+        why = {LIBDRIVE2_DRIVE_ERROR, "the drive's answer about its capacity makes no sense"};
+    const bool tooLarge = small && small->sectors == scsi::kCapacityTooLarge;
+    if (!small || (!tooLarge && !asksPhysicalSize))
+        return small;
+    DeviceStatus whyNot;
+    auto large =
+        scsi::parseCapacity16(ask(scsi::readCapacity16(kCapacity16Bytes), kCapacity16Bytes, &whyNot));
+    if (large || !tooLarge)
+        return large && (tooLarge || large->sectors == small->sectors) ? large : small;
+    why = whyNot.ok() ? DeviceStatus{LIBDRIVE2_DRIVE_ERROR, "the drive does not tell its full capacity"}
+                      : whyNot;
+    return std::nullopt;
+}
+
+std::optional<scsi::ModeParameters> ScsiUnit::modeParameters() {
+    auto parameters =
+        scsi::parseModeSense6(ask(scsi::modeSense6(scsi::kModePageAll, kModeAllocation), kModeAllocation));
+    if (!parameters)
+        parameters = scsi::parseModeSense10(
+            ask(scsi::modeSense10(scsi::kModePageAll, kModeAllocation), kModeAllocation));
+    return parameters;
+}
+
+bool ScsiUnit::listsPage(std::uint8_t page) {
+    const auto pages = scsi::parseSupportedPages(
+        ask(scsi::vitalProductData(scsi::kPageSupportedPages, kPageAllocation), kPageAllocation));
+    return pages && std::find(pages->begin(), pages->end(), page) != pages->end();
+}
+
+std::optional<scsi::BlockLimits> ScsiUnit::blockLimits() {
+    if (!listsPage(scsi::kPageBlockLimits))
+        return std::nullopt;
+    return scsi::parseBlockLimits(
+        ask(scsi::vitalProductData(scsi::kPageBlockLimits, kPageAllocation), kPageAllocation));
+}
+
+std::optional<double> ScsiUnit::temperature() {
+    return scsi::parseTemperature(
+        ask(scsi::logSense(scsi::kLogPageTemperature, kPageAllocation), kPageAllocation));
+}
+
+std::unique_ptr<TemperatureAccessor> scsiTemperature(const SharedScsiPassThrough& device) {
+    if (!ScsiUnit(*device).temperature())
+        return nullptr;
+    return std::make_unique<ScsiTemperature>(device);
+}
+
+}  // namespace libDrive2

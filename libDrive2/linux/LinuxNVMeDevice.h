@@ -1,0 +1,28 @@
+#pragma once
+
+#include <memory>
+
+#include "libDrive2/NVMeDevice.h"
+#include "libDrive2/linux/PassThroughNode.h"
+
+namespace libDrive2 {
+
+/// NVMe commands by the kernel's pass-through ioctls, to a namespace's node.
+class LinuxNVMeDevice : public NVMeDevice {
+public:
+    /// Null on failure, which is kept with noteOpenError().
+    static std::unique_ptr<LinuxNVMeDevice> open(const zel::String& path);
+
+    NVMeResponse execute(const NVMeCommand& command) override;
+    [[nodiscard]] std::uint32_t namespaceId() const override { return m_namespaceId; }
+    [[nodiscard]] std::size_t maxTransferBytes() const override { return m_node.maxTransferBytes(); }
+    DeviceStatus reopen() override;
+
+private:
+    explicit LinuxNVMeDevice(PassThroughNode node) : m_node(std::move(node)) {}
+
+    PassThroughNode m_node;
+    std::uint32_t m_namespaceId = 0;
+};
+
+}  // namespace libDrive2

@@ -1,0 +1,123 @@
+#include "libDrive2/linux/LinuxScsiDevice.h"
+
+#include <scsi/sg.h>
+#include <sys/ioctl.h>
+
+#include <cerrno>
+
+#include "libDrive2/DeviceOpeners.h"
+#include "libDrive2/OpenError.h"
+#include "libDrive2/PlatformOpeners.h"
+#include "libDrive2/bridges/SatAtaDevice.h"
+
+namespace libDrive2 {
+
+namespace {
+
+constexpr int kOldestInterface = 30000;  ///< the first that knows SG_IO
+constexpr std::uint8_t kCheckCondition = 0x02;
+
+int directionOf(DataDirection direction) {
+    switch (direction) {
+        case DataDirection::fromDevice:
+            return SG_DXFER_FROM_DEV;
+        case DataDirection::toDevice:
+            return SG_DXFER_TO_DEV;
+        default:
+            return SG_DXFER_NONE;
+    }
+}
+
+/// The host adapter's own verdict (the kernel's DID_ codes).
+DeviceStatus statusOfHost(unsigned hostStatus) {
+    const auto code = [hostStatus](const char* text) {
+        return zel::String(text) + " (host status " + zel::String::number(hostStatus) + ")";
+    };
+    switch (hostStatus) {
+        case 0x00:
+            return {};
+        case 0x02:  // BUS_BUSY
+        case 0x0C:  // IMM_RETRY
+        case 0x0D:  // REQUEUE
+        case 0x11:  // NEXUS_FAILURE
+            return {LIBDRIVE2_BUSY, code("the device is busy")};
+        case 0x03:  // TIME_OUT
+        case 0x05:  // ABORT
+            return {LIBDRIVE2_TIMEOUT, code("the device did not answer in time")};
+        case 0x01:  // NO_CONNECT
+        case 0x04:  // BAD_TARGET
+        case 0x0E:  // TRANSPORT_DISRUPTED
+        case 0x0F:  // TRANSPORT_FAILFAST
+            return {LIBDRIVE2_NO_ACCESS, code("the device cannot be reached")};
+        default:
+            return {LIBDRIVE2_LINK_ERROR, code("the command was lost between host and device")};
+    }
+}
+
+sg_io_hdr headerOf(const ScsiRequest& request, ScsiResponse& response) {
+    sg_io_hdr header{};
+    header.interface_id = 'S';
+    header.dxfer_direction = directionOf(request.direction);
+    header.cmd_len = request.cdbBytes;
+    // The kernel's structure has pointers to changeable memory for what it only reads.
+    header.cmdp = const_cast<unsigned char*>(request.cdb.data());
+    header.dxferp = request.data;
+    header.dxfer_len = static_cast<unsigned>(request.dataBytes);
+    header.sbp = response.sense.data();
+    header.mx_sb_len = static_cast<unsigned char>(response.sense.size());
+    header.timeout = request.timeoutMs;
+    return header;
+}
+
+std::size_t transferred(const sg_io_hdr& header) {
+    const auto missing = header.resid > 0 ? static_cast<unsigned>(header.resid) : 0U;
+    return missing < header.dxfer_len ? header.dxfer_len - missing : 0;
+}
+
+}  // namespace
+
+std::unique_ptr<LinuxScsiDevice> LinuxScsiDevice::open(const zel::String& path, bool writable) {
+    PassThroughNode node(path.utf8(), writable);
+    DeviceStatus status = node.open();
+    int interface = 0;
+    if (status.ok() &&
+        (ioctl(node.fd(), SG_GET_VERSION_NUM, &interface) != 0 || interface < kOldestInterface))
+        status = {LIBDRIVE2_NOT_SUPPORTED, "it takes no SCSI commands"};
+    if (!status.ok()) {
+        noteOpenError(path + " cannot be opened for SCSI commands: " + status.text);
+        return nullptr;
+    }
+    return std::unique_ptr<LinuxScsiDevice>(new LinuxScsiDevice(std::move(node)));
+}
+
+ScsiResponse LinuxScsiDevice::execute(const ScsiRequest& request) {
+    ScsiResponse response;
+    sg_io_hdr header = headerOf(request, response);
+    int result = 0;
+    do
+        result = ioctl(m_node.fd(), SG_IO, &header);
+    while (result != 0 && errno == EINTR);
+    if (result != 0) {
+        response.delivery = m_node.ioctlFailure(errno);
+        return response;
+    }
+    response.status = header.status;
+    response.senseBytes = header.sb_len_wr;
+    response.transferredBytes = transferred(header);
+    // Where the device itself said what is wrong, the adapter's summary of it adds nothing.
+    if (header.status != kCheckCondition || header.sb_len_wr == 0)
+        response.delivery = statusOfHost(header.host_status);
+    return response;
+}
+
+std::unique_ptr<ScsiPassThrough> openPlatformScsiDevice(const zel::String& path,
+                                                        std::uint32_t desiredAccess) {
+    return LinuxScsiDevice::open(path, (desiredAccess & kAccessWrite) != 0);
+}
+
+std::unique_ptr<AtaDevice> openPlatformAtaDevice(const zel::String& path) {
+    std::unique_ptr<LinuxScsiDevice> device = LinuxScsiDevice::open(path, false);
+    return device != nullptr ? std::make_unique<SatAtaDevice>(std::move(device)) : nullptr;
+}
+
+}  // namespace libDrive2

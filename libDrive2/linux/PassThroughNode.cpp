@@ -1,0 +1,85 @@
+#include "libDrive2/linux/PassThroughNode.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+
+#include "libDrive2/linux/ErrnoError.h"
+#include "libDrive2/linux/SysfsBlock.h"
+
+namespace libDrive2 {
+
+namespace {
+
+/// One command takes at most 256 pages of memory that do not lie side by side.
+constexpr std::size_t kMaxTransferBytes = std::size_t{1} << 20;
+/// What every driver takes.
+constexpr std::size_t kSafeTransferBytes = std::size_t{64} << 10;
+
+}  // namespace
+
+DeviceStatus PassThroughNode::checkWholeDevice() const {
+    struct stat found {};
+    if (fstat(m_fd.get(), &found) != 0)
+        return errnoStatus(errno);
+    if (S_ISCHR(found.st_mode))
+        return {};
+    if (!S_ISBLK(found.st_mode))
+        return {LIBDRIVE2_NOT_SUPPORTED, "it is no device, so it takes no commands"};
+    const SysfsBlock device(found.st_rdev);
+    if (device.isPartition())
+        return {LIBDRIVE2_NOT_SUPPORTED, "it is a partition: commands go to the whole drive only"};
+    if (device.isVirtual())
+        return {LIBDRIVE2_NOT_SUPPORTED, "it is no drive but made by the system, so it takes no commands"};
+    return {};
+}
+
+void PassThroughNode::readLimits() {
+    m_maxTransferBytes = kSafeTransferBytes;
+    struct stat found {};
+    if (fstat(m_fd.get(), &found) != 0 || !S_ISBLK(found.st_mode))
+        return;
+    const SysfsBlock device(found.st_rdev);
+    const std::uint64_t bytes = device.queueLimit("max_hw_sectors_kb") * 1024;
+    // A buffer that begins within a page touches one page more.
+    const std::uint64_t segments = device.queueLimit("max_segments");
+    const auto pageBytes = static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE));
+    if (bytes != 0 && segments > 1)
+        m_maxTransferBytes = static_cast<std::size_t>(
+            std::min<std::uint64_t>({bytes, (segments - 1) * pageBytes, kMaxTransferBytes}));
+}
+
+DeviceStatus PassThroughNode::open() {
+    m_fd.reset();
+    // Without waiting for a medium, which commands can be about.
+    const int flags = (m_writable ? O_RDWR : O_RDONLY) | O_NONBLOCK | O_CLOEXEC;
+    m_fd = FileDescriptor(::open(m_path.c_str(), flags));
+    if (!m_fd)
+        return errnoStatus(errno);
+    if (DeviceStatus status = checkWholeDevice(); !status.ok()) {
+        m_fd.reset();
+        return status;
+    }
+    readLimits();
+    return {};
+}
+
+DeviceStatus PassThroughNode::ioctlFailure(int error) const {
+    struct stat found {};
+    const bool isGone =
+        fstat(m_fd.get(), &found) != 0 || (S_ISBLK(found.st_mode) && !SysfsBlock(found.st_rdev).isUsable());
+    DeviceStatus status = errnoStatus(error);
+    if (isGone || error == ENODEV || error == ENXIO)
+        return {LIBDRIVE2_NO_ACCESS, "the device is gone (" + status.text + ")"};
+    // The command itself was not answered: nothing is known of the medium.
+    if (status.type == LIBDRIVE2_MEDIA_ERROR)
+        status.type = LIBDRIVE2_LINK_ERROR;
+    if (error == EPERM || error == EACCES)
+        return {LIBDRIVE2_NO_ACCESS, "the system does not let this user send the command; run as root"};
+    return status;
+}
+
+}  // namespace libDrive2

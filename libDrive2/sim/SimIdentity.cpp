@@ -1,0 +1,50 @@
+#include "libDrive2/sim/SimIdentity.h"
+
+namespace libDrive2 {
+
+namespace {
+
+using quix5::DeviceCapability;
+
+constexpr const char* kFirmware = "1.0";
+
+DeviceCapability capabilitiesOf(const SimOptions& options) {
+    switch (options.kind) {
+        case SimKind::disk:
+            break;
+        case SimKind::scsi:
+            return DeviceCapability::SCSISBC | DeviceCapability::HardDrive;
+        case SimKind::ata:
+            return DeviceCapability::ATA | DeviceCapability::HardDrive |
+                   (options.emulated ? DeviceCapability::SCSISBC : DeviceCapability());
+        case SimKind::nvme:
+            return DeviceCapability::NVME | DeviceCapability::HardDrive;
+        case SimKind::floppy:
+            return DeviceCapability::FloppyDrive;
+        case SimKind::ufi:
+            return DeviceCapability::USB_UFI | DeviceCapability::FloppyDrive;
+    }
+    return DeviceCapability::HardDrive;
+}
+
+}  // namespace
+
+SimIdentity identify(const SimMedium& medium) {
+    const SimOptions& options = medium.options();
+    const SimSecurity& security = medium.state().security;
+    SimIdentity identity;
+    identity.capabilities = capabilitiesOf(options);
+    if (options.removable)
+        identity.capabilities = identity.capabilities | DeviceCapability::RemovableStorage;
+    identity.model = std::string(kSimVendor).append(" ").append(traitsOf(options.kind).product);
+    identity.serial = options.serial;
+    identity.firmware = kFirmware;
+    identity.bytes = medium.bytes();
+    identity.sectorBytes = options.sectorBytes;
+    identity.securitySupported = options.kind == SimKind::ata;
+    identity.securityEnabled = security.isEnabled();
+    identity.securityLocked = security.isLocked();
+    return identity;
+}
+
+}  // namespace libDrive2

@@ -1,0 +1,157 @@
+#include "libDrive2/sim/SimScsiPages.h"
+
+#include <algorithm>
+
+#include "libDrive2/sim/SimAtaIdentify.h"
+#include "libDrive2/sim/SimBytes.h"
+#include "libDrive2/sim/SimIdentity.h"
+
+namespace libDrive2 {
+
+namespace {
+
+constexpr std::uint8_t kSupportedPages = 0x00;
+constexpr std::uint8_t kUnitSerialNumber = 0x80;
+constexpr std::uint8_t kDeviceIdentification = 0x83;
+constexpr std::uint8_t kAtaInformation = 0x89;
+constexpr std::uint8_t kBlockLimits = 0xB0;
+constexpr std::uint8_t kBlockDeviceCharacteristics = 0xB1;
+
+constexpr std::uint16_t kRotationRate = 7200;
+constexpr std::uint8_t kReferenceTemperature = 65;
+
+bool isAta(const SimMedium& medium) {
+    return medium.options().kind == SimKind::ata;
+}
+
+/// Vendor, product and revision, 28 bytes. An ATA drive is named as SAT-3 has it.
+void putNames(std::uint8_t* at, const SimMedium& medium) {
+    const SimIdentity identity = identify(medium);
+    putText(at, 8, isAta(medium) ? "ATA" : kSimVendor);
+    putText(at + 8, 16, isAta(medium) ? identity.model : traitsOf(medium.options().kind).product);
+    putText(at + 24, 4, identity.firmware);
+}
+
+/// A page of vital product data around its contents.
+SimPage vpdPage(std::uint8_t page, const SimPage& contents) {
+    constexpr std::size_t kHeaderBytes = 4;
+    SimPage bytes(kHeaderBytes + contents.size());
+    bytes[1] = page;
+    putBigEndian(&bytes[2], 2, contents.size());
+    std::copy(contents.begin(), contents.end(), bytes.begin() + kHeaderBytes);
+    return bytes;
+}
+
+SimPage listVpdPages(const SimMedium& medium) {
+    if (isAta(medium))
+        return {kSupportedPages, kUnitSerialNumber, kDeviceIdentification,
+                kAtaInformation, kBlockLimits,      kBlockDeviceCharacteristics};
+    return {kSupportedPages, kUnitSerialNumber, kDeviceIdentification, kBlockLimits,
+            kBlockDeviceCharacteristics};
+}
+
+/// One designator: vendor, with which the model begins, and vendor's text, in ASCII, of the logical unit.
+SimPage deviceIdentification(const SimMedium& medium) {
+    const std::string text = identify(medium).model + " " + medium.options().serial;
+    SimPage bytes(4 + text.size());
+    bytes[0] = 0x02;
+    bytes[1] = 0x01;
+    bytes[3] = static_cast<std::uint8_t>(text.size());
+    std::copy(text.begin(), text.end(), bytes.begin() + 4);
+    return bytes;
+}
+
+/// SAT-3, ATA Information: the translator, and what the drive identifies itself as.
+SimPage ataInformation(const SimMedium& medium) {
+    SimPage bytes(56);
+    putText(&bytes[4], 8, kSimVendor);
+    putText(&bytes[12], 16, "Simulated SAT");
+    putText(&bytes[28], 4, identify(medium).firmware);
+    bytes[52] = 0xEC;  // the command that identifies the drive
+    const auto identifyData = ataIdentifyData(medium);
+    bytes.insert(bytes.end(), identifyData.begin(), identifyData.end());
+    return bytes;
+}
+
+SimPage blockLimits(const SimMedium& medium, std::size_t maxTransferBytes) {
+    SimPage bytes(0x3C);
+    const std::uint64_t sectors = maxTransferBytes / medium.options().sectorBytes;
+    putBigEndian(&bytes[2], 2, 1);        // optimal transfer length granularity
+    putBigEndian(&bytes[4], 4, sectors);  // maximum transfer length
+    putBigEndian(&bytes[8], 4, sectors);  // optimal transfer length
+    return bytes;
+}
+
+SimPage blockDeviceCharacteristics() {
+    SimPage bytes(0x3C);
+    putBigEndian(bytes.data(), 2, kRotationRate);
+    bytes[3] = 0x02;  // 3.5 inches
+    return bytes;
+}
+
+}  // namespace
+
+SimPage standardInquiry(const SimMedium& medium) {
+    SimPage bytes(36);
+    bytes[1] = medium.options().removable ? 0x80 : 0;
+    bytes[2] = 0x06;  // SPC-4
+    bytes[3] = 0x02;  // response data format
+    bytes[4] = static_cast<std::uint8_t>(bytes.size() - 5);
+    bytes[7] = 0x02;  // command queuing
+    putNames(&bytes[8], medium);
+    return bytes;
+}
+
+std::optional<SimPage> vitalProductData(std::uint8_t page, const SimMedium& medium,
+                                        std::size_t maxTransferBytes) {
+    const std::string& serial = medium.options().serial;
+    switch (page) {
+        case kSupportedPages:
+            return vpdPage(page, listVpdPages(medium));
+        case kUnitSerialNumber:
+            return vpdPage(page, SimPage(serial.begin(), serial.end()));
+        case kDeviceIdentification:
+            return vpdPage(page, deviceIdentification(medium));
+        case kAtaInformation:
+            return isAta(medium) ? std::optional(vpdPage(page, ataInformation(medium))) : std::nullopt;
+        case kBlockLimits:
+            return vpdPage(page, blockLimits(medium, maxTransferBytes));
+        case kBlockDeviceCharacteristics:
+            return vpdPage(page, blockDeviceCharacteristics());
+        default:
+            return std::nullopt;
+    }
+}
+
+std::optional<SimPage> modePages(std::uint8_t page) {
+    constexpr std::uint8_t kAll = 0x3F;
+    SimPage errorRecovery(12), caching(20);
+    errorRecovery[0] = 0x01;
+    errorRecovery[1] = 10;
+    errorRecovery[2] = 0x04;  // PER: recovered errors are reported
+    caching[0] = 0x08;
+    caching[1] = 18;
+    caching[2] = 0x04;  // WCE: there is a write cache
+    if (page == errorRecovery[0])
+        return errorRecovery;
+    if (page == caching[0])
+        return caching;
+    if (page != kAll)
+        return std::nullopt;
+    errorRecovery.insert(errorRecovery.end(), caching.begin(), caching.end());
+    return errorRecovery;
+}
+
+std::optional<SimPage> logPage(std::uint8_t page, const SimMedium& medium) {
+    constexpr std::uint8_t kTemperaturePage = 0x0D;
+    // Parameters in binary, 2 bytes each.
+    constexpr std::uint8_t kFormat = 0x03;
+    const auto celsius = static_cast<std::uint8_t>(medium.options().temperature);
+    if (page == kSupportedPages)
+        return SimPage{kSupportedPages, 0, 0, 2, kSupportedPages, kTemperaturePage};
+    if (page != kTemperaturePage)
+        return std::nullopt;
+    return SimPage{page, 0, 0, 12, 0, 0, kFormat, 2, 0, celsius, 0, 1, kFormat, 2, 0, kReferenceTemperature};
+}
+
+}  // namespace libDrive2
