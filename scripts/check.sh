@@ -108,8 +108,9 @@ step "unit and command-line tests" run_tests dev 'unit|cli'
 step "clang-tidy" check_tidy
 step "build with sanitizers (preset asan)" build_preset asan
 step "unit tests with sanitizers" run_tests asan unit
-# The tests against real kernels and drivers in a virtual machine (tests/lab) go here:
-#   step "tests in a virtual machine" run_tests dev lab
+step "tests in a virtual machine" run_tests dev lab
+step "build of the fuzz targets (preset fuzz)" build_preset fuzz
+step "parsers under fuzzing" run_tests fuzz fuzz
 
 passed=0 failed=0 skipped=0
 for counts in "$notes"/*.counts; do

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs what is missing from Debian 12's packages. Without an option: what building and running needs.
 #   --dev    also what scripts/check.sh needs
-#   --bench  also what bench/linear_read.sh needs
+#   --bench  also what bench/ needs
 # Nothing is asked, and nothing needs root when nothing is missing.
 set -euo pipefail
 # shellcheck source-path=SCRIPTDIR
@@ -11,9 +11,10 @@ packages=(g++ cmake ninja-build ccache pkg-config git jq liburing-dev libblkid-d
     libcli11-dev)
 for option in "$@"; do
     case "$option" in
-        --dev) packages+=(libgtest-dev libgmock-dev clang-format clang-tidy-19 python3 python3-jsonschema e2fsprogs
-            util-linux mount) ;;
-        --bench) packages+=(fio e2fsprogs util-linux mount time) ;;
+        --dev) packages+=(libgtest-dev libgmock-dev clang-format clang-tidy-19 clang-19 libclang-rt-19-dev
+            python3 python3-jsonschema e2fsprogs util-linux mount qemu-system-x86 busybox-static kmod xz-utils) ;;
+        --bench) packages+=(fio e2fsprogs util-linux mount time python3 qemu-system-x86 busybox-static kmod xz-utils
+            sg3-utils) ;;
         *) fail "unknown option $option" "use it as: setup.sh [--dev] [--bench]" ;;
     esac
 done

@@ -1,5 +1,6 @@
 #include "drivetest/ExitStatus.h"
 #include "drivetest/commands/Commands.h"
+#include "drivetest/devices/Drives.h"
 #include "drivetest/run/OutputFile.h"
 #include "drivetest/run/RunHost.h"
 #include "drivetest/run/Setup.h"
@@ -116,6 +117,12 @@ int runTests(const RunOptions& options) {
     if (!quix5::isOffered(run.test->descriptor, run.device)) {
         complain(options.test + " is not offered for " + options.device +
                  ": the device has a property that excludes it");
+        return kExitCannotRun;
+    }
+    if (flagProperty(run.device, kPropertyLocked)) {
+        complain(options.device +
+                 " is locked by its ATA password, so nothing on it can be read: unlock it first (hdparm "
+                 "--security-unlock), then try again");
         return kExitCannotRun;
     }
     // Only now: what an earlier run wrote is not replaced by nothing.

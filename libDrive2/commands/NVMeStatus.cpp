@@ -63,7 +63,7 @@ DeviceStatus statusOf(const NVMeResponse& response) {
     if (row != std::end(kRows))
         return {row->cause, row->text + number};
     if (code >> 8 == kPathRelated)
-        return {LIBDRIVE2_LINK_ERROR, "error on the path to the drive" + number};
+        return {LIBDRIVE2_NO_ACCESS, "there is no path to the drive" + number};
     return {LIBDRIVE2_DRIVE_ERROR, "the drive reported an error" + number};
 }
 

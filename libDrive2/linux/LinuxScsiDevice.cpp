@@ -107,6 +107,9 @@ ScsiResponse LinuxScsiDevice::execute(const ScsiRequest& request) {
     // Where the device itself said what is wrong, the adapter's summary of it adds nothing.
     if (header.status != kCheckCondition || header.sb_len_wr == 0)
         response.delivery = statusOfHost(header.host_status);
+    // A command that was under way when the device was pulled ends like one that was lost.
+    if (!response.delivery.ok() && m_node.isGone())
+        response.delivery.type = LIBDRIVE2_NO_ACCESS;
     return response;
 }
 

@@ -67,12 +67,15 @@ DeviceStatus PassThroughNode::open() {
     return {};
 }
 
-DeviceStatus PassThroughNode::ioctlFailure(int error) const {
+bool PassThroughNode::isGone() const {
     struct stat found {};
-    const bool isGone =
-        fstat(m_fd.get(), &found) != 0 || (S_ISBLK(found.st_mode) && !SysfsBlock(found.st_rdev).isUsable());
+    return fstat(m_fd.get(), &found) != 0 ||
+           (S_ISBLK(found.st_mode) && !SysfsBlock(found.st_rdev).isUsable());
+}
+
+DeviceStatus PassThroughNode::ioctlFailure(int error) const {
     DeviceStatus status = errnoStatus(error);
-    if (isGone || error == ENODEV || error == ENXIO)
+    if (error == ENODEV || error == ENXIO || isGone())
         return {LIBDRIVE2_NO_ACCESS, "the device is gone (" + status.text + ")"};
     // The command itself was not answered: nothing is known of the medium.
     if (status.type == LIBDRIVE2_MEDIA_ERROR)

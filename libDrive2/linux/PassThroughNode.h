@@ -20,6 +20,8 @@ public:
     [[nodiscard]] const std::string& path() const { return m_path; }
     /// The largest transfer that the kernel takes as one command.
     [[nodiscard]] std::size_t maxTransferBytes() const { return m_maxTransferBytes; }
+    /// Whether the device was removed or taken offline since it was opened.
+    [[nodiscard]] bool isGone() const;
     /// What a failed ioctl means.
     [[nodiscard]] DeviceStatus ioctlFailure(int error) const;
 
