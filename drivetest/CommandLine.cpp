@@ -32,15 +32,22 @@ void addRunOptions(CLI::App& command, RunOptions& options) {
     command.add_option("TEST", options.test, "Name of the test; \"drivetest tests\" lists them")->required();
     command
         .add_option("DEVICE", options.device,
-                    "Drive: a device path, an image file, or sim:disk[,KEY=VALUE]...\n"
+                    "Drive: a device path, an image file, or sim:KIND[,KEY=VALUE]...\n"
+                    "Kinds: disk scsi ata nvme floppy ufi\n"
                     "Keys: sectors=N sector-size=N image=PATH bad=A+B-C bad-write= bad-seek= corrupt=\n"
                     "transient=LBA:TIMES slow=A-B:MS gone-at=N busy-at=N speed=MB/s serial=TEXT\n"
-                    "media=none wp removable encrypted")
+                    "media=none wp removable encrypted recovered=A+B-C temperature=N sense=descriptor\n"
+                    "locked emulated")
         ->required();
     command.add_option("-p,--param", options.parameters, "Parameter of the test; repeatable")
         ->type_name("NAME=VALUE")
         ->allow_extra_args(false);
-    command.add_option("--property", options.properties, "Property of the device; repeatable")
+    command
+        .add_option("--property", options.properties,
+                    "Property of the device; repeatable. How it is reached:\n"
+                    "__libDriveTest_AccessOrder=DriveTestSearchOrder:N:N..., tried in this order:\n"
+                    "1 ATA, 2 SCSI, 3 optical, 4 USB floppy, 5 floppy, 6 block device,\n"
+                    "7 block device with SCSI, 8 NVMe")
         ->type_name("NAME=VALUE")
         ->allow_extra_args(false);
     command

@@ -2,7 +2,6 @@
 
 #include <memory>
 
-#include "libDrive2/sim/SimDevices.h"
 #include "libDrive2/sim/SimMedium.h"
 
 namespace libDrive2 {

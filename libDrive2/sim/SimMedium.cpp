@@ -158,7 +158,7 @@ SimOutcome SimMedium::verify(std::uint64_t lba, std::uint32_t count) {
     return found;
 }
 
-SimOutcome SimMedium::seek(std::uint64_t lba) {
+SimOutcome SimMedium::seek(std::uint64_t lba) const {
     if (SimOutcome outcome = checkAccess(lba, 1); !outcome.ok())
         return outcome;
     std::uint64_t hit = 0;

@@ -72,7 +72,7 @@ public:
     SimOutcome write(std::uint64_t lba, std::uint32_t count, const std::uint8_t* buffer);
     /// Reads without transferring.
     SimOutcome verify(std::uint64_t lba, std::uint32_t count);
-    SimOutcome seek(std::uint64_t lba);
+    [[nodiscard]] SimOutcome seek(std::uint64_t lba) const;
     SimOutcome flush();
     /// Overwrites everything with zeros.
     SimOutcome erase();
