@@ -18,7 +18,7 @@ AtaResponse SatAtaDevice::execute(const AtaRequest& request) {
     // A unit that only had news to tell has not passed the command on.
     for (int attempt = 1; scsi::judge(response).repeat && attempt < kMaxAttempts; ++attempt)
         response = m_path->execute(command);
-    AtaResponse answer = ata::fromPassThrough(response);
+    AtaResponse answer = ata::fromPassThrough(response, request);
     const bool failed = !answer.delivery.ok() || (answer.status & 0x21) != 0;
     if (!failed && response.transferredBytes < request.dataBytes)
         answer.delivery = {LIBDRIVE2_LINK_ERROR, "only " + std::to_string(response.transferredBytes) +

@@ -8,6 +8,7 @@ namespace libDrive2::ata {
 
 namespace {
 
+constexpr std::uint16_t kCompactFlash = 0x848A;  ///< looks like a packet device, but is none
 constexpr std::uint8_t kChecksumSignature = 0xA5;
 constexpr std::uint32_t kMaxSectorBytes = 1U << 16;
 constexpr std::uint64_t kMaxSectors28 = 0x0FFFFFFF;
@@ -47,11 +48,18 @@ void readSectorSizes(Bytes answer, Identity& identity) {
     const std::uint16_t sizes = word(answer, 106);
     if (!isMarkedValid(sizes))
         return;
-    if ((sizes & 0x1000) != 0)
-        identity.sectorBytes = loadLittleEndian<std::uint32_t>(answer, std::size_t{117} * 2) * 2;
+    if ((sizes & 0x1000) != 0) {
+        const auto words = loadLittleEndian<std::uint32_t>(answer, std::size_t{117} * 2);
+        identity.sectorBytes = words <= kMaxSectorBytes ? words * 2 : 0;  // 0 is refused below
+    }
     identity.physicalSectorBytes = identity.sectorBytes;
     if ((sizes & 0x2000) != 0)
         identity.physicalSectorBytes = identity.sectorBytes << (sizes & 0x0FU);
+}
+
+/// In units of two minutes; bit 15 tells that 15 bits hold them, not 8.
+std::uint32_t eraseMinutes(std::uint16_t value) {
+    return ((value & 0x8000) != 0 ? value & 0x7FFFU : value & 0xFFU) * 2;
 }
 
 Security readSecurity(Bytes answer) {
@@ -62,14 +70,14 @@ Security readSecurity(Bytes answer) {
     security.locked = (status & 0x0004) != 0;
     security.frozen = (status & 0x0008) != 0;
     security.enhancedErase = (status & 0x0020) != 0;
-    // In units of two minutes.
-    security.eraseMinutes = (word(answer, 89) & 0xFFU) * 2;
-    security.enhancedEraseMinutes = (word(answer, 90) & 0xFFU) * 2;
+    security.eraseMinutes = eraseMinutes(word(answer, 89));
+    security.enhancedEraseMinutes = eraseMinutes(word(answer, 90));
     return security;
 }
 
 void readFeatures(Bytes answer, Identity& identity) {
-    identity.smart = bit(answer, 82, 0) && bit(answer, 85, 0);
+    const bool told = isMarkedValid(word(answer, 83)) && isMarkedValid(word(answer, 87));
+    identity.smart = told && bit(answer, 82, 0) && bit(answer, 85, 0);
     if (isMarkedValid(word(answer, 83))) {
         identity.extended = bit(answer, 83, 10);
         identity.flushExtended = bit(answer, 83, 13);
@@ -86,7 +94,7 @@ std::optional<Identity> parseIdentity(Bytes answer) {
     if (answer[510] == kChecksumSignature && !hasGoodChecksum(answer))
         return std::nullopt;
     Identity identity;
-    identity.isAta = !bit(answer, 0, 15);
+    identity.isAta = !bit(answer, 0, 15) || word(answer, 0) == kCompactFlash;
     identity.serial = swappedText(answer, 10, 10);
     identity.firmware = swappedText(answer, 23, 4);
     identity.model = swappedText(answer, 27, 20);

@@ -93,7 +93,9 @@ AtaRequest flushCache(bool extended) {
 }
 
 AtaRequest standbyImmediate() {
-    return command(kStandbyImmediate);
+    AtaRequest request = command(kStandbyImmediate);
+    request.timeoutMs = kSlowCommandMs;
+    return request;
 }
 
 AtaRequest idleImmediate() {

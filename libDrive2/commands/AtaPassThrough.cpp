@@ -1,6 +1,8 @@
 #include "libDrive2/commands/AtaPassThrough.h"
 
+#include "libDrive2/commands/AtaCommands.h"
 #include "libDrive2/commands/ScsiSense.h"
+#include "libDrive2/commands/ScsiSenseText.h"
 
 namespace libDrive2::ata {
 
@@ -16,6 +18,7 @@ constexpr std::uint8_t kExtend = 0x01;
 constexpr std::uint8_t kCheckCondition = 0x20;
 constexpr std::uint8_t kFromDevice = 0x08;
 constexpr std::uint8_t kBlocks = 0x04;
+constexpr std::uint8_t kLogicalSectors = 0x10;  ///< blocks are logical sectors, not 512 bytes
 constexpr std::uint8_t kLengthInCount = 0x02;
 
 constexpr std::uint8_t kStatusReady = 0x40;
@@ -38,15 +41,25 @@ std::uint8_t protocolOf(AtaProtocol protocol) {
 std::uint8_t transferFlags(const AtaRequest& request) {
     if (request.direction == DataDirection::none)
         return kCheckCondition;
+    const std::size_t of512 = std::size_t{request.registers.count} * kSectorOfAnswer;
+    const bool logical = request.dataBytes != 0 && request.dataBytes != of512;
     return static_cast<std::uint8_t>(kCheckCondition | kBlocks | kLengthInCount |
+                                     (logical ? kLogicalSectors : 0) |
                                      (request.direction == DataDirection::fromDevice ? kFromDevice : 0));
 }
 
-void take(const scsi::AtaReturn& registers, AtaResponse& answer) {
+/// Fixed format holds 24 bits of an LBA; a sector that failed lies at or beyond the first one asked for.
+std::uint64_t completed(std::uint64_t lowBits, std::uint64_t firstLba) {
+    constexpr std::uint64_t kRange = 1U << 24;
+    const std::uint64_t lba = (firstLba & ~(kRange - 1)) | (lowBits & (kRange - 1));
+    return lba < firstLba ? lba + kRange : lba;
+}
+
+void take(const scsi::AtaReturn& registers, const AtaRequest& request, AtaResponse& answer) {
     answer.status = registers.status;
     answer.error = registers.error;
     answer.count = registers.count;
-    answer.lba = registers.lba;
+    answer.lba = registers.truncated ? completed(registers.lba, request.registers.lba) : registers.lba;
 }
 
 bool reportsFailure(const scsi::AtaReturn& registers) {
@@ -86,17 +99,21 @@ ScsiRequest toPassThrough(const AtaRequest& request) {
     return scsi;
 }
 
-AtaResponse fromPassThrough(const ScsiResponse& response) {
+AtaResponse fromPassThrough(const ScsiResponse& response, const AtaRequest& request) {
     AtaResponse answer;
     const scsi::Outcome outcome = scsi::judge(response);
     answer.delivery = outcome.status;
+    if (outcome.repeat && answer.delivery.ok())
+        answer.delivery = {LIBDRIVE2_BUSY, "the command was not executed; " + scsi::describe(*outcome.sense)};
+    if (outcome.repeat)
+        return answer;
     if (!outcome.sense) {
         // Some bridges return nothing on success although the registers were asked for.
         answer.status = outcome.status.ok() ? kStatusReady : 0;
         return answer;
     }
     if (outcome.sense->ata) {
-        take(*outcome.sense->ata, answer);
+        take(*outcome.sense->ata, request, answer);
         // The registers tell more than the sense key that was made of them.
         if (reportsFailure(*outcome.sense->ata) || outcome.status.ok())
             answer.delivery = {};
@@ -106,7 +123,7 @@ AtaResponse fromPassThrough(const ScsiResponse& response) {
         scsi::parseFixedAtaReturn(Bytes(response.sense.data(), response.senseBytes));
     const bool isFixed = (response.sense[0] & 0x7F) == 0x70;
     if (!outcome.status.ok() && isFixed && reportsFailure(fixed)) {
-        take(fixed, answer);
+        take(fixed, request, answer);
         answer.delivery = {};
     }
     return answer;

@@ -7,6 +7,7 @@ namespace libDrive2::ata {
 
 /// ATA commands through a SCSI path: ATA PASS-THROUGH(16) of SAT-3, with the registers asked back.
 ScsiRequest toPassThrough(const AtaRequest& request);
-AtaResponse fromPassThrough(const ScsiResponse& response);
+/// `request` is what was sent: where the answer had no room for all of an LBA, it tells the rest.
+AtaResponse fromPassThrough(const ScsiResponse& response, const AtaRequest& request);
 
 }  // namespace libDrive2::ata

@@ -10,6 +10,7 @@ namespace {
 constexpr std::size_t kMaxDataTransferSize = 77;
 constexpr std::size_t kOptionalCommands = 520;
 constexpr std::size_t kVolatileWriteCache = 525;
+constexpr std::size_t kFormats = 25;  ///< how many, counted from 0
 constexpr std::size_t kFormattedSize = 26;
 constexpr std::size_t kNamespaceAttributes = 99;
 constexpr std::size_t kFirstFormat = 128;
@@ -45,8 +46,8 @@ std::optional<Namespace> parseNamespace(Bytes answer) {
     const Bytes format = slice(answer, kFirstFormat + index * 4, 4);
     const unsigned exponent = byteAt(format, 2);
     const auto sectors = loadLittleEndian<std::uint64_t>(answer, 0);
-    if (exponent < kMinSizeExponent || exponent > kMaxSizeExponent || sectors == 0 ||
-        sectors > std::numeric_limits<std::uint64_t>::max() >> exponent)
+    if (index > answer[kFormats] || exponent < kMinSizeExponent || exponent > kMaxSizeExponent ||
+        sectors == 0 || sectors > std::numeric_limits<std::uint64_t>::max() >> exponent)
         return std::nullopt;
     Namespace found;
     found.sectors = sectors;

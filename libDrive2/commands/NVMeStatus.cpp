@@ -35,6 +35,7 @@ constexpr StatusRow kRows[] = {
     {0x082, LIBDRIVE2_BUSY, "the namespace is not ready"},
     {0x083, LIBDRIVE2_BUSY, "reserved by another host"},
     {0x084, LIBDRIVE2_BUSY, "format in progress"},
+    {0x109, LIBDRIVE2_NOT_SUPPORTED, "invalid log page"},
     {0x182, LIBDRIVE2_WRITE_PROTECTED_DEVICE, "attempted write to a read-only range"},
     {0x280, LIBDRIVE2_MEDIA_ERROR, "write fault"},
     {0x281, LIBDRIVE2_MEDIA_ERROR, "unrecovered read error"},
@@ -44,7 +45,7 @@ constexpr StatusRow kRows[] = {
     {0x285, LIBDRIVE2_MEDIA_ERROR, "compare failure"},
     {0x286, LIBDRIVE2_NO_ACCESS, "access denied; the drive may be locked"},
     {0x287, LIBDRIVE2_MEDIA_ERROR, "deallocated or unwritten sector"},
-    {0x371, LIBDRIVE2_NO_ACCESS, "the path to the drive was lost"},
+    {0x371, LIBDRIVE2_NO_ACCESS, "the system gave the command up: the drive was lost or took too long"},
 };
 
 constexpr std::uint16_t kCodeMask = 0x7FF;

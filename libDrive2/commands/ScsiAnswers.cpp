@@ -29,7 +29,7 @@ std::optional<bool> findWriteCache(Bytes pages) {
     while (pages.size() >= 3) {
         const std::uint8_t code = pages[0] & 0x3F;
         const bool hasSubpage = (pages[0] & 0x40) != 0;
-        if (code == kModePageCaching && !hasSubpage)
+        if (code == kModePageCaching && !hasSubpage && pages[1] != 0)
             return (pages[2] & 0x04) != 0;
         const std::size_t header = hasSubpage ? 4 : 2;
         const std::size_t length = hasSubpage ? loadBigEndian<std::uint16_t>(pages, 2) : pages[1];
@@ -38,7 +38,7 @@ std::optional<bool> findWriteCache(Bytes pages) {
     return std::nullopt;
 }
 
-/// Both forms, once their headers are read: `length` is what the device says follows the length field.
+/// Both forms, once their headers are read.
 ModeParameters modeParameters(std::uint8_t deviceSpecific, Bytes pages) {
     ModeParameters parameters;
     parameters.writeProtected = (deviceSpecific & 0x80) != 0;
@@ -64,14 +64,18 @@ std::optional<Inquiry> parseInquiry(Bytes answer) {
 
 std::optional<std::vector<std::uint8_t>> parseSupportedPages(Bytes answer) {
     const std::optional<Bytes> payload = pagePayload(answer, kPageSupportedPages);
-    if (!payload)
+    // The list begins with page 0 itself; a device that ignores the page code has its INQUIRY data there.
+    if (!payload || payload->empty() || payload->front() != kPageSupportedPages)
         return std::nullopt;
     return std::vector<std::uint8_t>(payload->begin(), payload->end());
 }
 
 std::optional<std::string> parseUnitSerialNumber(Bytes answer) {
     const std::optional<Bytes> payload = pagePayload(answer, kPageUnitSerialNumber);
-    return payload ? std::optional(textOf(*payload)) : std::nullopt;
+    // A removable device that ignores the page code has 80h there too, but no sensible length.
+    if (!payload || payload->size() < loadBigEndian<std::uint16_t>(answer, 2))
+        return std::nullopt;
+    return textOf(*payload);
 }
 
 std::optional<BlockLimits> parseBlockLimits(Bytes answer) {

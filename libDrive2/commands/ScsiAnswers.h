@@ -10,7 +10,8 @@
 namespace libDrive2::scsi {
 
 /// Parsers of what SCSI devices answer. An answer that is too short for what it must hold, or that
-/// contradicts itself, gives nothing; bytes beyond what it says it holds are ignored.
+/// contradicts itself, gives nothing; bytes beyond what it says it holds are ignored (but
+/// for INQUIRY, whose length field many devices fill in wrongly).
 
 struct Inquiry {
     std::uint8_t deviceType = 0x1F;  ///< peripheral device type: 0 disk, 5 optical, 0x1F unknown

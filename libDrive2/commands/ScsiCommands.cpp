@@ -47,7 +47,8 @@ ScsiRequest command(std::uint8_t opcode, std::uint8_t cdbBytes,
 ScsiRequest blocks(std::uint8_t opcode10, std::uint8_t opcode16, std::uint64_t lba, std::uint32_t count,
                    DataDirection direction) {
     // Both ends must fit: a 10-byte command whose last LBA wraps around would reach other sectors.
-    if (lba + count - 1 <= std::numeric_limits<std::uint32_t>::max() &&
+    constexpr std::uint64_t kLastLba10 = std::numeric_limits<std::uint32_t>::max();
+    if (lba <= kLastLba10 && lba + count <= kLastLba10 + 1 &&
         count <= std::numeric_limits<std::uint16_t>::max()) {
         ScsiRequest request = command(opcode10, 10, direction);
         storeBigEndian(request.cdb, 2, static_cast<std::uint32_t>(lba));

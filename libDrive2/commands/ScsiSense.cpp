@@ -25,6 +25,11 @@ constexpr std::uint8_t kTaskSetFull = 0x28;
 constexpr std::uint8_t kAcaActive = 0x30;
 constexpr std::uint8_t kTaskAborted = 0x40;
 
+/// 28-bit commands have bits 27:24 of the LBA in the device register.
+std::uint64_t upperBits28(std::uint8_t device) {
+    return std::uint64_t{device & 0x0FU} << 24;
+}
+
 AtaReturn descriptorAtaReturn(Bytes descriptor) {
     AtaReturn registers;
     const bool extended = (byteAt(descriptor, 2) & 1) != 0;
@@ -42,12 +47,16 @@ AtaReturn descriptorAtaReturn(Bytes descriptor) {
                     (mid >> 8) << 32 | (high >> 8) << 40;
     registers.device = byteAt(descriptor, 12);
     registers.status = byteAt(descriptor, 13);
+    if (!extended)
+        registers.lba |= upperBits28(registers.device);
     return registers;
 }
 
 std::optional<Sense> parseFixed(Bytes bytes) {
     if (bytes.size() < 3)
         return std::nullopt;
+    if (bytes.size() >= 8)
+        bytes = slice(bytes, 0, std::size_t{8} + bytes[7]);
     Sense sense;
     sense.key = bytes[2] & 0x0F;
     // A device that returns fewer bytes than the codes need has told its key alone.
@@ -82,6 +91,13 @@ std::optional<Sense> parseDescriptors(Bytes bytes) {
     return sense;
 }
 
+bool isTransportCode(std::uint8_t code) {
+    // Loss of delivery (08), errors of a transfer, a message or a phase (1B, 43, 45, 47 to 4B), failure of
+    // the host interface (54).
+    return code == 0x08 || code == 0x1B || code == 0x43 || code == 0x45 || (code >= 0x47 && code <= 0x4B) ||
+           code == 0x54;
+}
+
 _LIBDRIVE2_ERROR_TYPES causeOfNotReady(const Sense& sense) {
     switch (sense.code) {
         case 0x04:
@@ -92,10 +108,13 @@ _LIBDRIVE2_ERROR_TYPES causeOfNotReady(const Sense& sense) {
         case 0x30:
             return LIBDRIVE2_MEDIA_ERROR;  // a medium that the drive cannot read at all
         case 0x3E:
+            return sense.qualifier == 0x00 ? LIBDRIVE2_BUSY
+                                           : LIBDRIVE2_DRIVE_ERROR;  // not configured yet; failed
         case 0x4C:
-            return LIBDRIVE2_DRIVE_ERROR;  // failed its self-configuration or initialization
+            return LIBDRIVE2_DRIVE_ERROR;  // failed its self-configuration
         default:
-            return LIBDRIVE2_NO_ACCESS;  // 3A among them: no medium
+            // 3A among them: no medium
+            return isTransportCode(sense.code) ? LIBDRIVE2_LINK_ERROR : LIBDRIVE2_NO_ACCESS;
     }
 }
 
@@ -106,8 +125,10 @@ _LIBDRIVE2_ERROR_TYPES causeOfIllegalRequest(const Sense& sense) {
         case 0x25:
             return LIBDRIVE2_NO_ACCESS;  // logical unit not supported
         case 0x20:
+        case 0x22:
         case 0x24:
         case 0x26:
+        case 0x39:
             return LIBDRIVE2_NOT_SUPPORTED;
         case 0x53:
             return LIBDRIVE2_BUSY;  // medium removal prevented
@@ -121,15 +142,11 @@ _LIBDRIVE2_ERROR_TYPES causeOfUnitAttention(const Sense& sense) {
     return sense.code == 0x28 || sense.code == 0x3A ? LIBDRIVE2_NO_ACCESS : LIBDRIVE2_BUSY;
 }
 
-bool isTransportCode(std::uint8_t code) {
-    // CRC and parity errors on the way (47, 48, 4B), loss of delivery (08), data phase error.
-    return code == 0x08 || code == 0x47 || code == 0x48 || code == 0x4B;
-}
-
 _LIBDRIVE2_ERROR_TYPES causeOf(const Sense& sense) {
     switch (sense.key) {
         case 0x0:
         case kSenseRecovered:
+        case 0xF:  // completed
             return LIBDRIVE2_NO_ERROR;
         case kSenseNotReady:
             return causeOfNotReady(sense);
@@ -142,6 +159,8 @@ _LIBDRIVE2_ERROR_TYPES causeOf(const Sense& sense) {
         case kSenseUnitAttention:
             return causeOfUnitAttention(sense);
         case 0x7:
+            if (sense.code == 0x74)
+                return LIBDRIVE2_NO_ACCESS;  // a locked device
             // 27/01 and 27/02 speak of the unit, the rest of the medium (SPC-4 annex F).
             return sense.code == 0x27 && (sense.qualifier == 0x01 || sense.qualifier == 0x02)
                        ? LIBDRIVE2_WRITE_PROTECTED_DEVICE
@@ -189,7 +208,10 @@ AtaReturn parseFixedAtaReturn(Bytes bytes) {
     registers.count = byteAt(bytes, 6);
     registers.lba = std::uint64_t{byteAt(bytes, 9)} | std::uint64_t{byteAt(bytes, 10)} << 8 |
                     std::uint64_t{byteAt(bytes, 11)} << 16;
-    registers.truncated = (byteAt(bytes, 8) & 0x60) != 0;
+    const std::uint8_t flags = byteAt(bytes, 8);
+    registers.truncated = (flags & 0x60) != 0;
+    if ((flags & 0x80) == 0)
+        registers.lba |= upperBits28(registers.device);
     return registers;
 }
 

@@ -113,6 +113,7 @@ constexpr CodeText kCodeTexts[] = {
     {0x53, 0x02, "medium removal prevented"},
     {0x57, 0x00, "unable to recover table of contents"},
     {0x5D, 0x00, "failure prediction threshold exceeded"},
+    {0x5D, 0xFF, "failure prediction threshold exceeded (false alarm)"},
     {0x63, 0x00, "end of user area encountered on this track"},
     {0x64, 0x00, "illegal mode for this track"},
     {0x6F, 0x00, "copy protection key exchange failure"},

@@ -11,8 +11,9 @@ namespace libDrive2 {
 
 namespace {
 
-constexpr std::uint32_t kMaxSectors28 = 256;
-constexpr std::uint32_t kMaxSectors48 = 65536;
+/// One less than the registers take: the full count is written as 0, which bridges may misunderstand.
+constexpr std::uint32_t kMaxSectors28 = 255;
+constexpr std::uint32_t kMaxSectors48 = 65535;
 constexpr std::uint32_t kMillisecondsPerMinute = 60000;
 /// 255 in the identity stands for more than 508 minutes: allow a day.
 constexpr std::uint32_t kLongestEraseMinutes = 508;
