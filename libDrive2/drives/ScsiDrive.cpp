@@ -12,9 +12,12 @@ ScsiDrive::ScsiDrive(SharedScsiPassThrough passThrough) : m_passThrough(std::mov
 }
 
 _LIBDRIVE2_ERROR_TYPES ScsiDrive::doQueryDeviceInfo() {
-    const std::optional<scsi::Inquiry> inquiry = ScsiUnit(*m_passThrough).inquiry();
+    DeviceStatus why;
+    const std::optional<scsi::Inquiry> inquiry = ScsiUnit(*m_passThrough).inquiry(&why);
     if (!inquiry)
-        return fail(LIBDRIVE2_DRIVE_ERROR, "the drive does not tell what it is");
+        return fail(why.ok() ? LIBDRIVE2_DRIVE_ERROR : why.type,
+                    "the drive does not tell what it is: " +
+                        (why.ok() ? zel::String("its answer makes no sense") : why.text));
     m_isRemovable = inquiry->removable;
     return LIBDRIVE2_NO_ERROR;
 }

@@ -43,26 +43,26 @@ std::uint16_t ScsiMMCDrive::getOptimalRd(std::uint16_t limit) {
 _LIBDRIVE2_ERROR_TYPES ScsiMMCDrive::doReadSector(std::uint64_t lba, std::uint32_t count, void* buffer,
                                                   std::uint32_t /*bufferBytes*/) {
     auto* const bytes = static_cast<std::uint8_t*>(buffer);
-    return transferInPieces(
-        lba, count, m_sectorBytes, maxTransferSectors(),
-        [&](std::uint64_t at, std::uint32_t sectors, std::size_t offset) {
-            const std::size_t size = std::size_t{sectors} * m_sectorBytes;
-            return perform(scsi::withData(scsi::read(at, sectors, false), bytes + offset, size),
-                           {"reading", at, sectors});
-        });
+    return transferInPieces(lba, count, m_sectorBytes, maxTransferSectors(),
+                            [&](std::uint64_t at, std::uint32_t sectors, std::size_t offset) {
+                                const std::size_t size = std::size_t{sectors} * m_sectorBytes;
+                                return perform(
+                                    scsi::withData(scsi::read(at, sectors, false), bytes + offset, size),
+                                    {"reading", at, sectors});
+                            });
 }
 
 _LIBDRIVE2_ERROR_TYPES ScsiMMCDrive::doWriteSector(std::uint64_t lba, std::uint32_t count, const void* buffer,
                                                    std::uint32_t /*bufferBytes*/) {
     // The transport takes one pointer for both directions; a write only reads from it.
     auto* const bytes = static_cast<std::uint8_t*>(const_cast<void*>(buffer));
-    return transferInPieces(
-        lba, count, m_sectorBytes, maxTransferSectors(),
-        [&](std::uint64_t at, std::uint32_t sectors, std::size_t offset) {
-            const std::size_t size = std::size_t{sectors} * m_sectorBytes;
-            return perform(scsi::withData(scsi::write(at, sectors, false), bytes + offset, size),
-                           {"writing", at, sectors});
-        });
+    return transferInPieces(lba, count, m_sectorBytes, maxTransferSectors(),
+                            [&](std::uint64_t at, std::uint32_t sectors, std::size_t offset) {
+                                const std::size_t size = std::size_t{sectors} * m_sectorBytes;
+                                return perform(
+                                    scsi::withData(scsi::write(at, sectors, false), bytes + offset, size),
+                                    {"writing", at, sectors});
+                            });
 }
 
 _LIBDRIVE2_ERROR_TYPES ScsiMMCDrive::doSeekSector(std::uint64_t lba) {

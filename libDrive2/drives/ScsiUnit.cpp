@@ -17,6 +17,11 @@ constexpr std::uint8_t kModeAllocation = 192;
 constexpr std::uint8_t kCapacity16Bytes = 32;
 constexpr std::uint8_t kCapacity10Bytes = 8;
 
+/// To a question even a changed medium is mere news: the answer is about what is there now.
+bool isNews(const scsi::Outcome& outcome) {
+    return outcome.repeat || (outcome.sense && outcome.sense->key == scsi::kSenseUnitAttention);
+}
+
 class ScsiTemperature : public TemperatureAccessor {
 public:
     explicit ScsiTemperature(SharedScsiPassThrough device) : m_device(std::move(device)) {}
@@ -43,7 +48,9 @@ scsi::Outcome ScsiUnit::execute(const ScsiRequest& request) {
 ScsiUnit::Readiness ScsiUnit::readiness() {
     constexpr std::uint8_t kNotReady = 0x04;
     constexpr std::uint8_t kNoMedium = 0x3A;
-    const scsi::Outcome outcome = execute(scsi::testUnitReady());
+    scsi::Outcome outcome = execute(scsi::testUnitReady());
+    for (int attempt = 1; isNews(outcome) && attempt < kMaxAttempts; ++attempt)
+        outcome = execute(scsi::testUnitReady());
     if (outcome.status.ok())
         return Readiness::ready;
     if (!outcome.sense || outcome.sense->key != scsi::kSenseNotReady)
@@ -63,15 +70,15 @@ std::vector<std::uint8_t> ScsiUnit::ask(const ScsiRequest& request, std::size_t 
     do {
         response = m_device.execute(scsi::withData(request, answer.data(), answer.size()));
         outcome = scsi::judge(response);
-    } while (outcome.repeat && ++attempt < kMaxAttempts);
+    } while (isNews(outcome) && ++attempt < kMaxAttempts);
     if (why != nullptr)
         *why = outcome.status;
     answer.resize(outcome.status.ok() ? std::min(bytes, response.transferredBytes) : 0);
     return answer;
 }
 
-std::optional<scsi::Inquiry> ScsiUnit::inquiry() {
-    return scsi::parseInquiry(ask(scsi::inquiry(kInquiryAllocation), kInquiryAllocation));
+std::optional<scsi::Inquiry> ScsiUnit::inquiry(DeviceStatus* why) {
+    return scsi::parseInquiry(ask(scsi::inquiry(kInquiryAllocation), kInquiryAllocation, why));
 }
 
 std::optional<scsi::Capacity> ScsiUnit::capacity(bool asksPhysicalSize, DeviceStatus& why) {
@@ -85,7 +92,10 @@ std::optional<scsi::Capacity> ScsiUnit::capacity(bool asksPhysicalSize, DeviceSt
     auto large =
         scsi::parseCapacity16(ask(scsi::readCapacity16(kCapacity16Bytes), kCapacity16Bytes, &whyNot));
     if (large || !tooLarge)
-        return large && (tooLarge || large->sectors == small->sectors) ? large : small;
+        return large && (tooLarge ||
+                         (large->sectors == small->sectors && large->sectorBytes == small->sectorBytes))
+                   ? large
+                   : small;
     why = whyNot.ok() ? DeviceStatus{LIBDRIVE2_DRIVE_ERROR, "the drive does not tell its full capacity"}
                       : whyNot;
     return std::nullopt;

@@ -22,7 +22,8 @@ public:
     enum class Readiness : std::uint8_t { ready, becomingReady, noMedium, failed };
     Readiness readiness();
 
-    std::optional<scsi::Inquiry> inquiry();
+    /// On failure `why`, where given, tells.
+    std::optional<scsi::Inquiry> inquiry(DeviceStatus* why = nullptr);
     /// On failure `why` tells.
     std::optional<scsi::Capacity> capacity(bool asksPhysicalSize, DeviceStatus& why);
     std::optional<scsi::ModeParameters> modeParameters();

@@ -1,0 +1,119 @@
+"""The measuring part of pass_through.sh. Arguments: size of the drives in MiB, rounds."""
+
+import datetime
+import json
+import os
+import pathlib
+import re
+import shutil
+import sys
+import tempfile
+
+sys.path.append(str(pathlib.Path(__file__).resolve().parent.parent / "tests/lab"))
+
+import guest  # noqa: E402
+import kernel  # noqa: E402
+
+MODULES = ["nvme", "virtio_scsi", "sd_mod", "sg"]
+SCSI, BLOCK, BLOCK_AND_SCSI, NVME = 2, 6, 7, 8
+
+
+class Bench:
+    def __init__(self, folder, mebibytes):
+        self.mebibytes = mebibytes
+        image = guest.Image(folder, own_kernel := kernel.Kernel(os.environ["LAB_KERNEL"]), MODULES, ["scsi_debug"])
+        image.add_program(os.environ["DRIVETEST"], "drivetest", ["libDriveTest.so", "libDriveTest.qpk"])
+        image.add_program(os.environ["SINGLE_COMMANDS"])
+        image.add_program(shutil.which("sg_dd"))
+        image.pack()
+        self.guest = guest.Guest(folder, own_kernel, image.archive, self._devices(folder))
+        self.must(f"modprobe scsi_debug dev_size_mb={mebibytes} delay=0")
+
+    def _devices(self, folder):
+        arguments = ["-device", "virtio-scsi-pci,id=vs"]
+        for name, device in (("nvme", "nvme,serial=bench"), ("scsi", "scsi-hd,bus=vs.0")):
+            path = folder / f"{name}.img"
+            path.write_bytes(os.urandom(1 << 20) * self.mebibytes)
+            arguments += ["-blockdev", f"driver=raw,node-name={name},file.driver=file,file.filename={path}",
+                          "-device", f"{device},drive={name}"]
+        return arguments
+
+    def must(self, script):
+        status, output = self.guest.run(script, 600)
+        if status != 0:
+            sys.exit(f"\"{script}\" ended with status {status}: {output}")
+        return output
+
+    def drivetest(self, path, method):
+        """MiB/s of the test from its start to its end."""
+        self.must(f"drivetest run LinearReadTest {path} --events /host/record "
+                  f"--property __libDriveTest_AccessOrder=DriveTestSearchOrder:{method}")
+        times = {}
+        for line in (self.guest.share / "record").read_text().splitlines():
+            row = json.loads(line)
+            for key in row.get("testStepArtifact", {}):
+                times[key] = datetime.datetime.fromisoformat(row["timestamp"].replace("Z", "+00:00"))
+        seconds = (times["testStepEnd"] - times["testStepStart"]).total_seconds()
+        return self.mebibytes / seconds
+
+    def single(self, kind, path, size):
+        return float(self.must(f"single_commands {kind} {path} {size}"))
+
+    def sg_dd(self, path, size):
+        said = self.must(f"sg_dd if={path} of=/dev/null bs=512 bpt={size // 512} blk_sgio=1 time=1 2>&1")
+        return float(re.search(r"([0-9.]+) MB/sec", said)[1]) / 1.048576
+
+    def transfer_bytes(self, path):
+        """What drivetest sends as one command; 512-byte sectors."""
+        name = os.path.basename(path)
+        limits = [int(self.must(f"cat /sys/block/{name}/queue/{limit}")) for limit in ("max_hw_sectors_kb", "max_segments")]
+        return min(limits[0] * 1024, (limits[1] - 1) * 4096, 1 << 20)
+
+
+def measure(bench, rounds):
+    scsi = "/dev/" + bench.must("basename $(ls -d /sys/bus/virtio/devices/*/host*/target*/*/block/*)").strip()
+    debug = "/dev/" + bench.must("ls /sys/bus/pseudo/devices/adapter0/host*/target*/*/block").strip()
+    best = {}
+    for _ in range(rounds):
+        for path in (scsi, debug):
+            size = bench.transfer_bytes(path)
+            for label, rate in (
+                    ("7 block and SCSI", lambda: bench.drivetest(path, BLOCK_AND_SCSI)),
+                    ("6 block", lambda: bench.drivetest(path, BLOCK)),
+                    ("2 SCSI", lambda: bench.drivetest(path, SCSI)),
+                    ("single commands", lambda: bench.single("scsi", path, size)),
+                    ("sg_dd", lambda: bench.sg_dd(path, size))):
+                key = ("virtio-scsi" if path == scsi else "scsi_debug", label)
+                best[key] = max(best.get(key, 0), rate())
+        size = bench.transfer_bytes("/dev/nvme0n1")
+        for label, rate in (("8 NVMe", lambda: bench.drivetest("/dev/nvme0n1", NVME)),
+                            ("6 block", lambda: bench.drivetest("/dev/nvme0n1", BLOCK)),
+                            ("single commands", lambda: bench.single("nvme", "/dev/nvme0n1", size))):
+            best["nvme", label] = max(best.get(("nvme", label), 0), rate())
+    return best
+
+
+RATIOS = [("virtio-scsi", "7 block and SCSI", "6 block"), ("scsi_debug", "7 block and SCSI", "6 block"),
+          ("virtio-scsi", "2 SCSI", "single commands"), ("virtio-scsi", "2 SCSI", "sg_dd"),
+          ("scsi_debug", "2 SCSI", "single commands"), ("scsi_debug", "2 SCSI", "sg_dd"),
+          ("nvme", "8 NVMe", "single commands"), ("nvme", "8 NVMe", "6 block")]
+
+
+def main():
+    mebibytes, rounds = int(sys.argv[1]), int(sys.argv[2])
+    with tempfile.TemporaryDirectory(prefix="pass-through-") as name:
+        bench = Bench(pathlib.Path(name), mebibytes)
+        try:
+            best = measure(bench, rounds)
+        finally:
+            bench.guest.close()
+    print(f"best of {rounds} rounds over {mebibytes} MiB, MiB/s")
+    for (drive, label), rate in best.items():
+        print(f"  {drive:12} {label:18} {rate:9.1f}")
+    print("ratios")
+    for drive, ours, theirs in RATIOS:
+        print(f"  {drive:12} {ours} / {theirs}: {best[drive, ours] / best[drive, theirs]:.2f}")
+
+
+if __name__ == "__main__":
+    main()
