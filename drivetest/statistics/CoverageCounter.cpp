@@ -41,8 +41,11 @@ void CoverageCounter::add(std::uint64_t lba, std::uint32_t count, libDrive2::_LI
         open(lba, count);
     }
     const bool good = outcome == libDrive2::LIBDRIVE2_NO_ERROR;
-    if (!good && !speaksOfSectors(outcome))
+    if (!good && !speaksOfSectors(outcome)) {
+        // Gone while a failed chunk was looked into: what failed before may have been the same.
+        m_narrowed = m_narrowed || count < m_count;
         return;
+    }
     if (count == m_count && m_count > 1) {
         m_narrowed = m_narrowed && good;
         applyToAll(good ? Step::chunkGood : Step::chunkBad);

@@ -50,6 +50,7 @@ TEST(CoverageCounter, CountsEverySectorOnceAndAddsUp) {
         {"chunk worked on several times", 4, {{0, 4, ok}, {0, 4, ok}, {0, 4, ok}}, "4 = 4 + 0 + 0"},
         {"drive gone", 8, {{0, 4, ok}, {4, 4, LIBDRIVE2_NO_ACCESS}}, "8 = 4 + 0 + 4"},
         {"busy while narrowing", 2, {{0, 2, bad}, {0, 1, bad}, {1, 1, LIBDRIVE2_BUSY}}, "2 = 0 + 1 + 1"},
+        {"gone while narrowing", 4, {{0, 4, bad}, {0, 1, LIBDRIVE2_NO_ACCESS}}, "4 = 0 + 0 + 4"},
         {"strided", 2, {{0, 1, ok}, {10, 1, ok}}, "2 = 2 + 0 + 0"},
         {"never planned", 0, {{0, 4, ok}}, "4 = 4 + 0 + 0"},
         {"never started", 9, {}, "9 = 0 + 0 + 9"},
