@@ -38,13 +38,16 @@ std::uint8_t protocolOf(AtaProtocol protocol) {
     }
 }
 
+/// The registers are not asked back after data by PIO: some controllers leave DRQ in them, and that would
+/// turn a good transfer into an error.
 std::uint8_t transferFlags(const AtaRequest& request) {
+    const bool pio = request.protocol == AtaProtocol::pioIn || request.protocol == AtaProtocol::pioOut;
+    const std::uint8_t registers = pio ? 0 : kCheckCondition;
     if (request.direction == DataDirection::none)
-        return kCheckCondition;
+        return registers;
     const std::size_t of512 = std::size_t{request.registers.count} * kSectorOfAnswer;
     const bool logical = request.dataBytes != 0 && request.dataBytes != of512;
-    return static_cast<std::uint8_t>(kCheckCondition | kBlocks | kLengthInCount |
-                                     (logical ? kLogicalSectors : 0) |
+    return static_cast<std::uint8_t>(registers | kBlocks | kLengthInCount | (logical ? kLogicalSectors : 0) |
                                      (request.direction == DataDirection::fromDevice ? kFromDevice : 0));
 }
 

@@ -5,7 +5,8 @@
 
 namespace libDrive2::ata {
 
-/// ATA commands through a SCSI path: ATA PASS-THROUGH(16) of SAT-3, with the registers asked back.
+/// ATA commands through a SCSI path: ATA PASS-THROUGH(16) of SAT-3, with the registers asked back
+/// where they can be believed.
 ScsiRequest toPassThrough(const AtaRequest& request);
 /// `request` is what was sent: where the answer had no room for all of an LBA, it tells the rest.
 AtaResponse fromPassThrough(const ScsiResponse& response, const AtaRequest& request);

@@ -12,7 +12,7 @@ namespace libDrive2::ata {
 // command.
 TEST(AtaCommands, HaveTheBytesOfTheStandards) {
     const std::pair<AtaRequest, const char*> rows[] = {
-        {identifyDevice(), "in 85 08 2E 00 00 00 01 00 00 00 00 00 00 00 EC 00"},
+        {identifyDevice(), "in 85 08 0E 00 00 00 01 00 00 00 00 00 00 00 EC 00"},
         {readDma(0x060504030201, 0x1234, true), "in 85 0D 2E 00 00 12 34 04 01 05 02 06 03 40 25 00"},
         {readDma(0xA030201, 256, false), "in 85 0C 2E 00 00 00 00 00 01 00 02 00 03 4A C8 00"},
         // Sectors of more than 512 bytes count as they are.
@@ -27,11 +27,11 @@ TEST(AtaCommands, HaveTheBytesOfTheStandards) {
         {flushCache(false), "no 85 06 20 00 00 00 00 00 00 00 00 00 00 00 E7 00"},
         {standbyImmediate(), "no 85 06 20 00 00 00 00 00 00 00 00 00 00 00 E0 00"},
         {idleImmediate(), "no 85 06 20 00 00 00 00 00 00 00 00 00 00 00 E1 00"},
-        {smartReadData(), "in 85 08 2E 00 D0 00 01 00 00 00 4F 00 C2 00 B0 00"},
-        {securityUnlock(), "out 85 0A 26 00 00 00 01 00 00 00 00 00 00 00 F2 00"},
+        {smartReadData(), "in 85 08 0E 00 D0 00 01 00 00 00 4F 00 C2 00 B0 00"},
+        {securityUnlock(), "out 85 0A 06 00 00 00 01 00 00 00 00 00 00 00 F2 00"},
         {securityErasePrepare(), "no 85 06 20 00 00 00 00 00 00 00 00 00 00 00 F3 00"},
-        {securityEraseUnit(1), "out 85 0A 26 00 00 00 01 00 00 00 00 00 00 00 F4 00"},
-        {securityDisablePassword(), "out 85 0A 26 00 00 00 01 00 00 00 00 00 00 00 F6 00"},
+        {securityEraseUnit(1), "out 85 0A 06 00 00 00 01 00 00 00 00 00 00 00 F4 00"},
+        {securityDisablePassword(), "out 85 0A 06 00 00 00 01 00 00 00 00 00 00 00 F6 00"},
     };
     for (const auto& [request, bytes] : rows)
         EXPECT_EQ(shown(toPassThrough(request)), bytes);
