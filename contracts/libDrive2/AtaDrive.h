@@ -43,6 +43,7 @@ protected:
     _LIBDRIVE2_ERROR_TYPES doFlushCache() override;
     _LIBDRIVE2_ERROR_TYPES doStartDrive() override;
     _LIBDRIVE2_ERROR_TYPES doStopDrive() override;
+    bool doAnswers() override;
 
 private:
     /// Sends a command; the action begins the text of a failure.

@@ -134,6 +134,10 @@ protected:
     virtual _LIBDRIVE2_ERROR_TYPES doEjectDrive();
     virtual _LIBDRIVE2_ERROR_TYPES doLoadDrive();
 
+    /// Asked after a timeout: whether the drive answers at all. A sector may keep it silent for long; a drive
+    /// that answers nothing any more is gone.
+    virtual bool doAnswers() { return true; }
+
     /// For hooks: keeps the error's text and returns its type.
     _LIBDRIVE2_ERROR_TYPES fail(_LIBDRIVE2_ERROR_TYPES type, zel::String text);
     /// For hooks that succeed only after the drive itself recovered from an error.
@@ -149,6 +153,7 @@ private:
     bool performTransfer(DriveOperation operation, std::uint64_t lba, std::uint32_t count,
                          std::uint32_t bufferBytes, Hook hook);
     _LIBDRIVE2_ERROR_TYPES requireSectorSize();
+    _LIBDRIVE2_ERROR_TYPES judgeTimeout();
     [[nodiscard]] bool mayRetry(_LIBDRIVE2_ERROR_TYPES error, std::uint32_t attempts) const;
     void notify(std::uint32_t code, std::uint32_t behaviorBit);
 

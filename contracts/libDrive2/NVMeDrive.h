@@ -30,6 +30,7 @@ protected:
                                          std::uint32_t bufferBytes) override;
     _LIBDRIVE2_ERROR_TYPES doSeekSector(std::uint64_t lba) override;
     _LIBDRIVE2_ERROR_TYPES doFlushCache() override;
+    bool doAnswers() override;
 
 private:
     _LIBDRIVE2_ERROR_TYPES perform(const NVMeCommand& command, const DriveAction& action);

@@ -29,6 +29,7 @@ protected:
     _LIBDRIVE2_ERROR_TYPES doPreventMediumRemoval(bool prevent) override;
     _LIBDRIVE2_ERROR_TYPES doEjectDrive() override;
     _LIBDRIVE2_ERROR_TYPES doLoadDrive() override;
+    bool doAnswers() override;
     DeviceStatus explain(DeviceStatus status) override;
 
 private:

@@ -17,6 +17,7 @@ constexpr std::uint8_t kReadVerifyExt = 0x42;
 constexpr std::uint8_t kSmart = 0xB0;
 constexpr std::uint8_t kStandbyImmediate = 0xE0;
 constexpr std::uint8_t kIdleImmediate = 0xE1;
+constexpr std::uint8_t kCheckPowerMode = 0xE5;
 constexpr std::uint8_t kFlushCache = 0xE7;
 constexpr std::uint8_t kFlushCacheExt = 0xEA;
 constexpr std::uint8_t kIdentifyDevice = 0xEC;
@@ -30,6 +31,7 @@ constexpr std::uint16_t kSmartReadDataFeature = 0xD0;
 constexpr std::uint64_t kSmartSignature = 0xC24F00;
 constexpr std::size_t kPasswordBytes = 32;
 constexpr std::uint32_t kSlowCommandMs = 120000;
+constexpr std::uint32_t kQuickCommandMs = 10000;
 
 AtaRequest command(std::uint8_t code, AtaProtocol protocol = AtaProtocol::nonData,
                    DataDirection direction = DataDirection::none) {
@@ -101,6 +103,12 @@ AtaRequest standbyImmediate() {
 AtaRequest idleImmediate() {
     AtaRequest request = command(kIdleImmediate);
     request.timeoutMs = kSlowCommandMs;
+    return request;
+}
+
+AtaRequest checkPowerMode() {
+    AtaRequest request = command(kCheckPowerMode);
+    request.timeoutMs = kQuickCommandMs;
     return request;
 }
 

@@ -23,6 +23,8 @@ AtaRequest readVerify(std::uint64_t lba, std::uint32_t count, bool extended);
 AtaRequest flushCache(bool extended);
 AtaRequest standbyImmediate();
 AtaRequest idleImmediate();
+/// Answered at once in every power mode.
+AtaRequest checkPowerMode();
 AtaRequest smartReadData();
 AtaRequest securityUnlock();
 AtaRequest securityDisablePassword();

@@ -34,6 +34,8 @@ constexpr std::uint8_t kNoBlockDescriptors = 0x08;
 
 /// Spinning up, loading and emptying a large cache take their time.
 constexpr std::uint32_t kSlowCommandMs = 120000;
+/// What moves nothing is answered at once by a unit that lives.
+constexpr std::uint32_t kQuickCommandMs = 10000;
 
 ScsiRequest command(std::uint8_t opcode, std::uint8_t cdbBytes,
                     DataDirection direction = DataDirection::none) {
@@ -92,7 +94,9 @@ ScsiRequest synchronizeCache() {
 }
 
 ScsiRequest testUnitReady() {
-    return command(kTestUnitReady, 6);
+    ScsiRequest request = command(kTestUnitReady, 6);
+    request.timeoutMs = kQuickCommandMs;
+    return request;
 }
 
 ScsiRequest requestSense(std::uint8_t allocation) {

@@ -148,6 +148,11 @@ _LIBDRIVE2_ERROR_TYPES AtaDrive::doStopDrive() {
     return perform(ata::standbyImmediate(), {"stopping the motor"});
 }
 
+bool AtaDrive::doAnswers() {
+    const DeviceStatus delivery = m_device->execute(ata::checkPowerMode()).delivery;
+    return delivery.type != LIBDRIVE2_TIMEOUT && delivery.type != LIBDRIVE2_NO_ACCESS;
+}
+
 bool AtaDrive::performSecurity(AtaRequest request, const zel::String& password, bool enhanced,
                                const char* what) {
     auto data = ata::securityData(password.lowerBytes(), enhanced);

@@ -165,6 +165,8 @@ bool Drive::perform(DriveOperation operation, std::uint64_t lba, std::uint32_t c
     do {
         m_isRepeat = attempts > 0;
         lastError = hook();
+        if (lastError == LIBDRIVE2_TIMEOUT)
+            lastError = judgeTimeout();
         ++attempts;
     } while (lastError != LIBDRIVE2_NO_ERROR && mayRetry(lastError, attempts));
 
@@ -178,6 +180,12 @@ bool Drive::perform(DriveOperation operation, std::uint64_t lba, std::uint32_t c
     else if (outcome == LIBDRIVE2_NO_ERROR && (attempts > 1 || m_recovered))
         notify(kNotifyRecoveredError, LIBDRIVE2_REPORT_RECOVERED);
     return outcome == LIBDRIVE2_NO_ERROR;
+}
+
+_LIBDRIVE2_ERROR_TYPES Drive::judgeTimeout() {
+    const zel::String text = m_errorText;
+    return doAnswers() ? fail(LIBDRIVE2_TIMEOUT, text)
+                       : fail(LIBDRIVE2_NO_ACCESS, text + "; it answers nothing any more");
 }
 
 /// A drive that could not be asked when it was opened may answer now.

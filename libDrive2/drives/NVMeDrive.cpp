@@ -151,6 +151,13 @@ _LIBDRIVE2_ERROR_TYPES NVMeDrive::doSeekSector(std::uint64_t lba) {
     return perform(nvme::verify(m_device->namespaceId(), lba, 1), {"seeking to", lba, 1});
 }
 
+bool NVMeDrive::doAnswers() {
+    std::vector<std::uint8_t> answer(nvme::kHealthLogBytes);
+    const NVMeCommand command = nvme::withData(nvme::healthLog(), answer.data(), answer.size());
+    const DeviceStatus status = nvme::statusOf(m_device->execute(command));
+    return status.type != LIBDRIVE2_TIMEOUT && status.type != LIBDRIVE2_NO_ACCESS;
+}
+
 _LIBDRIVE2_ERROR_TYPES NVMeDrive::doFlushCache() {
     return perform(nvme::flush(m_device->namespaceId()), {"flushing the cache"});
 }

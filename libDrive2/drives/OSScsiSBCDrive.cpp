@@ -52,6 +52,10 @@ _LIBDRIVE2_ERROR_TYPES OSScsiSBCDrive::perform(const ScsiRequest& request, const
     return LIBDRIVE2_NO_ERROR;
 }
 
+bool OSScsiSBCDrive::doAnswers() {
+    return ScsiUnit(*m_passThrough).answers();
+}
+
 /// The kernel has one error number for much of what is no fault of the medium: the unit itself knows.
 DeviceStatus OSScsiSBCDrive::explain(DeviceStatus status) {
     if (status.type != LIBDRIVE2_MEDIA_ERROR)

@@ -53,6 +53,10 @@ _LIBDRIVE2_ERROR_TYPES ScsiDrive::perform(const ScsiRequest& request, const Driv
     return LIBDRIVE2_NO_ERROR;
 }
 
+bool ScsiDrive::doAnswers() {
+    return ScsiUnit(*m_passThrough).answers();
+}
+
 _LIBDRIVE2_ERROR_TYPES ScsiDrive::doFlushCache() {
     return perform(scsi::synchronizeCache(), {"flushing the cache"});
 }

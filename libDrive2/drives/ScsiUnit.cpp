@@ -62,6 +62,11 @@ ScsiUnit::Readiness ScsiUnit::readiness() {
                : Readiness::failed;
 }
 
+bool ScsiUnit::answers() {
+    const DeviceStatus delivery = m_device.execute(scsi::testUnitReady()).delivery;
+    return delivery.type != LIBDRIVE2_TIMEOUT && delivery.type != LIBDRIVE2_NO_ACCESS;
+}
+
 std::vector<std::uint8_t> ScsiUnit::ask(const ScsiRequest& request, std::size_t bytes, DeviceStatus* why) {
     std::vector<std::uint8_t> answer(bytes);
     ScsiResponse response;

@@ -21,6 +21,8 @@ public:
 
     enum class Readiness : std::uint8_t { ready, becomingReady, noMedium, failed };
     Readiness readiness();
+    /// Whether the unit answers at all, whatever it says.
+    bool answers();
 
     /// On failure `why`, where given, tells.
     std::optional<scsi::Inquiry> inquiry(DeviceStatus* why = nullptr);

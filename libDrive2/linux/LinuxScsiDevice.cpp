@@ -9,6 +9,7 @@
 #include "libDrive2/OpenError.h"
 #include "libDrive2/PlatformOpeners.h"
 #include "libDrive2/bridges/SatAtaDevice.h"
+#include "libDrive2/commands/ScsiCommands.h"
 
 namespace libDrive2 {
 
@@ -83,11 +84,15 @@ std::unique_ptr<LinuxScsiDevice> LinuxScsiDevice::open(const zel::String& path, 
     if (status.ok() &&
         (ioctl(node.fd(), SG_GET_VERSION_NUM, &interface) != 0 || interface < kOldestInterface))
         status = {LIBDRIVE2_NOT_SUPPORTED, "it takes no SCSI commands"};
+    std::unique_ptr<LinuxScsiDevice> device(new LinuxScsiDevice(std::move(node)));
+    // A node stays for a while when nothing answers behind it.
+    if (status.ok())
+        status = device->execute(scsi::testUnitReady()).delivery;
     if (!status.ok()) {
         noteOpenError(path + " cannot be opened for SCSI commands: " + status.text);
         return nullptr;
     }
-    return std::unique_ptr<LinuxScsiDevice>(new LinuxScsiDevice(std::move(node)));
+    return device;
 }
 
 ScsiResponse LinuxScsiDevice::execute(const ScsiRequest& request) {

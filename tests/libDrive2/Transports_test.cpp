@@ -69,9 +69,10 @@ protected:
 };
 
 TEST_F(ScsiTransport, JudgesWhatBecameOfATransfer) {
-    ScsiResponse cut, gone;
+    ScsiResponse cut, gone, silent;
     cut.transferredBytes = 7 * 512;
     gone.delivery = {LIBDRIVE2_NO_ACCESS, "gone"};
+    silent.delivery = {LIBDRIVE2_TIMEOUT, "silent"};
     const ScsiResponse reset = sense("06 00000000", "2900"), becomingReady = sense("02 00000000", "0401");
     const struct {
         std::string keys;  ///< a bad sector fails at the system's block interface
@@ -82,6 +83,9 @@ TEST_F(ScsiTransport, JudgesWhatBecameOfATransfer) {
     } rows[] = {{"", 9, cut, LIBDRIVE2_LINK_ERROR, "28 00 "},
                 {"", 4, reset, LIBDRIVE2_NO_ERROR, "28 00 28 00 28 00 28 00 28 00 "},
                 {"", 5, reset, LIBDRIVE2_BUSY, "28 00 28 00 28 00 28 00 28 00 "},
+                // A sector may take its time; who answers nothing any more is gone.
+                {"", 1, silent, LIBDRIVE2_TIMEOUT, "28 00 00 00 "},
+                {"", 2, silent, LIBDRIVE2_NO_ACCESS, "28 00 00 00 "},
                 // The medium may be another one: no bad sectors, and no data of it either.
                 {"", 1, sense("06 00000000", "2800"), LIBDRIVE2_NO_ACCESS, "28 00 "},
                 {",bad=5", 9, {}, LIBDRIVE2_MEDIA_ERROR, "00 00 "},

@@ -1,0 +1,315 @@
+"""Tests the program against the distribution's kernel and its drivers, in a virtual machine: each kind of drive,
+reached in each way that it can be, with faults at known places."""
+
+import json
+import os
+import pathlib
+import shutil
+import sys
+import tempfile
+import unittest
+
+TESTS = pathlib.Path(__file__).resolve().parent.parent
+sys.path += [str(TESTS / "cli"), str(TESTS / "record")]
+
+import check_record  # noqa: E402
+import disks  # noqa: E402
+import guest  # noqa: E402
+import kernel  # noqa: E402
+import program  # noqa: E402
+
+MODULES = ["nvme", "ahci", "ata_piix", "virtio_scsi", "xhci_pci", "usb_storage", "uas", "sd_mod", "sg", "configfs"]
+LATER_MODULES = ["scsi_debug", "null_blk", "floppy"]  # loaded by the cases that need them
+
+# Ways to reach a drive -> the drive that the log then names.
+ATA, SCSI, FLOPPY, BLOCK, BLOCK_AND_SCSI, NVME = 1, 2, 5, 6, 7, 8
+DRIVE_TYPES = {ATA: "AtaDrive", SCSI: "ScsiSBCDrive", FLOPPY: None, BLOCK: "OSDrive", BLOCK_AND_SCSI: "OSScsiSBCDrive",
+               NVME: "NVMeDrive"}
+# Of the ATA kinds the kernel repeats each failed command itself, and resets the bus each time.
+FEWER_ERRORS = {"ahci": ["RetryCount=0"], "pata": ["RetryCount=0"]}
+ATA_METHODS, SCSI_METHODS = (BLOCK_AND_SCSI, SCSI, BLOCK, ATA), (BLOCK_AND_SCSI, SCSI, BLOCK)
+# How each kind can be reached; first what is chosen unasked.
+METHODS = {"nvme": (BLOCK, NVME), "nvme-4k": (BLOCK, NVME), "ahci": ATA_METHODS, "pata": ATA_METHODS,
+           "virtio-scsi": SCSI_METHODS, "usb": SCSI_METHODS, "uas": SCSI_METHODS}
+CAPABILITIES = {BLOCK: "HardDrive", NVME: "NVME", ATA: "ATA", SCSI: "SCSISBC"}
+
+
+class Lab:
+    """The guest, its disks and what the cases share; made once."""
+
+    def __init__(self):
+        self._kernel = kernel.Kernel(os.environ["LAB_KERNEL"])
+        self.folder = pathlib.Path(tempfile.mkdtemp(prefix="lab-"))
+        self.validator = check_record.load_validator()
+        self.disks = disks.make_disks()
+        self._runs = 0
+        self._image = guest.Image(self.folder, self._kernel, MODULES, LATER_MODULES)
+        self._image.add_program(program.PROGRAM, "drivetest", ["libDriveTest.so", "libDriveTest.qpk"])
+        self._image.pack()
+        self.boot()
+
+    def boot(self):
+        arguments = [word for disk in self.disks for word in disk.arguments(self.folder)]
+        folder = tempfile.mkdtemp(prefix="guest-", dir=self.folder)
+        self.guest = guest.Guest(pathlib.Path(folder), self._kernel, self._image.archive, disks.COMMON + arguments)
+
+    def close(self):
+        self.guest.close()
+        shutil.rmtree(self.folder)
+
+    def disk(self, kind, bad=False, slow=False):
+        return next(d for d in self.disks if (d.kind, bool(d.bad), bool(d.speed)) == (kind, bad, slow))
+
+    def path(self, disk):
+        """Where the guest shows a disk, once it does."""
+        return self.node(f"grep -lx {disk.bytes // 512} /sys/block/*/size | cut -d/ -f4")
+
+    def node(self, script):
+        """The device of the name that a script tells, once there is one."""
+        return self.settle(f'name=$({script}) && [ -b "/dev/$name" ] && echo "/dev/$name"')
+
+    def settle(self, script):
+        """What a script says once it succeeds, within half a minute."""
+        return self.must(f"for i in $(seq 300); do {script} 2>/dev/null && exit; sleep 0.1; done; exit 1").strip()
+
+    def must(self, script):
+        status, output = self.guest.run(script)
+        if status != 0:
+            raise guest.GuestError(f"\"{script}\" ended with status {status}: {output}\n{self.guest.console_tail()}")
+        return output
+
+    def read(self, path, method, *parameters):
+        """Starts a linear read; gives what tells of its end."""
+        self._runs += 1
+        record, log = f"{self._runs}.jsonl", f"{self._runs}.log"
+        options = [f"-p {parameter}" for parameter in parameters]
+        options += [f"--property __libDriveTest_AccessOrder=DriveTestSearchOrder:{method}"] if method else []
+        job = self.guest.start(f"drivetest run LinearReadTest {path} --events /host/{record} "
+                               f"--log /host/{log} --log-priority 1 {' '.join(options)}")
+        return Reading(self, job, self.guest.share / record, self.guest.share / log)
+
+
+class Reading(program.Outcome):
+    """A linear read in the guest."""
+
+    def __init__(self, lab, job, record, log):
+        self._lab, self._job = lab, job
+        self.record_path, self.log_path = record, log
+
+    def wait_until_reading(self):
+        def reading():
+            return self.log().count(": Testing LBA ") >= 2 or not self._job.running()
+        self._lab.guest.wait_until(reading, 60, "the second transfer")
+
+    def ended(self, seconds=120):
+        self.status, self.out = self._job.wait(seconds)
+        return self
+
+    def log(self):
+        return self.log_path.read_text(errors="replace") if self.log_path.exists() else ""
+
+    def drive_type(self):
+        return next((line.split(": ")[-1] for line in self.log().splitlines() if "Created drive type: " in line), None)
+
+    def faults(self):
+        """What is wrong with the record."""
+        if not self.record_path.exists():
+            return ["there is none"]
+        return check_record.RecordCheck(self._lab.validator).check(self.record_path.read_bytes())
+
+
+LAB = None
+
+
+def setUpModule():
+    global LAB
+    try:
+        kernel.tool("qemu-system-x86_64", "qemu-system-x86")
+        LAB = Lab()
+    except kernel.Unavailable as error:
+        raise unittest.SkipTest(str(error)) from error
+    unittest.addModuleCleanup(LAB.close)
+
+
+class LabTest(unittest.TestCase):
+    maxDiff = None
+
+    def run(self, result=None):
+        """Shows what the guest's console said if the test fails."""
+        start, problems = LAB.guest.console.stat().st_size, len(result.failures + result.errors)
+        super().run(result)
+        if len(result.failures + result.errors) > problems:
+            print(f"{self}: {LAB.guest.console_tail(start)}", file=sys.stderr)
+
+    def setUp(self):
+        if not LAB.guest.alive():  # wrecked by a case before this one, which has failed
+            LAB.boot()
+
+    def read(self, path, method, *parameters):
+        """Reads a drive to the end; checks what holds for every run."""
+        run = LAB.read(path, method, *parameters).ended()
+        self.check(run, method)
+        return run
+
+    def check(self, run, method):
+        self.assertEqual(run.faults(), [], run.out)
+        self.assertEqual(run.drive_type(), DRIVE_TYPES[method], run.log()[:2000])
+
+    def check_surface(self, path, sectors, bad, method, *parameters, besides=()):
+        """Exactly the bad sectors are found, each once; of other events only those in "besides"."""
+        run = self.read(path, method, *parameters)
+        told = [event for event in run.events() if event.split()[0] not in besides]
+        self.assertEqual(told, [f"readSectorErr ReadSector={lba}" for lba in bad], run.out)
+        self.assertEqual((run.status, run.result()), (1, "FAIL") if bad else (0, "PASS"), run.out)
+        self.assertEqual(run.coverage(), f"{sectors} = {sectors - len(bad)} + {len(bad)} + 0")
+
+    def check_gone(self, run, method):
+        """The drive went away in the middle: no sector is called bad for it."""
+        run.ended(60)
+        self.check(run, method)
+        self.assertEqual((run.status, run.result()), (6, "CANNOTRUN"), run.out)
+        self.assertEqual(run.extensions("coverage")[0]["failed"], 0, run.out)
+        self.assertNotIn("readSectorErr", " ".join(run.events()))
+
+
+class Inventory(LabTest):
+    def test_each_kind_is_listed_with_its_capabilities(self):
+        LAB.must("modprobe floppy")
+        listed = {device["locator"]: device for device in json.loads(LAB.must("drivetest devices --json"))}
+        self.assertEqual(set(listed["/dev/fd0"]["capabilities"]), {"FloppyDrive", "RemovableStorage"})
+        for kind, methods in METHODS.items():
+            disk = LAB.disk(kind)
+            with self.subTest(kind=kind):
+                device = listed[LAB.path(disk)]
+                expected = {CAPABILITIES[method] for method in methods if method in CAPABILITIES}
+                expected |= {"USBMassStorage"} if kind in ("usb", "uas") else set()
+                self.assertEqual(set(device["capabilities"]), expected)
+                self.assertEqual((device["bytes"], device["sectorSize"]), (disk.bytes, disk.sector_bytes))
+                self.assertTrue(device["model"].startswith("QEMU "), device)
+
+    def test_how_each_kind_is_reached_unasked(self):
+        for kind, methods in METHODS.items():
+            with self.subTest(kind=kind):
+                self.check(LAB.read(LAB.path(LAB.disk(kind)), None, "EndRange=100").ended(), methods[0])
+
+
+class Surface(LabTest):
+    def check_kind(self, kind, method):
+        # QEMU's ATA disks say of a bad sector that they aborted the command, which is told as such.
+        besides = ["advancedError"] if kind in ("ahci", "pata") and method in (ATA, SCSI) else []
+        for faulty in (True, False):
+            disk = LAB.disk(kind, bad=faulty)
+            with self.subTest(disk=disk.name):
+                self.check_surface(LAB.path(disk), disk.sectors, disk.bad, method, *FEWER_ERRORS.get(kind, []),
+                                   besides=besides)
+
+    def test_null_blk(self):
+        self.addCleanup(LAB.must, "rmdir /sys/kernel/config/nullb/nullb0; rmmod null_blk")
+        LAB.must("modprobe null_blk nr_devices=0; cd /sys/kernel/config/nullb && mkdir nullb0 && cd nullb0 "
+                 "&& echo 16 >size && echo 1 >memory_backed && echo +4660-4661 >badblocks && echo 1 >power")
+        self.check_surface(LAB.node("echo nullb0"), 32768, (4660, 4661), BLOCK)
+
+    def test_floppy(self):
+        LAB.must("modprobe floppy")
+        for method in (FLOPPY, BLOCK):
+            self.check_surface(LAB.node("echo fd0"), 2880, (), method)
+
+
+class Pulled(LabTest):
+    def check_kind(self, kind, method):
+        disk = LAB.disk(kind, slow=True)
+        LAB.disks.remove(disk)
+        run = LAB.read(LAB.path(disk), method)
+        run.wait_until_reading()
+        LAB.guest.qemu("device_del", id=disk.name)
+        self.check_gone(run, method)
+
+
+class ScsiDebug(LabTest):
+    def load(self, **options):
+        """A new drive; gives its path."""
+        given = " ".join(f"{name}={value}" for name, value in {"dev_size_mb": 16, "delay": 0, **options}.items())
+        self.addCleanup(LAB.settle, "killall -q drivetest; rmmod scsi_debug")
+        LAB.must(f"modprobe scsi_debug {given}")
+        return LAB.node("ls /sys/bus/pseudo/devices/adapter0/host*/target*/*/block")
+
+    def set(self, **values):
+        for name, value in values.items():  # some are refused while commands are under way
+            LAB.settle(f"echo {value} >/sys/bus/pseudo/drivers/scsi_debug/{name}")
+
+    def check_sectors(self, size, bad, method):
+        path = self.load(sector_size=size, opts=2, medium_error_start=bad[0], medium_error_count=len(bad))
+        self.check_surface(path, 16 * disks.MIB // size, bad, method)
+
+    def check_write_protected(self, method):
+        path = self.load(wp=1)
+        self.assertEqual(LAB.must(f"cat /sys/block/{path[5:]}/ro"), "1\n")
+        self.check_surface(path, 32768, (), method)
+
+    def start_slowly(self, method, *parameters):
+        """A run that has begun to read, half a second for each command."""
+        path = self.load()
+        LAB.must(f"cd /sys/block/{path[5:]}/device && echo 2 >timeout && echo 0 >$(ls -d scsi_disk/*)/max_retries")
+        self.set(delay=125)
+        run = LAB.read(path, method, *parameters)
+        run.wait_until_reading()
+        return run
+
+    def check_pulled(self, method):
+        run = self.start_slowly(method)
+        self.set(add_host=-1)
+        self.check_gone(run, method)
+
+    def check_silent(self, method):
+        """A drive that answers no command any more."""
+        # The system does not tell that nothing answers: each sector of the transfer would be waited for, several times.
+        patience = ["RetryCount=0", "IsolateFailedLBA=false", "MaxErrors=1"] if method == BLOCK else []
+        run = self.start_slowly(method, *patience)
+        self.addCleanup(self.set, opts=0, every_nth=0)
+        self.set(opts=4, every_nth=-1)
+        run.ended(150)
+        self.check(run, method)
+        self.assertIn(run.result(), ("FAIL", "CANNOTRUN") if method == BLOCK else ("CANNOTRUN",), run.out)
+
+    def test_silent_from_the_start(self):
+        path = self.load()
+        self.addCleanup(self.set, opts=0, every_nth=0)
+        self.set(opts=4, every_nth=-1)
+        run = LAB.read(path, SCSI).ended(150)
+        self.assertEqual((run.status, run.result()), (6, "CANNOTRUN"), run.out)
+
+    def test_recovered_errors_are_warnings(self):
+        path = self.load()
+        self.set(opts=8, every_nth=-1)
+        run = self.read(path, SCSI)
+        self.assertEqual((run.status, run.result()), (3, "WARN"), run.out)
+
+    def test_offline(self):
+        path = self.load()
+        LAB.must(f"echo offline >/sys/block/{path[5:]}/device/state")
+        status, output = LAB.guest.run(f"drivetest run LinearReadTest {path}")
+        self.assertEqual(status, 6, output)
+        self.assertRegex(output, path + ".*(cannot be|no longer)")
+
+
+def add_cases(test_class, name, methods, check, *arguments):
+    """One test for each way to reach a drive."""
+    for method in methods:
+        def case(self, method=method):
+            getattr(self, check)(*arguments, method)
+        setattr(test_class, f"test_{name.replace('-', '_')}_as_{DRIVE_TYPES[method]}", case)
+
+
+for _kind, _methods in METHODS.items():
+    add_cases(Surface, _kind, _methods, "check_kind", _kind)
+for _kind in disks.PULLED:
+    add_cases(Pulled, _kind, set(METHODS[_kind]) - {BLOCK_AND_SCSI}, "check_kind", _kind)
+add_cases(ScsiDebug, "write_protected", SCSI_METHODS, "check_write_protected")
+add_cases(ScsiDebug, "pulled", SCSI_METHODS, "check_pulled")
+add_cases(ScsiDebug, "sectors_of_512", SCSI_METHODS, "check_sectors", 512, range(0x1234, 0x123E))
+add_cases(ScsiDebug, "sectors_of_4096", SCSI_METHODS, "check_sectors", 4096, (255, 256))
+add_cases(ScsiDebug, "silent", (BLOCK, SCSI), "check_silent")
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)
