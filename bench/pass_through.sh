@@ -8,7 +8,7 @@ set -euo pipefail
 # shellcheck source-path=SCRIPTDIR
 source "$(dirname "${BASH_SOURCE[0]}")/../scripts/common.sh"
 
-mebibytes=256 rounds=5
+mebibytes=1024 rounds=9
 for option in "$@"; do
     case "$option" in
         --quick) mebibytes=64 rounds=2 ;;

@@ -16,6 +16,8 @@ struct DriveOperationReport {
     std::uint32_t count;  ///< sectors; 0 where the operation has none
     /// From the first attempt to the last; zero while Drive::streamingTransfers is set.
     std::chrono::nanoseconds duration;
+    /// When it ended, on zel::Clock; zero while Drive::streamingTransfers is set.
+    std::chrono::nanoseconds finished;
     std::uint32_t attempts;  ///< at least 1
     _LIBDRIVE2_ERROR_TYPES outcome;
 };

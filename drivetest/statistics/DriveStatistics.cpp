@@ -42,7 +42,9 @@ void DriveStatistics::onOperation(const libDrive2::DriveOperationReport& report)
 
 void DriveStatistics::addTransfer(const libDrive2::DriveOperationReport& report) {
     Span& span = report.operation == DriveOperation::read ? m_reads : m_writes;
-    const zel::Clock::Duration now = zel::Clock::current().now();
+    // Reading the clock can cost as much as a transfer.
+    const zel::Clock::Duration now =
+        report.finished.count() != 0 ? report.finished : zel::Clock::current().now();
     if (!span.started) {
         span.started = true;
         span.first = now - report.duration;

@@ -172,8 +172,8 @@ bool Drive::perform(DriveOperation operation, std::uint64_t lba, std::uint32_t c
 
     const _LIBDRIVE2_ERROR_TYPES outcome = lastError;
     if (m_observer != nullptr) {
-        const auto duration = timed ? zel::Clock::current().now() - start : zel::Clock::Duration::zero();
-        m_observer->onOperation({operation, lba, count, duration, attempts, outcome});
+        const auto end = timed ? zel::Clock::current().now() : zel::Clock::Duration::zero();
+        m_observer->onOperation({operation, lba, count, end - start, end, attempts, outcome});
     }
     if (outcome == LIBDRIVE2_DRIVE_ERROR)
         notify(kNotifyAdvancedError, LIBDRIVE2_REPORT_ADVANCED);

@@ -121,7 +121,7 @@ TEST(DriveStatistics, RatesAndTotalsInSimulatedTime) {
     const auto report = [&](std::uint64_t lba, std::uint32_t count,
                             libDrive2::_LIBDRIVE2_ERROR_TYPES outcome) {
         clock.advance(500ms);
-        statistics.onOperation({libDrive2::DriveOperation::read, lba, count, 500ms, 1, outcome});
+        statistics.onOperation({libDrive2::DriveOperation::read, lba, count, 500ms, clock.now(), 1, outcome});
     };
     report(0, 2048, LIBDRIVE2_NO_ERROR);
     report(2048, 2048, LIBDRIVE2_NO_ERROR);
