@@ -7,7 +7,9 @@
 
 namespace libDrive2 {
 
+class CommandPool;
 struct DriveAction;
+struct TransferCut;
 namespace ata {
 struct Identity;
 }
@@ -49,9 +51,13 @@ private:
     /// Sends a command; the action begins the text of a failure.
     _LIBDRIVE2_ERROR_TYPES perform(const AtaRequest& request, const DriveAction& action);
     bool performSecurity(AtaRequest request, const zel::String& password, bool enhanced, const char* what);
-    [[nodiscard]] std::uint32_t maxTransferSectors() const;
+    _LIBDRIVE2_ERROR_TYPES settle(const AtaResponse& response, const DriveAction& action);
+    template <class MakeRequest>
+    _LIBDRIVE2_ERROR_TYPES transfer(const DriveAction& action, std::uint8_t* buffer, MakeRequest makeRequest);
+    [[nodiscard]] TransferCut cut() const;
 
     SharedAtaDevice m_device;
+    std::unique_ptr<CommandPool> m_pool;
     std::unique_ptr<ata::Identity> m_identity;  ///< never null
 };
 

@@ -25,13 +25,16 @@ struct NVMeResponse {
     std::uint32_t result = 0;  ///< completion queue entry, dword 0
 };
 
-/// Transport: commands to one namespace. Blocks up to the command's timeout; one thread at a time.
+/// Transport: commands to one namespace. Blocks up to the command's timeout; one
+/// thread at a time but for maxInFlight().
 class NVMeDevice {
 public:
     virtual ~NVMeDevice() = default;
     virtual NVMeResponse execute(const NVMeCommand& command) = 0;
     [[nodiscard]] virtual std::uint32_t namespaceId() const = 0;
     [[nodiscard]] virtual std::size_t maxTransferBytes() const = 0;
+    /// How many commands execute() takes at the same time, each from another thread.
+    [[nodiscard]] virtual unsigned maxInFlight() const { return 1; }
     virtual DeviceStatus reopen() = 0;
 };
 

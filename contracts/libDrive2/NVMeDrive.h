@@ -7,13 +7,16 @@
 
 namespace libDrive2 {
 
+class CommandPool;
 struct DriveAction;
+struct TransferCut;
 
 /// A drive through the commands of an NVMe namespace. A transfer that is repeated after a failure bypasses
 /// the drive's cache (FUA).
 class NVMeDrive : public Drive {
 public:
     explicit NVMeDrive(SharedNVMeDevice device);
+    ~NVMeDrive() override;
 
     std::uint32_t getSectorSize() override;
     std::uint64_t getSectorCount() override;
@@ -34,12 +37,16 @@ protected:
 
 private:
     _LIBDRIVE2_ERROR_TYPES perform(const NVMeCommand& command, const DriveAction& action);
-    [[nodiscard]] std::uint32_t maxTransferSectors() const;
+    _LIBDRIVE2_ERROR_TYPES settle(const NVMeResponse& response, const DriveAction& action);
+    template <class MakeCommand>
+    _LIBDRIVE2_ERROR_TYPES transfer(const DriveAction& action, std::uint8_t* buffer, MakeCommand makeCommand);
+    [[nodiscard]] TransferCut cut() const;
     _LIBDRIVE2_ERROR_TYPES queryController();
     _LIBDRIVE2_ERROR_TYPES queryNamespace();
     _LIBDRIVE2_ERROR_TYPES failMetadata();
 
     SharedNVMeDevice m_device;
+    std::unique_ptr<CommandPool> m_pool;
     std::uint64_t m_sectors = 0;
     std::uint32_t m_sectorBytes = 0;
     std::uint64_t m_maxTransferBytes = 0;  ///< of one command, by the controller's own limit; 0 none

@@ -19,11 +19,11 @@ public:
     /// Whether the drive has the feature; with `current`, whether it is current for the medium.
     bool hasFeature(std::uint16_t feature, bool current);
     /// Appends at most `maxDescriptors`; `writing` asks for write instead of read performance.
-    bool getNominalPerformance(zel::Array<scsi::mmc_performance_nom_desc_t>& descriptors,
+    bool getNominalPerformance(zel::Array<::scsi::mmc_performance_nom_desc_t>& descriptors,
                                std::uint32_t maxDescriptors, bool writing);
     /// SET CD SPEED; 0xFFFF stands for the maximum.
     bool setCDSpeed(std::uint8_t rotationControl, std::uint16_t readSpeed, std::uint16_t writeSpeed);
-    bool setStreamingPerformance(scsi::mmc_performance_desc_t descriptor);
+    bool setStreamingPerformance(::scsi::mmc_performance_desc_t descriptor);
     bool getReadWriteSpeeds(zel::Array<zel_write_speed_desc_t>& descriptors);
     bool setReadWriteSpeed(const zel_write_speed_desc_t& descriptor);
     /// A speed as a multiple of the loaded medium's 1x, such as "16.0".
@@ -43,7 +43,7 @@ protected:
     _LIBDRIVE2_ERROR_TYPES doSeekSector(std::uint64_t lba) override;
 
 private:
-    [[nodiscard]] std::uint32_t maxTransferSectors() const;
+    [[nodiscard]] TransferCut cut() const;
 
     std::uint64_t m_sectors = 0;
     std::uint32_t m_sectorBytes = 0;

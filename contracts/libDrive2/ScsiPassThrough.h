@@ -31,13 +31,16 @@ struct ScsiResponse {
     std::size_t transferredBytes = 0;
 };
 
-/// Transport: SCSI commands to one logical unit. Blocks up to the request's timeout; one thread at a time.
+/// Transport: SCSI commands to one logical unit. Blocks up to the request's timeout; one
+/// thread at a time but for maxInFlight().
 class ScsiPassThrough {
 public:
     virtual ~ScsiPassThrough() = default;
     virtual ScsiResponse execute(const ScsiRequest& request) = 0;
     /// The largest transfer of one command in bytes.
     [[nodiscard]] virtual std::size_t maxTransferBytes() const = 0;
+    /// How many commands execute() takes at the same time, each from another thread.
+    [[nodiscard]] virtual unsigned maxInFlight() const { return 1; }
     virtual DeviceStatus reopen() = 0;
 };
 

@@ -43,7 +43,7 @@ protected:
 private:
     enum class SeekMethod : std::uint8_t { seek, verify, read };
 
-    [[nodiscard]] std::uint32_t maxTransferSectors() const;
+    [[nodiscard]] TransferCut cut() const;
     void queryLimits();
 
     std::uint64_t m_sectors = 0;

@@ -39,7 +39,9 @@ private:
 }  // namespace
 
 AtaDrive::AtaDrive(SharedAtaDevice device)
-    : m_device(std::move(device)), m_identity(std::make_unique<ata::Identity>()) {
+    : m_device(std::move(device)),
+      m_pool(std::make_unique<CommandPool>()),
+      m_identity(std::make_unique<ata::Identity>()) {
     (void)AtaDrive::doQueryDeviceInfo();
 }
 
@@ -70,14 +72,13 @@ std::uint32_t AtaDrive::getPhysicalSectorSize() {
     return std::max(m_identity->physicalSectorBytes, getSectorSize());
 }
 
-std::uint32_t AtaDrive::maxTransferSectors() const {
-    return wholeSectors(m_device->maxTransferBytes(), m_identity->sectorBytes,
-                        m_identity->extended ? kMaxSectors48 : kMaxSectors28);
+TransferCut AtaDrive::cut() const {
+    return {m_identity->sectorBytes, wholeSectors(m_device->maxTransferBytes(), m_identity->sectorBytes,
+                                                  m_identity->extended ? kMaxSectors48 : kMaxSectors28)};
 }
 
 std::uint16_t AtaDrive::getOptimalRd(std::uint16_t limit) {
-    return static_cast<std::uint16_t>(
-        std::min<std::uint32_t>(maxTransferSectors(), std::max(1U, 0U + limit)));
+    return optimalSectors(cut(), limit);
 }
 std::uint16_t AtaDrive::getOptimalWr(std::uint16_t limit) {
     return getOptimalRd(limit);
@@ -97,8 +98,8 @@ bool AtaDrive::reOpenHandle() {
     return lastError == LIBDRIVE2_NO_ERROR && queryDeviceInfo();
 }
 
-_LIBDRIVE2_ERROR_TYPES AtaDrive::perform(const AtaRequest& request, const DriveAction& action) {
-    const DeviceStatus status = ata::statusOf(m_device->execute(request));
+_LIBDRIVE2_ERROR_TYPES AtaDrive::settle(const AtaResponse& response, const DriveAction& action) {
+    const DeviceStatus status = ata::statusOf(response);
     if (status.ok())
         return LIBDRIVE2_NO_ERROR;
     if (status.type == LIBDRIVE2_DRIVE_ERROR && m_identity->security.locked)
@@ -107,31 +108,42 @@ _LIBDRIVE2_ERROR_TYPES AtaDrive::perform(const AtaRequest& request, const DriveA
     return fail(status.type, describe(action, name) + " failed: " + status.text);
 }
 
+_LIBDRIVE2_ERROR_TYPES AtaDrive::perform(const AtaRequest& request, const DriveAction& action) {
+    return settle(m_device->execute(request), action);
+}
+
+template <class MakeRequest>
+_LIBDRIVE2_ERROR_TYPES AtaDrive::transfer(const DriveAction& action, std::uint8_t* buffer,
+                                          MakeRequest makeRequest) {
+    return transferInPieces(
+        action.lba, action.count, cut(), *m_pool,
+        [&](const TransferPiece& piece) {
+            const std::size_t size = std::size_t{piece.count} * m_identity->sectorBytes;
+            return m_device->execute(
+                ata::withData(makeRequest(piece.lba, piece.count), buffer + piece.offset, size));
+        },
+        [&](const TransferPiece& piece, const AtaResponse& response) {
+            return settle(response, {action.what, piece.lba, piece.count});
+        });
+}
+
 _LIBDRIVE2_ERROR_TYPES AtaDrive::doReadSector(std::uint64_t lba, std::uint32_t count, void* buffer,
                                               std::uint32_t /*bufferBytes*/) {
-    auto* const bytes = static_cast<std::uint8_t*>(buffer);
-    return transferInPieces(lba, count, m_identity->sectorBytes, maxTransferSectors(),
-                            [&](std::uint64_t at, std::uint32_t sectors, std::size_t offset) {
-                                const std::size_t size = std::size_t{sectors} * m_identity->sectorBytes;
-                                return perform(ata::withData(ata::readDma(at, sectors, m_identity->extended),
-                                                             bytes + offset, size),
-                                               {"reading", at, sectors});
-                            });
+    return transfer({"reading", lba, count}, static_cast<std::uint8_t*>(buffer),
+                    [this](std::uint64_t at, std::uint32_t sectors) {
+                        return ata::readDma(at, sectors, m_identity->extended);
+                    });
 }
 
 _LIBDRIVE2_ERROR_TYPES AtaDrive::doWriteSector(std::uint64_t lba, std::uint32_t count, const void* buffer,
                                                std::uint32_t /*bufferBytes*/) {
-    // The transport takes one pointer for both directions; a write only reads from it.
-    auto* const bytes = static_cast<std::uint8_t*>(const_cast<void*>(buffer));
     const bool forced = isRepeat() && m_identity->forceUnitAccess;
-    return transferInPieces(
-        lba, count, m_identity->sectorBytes, maxTransferSectors(),
-        [&](std::uint64_t at, std::uint32_t sectors, std::size_t offset) {
-            const std::size_t size = std::size_t{sectors} * m_identity->sectorBytes;
-            const AtaRequest request =
-                forced ? ata::writeDmaFua(at, sectors) : ata::writeDma(at, sectors, m_identity->extended);
-            return perform(ata::withData(request, bytes + offset, size), {"writing", at, sectors});
-        });
+    // The transport takes one pointer for both directions; a write only reads from it.
+    return transfer({"writing", lba, count}, static_cast<std::uint8_t*>(const_cast<void*>(buffer)),
+                    [this, forced](std::uint64_t at, std::uint32_t sectors) {
+                        return forced ? ata::writeDmaFua(at, sectors)
+                                      : ata::writeDma(at, sectors, m_identity->extended);
+                    });
 }
 
 _LIBDRIVE2_ERROR_TYPES AtaDrive::doSeekSector(std::uint64_t lba) {

@@ -31,9 +31,12 @@ private:
 
 }  // namespace
 
-NVMeDrive::NVMeDrive(SharedNVMeDevice device) : m_device(std::move(device)) {
+NVMeDrive::NVMeDrive(SharedNVMeDevice device)
+    : m_device(std::move(device)), m_pool(std::make_unique<CommandPool>()) {
     (void)NVMeDrive::doQueryDeviceInfo();
 }
+
+NVMeDrive::~NVMeDrive() = default;
 
 _LIBDRIVE2_ERROR_TYPES NVMeDrive::queryController() {
     std::vector<std::uint8_t> answer(nvme::kIdentifyBytes);
@@ -74,16 +77,17 @@ std::uint64_t NVMeDrive::getSectorCount() {
     return m_sectors;
 }
 
-std::uint32_t NVMeDrive::maxTransferSectors() const {
+TransferCut NVMeDrive::cut() const {
     const std::uint64_t limit =
         m_maxTransferBytes != 0 ? m_maxTransferBytes : std::numeric_limits<std::uint64_t>::max();
-    return wholeSectors(std::min<std::uint64_t>(m_device->maxTransferBytes(), limit), m_sectorBytes,
-                        nvme::kMaxBlocks);
+    return {m_sectorBytes,
+            wholeSectors(std::min<std::uint64_t>(m_device->maxTransferBytes(), limit), m_sectorBytes,
+                         nvme::kMaxBlocks),
+            m_device->maxInFlight()};
 }
 
 std::uint16_t NVMeDrive::getOptimalRd(std::uint16_t limit) {
-    return static_cast<std::uint16_t>(
-        std::min<std::uint32_t>(maxTransferSectors(), std::max<std::uint16_t>(limit, 1)));
+    return optimalSectors(cut(), limit);
 }
 std::uint16_t NVMeDrive::getOptimalWr(std::uint16_t limit) {
     return getOptimalRd(limit);
@@ -103,40 +107,46 @@ bool NVMeDrive::reOpenHandle() {
     return lastError == LIBDRIVE2_NO_ERROR && queryDeviceInfo();
 }
 
-_LIBDRIVE2_ERROR_TYPES NVMeDrive::perform(const NVMeCommand& command, const DriveAction& action) {
-    const DeviceStatus status = nvme::statusOf(m_device->execute(command));
+_LIBDRIVE2_ERROR_TYPES NVMeDrive::settle(const NVMeResponse& response, const DriveAction& action) {
+    const DeviceStatus status = nvme::statusOf(response);
     if (status.ok())
         return LIBDRIVE2_NO_ERROR;
     return fail(status.type, describe(action, name) + " failed: " + status.text);
 }
 
-_LIBDRIVE2_ERROR_TYPES NVMeDrive::doReadSector(std::uint64_t lba, std::uint32_t count, void* buffer,
-                                               std::uint32_t /*bufferBytes*/) {
+_LIBDRIVE2_ERROR_TYPES NVMeDrive::perform(const NVMeCommand& command, const DriveAction& action) {
+    return settle(m_device->execute(command), action);
+}
+
+template <class MakeCommand>
+_LIBDRIVE2_ERROR_TYPES NVMeDrive::transfer(const DriveAction& action, std::uint8_t* buffer,
+                                           MakeCommand makeCommand) {
     if (m_metadataInData)
         return failMetadata();
-    auto* const bytes = static_cast<std::uint8_t*>(buffer);
+    const bool forced = isRepeat();
     return transferInPieces(
-        lba, count, m_sectorBytes, maxTransferSectors(),
-        [&](std::uint64_t at, std::uint32_t sectors, std::size_t offset) {
-            const std::size_t size = std::size_t{sectors} * m_sectorBytes;
-            const NVMeCommand command = nvme::read(m_device->namespaceId(), at, sectors, isRepeat());
-            return perform(nvme::withData(command, bytes + offset, size), {"reading", at, sectors});
+        action.lba, action.count, cut(), *m_pool,
+        [&](const TransferPiece& piece) {
+            const std::size_t size = std::size_t{piece.count} * m_sectorBytes;
+            return m_device->execute(
+                nvme::withData(makeCommand(m_device->namespaceId(), piece.lba, piece.count, forced),
+                               buffer + piece.offset, size));
+        },
+        [&](const TransferPiece& piece, const NVMeResponse& response) {
+            return settle(response, {action.what, piece.lba, piece.count});
         });
+}
+
+_LIBDRIVE2_ERROR_TYPES NVMeDrive::doReadSector(std::uint64_t lba, std::uint32_t count, void* buffer,
+                                               std::uint32_t /*bufferBytes*/) {
+    return transfer({"reading", lba, count}, static_cast<std::uint8_t*>(buffer), nvme::read);
 }
 
 _LIBDRIVE2_ERROR_TYPES NVMeDrive::doWriteSector(std::uint64_t lba, std::uint32_t count, const void* buffer,
                                                 std::uint32_t /*bufferBytes*/) {
-    if (m_metadataInData)
-        return failMetadata();
     // The transport takes one pointer for both directions; a write only reads from it.
-    auto* const bytes = static_cast<std::uint8_t*>(const_cast<void*>(buffer));
-    return transferInPieces(
-        lba, count, m_sectorBytes, maxTransferSectors(),
-        [&](std::uint64_t at, std::uint32_t sectors, std::size_t offset) {
-            const std::size_t size = std::size_t{sectors} * m_sectorBytes;
-            const NVMeCommand command = nvme::write(m_device->namespaceId(), at, sectors, isRepeat());
-            return perform(nvme::withData(command, bytes + offset, size), {"writing", at, sectors});
-        });
+    return transfer({"writing", lba, count}, static_cast<std::uint8_t*>(const_cast<void*>(buffer)),
+                    nvme::write);
 }
 
 /// Such sectors are longer on their way than the drive's sector size says.

@@ -3,13 +3,17 @@
 #include "libDrive2/commands/ScsiCommands.h"
 #include "libDrive2/drives/DriveAction.h"
 #include "libDrive2/drives/ScsiUnit.h"
+#include "libDrive2/drives/TransferPieces.h"
 #include "zel/Format.h"
 
 namespace libDrive2 {
 
-ScsiDrive::ScsiDrive(SharedScsiPassThrough passThrough) : m_passThrough(std::move(passThrough)) {
+ScsiDrive::ScsiDrive(SharedScsiPassThrough passThrough)
+    : m_passThrough(std::move(passThrough)), m_pool(std::make_unique<CommandPool>()) {
     (void)ScsiDrive::doQueryDeviceInfo();
 }
+
+ScsiDrive::~ScsiDrive() = default;
 
 _LIBDRIVE2_ERROR_TYPES ScsiDrive::doQueryDeviceInfo() {
     DeviceStatus why;
@@ -40,17 +44,36 @@ bool ScsiDrive::reOpenHandle() {
     return lastError == LIBDRIVE2_NO_ERROR && queryDeviceInfo() && queryMediumInfo();
 }
 
-_LIBDRIVE2_ERROR_TYPES ScsiDrive::perform(const ScsiRequest& request, const DriveAction& action) {
-    scsi::Outcome outcome = ScsiUnit(*m_passThrough).execute(request);
+_LIBDRIVE2_ERROR_TYPES ScsiDrive::settle(const scsi::Outcome& outcome, std::size_t bytes,
+                                         const DriveAction& action) {
     if (!outcome.status.ok())
         return fail(outcome.status.type, describe(action, name) + " failed: " + outcome.status.text);
-    if (outcome.transferredBytes < request.dataBytes)
+    if (outcome.transferredBytes < bytes)
         return fail(LIBDRIVE2_LINK_ERROR,
                     describe(action, name) + zel::format(" failed: only %u of %u bytes were transferred",
-                                                         outcome.transferredBytes, request.dataBytes));
+                                                         outcome.transferredBytes, bytes));
     if (!outcome.recovered.empty())
         noteRecovered(describe(action, name) + " needed recovery by the drive: " + outcome.recovered);
     return LIBDRIVE2_NO_ERROR;
+}
+
+_LIBDRIVE2_ERROR_TYPES ScsiDrive::perform(const ScsiRequest& request, const DriveAction& action) {
+    return settle(ScsiUnit(*m_passThrough).execute(request), request.dataBytes, action);
+}
+
+_LIBDRIVE2_ERROR_TYPES ScsiDrive::transfer(const DriveAction& action, std::uint8_t* buffer,
+                                           const TransferCut& cut, const MakeRequest& makeRequest) {
+    return transferInPieces(
+        action.lba, action.count, cut, *m_pool,
+        [&](const TransferPiece& piece) {
+            const std::size_t bytes = std::size_t{piece.count} * cut.sectorBytes;
+            return ScsiUnit(*m_passThrough)
+                .execute(scsi::withData(makeRequest(piece.lba, piece.count), buffer + piece.offset, bytes));
+        },
+        [&](const TransferPiece& piece, const scsi::Outcome& outcome) {
+            return settle(outcome, std::size_t{piece.count} * cut.sectorBytes,
+                          {action.what, piece.lba, piece.count});
+        });
 }
 
 bool ScsiDrive::doAnswers() {

@@ -30,39 +30,26 @@ std::uint64_t ScsiMMCDrive::getSectorCount() {
     return m_sectors;
 }
 
-std::uint32_t ScsiMMCDrive::maxTransferSectors() const {
-    return wholeSectors(passThrough()->maxTransferBytes(), m_sectorBytes,
-                        std::numeric_limits<std::uint16_t>::max());
+TransferCut ScsiMMCDrive::cut() const {
+    return {m_sectorBytes, wholeSectors(passThrough()->maxTransferBytes(), m_sectorBytes,
+                                        std::numeric_limits<std::uint16_t>::max())};
 }
 
 std::uint16_t ScsiMMCDrive::getOptimalRd(std::uint16_t limit) {
-    return static_cast<std::uint16_t>(
-        std::min<std::uint32_t>(maxTransferSectors(), std::max<std::uint16_t>(limit, 1)));
+    return optimalSectors(cut(), limit);
 }
 
 _LIBDRIVE2_ERROR_TYPES ScsiMMCDrive::doReadSector(std::uint64_t lba, std::uint32_t count, void* buffer,
                                                   std::uint32_t /*bufferBytes*/) {
-    auto* const bytes = static_cast<std::uint8_t*>(buffer);
-    return transferInPieces(lba, count, m_sectorBytes, maxTransferSectors(),
-                            [&](std::uint64_t at, std::uint32_t sectors, std::size_t offset) {
-                                const std::size_t size = std::size_t{sectors} * m_sectorBytes;
-                                return perform(
-                                    scsi::withData(scsi::read(at, sectors, false), bytes + offset, size),
-                                    {"reading", at, sectors});
-                            });
+    return transfer({"reading", lba, count}, static_cast<std::uint8_t*>(buffer), cut(),
+                    [](std::uint64_t at, std::uint32_t sectors) { return scsi::read(at, sectors, false); });
 }
 
 _LIBDRIVE2_ERROR_TYPES ScsiMMCDrive::doWriteSector(std::uint64_t lba, std::uint32_t count, const void* buffer,
                                                    std::uint32_t /*bufferBytes*/) {
     // The transport takes one pointer for both directions; a write only reads from it.
-    auto* const bytes = static_cast<std::uint8_t*>(const_cast<void*>(buffer));
-    return transferInPieces(lba, count, m_sectorBytes, maxTransferSectors(),
-                            [&](std::uint64_t at, std::uint32_t sectors, std::size_t offset) {
-                                const std::size_t size = std::size_t{sectors} * m_sectorBytes;
-                                return perform(
-                                    scsi::withData(scsi::write(at, sectors, false), bytes + offset, size),
-                                    {"writing", at, sectors});
-                            });
+    return transfer({"writing", lba, count}, static_cast<std::uint8_t*>(const_cast<void*>(buffer)), cut(),
+                    [](std::uint64_t at, std::uint32_t sectors) { return scsi::write(at, sectors, false); });
 }
 
 _LIBDRIVE2_ERROR_TYPES ScsiMMCDrive::doSeekSector(std::uint64_t lba) {

@@ -27,6 +27,7 @@ public:
     [[nodiscard]] std::size_t maxTransferBytes() const override {
         return m_device->passThrough().maxTransferBytes();
     }
+    [[nodiscard]] unsigned maxInFlight() const override { return m_device->passThrough().maxInFlight(); }
     DeviceStatus reopen() override { return m_device->passThrough().reopen(); }
 
 private:
@@ -84,15 +85,15 @@ std::uint32_t ScsiSBCDrive::getPhysicalSectorSize() {
     return std::max(m_physicalSectorBytes, m_sectorBytes);
 }
 
-std::uint32_t ScsiSBCDrive::maxTransferSectors() const {
+TransferCut ScsiSBCDrive::cut() const {
     const std::uint32_t limit =
         m_maxTransferSectors != 0 ? m_maxTransferSectors : std::numeric_limits<std::uint32_t>::max();
-    return wholeSectors(passThrough()->maxTransferBytes(), m_sectorBytes, limit);
+    return {m_sectorBytes, wholeSectors(passThrough()->maxTransferBytes(), m_sectorBytes, limit),
+            passThrough()->maxInFlight()};
 }
 
 std::uint16_t ScsiSBCDrive::getOptimalRd(std::uint16_t limit) {
-    return static_cast<std::uint16_t>(
-        std::clamp<std::uint32_t>(maxTransferSectors(), 1, std::max<std::uint16_t>(limit, 1)));
+    return optimalSectors(cut(), limit);
 }
 std::uint16_t ScsiSBCDrive::getOptimalWr(std::uint16_t limit) {
     return getOptimalRd(limit);
@@ -108,29 +109,19 @@ bool ScsiSBCDrive::supportsFUA() {
 
 _LIBDRIVE2_ERROR_TYPES ScsiSBCDrive::doReadSector(std::uint64_t lba, std::uint32_t count, void* buffer,
                                                   std::uint32_t /*bufferBytes*/) {
-    auto* const bytes = static_cast<std::uint8_t*>(buffer);
     const bool forced = isRepeat() && m_supportsForceUnitAccess;
-    return transferInPieces(lba, count, m_sectorBytes, maxTransferSectors(),
-                            [&](std::uint64_t at, std::uint32_t sectors, std::size_t offset) {
-                                const std::size_t size = std::size_t{sectors} * m_sectorBytes;
-                                return perform(
-                                    scsi::withData(scsi::read(at, sectors, forced), bytes + offset, size),
-                                    {"reading", at, sectors});
-                            });
+    return transfer(
+        {"reading", lba, count}, static_cast<std::uint8_t*>(buffer), cut(),
+        [forced](std::uint64_t at, std::uint32_t sectors) { return scsi::read(at, sectors, forced); });
 }
 
 _LIBDRIVE2_ERROR_TYPES ScsiSBCDrive::doWriteSector(std::uint64_t lba, std::uint32_t count, const void* buffer,
                                                    std::uint32_t /*bufferBytes*/) {
-    // The transport takes one pointer for both directions; a write only reads from it.
-    auto* const bytes = static_cast<std::uint8_t*>(const_cast<void*>(buffer));
     const bool forced = isRepeat() && m_supportsForceUnitAccess;
-    return transferInPieces(lba, count, m_sectorBytes, maxTransferSectors(),
-                            [&](std::uint64_t at, std::uint32_t sectors, std::size_t offset) {
-                                const std::size_t size = std::size_t{sectors} * m_sectorBytes;
-                                return perform(
-                                    scsi::withData(scsi::write(at, sectors, forced), bytes + offset, size),
-                                    {"writing", at, sectors});
-                            });
+    // The transport takes one pointer for both directions; a write only reads from it.
+    return transfer(
+        {"writing", lba, count}, static_cast<std::uint8_t*>(const_cast<void*>(buffer)), cut(),
+        [forced](std::uint64_t at, std::uint32_t sectors) { return scsi::write(at, sectors, forced); });
 }
 
 _LIBDRIVE2_ERROR_TYPES ScsiSBCDrive::doSeekSector(std::uint64_t lba) {

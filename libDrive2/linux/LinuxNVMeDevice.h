@@ -16,6 +16,7 @@ public:
     NVMeResponse execute(const NVMeCommand& command) override;
     [[nodiscard]] std::uint32_t namespaceId() const override { return m_namespaceId; }
     [[nodiscard]] std::size_t maxTransferBytes() const override { return m_node.maxTransferBytes(); }
+    [[nodiscard]] unsigned maxInFlight() const override { return kCommandsInFlight; }
     DeviceStatus reopen() override;
 
 private:

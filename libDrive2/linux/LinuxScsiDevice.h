@@ -15,6 +15,7 @@ public:
 
     ScsiResponse execute(const ScsiRequest& request) override;
     [[nodiscard]] std::size_t maxTransferBytes() const override { return m_node.maxTransferBytes(); }
+    [[nodiscard]] unsigned maxInFlight() const override { return kCommandsInFlight; }
     DeviceStatus reopen() override { return m_node.open(); }
 
 private:

@@ -8,6 +8,9 @@
 
 namespace libDrive2 {
 
+/// Enough to keep a drive busy while the next command is on its way.
+inline constexpr unsigned kCommandsInFlight = 4;
+
 /// A device node that commands are sent to. It must stand for a whole device: through a partition, a mapping
 /// or a loop device, commands would reach other sectors than those that the node's numbers mean.
 class PassThroughNode {

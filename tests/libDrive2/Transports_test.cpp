@@ -1,4 +1,7 @@
+#include <atomic>
 #include <cstring>
+#include <mutex>
+#include <thread>
 
 #include "Fixtures.h"
 #include "commands/Hex.h"
@@ -107,6 +110,45 @@ TEST_F(ScsiTransport, JudgesWhatBecameOfATransfer) {
         EXPECT_EQ(drive->lastError, row.error) << text;
         EXPECT_EQ(text.find("reading sectors 0 through 7") == 0, row.error != LIBDRIVE2_NO_ERROR) << text;
         EXPECT_EQ(asked, row.asked);
+    }
+}
+
+/// Takes three commands at a time, and knows how many it had; the model behind it takes one.
+struct WideScsi : TamperedScsi {
+    using TamperedScsi::TamperedScsi;
+    ScsiResponse execute(const ScsiRequest& request) override {
+        most = std::max<int>(most, ++running);
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        const std::lock_guard one(mutex);
+        --running;
+        return TamperedScsi::execute(request);
+    }
+    [[nodiscard]] std::size_t maxTransferBytes() const override { return 1024; }
+    [[nodiscard]] unsigned maxInFlight() const override { return 3; }
+
+    std::mutex mutex;
+    std::atomic<int> running = 0;
+    std::atomic<int> most = 0;
+};
+
+TEST_F(ScsiTransport, KeepsCommandsInFlightAndTellsTheFirstFailure) {
+    auto owned = std::make_unique<WideScsi>(
+        openSimScsiDevice("sim:scsi,sectors=1000,bad=24+25+37", kReadWrite), [](const auto&, auto&) {});
+    const WideScsi& device = *owned;
+    ScsiSBCDrive wide{SharedScsiPassThrough(std::move(owned))};
+    const SharedBlockHandle model = openBlock("sim:scsi,sectors=1000,bad=24+25+37");
+    std::vector<char> read(40 * 512), expected(40 * 512), written(21 * 512, 'w');
+    EXPECT_EQ(wide.getOptimalRd(0xFFFF), 6);
+    ASSERT_TRUE(wide.readSector(0, 21, read.data(), 21 * 512));
+    ASSERT_TRUE(model->read(0, expected.data(), 21 * 512).ok());
+    EXPECT_EQ(read, expected);
+    EXPECT_EQ(device.most, 3);
+    ASSERT_TRUE(wide.writeSector(3, 21, written.data(), 21 * 512));
+    ASSERT_TRUE(model->read(3 * 512, expected.data(), 21 * 512).ok());
+    EXPECT_EQ(std::memcmp(written.data(), expected.data(), 21 * 512), 0);
+    for (int i = 0; i < 20; ++i) {
+        EXPECT_FALSE(wide.readSector(4, 36, read.data(), 36 * 512));
+        EXPECT_THAT(wide.getLastErrorStr().utf8(), HasSubstr("reading sectors 24 through 25 failed"));
     }
 }
 
