@@ -28,7 +28,7 @@ public:
     std::unique_ptr<TemperatureAccessor> getTemperatureAccessor() override;
 
     /// Whether writes can be forced to the medium (force unit access).
-    bool supportsFUA();
+    [[nodiscard]] bool supportsFUA() const;
 
 protected:
     _LIBDRIVE2_ERROR_TYPES doQueryMediumInfo() override;

@@ -58,10 +58,10 @@ Json describe(const DiagDevice& device) {
 
 /// Who uses the drive, and whether its password keeps everybody out.
 std::string stateOf(const DiagDevice& device) {
-    const std::string users = join(usersOf(device));
-    if (!flagProperty(device, kPropertyLocked))
-        return users;
-    return users.empty() ? "(locked by its ATA password)" : users + " (locked by its ATA password)";
+    std::string state = join(usersOf(device));
+    if (flagProperty(device, kPropertyLocked))
+        state += state.empty() ? "(locked by its ATA password)" : " (locked by its ATA password)";
+    return state;
 }
 
 void printTable(const std::vector<DiagDevice>& devices) {

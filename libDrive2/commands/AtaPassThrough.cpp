@@ -106,13 +106,15 @@ AtaResponse fromPassThrough(const ScsiResponse& response, const AtaRequest& requ
     AtaResponse answer;
     const scsi::Outcome outcome = scsi::judge(response);
     answer.delivery = outcome.status;
-    if (outcome.repeat && answer.delivery.ok())
-        answer.delivery = {LIBDRIVE2_BUSY, "the command was not executed; " + scsi::describe(*outcome.sense)};
-    if (outcome.repeat)
-        return answer;
     if (!outcome.sense) {
         // Some bridges return nothing on success although the registers were asked for.
         answer.status = outcome.status.ok() ? kStatusReady : 0;
+        return answer;
+    }
+    if (outcome.repeat) {
+        if (answer.delivery.ok())
+            answer.delivery = {LIBDRIVE2_BUSY,
+                               "the command was not executed; " + scsi::describe(*outcome.sense)};
         return answer;
     }
     if (outcome.sense->ata) {
@@ -122,8 +124,7 @@ AtaResponse fromPassThrough(const ScsiResponse& response, const AtaRequest& requ
             answer.delivery = {};
         return answer;
     }
-    const scsi::AtaReturn fixed =
-        scsi::parseFixedAtaReturn(Bytes(response.sense.data(), response.senseBytes));
+    const scsi::AtaReturn fixed = scsi::parseFixedAtaReturn(scsi::senseOf(response));
     const bool isFixed = (response.sense[0] & 0x7F) == 0x70;
     if (!outcome.status.ok() && isFixed && reportsFailure(fixed)) {
         take(fixed, request, answer);

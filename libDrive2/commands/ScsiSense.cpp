@@ -234,6 +234,10 @@ DeviceStatus statusOf(const Sense& sense) {
     return {cause, sense.deferred ? "an earlier command failed: " + describe(sense) : describe(sense)};
 }
 
+Bytes senseOf(const ScsiResponse& response) {
+    return slice(response.sense, 0, response.senseBytes);
+}
+
 Outcome judge(const ScsiResponse& response) {
     Outcome outcome;
     outcome.status = response.delivery;
@@ -244,9 +248,7 @@ Outcome judge(const ScsiResponse& response) {
         outcome.status = statusOfByte(response.status);
         return outcome;
     }
-    const std::size_t held =
-        response.senseBytes < response.sense.size() ? response.senseBytes : response.sense.size();
-    outcome.sense = parseSense(Bytes(response.sense.data(), held));
+    outcome.sense = parseSense(senseOf(response));
     if (!outcome.sense) {
         outcome.status = {LIBDRIVE2_DRIVE_ERROR, "the device reported an error without saying which"};
         return outcome;

@@ -59,6 +59,9 @@ struct Outcome {
     [[nodiscard]] bool isUnsupported() const { return status.type == LIBDRIVE2_NOT_SUPPORTED; }
 };
 
+/// The sense data that a response holds, whatever length it claims.
+Bytes senseOf(const ScsiResponse& response);
+
 /// Judges delivery, status byte and sense data together.
 Outcome judge(const ScsiResponse& response);
 

@@ -103,7 +103,7 @@ std::unique_ptr<TemperatureAccessor> ScsiSBCDrive::getTemperatureAccessor() {
     return scsiTemperature(passThrough());
 }
 
-bool ScsiSBCDrive::supportsFUA() {
+bool ScsiSBCDrive::supportsFUA() const {
     return m_supportsForceUnitAccess;
 }
 
