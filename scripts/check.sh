@@ -78,15 +78,16 @@ build_preset() {
 # run_tests PRESET LABELS: counts what ran; a run without tests is a failure.
 run_tests() {
     [ ! -e "$notes/$1.unbuilt" ] || fail "nothing was run: the build of preset $1 failed, see above"
-    local log="$notes/ctest-$1.log" status=0
+    local name="$1-${2//|/-}" status=0
+    local log="$notes/ctest-$name.log"
     ctest --preset "$1" -L "$2" -j "$jobs" --no-tests=error --test-output-size-passed 1000000 \
-        --output-junit "$notes/$1.xml" >"$log" 2>&1 || status=$?
+        --output-junit "$notes/$name.xml" >"$log" 2>&1 || status=$?
     if [ "$status" -eq 0 ]; then
         grep '% tests passed' "$log"
     else
         grep -vE '^ +Start +[0-9]+:|^ *[0-9]+/[0-9]+ Test.* Passed ' "$log"
     fi
-    /usr/bin/python3 -B scripts/count_tests.py "$notes/$1.xml" "$1" "$notes"
+    /usr/bin/python3 -B scripts/count_tests.py "$notes/$name.xml" "$name" "$notes"
     return "$status"
 }
 
