@@ -70,17 +70,17 @@ def measure(bench, rounds):
     scsi = "/dev/" + bench.must("basename $(ls -d /sys/bus/virtio/devices/*/host*/target*/*/block/*)").strip()
     debug = "/dev/" + bench.must("ls /sys/bus/pseudo/devices/adapter0/host*/target*/*/block").strip()
     rates = collections.defaultdict(list)
-    for _ in range(rounds):
-        for path in (scsi, debug):
+    for turn in range(rounds):
+        for drive, path in (("virtio-scsi", scsi), ("scsi_debug", debug)):
             size = bench.transfer_bytes(path)
             bench.must(f"dd if={path} of=/dev/null bs=1M 2>/dev/null")  # whoever comes first must not pay for cold caches
-            for label, rate in (
-                    ("7 block and SCSI", lambda: bench.drivetest(path, BLOCK_AND_SCSI)),
+            ways = [("7 block and SCSI", lambda: bench.drivetest(path, BLOCK_AND_SCSI)),
                     ("6 block", lambda: bench.drivetest(path, BLOCK)),
                     ("2 SCSI", lambda: bench.drivetest(path, SCSI)),
                     ("single commands", lambda: bench.single("scsi", path, size)),
-                    ("sg_dd", lambda: bench.sg_dd(path, size))):
-                rates["virtio-scsi" if path == scsi else "scsi_debug", label].append(rate())
+                    ("sg_dd", lambda: bench.sg_dd(path, size))]
+            for label, rate in ways if turn % 2 else reversed(ways):
+                rates[drive, label].append(rate())
         size = bench.transfer_bytes("/dev/nvme0n1")
         for label, rate in (("8 NVMe", lambda: bench.drivetest("/dev/nvme0n1", NVME)),
                             ("6 block", lambda: bench.drivetest("/dev/nvme0n1", BLOCK)),
