@@ -58,6 +58,14 @@ void DriveTest::init(Test& test) {
         {libDrive2::LIBDRIVE2_NO_ACCESS, TestResult::CANNOTRUN, events::cannotAccessDevice.get()});
 }
 
+void DriveTest::initWriteTest() {
+    events::createForWriting();
+    events::writeProtectedMedia->setVariable("MediaName", "Drive");
+    for (const auto error :
+         {libDrive2::LIBDRIVE2_WRITE_PROTECTED_MEDIUM, libDrive2::LIBDRIVE2_WRITE_PROTECTED_DEVICE})
+        s_nonFailResults.append({error, TestResult::CANNOTRUN, events::writeProtectedMedia.get()});
+}
+
 TestResult DriveTest::run() {
     zel::Logger& log = driveTestLogger();
     errorCount = maxErrors = warningCount = maxWarnings = 0;

@@ -6,11 +6,13 @@
 
 #include "DriveTestAccessor.h"
 #include "RangePlan.h"
+#include "SharedParameter.h"
 #include "libDrive2/Drive.h"
 #include "quix5/DiagDevice.h"
 #include "quix5/DiagModule.h"
 #include "quix5/TestResult.h"
 #include "zel/Array.h"
+#include "zel/Buffer.h"
 #include "zel/Log.h"
 #include "zel/SharedResource.h"
 
@@ -35,6 +37,12 @@ struct non_fail_result {
     _LIBDRIVE2_ERROR_TYPES errorType;
     TestResult result;
     Event* event;  ///< sent as a warning; may be null
+};
+
+/// The two parameters that name a range.
+struct RangeParameters {
+    const SharedParameter<String>& start;
+    const SharedParameter<String>& end;
 };
 
 /// Stands for "no previous sector" in reportSeekErr().
@@ -78,6 +86,8 @@ public:
 
 protected:
     static void init(Test& test);
+    /// What every test that writes adds to its registration after its parameters: events and error types.
+    static void initWriteTest();
 
     /// The path that SCSI pass-through handles are opened by.
     static String getScsiIOLocator(const DiagDevice& device);
@@ -101,6 +111,8 @@ protected:
     [[nodiscard]] TestResult getEventCountResult() const;
     [[nodiscard]] bool isNonFailError(_LIBDRIVE2_ERROR_TYPES errorType);
     [[nodiscard]] TestResult getCurrentResult(_LIBDRIVE2_ERROR_TYPES errorType);
+    /// For an error that ends a test without counting as a failure: reports it and gives the test's result.
+    std::optional<TestResult> endOnNonFail(_LIBDRIVE2_ERROR_TYPES errorType);
 
     /// Raises `invalidParameters` with the items, logs it, and gives BADPARAMS.
     static TestResult reportInvalidParameters(zel::Logger& logger, std::initializer_list<String> items,
@@ -112,8 +124,14 @@ protected:
     static MessageBox2_Returns __promptForMedia(zel::CopiedResource<zel::PointerStorage<Drive>> drive,
                                                 bool ignored, bool incorrect, String message);
 
-    /// The set-up that the read, seek and pattern tests share: media, size, range, share. PASS to go on;
-    /// anything else is the test's result.
+    /// Set-up that tests share, in steps: media and size; the texts of a range; the range against the drive's
+    /// size, which gives all of it to test. PASS to go on; anything else is the test's result.
+    TestResult setUpDrive(RangePlan& plan);
+    static TestResult parseRange(zel::Logger& logger, const RangeParameters& given, RangePlan& plan);
+    static TestResult checkRange(zel::Logger& logger, const RangeParameters& given, RangePlan& plan);
+    /// All three for StartRange and EndRange; and with the share of the range that the read, seek and pattern
+    /// tests take.
+    TestResult setUpWholeRange(zel::Logger& logger, RangePlan& plan);
     TestResult setUpRange(zel::Logger& logger, RangePlan& plan);
     /// Reads the sectors of a failed chunk one by one and reports those that fail. A result ends the test at
     /// once; `sectorFailed` tells whether any did.
@@ -128,6 +146,7 @@ protected:
 private:
     friend class DriveTestCallbackBase;
     friend class DriveFactory;
+    friend class ChunkBackup;
 
     static void initOS() {}
     static const non_fail_result* findNonFail(_LIBDRIVE2_ERROR_TYPES errorType);

@@ -23,9 +23,8 @@ std::uint64_t countSectors(const RangePlan& plan) {
 
 }  // namespace
 
-TestResult DriveTest::setUpRange(zel::Logger& logger, RangePlan& plan) {
-    using namespace parameters;
-    if (const TestResult media = checkMedia(maxRetries.value()); media != TestResult::PASS)
+TestResult DriveTest::setUpDrive(RangePlan& plan) {
+    if (const TestResult media = checkMedia(parameters::maxRetries.value()); media != TestResult::PASS)
         return media;
     plan.sectorCount = drive->getSectorCount();
     if (plan.sectorCount == 0) {
@@ -37,12 +36,18 @@ TestResult DriveTest::setUpRange(zel::Logger& logger, RangePlan& plan) {
         sendEvent(*events::cannotGetSectorSize, EventType::WARNING);
         return TestResult::WARN;
     }
-    if (!parseRangeString(startRange.value(), plan.sectorCount, plan.sectorSize, plan.startLba))
-        return reportInvalidParameters(logger, {startRange.item()});
-    if (!parseRangeString(endRange.value(), plan.sectorCount, plan.sectorSize, plan.endLba))
-        return reportInvalidParameters(logger, {endRange.item()});
-    if (!readFraction(plan.fraction))
-        return reportInvalidParameters(logger, {sectorPercentToTest.item()});
+    return TestResult::PASS;
+}
+
+TestResult DriveTest::parseRange(zel::Logger& logger, const RangeParameters& given, RangePlan& plan) {
+    if (!parseRangeString(given.start.value(), plan.sectorCount, plan.sectorSize, plan.startLba))
+        return reportInvalidParameters(logger, {given.start.item()});
+    if (!parseRangeString(given.end.value(), plan.sectorCount, plan.sectorSize, plan.endLba))
+        return reportInvalidParameters(logger, {given.end.item()});
+    return TestResult::PASS;
+}
+
+TestResult DriveTest::checkRange(zel::Logger& logger, const RangeParameters& given, RangePlan& plan) {
     if (plan.endLba > plan.sectorCount) {
         logger.line(
             3,
@@ -51,7 +56,31 @@ TestResult DriveTest::setUpRange(zel::Logger& logger, RangePlan& plan) {
         plan.endLba = plan.sectorCount;
     }
     if (plan.endLba <= plan.startLba || plan.sectorCount <= plan.startLba)
-        return reportInvalidParameters(logger, {startRange.item(), endRange.item()});
+        return reportInvalidParameters(logger, {given.start.item(), given.end.item()});
+    plan.sectorsToTest = plan.endLba - plan.startLba;
+    return TestResult::PASS;
+}
+
+TestResult DriveTest::setUpWholeRange(zel::Logger& logger, RangePlan& plan) {
+    if (const TestResult found = setUpDrive(plan); found != TestResult::PASS)
+        return found;
+    const RangeParameters given{parameters::startRange, parameters::endRange};
+    if (const TestResult parsed = parseRange(logger, given, plan); parsed != TestResult::PASS)
+        return parsed;
+    return checkRange(logger, given, plan);
+}
+
+TestResult DriveTest::setUpRange(zel::Logger& logger, RangePlan& plan) {
+    using namespace parameters;
+    if (const TestResult found = setUpDrive(plan); found != TestResult::PASS)
+        return found;
+    const RangeParameters given{startRange, endRange};
+    if (const TestResult parsed = parseRange(logger, given, plan); parsed != TestResult::PASS)
+        return parsed;
+    if (!readFraction(plan.fraction))
+        return reportInvalidParameters(logger, {sectorPercentToTest.item()});
+    if (const TestResult checked = checkRange(logger, given, plan); checked != TestResult::PASS)
+        return checked;
     plan.sectorsToTest = countSectors(plan);
     if (plan.sectorsToTest == 0)
         return reportInvalidParameters(
@@ -71,11 +100,8 @@ std::optional<TestResult> DriveTest::narrowReadFailure(zel::Logger& logger, cons
         logger.line(1, "Narrowing read failure, by testing one sector at LBA: ", sector);
         if (drive->readSector(sector, 1, chunk.buffer, chunk.sectorSize))
             continue;
-        const _LIBDRIVE2_ERROR_TYPES error = drive->lastError;
-        if (isNonFailError(error)) {
-            reportNonFailError(error);
-            return getCurrentResult(error);
-        }
+        if (const auto ended = endOnNonFail(drive->lastError))
+            return ended;
         sectorFailed = true;
         reportRdErr(sector);
     }

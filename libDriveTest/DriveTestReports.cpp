@@ -132,6 +132,13 @@ TestResult DriveTest::getCurrentResult(_LIBDRIVE2_ERROR_TYPES errorType) {
     return entry != nullptr ? entry->result : counted;
 }
 
+std::optional<TestResult> DriveTest::endOnNonFail(_LIBDRIVE2_ERROR_TYPES errorType) {
+    if (!isNonFailError(errorType))
+        return std::nullopt;
+    reportNonFailError(errorType);
+    return getCurrentResult(errorType);
+}
+
 TestResult DriveTest::reportInvalidParameters(zel::Logger& logger, std::initializer_list<String> items,
                                               std::source_location where) {
     String text;

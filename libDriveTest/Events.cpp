@@ -32,6 +32,26 @@ SharedEvent advancedError{"advancedError"};
 SharedEvent nonCritical{"nonCritical"};
 SharedEvent mediumNotPresentRMBZero{"MediumNotPresentRMBZero"};
 
+SharedEvent cannotRdOrigRange{"cannotRdOrigRange"};
+SharedEvent patternBufferCorrupt{"patternBufferCorrupt"};
+SharedEvent cannotRestoreData{"cannotRestoreData"};
+SharedEvent patternMismatch{"patternMismatch"};
+SharedEvent patternMismatchRange{"patternMismatchRange"};
+SharedEvent invalidPatternCnt{"invalidPatternCnt"};
+SharedEvent writeProtectedMedia{"writeProtectedMedia"};
+
+SharedEvent readSpeedInfo{"ReadSpeedInfo"};
+SharedEvent readSpeedNotReached{"ReadSpeedNotReached"};
+SharedEvent writeSpeedInfo{"WriteSpeedInfo"};
+SharedEvent writeSpeedNotReached{"WriteSpeedNotReached"};
+
+void createForWriting() {
+    for (SharedEvent* event :
+         {&cannotRdOrigRange, &patternBufferCorrupt, &cannotRestoreData, &patternMismatch,
+          &patternMismatchRange, &invalidPatternCnt, &writeProtectedMedia})
+        event->createOnce();
+}
+
 void createCommon() {
     for (SharedEvent* event : {&testNotSupported,
                                &cannotOpen,
@@ -71,6 +91,9 @@ SharedString mediaType{"mediaType"};
 SharedString testInformationMessage{"testInformationMessage"};
 SharedString insertWritableMedia{"InsertWritableMedia"};
 SharedString deviceBusyLS{"deviceBusyLS"};
+
+SharedString speedTestInformationMessage{"speedTestInformationMessage"};
+SharedString rwSpeedTestInformationMessage{"rwSpeedTestInformationMessage"};
 
 void createCommon() {
     for (SharedString* string : {&mediaType, &testInformationMessage, &insertWritableMedia, &deviceBusyLS})

@@ -56,8 +56,24 @@ extern SharedEvent advancedError;
 extern SharedEvent nonCritical;
 extern SharedEvent mediumNotPresentRMBZero;
 
-/// Creates, in their settled order, those that every test needs.
+// Of tests that write.
+extern SharedEvent cannotRdOrigRange;
+extern SharedEvent patternBufferCorrupt;
+extern SharedEvent cannotRestoreData;
+extern SharedEvent patternMismatch;
+extern SharedEvent patternMismatchRange;
+extern SharedEvent invalidPatternCnt;
+extern SharedEvent writeProtectedMedia;
+
+// Of tests that measure a rate.
+extern SharedEvent readSpeedInfo;
+extern SharedEvent readSpeedNotReached;
+extern SharedEvent writeSpeedInfo;
+extern SharedEvent writeSpeedNotReached;
+
+/// Creates, in their settled order, those that every test needs, and those that tests of a kind need.
 void createCommon();
+void createForWriting();
 
 }  // namespace events
 
@@ -67,6 +83,9 @@ extern SharedString mediaType;
 extern SharedString testInformationMessage;
 extern SharedString insertWritableMedia;
 extern SharedString deviceBusyLS;
+
+extern SharedString speedTestInformationMessage;
+extern SharedString rwSpeedTestInformationMessage;
 
 void createCommon();
 

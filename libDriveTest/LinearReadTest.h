@@ -1,28 +1,22 @@
 #pragma once
 
-#include "DriveTest.h"
+#include "LinearChunkTest.h"
 
 namespace libDriveTest {
 
-/// Reads a range from its start to its end in chunks, optionally only a share of it, and reports every
-/// sector that cannot be read.
-class LinearReadTest : public DriveTest {
+/// Reads a range from its start to its end and reports every sector that cannot be read.
+class LinearReadTest : public LinearChunkTest {
 public:
-    using DriveTest::DriveTest;
+    explicit LinearReadTest(Drive& tested);
+    explicit LinearReadTest(libDrive2::SharedDrive tested);
     ~LinearReadTest() override;
 
-    static void init(Test& test);
-
 protected:
-    TestResult runTest() override;
+    void allocate(std::uint32_t bufferBytes) override;
+    std::optional<TestResult> testChunk(const Pass& pass, std::uint64_t lba) override;
 
 private:
-    struct Pass;
-
-    void logParameters(const Pass& pass) const;
-    TestResult readChunks(Pass& pass);
-    void startPartialChunk(Pass& pass, std::uint64_t lba);
-    std::optional<TestResult> handleReadFailure(Pass& pass, std::uint64_t lba);
+    zel::Buffer m_buffer;
 };
 
 }  // namespace libDriveTest

@@ -1,9 +1,17 @@
 #include <iterator>
 #include <memory>
 
+#include "CacheTest.h"
 #include "DriveFactory.h"
 #include "DriveTest.h"
+#include "FunnelSeekTest.h"
+#include "LinearPatternTest.h"
+#include "LinearReadCompareTest.h"
 #include "LinearReadTest.h"
+#include "LinearSeekTest.h"
+#include "RandomSeekTest.h"
+#include "ReadSpeedTest.h"
+#include "ReadWriteSpeedTest.h"
 #include "quix5/ModuleDescriptor.h"
 
 namespace libDriveTest {
@@ -39,6 +47,14 @@ constexpr quix5::TestEntry fixedDiskTest(const char* name) {
 
 constexpr quix5::TestEntry kTests[] = {
     fixedDiskTest<LinearReadTest>("LinearReadTest"),
+    fixedDiskTest<LinearReadCompareTest>("LinearReadCompareTest"),
+    fixedDiskTest<LinearSeekTest>("LinearSeekTest"),
+    fixedDiskTest<RandomSeekTest>("RandomSeekTest"),
+    fixedDiskTest<FunnelSeekTest>("FunnelSeekTest"),
+    fixedDiskTest<LinearPatternTest>("LinearPatternTest"),
+    fixedDiskTest<CacheTest>("CacheTest"),
+    fixedDiskTest<ReadSpeedTest>("ReadSpeedTest"),
+    fixedDiskTest<ReadWriteSpeedTest>("ReadWriteSpeedTest"),
 };
 
 constexpr quix5::ModuleDescriptor kDescriptor = {

@@ -21,4 +21,17 @@ SharedParameter<std::uint64_t> numberOfSeeks{"NumberOfSeeks", DataType::UINT64, 
 SharedParameter<double> sectorPercentToTest{"SectorPercentToTest", DataType::PERCENT, 100.0};
 SharedParameter<bool> isolateFailedLBA{"IsolateFailedLBA", DataType::BOOLEAN, true};
 
+SharedParameter<zel::String> seekMethod{"SeekMethod", DataType::STRING, "seek"};
+
+SharedParameter<bool> preserveData{"PreserveData", DataType::BOOLEAN, true};
+SharedParameter<std::uint32_t> numberOfPatterns{"NumberOfPatterns", DataType::UINT32, 4};
+SharedParameter<zel::String> overridePattern{"OverridePattern", DataType::STRING, ""};
+SharedParameter<bool> verifyOnly{"VerifyOnly", DataType::BOOLEAN, false};
+SharedParameter<zel::String> writeStartRange{"WriteStartRange", DataType::STRING, "MIN"};
+SharedParameter<zel::String> writeEndRange{"WriteEndRange", DataType::STRING, "MAX"};
+
+SharedParameter<double> readRateThreshold{"ReadRateThreshold", DataType::DOUBLE, 1.0};
+SharedParameter<double> writeRateThreshold{"WriteRateThreshold", DataType::DOUBLE, 1.0};
+SharedParameter<bool> warnOnBelowThreshold{"WarnOnBelowThreshold", DataType::BOOLEAN, true};
+
 }  // namespace libDriveTest::parameters

@@ -24,4 +24,19 @@ extern SharedParameter<std::uint64_t> numberOfSeeks;
 extern SharedParameter<double> sectorPercentToTest;
 extern SharedParameter<bool> isolateFailedLBA;
 
+extern SharedParameter<zel::String> seekMethod;
+
+// Of tests that write.
+extern SharedParameter<bool> preserveData;
+extern SharedParameter<std::uint32_t> numberOfPatterns;
+extern SharedParameter<zel::String> overridePattern;
+extern SharedParameter<bool> verifyOnly;
+extern SharedParameter<zel::String> writeStartRange;
+extern SharedParameter<zel::String> writeEndRange;
+
+// Of tests that measure a rate; MB/s, 1 MB = 1,048,576 bytes.
+extern SharedParameter<double> readRateThreshold;
+extern SharedParameter<double> writeRateThreshold;
+extern SharedParameter<bool> warnOnBelowThreshold;
+
 }  // namespace libDriveTest::parameters

@@ -47,10 +47,11 @@ TEST_F(DriveTestInit, AgainSharesTheObjectsButRepeatsTheErrorTypes) {
         ProbeTest::init(*other);
     EXPECT_EQ(first.parameters(), third.parameters());
     ASSERT_EQ(table.size(), before + 6);
-    for (std::size_t i = 0; i < table.size(); ++i) {
-        EXPECT_EQ(table[i].errorType, i % 2 == 0 ? 8U : 9U);
-        EXPECT_EQ(table[i].result, i % 2 == 0 ? DEVICEBUSY : CANNOTRUN);
-        EXPECT_EQ(table[i].event, i % 2 == 0 ? event : events::cannotAccessDevice.get());
+    for (std::size_t i = 0; i < 6; ++i) {
+        const auto& added = table[before + i];
+        EXPECT_EQ(added.errorType, i % 2 == 0 ? 8U : 9U);
+        EXPECT_EQ(added.result, i % 2 == 0 ? DEVICEBUSY : CANNOTRUN);
+        EXPECT_EQ(added.event, i % 2 == 0 ? event : events::cannotAccessDevice.get());
     }
 }
 
@@ -209,9 +210,12 @@ TEST_F(DriveTestReports, OfNoErrorsAreNeitherCountedNorLogged) {
     test.sendEvent(*events::userAbortSector, EventType::INFORMATIVE);
     for (std::uint32_t error = 0; error <= 10; ++error) {
         test.reportNonFailError(_LIBDRIVE2_ERROR_TYPES{error});
-        EXPECT_EQ(test.isNonFailError(_LIBDRIVE2_ERROR_TYPES{error}), error == 8 || error == 9);
+        // The tests that write have added 6 and 7.
+        EXPECT_EQ(test.isNonFailError(_LIBDRIVE2_ERROR_TYPES{error}), error >= 6 && error <= 9);
     }
-    EXPECT_THAT(host.eventsOf("WARNING"), ElementsAre("deviceBusy()", "CannotAccessDevice()"));
+    EXPECT_THAT(host.eventsOf("WARNING"),
+                ElementsAre("writeProtectedMedia(MediaName=Drive)", "writeProtectedMedia(MediaName=Drive)",
+                            "deviceBusy()", "CannotAccessDevice()"));
     EXPECT_THAT(host.eventsOf("INFORMATIVE"), ElementsAre("userAbortSector()"));
     EXPECT_EQ(test.errorCount + test.warningCount, 0U);
     EXPECT_THAT(host.log, IsEmpty());

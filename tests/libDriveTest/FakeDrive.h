@@ -61,6 +61,10 @@ protected:
             return libDrive2::LIBDRIVE2_NO_ERROR;
         return fail(badError, "sector " + std::to_string(*hit) + " is bad");
     }
+    Error doSeekSector(std::uint64_t lba) override {
+        reads.push_back("seek " + std::to_string(lba));
+        return bad.count(lba) == 0 ? libDrive2::LIBDRIVE2_NO_ERROR : fail(badError, "cannot seek");
+    }
     Error doWriteSector(std::uint64_t, std::uint32_t, const void*, std::uint32_t) override {
         return note("write");
     }

@@ -8,8 +8,11 @@
 #include "libDrive2/DeviceOpeners.h"
 #include "libDrive2/OSDrive.h"
 #include "libDriveTest/LinearReadTest.h"
+#include "quix5/ModuleDescriptor.h"
 #include "quix5/ParameterText.h"
 #include "zel/Resource.h"
+
+extern "C" const quix5::ModuleDescriptor* quix5ModuleDescriptor();
 
 namespace libDriveTest {
 
@@ -38,14 +41,26 @@ const quix5::Test& ModuleFixture::linearReadTest() {
     return descriptor;
 }
 
+const quix5::Test& ModuleFixture::anyTest() {
+    (void)linearReadTest();
+    static const quix5::Test descriptor = [] {
+        const quix5::ModuleDescriptor& module = *quix5ModuleDescriptor();
+        quix5::Test offered("any");
+        for (std::size_t i = 0; i < module.testCount; ++i)
+            module.tests[i].init(offered);
+        return offered;
+    }();
+    return descriptor;
+}
+
 void ModuleFixture::give(const std::string& values) {
-    for (const quix5::Parameter* parameter : linearReadTest().parameters())
-        quix5::findParameter(linearReadTest(), parameter->name())->unset();
+    for (const quix5::Parameter* parameter : anyTest().parameters())
+        quix5::findParameter(anyTest(), parameter->name())->unset();
     std::istringstream words(values);
     for (std::string word; words >> word;) {
         const auto equals = word.find('=');
         const std::string text = word.substr(equals + 1);
-        quix5::Parameter* const parameter = quix5::findParameter(linearReadTest(), word.substr(0, equals));
+        quix5::Parameter* const parameter = quix5::findParameter(anyTest(), word.substr(0, equals));
         // What people type is never negative, what a program sets may be.
         parameter->set(parameter->type() == quix5::DataType::PERCENT
                            ? quix5::Value::percent(std::stod(text))

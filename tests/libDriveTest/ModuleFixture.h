@@ -38,6 +38,8 @@ protected:
 
     /// The linear read test's descriptor; from the first call on the module's common objects exist.
     static const quix5::Test& linearReadTest();
+    /// A descriptor with the parameters of every test.
+    static const quix5::Test& anyTest();
     /// Sets the parameters "NAME=VALUE NAME=VALUE" and unsets all others.
     static void give(const std::string& values);
     /// Writes NAME.qpk with English texts under "LocalizedString." and the key, where packages are looked

@@ -1,0 +1,119 @@
+#include "LinearChunkTest.h"
+
+#include <string>
+
+#include "Parameters.h"
+
+namespace libDriveTest {
+
+namespace {
+
+/// A chunk holds at most this part of the sectors to test.
+constexpr std::uint64_t kChunkShares = 10;
+
+}  // namespace
+
+LinearChunkTest::LinearChunkTest(Drive& tested, const char* name)
+    : DriveTest(tested),
+      m_name(name),
+      m_logger(zel::LogFactory::createLogger((std::string("libDriveTest.") + name).c_str())) {}
+
+LinearChunkTest::LinearChunkTest(libDrive2::SharedDrive tested, const char* name)
+    : DriveTest(std::move(tested)),
+      m_name(name),
+      m_logger(zel::LogFactory::createLogger((std::string("libDriveTest.") + name).c_str())) {}
+
+LinearChunkTest::~LinearChunkTest() = default;
+
+void LinearChunkTest::init(Test& test) {
+    DriveTest::init(test);
+    parameters::startRange.addTo(test);
+    parameters::endRange.addTo(test);
+    parameters::numberOfSeeks.addTo(test);
+    parameters::sectorPercentToTest.addTo(test);
+    parameters::isolateFailedLBA.addTo(test);
+}
+
+TestResult LinearChunkTest::runTest() {
+    const std::string scope = std::string(m_name) + "::Run";
+    const zel::TraceLogger trace(m_logger, scope.c_str());
+    Pass pass;
+    if (const TestResult setUp = setUpRange(m_logger, pass.range); setUp != TestResult::PASS)
+        return setUp;
+    pass.isolate = parameters::isolateFailedLBA.value();
+    pass.divisor = pass.range.divisor();
+    const bool hinting = parameters::xferSizeHinting.value();
+    pass.chunks = ChunkPlan::make(pass.range, hinting,
+                                  hinting ? drive->getOptimalRd(0xFFFF) : std::uint16_t{1}, kChunkShares);
+    if (pass.chunks.bufferSize == 0)
+        return TestResult::INTERNALERROR;
+    allocate(pass.chunks.bufferSize);
+    logParameters(pass);
+    pass.behavior = chunkBehavior(pass.chunks.blockCount, pass.isolate);
+    drive->setRetryCallbackBehavior(pass.behavior);
+    drive->planSectors(pass.range.sectorsToTest);
+    return testChunks(pass);
+}
+
+void LinearChunkTest::logParameters(const Pass& pass) const {
+    zel::Logger& log = m_logger;
+    log.line(1, "=== ", m_name, " parameters ===");
+    log.line(1, " Test Percent Req.      ", toUnsigned(pass.range.fraction * 100));
+    log.line(1, " Sectors To Test:       ", pass.range.sectorsToTest);
+    log.line(1, " Start LBA: (inclusive) ", pass.range.startLba);
+    log.line(1, " Divisor:               ", pass.divisor);
+    log.line(1, " Last LBA:  (exclusive) ", pass.range.endLba);
+    log.line(1, " Disk has Sectors:      ", pass.range.sectorCount);
+    log.line(1, " Sector Size:           ", pass.range.sectorSize);
+    log.line(1, " Opt. xfer blocks:      ", pass.chunks.blockCount);
+    log.line(1, " Partial Chunk Read @   ", pass.chunks.fullChunkEnd);
+    log.line(1, " Isolate Failing LBA    ", pass.isolate ? "yes" : "no");
+    log.line(1, zel::formatted(" Retries:               %u", drive->getRetryCount()));
+}
+
+TestResult LinearChunkTest::testChunks(Pass& pass) {
+    const RangePlan& range = pass.range;
+    for (std::uint64_t i = 0; i < range.sectorsToTest; i += pass.chunks.blockCount) {
+        if (hitEventLimits(true))
+            break;
+        const std::uint64_t lba = i * pass.divisor + range.startLba;
+        const std::uint64_t percent = i * 100 / range.sectorsToTest;
+        m_logger.line(1, "Testing LBA ", lba, " of ", range.endLba - 1, " (", pass.chunks.blockCount,
+                      " sectors at a time) Percent: ", i, "/", range.sectorsToTest, " [", percent, "]");
+        if (i == pass.chunks.fullChunkEnd)
+            startPartialChunk(pass, lba);
+        if (const auto ended = testChunk(pass, lba))
+            return *ended;
+        DiagModule::percentDone(static_cast<int>(percent));
+        if (DiagModule::checkForStop()) {
+            reportUserAbort(lba);
+            return TestResult::USERABORTED;
+        }
+    }
+    return getEventCountResult();
+}
+
+void LinearChunkTest::startPartialChunk(Pass& pass, std::uint64_t lba) {
+    pass.chunks.blockCount = static_cast<std::uint16_t>(pass.range.sectorsToTest % pass.chunks.blockCount);
+    pass.chunks.bufferSize = pass.chunks.blockCount * pass.range.sectorSize;
+    // In force from here on, but narrowing still goes back to the behaviour of the full chunks.
+    drive->setRetryCallbackBehavior(chunkBehavior(pass.chunks.blockCount, pass.isolate));
+    m_logger.line(1, "Partial read @", lba, " for ", pass.chunks.blockCount);
+}
+
+std::optional<TestResult> LinearChunkTest::handleReadFailure(const Pass& pass, std::uint64_t lba,
+                                                             zel::Buffer& buffer, bool& sectorFailed) {
+    if (const auto ended = endOnNonFail(drive->lastError))
+        return ended;
+    const std::uint16_t blockCount = pass.chunks.blockCount;
+    m_logger.line(1, "Failed to read sector(s) [", blockCount, "] starting at LBA ", lba,
+                  " into buffer of size: ", pass.chunks.bufferSize);
+    if (blockCount < 2 || !pass.isolate) {
+        reportRdErr(lba, blockCount);
+        return std::nullopt;
+    }
+    const FailedChunk chunk{lba, blockCount, pass.range.sectorSize, buffer.data(), pass.behavior};
+    return narrowReadFailure(m_logger, chunk, sectorFailed);
+}
+
+}  // namespace libDriveTest

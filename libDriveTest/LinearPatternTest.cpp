@@ -1,0 +1,138 @@
+#include "LinearPatternTest.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <numeric>
+
+#include "Events.h"
+#include "Parameters.h"
+
+namespace libDriveTest {
+
+namespace {
+
+constexpr std::array<std::uint8_t, 18> kPatterns = {0xFF, 0x00, 0xF0, 0x0F, 0xAA, 0x55, 0x80, 0x40, 0x20,
+                                                    0x10, 0x08, 0x04, 0x02, 0x01, 0x11, 0x22, 0x44, 0x88};
+/// The sum of the table's bytes, modulo 256.
+constexpr std::uint8_t kPatternsSum = 0xFB;
+/// A chunk holds at most this part of the sectors to test.
+constexpr std::uint64_t kChunkShares = 20;
+
+zel::Logger& logger() {
+    static zel::Logger& instance = zel::LogFactory::createLogger("libDriveTest.LinearPatternTest");
+    return instance;
+}
+
+const char* yesOrNo(bool value) {
+    return value ? "yes" : "no";
+}
+
+}  // namespace
+
+LinearPatternTest::LinearPatternTest(Drive& tested) : PatternWriteTest(tested, logger()) {}
+LinearPatternTest::LinearPatternTest(libDrive2::SharedDrive tested)
+    : PatternWriteTest(std::move(tested), logger()) {}
+LinearPatternTest::~LinearPatternTest() = default;
+
+void LinearPatternTest::init(Test& test) {
+    DriveTest::init(test);
+    test.setDestructive(true);
+    parameters::startRange.addTo(test);
+    parameters::endRange.addTo(test);
+    parameters::numberOfSeeks.addTo(test);
+    parameters::sectorPercentToTest.addTo(test);
+    parameters::preserveData.addTo(test);
+    parameters::numberOfPatterns.addTo(test);
+    parameters::overridePattern.addTo(test);
+    parameters::verifyOnly.addTo(test);
+    parameters::isolateFailedLBA.addTo(test);
+    initWriteTest();
+}
+
+TestResult LinearPatternTest::runTest() {
+    const zel::TraceLogger trace(logger(), "LinearPatternTest::Run");
+    Pass pass;
+    if (const TestResult setUp = setUpRange(logger(), pass.range); setUp != TestResult::PASS)
+        return setUp;
+    pass.preserve = parameters::preserveData.value();
+    pass.isolate = parameters::isolateFailedLBA.value();
+    pass.divisor = pass.range.divisor();
+    const bool hinting = parameters::xferSizeHinting.value();
+    const ChunkPlan chunks = ChunkPlan::make(
+        pass.range, hinting, hinting ? drive->getOptimalRd(0xFFFF) : std::uint16_t{1}, kChunkShares);
+    pass.blocks = chunks.blockCount;
+    pass.fullChunksEnd = chunks.fullChunkEnd;
+    blockBytes = chunks.bufferSize;
+    if (blockBytes == 0)
+        return TestResult::INTERNALERROR;
+    if (const TestResult chosen = choosePatterns(pass); chosen != TestResult::PASS)
+        return chosen;
+    allocateBuffers(pass);
+    logParameters(pass);
+    if (!setupPatterns())
+        return TestResult::CANNOTRUN;
+    return testChunks(pass);
+}
+
+TestResult LinearPatternTest::choosePatterns(Pass& pass) {
+    using namespace parameters;
+    patternCount = numberOfPatterns.value();
+    overrideSet = false;
+    if (const String text = overridePattern.value(); !text.isEmpty()) {
+        std::uint32_t value = 0;
+        if (!text.strToUInt(value, 16) || value > 0xFF)
+            return reportInvalidParameters(logger(), {overridePattern.item()});
+        overrideByte = static_cast<std::uint8_t>(value);
+        patternCount = 1;
+        overrideSet = true;
+    }
+    pass.verifyOnly = verifyOnly.value();
+    if (pass.verifyOnly && !overrideSet)
+        return reportInvalidParameters(logger(), {overridePattern.item(), verifyOnly.item()});
+    pass.preserve = pass.preserve && !pass.verifyOnly;
+    if (patternCount == 0 || patternCount > kPatterns.size()) {
+        events::invalidPatternCnt->setVariable("patternCntMax", static_cast<std::uint32_t>(kPatterns.size()));
+        sendEvent(*events::invalidPatternCnt, EventType::WARNING);
+        return TestResult::BADPARAMS;
+    }
+    return TestResult::PASS;
+}
+
+void LinearPatternTest::logParameters(const Pass& pass) const {
+    zel::Logger& log = logger();
+    log.line(1, "=== LinearPatternTest parameters ===");
+    log.line(1, " Test Percent Req.      ", zel::ZELValue(pass.range.fraction * 100).text());
+    log.line(1, " Sectors To Test:       ", pass.range.sectorsToTest);
+    log.line(1, " Start LBA: (inclusive) ", pass.range.startLba);
+    log.line(1, " Divisor:               ", pass.divisor);
+    log.line(1, " Last LBA:  (exclusive) ", pass.range.endLba);
+    log.line(1, " Disk has Sectors:      ", pass.range.sectorCount);
+    log.line(1, " Sector Size:           ", pass.range.sectorSize);
+    log.line(1, " Opt. xfer blocks:      ", pass.blocks);
+    log.line(1, " Partial Chunk @        ", pass.fullChunksEnd);
+    log.line(1, " Pattern Count:         ", patternCount);
+    log.line(1, " Isolate Failing LBA    ", yesOrNo(pass.isolate));
+    log.line(1, " Verify Only            ", yesOrNo(pass.verifyOnly));
+    log.line(1, zel::formatted(" Retries:               %u", drive->getRetryCount()));
+    log.line(1, zel::formatted(" Restore Data:          %s", yesOrNo(pass.preserve)));
+}
+
+bool LinearPatternTest::setupPatterns() {
+    const auto sum = static_cast<std::uint8_t>(std::accumulate(kPatterns.begin(), kPatterns.end(), 0U));
+    if (!overrideSet && sum != kPatternsSum) {
+        logger().line(1, zel::formatted("Pattern table CRC: %02Xh  Expected: %02Xh", sum, kPatternsSum));
+        sendEvent(*events::patternBufferCorrupt, EventType::ERR);
+        return false;
+    }
+    allocatePatterns();
+    for (std::uint32_t i = 0; i < patternCount; ++i)
+        std::memset(getPattern(i), overrideSet ? overrideByte : kPatterns.at(i), blockBytes);
+    return true;
+}
+
+std::uint32_t LinearPatternTest::bytesToCompare(const Pass& /*pass*/) const {
+    return blockBytes;
+}
+
+}  // namespace libDriveTest

@@ -1,0 +1,30 @@
+#pragma once
+
+#include "PatternWriteTest.h"
+
+namespace libDriveTest {
+
+/// Writes a series of one-byte patterns over each chunk of a range, reads each back and compares, and puts
+/// the chunk's data back. It writes to the drive.
+class LinearPatternTest : public PatternWriteTest {
+public:
+    explicit LinearPatternTest(Drive& tested);
+    explicit LinearPatternTest(libDrive2::SharedDrive tested);
+    ~LinearPatternTest() override;
+
+    static void init(Test& test);
+
+protected:
+    TestResult runTest() override;
+    [[nodiscard]] std::uint32_t bytesToCompare(const Pass& pass) const override;
+
+private:
+    TestResult choosePatterns(Pass& pass);
+    void logParameters(const Pass& pass) const;
+    bool setupPatterns();
+
+    std::uint8_t overrideByte = 0;
+    bool overrideSet = false;
+};
+
+}  // namespace libDriveTest

@@ -1,0 +1,229 @@
+#include "PatternWriteTest.h"
+
+#include <cstring>
+
+#include "Events.h"
+
+namespace libDriveTest {
+
+PatternWriteTest::PatternWriteTest(Drive& tested, zel::Logger& logger)
+    : DriveTest(tested), m_logger(logger), m_backup(*this, logger, m_behaviors) {}
+
+PatternWriteTest::PatternWriteTest(libDrive2::SharedDrive tested, zel::Logger& logger)
+    : DriveTest(std::move(tested)), m_logger(logger), m_backup(*this, logger, m_behaviors) {}
+
+PatternWriteTest::~PatternWriteTest() = default;
+
+void PatternWriteTest::allocateBuffers(const Pass& pass) {
+    m_readBuffer = zel::Buffer(blockBytes);
+    m_backup.release();
+    if (pass.preserve)
+        m_backup.allocate(blockBytes);
+}
+
+void PatternWriteTest::allocatePatterns() {
+    m_patterns = zel::Buffer(std::size_t{patternCount} * blockBytes);
+}
+
+std::uint8_t* PatternWriteTest::getPattern(std::uint32_t index) {
+    return m_patterns.data() + std::size_t{index} * (m_patterns.size() / patternCount);
+}
+
+bool PatternWriteTest::verifyPattern(std::uint32_t index, const void* data, std::uint32_t length) {
+    return std::memcmp(getPattern(index), data, length) == 0;
+}
+
+bool PatternWriteTest::writePattern(std::uint64_t sector, std::uint16_t count, const void* pattern,
+                                    bool isolate) {
+    if (drive->writeSector(sector, count, pattern, drive->getSectorSize() * count))
+        return true;
+    if (isNonFailError(drive->lastError))
+        return false;
+    m_logger.line(4, zel::formatted("Write sector %I64u (count:  %i) failed: ", sector, count));
+    if (count < 2 || !isolate) {
+        reportWrErr(sector, count);
+        return false;
+    }
+    return writeSingly(sector, count, pattern);
+}
+
+/// The block is uniform: each sector is written from its start.
+bool PatternWriteTest::writeSingly(std::uint64_t sector, std::uint16_t count, const void* pattern) {
+    const String errorText = drive->getLastErrorStr();
+    drive->setRetryCallbackBehavior(m_behaviors.isolation);
+    bool allWritten = true;
+    for (std::uint64_t s = sector; s < sector + count; ++s) {
+        if (drive->writeSector(s, 1, pattern, drive->getSectorSize()))
+            continue;
+        // Both ways out of here leave the isolation behaviour in force.
+        if (isNonFailError(drive->lastError))
+            return false;
+        reportWrErr(s);
+        allWritten = false;
+        if (hitEventLimits(false))
+            return false;
+    }
+    drive->setRetryCallbackBehavior(m_behaviors.normal);
+    if (!allWritten)
+        return false;
+    m_logger.line(4,
+                  zel::formatted("Unable to isolate individual sectors in the range %I64u through %I64u, "
+                                 "original error message: ",
+                                 sector, sector + count - 1),
+                  errorText);
+    reportIsolationRecover(sector, count, errorText);
+    return true;
+}
+
+TestResult PatternWriteTest::testChunks(Pass& pass) {
+    const RangePlan& range = pass.range;
+    m_behaviors.normal = chunkBehavior(pass.blocks, pass.isolate);
+    drive->setRetryCallbackBehavior(m_behaviors.normal);
+    drive->planSectors(range.sectorsToTest);
+    for (std::uint64_t done = 0; done < range.sectorsToTest; done += pass.blocks) {
+        if (hitEventLimits(true))
+            break;
+        const std::uint64_t lba = done * pass.divisor + range.startLba;
+        m_logger.line(1, "Testing LBA ", lba, " of ", range.endLba - 1, " (", pass.blocks,
+                      " sectors at a time) Percent: ", done, "/", range.sectorsToTest, " [",
+                      done * 100 / range.sectorsToTest, "]");
+        if (done == pass.fullChunksEnd)
+            startPartialChunk(pass, lba);
+        if (const auto ended = testChunk(pass, lba, done))
+            return *ended;
+    }
+    return getEventCountResult();
+}
+
+void PatternWriteTest::startPartialChunk(Pass& pass, std::uint64_t lba) {
+    pass.blocks = static_cast<std::uint16_t>(pass.range.sectorsToTest % pass.blocks);
+    blockBytes = pass.range.sectorSize * pass.blocks;
+    m_logger.line(1, "Partial block @", lba, " for ", pass.blocks);
+    drive->setRetryCallbackBehavior(libDrive2::LIBDRIVE2_RETRY_AND_REPORT);
+}
+
+std::optional<TestResult> PatternWriteTest::testChunk(const Pass& pass, std::uint64_t lba,
+                                                      std::uint64_t done) {
+    // What could not be saved is not overwritten.
+    if (pass.preserve && !m_backup.backupSectors(lba, pass.blocks))
+        return endOnNonFail(drive->lastError);
+    m_logger.line(1, "Reading... ", lba);
+    if (const auto ended = applyPatterns(pass, lba, done))
+        return ended;
+    if (const auto ended = restoreChunk(pass, lba))
+        return ended;
+    if (!DiagModule::checkForStop())
+        return std::nullopt;
+    reportUserAbort(lba);
+    return TestResult::USERABORTED;
+}
+
+/// Progress counts a pattern that was read back as one sector's share, whatever the chunk's size.
+std::optional<TestResult> PatternWriteTest::applyPatterns(const Pass& pass, std::uint64_t lba,
+                                                          std::uint64_t done) {
+    const std::uint64_t totalWork = patternCount * pass.range.sectorsToTest;
+    std::uint64_t progress = std::uint64_t{100} * patternCount * done;
+    for (std::uint32_t p = 0; p < patternCount; ++p) {
+        m_logger.line(1, zel::formatted(" * LBA %I64u  Pattern #%i", lba, p));
+        const Turn turn = applyPattern(pass, lba, p, progress);
+        if (turn.ended || turn.leavesChunk)
+            return turn.ended;
+        DiagModule::percentDone(static_cast<int>(progress / totalWork));
+        if (const auto ended = stopIfAsked(pass, lba))
+            return ended;
+    }
+    return std::nullopt;
+}
+
+PatternWriteTest::Turn PatternWriteTest::applyPattern(const Pass& pass, std::uint64_t lba,
+                                                      std::uint32_t index, std::uint64_t& progress) {
+    if (!pass.verifyOnly && !writePattern(lba, pass.blocks, getPattern(index), pass.isolate))
+        return handleWriteFailure(pass, lba);
+    progress += 100;
+    if (!drive->readSector(lba, pass.blocks, m_readBuffer.data(), blockBytes))
+        return handleReadFailure(pass, lba, index);
+    if (verifyPattern(index, m_readBuffer.data(), bytesToCompare(pass)))
+        return {};
+    return reportMismatch(pass, lba);
+}
+
+/// The end that the event names is one past the chunk's last sector.
+PatternWriteTest::Turn PatternWriteTest::reportMismatch(const Pass& pass, std::uint64_t lba) {
+    events::patternMismatchRange->setVariable("sector", lba)->setVariable("end_sector", lba + pass.blocks);
+    sendEvent(*events::patternMismatchRange, EventType::ERR);
+    return {restoreChunk(pass, lba)};
+}
+
+PatternWriteTest::Turn PatternWriteTest::handleWriteFailure(const Pass& pass, std::uint64_t lba) {
+    if (const auto ended = endOnNonFail(drive->lastError))
+        return {ended};
+    // Else the next pattern, without reading this one back.
+    if (!hitEventLimits(true))
+        return {};
+    const auto lost = restoreChunk(pass, lba);
+    return {lost ? *lost : getEventCountResult()};
+}
+
+PatternWriteTest::Turn PatternWriteTest::handleReadFailure(const Pass& pass, std::uint64_t lba,
+                                                           std::uint32_t index) {
+    if (const auto ended = endOnNonFail(drive->lastError))
+        return {ended};
+    if (pass.blocks >= 2 && drive->isMedium() && pass.isolate)
+        return narrow(pass, lba, index);
+    reportRdErr(lba, pass.blocks);
+    return {restoreChunk(pass, lba), true};
+}
+
+PatternWriteTest::Turn PatternWriteTest::narrow(const Pass& pass, std::uint64_t lba, std::uint32_t index) {
+    const String errorText = drive->getLastErrorStr();
+    const std::uint64_t last = lba + pass.blocks - 1;
+    bool sectorFailed = false;
+    drive->setRetryCallbackBehavior(m_behaviors.isolation);
+    for (std::uint64_t sector = lba; sector <= last; ++sector) {
+        if (drive->readSector(sector, 1, m_readBuffer.data(), pass.range.sectorSize)) {
+            if (const auto ended = checkSector(pass, lba, sector, index))
+                return {ended};
+            continue;
+        }
+        if (const auto ended = endOnNonFail(drive->lastError))
+            return {ended};
+        reportRdErr(sector);
+        sectorFailed = true;
+    }
+    drive->setRetryCallbackBehavior(m_behaviors.normal);
+    if (sectorFailed)
+        return {restoreChunk(pass, lba), true};
+    m_logger.line(3,
+                  zel::formatted("Unable to isolate individual sectors in the range %I64u through %I64u, "
+                                 "original error message: ",
+                                 lba, last),
+                  errorText);
+    reportIsolationRecover(lba, pass.blocks, errorText);
+    return {};
+}
+
+std::optional<TestResult> PatternWriteTest::checkSector(const Pass& pass, std::uint64_t lba,
+                                                        std::uint64_t sector, std::uint32_t index) {
+    if (verifyPattern(index, m_readBuffer.data(), pass.range.sectorSize))
+        return std::nullopt;
+    events::patternMismatch->setVariable("sector", sector);
+    sendEvent(*events::patternMismatch, EventType::ERR);
+    return restoreChunk(pass, lba);
+}
+
+std::optional<TestResult> PatternWriteTest::restoreChunk(const Pass& pass, std::uint64_t lba) {
+    _LIBDRIVE2_ERROR_TYPES errorType = libDrive2::LIBDRIVE2_NO_ERROR;
+    if (m_backup.restoreSectors(lba, pass.blocks, errorType))
+        return std::nullopt;
+    return getCurrentResult(errorType);
+}
+
+std::optional<TestResult> PatternWriteTest::stopIfAsked(const Pass& pass, std::uint64_t lba) {
+    if (!DiagModule::checkForStop())
+        return std::nullopt;
+    reportUserAbort(lba);
+    const auto lost = restoreChunk(pass, lba);
+    return lost ? *lost : TestResult(TestResult::USERABORTED);
+}
+
+}  // namespace libDriveTest

@@ -1,0 +1,24 @@
+#pragma once
+
+#include "SpeedTest.h"
+
+namespace libDriveTest {
+
+/// Reads a range from its start to its end in large chunks and measures the sustained rate.
+class ReadSpeedTest : public SpeedTest {
+public:
+    explicit ReadSpeedTest(Drive& tested);
+    explicit ReadSpeedTest(libDrive2::SharedDrive tested);
+    ~ReadSpeedTest() override;
+
+    static void init(Test& test);
+
+protected:
+    TestResult runTest() override;
+
+private:
+    void logParameters(const ReadPass& pass, double threshold) const;
+    TestResult measure(const ReadPass& pass, double threshold);
+};
+
+}  // namespace libDriveTest
