@@ -51,6 +51,11 @@ void addRunOptions(CLI::App& command, RunOptions& options) {
         ->type_name("NAME=VALUE")
         ->allow_extra_args(false);
     command
+        .add_option("--confirm", options.confirm,
+                    "Confirm that a test may write to the drive: its serial number, or the DEVICE as given\n"
+                    "where it has none (\"confirm\" in \"drivetest devices --json\")")
+        ->type_name("SERIAL");
+    command
         .add_option("--events", options.eventsFile,
                     "Write the record of the run, JSON Lines; - is standard output")
         ->type_name("FILE");

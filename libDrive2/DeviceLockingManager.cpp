@@ -54,6 +54,10 @@ zel::Array<zel::String> DeviceLockingManager::holders() {
     return m_volumes->holders();
 }
 
+zel::Array<VolumeContent> DeviceLockingManager::contents() {
+    return m_volumes->contents();
+}
+
 zel::String DeviceLockingManager::getLastErrorStr() const {
     return m_lastError;
 }

@@ -1,11 +1,18 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 
 #include "zel/Array.h"
 #include "zel/String.h"
 
 namespace libDrive2 {
+
+/// Something that stands on a device: its partition table, a partition, a file system.
+struct VolumeContent {
+    zel::String what;         ///< for example "partition 1: ext4 \"backup\""
+    std::uint64_t bytes = 0;  ///< 0 where it has no size of its own
+};
 
 /// The volumes on one device: who uses them, whether they are encrypted, and their lock. Blocks as long as
 /// the operating system's calls do; one thread at a time.
@@ -30,6 +37,9 @@ public:
     /// Who uses the device or a partition of it, one sentence piece each, for example
     /// "sdb1 is mounted on /mnt". Empty when nobody does.
     zel::Array<zel::String> holders();
+    /// What is on the device, for a person who is to decide whether it may be overwritten. Empty when
+    /// nothing is recognised, which does not mean that there is no data.
+    zel::Array<VolumeContent> contents();
     /// Why the last operation failed.
     [[nodiscard]] zel::String getLastErrorStr() const;
 
@@ -41,6 +51,7 @@ public:
         virtual bool lock(zel::String& reason) = 0;
         virtual bool unlock(zel::String& reason) = 0;
         virtual zel::Array<zel::String> holders() = 0;
+        virtual zel::Array<VolumeContent> contents() = 0;
     };
 
 private:

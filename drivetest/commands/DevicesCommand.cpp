@@ -4,6 +4,7 @@
 #include "drivetest/commands/Commands.h"
 #include "drivetest/devices/Drives.h"
 #include "drivetest/record/RecordWriter.h"
+#include "drivetest/safety/SafeStart.h"
 #include "drivetest/terminal/Texts.h"
 #include "libDrive2/DeviceLockingManager.h"
 #include "quix5/DeviceInventory.h"
@@ -26,12 +27,6 @@ std::string join(const std::vector<std::string>& items) {
     for (const std::string& item : items)
         text += (text.empty() ? "" : ", ") + item;
     return text;
-}
-
-/// What to type to confirm a destructive test: the serial number, or the locator of a drive without one.
-std::string confirmationOf(const DiagDevice& device) {
-    const std::string serial = textProperty(device, quix5::kPropertySerial);
-    return serial.empty() ? device.osLocator().utf8() : serial;
 }
 
 Json securityOf(const DiagDevice& device) {

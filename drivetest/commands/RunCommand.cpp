@@ -6,6 +6,7 @@
 #include "drivetest/run/Setup.h"
 #include "drivetest/run/Signals.h"
 #include "drivetest/run/Summary.h"
+#include "drivetest/safety/SafeStart.h"
 #include "drivetest/terminal/Terminal.h"
 #include "libDrive2/DeviceOpeners.h"
 #include "quix5/DiagModule.h"
@@ -24,6 +25,8 @@ struct PreparedRun {
     std::unique_ptr<quix5::Module> module;
     const quix5::OfferedTest* test = nullptr;
     quix5::DiagDevice device;
+    bool writes = false;
+    std::optional<Obstacle> obstacle;  ///< what the guard of tests that write will refuse
     std::unique_ptr<RunRecord> record;
     OutputFile log;
 };
@@ -56,11 +59,35 @@ bool prepare(const RunOptions& options, PreparedRun& run, std::string& error) {
     if (run.test == nullptr || !applyParameters(run.test->descriptor, options.parameters, error) ||
         !makeDevice(options.device, options.properties, run.device, error))
         return false;
-    if (run.test->descriptor.isDestructive()) {
-        error = options.test + " writes to the drive; this version runs only tests that read";
-        return false;
-    }
+    run.writes = writesToDrive(run.test->descriptor);
     return true;
+}
+
+/// Whether the test is offered and the drive lets itself be tested; gives the exit status and says why not.
+ExitStatus checkDrive(const RunOptions& options, const PreparedRun& run) {
+    if (!quix5::isOffered(run.test->descriptor, run.device)) {
+        complain(options.test + " is not offered for " + options.device +
+                 ": the device has a property that excludes it");
+        return kExitCannotRun;
+    }
+    if (flagProperty(run.device, kPropertyLocked)) {
+        complain(options.device +
+                 " is locked by its ATA password, so nothing on it can be read: unlock it first (hdparm "
+                 "--security-unlock), then try again");
+        return kExitCannotRun;
+    }
+    return kExitPass;
+}
+
+/// A test that writes starts only when the user has confirmed it for this drive.
+ExitStatus confirm(const RunOptions& options, PreparedRun& run, Console& console) {
+    if (run.test->descriptor.isDestructive())
+        run.obstacle = findObstacle(run.device);
+    if (!run.writes)
+        return kExitPass;
+    return confirmWriting({run.test->descriptor, run.device, run.obstacle, options.confirm,
+                           options.prompts && isTerminal(stdin)},
+                          console);
 }
 
 void warnOfMissingTexts() {
@@ -77,9 +104,9 @@ TestResult runPrepared(PreparedRun& run, RunHost& host, Console& console) {
         const ProgressDisplay display(
             console, run.test->descriptor.name().utf8() + " " + run.device.osLocator().utf8(),
             [&host] { return host.snapshot(); });
-        result =
-            quix5::runTest(*run.test, run.device,
-                           {libDrive2::kAccessRead, libDrive2::kShareRead | libDrive2::kShareWrite}, host);
+        const std::uint32_t access = libDrive2::kAccessRead | (run.writes ? libDrive2::kAccessWrite : 0);
+        result = quix5::runTest(*run.test, run.device,
+                                {access, libDrive2::kShareRead | libDrive2::kShareWrite}, host);
     }
     zel::LogFactory::setSink(previousSink);
     quix5::DiagModule::install(previousHost);
@@ -90,6 +117,10 @@ int finish(const PreparedRun& run, const TestResult& result, const RunHost& host
     const std::string reason = libDrive2::lastOpenErrorStr().utf8();
     if (host.statistics() == nullptr && result == TestResult::CANNOTRUN && !reason.empty())
         console.line("         " + reason);
+    if (run.obstacle && exitStatusOf(result) == run.obstacle->status) {
+        console.line("         " + run.obstacle->reason + ":");
+        console.line("         " + run.obstacle->advice);
+    }
     if (run.record != nullptr)
         run.record->end(result, host.counts(), host.statistics());
     printSummary(console, *run.test, run.device, result, host);
@@ -114,17 +145,12 @@ int runTests(const RunOptions& options) {
         complain(error);
         return kExitUsage;
     }
-    if (!quix5::isOffered(run.test->descriptor, run.device)) {
-        complain(options.test + " is not offered for " + options.device +
-                 ": the device has a property that excludes it");
-        return kExitCannotRun;
-    }
-    if (flagProperty(run.device, kPropertyLocked)) {
-        complain(options.device +
-                 " is locked by its ATA password, so nothing on it can be read: unlock it first (hdparm "
-                 "--security-unlock), then try again");
-        return kExitCannotRun;
-    }
+    if (const ExitStatus refused = checkDrive(options, run); refused != kExitPass)
+        return refused;
+    stopOnSignals();
+    Console console(options.eventsFile == "-" ? stderr : stdout);
+    if (const ExitStatus refused = confirm(options, run, console); refused != kExitPass)
+        return refused;
     // Only now: what an earlier run wrote is not replaced by nothing.
     if (!openOutputs(options, run, error)) {
         complain(error);
@@ -132,12 +158,10 @@ int runTests(const RunOptions& options) {
     }
     warnOfMissingTexts();
     zel::LogFactory::setPriority(options.logPriority);
-    stopOnSignals();
     zel::SkippingClock simulatedTime;
     if (options.device.starts_with("sim:"))
         zel::Clock::install(&simulatedTime);
 
-    Console console(options.eventsFile == "-" ? stderr : stdout);
     // Nobody could answer without a terminal.
     RunHost host(console, run.record.get(), run.log.get(), options.prompts && isTerminal(stdin));
     if (run.record != nullptr)

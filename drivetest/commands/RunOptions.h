@@ -16,6 +16,7 @@ struct RunOptions {
     int logPriority = 3;
     std::string language;
     std::string moduleFile;
+    std::string confirm;  ///< what names the drive that may be written to; empty for none
     bool prompts = true;
     std::string commandLine;  ///< as typed, for the record
 };

@@ -132,6 +132,11 @@ zel::Array<zel::String> LinuxVolumes::holders() {
     return users;
 }
 
+zel::Array<VolumeContent> LinuxVolumes::contents() {
+    const FileDescriptor device(open(m_path.utf8().c_str(), O_RDONLY | O_CLOEXEC));
+    return device ? describeContents(device.get()) : zel::Array<VolumeContent>();
+}
+
 bool LinuxVolumes::isEncrypted(zel::String& reason) {
     const FileDescriptor device(open(m_path.utf8().c_str(), O_RDONLY | O_CLOEXEC));
     if (!device) {

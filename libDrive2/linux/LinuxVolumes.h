@@ -19,6 +19,7 @@ public:
     bool lock(zel::String& reason) override;
     bool unlock(zel::String& reason) override;
     zel::Array<zel::String> holders() override;
+    zel::Array<VolumeContent> contents() override;
 
 private:
     static void findUsers(const SysfsBlock& device, zel::Array<zel::String>& users);

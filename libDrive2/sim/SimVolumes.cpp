@@ -21,6 +21,12 @@ public:
     }
     bool unlock(zel::String& /*reason*/) override { return true; }
     zel::Array<zel::String> holders() override { return {}; }
+    zel::Array<VolumeContent> contents() override {
+        zel::Array<VolumeContent> found;
+        if (m_options && m_options->encrypted)
+            found.append({"an encrypted volume", 0});
+        return found;
+    }
 
 private:
     zel::String m_error;

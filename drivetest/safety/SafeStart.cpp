@@ -1,0 +1,106 @@
+#include "drivetest/safety/SafeStart.h"
+
+#include "drivetest/devices/Drives.h"
+#include "drivetest/terminal/Terminal.h"
+#include "drivetest/terminal/Texts.h"
+#include "libDrive2/DeviceLockingManager.h"
+#include "quix5/DeviceInventory.h"
+#include "quix5/ParameterText.h"
+
+namespace drivetest {
+
+namespace {
+
+using quix5::DiagDevice;
+
+/// The value of a parameter of yes or no; `fallback` when the test has none of that name or it is not set.
+bool flagOf(const quix5::Test& test, const char* name, bool fallback) {
+    const quix5::Parameter* const parameter = quix5::findParameter(test, name);
+    return parameter != nullptr && parameter->isset() ? parameter->value().valueBool() : fallback;
+}
+
+std::string quoted(const std::string& text) {
+    return "\"" + text + "\"";
+}
+
+bool hasSerial(const DiagDevice& device) {
+    return !textProperty(device, quix5::kPropertySerial).empty();
+}
+
+std::string whatToType(const DiagDevice& device) {
+    return (hasSerial(device) ? "its serial number, " : "its path, ") + quoted(confirmationOf(device));
+}
+
+void showDrive(const ConfirmationRequest& request, Console& console) {
+    const DiagDevice& device = request.device;
+    const std::string path = device.osLocator().utf8();
+    std::string identity = textProperty(device, quix5::kPropertyModel);
+    if (hasSerial(device))
+        identity += ", serial number " + textProperty(device, quix5::kPropertySerial);
+    console.line(request.test.name().utf8() + " writes to " + path +
+                 (identity.empty() ? "" : ": " + identity) + ", " +
+                 sizeText(numberProperty(device, quix5::kPropertyBytes)));
+    const auto contents = libDrive2::DeviceLockingManager(device.osLocator()).contents();
+    if (contents.isEmpty())
+        console.line("  no partition table or file system is recognised on it");
+    for (const libDrive2::VolumeContent& content : contents)
+        console.line("  it holds " + content.what.utf8() +
+                     (content.bytes != 0 ? ", " + sizeText(content.bytes) : ""));
+    if (!flagOf(request.test, "PreserveData", true))
+        console.line("  PreserveData is off: WHAT IT HOLDS WILL BE LOST");
+}
+
+ExitStatus refuse(const std::string& sentence, ExitStatus status) {
+    complain(sentence);
+    return status;
+}
+
+}  // namespace
+
+std::string confirmationOf(const DiagDevice& device) {
+    const std::string serial = textProperty(device, quix5::kPropertySerial);
+    return serial.empty() ? device.osLocator().utf8() : serial;
+}
+
+bool writesToDrive(const quix5::Test& test) {
+    return test.isDestructive() && !flagOf(test, "VerifyOnly", false);
+}
+
+std::optional<Obstacle> findObstacle(const DiagDevice& device) {
+    libDrive2::DeviceLockingManager volumes(device.osLocator());
+    if (volumes.isBitLockerEnabledOnVolumes())
+        return Obstacle{kExitCannotRun, volumes.getLastErrorStr().utf8(),
+                        "tests that write leave encrypted drives alone: decrypt or wipe it first, or run a "
+                        "test that reads"};
+    if (!volumes.lockVolumes())
+        return Obstacle{kExitBusy, volumes.getLastErrorStr().utf8(),
+                        "unmount it, switch swap off, stop what uses it, then try again"};
+    return std::nullopt;
+}
+
+ExitStatus confirmWriting(const ConfirmationRequest& request, Console& console) {
+    const std::string path = request.device.osLocator().utf8();
+    const std::string expected = confirmationOf(request.device);
+    showDrive(request, console);
+    if (request.given == expected)
+        return kExitPass;
+    if (!request.given.empty())
+        return refuse("--confirm " + quoted(request.given) + " does not name " + path + ": type " +
+                          whatToType(request.device) + ", if this is the drive you mean; nothing was written",
+                      kExitUsage);
+    // Nobody should confirm what will be refused.
+    if (request.obstacle)
+        return refuse(request.obstacle->reason + "; " + request.obstacle->advice, request.obstacle->status);
+    if (!request.mayAsk)
+        return refuse(request.test.name().utf8() + " writes to the drive: confirm that with --confirm " +
+                          quoted(expected) + "; nothing was written",
+                      kExitUsage);
+    console.line("Type " + whatToType(request.device) +
+                 ", to go on; anything else leaves the drive as it is:");
+    std::string line;
+    if (waitForLine(std::chrono::milliseconds(-1), line) == InputWait::line && line == expected)
+        return kExitPass;
+    return refuse("not confirmed; nothing was written to " + path, kExitUserAborted);
+}
+
+}  // namespace drivetest

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "drivetest/ExitStatus.h"
+#include "drivetest/terminal/Console.h"
+#include "quix5/DiagDevice.h"
+#include "quix5/Test.h"
+
+namespace drivetest {
+
+/// What to type to confirm a test that writes: the serial number, or the locator of a drive without one.
+std::string confirmationOf(const quix5::DiagDevice& device);
+
+/// Whether the test, with the parameters that are set, writes to the drive.
+bool writesToDrive(const quix5::Test& test);
+
+/// Why a drive must not be written to, and what to do about it.
+struct Obstacle {
+    ExitStatus status;
+    std::string reason;
+    std::string advice;
+};
+/// Looks for what the guard of tests that write will refuse: an encrypted volume, a user of the drive.
+std::optional<Obstacle> findObstacle(const quix5::DiagDevice& device);
+
+/// How a test that writes is to be confirmed.
+struct ConfirmationRequest {
+    const quix5::Test& test;
+    const quix5::DiagDevice& device;
+    const std::optional<Obstacle>& obstacle;
+    std::string given;  ///< what the user gave already; empty for nothing
+    bool mayAsk;        ///< somebody is there to answer
+};
+/// Shows what is on the drive and has it confirmed that it may be written to. Blocks while a person thinks.
+/// Gives kExitPass when it may; else the exit status, after a sentence that says why.
+ExitStatus confirmWriting(const ConfirmationRequest& request, Console& console);
+
+}  // namespace drivetest
