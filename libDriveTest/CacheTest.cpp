@@ -9,19 +9,15 @@ namespace libDriveTest {
 
 namespace {
 
+constexpr const char* kName = "CacheTest";
 constexpr std::uint64_t kSectorsToTest = 32768;
 constexpr std::uint16_t kBlocks = 256;
 constexpr std::array<std::uint16_t, 5> kPatterns = {0x0000, 0xFFFF, 0xAAAA, 0x5555, 0x1234};
 
-zel::Logger& logger() {
-    static zel::Logger& instance = zel::LogFactory::createLogger("libDriveTest.CacheTest");
-    return instance;
-}
-
 }  // namespace
 
-CacheTest::CacheTest(Drive& tested) : PatternWriteTest(tested, logger()) {}
-CacheTest::CacheTest(libDrive2::SharedDrive tested) : PatternWriteTest(std::move(tested), logger()) {}
+CacheTest::CacheTest(Drive& tested) : PatternWriteTest(tested, kName) {}
+CacheTest::CacheTest(libDrive2::SharedDrive tested) : PatternWriteTest(std::move(tested), kName) {}
 CacheTest::~CacheTest() = default;
 
 void CacheTest::init(Test& test) {
@@ -35,14 +31,14 @@ void CacheTest::init(Test& test) {
 }
 
 TestResult CacheTest::runTest() {
-    const zel::TraceLogger trace(logger(), "CacheTest::Run");
+    const zel::TraceLogger trace(m_logger, "CacheTest::Run");
     Pass pass;
-    if (const TestResult setUp = setUpWholeRange(logger(), pass.range); setUp != TestResult::PASS)
+    if (const TestResult setUp = setUpWholeRange(m_logger, pass.range); setUp != TestResult::PASS)
         return setUp;
     pass.preserve = parameters::preserveData.value();
     pass.isolate = parameters::isolateFailedLBA.value();
     if (pass.range.sectorsToTest < kSectorsToTest)
-        return reportInvalidParameters(logger(),
+        return reportInvalidParameters(m_logger,
                                        {parameters::startRange.item(), parameters::endRange.item()});
     const std::uint64_t startOfRange = pass.range.startLba;
     pass.range.sectorsToTest = kSectorsToTest;
@@ -60,7 +56,7 @@ TestResult CacheTest::runTest() {
 }
 
 void CacheTest::logParameters(const Pass& pass, std::uint64_t startLba) const {
-    zel::Logger& log = logger();
+    zel::Logger& log = m_logger;
     log.line(1, "=== CacheTest parameters ===");
     log.line(1, " Sectors To Test:       ", kSectorsToTest);
     log.line(1, " Start LBA: (inclusive) ", startLba);

@@ -51,6 +51,7 @@ bool ChunkBackup::isSaved(std::uint64_t sector, std::uint32_t count) {
 }
 
 bool ChunkBackup::backupSectors(std::uint64_t sector, std::uint32_t count) {
+    m_isRestored = true;
     m_logger.line(1, zel::formatted("Backing up sector %I64u (count: %i)", sector, count));
     if (isSaved(sector, count))
         return true;
@@ -79,13 +80,18 @@ bool ChunkBackup::restoreSectors(std::uint64_t sector, std::uint32_t count,
             restore.noteNonFail(drive.lastError);
         restoreSingly(restore);
     }
-    if (restore.lost == 0 && !drive.releaseSectors(sector, count))
-        m_logger.line(4, zel::formatted("The journal keeps sector %I64u (count: %i): ", sector, count),
-                      drive.getLastErrorStr());
+    m_isRestored = restore.lost == 0;
     errorType = restore.nonFail < restore.attempts ? libDrive2::LIBDRIVE2_NO_ERROR : restore.errorType;
     if (errorType != libDrive2::LIBDRIVE2_NO_ERROR)
         m_test.reportNonFailError(errorType);
     return restore.lost == 0;
+}
+
+void ChunkBackup::leave(std::uint64_t sector, std::uint32_t count) {
+    if (m_buffer.data() == nullptr || !m_isRestored || m_test.drive->releaseSectors(sector, count))
+        return;
+    m_logger.line(4, zel::formatted("The journal keeps sector %I64u (count: %i): ", sector, count),
+                  m_test.drive->getLastErrorStr());
 }
 
 void ChunkBackup::restoreSingly(Restore& restore) {

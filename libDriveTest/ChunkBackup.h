@@ -29,8 +29,12 @@ public:
 
     /// Reads the chunk. False: the data was not saved, so it must not be overwritten.
     bool backupSectors(std::uint64_t sector, std::uint32_t count);
+    /// Tells that the chunk no longer holds what was saved.
+    void noteOverwritten() { m_isRestored = false; }
     /// False when a sector was lost. `errorType` is then, or else 0, the error that ends the test.
     bool restoreSectors(std::uint64_t sector, std::uint32_t count, _LIBDRIVE2_ERROR_TYPES& errorType);
+    /// The test leaves the chunk: if it holds again what was saved, the journal may forget it.
+    void leave(std::uint64_t sector, std::uint32_t count);
 
 private:
     struct Restore;
@@ -46,6 +50,7 @@ private:
     zel::Logger& m_logger;
     const WriteBehaviors& m_behaviors;
     zel::Buffer m_buffer;
+    bool m_isRestored = true;
     std::uint32_t m_sectorsPerTransfer = 0;  ///< 0: all of a chunk
 };
 

@@ -56,6 +56,9 @@ private:
     OwnedDrive openNVMe();
 
     [[nodiscard]] libDrive2::SharedBlockHandle openOsHandle() const;
+    [[nodiscard]] String announceScsi(const char* kind) const;
+    template <class DriveClass>
+    OwnedDrive openByPassThrough(const char* kind, const char* className);
     [[nodiscard]] libDrive2::SharedScsiPassThrough openPassThrough(const String& locator) const;
     [[nodiscard]] std::uint32_t mediaCapabilities() const;
 

@@ -66,11 +66,27 @@ DriveFactory::OwnedDrive DriveFactory::openAta() {
     return nullptr;
 }
 
+/// Gives the path for pass-through handles, after the lines that name what is tried.
+String DriveFactory::announceScsi(const char* kind) const {
+    driveTestLogger().line(1, "DriveTest::createDrive() creating ", kind);
+    const String locator = DriveTest::getScsiIOLocator(m_device);
+    driveTestLogger().line(1, "DriveTest::createDrive() will test locator: ", locator);
+    return locator;
+}
+
+template <class DriveClass>
+DriveFactory::OwnedDrive DriveFactory::openByPassThrough(const char* kind, const char* className) {
+    auto handle = openPassThrough(announceScsi(kind));
+    if (!handle)
+        return nullptr;
+    auto drive = std::make_unique<DriveClass>(std::move(handle));
+    logCreated(className);
+    return drive;
+}
+
 DriveFactory::OwnedDrive DriveFactory::openScsiSBC() {
     zel::Logger& log = driveTestLogger();
-    log.line(1, "DriveTest::createDrive() creating SCSI SBC Drive");
-    const String locator = DriveTest::getScsiIOLocator(m_device);
-    log.line(1, "DriveTest::createDrive() will test locator: ", locator);
+    const String locator = announceScsi("SCSI SBC Drive");
     std::unique_ptr<libDrive2::ScsiSBCDrive> drive;
     if (auto handle = openPassThrough(locator))
         drive = std::make_unique<libDrive2::ScsiSBCDrive>(std::move(handle));
@@ -88,29 +104,11 @@ DriveFactory::OwnedDrive DriveFactory::openScsiSBC() {
 }
 
 DriveFactory::OwnedDrive DriveFactory::openScsiMMC() {
-    zel::Logger& log = driveTestLogger();
-    log.line(1, "DriveTest::createDrive() creating SCSI MMC Drive");
-    const String locator = DriveTest::getScsiIOLocator(m_device);
-    log.line(1, "DriveTest::createDrive() will test locator: ", locator);
-    auto handle = openPassThrough(locator);
-    if (!handle)
-        return nullptr;
-    auto drive = std::make_unique<libDrive2::ScsiMMCDrive>(std::move(handle));
-    logCreated("ScsiMMCDrive");
-    return drive;
+    return openByPassThrough<libDrive2::ScsiMMCDrive>("SCSI MMC Drive", "ScsiMMCDrive");
 }
 
 DriveFactory::OwnedDrive DriveFactory::openUsbFloppy() {
-    zel::Logger& log = driveTestLogger();
-    log.line(1, "DriveTest::createDrive() creating USB UFI Floppy Drive");
-    const String locator = DriveTest::getScsiIOLocator(m_device);
-    log.line(1, "DriveTest::createDrive() will test locator: ", locator);
-    auto handle = openPassThrough(locator);
-    if (!handle)
-        return nullptr;
-    auto drive = std::make_unique<libDrive2::UFIFloppyDrive>(std::move(handle));
-    logCreated("UFIFloppyDrive");
-    return drive;
+    return openByPassThrough<libDrive2::UFIFloppyDrive>("USB UFI Floppy Drive", "UFIFloppyDrive");
 }
 
 DriveFactory::OwnedDrive DriveFactory::openOsFloppy() {

@@ -1,6 +1,7 @@
 #include "DriveTest.h"
 
 #include <memory>
+#include <string>
 #include <utility>
 
 #include "DriveTestCallback.h"
@@ -35,6 +36,10 @@ Array<non_fail_result> DriveTest::s_nonFailResults;
 zel::Logger& driveTestLogger() {
     static zel::Logger& instance = zel::LogFactory::createLogger("libDriveTest.DriveTest");
     return instance;
+}
+
+zel::Logger& loggerOf(const char* testName) {
+    return zel::LogFactory::createLogger((std::string("libDriveTest.") + testName).c_str());
 }
 
 DriveTest::DriveTest(Drive& testedDrive) : drive(&testedDrive) {}

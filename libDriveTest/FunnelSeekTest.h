@@ -1,28 +1,27 @@
 #pragma once
 
-#include "DriveTest.h"
+#include "SeekTest.h"
 
 namespace libDriveTest {
 
 /// Moves between the two ends of a range in strokes that get shorter and shorter, and reports positions that
 /// cannot be reached.
-class FunnelSeekTest : public DriveTest {
+class FunnelSeekTest : public SeekTest {
 public:
-    using DriveTest::DriveTest;
+    explicit FunnelSeekTest(Drive& tested) : SeekTest(tested, "FunnelSeekTest") {}
+    explicit FunnelSeekTest(libDrive2::SharedDrive tested) : SeekTest(std::move(tested), "FunnelSeekTest") {}
     ~FunnelSeekTest() override;
 
-    static void init(Test& test);
-
 protected:
-    TestResult runTest() override;
+    void plan(Pass& pass) override;
+    void logParameters(const Pass& pass) const override;
+    std::uint64_t position(const Pass& pass, std::uint64_t index) override;
+    std::optional<TestResult> beforeMove(const Step& step) override;
+    std::optional<TestResult> afterMove(const Step& step) override;
+    void reportFailure(const Step& step) override;
 
 private:
-    struct Pass;
-
-    void logParameters(const Pass& pass) const;
-    TestResult seek(Pass& pass);
-    /// What ends the test at once; nothing when it goes on.
-    std::optional<TestResult> handleFailure(std::uint64_t lba, std::uint64_t previous);
+    std::uint64_t m_jump = 1;
 };
 
 }  // namespace libDriveTest

@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "DriveTestLogger.h"
 #include "Parameters.h"
 
 namespace libDriveTest {
@@ -14,14 +15,10 @@ constexpr std::uint64_t kChunkShares = 10;
 }  // namespace
 
 LinearChunkTest::LinearChunkTest(Drive& tested, const char* name)
-    : DriveTest(tested),
-      m_name(name),
-      m_logger(zel::LogFactory::createLogger((std::string("libDriveTest.") + name).c_str())) {}
+    : DriveTest(tested), m_name(name), m_logger(loggerOf(name)) {}
 
 LinearChunkTest::LinearChunkTest(libDrive2::SharedDrive tested, const char* name)
-    : DriveTest(std::move(tested)),
-      m_name(name),
-      m_logger(zel::LogFactory::createLogger((std::string("libDriveTest.") + name).c_str())) {}
+    : DriveTest(std::move(tested)), m_name(name), m_logger(loggerOf(name)) {}
 
 LinearChunkTest::~LinearChunkTest() = default;
 

@@ -12,6 +12,7 @@ namespace libDriveTest {
 
 namespace {
 
+constexpr const char* kName = "LinearPatternTest";
 constexpr std::array<std::uint8_t, 18> kPatterns = {0xFF, 0x00, 0xF0, 0x0F, 0xAA, 0x55, 0x80, 0x40, 0x20,
                                                     0x10, 0x08, 0x04, 0x02, 0x01, 0x11, 0x22, 0x44, 0x88};
 /// The sum of the table's bytes, modulo 256.
@@ -19,20 +20,15 @@ constexpr std::uint8_t kPatternsSum = 0xFB;
 /// A chunk holds at most this part of the sectors to test.
 constexpr std::uint64_t kChunkShares = 20;
 
-zel::Logger& logger() {
-    static zel::Logger& instance = zel::LogFactory::createLogger("libDriveTest.LinearPatternTest");
-    return instance;
-}
-
 const char* yesOrNo(bool value) {
     return value ? "yes" : "no";
 }
 
 }  // namespace
 
-LinearPatternTest::LinearPatternTest(Drive& tested) : PatternWriteTest(tested, logger()) {}
+LinearPatternTest::LinearPatternTest(Drive& tested) : PatternWriteTest(tested, kName) {}
 LinearPatternTest::LinearPatternTest(libDrive2::SharedDrive tested)
-    : PatternWriteTest(std::move(tested), logger()) {}
+    : PatternWriteTest(std::move(tested), kName) {}
 LinearPatternTest::~LinearPatternTest() = default;
 
 void LinearPatternTest::init(Test& test) {
@@ -51,9 +47,9 @@ void LinearPatternTest::init(Test& test) {
 }
 
 TestResult LinearPatternTest::runTest() {
-    const zel::TraceLogger trace(logger(), "LinearPatternTest::Run");
+    const zel::TraceLogger trace(m_logger, "LinearPatternTest::Run");
     Pass pass;
-    if (const TestResult setUp = setUpRange(logger(), pass.range); setUp != TestResult::PASS)
+    if (const TestResult setUp = setUpRange(m_logger, pass.range); setUp != TestResult::PASS)
         return setUp;
     pass.preserve = parameters::preserveData.value();
     pass.isolate = parameters::isolateFailedLBA.value();
@@ -82,14 +78,14 @@ TestResult LinearPatternTest::choosePatterns(Pass& pass) {
     if (const String text = overridePattern.value(); !text.isEmpty()) {
         std::uint32_t value = 0;
         if (!text.strToUInt(value, 16) || value > 0xFF)
-            return reportInvalidParameters(logger(), {overridePattern.item()});
+            return reportInvalidParameters(m_logger, {overridePattern.item()});
         overrideByte = static_cast<std::uint8_t>(value);
         patternCount = 1;
         overrideSet = true;
     }
     pass.verifyOnly = verifyOnly.value();
     if (pass.verifyOnly && !overrideSet)
-        return reportInvalidParameters(logger(), {overridePattern.item(), verifyOnly.item()});
+        return reportInvalidParameters(m_logger, {overridePattern.item(), verifyOnly.item()});
     pass.preserve = pass.preserve && !pass.verifyOnly;
     if (patternCount == 0 || patternCount > kPatterns.size()) {
         events::invalidPatternCnt->setVariable("patternCntMax", static_cast<std::uint32_t>(kPatterns.size()));
@@ -100,7 +96,7 @@ TestResult LinearPatternTest::choosePatterns(Pass& pass) {
 }
 
 void LinearPatternTest::logParameters(const Pass& pass) const {
-    zel::Logger& log = logger();
+    zel::Logger& log = m_logger;
     log.line(1, "=== LinearPatternTest parameters ===");
     log.line(1, " Test Percent Req.      ", zel::ZELValue(pass.range.fraction * 100).text());
     log.line(1, " Sectors To Test:       ", pass.range.sectorsToTest);
@@ -121,7 +117,7 @@ void LinearPatternTest::logParameters(const Pass& pass) const {
 bool LinearPatternTest::setupPatterns() {
     const auto sum = static_cast<std::uint8_t>(std::accumulate(kPatterns.begin(), kPatterns.end(), 0U));
     if (!overrideSet && sum != kPatternsSum) {
-        logger().line(1, zel::formatted("Pattern table CRC: %02Xh  Expected: %02Xh", sum, kPatternsSum));
+        m_logger.line(1, zel::formatted("Pattern table CRC: %02Xh  Expected: %02Xh", sum, kPatternsSum));
         sendEvent(*events::patternBufferCorrupt, EventType::ERR);
         return false;
     }

@@ -1,27 +1,22 @@
 #pragma once
 
-#include "DriveTest.h"
+#include "SeekTest.h"
 
 namespace libDriveTest {
 
 /// Moves to positions of a range in ascending order and reports those that cannot be reached.
-class LinearSeekTest : public DriveTest {
+class LinearSeekTest : public SeekTest {
 public:
-    using DriveTest::DriveTest;
+    explicit LinearSeekTest(Drive& tested) : SeekTest(tested, "LinearSeekTest") {}
+    explicit LinearSeekTest(libDrive2::SharedDrive tested) : SeekTest(std::move(tested), "LinearSeekTest") {}
     ~LinearSeekTest() override;
 
-    static void init(Test& test);
-
 protected:
-    TestResult runTest() override;
-
-private:
-    struct Pass;
-
-    void logParameters(const RangePlan& range) const;
-    TestResult seek(Pass& pass);
-    /// What ends the test at once; nothing when it goes on.
-    std::optional<TestResult> handleFailure(std::uint64_t lba);
+    void logSpacing(const Pass& pass) const override;
+    void begin(const Pass& pass) override;
+    std::uint64_t position(const Pass& pass, std::uint64_t index) override;
+    std::optional<TestResult> afterMove(const Step& step) override;
+    void reportFailure(const Step& step) override;
 };
 
 }  // namespace libDriveTest

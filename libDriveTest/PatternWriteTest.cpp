@@ -2,15 +2,16 @@
 
 #include <cstring>
 
+#include "DriveTestLogger.h"
 #include "Events.h"
 
 namespace libDriveTest {
 
-PatternWriteTest::PatternWriteTest(Drive& tested, zel::Logger& logger)
-    : DriveTest(tested), m_logger(logger), m_backup(*this, logger, m_behaviors) {}
+PatternWriteTest::PatternWriteTest(Drive& tested, const char* name)
+    : DriveTest(tested), m_logger(loggerOf(name)), m_backup(*this, m_logger, m_behaviors) {}
 
-PatternWriteTest::PatternWriteTest(libDrive2::SharedDrive tested, zel::Logger& logger)
-    : DriveTest(std::move(tested)), m_logger(logger), m_backup(*this, logger, m_behaviors) {}
+PatternWriteTest::PatternWriteTest(libDrive2::SharedDrive tested, const char* name)
+    : DriveTest(std::move(tested)), m_logger(loggerOf(name)), m_backup(*this, m_logger, m_behaviors) {}
 
 PatternWriteTest::~PatternWriteTest() = default;
 
@@ -35,6 +36,7 @@ bool PatternWriteTest::verifyPattern(std::uint32_t index, const void* data, std:
 
 bool PatternWriteTest::writePattern(std::uint64_t sector, std::uint16_t count, const void* pattern,
                                     bool isolate) {
+    m_backup.noteOverwritten();
     if (drive->writeSector(sector, count, pattern, drive->getSectorSize() * count))
         return true;
     if (isNonFailError(drive->lastError))
@@ -77,6 +79,8 @@ bool PatternWriteTest::writeSingly(std::uint64_t sector, std::uint16_t count, co
 
 TestResult PatternWriteTest::testChunks(Pass& pass) {
     const RangePlan& range = pass.range;
+    if (pass.preserve && !drive->expectWrites(m_patterns.data(), m_patterns.size()))
+        return *endOnNonFail(drive->lastError);
     m_behaviors.normal = chunkBehavior(pass.blocks, pass.isolate);
     drive->setRetryCallbackBehavior(m_behaviors.normal);
     drive->planSectors(range.sectorsToTest);
@@ -108,9 +112,11 @@ std::optional<TestResult> PatternWriteTest::testChunk(const Pass& pass, std::uin
     if (pass.preserve && !m_backup.backupSectors(lba, pass.blocks))
         return endOnNonFail(drive->lastError);
     m_logger.line(1, "Reading... ", lba);
-    if (const auto ended = applyPatterns(pass, lba, done))
-        return ended;
-    if (const auto ended = restoreChunk(pass, lba))
+    auto ended = applyPatterns(pass, lba, done);
+    if (!ended)
+        ended = restoreChunk(pass, lba);
+    m_backup.leave(lba, pass.blocks);
+    if (ended)
         return ended;
     if (!DiagModule::checkForStop())
         return std::nullopt;

@@ -12,8 +12,9 @@ public:
     ~PatternWriteTest() override;
 
 protected:
-    PatternWriteTest(Drive& tested, zel::Logger& logger);
-    PatternWriteTest(libDrive2::SharedDrive tested, zel::Logger& logger);
+    /// `name` is the test's; it names the logger, too. Static text.
+    PatternWriteTest(Drive& tested, const char* name);
+    PatternWriteTest(libDrive2::SharedDrive tested, const char* name);
 
     /// The working values of one run.
     struct Pass {

@@ -1,27 +1,26 @@
 #pragma once
 
-#include "DriveTest.h"
+#include <random>
+
+#include "SeekTest.h"
 
 namespace libDriveTest {
 
 /// Moves to positions drawn at random from a range and reports those that cannot be reached.
-class RandomSeekTest : public DriveTest {
+class RandomSeekTest : public SeekTest {
 public:
-    using DriveTest::DriveTest;
+    explicit RandomSeekTest(Drive& tested) : SeekTest(tested, "RandomSeekTest") {}
+    explicit RandomSeekTest(libDrive2::SharedDrive tested) : SeekTest(std::move(tested), "RandomSeekTest") {}
     ~RandomSeekTest() override;
 
-    static void init(Test& test);
-
 protected:
-    TestResult runTest() override;
+    void begin(const Pass& pass) override;
+    std::uint64_t position(const Pass& pass, std::uint64_t index) override;
+    void reportFailure(const Step& step) override;
 
 private:
-    struct Pass;
-
-    void logParameters(const RangePlan& range) const;
-    TestResult seek(Pass& pass);
-    /// What ends the test at once; nothing when it goes on.
-    std::optional<TestResult> handleFailure(std::uint64_t lba, std::uint64_t previous);
+    std::mt19937 m_generator;
+    std::uniform_int_distribution<std::uint64_t> m_draw;
 };
 
 }  // namespace libDriveTest

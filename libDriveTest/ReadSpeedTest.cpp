@@ -8,17 +8,13 @@ namespace libDriveTest {
 
 namespace {
 
+constexpr const char* kName = "ReadSpeedTest";
 constexpr std::uint32_t kChunkBytes = 2097152;
-
-zel::Logger& logger() {
-    static zel::Logger& instance = zel::LogFactory::createLogger("libDriveTest.ReadSpeedTest");
-    return instance;
-}
 
 }  // namespace
 
-ReadSpeedTest::ReadSpeedTest(Drive& tested) : SpeedTest(tested, logger()) {}
-ReadSpeedTest::ReadSpeedTest(libDrive2::SharedDrive tested) : SpeedTest(std::move(tested), logger()) {}
+ReadSpeedTest::ReadSpeedTest(Drive& tested) : SpeedTest(tested, kName) {}
+ReadSpeedTest::ReadSpeedTest(libDrive2::SharedDrive tested) : SpeedTest(std::move(tested), kName) {}
 ReadSpeedTest::~ReadSpeedTest() = default;
 
 void ReadSpeedTest::init(Test& test) {
@@ -33,14 +29,14 @@ void ReadSpeedTest::init(Test& test) {
 }
 
 TestResult ReadSpeedTest::runTest() {
-    const zel::TraceLogger trace(logger(), "ReadSpeedTest::Run");
+    const zel::TraceLogger trace(m_logger, "ReadSpeedTest::Run");
     ReadPass pass;
-    if (const TestResult setUp = setUpWholeRange(logger(), pass.range); setUp != TestResult::PASS)
+    if (const TestResult setUp = setUpWholeRange(m_logger, pass.range); setUp != TestResult::PASS)
         return setUp;
     pass.sizes = planChunks(pass.range.sectorsToTest, kChunkBytes);
     const double threshold = parameters::readRateThreshold.value();
     if (threshold == 0.0)
-        return reportInvalidParameters(logger(), {parameters::readRateThreshold.item()});
+        return reportInvalidParameters(m_logger, {parameters::readRateThreshold.item()});
     if (!allocateReadBuffer(pass.sizes))
         return TestResult::INTERNALERROR;
     logParameters(pass, threshold);
@@ -54,7 +50,7 @@ TestResult ReadSpeedTest::runTest() {
 }
 
 void ReadSpeedTest::logParameters(const ReadPass& pass, double threshold) const {
-    zel::Logger& log = logger();
+    zel::Logger& log = m_logger;
     log.line(1, "=== ReadSpeedTest parameters ===");
     log.line(1, " Test Percent Req.      ", 100);
     log.line(1, " Sectors To Test:       ", pass.range.sectorsToTest);

@@ -12,15 +12,11 @@ namespace libDriveTest {
 
 namespace {
 
+constexpr const char* kName = "ReadWriteSpeedTest";
 constexpr std::uint32_t kReadChunkBytes = 2097152;
 constexpr std::uint32_t kWriteChunkBytes = 33554432;
 /// Reads and writes are half of the work each.
 constexpr std::uint64_t kPhasePercent = 50;
-
-zel::Logger& logger() {
-    static zel::Logger& instance = zel::LogFactory::createLogger("libDriveTest.ReadWriteSpeedTest");
-    return instance;
-}
 
 }  // namespace
 
@@ -33,9 +29,9 @@ struct ReadWriteSpeedTest::WritePass {
 };
 
 ReadWriteSpeedTest::ReadWriteSpeedTest(Drive& tested)
-    : SpeedTest(tested, logger()), m_backup(*this, logger(), m_behaviors) {}
+    : SpeedTest(tested, kName), m_backup(*this, m_logger, m_behaviors) {}
 ReadWriteSpeedTest::ReadWriteSpeedTest(libDrive2::SharedDrive tested)
-    : SpeedTest(std::move(tested), logger()), m_backup(*this, logger(), m_behaviors) {}
+    : SpeedTest(std::move(tested), kName), m_backup(*this, m_logger, m_behaviors) {}
 ReadWriteSpeedTest::~ReadWriteSpeedTest() = default;
 
 void ReadWriteSpeedTest::init(Test& test) {
@@ -60,7 +56,7 @@ bool ReadWriteSpeedTest::parseRangeParam(const SharedParameter<String>& given, c
                                          std::uint64_t& lba) {
     if (parseRangeString(given.value(), plan.sectorCount, plan.sectorSize, lba))
         return true;
-    reportInvalidParameters(logger(), {given.item()});
+    reportInvalidParameters(m_logger, {given.item()});
     return false;
 }
 
@@ -75,14 +71,14 @@ TestResult ReadWriteSpeedTest::setUpRanges(RangePlan& reads, RangePlan& writes) 
         !parseRangeParam(writeStartRange, writes, writes.startLba) ||
         !parseRangeParam(writeEndRange, writes, writes.endLba))
         return TestResult::BADPARAMS;
-    const TestResult checked = checkRange(logger(), {startRange, endRange}, reads);
+    const TestResult checked = checkRange(m_logger, {startRange, endRange}, reads);
     if (checked != TestResult::PASS)
         return checked;
-    return checkRange(logger(), {writeStartRange, writeEndRange}, writes);
+    return checkRange(m_logger, {writeStartRange, writeEndRange}, writes);
 }
 
 TestResult ReadWriteSpeedTest::runTest() {
-    const zel::TraceLogger trace(logger(), "ReadWriteSpeedTest::Run");
+    const zel::TraceLogger trace(m_logger, "ReadWriteSpeedTest::Run");
     ReadPass reads;
     RangePlan writes;
     if (const TestResult setUp = setUpRanges(reads.range, writes); setUp != TestResult::PASS)
@@ -92,7 +88,7 @@ TestResult ReadWriteSpeedTest::runTest() {
     reads.announcesChunks = true;
     if (parameters::readRateThreshold.value() == 0.0 || parameters::writeRateThreshold.value() == 0.0)
         return reportInvalidParameters(
-            logger(), {parameters::writeRateThreshold.item(), parameters::readRateThreshold.item()});
+            m_logger, {parameters::writeRateThreshold.item(), parameters::readRateThreshold.item()});
     if (!allocateReadBuffer(reads.sizes))
         return TestResult::INTERNALERROR;
     logParameters(reads, writes);
@@ -108,7 +104,7 @@ TestResult ReadWriteSpeedTest::runTest() {
 }
 
 void ReadWriteSpeedTest::logParameters(const ReadPass& reads, const RangePlan& writes) const {
-    zel::Logger& log = logger();
+    zel::Logger& log = m_logger;
     log.line(1, "=== ReadWriteSpeedTest parameters ===");
     log.line(1, " Test Percent Req.      ", 100);
     log.line(1, " Sectors To Test:       ", reads.range.sectorsToTest);
@@ -160,6 +156,8 @@ std::optional<TestResult> ReadWriteSpeedTest::measureWrites(const RangePlan& ran
         m_backup.setSectorsPerTransfer(pass.sizes.hint);
     }
     setupPattern(std::size_t{pass.sizes.hint} * range.sectorSize);
+    if (parameters::preserveData.value() && !drive->expectWrites(m_pattern.data(), m_pattern.size()))
+        return endOnNonFail(drive->lastError);
     if (const auto ended = writeRange(pass))
         return ended;
     const TestResult counted = getEventCountResult();
@@ -185,9 +183,17 @@ std::optional<TestResult> ReadWriteSpeedTest::writeRange(WritePass& pass) {
 
 std::optional<TestResult> ReadWriteSpeedTest::writeChunk(WritePass& pass, std::uint64_t lba,
                                                          std::uint64_t done, std::uint32_t sectors) {
+    drive->visitSectors(lba, sectors);
     // What could not be saved is not overwritten.
     if (parameters::preserveData.value() && !m_backup.backupSectors(lba, sectors))
         return endOnNonFail(drive->lastError);
+    const auto ended = testSavedChunk(pass, lba, done, sectors);
+    m_backup.leave(lba, sectors);
+    return ended;
+}
+
+std::optional<TestResult> ReadWriteSpeedTest::testSavedChunk(WritePass& pass, std::uint64_t lba,
+                                                             std::uint64_t done, std::uint32_t sectors) {
     if (const auto ended = timeChunk(pass, lba, done, sectors))
         return ended;
     DiagModule::percentDone(
@@ -208,7 +214,7 @@ std::optional<TestResult> ReadWriteSpeedTest::writeChunk(WritePass& pass, std::u
 std::optional<TestResult> ReadWriteSpeedTest::timeChunk(WritePass& pass, std::uint64_t lba,
                                                         std::uint64_t done, std::uint32_t sectors) {
     const zel::Stopwatch watch;
-    logger().line(1, "Timed write loop");
+    m_logger.line(1, "Timed write loop");
     if (!writePattern(lba, sectors, pass.sizes.hint, m_pattern.data())) {
         if (const auto ended = endOnNonFail(drive->lastError))
             return ended;
@@ -217,7 +223,7 @@ std::optional<TestResult> ReadWriteSpeedTest::timeChunk(WritePass& pass, std::ui
         const auto lost = restoreChunk(lba, sectors);
         return lost ? *lost : getEventCountResult();
     }
-    logger().line(1, "writeAvg : ", zel::ZELValue(pass.writeAvg).text());
+    m_logger.line(1, "writeAvg : ", zel::ZELValue(pass.writeAvg).text());
     // The partial chunk says nothing of a full one's time.
     if (done != pass.sizes.fullChunksEnd) {
         const auto before = static_cast<double>(pass.chunks);
@@ -233,6 +239,7 @@ bool ReadWriteSpeedTest::writePattern(std::uint64_t sector, std::uint32_t count,
     const std::uint32_t fullEnd = count - count % sectorsPerOp;
     bool allWritten = true;
     std::uint32_t n = sectorsPerOp;
+    m_backup.noteOverwritten();
     for (std::uint32_t i = 0; i < count && !hitEventLimits(false); i += n) {
         n = i == fullEnd ? count % sectorsPerOp : sectorsPerOp;
         if (drive->writeSector(sector + i, n, pattern, n * sectorSize))

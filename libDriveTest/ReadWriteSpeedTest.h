@@ -33,6 +33,8 @@ private:
     std::optional<TestResult> writeRange(WritePass& pass);
     std::optional<TestResult> writeChunk(WritePass& pass, std::uint64_t lba, std::uint64_t done,
                                          std::uint32_t sectors);
+    std::optional<TestResult> testSavedChunk(WritePass& pass, std::uint64_t lba, std::uint64_t done,
+                                             std::uint32_t sectors);
     std::optional<TestResult> timeChunk(WritePass& pass, std::uint64_t lba, std::uint64_t done,
                                         std::uint32_t sectors);
     bool writePattern(std::uint64_t sector, std::uint32_t count, std::uint16_t sectorsPerOp,

@@ -28,8 +28,10 @@ public:
         : m_name(name), m_type(type), m_default(defaultValue) {}
 
     void addTo(quix5::Test& test) {
-        if (m_parameter == nullptr)
+        if (m_parameter == nullptr) {
             m_parameter = quix5::DiagModule::createParameter(m_name, m_type, "", false, false);
+            m_parameter->stateDefault(asValue(m_default));
+        }
         test.addParameter(m_parameter);
     }
 
@@ -47,6 +49,13 @@ public:
     }
 
 private:
+    static quix5::Value asValue(bool value) { return quix5::Value::boolean(value); }
+    static quix5::Value asValue(double value) { return quix5::Value::real(value); }
+    template <class Other>
+    static quix5::Value asValue(Other value) {
+        return value;
+    }
+
     const char* m_name;
     quix5::DataType m_type;
     typename DefaultOf<T>::type m_default;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "DriveTestLogger.h"
 #include "Parameters.h"
 
 namespace libDriveTest {
@@ -22,16 +23,17 @@ double megabytesPerSecond(double bytes, double milliseconds) {
     return bytes / (milliseconds * kBytesPerMegabyteAndSecond);
 }
 
-SpeedTest::SpeedTest(Drive& tested, zel::Logger& logger) : DriveTest(tested), m_logger(logger) {}
-SpeedTest::SpeedTest(libDrive2::SharedDrive tested, zel::Logger& logger)
-    : DriveTest(std::move(tested)), m_logger(logger) {}
+SpeedTest::SpeedTest(Drive& tested, const char* name) : DriveTest(tested), m_logger(loggerOf(name)) {}
+SpeedTest::SpeedTest(libDrive2::SharedDrive tested, const char* name)
+    : DriveTest(std::move(tested)), m_logger(loggerOf(name)) {}
 SpeedTest::~SpeedTest() = default;
 
 SpeedTest::ChunkSizes SpeedTest::planChunks(std::uint64_t sectorsToTest, std::uint32_t chunkBytes) {
     ChunkSizes sizes;
     if (parameters::xferSizeHinting.value()) {
-        const std::uint64_t most = std::max<std::uint64_t>(1, sectorsToTest / kTransferShares);
-        sizes.hint = static_cast<std::uint16_t>(std::min<std::uint64_t>(drive->getOptimalRd(0xFFFF), most));
+        const std::uint64_t share = sectorsToTest / kTransferShares;
+        const std::uint64_t best = std::min<std::uint64_t>(drive->getOptimalRd(0xFFFF), share);
+        sizes.hint = static_cast<std::uint16_t>(std::max<std::uint64_t>(1, best));
     }
     const std::uint32_t base = chunkBytes / drive->getSectorSize();
     sizes.sectorsPerChunk = static_cast<std::uint32_t>(

@@ -10,8 +10,9 @@ public:
     ~SpeedTest() override;
 
 protected:
-    SpeedTest(Drive& tested, zel::Logger& logger);
-    SpeedTest(libDrive2::SharedDrive tested, zel::Logger& logger);
+    /// `name` is the test's; it names the logger, too. Static text.
+    SpeedTest(Drive& tested, const char* name);
+    SpeedTest(libDrive2::SharedDrive tested, const char* name);
 
     /// How a range is cut: into chunks, and these into transfers.
     struct ChunkSizes {

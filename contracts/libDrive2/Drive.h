@@ -3,11 +3,13 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <vector>
 
 #include "libDrive2/DriveCallback.h"
 #include "libDrive2/DriveObserver.h"
 #include "libDrive2/DriveTypes.h"
 #include "libDrive2/SectorJournal.h"
+#include "zel/Buffer.h"
 #include "zel/SharedResource.h"
 #include "zel/String.h"
 
@@ -100,13 +102,22 @@ public:
     void setObserver(DriveObserver* observer) { m_observer = observer; }
     /// Tells the observer how many sectors the test is about to visit.
     void planSectors(std::uint64_t sectors);
+    /// Tells the observer that the test turns to these sectors. Only tests need it that move a chunk in
+    /// several pieces, or come back to a sector.
+    void visitSectors(std::uint64_t lba, std::uint32_t count);
 
     /// Keeps what protectSectors() is given; not owned, null for none.
     void setJournal(SectorJournal* journal) { m_journal = journal; }
+    /// Without a journal the three below do nothing and succeed. When one fails, lastError is
+    /// LIBDRIVE2_NO_ACCESS: it is no fault of the sectors.
+    /// What is going to be written, for whoever has to tell it from what others wrote: every overwritten
+    /// sector will hold one of these bytes / getSectorSize() contents.
+    bool expectWrites(const void* data, std::size_t bytes);
     /// These sectors hold `data` and are about to be overwritten. False counts as a failed backup: do not
-    /// overwrite. Without a journal nothing happens and the answer is true.
+    /// overwrite. The journal gets whole physical sectors, as a power cut may spoil the whole of one.
     bool protectSectors(std::uint64_t lba, std::uint32_t count, const void* data, std::size_t bytes);
-    /// These sectors have been put back. With a journal the drive is flushed first.
+    /// These sectors have been put back, all that one protectSectors() named. The drive is flushed first, and
+    /// read back where the journal wants that; false leaves the data in the journal.
     bool releaseSectors(std::uint64_t lba, std::uint32_t count);
 
     /// The error kind of the last operation.
@@ -156,9 +167,20 @@ private:
     _LIBDRIVE2_ERROR_TYPES judgeTimeout();
     [[nodiscard]] bool mayRetry(_LIBDRIVE2_ERROR_TYPES error, std::uint32_t attempts) const;
     void notify(std::uint32_t code, std::uint32_t behaviorBit);
+    struct ProtectedRange {
+        std::uint64_t lba;         ///< as protectSectors() was told
+        std::uint64_t journalLba;  ///< of the whole physical sectors
+        std::uint32_t journalCount;
+    };
+    /// The whole physical sectors around a range, read into `wide` together with its `data`; the range itself
+    /// and no buffer where it is made of such.
+    ProtectedRange widen(std::uint64_t lba, std::uint32_t count, const void* data, zel::Buffer& wide);
+    bool readsBackAsBefore(const ProtectedRange& range);
+    bool failProtection(const char* what, std::uint64_t lba, const zel::String& reason);
 
     DriveObserver* m_observer = nullptr;
     SectorJournal* m_journal = nullptr;
+    std::vector<ProtectedRange> m_protected;
     std::unique_ptr<DriveCallback> m_callback;
     zel::String m_errorText;
     std::uint32_t m_retryCount = 0;

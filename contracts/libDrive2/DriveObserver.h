@@ -30,6 +30,9 @@ public:
     virtual void onOperation(const DriveOperationReport& report) = 0;
     /// The test is about to visit this many sectors.
     virtual void onPlan(std::uint64_t /*sectors*/) {}
+    /// The test turns to these sectors: all it does inside them until the next such call, or an operation
+    /// outside of them, is one visit.
+    virtual void onVisit(std::uint64_t /*lba*/, std::uint32_t /*count*/) {}
 };
 
 }  // namespace libDrive2

@@ -3,16 +3,29 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "zel/String.h"
+
 namespace libDrive2 {
 
-/// Keeps the original contents of sectors that a test overwrites, so that they survive a crash.
+/// Keeps the original contents of sectors that a test overwrites, so that they survive a crash. Used by one
+/// thread. All operations block until what they promise is so; false names the reason in lastErrorStr().
 class SectorJournal {
 public:
     virtual ~SectorJournal() = default;
-    /// Returns true only when the data is durable in the journal. Blocks until then.
+    /// What the test is going to write: every sector that it overwrites will hold one of these `bytes` /
+    /// sector size contents. Adds to what was told before. To be called while no sectors are protected.
+    virtual bool expectWrites(const void* data, std::size_t bytes) = 0;
+    /// True only when the data is durable in the journal. The data may be of another buffer afterwards.
     virtual bool protect(std::uint64_t lba, std::uint32_t count, const void* data, std::size_t bytes) = 0;
-    /// The sectors hold their original data again, durably.
+    /// Whether restored sectors are to be read back and handed to holdsOriginal() before release().
+    [[nodiscard]] virtual bool verifiesRestores() const = 0;
+    /// Whether `data`, read from these protected sectors, is what protect() was given for them.
+    virtual bool holdsOriginal(std::uint64_t lba, std::uint32_t count, const void* data,
+                               std::size_t bytes) = 0;
+    /// The sectors hold their original data again, durably. Takes exactly what one protect() was given.
     virtual bool release(std::uint64_t lba, std::uint32_t count) = 0;
+    /// Why the last operation failed.
+    [[nodiscard]] virtual zel::String lastErrorStr() const = 0;
 };
 
 }  // namespace libDrive2

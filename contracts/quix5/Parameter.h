@@ -7,8 +7,8 @@
 namespace quix5 {
 
 /// A named, typed setting. Created through DiagModule::createParameter, owned by the framework for the
-/// life of the process and shared by every test that offers it. It carries no default: readers ask
-/// isset() and apply their own.
+/// life of the process and shared by every test that offers it. value() knows no default: readers
+/// ask isset() and apply their own, which they may state for whoever shows or records it.
 class Parameter {
 public:
     Parameter(zel::String name, DataType type) : m_name(std::move(name)), m_type(type) {}
@@ -20,6 +20,10 @@ public:
     /// The given value; the empty text when there is none.
     [[nodiscard]] Value value() const { return m_value.value_or(Value()); }
 
+    /// What readers apply while nothing is given; nothing when none of them said so.
+    [[nodiscard]] const std::optional<Value>& defaultValue() const { return m_default; }
+    void stateDefault(const Value& value) { m_default = value; }
+
     /// For the framework only.
     void set(const Value& value) { m_value = value; }
     void unset() { m_value.reset(); }
@@ -28,6 +32,7 @@ private:
     zel::String m_name;
     DataType m_type;
     std::optional<Value> m_value;
+    std::optional<Value> m_default;
 };
 
 }  // namespace quix5

@@ -1,5 +1,8 @@
 #include "drivetest/devices/Drives.h"
 
+#include <filesystem>
+#include <system_error>
+
 #include "libDrive2/DeviceDescription.h"
 #include "libDrive2/DeviceOpeners.h"
 #include "quix5/DeviceInventory.h"
@@ -24,6 +27,14 @@ void addSecurity(DiagDevice& device) {
 void setText(DiagDevice& device, const char* name, const zel::String& text) {
     if (!text.isEmpty())
         device.setProperty(name, text);
+}
+
+/// The inventory knows no image files.
+void addFileSize(const std::string& locator, DiagDevice& device) {
+    std::error_code isNone;
+    const auto bytes = std::filesystem::file_size(locator, isNone);
+    if (!isNone && device.property(quix5::kPropertyBytes) == nullptr)
+        device.setProperty(quix5::kPropertyBytes, std::uint64_t{bytes});
 }
 
 bool describeSimulated(const std::string& locator, DiagDevice& device, std::string& error) {
@@ -57,10 +68,13 @@ bool findDrive(const std::string& locator, DiagDevice& device, std::string& erro
     error = libDrive2::checkLocator(locator).utf8();
     if (!error.empty())
         return false;
-    if (!locator.starts_with("sim:"))
+    if (locator.starts_with("sim:")) {
+        if (!describeSimulated(locator, device, error))
+            return false;
+    } else {
         device = quix5::findDevice(locator);
-    else if (!describeSimulated(locator, device, error))
-        return false;
+        addFileSize(locator, device);
+    }
     addSecurity(device);
     return true;
 }

@@ -1,5 +1,9 @@
 #include "drivetest/record/RunRecord.h"
 
+#include <cmath>
+#include <cstdio>
+#include <optional>
+
 #include "drivetest/record/StatisticsJson.h"
 
 namespace drivetest {
@@ -72,6 +76,17 @@ Json describeDrive(const quix5::DiagDevice& device) {
     return drive;
 }
 
+/// The value of a number's parameter, given or by default; nothing when the test has no such parameter.
+std::optional<double> numberGiven(const quix5::Test& test, const char* name) {
+    for (const quix5::Parameter* parameter : test.parameters()) {
+        double number = 0;
+        const auto value = parameter->isset() ? parameter->value() : parameter->defaultValue();
+        if (parameter->name() == name && value && value->getZELValue().get(number))
+            return number;
+    }
+    return std::nullopt;
+}
+
 Json describeParameters(const quix5::Test& test) {
     Json given = Json::object();
     for (const quix5::Parameter* parameter : test.parameters())
@@ -84,6 +99,7 @@ Json describeParameters(const quix5::Test& test) {
 
 void RunRecord::begin(const quix5::Test& test, const quix5::DiagDevice& device,
                       const std::string& commandLine) {
+    m_test = &test;
     m_writer->writeSchemaVersion();
     Json dut{{"dutInfoId", "0"},
              {"name", device.osLocator().utf8()},
@@ -116,6 +132,7 @@ void RunRecord::writeEventExtension(const quix5::Event& event, const char* type)
 
 void RunRecord::addEvent(const quix5::Event& event, quix5::EventType type, quix5::SourceLocation where) {
     writeEventExtension(event, quix5::nameOf(type));
+    noteRate(event);
     if (type == quix5::EventType::ERR)
         m_writer->writeStep("diagnosis", {{"verdict", event.key().utf8()},
                                           {"type", "FAIL"},
@@ -138,13 +155,39 @@ void RunRecord::addLog(const zel::String& logger, int priority, const zel::Strin
                         {{"severity", severityOf(priority)}, {"message", (logger + ": " + text).utf8()}});
 }
 
-void RunRecord::writeRate(const DriveStatistics& statistics, libDrive2::DriveOperation direction,
-                          const char* name) {
-    const auto rate = statistics.totals(direction).megabytesPerSecond();
-    if (rate)
-        m_writer->writeStep(
-            "measurement",
-            {{"name", name}, {"value", *rate}, {"unit", "MB/s"}, {"hardwareInfoId", kHardwareId}});
+/// A direction's rate: the name of its measurement, the event by which a test states it, the parameter that
+/// sets what it must reach.
+struct RunRecord::Rate {
+    libDrive2::DriveOperation direction;
+    const char* name;
+    const char* event;
+    const char* threshold;
+};
+
+void RunRecord::noteRate(const quix5::Event& event) {
+    for (const auto& [name, value] : event.variables()) {
+        double rate = 0;
+        if (name == "speed" &&
+            std::sscanf(value.valueString().zelString().utf8().c_str(), "%lf", &rate) == 1 &&
+            std::isfinite(rate))
+            m_statedRates[event.key()] = rate;
+    }
+}
+
+/// What the test itself measured goes before what the drive did while it ran.
+void RunRecord::writeRate(const DriveStatistics& statistics, const Rate& rate) {
+    std::optional<double> value = statistics.totals(rate.direction).megabytesPerSecond();
+    const auto stated = m_statedRates.find(rate.event);
+    if (stated != m_statedRates.end())
+        value = stated->second;
+    if (!value)
+        return;
+    Json measurement{
+        {"name", rate.name}, {"value", *value}, {"unit", "MB/s"}, {"hardwareInfoId", kHardwareId}};
+    if (const auto least = numberGiven(*m_test, rate.threshold); least)
+        measurement["validators"] =
+            Json::array({{{"name", rate.threshold}, {"type", "GREATER_THAN_OR_EQUAL"}, {"value", *least}}});
+    m_writer->writeStep("measurement", std::move(measurement));
 }
 
 void RunRecord::end(const TestResult& result, const EventCounts& counts, const DriveStatistics* statistics) {
@@ -154,8 +197,10 @@ void RunRecord::end(const TestResult& result, const EventCounts& counts, const D
                                       {"message", std::string("the test ended with ") + result.name()},
                                       {"softwareInfoIds", Json::array({kSoftwareId})}});
     if (statistics != nullptr) {
-        writeRate(*statistics, libDrive2::DriveOperation::read, "readRate");
-        writeRate(*statistics, libDrive2::DriveOperation::write, "writeRate");
+        writeRate(*statistics,
+                  {libDrive2::DriveOperation::read, "readRate", "ReadSpeedInfo", "ReadRateThreshold"});
+        writeRate(*statistics,
+                  {libDrive2::DriveOperation::write, "writeRate", "WriteSpeedInfo", "WriteRateThreshold"});
         writeExtension("surface", surfaceJson(statistics->surface(), statistics->sectorBytes()));
         writeExtension("latency", latencyJson(statistics->latencies()));
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <map>
 #include <memory>
 
 #include "drivetest/record/RecordWriter.h"
@@ -22,6 +23,7 @@ class RunRecord {
 public:
     explicit RunRecord(std::unique_ptr<RecordWriter> writer) : m_writer(std::move(writer)) {}
 
+    /// `test` must outlive the record.
     void begin(const quix5::Test& test, const quix5::DiagDevice& device, const std::string& commandLine);
     /// An event that the test sent.
     void addEvent(const quix5::Event& event, quix5::EventType type, quix5::SourceLocation where);
@@ -37,9 +39,13 @@ public:
 private:
     void writeExtension(const char* name, Json content);
     void writeEventExtension(const quix5::Event& event, const char* type);
-    void writeRate(const DriveStatistics& statistics, libDrive2::DriveOperation direction, const char* name);
+    struct Rate;
+    void noteRate(const quix5::Event& event);
+    void writeRate(const DriveStatistics& statistics, const Rate& rate);
 
     std::unique_ptr<RecordWriter> m_writer;
+    const quix5::Test* m_test = nullptr;
+    std::map<zel::String, double> m_statedRates;  ///< by the key of the event that told
     bool m_hasError = false;
 };
 

@@ -33,13 +33,16 @@ void CoverageCounter::open(std::uint64_t lba, std::uint32_t count) {
     m_states.clear();
 }
 
+void CoverageCounter::visit(std::uint64_t lba, std::uint32_t count) {
+    settle();
+    open(lba, count);
+}
+
 void CoverageCounter::add(std::uint64_t lba, std::uint32_t count, libDrive2::_LIBDRIVE2_ERROR_TYPES outcome) {
     if (count == 0)
         return;
-    if (!isInside(lba, count)) {
-        settle();
-        open(lba, count);
-    }
+    if (!isInside(lba, count))
+        visit(lba, count);
     const bool good = outcome == libDrive2::LIBDRIVE2_NO_ERROR;
     if (!good && !speaksOfSectors(outcome)) {
         // Gone while a failed chunk was looked into: what failed before may have been the same.

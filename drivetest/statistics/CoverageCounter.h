@@ -21,7 +21,7 @@ struct Coverage {
 
 /// Counts what became of each sector, from the stream of drive operations. Tests work on one chunk at a time,
 /// perhaps several times over and down to single sectors: operations inside the current chunk refine what is
-/// known of it, and the next operation outside settles it. Memory depends on the size of a chunk alone.
+/// known of it; the next announced chunk or operation outside settles it. Memory depends on the size of a chunk alone.
 class CoverageCounter {
 public:
     /// Told of every settled run of equal sectors (never `untested`).
@@ -30,6 +30,8 @@ public:
     explicit CoverageCounter(Settled settled = {}) : m_settled(std::move(settled)) {}
 
     void plan(std::uint64_t sectors) { m_requested = sectors; }
+    /// A new chunk begins, even where it is the sectors of the one before.
+    void visit(std::uint64_t lba, std::uint32_t count);
     void add(std::uint64_t lba, std::uint32_t count, libDrive2::_LIBDRIVE2_ERROR_TYPES outcome);
     /// Settles the last chunk; call once, when the run is over.
     Coverage finish();

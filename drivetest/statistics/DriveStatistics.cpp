@@ -21,13 +21,23 @@ DriveStatistics::DriveStatistics(std::uint64_t sectors, std::uint32_t sectorByte
     : m_sectorBytes(sectorBytes),
       m_counter([this](auto lba, auto count, auto outcome) { m_surface.addOutcome(lba, count, outcome); }),
       m_surface(sectors),
-      m_readLatency(m_latencies[DriveOperation::read]) {}
+      m_readLatency(m_latencies[DriveOperation::read]),
+      m_lastEnd(zel::Clock::current().now()) {}
 
 void DriveStatistics::onPlan(std::uint64_t sectors) {
     m_counter.plan(sectors);
 }
 
+void DriveStatistics::onVisit(std::uint64_t lba, std::uint32_t count) {
+    m_counter.visit(lba, count);
+}
+
 void DriveStatistics::onOperation(const libDrive2::DriveOperationReport& report) {
+    // Reading the clock can cost as much as a transfer.
+    const bool timed = report.finished.count() != 0;
+    const zel::Clock::Duration end = timed ? report.finished : zel::Clock::current().now();
+    const zel::Clock::Duration spent = timed ? report.duration : end - m_lastEnd;
+    m_lastEnd = end;
     if (report.count == 0)
         return;
     m_counter.add(report.lba, report.count, report.outcome);
@@ -37,23 +47,16 @@ void DriveStatistics::onOperation(const libDrive2::DriveOperationReport& report)
         m_surface.addTransfer(report.lba, report.count, report.duration);
     }
     if (report.operation == DriveOperation::read || report.operation == DriveOperation::write)
-        addTransfer(report);
+        addTransfer(report, spent);
 }
 
-void DriveStatistics::addTransfer(const libDrive2::DriveOperationReport& report) {
-    Span& span = report.operation == DriveOperation::read ? m_reads : m_writes;
-    // Reading the clock can cost as much as a transfer.
-    const zel::Clock::Duration now =
-        report.finished.count() != 0 ? report.finished : zel::Clock::current().now();
-    if (!span.started) {
-        span.started = true;
-        span.first = now - report.duration;
-    }
-    span.last = now;
+void DriveStatistics::addTransfer(const libDrive2::DriveOperationReport& report, zel::Clock::Duration spent) {
+    TransferTotals& totals = report.operation == DriveOperation::read ? m_reads : m_writes;
+    totals.elapsed += spent;
     if (report.outcome != libDrive2::LIBDRIVE2_NO_ERROR)
         return;
     const std::uint64_t bytes = std::uint64_t{report.count} * m_sectorBytes;
-    span.bytes += bytes;
+    totals.bytes += bytes;
     m_bytesMoved.store(m_bytesMoved.load(std::memory_order_relaxed) + bytes, std::memory_order_relaxed);
 }
 
@@ -61,9 +64,8 @@ void DriveStatistics::finish() {
     m_result = m_counter.finish();
 }
 
-TransferTotals DriveStatistics::totals(DriveOperation direction) const {
-    const Span& span = direction == DriveOperation::read ? m_reads : m_writes;
-    return {span.bytes, span.last - span.first};
+const TransferTotals& DriveStatistics::totals(DriveOperation direction) const {
+    return direction == DriveOperation::read ? m_reads : m_writes;
 }
 
 const char* nameOf(DriveOperation operation) {

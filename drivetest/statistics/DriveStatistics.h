@@ -15,7 +15,7 @@ namespace drivetest {
 /// What one direction of transfers moved.
 struct TransferTotals {
     std::uint64_t bytes = 0;
-    zel::Clock::Duration elapsed{0};  ///< from the start of the first transfer to the end of the last
+    zel::Clock::Duration elapsed{0};  ///< in these transfers, not between them
 
     /// MB/s with 1 MB = 1,048,576 bytes; nothing when no time passed.
     [[nodiscard]] std::optional<double> megabytesPerSecond() const;
@@ -28,6 +28,7 @@ public:
 
     void onOperation(const libDrive2::DriveOperationReport& report) override;
     void onPlan(std::uint64_t sectors) override;
+    void onVisit(std::uint64_t lba, std::uint32_t count) override;
 
     /// Settles what is open; call once, when the run is over and before the getters below.
     void finish();
@@ -38,13 +39,13 @@ public:
     [[nodiscard]] const std::map<libDrive2::DriveOperation, LatencyHistogram>& latencies() const {
         return m_latencies;
     }
-    [[nodiscard]] TransferTotals totals(libDrive2::DriveOperation direction) const;
+    [[nodiscard]] const TransferTotals& totals(libDrive2::DriveOperation direction) const;
 
     /// Bytes moved so far; the one value that other threads may read during the run.
     [[nodiscard]] std::uint64_t bytesMoved() const { return m_bytesMoved.load(std::memory_order_relaxed); }
 
 private:
-    void addTransfer(const libDrive2::DriveOperationReport& report);
+    void addTransfer(const libDrive2::DriveOperationReport& report, zel::Clock::Duration spent);
 
     std::uint32_t m_sectorBytes;
     CoverageCounter m_counter;
@@ -52,12 +53,8 @@ private:
     std::map<libDrive2::DriveOperation, LatencyHistogram> m_latencies;
     LatencyHistogram& m_readLatency;  ///< spares the look-up for the most frequent operation
     Coverage m_result;
-    struct Span {
-        std::uint64_t bytes = 0;
-        bool started = false;
-        zel::Clock::Duration first{0}, last{0};
-    };
-    Span m_reads, m_writes;
+    TransferTotals m_reads, m_writes;
+    zel::Clock::Duration m_lastEnd;  ///< of the last operation
     std::atomic<std::uint64_t> m_bytesMoved{0};
 };
 

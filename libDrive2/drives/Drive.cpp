@@ -293,16 +293,9 @@ void Drive::planSectors(std::uint64_t sectors) {
         m_observer->onPlan(sectors);
 }
 
-bool Drive::protectSectors(std::uint64_t lba, std::uint32_t count, const void* data, std::size_t bytes) {
-    return m_journal == nullptr || m_journal->protect(lba, count, data, bytes);
-}
-
-bool Drive::releaseSectors(std::uint64_t lba, std::uint32_t count) {
-    if (m_journal == nullptr)
-        return true;
-    // What has no cache needs no flush.
-    const bool flushed = flushCache() || lastError == LIBDRIVE2_NOT_SUPPORTED;
-    return flushed && m_journal->release(lba, count);
+void Drive::visitSectors(std::uint64_t lba, std::uint32_t count) {
+    if (m_observer != nullptr)
+        m_observer->onVisit(lba, count);
 }
 
 }  // namespace libDrive2

@@ -63,6 +63,22 @@ TEST(CoverageCounter, CountsEverySectorOnceAndAddsUp) {
         EXPECT_EQ(coverageOf(example), example.expected) << example.what;
 }
 
+TEST(CoverageCounter, CountsAnnouncedVisitsEachTime) {
+    CoverageCounter counter;
+    for (const std::uint64_t lba : {5, 5, 6}) {  // a seek test that comes back
+        counter.visit(lba, 1);
+        counter.add(lba, 1, LIBDRIVE2_NO_ERROR);
+    }
+    counter.visit(10, 8);  // a chunk in pieces, twice over; the second time a piece fails
+    for (const auto outcome : {LIBDRIVE2_NO_ERROR, LIBDRIVE2_MEDIA_ERROR}) {
+        counter.add(10, 4, LIBDRIVE2_NO_ERROR);
+        counter.add(14, 4, outcome);
+    }
+    const Coverage coverage = counter.finish();
+    EXPECT_EQ(coverage.tested, 7U);
+    EXPECT_EQ(coverage.failed, 4U);
+}
+
 TEST(SurfaceMap, KeepsTheWorstOfACellAndFixedSize) {
     SurfaceMap small(10);
     small.addOutcome(0, 10, SectorOutcome::good);

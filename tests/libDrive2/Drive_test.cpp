@@ -28,7 +28,11 @@ public:
     unsigned calls = 0;
     std::vector<std::string> log;
 
+    std::uint32_t physicalBytes = 512;
+    std::string verdict = "as before";
+
     std::uint32_t getSectorSize() override { return 512; }
+    std::uint32_t getPhysicalSectorSize() override { return physicalBytes; }
     std::uint64_t getSectorCount() override { return 100; }
     void onOperation(const DriveOperationReport& r) override {
         const char* const names[] = {"read", "write", "seek", "flush", "other"};
@@ -47,6 +51,13 @@ public:
         log.push_back(zel::format("release %u+%u", lba, count).utf8());
         return journalWorks;
     }
+    bool expectWrites(const void* /*data*/, std::size_t /*bytes*/) override { return journalWorks; }
+    [[nodiscard]] bool verifiesRestores() const override { return !verdict.empty(); }
+    bool holdsOriginal(std::uint64_t lba, std::uint32_t count, const void*, std::size_t) override {
+        log.push_back(zel::format("compare %u+%u", lba, count).utf8());
+        return verdict == "as before";
+    }
+    [[nodiscard]] zel::String lastErrorStr() const override { return "it is full"; }
 
 protected:
     _LIBDRIVE2_ERROR_TYPES doReadSector(std::uint64_t, std::uint32_t, void*, std::uint32_t) override {
@@ -194,11 +205,31 @@ TEST_F(DriveTest, ReleasesProtectedSectorsOnlyAfterAFlush) {
     EXPECT_TRUE(drive.protectSectors(7, 2, "data", 1024));
     EXPECT_FALSE(drive.releaseSectors(7, 2));
     drive.flushOutcome = kGood;
+    drive.verdict = "something else";
+    EXPECT_FALSE(drive.releaseSectors(7, 2));
+    EXPECT_EQ(drive.lastError, LIBDRIVE2_NO_ACCESS);
+    drive.verdict = "as before";
     EXPECT_TRUE(drive.releaseSectors(7, 2));
-    EXPECT_THAT(drive.log, ElementsAre("protect 7+2 data 1024", "flush", "flush", "release 7+2"));
+    EXPECT_THAT(drive.log, ElementsAre("protect 7+2 data 1024", "flush", "flush", "compare 7+2", "flush",
+                                       "compare 7+2", "release 7+2"));
     drive.journalWorks = false;
     EXPECT_FALSE(drive.protectSectors(7, 2, "data", 1024));
-    EXPECT_FALSE(drive.releaseSectors(7, 2));
+    EXPECT_EQ(drive.getLastErrorStr(), "the journal did not take the data at sector 7: it is full");
+}
+
+TEST_F(DriveTest, ProtectsWholePhysicalSectors) {
+    drive.setJournal(&drive);
+    drive.verdict.clear();
+    drive.physicalBytes = 4096;
+    const std::vector<char> data(11 * 512, 'x');
+    EXPECT_TRUE(drive.protectSectors(7, 2, data.data(), 1024) && drive.releaseSectors(7, 2));
+    EXPECT_TRUE(drive.protectSectors(88, 11, data.data(), data.size()));  // to the end, which is no multiple
+    drive.outcomes = {kMedia, kGood};
+    EXPECT_TRUE(drive.protectSectors(7, 1, data.data(), 512));  // the sectors before it cannot be read
+    for (std::string& line : drive.log)
+        line = line.substr(0, line.find_first_of(" ", line.find(' ') + 1));
+    EXPECT_THAT(drive.log,
+                ElementsAre("protect 0+16", "flush", "release 0+16", "protect 88+12", "protect 7+1"));
 }
 
 }  // namespace

@@ -1,0 +1,83 @@
+#include <algorithm>
+#include <cstring>
+
+#include "libDrive2/Drive.h"
+#include "zel/Format.h"
+
+namespace libDrive2 {
+
+bool Drive::failProtection(const char* what, std::uint64_t lba, const zel::String& reason) {
+    lastError = fail(LIBDRIVE2_NO_ACCESS, zel::format("%s at sector %u: %s", what, lba, reason));
+    return false;
+}
+
+bool Drive::expectWrites(const void* data, std::size_t bytes) {
+    if (m_journal == nullptr || m_journal->expectWrites(data, bytes))
+        return true;
+    return failProtection("the journal took no patterns", 0, m_journal->lastErrorStr());
+}
+
+Drive::ProtectedRange Drive::widen(std::uint64_t lba, std::uint32_t count, const void* data,
+                                   zel::Buffer& wide) {
+    const std::uint32_t sectorBytes = getSectorSize();
+    const std::uint64_t ratio = std::max(1U, getPhysicalSectorSize() / sectorBytes);
+    const std::uint64_t first = lba / ratio * ratio;
+    const std::uint64_t end = std::min((lba + count + ratio - 1) / ratio * ratio, getSectorCount());
+    const auto before = static_cast<std::uint32_t>(lba - first);
+    const auto after = static_cast<std::uint32_t>(end - std::min(end, lba + count));
+    ProtectedRange range{lba, lba, count};
+    if (before + after == 0)
+        return range;
+    wide = zel::Buffer(std::size_t{before + count + after} * sectorBytes);
+    // What cannot be read cannot be lost either.
+    const auto reads = [&](std::uint64_t from, std::uint32_t sectors, std::uint32_t at) {
+        return sectors > 0 && doReadSector(from, sectors, wide.data() + std::size_t{at} * sectorBytes,
+                                           sectors * sectorBytes) == LIBDRIVE2_NO_ERROR;
+    };
+    const std::uint32_t kept = reads(first, before, 0) ? before : 0;
+    std::memcpy(wide.data() + std::size_t{kept} * sectorBytes, data, std::size_t{count} * sectorBytes);
+    range.journalLba -= kept;
+    range.journalCount += kept + (reads(lba + count, after, kept + count) ? after : 0);
+    return range;
+}
+
+bool Drive::protectSectors(std::uint64_t lba, std::uint32_t count, const void* data, std::size_t bytes) {
+    if (m_journal == nullptr)
+        return true;
+    zel::Buffer wide;
+    const ProtectedRange range = widen(lba, count, data, wide);
+    if (wide.size() > 0) {
+        data = wide.data();
+        bytes = std::size_t{range.journalCount} * getSectorSize();
+    }
+    if (!m_journal->protect(range.journalLba, range.journalCount, data, bytes))
+        return failProtection("the journal did not take the data", lba, m_journal->lastErrorStr());
+    m_protected.push_back(range);
+    return true;
+}
+
+bool Drive::readsBackAsBefore(const ProtectedRange& range) {
+    const auto bytes = range.journalCount * getSectorSize();
+    zel::Buffer found(bytes);
+    return doReadSector(range.journalLba, range.journalCount, found.data(), bytes) == LIBDRIVE2_NO_ERROR &&
+           m_journal->holdsOriginal(range.journalLba, range.journalCount, found.data(), bytes);
+}
+
+bool Drive::releaseSectors(std::uint64_t lba, std::uint32_t /*count*/) {
+    const auto range = std::find_if(m_protected.begin(), m_protected.end(),
+                                    [lba](const ProtectedRange& each) { return each.lba == lba; });
+    if (m_journal == nullptr || range == m_protected.end())
+        return true;
+    // What has no cache needs no flush.
+    if (!flushCache() && lastError != LIBDRIVE2_NOT_SUPPORTED)
+        return failProtection("the restored data may not have reached the medium", lba, getLastErrorStr());
+    if (m_journal->verifiesRestores() && !readsBackAsBefore(*range))
+        return failProtection("the restored data does not read back as it was", lba,
+                              "the journal keeps it, \"drivetest recover\" tries again");
+    if (!m_journal->release(range->journalLba, range->journalCount))
+        return failProtection("the journal could not be written", lba, m_journal->lastErrorStr());
+    m_protected.erase(range);
+    return true;
+}
+
+}  // namespace libDrive2
