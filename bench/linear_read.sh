@@ -7,65 +7,15 @@
 set -euo pipefail
 # shellcheck source-path=SCRIPTDIR
 source "$(dirname "${BASH_SOURCE[0]}")/../scripts/common.sh"
+# shellcheck source=bench/common.sh
+source "$root/bench/common.sh"
 
 mebibytes=2048 rounds=5
-for option in "$@"; do
-    case "$option" in
-        --quick) mebibytes=256 rounds=2 ;;
-        *) fail "unknown option $option" "use it as: linear_read.sh [--quick]" ;;
-    esac
-done
-
-if [ "$(id -u)" -ne 0 ]; then
-    echo "nothing was measured: attaching a loop device needs root; run this as root"
-    exit 0
-fi
-"$root/scripts/setup.sh" --bench
-if ! losetup --find >/dev/null 2>&1; then
-    echo "nothing was measured: there are no loop devices here (is the kernel module \"loop\" loaded?)"
-    exit 0
-fi
-available=$(($(awk '/^MemAvailable:/ {print $2}' /proc/meminfo) / 1024))
-[ "$available" -gt $((mebibytes + 512)) ] ||
-    fail "the file in memory takes $mebibytes MiB, and $available MiB are free" "free some memory, or use --quick"
+read_options linear_read.sh 256 2 "$@"
+require_loop_devices 1
 build_release
-
-folder="$(mktemp -d)"
-loop=""
-cleanup() {
-    [ -z "$loop" ] || losetup --detach "$loop"
-    ! mountpoint -q "$folder" || umount "$folder"
-    rmdir "$folder"
-}
-trap cleanup EXIT
-trap 'exit 130' INT TERM
-mount -t tmpfs -o size=$((mebibytes + 64))m linear_read "$folder"
-head -c "${mebibytes}M" /dev/urandom >"$folder/image"
-loop="$(losetup --find --show "$folder/image")"
-megabytes=$(($(blockdev --getsize64 "$loop") / 1048576))
-output="$folder/output"
-record="$folder/record.jsonl"
-
-# calculate DIGITS EXPRESSION: with so many digits after the point; a comparison gives 0 or 1.
-calculate() { awk "BEGIN { printf(\"%.$1f\", ($2)) }"; }
-
-# best NAME VALUE: keeps the highest value of each name.
-declare -A highest
-best() {
-    if [ "$(calculate 0 "$2 > ${highest[$1]:-0}")" = 1 ]; then
-        highest[$1]="$2"
-    fi
-}
-
-# timed NAME AMOUNT COMMAND...: the amount over the wall-clock time of the whole process, in seconds.
-timed() {
-    local name="$1" amount="$2" started ended
-    shift 2
-    started="$EPOCHREALTIME"
-    "$@" >"$output" 2>&1 </dev/null || fail "\"$*\" failed" "it said: $(tail -n 5 "$output")"
-    ended="$EPOCHREALTIME"
-    best "$name" "$(calculate 1 "$amount / (${ended/,/.} - ${started/,/.})")"
-}
+attach_memory 1
+loop="${loops[0]}"
 
 run_fio() {
     timed "fio, whole process" "$megabytes" fio --name=read --filename="$loop" --readonly --rw=read --bs=1M --iodepth=8 \
@@ -75,14 +25,7 @@ run_fio() {
 
 run_drivetest() {
     timed "drivetest, whole process" "$megabytes" "$drivetest" run LinearReadTest "$loop" --events "$record"
-    best "drivetest, reading" "$(jq '.testStepArtifact.measurement? | select(.name? == "readRate") | .value' "$record")"
-}
-
-# judge WHAT VALUE UNIT BAR: prints a figure and whether it meets its bar, given as "OPERATOR NUMBER".
-judge() {
-    local met="not met"
-    [ "$(calculate 0 "$2 $4")" = 0 ] || met="met"
-    printf '  %-58s %12s %-6s bar %-12s %s\n' "$1" "$2" "$3" "$4" "$met"
+    best "drivetest, reading" "$(measured readRate)"
 }
 
 # peak_memory COMMAND...: in MiB.
@@ -99,10 +42,8 @@ for ((round = 0; round < rounds; ++round)); do
     run_fio
     run_drivetest
 done
-for name in "dd, whole process" "badblocks, whole process" "fio, whole process" "fio, reading" \
-    "drivetest, whole process" "drivetest, reading"; do
-    printf '  %-58s %12.1f\n' "$name" "${highest[$name]}"
-done
+print_best "dd, whole process" "badblocks, whole process" "fio, whole process" "fio, reading" "drivetest, whole process" \
+    "drivetest, reading"
 
 # The whole process of drivetest against the best that each other shows: of fio, whose start takes long, the
 # reading alone.
