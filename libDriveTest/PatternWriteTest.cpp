@@ -80,7 +80,7 @@ bool PatternWriteTest::writeSingly(std::uint64_t sector, std::uint16_t count, co
 TestResult PatternWriteTest::testChunks(Pass& pass) {
     const RangePlan& range = pass.range;
     if (pass.preserve && !drive->expectWrites(m_patterns.data(), m_patterns.size()))
-        return *endOnNonFail(drive->lastError);
+        return endOnNonFail(drive->lastError).value_or(TestResult::CANNOTRUN);
     m_behaviors.normal = chunkBehavior(pass.blocks, pass.isolate);
     drive->setRetryCallbackBehavior(m_behaviors.normal);
     drive->planSectors(range.sectorsToTest);

@@ -115,12 +115,10 @@ TestResult runPrepared(PreparedRun& run, RunHost& host, Console& console) {
 
 int finish(const PreparedRun& run, const TestResult& result, const RunHost& host, Console& console) {
     const std::string reason = libDrive2::lastOpenErrorStr().utf8();
-    if (host.statistics() == nullptr && result == TestResult::CANNOTRUN && !reason.empty())
+    if (run.obstacle && exitStatusOf(result) == run.obstacle->status)
+        console.line("         " + run.obstacle->reason + "; " + run.obstacle->advice);
+    else if (host.statistics() == nullptr && result == TestResult::CANNOTRUN && !reason.empty())
         console.line("         " + reason);
-    if (run.obstacle && exitStatusOf(result) == run.obstacle->status) {
-        console.line("         " + run.obstacle->reason + ":");
-        console.line("         " + run.obstacle->advice);
-    }
     if (run.record != nullptr)
         run.record->end(result, host.counts(), host.statistics());
     printSummary(console, *run.test, run.device, result, host);
@@ -138,6 +136,7 @@ int finish(const PreparedRun& run, const TestResult& result, const RunHost& host
 }  // namespace
 
 int runTests(const RunOptions& options) {
+    stopOnSignals();
     chooseLanguage(options.language);
     PreparedRun run;
     std::string error;
@@ -147,7 +146,6 @@ int runTests(const RunOptions& options) {
     }
     if (const ExitStatus refused = checkDrive(options, run); refused != kExitPass)
         return refused;
-    stopOnSignals();
     Console console(options.eventsFile == "-" ? stderr : stdout);
     if (const ExitStatus refused = confirm(options, run, console); refused != kExitPass)
         return refused;

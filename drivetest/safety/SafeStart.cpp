@@ -4,6 +4,7 @@
 #include "drivetest/terminal/Terminal.h"
 #include "drivetest/terminal/Texts.h"
 #include "libDrive2/DeviceLockingManager.h"
+#include "libDrive2/DeviceOpeners.h"
 #include "quix5/DeviceInventory.h"
 #include "quix5/ParameterText.h"
 
@@ -37,11 +38,13 @@ void showDrive(const ConfirmationRequest& request, Console& console) {
     std::string identity = textProperty(device, quix5::kPropertyModel);
     if (hasSerial(device))
         identity += ", serial number " + textProperty(device, quix5::kPropertySerial);
+    if (const std::uint64_t bytes = numberProperty(device, quix5::kPropertyBytes); bytes != 0)
+        identity += (identity.empty() ? "" : ", ") + sizeText(bytes);
     console.line(request.test.name().utf8() + " writes to " + path +
-                 (identity.empty() ? "" : ": " + identity) + ", " +
-                 sizeText(numberProperty(device, quix5::kPropertyBytes)));
+                 (identity.empty() ? "" : ": " + identity));
     const auto contents = libDrive2::DeviceLockingManager(device.osLocator()).contents();
-    if (contents.isEmpty())
+    // Of a drive that cannot be looked at, the refusal tells.
+    if (contents.isEmpty() && !request.obstacle)
         console.line("  no partition table or file system is recognised on it");
     for (const libDrive2::VolumeContent& content : contents)
         console.line("  it holds " + content.what.utf8() +
@@ -67,11 +70,16 @@ bool writesToDrive(const quix5::Test& test) {
 }
 
 std::optional<Obstacle> findObstacle(const DiagDevice& device) {
+    if (!libDrive2::OsDevice::openOsDevice(device.osLocator(), libDrive2::kAccessRead,
+                                           libDrive2::kShareRead | libDrive2::kShareWrite,
+                                           libDrive2::kOpenExisting, 0))
+        return Obstacle{kExitCannotRun, libDrive2::lastOpenErrorStr().utf8(), "nothing was written"};
     libDrive2::DeviceLockingManager volumes(device.osLocator());
     if (volumes.isBitLockerEnabledOnVolumes())
-        return Obstacle{kExitCannotRun, volumes.getLastErrorStr().utf8(),
-                        "tests that write leave encrypted drives alone: decrypt or wipe it first, or run a "
-                        "test that reads"};
+        return Obstacle{
+            kExitCannotRun, volumes.getLastErrorStr().utf8(),
+            "tests that write leave alone what is encrypted or cannot be examined: decrypt or wipe it "
+            "first, or run a test that reads"};
     if (!volumes.lockVolumes())
         return Obstacle{kExitBusy, volumes.getLastErrorStr().utf8(),
                         "unmount it, switch swap off, stop what uses it, then try again"};

@@ -1,11 +1,18 @@
 """Runs the program as a user does, and reads its records."""
 
+import fcntl
 import json
 import os
+import pty
+import select
 import shutil
+import signal
+import struct
 import subprocess
 import sys
 import tempfile
+import termios
+import time
 import unittest
 
 PROGRAM = os.environ["DRIVETEST"]
@@ -54,9 +61,10 @@ class Outcome:
 
 class ProgramTest(unittest.TestCase):
     maxDiff = None
+    parent = None  # of the folder of each test; None is the usual place
 
     def setUp(self):
-        self.folder = tempfile.mkdtemp(prefix="drivetest-")
+        self.folder = tempfile.mkdtemp(prefix="drivetest-", dir=self.parent)
         self.addCleanup(shutil.rmtree, self.folder)
         self.record = os.path.join(self.folder, "record.jsonl")
 
@@ -68,16 +76,77 @@ class ProgramTest(unittest.TestCase):
         return subprocess.run([PROGRAM, *arguments], stdin=subprocess.DEVNULL, env=env, cwd=self.folder,
                               capture_output=True, text=True, timeout=120, check=False, **options)
 
-    def run_test(self, device, *parameters, options=()):
-        """A linear read with a record, which must be valid."""
+    def run_test(self, device, *parameters, options=(), test="LinearReadTest"):
+        """A run with a record, which must be valid."""
         given = [word for parameter in parameters for word in ("-p", parameter)]
-        process = self.start("run", "LinearReadTest", device, *given, "--events", self.record, *options)
+        process = self.start("run", test, device, *given, "--events", self.record, *options)
         self.check_record(self.record)
         return Outcome(process, self.record)
 
-    def check_record(self, path, *options):
-        checked = subprocess.run([sys.executable, CHECKER, *options, path], capture_output=True, text=True, check=False)
+    def converse(self, arguments, exchanges, columns=100):
+        """Runs the program on a terminal; for each (text, answer) waits for the text and types the answer."""
+        child, terminal = pty.fork()
+        if child == 0:
+            os.environ["LC_ALL"] = "C.UTF-8"
+            os.execv(PROGRAM, [PROGRAM, *arguments])
+        fcntl.ioctl(terminal, termios.TIOCSWINSZ, struct.pack("HHHH", 24, columns, 0, 0))
+        seen, end = "", time.monotonic() + 60
+        pending = list(exchanges)
+        while time.monotonic() < end:
+            if pending and pending[0][0] in seen:
+                os.write(terminal, pending.pop(0)[1].encode())
+            if not select.select([terminal], [], [], 0.1)[0]:
+                continue
+            try:
+                chunk = os.read(terminal, 65536)
+            except OSError:
+                break
+            if not chunk:
+                break
+            seen += chunk.decode("utf-8", "replace")
+        else:
+            os.kill(child, signal.SIGKILL)
+        _, status = os.waitpid(child, 0)
+        os.close(terminal)
+        return os.waitstatus_to_exitcode(status), seen
+
+    def check_record(self, *arguments):
+        checked = subprocess.run([sys.executable, CHECKER, *arguments], capture_output=True, text=True, check=False)
         self.assertEqual(checked.returncode, 0, checked.stdout + checked.stderr)
+
+
+class ImageTest(ProgramTest):
+    """A drive's contents in a file, and what has become of them."""
+
+    def make_image(self, size, *pieces, filler=None):
+        """A file of random bytes, or of one byte, with (offset, bytes) put into it."""
+        self.image = self.path("drive.img")
+        with open(self.image, "wb") as image:
+            image.write(os.urandom(size) if filler is None else filler * size)
+            for offset, piece in pieces:
+                image.seek(offset)
+                image.write(piece)
+        self.original = self.contents()
+        return self.image
+
+    def make_loop(self, size, *pieces):
+        return loop_device(self, self.make_image(size, *pieces))
+
+    def contents(self):
+        with open(self.image, "rb") as image:
+            return image.read()
+
+    def changed(self):
+        """The sectors that are not as they were."""
+        now = self.contents()
+        self.assertEqual(len(now), len(self.original))
+        if now == self.original:
+            return []
+        return [at // 512 for at in range(0, len(now), 512) if now[at:at + 512] != self.original[at:at + 512]]
+
+    def write(self, test, device, *parameters):
+        """A confirmed run on a drive without a serial number."""
+        return self.run_test(device, *parameters, options=["--confirm", device], test=test)
 
 
 def loop_device(test, path):

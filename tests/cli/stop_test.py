@@ -1,13 +1,8 @@
 """Stopping a run, and what a person sees at a terminal."""
 
-import fcntl
 import os
-import pty
-import select
 import signal
-import struct
 import subprocess
-import termios
 import time
 import unittest
 
@@ -59,33 +54,6 @@ class Stop(program.ProgramTest):
 
 
 class AtATerminal(program.ProgramTest):
-    def converse(self, arguments, exchanges, columns=100):
-        """Runs the program on a terminal; for each (text, answer) waits for the text and types the answer."""
-        child, terminal = pty.fork()
-        if child == 0:
-            os.environ["LC_ALL"] = "C.UTF-8"
-            os.execv(program.PROGRAM, [program.PROGRAM, *arguments])
-        fcntl.ioctl(terminal, termios.TIOCSWINSZ, struct.pack("HHHH", 24, columns, 0, 0))
-        seen, end = "", time.monotonic() + 60
-        pending = list(exchanges)
-        while time.monotonic() < end:
-            if pending and pending[0][0] in seen:
-                os.write(terminal, pending.pop(0)[1].encode())
-            if not select.select([terminal], [], [], 0.1)[0]:
-                continue
-            try:
-                chunk = os.read(terminal, 65536)
-            except OSError:
-                break
-            if not chunk:
-                break
-            seen += chunk.decode("utf-8", "replace")
-        else:
-            os.kill(child, signal.SIGKILL)
-        _, status = os.waitpid(child, 0)
-        os.close(terminal)
-        return os.waitstatus_to_exitcode(status), seen
-
     def test_status_line_is_drawn_in_place_and_fits(self):
         status, seen = self.converse(["run", "LinearReadTest", ENDLESS], [(" 0 %", "\x03")], columns=60)
         self.assertEqual(status, 130)
