@@ -49,10 +49,10 @@ throttle() {
 
 read_speed() {
     local bytes=$((throttle_mb * 1048576))
-    throttle $bytes "$drivetest" run ReadSpeedTest "$loop" -p EndRange=400MB --events "$record" || return 1
+    throttle $bytes "$drivetest" run ReadSpeedTest "$loop" --events "$record" || return 1
     best "drivetest, slowed down" "$(measured readRate)"
     throttle $bytes fio --name=read --filename="$loop" --readonly --rw=read --bs=2M --iodepth=1 --ioengine=psync --direct=1 \
-        --size=400M --output-format=json --output="$folder/fio.json" || return 1
+        --size=100% --output-format=json --output="$folder/fio.json" || return 1
     best "fio, slowed down" "$(jq '.jobs[0].read.bw_bytes / 1048576' "$folder/fio.json")"
 }
 

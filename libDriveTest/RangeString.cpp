@@ -141,11 +141,11 @@ bool parseRangeString(const String& range, std::uint64_t sectorCount, std::uint3
         logger().line(4, "libDriveTest::parseRangeString : invalid sector size or sector count passed in");
         return false;
     }
-    const Regex plain(R"(^\s*([0-9]+)\s*$)");
-    const Regex size(R"(^\s*([0-9]+)([KMG]B)\s*$)");
-    const Regex percentage(R"(^\s*([0-9]+)%\s*$)");
-    const Regex word(R"(^\s*(MIN|MAX)\s*$)");
-    const Regex offset(R"(^\s*(MIN|MAX)\s*([\+-])\s*([0-9]+)([KMG]B|%){0,1}\s*$)");
+    static const Regex plain(R"(^\s*([0-9]+)\s*$)");
+    static const Regex size(R"(^\s*([0-9]+)([KMG]B)\s*$)");
+    static const Regex percentage(R"(^\s*([0-9]+)%\s*$)");
+    static const Regex word(R"(^\s*(MIN|MAX)\s*$)");
+    static const Regex offset(R"(^\s*(MIN|MAX)\s*([\+-])\s*([0-9]+)([KMG]B|%){0,1}\s*$)");
 
     const Request request{range, sectorCount, sectorSize};
     if (const Matcher match(plain, range); match.matches())

@@ -157,7 +157,7 @@ std::optional<TestResult> ReadWriteSpeedTest::measureWrites(const RangePlan& ran
     }
     setupPattern(std::size_t{pass.sizes.hint} * range.sectorSize);
     if (parameters::preserveData.value() && !drive->expectWrites(m_pattern.data(), m_pattern.size()))
-        return endOnNonFail(drive->lastError);
+        return endOnNonFail(drive->lastError).value_or(TestResult::CANNOTRUN);
     if (const auto ended = writeRange(pass))
         return ended;
     const TestResult counted = getEventCountResult();
