@@ -7,14 +7,15 @@ set -euo pipefail
 # shellcheck source-path=SCRIPTDIR
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
-packages=(g++ cmake ninja-build ccache pkg-config git jq liburing-dev libblkid-dev libudev-dev nlohmann-json3-dev
-    libcli11-dev)
+packages=(g++ cmake ninja-build ccache pkg-config git jq liburing-dev libblkid-dev libudev-dev libxxhash-dev
+    nlohmann-json3-dev libcli11-dev)
 for option in "$@"; do
     case "$option" in
         --dev) packages+=(libgtest-dev libgmock-dev clang-format clang-tidy-19 clang-19 libclang-rt-19-dev
-            python3 python3-jsonschema e2fsprogs util-linux mount qemu-system-x86 busybox-static kmod xz-utils) ;;
-        --bench) packages+=(fio e2fsprogs util-linux mount time python3 qemu-system-x86 busybox-static kmod xz-utils
-            sg3-utils) ;;
+            python3 python3-jsonschema e2fsprogs util-linux mount dmsetup qemu-system-x86 busybox-static kmod
+            xz-utils) ;;
+        --bench) packages+=(fio e2fsprogs util-linux mount time python3 dmsetup qemu-system-x86 busybox-static kmod
+            xz-utils sg3-utils) ;;
         *) fail "unknown option $option" "use it as: setup.sh [--dev] [--bench]" ;;
     esac
 done

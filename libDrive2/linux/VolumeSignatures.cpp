@@ -1,12 +1,16 @@
 #include "libDrive2/linux/VolumeSignatures.h"
 
 #include <blkid/blkid.h>
+#include <unistd.h>
 
+#include <array>
+#include <cerrno>
 #include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "libDrive2/linux/ErrnoError.h"
 #include "zel/Format.h"
 
 namespace libDrive2 {
@@ -29,7 +33,25 @@ Probe openProbe(int fd, blkid_loff_t offset, blkid_loff_t bytes) {
     return probe;
 }
 
+/// The signature alone: of a damaged header libblkid would say that it is none, but the data behind it may
+/// still be wanted.
+Finding examineStart(int fd, blkid_loff_t offset, std::string& type) {
+    std::array<char, 512> start{};
+    if (pread(fd, start.data(), start.size(), offset) < 0) {
+        type = errnoStatus(errno).text.utf8();
+        return Finding::unreadable;
+    }
+    const std::string_view text(start.data(), start.size());
+    const bool isLuks = text.starts_with("LUKS\xBA\xBE");
+    if (!isLuks && text.substr(3, 8) != "-FVE-FS-")
+        return Finding::clear;
+    type = isLuks ? "crypto_LUKS" : "BitLocker";
+    return Finding::encrypted;
+}
+
 Finding examine(int fd, blkid_loff_t offset, blkid_loff_t bytes, std::string& type) {
+    if (const Finding found = examineStart(fd, offset, type); found != Finding::clear)
+        return found;
     const Probe probe = openProbe(fd, offset, bytes);
     if (probe == nullptr)
         return Finding::unreadable;
@@ -51,7 +73,7 @@ bool report(Finding finding, const zel::String& where, const std::string& type, 
     if (finding == Finding::encrypted)
         reason = where + " holds an encrypted volume (" + type + ")";
     else if (finding == Finding::unreadable)
-        reason = where + " cannot be examined for encrypted volumes";
+        reason = where + " cannot be examined for encrypted volumes" + (type.empty() ? "" : ": " + type);
     return finding != Finding::clear;
 }
 

@@ -2,6 +2,7 @@
 
 import dataclasses
 import json
+import random
 
 KIB, MIB = 1 << 10, 1 << 20
 NO_DATA, IO_ERROR = 61, 5  # the errno that makes QEMU's controllers report a medium error, as far as they can
@@ -14,6 +15,12 @@ KINDS = {
     "pata": (512, IO_ERROR, 2 * MIB),
 }
 PULLED = ["nvme", "virtio-scsi", "usb"]  # QEMU's UAS ends in an assertion when pulled while it works
+WRITTEN = ["nvme", "ahci", "virtio-scsi", "usb"]
+FAULT_AT = 122
+# When writes to that sector of a disk fail -> rules for QEMU, whose state counts the first writes to the disk.
+WRITE_FAULTS = {"never": [], "always": [{}], "twice": 2 * [{"once": True}],
+                "after 4": [{"event": "pwritev", "state": 5}]}
+COUNT_WRITES = [{"event": "pwritev", "state": n, "new_state": n + 1} for n in range(1, 5)]
 # What all disks need, and a floppy disk of zeros, whose read faults would reach nobody.
 COMMON = ["-device", "piix3-ide,id=pata", "-device", "virtio-scsi-pci,id=vs", "-device", "qemu-xhci,id=usb,p2=10,p3=10",
           "-blockdev", "driver=null-co,node-name=floppy,size=1474560,read-zeroes=on",
@@ -28,6 +35,7 @@ class Disk:
     bad: tuple  # unreadable sectors
     speed: int  # bytes a second; 0: as fast as can be
     place: int  # number among the disks of its kind of bus
+    write_fault: str = ""
 
     def __post_init__(self):
         object.__setattr__(self, "name", f"{self.kind}-{self.bytes // KIB}")
@@ -38,10 +46,13 @@ class Disk:
         """QEMU's arguments for the disk; its image is made in the folder."""
         path = folder / f"{self.name}.img"
         with path.open("wb") as image:
+            image.write(random.Random(self.name).randbytes(4 * MIB))
             image.truncate(self.bytes)
         node = {"driver": "file", "filename": str(path)}
-        if self.bad:
-            node = {"driver": "blkdebug", "image": node, "inject-error": [self._fault(lba) for lba in self.bad]}
+        rules = [self._fault("read", lba) for lba in self.bad] + [
+            {**self._fault("write", FAULT_AT), **rule} for rule in WRITE_FAULTS.get(self.write_fault, [])]
+        if rules:
+            node = {"driver": "blkdebug", "image": node, "inject-error": rules, "set-state": COUNT_WRITES}
         group = []
         if self.speed:
             group = ["-object", f"throttle-group,id=slow-{self.name},x-bps-total={self.speed}"]
@@ -50,9 +61,9 @@ class Disk:
         devices = [word for device in self.devices() for word in ("-device", device)]
         return [*group, "-blockdev", json.dumps(node), *devices]
 
-    def _fault(self, lba):
+    def _fault(self, iotype, lba):
         per_sector = self.sector_bytes // 512
-        return {"event": "none", "iotype": "read", "errno": KINDS[self.kind][1], "immediately": False,
+        return {"event": "none", "iotype": iotype, "errno": KINDS[self.kind][1], "immediately": False,
                 "sector": lba * per_sector + per_sector // 2}
 
     def devices(self):
@@ -82,11 +93,17 @@ def surface(sector_bytes, total):
 
 
 def make_disks():
-    """For each kind a disk with bad sectors and one without; of those that can be pulled, two slow ones."""
+    """For each kind a disk with bad sectors and one without; of those that can be pulled, two slow ones; to be written,
+    small ones."""
     disks = []
     for row, (kind, (sector_bytes, _, size)) in enumerate(KINDS.items()):
         size += row * 128 * KIB
         disks.append(Disk(kind, size, surface(sector_bytes, size), speed=0, place=2 * row % 4))
         disks.append(Disk(kind, size + 64 * KIB, (), speed=0, place=2 * row % 4 + 1))
     slow = [Disk(kind, (64 + row) * MIB, (), speed=2 * MIB, place=10 + row) for row, kind in enumerate(2 * PULLED)]
+    size = MIB
+    for place, fault in enumerate(WRITE_FAULTS, 4):
+        for kind in WRITTEN if fault in ("never", "always") else ["nvme"]:
+            disks.append(Disk(kind, size, (), speed=0, place=place, write_fault=fault))
+            size += 64 * KIB
     return disks + slow

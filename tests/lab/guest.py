@@ -133,11 +133,11 @@ class Guest:
         return self.start(script).wait(seconds)
 
     def qemu(self, execute, **arguments):
-        """Has QEMU execute a command of its machine protocol."""
+        """Has QEMU execute a command of its machine protocol; gives its answer."""
         self._control.sendall(json.dumps({"execute": execute, "arguments": arguments}).encode())
         for line in self._answers:
             answer = json.loads(line)
             if "error" in answer:
                 raise GuestError(f"QEMU refused {execute}: {answer['error']['desc']}")
             if "return" in answer:
-                return
+                return answer["return"]

@@ -4,6 +4,7 @@ reached in each way that it can be, with faults at known places."""
 import json
 import os
 import pathlib
+import shlex
 import shutil
 import sys
 import tempfile
@@ -19,7 +20,7 @@ import kernel  # noqa: E402
 import program  # noqa: E402
 
 MODULES = ["nvme", "ahci", "ata_piix", "virtio_scsi", "xhci_pci", "usb_storage", "uas", "sd_mod", "sg", "configfs"]
-LATER_MODULES = ["scsi_debug", "null_blk", "floppy"]  # loaded by the cases that need them
+LATER_MODULES = ["scsi_debug", "null_blk", "floppy", "crc32c_generic", "ext4", "dm_mod"]  # loaded when needed
 
 # Ways to reach a drive -> the drive that the log then names.
 ATA, SCSI, FLOPPY, BLOCK, BLOCK_AND_SCSI, NVME = 1, 2, 5, 6, 7, 8
@@ -45,10 +46,12 @@ class Lab:
         self._runs = 0
         self._image = guest.Image(self.folder, self._kernel, MODULES, LATER_MODULES)
         self._image.add_program(program.PROGRAM, "drivetest", ["libDriveTest.so", "libDriveTest.qpk"])
+        self._image.add_program(kernel.tool("dmsetup", "dmsetup"))
         self._image.pack()
         self.boot()
 
     def boot(self):
+        self._confirms = {}  # path of a drive -> what confirms that it is written
         arguments = [word for disk in self.disks for word in disk.arguments(self.folder)]
         folder = tempfile.mkdtemp(prefix="guest-", dir=self.folder)
         self.guest = guest.Guest(pathlib.Path(folder), self._kernel, self._image.archive, disks.COMMON + arguments)
@@ -59,6 +62,22 @@ class Lab:
 
     def disk(self, kind, bad=False, slow=False):
         return next(d for d in self.disks if (d.kind, bool(d.bad), bool(d.speed)) == (kind, bad, slow))
+
+    def disk_to_write(self, kind, fault):
+        return next(d for d in self.disks if (d.kind, d.write_fault) == (kind, fault))
+
+    def contents(self, disk):
+        return (self.folder / f"{disk.name}.img").read_bytes()
+
+    def put(self, disk, data):
+        """Changes the start of a disk that is not in use."""
+        with (self.folder / f"{disk.name}.img").open("r+b") as image:
+            image.write(data)
+
+    def written_bytes(self, disk):
+        """How much the guest has written to a disk so far, however it is reached."""
+        found = [each["stats"] for each in self.guest.qemu("query-blockstats") if each.get("node-name") == disk.name]
+        return found[0]["wr_bytes"]
 
     def path(self, disk):
         """Where the guest shows a disk, once it does."""
@@ -79,18 +98,28 @@ class Lab:
         return output
 
     def read(self, path, method, *parameters):
-        """Starts a linear read; gives what tells of its end."""
+        return self.start("LinearReadTest", path, method, *parameters)
+
+    def write(self, test, path, method, *parameters):
+        """Starts a test that writes, confirmed as the list of devices asks for it."""
+        if not self._confirms:
+            listed = json.loads(self.must("drivetest devices --json"))
+            self._confirms = {device["locator"]: shlex.quote(device["confirm"]) for device in listed}
+        return self.start(test, path, method, *parameters, options=["--confirm " + self._confirms[path]])
+
+    def start(self, test, path, method, *parameters, options=()):
+        """Starts a test; gives what tells of its end."""
         self._runs += 1
         record, log = f"{self._runs}.jsonl", f"{self._runs}.log"
-        options = [f"-p {parameter}" for parameter in parameters]
+        options = [*options, *(f"-p {parameter}" for parameter in parameters)]
         options += [f"--property __libDriveTest_AccessOrder=DriveTestSearchOrder:{method}"] if method else []
-        job = self.guest.start(f"drivetest run LinearReadTest {path} --events /host/{record} "
+        job = self.guest.start(f"drivetest run {test} {path} --events /host/{record} "
                                f"--log /host/{log} --log-priority 1 {' '.join(options)}")
-        return Reading(self, job, self.guest.share / record, self.guest.share / log)
+        return GuestRun(self, job, self.guest.share / record, self.guest.share / log)
 
 
-class Reading(program.Outcome):
-    """A linear read in the guest."""
+class GuestRun(program.Outcome):
+    """A test that runs in the guest."""
 
     def __init__(self, lab, job, record, log):
         self._lab, self._job = lab, job
@@ -292,6 +321,91 @@ class ScsiDebug(LabTest):
         self.assertRegex(output, path + ".*(cannot be|no longer)")
 
 
+class Writing(LabTest):
+    def write(self, test, disk, method, *parameters):
+        """Gives the run, the sectors that hold something else after it, and how many bytes it wrote."""
+        before, written = LAB.contents(disk), LAB.written_bytes(disk)
+        run = LAB.write(test, LAB.path(disk), method, *parameters).ended()
+        self.check(run, method)
+        after = LAB.contents(disk)
+        sectors = (slice(start, start + disk.sector_bytes) for start in range(0, disk.bytes, disk.sector_bytes))
+        changed = [number for number, sector in enumerate(sectors) if before[sector] != after[sector]]
+        return run, changed, LAB.written_bytes(disk) - written
+
+    def check_preserved(self, kind, method):
+        disk = LAB.disk_to_write(kind, "never")
+        thresholds = ["ReadRateThreshold=0.001", "WriteRateThreshold=0.001"]
+        for test, times, parameters in (("LinearPatternTest", 4 + 1, []), ("ReadWriteSpeedTest", 1 + 1, thresholds)):
+            with self.subTest(test=test):
+                run, changed, written = self.write(test, disk, method, *parameters)
+                self.assertEqual((run.status, run.result()), (0, "PASS"), run.out)
+                self.assertEqual((changed, written), ([], times * disk.bytes))
+
+    def check_fault(self, kind, fault, method, patterns, expected):
+        """Writes around the sector that cannot be written; gives it where its data is lost. No other may change."""
+        disk = LAB.disk_to_write(kind, fault)
+        run, changed, _ = self.write("LinearPatternTest", disk, method, "StartRange=120", "EndRange=240",
+                                     f"NumberOfPatterns={patterns}", "RetryCount=0")
+        told = [event for event in run.events() if event.split()[0] != "advancedError"]
+        self.assertEqual((run.status, run.result(), told), (1, "FAIL", expected), run.out)
+        return changed
+
+    WRITE_ERROR = f"writeSectorErr WriteSector={disks.FAULT_AT}"
+    NOT_RESTORED = f"cannotRestoreData TestName=PatternTest TestSector={disks.FAULT_AT} EndSector=125"
+
+    def check_faulty(self, kind, method):
+        """The sector is named, but as it was never overwritten, it has kept its data too."""
+        self.assertEqual(self.check_fault(kind, "always", method, 1, [self.WRITE_ERROR, self.NOT_RESTORED]), [])
+
+    def test_sector_fails_for_a_while(self):
+        self.assertEqual(self.check_fault("nvme", "twice", NVME, 4, [self.WRITE_ERROR]), [])
+
+    def test_sector_fails_when_it_is_restored(self):
+        self.assertEqual(self.check_fault("nvme", "after 4", NVME, 4, [self.NOT_RESTORED]), [disks.FAULT_AT])
+
+
+class Refused(LabTest):
+    HEADERS = {"crypto_LUKS": b"LUKS\xBA\xBE\0\1",
+               "BitLocker": (b"\xEB\x58\x90-FVE-FS-".ljust(177, b"\0") + b"\x10").ljust(4096, b"\0") + b"-FVE-FS-"}
+
+    def setUp(self):
+        super().setUp()
+        self.disk = LAB.disk_to_write("nvme", "never")
+        self.addCleanup(LAB.put, self.disk, LAB.contents(self.disk))
+
+    def check_refused(self, test, result, reason):
+        """Nothing is written, although it was confirmed."""
+        disk, path = self.disk, LAB.path(self.disk)
+        before, written = LAB.contents(disk), LAB.written_bytes(disk)
+        run = LAB.write(test, path, None).ended()
+        self.assertEqual(run.faults(), [], run.out)
+        self.assertEqual((run.status, run.result()), result, run.out)
+        self.assertIn(reason.format(path[5:]), run.out)
+        self.assertEqual(LAB.written_bytes(disk), written)
+        self.assertTrue(LAB.contents(disk) == before)
+
+    def test_drives_in_use(self):
+        LAB.must("modprobe -a crc32c_generic ext4 dm_mod")
+        for take, free, reason in (
+                ("mke2fs {0} && mkdir -p /mounted && mount -t ext2 {0} /mounted", "umount /mounted",
+                 "{0} is mounted on /mounted"),
+                ("mkswap {0} && swapon {0}", "swapoff {0}", "{0} is swap space"),
+                ("dmsetup create vg --table '0 8 linear {0} 0'", "dmsetup remove vg", "{0} is part of dm-0 (vg)")):
+            with self.subTest(reason=reason):
+                path = LAB.path(self.disk)
+                LAB.must(f"{take.format(path)} && sync")
+                try:
+                    self.check_refused("LinearPatternTest", (5, "DEVICEBUSY"), reason)
+                finally:
+                    LAB.must(free.format(path))
+
+    def test_encrypted_drives(self):
+        for name, header in self.HEADERS.items():
+            with self.subTest(name=name):
+                LAB.put(self.disk, header)
+                self.check_refused("ReadWriteSpeedTest", (6, "CANNOTRUN"), f"{{0}} holds an encrypted volume ({name})")
+
+
 def add_cases(test_class, name, methods, check, *arguments):
     """One test for each way to reach a drive."""
     for method in methods:
@@ -304,6 +418,10 @@ for _kind, _methods in METHODS.items():
     add_cases(Surface, _kind, _methods, "check_kind", _kind)
 for _kind in disks.PULLED:
     add_cases(Pulled, _kind, set(METHODS[_kind]) - {BLOCK_AND_SCSI}, "check_kind", _kind)
+for _kind in disks.WRITTEN:
+    _methods = METHODS[_kind][0], METHODS[_kind][-1] if _kind in ("nvme", "ahci") else SCSI
+    add_cases(Writing, f"preserved_on_{_kind}", _methods, "check_preserved", _kind)
+    add_cases(Writing, f"bad_sector_of_{_kind}", _methods, "check_faulty", _kind)
 add_cases(ScsiDebug, "write_protected", SCSI_METHODS, "check_write_protected")
 add_cases(ScsiDebug, "pulled", SCSI_METHODS, "check_pulled")
 add_cases(ScsiDebug, "sectors_of_512", SCSI_METHODS, "check_sectors", 512, range(0x1234, 0x123E))

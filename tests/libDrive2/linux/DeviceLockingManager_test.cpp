@@ -71,6 +71,7 @@ TEST(DeviceLocking, FindsEncryptedVolumes) {
     EXPECT_EQ(reason({}), "");
     EXPECT_EQ(reason({{0, luks}}), "IMAGE holds an encrypted volume (crypto_LUKS)");
     EXPECT_EQ(reason(bitLocker), "IMAGE holds an encrypted volume (BitLocker)");
+    EXPECT_EQ(reason({{3, "-FVE-FS-"}}), "IMAGE holds an encrypted volume (BitLocker)");  // a damaged one
     EXPECT_EQ(reason(table), "");
     EXPECT_EQ(reason(withTable(2048 * 512, luks)),
               "partition 1 of IMAGE holds an encrypted volume (crypto_LUKS)");
