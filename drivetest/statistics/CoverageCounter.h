@@ -21,7 +21,8 @@ struct Coverage {
 
 /// Counts what became of each sector, from the stream of drive operations. Tests work on one chunk at a time,
 /// perhaps several times over and down to single sectors: operations inside the current chunk refine what is
-/// known of it; the next announced chunk or operation outside settles it. Memory depends on the size of a chunk alone.
+/// known of it; the next announced chunk or operation outside settles it. Memory depends on the size of a
+/// chunk alone.
 class CoverageCounter {
 public:
     /// Told of every settled run of equal sectors (never `untested`).
