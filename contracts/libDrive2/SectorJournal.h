@@ -17,6 +17,8 @@ public:
     virtual bool expectWrites(const void* data, std::size_t bytes) = 0;
     /// True only when the data is durable in the journal. The data may be of another buffer afterwards.
     virtual bool protect(std::uint64_t lba, std::uint32_t count, const void* data, std::size_t bytes) = 0;
+    /// Whether it is there after a crash; if so, the drive is flushed before release().
+    [[nodiscard]] virtual bool outlivesCrash() const { return true; }
     /// Whether restored sectors are to be read back and handed to holdsOriginal() before release().
     [[nodiscard]] virtual bool verifiesRestores() const = 0;
     /// Whether `data`, read from these protected sectors, is what protect() was given for them.

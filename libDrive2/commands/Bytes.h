@@ -44,6 +44,14 @@ void storeBigEndian(Container& bytes, std::size_t at, Number value) {
     }
 }
 
+template <class Number, class Container>
+void storeLittleEndian(Container& bytes, std::size_t at, Number value) {
+    for (std::size_t i = 0; i < sizeof(Number); ++i) {
+        bytes[at + i] = static_cast<std::uint8_t>(value & 0xFF);
+        value = static_cast<Number>(static_cast<std::uint64_t>(value) >> 8);
+    }
+}
+
 /// At most `wanted` bytes from a place on; fewer, or none, where the bytes end before.
 inline Bytes slice(Bytes bytes, std::size_t at, std::size_t wanted) {
     if (at >= bytes.size())

@@ -69,7 +69,7 @@ bool Drive::releaseSectors(std::uint64_t lba, std::uint32_t /*count*/) {
     if (m_journal == nullptr || range == m_protected.end())
         return true;
     // What has no cache needs no flush.
-    if (!flushCache() && lastError != LIBDRIVE2_NOT_SUPPORTED)
+    if (m_journal->outlivesCrash() && !flushCache() && lastError != LIBDRIVE2_NOT_SUPPORTED)
         return failProtection("the restored data may not have reached the medium", lba, getLastErrorStr());
     if (m_journal->verifiesRestores() && !readsBackAsBefore(*range))
         return failProtection("the restored data does not read back as it was", lba,

@@ -8,11 +8,11 @@
 #include <cerrno>
 #include <cstdio>
 #include <fstream>
-#include <sstream>
 
 #include "libDrive2/PlatformOpeners.h"
 #include "libDrive2/linux/ErrnoError.h"
 #include "libDrive2/linux/LinuxBlockHandle.h"
+#include "libDrive2/linux/MountTable.h"
 #include "libDrive2/linux/VolumeSignatures.h"
 
 namespace libDrive2 {
@@ -20,21 +20,6 @@ namespace libDrive2 {
 namespace fs = std::filesystem;
 
 namespace {
-
-/// The kernel's tables write blanks and backslashes as octal escapes such as "\\040".
-std::string unescape(const std::string& field) {
-    std::string text;
-    for (std::size_t i = 0; i < field.size(); ++i) {
-        unsigned code = 0;
-        if (field[i] == '\\' && std::sscanf(field.c_str() + i, "\\%3o", &code) == 1) {
-            text += static_cast<char>(code);
-            i += 3;
-        } else {
-            text += field[i];
-        }
-    }
-    return text;
-}
 
 /// The device that a line of /proc/self/mountinfo mounts. File systems with several devices show a number
 /// of their own there; the source path tells then.
@@ -50,16 +35,9 @@ dev_t mountedDevice(const std::string& number, const std::string& source) {
 }
 
 void findMounts(const SysfsBlock::Member& member, zel::Array<zel::String>& users) {
-    std::ifstream table("/proc/self/mountinfo");
-    for (std::string line; std::getline(table, line);) {
-        std::istringstream fields(line);
-        std::string skipped, number, folder, field, type, source;
-        fields >> skipped >> skipped >> number >> skipped >> folder;
-        while (fields >> field && field != "-") {}
-        fields >> type >> source;
-        if (mountedDevice(number, unescape(source)) == member.number)
-            users.append(member.name + " is mounted on " + unescape(folder));
-    }
+    for (const Mount& mount : listMounts())
+        if (mountedDevice(mount.number, mount.source) == member.number)
+            users.append(member.name + " is mounted on " + mount.folder);
 }
 
 void findSwap(const SysfsBlock::Member& member, zel::Array<zel::String>& users) {

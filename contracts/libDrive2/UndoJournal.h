@@ -1,0 +1,89 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "libDrive2/BlockHandle.h"
+#include "libDrive2/DriveIdentity.h"
+#include "libDrive2/SectorJournal.h"
+#include "zel/Buffer.h"
+
+namespace libDrive2 {
+
+/// What a new journal is for.
+struct JournalSettings {
+    DriveIdentity drive{};
+    zel::String locator{};        ///< how the drive was reached; for messages, cut where it is very long
+    std::uint64_t slotBytes = 0;  ///< the most that one protect() takes
+    bool verifyRestores = true;   ///< have restored sectors read back before they are released
+};
+
+/// A SectorJournal in a preallocated file. It holds up to two protected ranges, which must not overlap, and
+/// what is going to be written. Not closed properly, the file stays as it is: readJournal() and recover()
+/// continue.
+class UndoJournal : public SectorJournal {
+public:
+    /// The size of a file for such slots and so many bytes of distinct sectors in expectWrites().
+    static std::uint64_t fileBytes(std::uint64_t slotBytes, std::uint64_t expectedBytes);
+    /// Begins a journal in a file of zeros, durably. Shares the handle, which must reach the file and not a
+    /// cache that outlives no crash. Null on failure, with the reason.
+    static std::unique_ptr<UndoJournal> create(SharedBlockHandle file, const JournalSettings& settings,
+                                               zel::String& reason);
+
+    /// Whether protected sectors have not been released: the file must be kept then.
+    [[nodiscard]] virtual bool hasOpenSlots() const = 0;
+    /// Makes the last releases durable; the file may be deleted then. False, with lastErrorStr(), while slots
+    /// are open or when the file cannot be written: it must be kept. Nothing can be protected after it.
+    virtual bool close() = 0;
+};
+
+/// What is known of a file that should be a journal.
+enum class JournalState {
+    valid,
+    unused,        ///< its run ended before anything was protected: nothing was overwritten
+    notAJournal,   ///< something else
+    otherVersion,  ///< written by a program that keeps its journals differently
+    truncated,     ///< shorter than its header says
+    damaged,       ///< the header does not fit its checksum
+    unreadable,    ///< the file cannot be read
+};
+
+struct JournalHeader {
+    std::array<std::uint8_t, 16> session{};  ///< of the run; random
+    DriveIdentity drive{};
+    zel::String locator{};
+    std::uint64_t createdUnixSeconds = 0;
+    std::uint64_t slotBytes = 0;
+};
+
+/// A protected range that was not released.
+struct JournalSlot {
+    std::uint32_t index = 0;  ///< place in the file
+    std::uint64_t sequence = 0;
+    std::uint64_t lba = 0;
+    std::uint32_t count = 0;    ///< sectors; 0 where even this is lost
+    bool wasRestoring = false;  ///< a recovery began to overwrite torn sectors, and did not come to its end
+    zel::Buffer data{};         ///< what the sectors held; empty for a damaged slot
+};
+
+struct JournalContents {
+    JournalState state = JournalState::unreadable;
+    zel::String problem{};                 ///< what is wrong, for the person; empty when valid
+    JournalHeader header{};                ///< only when valid
+    std::vector<JournalSlot> open{};       ///< in the order in which they were protected
+    std::vector<JournalSlot> damaged{};    ///< were protected, but the journal's own medium lost the data
+    std::vector<std::uint8_t> expected{};  ///< whole sectors, distinct: what the run was going to write
+    bool expectedDamaged = false;  ///< the list of these was lost: what the run wrote counts as foreign
+
+    /// Whether anything is left to do or to tell: a journal without may be deleted.
+    [[nodiscard]] bool needsRecovery() const {
+        return state == JournalState::valid && (!open.empty() || !damaged.empty());
+    }
+};
+
+/// Reads all of a journal, which may hold anything. Never throws but for want of memory; writes nothing.
+JournalContents readJournal(BlockHandle& file);
+
+}  // namespace libDrive2

@@ -1,0 +1,12 @@
+#include "libDrive2/journal/Checksum.h"
+
+#include <xxhash.h>
+
+namespace libDrive2 {
+
+Checksum checksumOf(Bytes data) {
+    const XXH128_hash_t hash = XXH3_128bits(data.data(), data.size());
+    return {hash.low64, hash.high64};
+}
+
+}  // namespace libDrive2

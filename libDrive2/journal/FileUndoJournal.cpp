@@ -1,0 +1,250 @@
+#include "libDrive2/journal/FileUndoJournal.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstring>
+#include <random>
+
+#include "zel/Format.h"
+
+// Why a crash at any instant loses nothing:
+// - A slot's data and header reach the medium in any order, wholly or in part, before one flush. Until both
+// are there
+//   the checksums do not fit, and the slot counts as not open; protect() has not returned then, so nothing
+//   has been overwritten. After the flush the slot is open in the file until its range is released.
+// - A released range holds its original data durably. Its slot's new header is not flushed: as long as the
+// old one is
+//   found instead, the slot looks open with its data intact, and recovery finds every sector as it should be.
+// - A slot is not filled again before its last header is durable: an open header over other data would look
+// like data
+//   that the journal's medium has lost. Where slots alternate, the flush of the other one has seen to that.
+// - When filling a slot fails, its header may or may not be in the file. The same slot is filled next, so
+// that such a
+//   remainder never is older than a good one: only of the newest slot is ill-fitting data a matter of course.
+
+namespace libDrive2 {
+
+using journal::Block;
+using journal::kBlockBytes;
+using journal::SlotMark;
+
+namespace {
+
+journal::Session randomSession() {
+    std::random_device random;
+    journal::Session session{};
+    for (std::uint8_t& byte : session)
+        byte = static_cast<std::uint8_t>(random());
+    return session;
+}
+
+std::uint64_t unixSeconds() {
+    const auto now = std::chrono::system_clock::now().time_since_epoch();
+    return static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::seconds>(now).count());
+}
+
+Bytes asBytes(const void* data, std::size_t bytes) {
+    return {static_cast<const std::uint8_t*>(data), bytes};
+}
+
+}  // namespace
+
+std::uint64_t UndoJournal::fileBytes(std::uint64_t slotBytes, std::uint64_t expectedBytes) {
+    return journal::expectedOffset(slotBytes) + kBlockBytes + journal::roundUp(expectedBytes);
+}
+
+std::unique_ptr<UndoJournal> UndoJournal::create(SharedBlockHandle file, const JournalSettings& settings,
+                                                 zel::String& reason) {
+    if (settings.drive.sectorBytes == 0 || settings.slotBytes < settings.drive.sectorBytes ||
+        settings.slotBytes > journal::kMostSlotBytes) {
+        reason = zel::format("a journal cannot have slots of %u bytes for sectors of %u bytes",
+                             settings.slotBytes, settings.drive.sectorBytes);
+        return nullptr;
+    }
+    if (const std::uint64_t needed = fileBytes(settings.slotBytes, 0); file->info().bytes < needed) {
+        reason = zel::format("the journal's file has %u bytes, but needs %u", file->info().bytes, needed);
+        return nullptr;
+    }
+    auto created = std::make_unique<FileUndoJournal>(
+        std::move(file),
+        JournalHeader{randomSession(), settings.drive, settings.locator, unixSeconds(), settings.slotBytes},
+        settings.verifyRestores);
+    if (created->begin())
+        return created;
+    reason = created->lastErrorStr();
+    return nullptr;
+}
+
+FileUndoJournal::FileUndoJournal(SharedBlockHandle file, JournalHeader header, bool verifyRestores)
+    : m_file(std::move(file)),
+      m_header(std::move(header)),
+      m_verifyRestores(verifyRestores),
+      m_block(kBlockBytes) {}
+
+bool FileUndoJournal::begin() {
+    if (!journal::encode(m_header, Block(m_block.data(), kBlockBytes)))
+        return fail("the drive's model and serial number are too long for the journal");
+    return take(m_file->write(0, m_block.data(), kBlockBytes), "its header could not be written") && flush();
+}
+
+bool FileUndoJournal::fail(zel::String text) {
+    m_error = std::move(text);
+    return false;
+}
+
+bool FileUndoJournal::take(const DeviceStatus& status, const char* what) {
+    return status.ok() || fail(zel::format("%s: %s", what, status.text));
+}
+
+bool FileUndoJournal::flush() {
+    if (!take(m_file->flush(), "it could not be made durable"))
+        return false;
+    for (Slot& slot : m_slots)
+        slot.isDurable = true;
+    return true;
+}
+
+/// Whole blocks directly from the caller's buffer; only the rest is copied.
+bool FileUndoJournal::writePadded(std::uint64_t offset, Bytes data) {
+    const std::size_t whole = data.size() / kBlockBytes * kBlockBytes;
+    if (whole > 0 && !take(m_file->write(offset, data.data(), whole), "it could not be written"))
+        return false;
+    if (whole == data.size())
+        return true;
+    std::memset(m_block.data(), 0, kBlockBytes);
+    std::memcpy(m_block.data(), data.data() + whole, data.size() - whole);
+    return take(m_file->write(offset + whole, m_block.data(), kBlockBytes), "it could not be written");
+}
+
+bool FileUndoJournal::expectWrites(const void* data, std::size_t bytes) {
+    const std::size_t sectorBytes = m_header.drive.sectorBytes;
+    if (m_isClosed || hasOpenSlots())
+        return fail("patterns cannot be added while sectors are protected or the journal is closed");
+    if (bytes % sectorBytes != 0)
+        return fail(zel::format("%u bytes of patterns are not whole sectors", bytes));
+    const std::size_t known = m_expected.size();
+    const auto* before = static_cast<const std::uint8_t*>(nullptr);
+    for (const auto* sector = static_cast<const std::uint8_t*>(data); bytes > 0;
+         before = sector, sector += sectorBytes, bytes -= sectorBytes)
+        if ((before == nullptr || std::memcmp(before, sector, sectorBytes) != 0) &&
+            m_isExpected.insert(checksumOf({sector, sectorBytes})).second)
+            m_expected.insert(m_expected.end(), sector, sector + sectorBytes);
+    if (m_expected.size() == known && m_isExpectedWritten)
+        return true;
+    // After a failure nobody knows what of the list is in the file.
+    if (writeExpected(m_isExpectedWritten ? known : 0) && flush()) {
+        m_isExpectedWritten = true;
+        return true;
+    }
+    for (std::size_t at = known; at < m_expected.size(); at += sectorBytes)
+        m_isExpected.erase(checksumOf({m_expected.data() + at, sectorBytes}));
+    m_expected.resize(known);
+    return false;
+}
+
+bool FileUndoJournal::writeExpected(std::size_t knownBytes) {
+    const std::uint64_t offset = journal::expectedOffset(m_header.slotBytes);
+    const std::uint64_t needed = offset + kBlockBytes + journal::roundUp(m_expected.size());
+    if (needed > m_file->info().bytes)
+        return fail(zel::format("its file has room for %u bytes of patterns, but the test writes %u",
+                                m_file->info().bytes - std::min(m_file->info().bytes, offset + kBlockBytes),
+                                m_expected.size()));
+    m_isExpectedWritten = false;
+    const std::size_t from = knownBytes / kBlockBytes * kBlockBytes;
+    if (!writePadded(offset + kBlockBytes + from, Bytes(m_expected).subspan(from)))
+        return false;
+    encode(journal::ExpectedHeader{m_header.session, m_expected.size(), checksumOf(m_expected)},
+           Block(m_block.data(), kBlockBytes));
+    return take(m_file->write(offset, m_block.data(), kBlockBytes), "it could not be written");
+}
+
+bool FileUndoJournal::mayProtect(std::uint64_t lba, std::uint32_t count, std::size_t bytes) {
+    if (m_isClosed)
+        return fail("it is closed");
+    if (!m_isExpectedWritten)
+        return fail("the patterns of the test could not be written to it");
+    if (count == 0 || bytes != std::size_t{count} * m_header.drive.sectorBytes)
+        return fail(zel::format("%u bytes are not the data of %u sectors", bytes, count));
+    if (bytes > m_header.slotBytes)
+        return fail(zel::format("it takes up to %u bytes at once, not %u", m_header.slotBytes, bytes));
+    // Of sectors that are protected already, the first data is the original; this would be no more than a
+    // copy of what a test left there.
+    for (const Slot& slot : m_slots)
+        if (slot.isOpen && lba < slot.header.lba + slot.header.count && slot.header.lba < lba + count)
+            return fail(
+                zel::format("sectors %u through %u are still in it, because they could not be put back",
+                            slot.header.lba, slot.header.lba + slot.header.count - 1));
+    return true;
+}
+
+bool FileUndoJournal::chooseSlot(std::uint32_t& index) {
+    index = m_slots[m_next].isOpen ? 1 - m_next : m_next;
+    if (m_slots[index].isOpen)
+        return fail("it is full: the data of two chunks is in it, because they could not be put back");
+    return m_slots[index].isDurable || flush();
+}
+
+bool FileUndoJournal::protect(std::uint64_t lba, std::uint32_t count, const void* data, std::size_t bytes) {
+    std::uint32_t index = 0;
+    if (!mayProtect(lba, count, bytes) || !chooseSlot(index))
+        return false;
+    const Bytes original = asBytes(data, bytes);
+    Slot& slot = m_slots[index];
+    slot.header = {m_header.session, ++m_sequence, lba, count, SlotMark::open, bytes, checksumOf(original)};
+    slot.isOpen = writeSlot(index, original) && flush();
+    m_next = slot.isOpen ? 1 - index : index;
+    return slot.isOpen;
+}
+
+bool FileUndoJournal::writeSlot(std::uint32_t index, Bytes data) {
+    const std::uint64_t offset = journal::slotOffset(m_header.slotBytes, index);
+    return writePadded(offset + journal::kDataAt, data) && writeSlotHeader(index, SlotMark::open);
+}
+
+bool FileUndoJournal::writeSlotHeader(std::uint32_t index, SlotMark mark) {
+    journal::SlotHeader header = m_slots[index].header;
+    header.mark = mark;
+    encode(header, Block(m_block.data(), kBlockBytes));
+    m_slots[index].isDurable = false;
+    return take(m_file->write(journal::slotOffset(m_header.slotBytes, index), m_block.data(), kBlockBytes),
+                "it could not be written");
+}
+
+FileUndoJournal::Slot* FileUndoJournal::findOpen(std::uint64_t lba, std::uint32_t count) {
+    const auto found = std::find_if(std::begin(m_slots), std::end(m_slots), [&](const Slot& slot) {
+        return slot.isOpen && slot.header.lba == lba && slot.header.count == count;
+    });
+    if (found != std::end(m_slots))
+        return found;
+    fail(zel::format("it does not hold sectors %u through %u", lba, lba + count - 1));
+    return nullptr;
+}
+
+/// By the checksum: keeping the data would cost as much memory as the tests' own copies.
+bool FileUndoJournal::holdsOriginal(std::uint64_t lba, std::uint32_t count, const void* data,
+                                    std::size_t bytes) {
+    const Slot* slot = findOpen(lba, count);
+    if (slot == nullptr)
+        return false;
+    return (bytes == slot->header.dataBytes && checksumOf(asBytes(data, bytes)) == slot->header.data) ||
+           fail("the sectors do not hold their original data");
+}
+
+bool FileUndoJournal::release(std::uint64_t lba, std::uint32_t count) {
+    Slot* slot = findOpen(lba, count);
+    if (slot == nullptr || !writeSlotHeader(static_cast<std::uint32_t>(slot - m_slots), SlotMark::done))
+        return false;
+    slot->isOpen = false;
+    return true;
+}
+
+bool FileUndoJournal::hasOpenSlots() const {
+    return std::any_of(std::begin(m_slots), std::end(m_slots), [](const Slot& slot) { return slot.isOpen; });
+}
+
+bool FileUndoJournal::close() {
+    m_isClosed = true;
+    return hasOpenSlots() ? fail("it still holds sectors that were not put back") : flush();
+}
+
+}  // namespace libDrive2

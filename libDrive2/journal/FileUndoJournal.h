@@ -1,0 +1,61 @@
+#pragma once
+
+#include <unordered_set>
+
+#include "libDrive2/UndoJournal.h"
+#include "libDrive2/journal/JournalLayout.h"
+
+namespace libDrive2 {
+
+class FileUndoJournal : public UndoJournal {
+public:
+    FileUndoJournal(SharedBlockHandle file, JournalHeader header, bool verifyRestores);
+
+    /// Writes the file's header, durably.
+    bool begin();
+
+    bool expectWrites(const void* data, std::size_t bytes) override;
+    bool protect(std::uint64_t lba, std::uint32_t count, const void* data, std::size_t bytes) override;
+    [[nodiscard]] bool verifiesRestores() const override { return m_verifyRestores; }
+    bool holdsOriginal(std::uint64_t lba, std::uint32_t count, const void* data, std::size_t bytes) override;
+    bool release(std::uint64_t lba, std::uint32_t count) override;
+    [[nodiscard]] zel::String lastErrorStr() const override { return m_error; }
+    [[nodiscard]] bool hasOpenSlots() const override;
+    bool close() override;
+
+private:
+    struct Slot {
+        journal::SlotHeader header{};
+        bool isOpen = false;
+        bool isDurable = true;  ///< what the header in the file says will survive a crash
+    };
+    struct HashOfChecksum {
+        std::size_t operator()(const Checksum& sum) const { return static_cast<std::size_t>(sum.low); }
+    };
+
+    bool fail(zel::String text);
+    bool take(const DeviceStatus& status, const char* what);
+    bool mayProtect(std::uint64_t lba, std::uint32_t count, std::size_t bytes);
+    bool chooseSlot(std::uint32_t& index);
+    bool writeSlot(std::uint32_t index, Bytes data);
+    bool writeSlotHeader(std::uint32_t index, journal::SlotMark mark);
+    bool writePadded(std::uint64_t offset, Bytes data);
+    bool writeExpected(std::size_t knownBytes);
+    bool flush();
+    Slot* findOpen(std::uint64_t lba, std::uint32_t count);
+
+    SharedBlockHandle m_file;
+    JournalHeader m_header;
+    bool m_verifyRestores;
+    bool m_isClosed = false;
+    Slot m_slots[journal::kSlots];
+    std::uint32_t m_next = 0;  ///< the slot whose turn it is
+    std::uint64_t m_sequence = 0;
+    std::vector<std::uint8_t> m_expected;
+    bool m_isExpectedWritten = true;
+    std::unordered_set<Checksum, HashOfChecksum> m_isExpected;
+    zel::Buffer m_block;
+    zel::String m_error;
+};
+
+}  // namespace libDrive2

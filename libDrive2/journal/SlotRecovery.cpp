@@ -1,0 +1,235 @@
+#include "libDrive2/journal/SlotRecovery.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "libDrive2/journal/SlotMarks.h"
+
+namespace libDrive2 {
+
+namespace {
+
+constexpr int kAttemptsPerSector = 5;
+
+}  // namespace
+
+SlotRecovery::SlotRecovery(const RecoveryTask& task, const JournalSlot& slot, SectorMatcher& matcher)
+    : m_task(task),
+      m_slot(slot),
+      m_matcher(matcher),
+      m_sectorBytes(task.driveIdentity.sectorBytes),
+      m_found(slot.count * m_sectorBytes),
+      m_held(slot.count, Held::known),
+      m_findings(slot.count, SectorFinding::equal) {}
+
+Bytes SlotRecovery::original(std::uint32_t index, std::uint32_t count) const {
+    return {m_slot.data.data() + index * m_sectorBytes, count * m_sectorBytes};
+}
+
+Bytes SlotRecovery::found(std::uint32_t index, std::uint32_t count) const {
+    return {m_found.data() + index * m_sectorBytes, count * m_sectorBytes};
+}
+
+std::uint64_t SlotRecovery::offsetOf(std::uint32_t index) const {
+    return (m_slot.lba + index) * m_sectorBytes;
+}
+
+template <class Belongs, class Act>
+void SlotRecovery::forRuns(Belongs belongs, Act act) const {
+    for (std::uint32_t first = 0; first < m_slot.count;) {
+        const bool isRun = belongs(first);
+        std::uint32_t end = first + 1;
+        while (end < m_slot.count && belongs(end) == isRun)
+            ++end;
+        if (isRun)
+            act(first, end - first);
+        first = end;
+    }
+}
+
+bool SlotRecovery::isToRestore(std::uint32_t index) const {
+    return m_findings[index] == SectorFinding::restored || m_findings[index] == SectorFinding::torn;
+}
+
+bool SlotRecovery::has(SectorFinding finding) const {
+    return std::find(m_findings.begin(), m_findings.end(), finding) != m_findings.end();
+}
+
+void SlotRecovery::fail(std::uint32_t index, const zel::String& problem) {
+    m_findings[index] = SectorFinding::failed;
+    m_problems.emplace(index, problem);
+}
+
+bool SlotRecovery::run() {
+    examine();
+    if (m_task.dryRun)
+        return false;
+    saveTorn();
+    noteTorn();
+    writeBack();
+    makeDurable();
+    verify();
+    return saveOriginals() && !has(SectorFinding::failed);
+}
+
+/// Only an error of the medium, or of the drive with it, tells that a sector holds nothing readable.
+void SlotRecovery::readSector(std::uint32_t index) {
+    const DeviceStatus status =
+        m_isDriveGone
+            ? DeviceStatus{LIBDRIVE2_NO_ACCESS, "the drive is gone"}
+            : m_task.drive->read(offsetOf(index), m_found.data() + index * m_sectorBytes, m_sectorBytes);
+    m_isDriveGone = m_isDriveGone || status.type == LIBDRIVE2_NO_ACCESS;
+    m_held[index] = Held::known;
+    if (status.type == LIBDRIVE2_MEDIA_ERROR || status.type == LIBDRIVE2_DRIVE_ERROR)
+        m_held[index] = Held::unreadable;
+    else if (!status.ok())
+        m_held[index] = Held::unreachable;
+    if (m_held[index] == Held::unreachable)
+        fail(index, "it could not be read: " + status.text);
+}
+
+/// The whole range at once; sector by sector, of those asked for, where that fails.
+void SlotRecovery::readAll(const std::vector<std::uint32_t>& sectors) {
+    if (m_task.drive->read(offsetOf(0), m_found.data(), m_found.size()).ok())
+        std::fill(m_held.begin(), m_held.end(), Held::known);
+    else
+        std::for_each(sectors.begin(), sectors.end(), [this](std::uint32_t index) { readSector(index); });
+}
+
+void SlotRecovery::examine() {
+    std::vector<std::uint32_t> all(m_slot.count);
+    for (std::uint32_t i = 0; i < m_slot.count; ++i)
+        all[i] = i;
+    readAll(all);
+    for (std::uint32_t i = 0; i < m_slot.count; ++i)
+        m_findings[i] = judge(i);
+}
+
+SectorFinding SlotRecovery::judge(std::uint32_t index) {
+    if (m_held[index] == Held::unreachable)
+        return SectorFinding::failed;
+    if (m_held[index] == Held::unreadable)
+        return SectorFinding::restored;
+    const Bytes now = found(index);
+    if (std::memcmp(now.data(), original(index).data(), now.size()) == 0)
+        return SectorFinding::equal;
+    if (m_matcher.isExpected(now))
+        return SectorFinding::restored;
+    return m_matcher.isTorn(now, original(index), m_slot.wasRestoring) ? SectorFinding::torn
+                                                                       : SectorFinding::foreign;
+}
+
+/// A restoration that is cut off would leave pieces of three contents. Looking for such at once would take
+/// many a change by others for a torn sector, so the journal says when it may happen.
+void SlotRecovery::noteTorn() {
+    if (!has(SectorFinding::torn))
+        return;
+    // Again even if it says so: a recovery that was killed may not have made that durable.
+    const DeviceStatus status = noteRestoring(*m_task.journalFile, *m_task.journal, m_slot);
+    if (status.ok())
+        return;
+    for (std::uint32_t i = 0; i < m_slot.count; ++i)
+        if (m_findings[i] == SectorFinding::torn)
+            fail(i, "it was not overwritten, as the journal could not be written: " + status.text);
+}
+
+/// Before they are overwritten: an unlucky coincidence may look like a torn sector.
+void SlotRecovery::saveTorn() {
+    forRuns(
+        [this](std::uint32_t i) { return m_findings[i] == SectorFinding::torn; },
+        [this](std::uint32_t first, std::uint32_t count) {
+            if (m_task.sink->saveSectors(m_slot.lba + first, found(first, count), RecoverySink::What::found))
+                return;
+            for (std::uint32_t i = first; i < first + count; ++i)
+                fail(i, "what was found there could not be exported, so it was not overwritten");
+        });
+}
+
+void SlotRecovery::writeBack() {
+    forRuns([this](std::uint32_t i) { return isToRestore(i); },
+            [this](std::uint32_t first, std::uint32_t count) { writeRun(first, count); });
+}
+
+void SlotRecovery::writeRun(std::uint32_t first, std::uint32_t count) {
+    const Bytes data = original(first, count);
+    if (!m_isDriveGone && m_task.drive->write(offsetOf(first), data.data(), data.size()).ok())
+        return;
+    for (std::uint32_t i = first; i < first + count; ++i)
+        writeSector(i);
+}
+
+void SlotRecovery::writeSector(std::uint32_t index) {
+    DeviceStatus status{LIBDRIVE2_NO_ACCESS, "the drive is gone"};
+    for (int attempt = 0; attempt < kAttemptsPerSector && !m_isDriveGone; ++attempt) {
+        status = m_task.drive->write(offsetOf(index), original(index).data(), m_sectorBytes);
+        if (status.ok())
+            return;
+        m_isDriveGone = status.type == LIBDRIVE2_NO_ACCESS;
+    }
+    fail(index, "it could not be written: " + status.text);
+}
+
+/// Flushes even when nothing was written: of a run that was killed, the drive may only remember what it wrote
+/// last.
+void SlotRecovery::makeDurable() {
+    const DeviceStatus status = m_task.drive->flush();
+    // What has no cache needs no flush.
+    if (status.ok() || status.type == LIBDRIVE2_NOT_SUPPORTED)
+        return;
+    for (std::uint32_t i = 0; i < m_slot.count; ++i)
+        if (m_findings[i] == SectorFinding::equal || isToRestore(i))
+            fail(i, "it may not have reached the medium: " + status.text);
+}
+
+void SlotRecovery::verify() {
+    std::vector<std::uint32_t> written;
+    for (std::uint32_t i = 0; i < m_slot.count; ++i)
+        if (isToRestore(i))
+            written.push_back(i);
+    if (written.empty())
+        return;
+    // Else what is read back may be only what the host remembers.
+    (void)m_task.drive->dropCache();
+    readAll(written);
+    for (const std::uint32_t i : written)
+        if (m_held[i] == Held::unreadable)
+            fail(i, "it was written, but cannot be read back");
+        else if (m_held[i] == Held::known &&
+                 std::memcmp(found(i).data(), original(i).data(), m_sectorBytes) != 0)
+            fail(i, "it was written, but reads back as something else");
+}
+
+bool SlotRecovery::saveOriginals() {
+    bool saved = true;
+    forRuns(
+        [this](std::uint32_t i) {
+            return m_findings[i] == SectorFinding::foreign || m_findings[i] == SectorFinding::failed;
+        },
+        [&](std::uint32_t first, std::uint32_t count) {
+            if (m_task.sink->saveSectors(m_slot.lba + first, original(first, count),
+                                         RecoverySink::What::original))
+                return;
+            saved = false;
+            for (std::uint32_t i = first; i < first + count; ++i)
+                fail(i, "its saved data could not be exported");
+        });
+    return saved;
+}
+
+void SlotRecovery::addTo(RecoveryReport& report) const {
+    for (std::uint32_t first = 0; first < m_slot.count;) {
+        std::uint32_t end = first;
+        while (end < m_slot.count && m_findings[end] == m_findings[first])
+            ++end;
+        FoundRange range{m_slot.lba + first, end - first, m_findings[first], {}};
+        if (range.finding == SectorFinding::failed) {
+            const auto problem = m_problems.find(first);
+            range.problem = problem != m_problems.end() ? problem->second : zel::String();
+        }
+        report.counts[static_cast<std::size_t>(range.finding)] += range.count;
+        report.ranges.push_back(std::move(range));
+        first = end;
+    }
+}
+
+}  // namespace libDrive2

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace libDrive2 {
+
+/// A line of /proc/self/mountinfo.
+struct Mount {
+    std::string number;  ///< "major:minor"
+    std::string folder, type, source, options;
+};
+
+/// All mounts, in the order in which they were made.
+std::vector<Mount> listMounts();
+
+/// The kernel's tables write blanks and backslashes as octal escapes such as "\040".
+std::string unescape(const std::string& field);
+
+}  // namespace libDrive2

@@ -1,0 +1,149 @@
+#include "libDrive2/JournalFolder.h"
+
+#include <sys/wait.h>
+
+#include <cstring>
+
+#include "Fixtures.h"
+#include "libDrive2/UndoJournal.h"
+#include "linux/LoopDevice.h"
+
+namespace libDrive2 {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+constexpr std::uint64_t kBytes = 1 << 20;
+
+/// A folder that is not there yet, beside a temporary file.
+struct Journals : testing::Test {
+    ~Journals() override {
+        run("umount " + place);
+        std::filesystem::remove_all(place);
+    }
+    bool run(const std::string& command) { return runCommand(command, output); }
+    bool exists(const std::string& file) { return std::filesystem::exists(file); }
+    std::vector<std::string> listed() {
+        zel::Array<zel::String> paths;
+        EXPECT_TRUE(journals.list(paths, reason)) << reason.utf8();
+        std::vector<std::string> list;
+        for (const zel::String& found : paths)
+            list.push_back(found.utf8());
+        return list;
+    }
+    /// What another process says.
+    static bool isInUseElsewhere(const std::string& path) {
+        const pid_t child = fork();
+        if (child == 0)
+            _exit(JournalFolder::isInUse(path) ? 1 : 0);
+        int status = 0;
+        waitpid(child, &status, 0);
+        return WEXITSTATUS(status) == 1;
+    }
+    /// Why journals there must not be used for a test of the drive.
+    std::string placement(const std::string& where, const std::string& drive) {
+        reason = "";
+        const bool isOn = JournalFolder(where).isOnDrive(drive, reason);
+        EXPECT_EQ(isOn, reason.utf8().find("to be tested") != std::string::npos);
+        return reason.utf8();
+    }
+
+    TempFile image{16 << 20};
+    std::string place = image.path + "-place", folder = place + "/a/b", path = folder + "/x.journal", output;
+    JournalFolder journals{folder};
+    zel::String reason;
+};
+
+TEST_F(Journals, AreMadeListedAndDeleted) {
+    EXPECT_THAT(listed(), ElementsAre());
+    auto file = journals.create("x", kBytes, reason);
+    ASSERT_NE(file, nullptr) << reason.utf8();
+    EXPECT_EQ(file->path().utf8(), path);
+    EXPECT_EQ(file->handle()->info().bytes, kBytes);
+    const auto permissions = std::filesystem::status(folder).permissions();
+    EXPECT_EQ(permissions, std::filesystem::perms::owner_all);
+    EXPECT_TRUE(run("du --block-size=1 " + path + " | cut -f1") && std::stoull(output) >= kBytes) << output;
+    std::ofstream(folder + "/other");
+    EXPECT_THAT(listed(), ElementsAre(path));
+    EXPECT_EQ(journals.create("x", kBytes, reason), nullptr);
+    EXPECT_THAT(reason.utf8(), HasSubstr("File exists"));
+
+    EXPECT_TRUE(JournalFolder::isInUse(path) && isInUseElsewhere(path));
+    EXPECT_EQ(JournalFolder::open(path, reason), nullptr);
+    EXPECT_THAT(reason.utf8(), HasSubstr("is in use"));
+    file.reset();
+    EXPECT_FALSE(JournalFolder::isInUse(path) || isInUseElsewhere(path));
+    file = JournalFolder::open(path, reason);
+    ASSERT_NE(file, nullptr) << reason.utf8();
+    EXPECT_TRUE(isInUseElsewhere(path));
+    EXPECT_TRUE(JournalFolder::remove(path, reason));
+    EXPECT_FALSE(JournalFolder::remove(path, reason));
+    EXPECT_THAT(listed(), ElementsAre());
+    EXPECT_FALSE(JournalFolder::isInUse(path));
+}
+
+TEST_F(Journals, HoldAJournalOnRealFiles) {
+    constexpr std::uint64_t kSlot = 300 * 512;
+    const DriveIdentity drive{"M", "", 1000, 512};
+    auto file = journals.create("x", UndoJournal::fileBytes(kSlot, 4096), reason);
+    ASSERT_NE(file, nullptr) << reason.utf8();
+    const std::string data(kSlot, 'd');
+    {
+        const auto undo = UndoJournal::create(file->handle(), {drive, "/dev/x", kSlot, true}, reason);
+        ASSERT_NE(undo, nullptr) << reason.utf8();
+        EXPECT_TRUE(undo->expectWrites(data.data(), data.size()) &&
+                    undo->protect(7, 300, data.data(), kSlot));
+    }
+    file.reset();
+    const JournalContents contents = readJournal(*openBlock(path));
+    ASSERT_EQ(contents.open.size(), 1U) << contents.problem.utf8();
+    EXPECT_EQ(contents.header.drive, drive);
+    EXPECT_EQ(contents.header.locator.utf8(), "/dev/x");
+    EXPECT_EQ(std::memcmp(contents.open[0].data.data(), data.data(), kSlot), 0);
+    EXPECT_EQ(contents.expected.size(), 512U);
+}
+
+TEST_F(Journals, NeedRoomAndAPlaceThatLasts) {
+    EXPECT_FALSE(JournalFolder("/").isVolatile());
+    std::filesystem::create_directory(place);
+    if (!run("mount -t tmpfs -o size=512k tmpfs " + place))
+        GTEST_SKIP() << output;
+    EXPECT_TRUE(journals.isVolatile());
+    EXPECT_EQ(placement(folder, image.path), "");
+    EXPECT_EQ(journals.create("x", kBytes, reason), nullptr);
+    EXPECT_EQ(reason.utf8(), "the journal needs 1 MiB in " + folder +
+                                 ", which has 0 MiB left: make room there, or choose another folder");
+    EXPECT_FALSE(exists(path));
+}
+
+TEST_F(Journals, AreFoundOnTheDriveUnderTest) {
+    EXPECT_THAT(placement(folder, image.path), testing::Not(HasSubstr("to be tested")));
+    const LoopDevice outer(image.path);
+    if (outer.path.empty())
+        GTEST_SKIP() << outer.problem;
+    // A partition of a loop device, on its file system a file, on that a loop device with a file system.
+    const std::string middle = place + "/middle", inner = place + "/inner";
+    std::filesystem::create_directories(middle);
+    if (!run("addpart " + outer.path + " 1 2048 28672") || !run("mkfs.ext4 -q -F " + outer.path + "p1") ||
+        !run("mount " + outer.path + "p1 " + middle))
+        GTEST_SKIP() << output;
+    std::filesystem::create_directory(inner);
+    ASSERT_TRUE(run("truncate -s 4M " + middle + "/image && mkfs.ext4 -q -F " + middle + "/image"));
+    std::ofstream(middle + "/other");
+    {
+        const LoopDevice nested(middle + "/image");
+        ASSERT_TRUE(run("mount " + nested.path + " " + inner)) << output;
+        for (const std::string& drive :
+             {nested.path, middle + "/image", outer.path + "p1", outer.path, image.path})
+            EXPECT_THAT(placement(inner + "/new/folder", drive),
+                        HasSubstr("is stored on " + drive + ", the drive"));
+        EXPECT_THAT(placement(inner, middle + "/other"), testing::Not(HasSubstr("to be tested")));
+        EXPECT_THAT(placement(middle, nested.path), testing::Not(HasSubstr("to be tested")));
+        EXPECT_TRUE(run("umount " + inner)) << output;
+    }
+    EXPECT_TRUE(run("umount " + middle)) << output;
+}
+
+}  // namespace
+}  // namespace libDrive2
