@@ -53,11 +53,19 @@ attach_memory() {
 
 detach_memory() {
     local loop
+    ! mountpoint -q "$folder/files" || umount "$folder/files"
     for loop in "${loops[@]}"; do
         losetup --detach "$loop"
     done
     ! mountpoint -q "$folder" || umount "$folder"
     rmdir "$folder"
+}
+
+# mount_loop LOOP: makes a file system on it, at $folder/files.
+mount_loop() {
+    mkfs.ext4 -q "$1"
+    mkdir "$folder/files"
+    mount "$1" "$folder/files"
 }
 
 # calculate DIGITS EXPRESSION: with so many digits after the point; a comparison gives 0 or 1.

@@ -12,10 +12,11 @@ source "$root/bench/common.sh"
 
 mebibytes=1024 rounds=5
 read_options write_tests.sh 128 2 "$@"
-require_loop_devices 1
+require_loop_devices 2
 build_release
-attach_memory 1
+attach_memory 2
 loop="${loops[0]}"
+mount_loop "${loops[1]}" # where the undo journal lies
 patterns=(-t 0xff -t 0 -t 0xf0 -t 0x0f)
 seeks=40000
 throttle_mb=100
@@ -59,12 +60,18 @@ read_speed() {
 echo "four patterns over $loop, $megabytes MB in memory, best of $rounds rounds, MB/s of the device"
 for ((round = 0; round < rounds; ++round)); do
     timed "badblocks -n" "$megabytes" badblocks -n "${patterns[@]}" "$loop"
-    pattern_test "drivetest"
+    pattern_test "drivetest" --no-journal
+    pattern_test "drivetest with journal" --journal "$folder/files" --no-verify-restore
+    pattern_test "drivetest with journal, verified" --journal "$folder/files"
     timed "badblocks -w" "$megabytes" badblocks -w "${patterns[@]}" "$loop"
     pattern_test "drivetest, PreserveData=false" -p PreserveData=false
 done
-print_best "badblocks -n" "drivetest" "badblocks -w" "drivetest, PreserveData=false"
+print_best "badblocks -n" "drivetest" "drivetest with journal" "drivetest with journal, verified" "badblocks -w" "drivetest, PreserveData=false"
 judge "drivetest / badblocks -n" "$(calculate 2 "${highest[drivetest]} / ${highest[badblocks -n]}")" "" ">= 1.5"
+for journaled in "drivetest with journal" "drivetest with journal, verified"; do
+    judge "$journaled / without" "$(calculate 2 "${highest[$journaled]} / ${highest[drivetest]}")" "" ">= 0.6"
+    judge "$journaled / badblocks -n" "$(calculate 2 "${highest[$journaled]} / ${highest[badblocks -n]}")" "" "> 1"
+done
 judge "drivetest, PreserveData=false / badblocks -w" \
     "$(calculate 2 "${highest[drivetest, PreserveData=false]} / ${highest[badblocks -w]}")" "" ">= 1.5"
 

@@ -5,6 +5,7 @@
 
 #include "drivetest/ExitStatus.h"
 #include "drivetest/commands/Commands.h"
+#include "drivetest/safety/JournalPlace.h"
 #include "drivetest/terminal/Console.h"
 
 namespace drivetest {
@@ -26,6 +27,13 @@ void addModuleOptions(CLI::App& command, std::string& moduleFile, std::string& l
         .add_option("--lang", language,
                     "Language of the texts, such as de or fr (default: from the environment)")
         ->type_name("LOCALE");
+}
+
+void addJournalOption(CLI::App& command, std::string& folder) {
+    command
+        .add_option("--journal", folder,
+                    "Folder of the undo journals (default: " + defaultJournalFolder() + ")")
+        ->type_name("DIR");
 }
 
 void addRunOptions(CLI::App& command, RunOptions& options) {
@@ -55,6 +63,12 @@ void addRunOptions(CLI::App& command, RunOptions& options) {
                     "Confirm that a test may write to the drive: its serial number, or the DEVICE as given\n"
                     "where it has none (\"confirm\" in \"drivetest devices --json\")")
         ->type_name("SERIAL");
+    command.add_flag_callback(
+        "--no-journal", [&options] { options.journal = false; },
+        "Keep no undo journal: a crash or a power cut then costs the sectors that were being tested");
+    command.add_flag("--verify-restore,!--no-verify-restore", options.verifyRestores,
+                     "Read back what was put back, and compare; on unless --no-verify-restore is given");
+    addJournalOption(command, options.journalFolder);
     command
         .add_option("--events", options.eventsFile,
                     "Write the record of the run, JSON Lines; - is standard output")
@@ -114,8 +128,25 @@ int runCommandLine(int argc, char** argv) {
     run->footer(
         "Exit status: 0 PASS, 1 FAIL, 2 bad parameters or usage, 3 WARN, 4 no or wrong medium, 5 drive "
         "busy,\n"
-        "6 cannot run or not supported, 7 timed out, 8 internal error, 130 stopped by the user.");
+        "6 cannot run or not supported, 7 timed out, 8 internal error, 9 data not restored, 130 stopped by "
+        "the\nuser.");
     addRunOptions(*run, options);
+
+    RecoverOptions recover;
+    auto* const recovery = app.add_subcommand("recover", "Put back what an interrupted test left undone");
+    recovery->footer(
+        "Sectors that hold what the test wrote, or cannot be read, get their data back; those that hold "
+        "something\nelse are left alone. A journal is kept until all it holds is on the drive and read "
+        "back.\n"
+        "Exit status: 0 all is well, 5 in use, 9 data is not restored (or, with --dry-run, not yet).");
+    recovery->add_option("DEVICE", recover.device,
+                         "Drive, where it is not found by itself (default: all drives)");
+    addJournalOption(*recovery, recover.folder);
+    recovery
+        ->add_option("--export", recover.exportFolder,
+                     "Folder for data that is not put on the drive (default: beside the journal)")
+        ->type_name("DIR");
+    recovery->add_flag("--dry-run", recover.dryRun, "Only say what would be done");
 
     if (argc > 1 && argv[1][0] != '-' && !isCommand(app, argv[1])) {
         complain(std::string("there is no command \"") + argv[1] + "\"; \"drivetest --help\" lists them");
@@ -127,6 +158,8 @@ int runCommandLine(int argc, char** argv) {
         return listTests(test, moduleFile, language);
     if (devices->parsed())
         return listDevices(json);
+    if (recovery->parsed())
+        return recoverDrives(recover);
     options.commandLine = joinArguments(argc, argv);
     return runTests(options);
 }

@@ -15,6 +15,7 @@ enum ExitStatus : int {
     kExitCannotRun = 6,
     kExitTimedOut = 7,
     kExitInternalError = 8,
+    kExitNotRestored = 9,  ///< sectors do not hold their data, and can perhaps be recovered
     kExitUserAborted = 130,
 };
 

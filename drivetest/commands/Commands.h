@@ -3,6 +3,7 @@
 #include <string>
 
 #include "drivetest/commands/RunOptions.h"
+#include "drivetest/recovery/JournalRecovery.h"
 
 namespace drivetest {
 
@@ -10,5 +11,6 @@ namespace drivetest {
 int listTests(const std::string& test, const std::string& moduleFile, const std::string& language);
 int listDevices(bool json);
 int runTests(const RunOptions& options);
+int recoverDrives(const RecoverOptions& options);
 
 }  // namespace drivetest

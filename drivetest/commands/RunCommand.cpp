@@ -6,6 +6,7 @@
 #include "drivetest/run/Setup.h"
 #include "drivetest/run/Signals.h"
 #include "drivetest/run/Summary.h"
+#include "drivetest/safety/RunJournal.h"
 #include "drivetest/safety/SafeStart.h"
 #include "drivetest/terminal/Terminal.h"
 #include "libDrive2/DeviceOpeners.h"
@@ -27,6 +28,7 @@ struct PreparedRun {
     quix5::DiagDevice device;
     bool writes = false;
     std::optional<Obstacle> obstacle;  ///< what the guard of tests that write will refuse
+    RunJournal journal;
     std::unique_ptr<RunRecord> record;
     OutputFile log;
 };
@@ -85,9 +87,14 @@ ExitStatus confirm(const RunOptions& options, PreparedRun& run, Console& console
         run.obstacle = findObstacle(run.device);
     if (!run.writes)
         return kExitPass;
-    return confirmWriting({run.test->descriptor, run.device, run.obstacle, options.confirm,
-                           options.prompts && isTerminal(stdin)},
-                          console);
+    const ExitStatus confirmed = confirmWriting({run.test->descriptor, run.device, run.obstacle,
+                                                 options.confirm, options.prompts && isTerminal(stdin)},
+                                                console);
+    if (confirmed != kExitPass || run.obstacle)
+        return confirmed;
+    return run.journal.prepare({run.device, options.journalFolder, preservesData(run.test->descriptor),
+                                options.journal, options.verifyRestores},
+                               console);
 }
 
 void warnOfMissingTexts() {
@@ -104,7 +111,9 @@ TestResult runPrepared(PreparedRun& run, RunHost& host, Console& console) {
         const ProgressDisplay display(
             console, run.test->descriptor.name().utf8() + " " + run.device.osLocator().utf8(),
             [&host] { return host.snapshot(); });
-        const std::uint32_t access = libDrive2::kAccessRead | (run.writes ? libDrive2::kAccessWrite : 0);
+        // What stood in the way may be gone by now, but nothing was prepared for writing.
+        const bool writes = run.writes && !run.obstacle;
+        const std::uint32_t access = libDrive2::kAccessRead | (writes ? libDrive2::kAccessWrite : 0);
         result = quix5::runTest(*run.test, run.device,
                                 {access, libDrive2::kShareRead | libDrive2::kShareWrite}, host);
     }
@@ -113,7 +122,17 @@ TestResult runPrepared(PreparedRun& run, RunHost& host, Console& console) {
     return result;
 }
 
-int finish(const PreparedRun& run, const TestResult& result, const RunHost& host, Console& console) {
+/// Sectors that were not put back are worse than any verdict.
+int finishJournal(PreparedRun& run, const TestResult& result, const RunHost& host, Console& console) {
+    const WatchedJournal* const watched = run.journal.watched();
+    if (run.record != nullptr && watched != nullptr && !watched->unrestored().empty())
+        run.record->addUnrestored(watched->unrestored(), run.journal.path());
+    const bool restored = run.journal.finish(run.device.osLocator().utf8(), console);
+    return restored && !host.hasShown("cannotRestoreData") ? exitStatusOf(result) : kExitNotRestored;
+}
+
+int finish(PreparedRun& run, const TestResult& result, const RunHost& host, Console& console) {
+    const int status = finishJournal(run, result, host, console);
     const std::string reason = libDrive2::lastOpenErrorStr().utf8();
     if (run.obstacle && exitStatusOf(result) == run.obstacle->status)
         console.line("         " + run.obstacle->reason + "; " + run.obstacle->advice);
@@ -123,14 +142,14 @@ int finish(const PreparedRun& run, const TestResult& result, const RunHost& host
         run.record->end(result, host.counts(), host.statistics());
     printSummary(console, *run.test, run.device, result, host);
     if (run.record == nullptr)
-        return exitStatusOf(result);
+        return status;
     if (!run.record->ok()) {
         complain("the record " + run.record->path() + " is incomplete: it could not be written to the end");
         return kExitInternalError;
     }
     if (run.record->path() != "-")
         console.line("  record    " + run.record->path());
-    return exitStatusOf(result);
+    return status;
 }
 
 }  // namespace
@@ -162,6 +181,7 @@ int runTests(const RunOptions& options) {
 
     // Nobody could answer without a terminal.
     RunHost host(console, run.record.get(), run.log.get(), options.prompts && isTerminal(stdin));
+    host.setJournal(run.journal.watched());
     if (run.record != nullptr)
         run.record->begin(run.test->descriptor, run.device, options.commandLine);
     const TestResult result = runPrepared(run, host, console);

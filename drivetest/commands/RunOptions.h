@@ -17,6 +17,9 @@ struct RunOptions {
     std::string language;
     std::string moduleFile;
     std::string confirm;  ///< what names the drive that may be written to; empty for none
+    bool journal = true;
+    bool verifyRestores = true;
+    std::string journalFolder;  ///< empty for the default one
     bool prompts = true;
     std::string commandLine;  ///< as typed, for the record
 };

@@ -190,6 +190,13 @@ void RunRecord::writeRate(const DriveStatistics& statistics, const Rate& rate) {
     m_writer->writeStep("measurement", std::move(measurement));
 }
 
+void RunRecord::addUnrestored(const std::vector<WatchedJournal::Range>& ranges, const std::string& journal) {
+    Json list = Json::array();
+    for (const WatchedJournal::Range& range : ranges)
+        list.push_back({{"sector", range.lba}, {"lastSector", range.lba + range.count - 1}});
+    writeExtension("unrestored", {{"ranges", std::move(list)}, {"journal", journal}});
+}
+
 void RunRecord::end(const TestResult& result, const EventCounts& counts, const DriveStatistics* statistics) {
     const Verdict verdict = verdictOf(result);
     if (std::string(verdict.status) == "ERROR" && !m_hasError)

@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "drivetest/record/RecordWriter.h"
+#include "drivetest/safety/WatchedJournal.h"
 #include "drivetest/statistics/DriveStatistics.h"
 #include "quix5/DiagDevice.h"
 #include "quix5/Host.h"
@@ -30,6 +31,8 @@ public:
     /// An event raised about the run itself.
     void addRunError(const quix5::Event& event, quix5::SourceLocation where);
     void addLog(const zel::String& logger, int priority, const zel::String& text);
+    /// Sectors that may hold test patterns, and the journal that holds their data (empty for none).
+    void addUnrestored(const std::vector<WatchedJournal::Range>& ranges, const std::string& journal);
     /// `statistics` is null when the run never got a drive.
     void end(const quix5::TestResult& result, const EventCounts& counts, const DriveStatistics* statistics);
 

@@ -66,7 +66,8 @@ void RunHost::progress(const quix5::LocalizedString& text) {
 }
 
 bool RunHost::checkForStop() {
-    return quix5::StopRequest::made();
+    // A test must not go on overwriting what cannot be saved, or was not put back.
+    return quix5::StopRequest::made() || (m_journal != nullptr && !m_journal->failure().empty());
 }
 
 void RunHost::requestAbort() {
@@ -82,10 +83,12 @@ void RunHost::driveObtained(libDrive2::Drive& drive, const quix5::DiagDevice& /*
     m_drive = &drive;
     m_statistics = std::make_unique<DriveStatistics>(drive.getSectorCount(), drive.getSectorSize());
     drive.setObserver(m_statistics.get());
+    drive.setJournal(m_journal);
 }
 
 void RunHost::driveReleased() {
     m_drive->setObserver(nullptr);
+    m_drive->setJournal(nullptr);
     // It points to the test, which is gone.
     m_drive->setCallback(nullptr);
     m_statistics->finish();

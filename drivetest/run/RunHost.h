@@ -7,6 +7,7 @@
 #include <optional>
 
 #include "drivetest/record/RunRecord.h"
+#include "drivetest/safety/WatchedJournal.h"
 #include "drivetest/statistics/DriveStatistics.h"
 #include "drivetest/terminal/Console.h"
 #include "drivetest/terminal/ProgressDisplay.h"
@@ -21,9 +22,13 @@ class RunHost : public quix5::Host, public zel::LogSink {
 public:
     /// `record` and `logFile` may be null; all must outlive the host.
     RunHost(Console& console, RunRecord* record, std::FILE* logFile, bool prompts);
+    /// What to attach to the drive; null for none. It must outlive the run.
+    void setJournal(WatchedJournal* journal) { m_journal = journal; }
 
     /// For the display's thread.
     [[nodiscard]] ProgressSnapshot snapshot();
+    /// Whether an event of this key was shown.
+    [[nodiscard]] bool hasShown(const char* key) const { return m_shown.contains(key); }
     [[nodiscard]] EventCounts counts() const { return {m_errors, m_warnings}; }
     /// Null until a drive was obtained.
     [[nodiscard]] const DriveStatistics* statistics() const { return m_statistics.get(); }
@@ -49,6 +54,7 @@ private:
     RunRecord* m_record;
     std::FILE* m_logFile;
     bool m_prompts;
+    WatchedJournal* m_journal = nullptr;
     libDrive2::Drive* m_drive = nullptr;
     std::map<zel::String, std::uint64_t> m_shown;  ///< by event key
     zel::String m_lastMessage;                     ///< of the last event

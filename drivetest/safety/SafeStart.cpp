@@ -49,7 +49,7 @@ void showDrive(const ConfirmationRequest& request, Console& console) {
     for (const libDrive2::VolumeContent& content : contents)
         console.line("  it holds " + content.what.utf8() +
                      (content.bytes != 0 ? ", " + sizeText(content.bytes) : ""));
-    if (!flagOf(request.test, "PreserveData", true))
+    if (!preservesData(request.test))
         console.line("  PreserveData is off: WHAT IT HOLDS WILL BE LOST");
 }
 
@@ -67,6 +67,10 @@ std::string confirmationOf(const DiagDevice& device) {
 
 bool writesToDrive(const quix5::Test& test) {
     return test.isDestructive() && !flagOf(test, "VerifyOnly", false);
+}
+
+bool preservesData(const quix5::Test& test) {
+    return flagOf(test, "PreserveData", true);
 }
 
 std::optional<Obstacle> findObstacle(const DiagDevice& device) {

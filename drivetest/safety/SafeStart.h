@@ -16,6 +16,9 @@ std::string confirmationOf(const quix5::DiagDevice& device);
 /// Whether the test, with the parameters that are set, writes to the drive.
 bool writesToDrive(const quix5::Test& test);
 
+/// Whether the test, with the parameters that are set, puts back what it overwrites.
+bool preservesData(const quix5::Test& test);
+
 /// Why a drive must not be written to, and what to do about it.
 struct Obstacle {
     ExitStatus status;

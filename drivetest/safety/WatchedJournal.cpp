@@ -1,0 +1,49 @@
+#include "drivetest/safety/WatchedJournal.h"
+
+#include "zel/Format.h"
+
+namespace drivetest {
+
+bool WatchedJournal::noteFailureUnless(bool success) {
+    if (!success)
+        m_failure = "the undo journal failed: " + m_inner->lastErrorStr().utf8();
+    return success;
+}
+
+bool WatchedJournal::expectWrites(const void* data, std::size_t bytes) {
+    return m_inner == nullptr || noteFailureUnless(m_inner->expectWrites(data, bytes));
+}
+
+bool WatchedJournal::protect(std::uint64_t lba, std::uint32_t count, const void* data, std::size_t bytes) {
+    if (m_inner != nullptr && !noteFailureUnless(m_inner->protect(lba, count, data, bytes)))
+        return false;
+    m_unrestored.push_back({lba, count});
+    return true;
+}
+
+bool WatchedJournal::verifiesRestores() const {
+    return m_inner != nullptr && m_inner->verifiesRestores();
+}
+
+bool WatchedJournal::holdsOriginal(std::uint64_t lba, std::uint32_t count, const void* data,
+                                   std::size_t bytes) {
+    if (m_inner == nullptr || m_inner->holdsOriginal(lba, count, data, bytes))
+        return true;
+    m_failure = zel::format("what was put back on sectors %u through %u does not read back as it was", lba,
+                            lba + count - 1)
+                    .utf8();
+    return false;
+}
+
+bool WatchedJournal::release(std::uint64_t lba, std::uint32_t count) {
+    if (m_inner != nullptr && !noteFailureUnless(m_inner->release(lba, count)))
+        return false;
+    std::erase_if(m_unrestored, [=](const Range& range) { return range.lba == lba && range.count == count; });
+    return true;
+}
+
+zel::String WatchedJournal::lastErrorStr() const {
+    return m_inner != nullptr ? m_inner->lastErrorStr() : zel::String();
+}
+
+}  // namespace drivetest
