@@ -63,6 +63,13 @@ bool ChunkBackup::backupSectors(std::uint64_t sector, std::uint32_t count) {
     return false;
 }
 
+/// A drive that refuses all writes has changed nothing.
+void ChunkBackup::noteWritten() {
+    const _LIBDRIVE2_ERROR_TYPES error = m_test.drive->lastError;
+    m_isRestored = m_isRestored && (error == libDrive2::LIBDRIVE2_WRITE_PROTECTED_MEDIUM ||
+                                    error == libDrive2::LIBDRIVE2_WRITE_PROTECTED_DEVICE);
+}
+
 bool ChunkBackup::restoreSectors(std::uint64_t sector, std::uint32_t count,
                                  _LIBDRIVE2_ERROR_TYPES& errorType) {
     errorType = libDrive2::LIBDRIVE2_NO_ERROR;

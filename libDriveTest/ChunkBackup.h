@@ -29,8 +29,8 @@ public:
 
     /// Reads the chunk. False: the data was not saved, so it must not be overwritten.
     bool backupSectors(std::uint64_t sector, std::uint32_t count);
-    /// Tells that the chunk no longer holds what was saved.
-    void noteOverwritten() { m_isRestored = false; }
+    /// Tells that the test has just written to the chunk, or tried to.
+    void noteWritten();
     /// False when a sector was lost. `errorType` is then, or else 0, the error that ends the test.
     bool restoreSectors(std::uint64_t sector, std::uint32_t count, _LIBDRIVE2_ERROR_TYPES& errorType);
     /// The test leaves the chunk: if it holds again what was saved, the journal may forget it.

@@ -36,8 +36,9 @@ bool PatternWriteTest::verifyPattern(std::uint32_t index, const void* data, std:
 
 bool PatternWriteTest::writePattern(std::uint64_t sector, std::uint16_t count, const void* pattern,
                                     bool isolate) {
-    m_backup.noteOverwritten();
-    if (drive->writeSector(sector, count, pattern, drive->getSectorSize() * count))
+    const bool written = drive->writeSector(sector, count, pattern, drive->getSectorSize() * count);
+    m_backup.noteWritten();
+    if (written)
         return true;
     if (isNonFailError(drive->lastError))
         return false;

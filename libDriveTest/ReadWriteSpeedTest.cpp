@@ -239,10 +239,11 @@ bool ReadWriteSpeedTest::writePattern(std::uint64_t sector, std::uint32_t count,
     const std::uint32_t fullEnd = count - count % sectorsPerOp;
     bool allWritten = true;
     std::uint32_t n = sectorsPerOp;
-    m_backup.noteOverwritten();
     for (std::uint32_t i = 0; i < count && !hitEventLimits(false); i += n) {
         n = i == fullEnd ? count % sectorsPerOp : sectorsPerOp;
-        if (drive->writeSector(sector + i, n, pattern, n * sectorSize))
+        const bool written = drive->writeSector(sector + i, n, pattern, n * sectorSize);
+        m_backup.noteWritten();
+        if (written)
             continue;
         if (isNonFailError(drive->lastError))
             return false;

@@ -25,10 +25,18 @@ int recoverDrives(const RecoverOptions& options) {
         console.line("There is nothing to recover: " + folder + " holds no journals.");
         return kExitPass;
     }
-    ExitStatus status = kExitPass;
-    for (const zel::String& path : paths)
-        status = worse(status, JournalRecovery(options, path.utf8(), console).run());
-    return status;
+    ExitStatus ofTheDrive = kExitPass;
+    std::size_t ofOthers = 0;
+    for (const zel::String& path : paths) {
+        JournalRecovery recovery(options, path.utf8(), console);
+        const ExitStatus status = recovery.run();
+        if (recovery.isOfOtherDrive())
+            ++ofOthers;
+        else
+            ofTheDrive = worse(ofTheDrive, status);
+    }
+    // Whoever named a drive for which there is nothing has named the wrong one.
+    return ofOthers == paths.size() ? kExitNotRestored : ofTheDrive;
 }
 
 }  // namespace drivetest

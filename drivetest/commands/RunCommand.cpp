@@ -13,6 +13,7 @@
 #include "quix5/DiagModule.h"
 #include "quix5/Library.h"
 #include "quix5/Runner.h"
+#include "quix5/StopRequest.h"
 #include "zel/Resource.h"
 
 namespace drivetest {
@@ -119,6 +120,10 @@ TestResult runPrepared(PreparedRun& run, RunHost& host, Console& console) {
     }
     zel::LogFactory::setSink(previousSink);
     quix5::DiagModule::install(previousHost);
+    const bool journalEndedIt = run.journal.watched() != nullptr && !run.journal.watched()->failure().empty();
+    // Nobody asked for that stop.
+    if (result == TestResult::USERABORTED && journalEndedIt && !quix5::StopRequest::made())
+        return host.counts().errors > 0 ? TestResult::FAIL : TestResult::CANNOTRUN;
     return result;
 }
 

@@ -72,6 +72,7 @@ ExitStatus JournalRecovery::run() {
     DriveIdentity identity;
     std::string problem;
     const auto device = findItsDrive(identity, problem);
+    m_isOfOtherDrive = !device && !m_options.device.empty() && !isSameDrive(identity, m_journal.header.drive);
     return device ? recoverOn(*device, identity) : fail(problem);
 }
 
@@ -91,13 +92,11 @@ void JournalRecovery::showHeader() const {
     m_console.line("  of " + header.drive.describe().utf8() + ", begun " +
                    timeText(header.createdUnixSeconds) + " on " + header.locator.utf8());
     for (const libDrive2::JournalSlot& slot : m_journal.open)
-        m_console.line(
-            zel::format("  holds sectors %u through %u", slot.lba, slot.lba + slot.count - 1).utf8());
+        m_console.line("  holds " + sectorsText(slot.lba, slot.count));
     for (const libDrive2::JournalSlot& slot : m_journal.damaged)
-        m_console.line(
-            zel::format("  LOST the data of %u sectors from %u on: the journal's own medium is damaged",
-                        slot.count, slot.lba)
-                .utf8());
+        m_console.line("  LOST the data of " +
+                       (slot.count != 0 ? sectorsText(slot.lba, slot.count) : "sectors no longer known") +
+                       ", which may hold test patterns: the journal's own medium is damaged");
     if (m_journal.expectedDamaged)
         m_console.line("  lost the list of test patterns: sectors that hold some count as something else");
 }
@@ -164,8 +163,7 @@ ExitStatus JournalRecovery::recoverOn(const DiagDevice& device, const DriveIdent
 void JournalRecovery::showFindings(const libDrive2::RecoveryReport& report) const {
     for (const libDrive2::FoundRange& range : report.ranges) {
         std::string text =
-            zel::format("  sectors %u through %u ", range.lba, range.lba + range.count - 1).utf8() +
-            verbOf(range.finding, m_options.dryRun);
+            "  " + sectorsText(range.lba, range.count) + " " + verbOf(range.finding, m_options.dryRun);
         if (!range.problem.isEmpty())
             text += ": " + range.problem.utf8();
         m_console.line(text);
@@ -178,7 +176,9 @@ ExitStatus JournalRecovery::settle(const libDrive2::RecoveryReport& report) {
     if (m_options.dryRun)
         return kExitNotRestored;
     if (!report.isComplete()) {
-        complain("the journal " + m_path + " is kept: \"drivetest recover\" can be tried again");
+        complain("the journal " + m_path + " is kept: " +
+                 (m_journal.damaged.empty() ? "\"drivetest recover\" can be tried again"
+                                            : "delete it when you have done with what it says"));
         return kExitNotRestored;
     }
     zel::String reason;

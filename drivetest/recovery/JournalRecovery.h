@@ -28,6 +28,8 @@ public:
 
     /// kExitPass when nothing is left to do; else the journal is still there.
     ExitStatus run();
+    /// After run(): whether the journal is not of the drive that the user named.
+    [[nodiscard]] bool isOfOtherDrive() const { return m_isOfOtherDrive; }
 
 private:
     ExitStatus fail(const std::string& sentence, ExitStatus status = kExitNotRestored);
@@ -46,6 +48,7 @@ private:
     Console& m_console;
     std::unique_ptr<libDrive2::JournalFile> m_file;
     libDrive2::JournalContents m_journal;
+    bool m_isOfOtherDrive = false;
 };
 
 }  // namespace drivetest

@@ -42,7 +42,9 @@ bool identify(const quix5::DiagDevice& device, libDrive2::DriveIdentity& identit
 }
 
 bool isSameDrive(const libDrive2::DriveIdentity& a, const libDrive2::DriveIdentity& b) {
-    if (a.serial.isEmpty() && b.serial.isEmpty())
+    // A file stays itself when its size changes; of two sticks of one model, one may be larger.
+    const std::string model = a.model.utf8();
+    if (a.serial.isEmpty() && b.serial.isEmpty() && !model.starts_with("/") && !model.starts_with("sim:"))
         return a == b;
     return a.serial == b.serial && a.model == b.model;
 }

@@ -3,10 +3,12 @@
 #include <algorithm>
 #include <cctype>
 #include <chrono>
+#include <filesystem>
+#include <set>
 
 #include "drivetest/safety/Identity.h"
 #include "drivetest/safety/JournalPlace.h"
-#include "zel/Format.h"
+#include "drivetest/terminal/Texts.h"
 
 namespace drivetest {
 
@@ -68,6 +70,13 @@ std::string fileName(const DriveIdentity& drive) {
     return std::to_string(micros) + "-" + name.substr(0, 40);
 }
 
+/// For whoever recovers from another folder.
+std::string absolutePath(const std::string& locator) {
+    std::error_code none;
+    const auto path = std::filesystem::canonical(locator, none);
+    return none ? locator : path.string();
+}
+
 /// What a simulated drive holds in memory is gone with the process anyway.
 bool outlivesProcess(const std::string& locator) {
     return !locator.starts_with("sim:") || locator.find("image=") != std::string::npos;
@@ -82,15 +91,17 @@ ExitStatus RunJournal::prepare(const JournalRequest& request, Console& console) 
     if (!identify(request.device, drive, error))
         return kExitPass;
     const std::string locator = request.device.osLocator().utf8();
-    const std::string folder = request.folder.empty() ? defaultJournalFolder() : request.folder;
-    std::string open = findOpenJournal(JournalFolder(folder), drive, error);
-    if (!error.empty())
-        return refuse(error, kExitCannotRun);
-    if (!open.empty())
-        return refuse("an interrupted test left data of " + locator + " in " + open +
-                          ": put it back first, with \"drivetest recover " + locator + "\"" +
-                          (request.folder.empty() ? "" : " and --journal " + folder),
-                      kExitNotRestored);
+    m_folder = request.folder.empty() ? defaultJournalFolder() : request.folder;
+    // Another folder does not make the data of an interrupted run go away.
+    for (const std::string& folder : std::set{m_folder, defaultJournalFolder()}) {
+        const std::string open = findOpenJournal(JournalFolder(folder), drive, error);
+        if (!error.empty())
+            return refuse(error, kExitCannotRun);
+        if (!open.empty())
+            return refuse("an interrupted test left data of " + locator + " in " + open +
+                              ": put it back first, with " + recoverCommand(locator, folder),
+                          kExitNotRestored);
+    }
     if (!request.preserves)
         return kExitPass;
     if (request.wanted && outlivesProcess(locator))
@@ -101,8 +112,7 @@ ExitStatus RunJournal::prepare(const JournalRequest& request, Console& console) 
 }
 
 ExitStatus RunJournal::create(const JournalRequest& request, const DriveIdentity& drive, Console& console) {
-    const std::string name = request.folder.empty() ? defaultJournalFolder() : request.folder;
-    JournalFolder folder(name);
+    JournalFolder folder(m_folder);
     zel::String reason;
     if (folder.isOnDrive(request.device.osLocator(), reason))
         return refuse("the undo journal must not lie on the drive under test: " + reason.utf8() +
@@ -111,7 +121,7 @@ ExitStatus RunJournal::create(const JournalRequest& request, const DriveIdentity
     if (!reason.isEmpty())
         console.line("  " + reason.utf8());
     const std::uint64_t driveBytes = drive.sectors * drive.sectorBytes;
-    const libDrive2::JournalSettings settings{drive, request.device.osLocator(),
+    const libDrive2::JournalSettings settings{drive, absolutePath(request.device.osLocator().utf8()),
                                               std::min(kChunkBytes, driveBytes) + kBesideChunk,
                                               request.verifyRestores};
     m_file = folder.create(
@@ -124,7 +134,7 @@ ExitStatus RunJournal::create(const JournalRequest& request, const DriveIdentity
                           "; name another folder with --journal, or go without it with --no-journal",
                       kExitCannotRun);
     if (folder.isVolatile())
-        console.line("  the undo journal in " + name +
+        console.line("  the undo journal in " + m_folder +
                      " outlives a crash of the program, but no power cut: the folder is in memory");
     return kExitPass;
 }
@@ -153,12 +163,10 @@ bool RunJournal::finish(const std::string& locator, Console& console) {
 void RunJournal::showUnrestored(const std::string& locator, Console& console) const {
     console.line("error:   NOT ALL DATA WAS PUT BACK on " + locator);
     for (const WatchedJournal::Range& range : m_watched->unrestored())
-        console.line(zel::format("         sectors %u through %u may hold test patterns", range.lba,
-                                 range.lba + range.count - 1)
-                         .utf8());
+        console.line("         " + sectorsText(range.lba, range.count) + " may hold test patterns");
     if (m_file != nullptr)
-        console.line("         their data is in " + path() + ": \"drivetest recover " + locator +
-                     "\" puts it back when the drive takes it");
+        console.line("         their data is in " + path() + ": " + recoverCommand(locator, m_folder) +
+                     " puts it back when the drive takes it");
 }
 
 }  // namespace drivetest

@@ -40,6 +40,7 @@ private:
     ExitStatus create(const JournalRequest& request, const libDrive2::DriveIdentity& drive, Console& console);
     void showUnrestored(const std::string& locator, Console& console) const;
 
+    std::string m_folder;
     std::unique_ptr<libDrive2::JournalFile> m_file;
     std::unique_ptr<libDrive2::UndoJournal> m_journal;
     std::unique_ptr<WatchedJournal> m_watched;

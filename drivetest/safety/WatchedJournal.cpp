@@ -1,6 +1,6 @@
 #include "drivetest/safety/WatchedJournal.h"
 
-#include "zel/Format.h"
+#include "drivetest/terminal/Texts.h"
 
 namespace drivetest {
 
@@ -29,9 +29,7 @@ bool WatchedJournal::holdsOriginal(std::uint64_t lba, std::uint32_t count, const
                                    std::size_t bytes) {
     if (m_inner == nullptr || m_inner->holdsOriginal(lba, count, data, bytes))
         return true;
-    m_failure = zel::format("what was put back on sectors %u through %u does not read back as it was", lba,
-                            lba + count - 1)
-                    .utf8();
+    m_failure = "what was put back on " + sectorsText(lba, count) + " does not read back as it was";
     return false;
 }
 

@@ -22,6 +22,12 @@ std::string sizeText(std::uint64_t bytes) {
     return zel::format("%.1f %s", value, units[unit]).utf8();
 }
 
+std::string sectorsText(std::uint64_t lba, std::uint64_t count) {
+    if (count == 1)
+        return "sector " + std::to_string(lba);
+    return "sectors " + std::to_string(lba) + " through " + std::to_string(lba + count - 1);
+}
+
 std::string countText(std::uint64_t count, const char* singular) {
     return std::to_string(count) + " " + singular + (count == 1 ? "" : "s");
 }

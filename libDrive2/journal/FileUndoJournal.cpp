@@ -191,7 +191,11 @@ bool FileUndoJournal::protect(std::uint64_t lba, std::uint32_t count, const void
     const Bytes original = asBytes(data, bytes);
     Slot& slot = m_slots[index];
     slot.header = {m_header.session, ++m_sequence, lba, count, SlotMark::open, bytes, checksumOf(original)};
-    slot.isOpen = writeSlot(index, original) && flush();
+    // The note tells data that the medium loses later from data that was never written to the end. Should it
+    // be lost in a power cut itself, nothing but that is lost.
+    slot.isOpen = writeSlot(index, original) && flush() &&
+                  writeMarked(journal::slotOffset(m_header.slotBytes, index) + journal::kNoteAt, slot.header,
+                              SlotMark::durable);
     m_next = slot.isOpen ? 1 - index : index;
     return slot.isOpen;
 }
@@ -202,12 +206,15 @@ bool FileUndoJournal::writeSlot(std::uint32_t index, Bytes data) {
 }
 
 bool FileUndoJournal::writeSlotHeader(std::uint32_t index, SlotMark mark) {
-    journal::SlotHeader header = m_slots[index].header;
+    m_slots[index].isDurable = false;
+    return writeMarked(journal::slotOffset(m_header.slotBytes, index), m_slots[index].header, mark);
+}
+
+bool FileUndoJournal::writeMarked(std::uint64_t offset, const journal::SlotHeader& slot, SlotMark mark) {
+    journal::SlotHeader header = slot;
     header.mark = mark;
     encode(header, Block(m_block.data(), kBlockBytes));
-    m_slots[index].isDurable = false;
-    return take(m_file->write(journal::slotOffset(m_header.slotBytes, index), m_block.data(), kBlockBytes),
-                "it could not be written");
+    return take(m_file->write(offset, m_block.data(), kBlockBytes), "it could not be written");
 }
 
 FileUndoJournal::Slot* FileUndoJournal::findOpen(std::uint64_t lba, std::uint32_t count) {

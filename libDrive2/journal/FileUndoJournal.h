@@ -39,6 +39,7 @@ private:
     bool chooseSlot(std::uint32_t& index);
     bool writeSlot(std::uint32_t index, Bytes data);
     bool writeSlotHeader(std::uint32_t index, journal::SlotMark mark);
+    bool writeMarked(std::uint64_t offset, const journal::SlotHeader& slot, journal::SlotMark mark);
     bool writePadded(std::uint64_t offset, Bytes data);
     bool writeExpected(std::size_t knownBytes);
     bool flush();

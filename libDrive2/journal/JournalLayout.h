@@ -8,9 +8,9 @@
 
 namespace libDrive2::journal {
 
-/// The file: its header, two slots (header, note of recovery, data), the expected contents (header, distinct
-/// sectors). All parts begin at multiples of a block; numbers are little-endian; every header ends with its
-/// checksum.
+/// The file: its header, two slots (header, note of what came after, data), the expected contents (header,
+/// distinct sectors). All parts begin at multiples of a block; numbers are little-endian; every header ends
+/// with its checksum.
 inline constexpr std::size_t kBlockBytes = 4096;
 inline constexpr std::uint32_t kSlots = 2;
 inline constexpr std::uint64_t kNoteAt = kBlockBytes;  ///< within a slot
@@ -22,8 +22,8 @@ using Session = std::array<std::uint8_t, 16>;
 /// One block to write a header into.
 using Block = std::span<std::uint8_t, kBlockBytes>;
 
-/// The last one stands in the slot's note, with the header's other fields.
-enum class SlotMark : std::uint32_t { open = 1, done = 2, restoring = 3 };
+/// The last two stand in the slot's note, with the header's other fields.
+enum class SlotMark : std::uint32_t { open = 1, done = 2, restoring = 3, durable = 4 };
 
 struct SlotHeader {
     Session session{};

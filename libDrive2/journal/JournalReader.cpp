@@ -6,7 +6,8 @@
 // open header is either of a write that was cut off, or lost by the journal's own medium. Slots are filled
 // one after the other, each durable before the next one, so a write that was cut off is always the newest:
 // then nothing has been overwritten, and nothing is to be done. Any other one was durable once, and has been
-// damaged since. Of the newest slot alone, damage cannot be told from a write that was cut off. A header that
+// damaged since; so has the newest one when its note says so. Without the note, damage to the newest slot
+// cannot be told from a write that was cut off. A header that
 // fits no checksum, or none at all, is of a write that was cut off too: to the first header before anything
 // was overwritten, to a later one after everything had been put back. What cannot be read counts as damaged,
 // as nothing is known of it.
@@ -113,15 +114,15 @@ void JournalReader::readSlot(std::uint32_t index, const Found& found, std::uint6
     slot.lba = found.header->lba;
     slot.count = found.header->count;
     // Of this filling of the slot, or of an earlier one.
-    if (const Found note =
-            readSlotHeader(journal::slotOffset(m_contents.header.slotBytes, index) + journal::kNoteAt);
-        note.header && note.header->sequence == slot.sequence)
-        slot.wasRestoring = true;
+    const Found note =
+        readSlotHeader(journal::slotOffset(m_contents.header.slotBytes, index) + journal::kNoteAt);
+    const bool wasDurable = note.header && note.header->sequence == slot.sequence;
+    slot.wasRestoring = wasDurable && note.header->mark == SlotMark::restoring;
     bool isReadable = true;
     if (readData(journal::slotOffset(m_contents.header.slotBytes, index) + journal::kDataAt, *found.header,
                  slot, isReadable)) {
         m_contents.open.push_back(std::move(slot));
-    } else if (!isReadable || slot.sequence != newest) {
+    } else if (!isReadable || wasDurable || slot.sequence != newest) {
         slot.data = {};
         m_contents.damaged.push_back(std::move(slot));
     }

@@ -1,5 +1,6 @@
 #include "libDrive2/sim/SimVolumes.h"
 
+#include "libDrive2/PlatformOpeners.h"
 #include "libDrive2/sim/SimLocator.h"
 
 namespace libDrive2 {
@@ -8,7 +9,10 @@ namespace {
 
 class SimVolumes : public DeviceLockingManager::Volumes {
 public:
-    explicit SimVolumes(const zel::String& locator) : m_options(parseSimLocator(locator, m_error)) {}
+    explicit SimVolumes(const zel::String& locator) : m_options(parseSimLocator(locator, m_error)) {
+        if (m_options && !m_options->imagePath.empty())
+            m_image = platformVolumes(m_options->imagePath);
+    }
 
     bool isEncrypted(zel::String& reason) override {
         reason = m_options ? zel::String("the simulated drive is encrypted") : m_error;
@@ -17,10 +21,12 @@ public:
     bool lock(zel::String& reason) override {
         if (!m_options)
             reason = m_error;
-        return m_options.has_value();
+        return m_options && (m_image == nullptr || m_image->lock(reason));
     }
-    bool unlock(zel::String& /*reason*/) override { return true; }
-    zel::Array<zel::String> holders() override { return {}; }
+    bool unlock(zel::String& reason) override { return m_image == nullptr || m_image->unlock(reason); }
+    zel::Array<zel::String> holders() override {
+        return m_image != nullptr ? m_image->holders() : zel::Array<zel::String>();
+    }
     zel::Array<VolumeContent> contents() override {
         zel::Array<VolumeContent> found;
         if (m_options && m_options->encrypted)
@@ -31,6 +37,7 @@ public:
 private:
     zel::String m_error;
     std::optional<SimOptions> m_options;
+    std::unique_ptr<DeviceLockingManager::Volumes> m_image;  ///< of the file that holds the contents
 };
 
 }  // namespace

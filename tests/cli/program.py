@@ -67,13 +67,18 @@ class ProgramTest(unittest.TestCase):
         self.folder = tempfile.mkdtemp(prefix="drivetest-", dir=self.parent)
         self.addCleanup(shutil.rmtree, self.folder)
         self.record = os.path.join(self.folder, "record.jsonl")
+        self.journals = os.path.join(self.folder, "journals")
 
     def path(self, name):
         return os.path.join(self.folder, name)
 
+    def command(self, *arguments):
+        """The program with a folder of the test for undo journals, whoever runs it."""
+        return [PROGRAM, *arguments, *(["--journal", self.journals] if arguments[:1] in (("run",), ("recover",)) else [])]
+
     def start(self, *arguments, environment=None, **options):
         env = {**os.environ, "LC_ALL": "C.UTF-8", **(environment or {})}
-        return subprocess.run([PROGRAM, *arguments], stdin=subprocess.DEVNULL, env=env, cwd=self.folder,
+        return subprocess.run(self.command(*arguments), stdin=subprocess.DEVNULL, env=env, cwd=self.folder,
                               capture_output=True, text=True, timeout=120, check=False, **options)
 
     def run_test(self, device, *parameters, options=(), test="LinearReadTest"):
@@ -88,7 +93,7 @@ class ProgramTest(unittest.TestCase):
         child, terminal = pty.fork()
         if child == 0:
             os.environ["LC_ALL"] = "C.UTF-8"
-            os.execv(PROGRAM, [PROGRAM, *arguments])
+            os.execv(PROGRAM, self.command(*arguments))
         fcntl.ioctl(terminal, termios.TIOCSWINSZ, struct.pack("HHHH", 24, columns, 0, 0))
         seen, end = "", time.monotonic() + 60
         pending = list(exchanges)
@@ -144,9 +149,9 @@ class ImageTest(ProgramTest):
             return []
         return [at // 512 for at in range(0, len(now), 512) if now[at:at + 512] != self.original[at:at + 512]]
 
-    def write(self, test, device, *parameters):
+    def write(self, test, device, *parameters, options=()):
         """A confirmed run on a drive without a serial number."""
-        return self.run_test(device, *parameters, options=["--confirm", device], test=test)
+        return self.run_test(device, *parameters, options=["--confirm", device, *options], test=test)
 
 
 def loop_device(test, path):

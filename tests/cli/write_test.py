@@ -90,7 +90,7 @@ class Stopping(program.ImageTest):
     def stop(self, arguments, number, after, records):
         """Runs a test, sends it the signal twice, as the impatient do, and gives its exit status."""
         record = self.path("record-%d" % len(records))
-        process = subprocess.Popen([program.PROGRAM, "run", *arguments, "--events", record],
+        process = subprocess.Popen(self.command("run", *arguments, "--events", record),
                                    stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL)
         time.sleep(after)
         process.send_signal(number)
@@ -112,24 +112,25 @@ class Faults(program.ImageTest):
         lost = "cannotRestoreData TestName=PatternTest TestSector=%d EndSector=%d"
         read_failure = "errmsg=reading sectors 0 through 127 of %s failed: unrecovered read error at sector 100"
         cases = [  # test, faults, parameters, status, events, sectors changed
-            ("LinearPatternTest", "corrupt=100", [], 1, [mismatch % (0, 128)] * 4, [100]),  # it was saved wrong, too
-            ("CacheTest", "corrupt=8192", [], 1, [mismatch % (8192, 8448)] * 5, [8192]),
-            ("LinearPatternTest", "bad-write=100", [], 1, ["writeSectorErr WriteSector=100"] * 4 + [lost % (100, 127)], []),
-            ("CacheTest", "bad-write=9000", [], 1, ["writeSectorErr WriteSector=9000"] * 5 + [lost % (9000, 9215)], []),
-            ("ReadWriteSpeedTest", "bad-write=100", [], 1,
+            ("LinearPatternTest", "corrupt=100", [], 9, [mismatch % (0, 128)] * 4, [100]),  # it was saved wrong, too
+            ("CacheTest", "corrupt=8192", [], 9, [mismatch % (8192, 8448)] * 5, [8192]),
+            ("LinearPatternTest", "bad-write=100", [], 9, ["writeSectorErr WriteSector=100"] * 4 + [lost % (100, 127)], []),
+            ("CacheTest", "bad-write=9000", [], 9, ["writeSectorErr WriteSector=9000"] * 5 + [lost % (9000, 9215)], []),
+            ("ReadWriteSpeedTest", "bad-write=100", [], 9,
              ["writeSectorRangeErr sector=0 lastSector=127", lost % (100, 40959)], []),
             ("LinearPatternTest", "bad=100", [], 1, ["cannotRdOrigRange sector=0 endsector=127"], []),
             ("ReadWriteSpeedTest", "transient=100:1", [], 3, ["nonCritical " + read_failure], []),
             ("LinearPatternTest", "transient=100:1", ["PreserveData=no", "EndRange=2560"], 3,
              ["isolationRecovered sector=0 lastSector=127 " + read_failure], list(range(2560))),
             ("ReadWriteSpeedTest", "wp", [], 6, ["writeProtectedMedia MediaName=Drive"], []),
-            ("LinearPatternTest", "gone-at=2", [], 6, ["CannotAccessDevice"], []),
-            ("LinearPatternTest", "gone-at=5", [], 6, ["CannotAccessDevice"], list(range(128))),
+            ("LinearPatternTest", "gone-at=2", [], 9, ["CannotAccessDevice"], []),  # whether it wrote is not known
+            ("LinearPatternTest", "gone-at=5", [], 9, ["CannotAccessDevice"], list(range(128))),
         ]
         self.make_image(20 * MIB)
         for test, faults, parameters, status, events, changed in cases:
             with self.subTest(test=test, faults=faults):
                 self.make_image(0, (0, self.original))
+                self.journals = self.path("journals-%s-%s" % (test, faults))  # each may leave one
                 device = "sim:disk,image=%s,%s" % (self.image, faults)
                 run = self.write(test, device, *parameters)
                 found = [event for event in run.events() if "SpeedInfo" not in event]

@@ -39,6 +39,11 @@ def is_count(value):
     return isinstance(value, int) and not isinstance(value, bool) and value >= 0
 
 
+def is_range(value):
+    return (isinstance(value, dict) and set(value) == {"sector", "lastSector"} and
+            all(map(is_count, value.values())) and value["sector"] <= value["lastSector"])
+
+
 def load_validator():
     documents = [json.loads(path.read_text(encoding="utf-8")) for path in sorted(SCHEMAS.glob("*.json"))]
     store = {document["$id"]: document for document in documents}
@@ -206,6 +211,8 @@ class RecordCheck:
                 self._fault(f"extension {name} comes a second time in its step")
             step.closing[name] = content
             (self._check_coverage if name == "coverage" else self._check_result)(content)
+        elif name == "unrestored":
+            self._check_unrestored(content)
 
     def _check_event(self, content):
         if set(content) != {"key", "type", "message", "variables"}:
@@ -233,6 +240,13 @@ class RecordCheck:
         for name in ("errors", "warnings"):
             if not is_count(content.get(name)):
                 self._fault(f"extension result: {name} must be a count, but is {content.get(name)!r}")
+
+    def _check_unrestored(self, content):
+        ranges = content.get("ranges")
+        if not isinstance(ranges, list) or not ranges or not all(is_range(each) for each in ranges):
+            self._fault(f"extension unrestored: ranges of sector and lastSector expected, not {ranges}")
+        if set(content) != {"ranges", "journal"} or not isinstance(content["journal"], str):
+            self._fault("extension unrestored: expected ranges and journal, the path of a file or an empty text")
 
     def _check_references(self, artifact):
         for body in artifact.values():

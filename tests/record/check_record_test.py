@@ -75,6 +75,11 @@ def end(status, result):
     return mutate
 
 
+def unrestored(*ranges, **more):
+    document = extension("unrestored", ranges=[{"sector": a, "lastSector": b} for a, b in ranges], **more)
+    return lambda documents: documents.insert(EVENT, document)
+
+
 def move(index, to):
     return lambda documents: documents.insert(to, documents.pop(index))
 
@@ -123,6 +128,11 @@ SPOILED = [
     (content(EVENT, "variables", []), 4, "variables is not an object"),
     (lambda documents: documents.__delitem__(slice(2, RUN_END)), 3, "the run has no step"),
     (content(EVENT, "extra", 1), 4, "expected key, type, message and variables"),
+    (unrestored(journal=""), 4, "ranges of sector and lastSector expected"),
+    (unrestored((0, 7), (9, 8), journal=""), 4, "'lastSector': 8}]"),
+    (unrestored((0, 7), (8, None), journal=""), 4, "'lastSector': None}]"),
+    (unrestored((0, 7)), 4, "expected ranges and journal"),
+    (unrestored((0, 7), journal=None), 4, "expected ranges and journal"),
 ]
 # What is spoiled after that.
 MISNUMBERED = [
@@ -151,6 +161,7 @@ class CheckRecordTest(unittest.TestCase):
             documents = copy.deepcopy(GOOD)
             content(RESULT, "result", result)(documents)
             end(*verdict)(documents)
+            unrestored((0, 7), (9, 9), journal="/j/1.journal")(documents)
             self.assertEqual(self.check(as_bytes(numbered(documents))), [], result)
 
     def test_finds_every_spoiled_line(self):

@@ -1,0 +1,260 @@
+"""The undo journal of a run, and `drivetest recover`: what a killed run cannot put back is put back later."""
+
+import contextlib
+import os
+import random
+import shutil
+import signal
+import subprocess
+import time
+import unittest
+
+import program
+
+MIB = 1 << 20
+KILLS = int(os.environ.get("DRIVETEST_KILLS", 12))  # in all
+
+
+def read(path, offset=0, size=-1):
+    with open(path, "rb") as file:
+        file.seek(offset)
+        return file.read(size)
+
+
+def put(path, offset, data):
+    with open(path, "r+b") as file:
+        file.seek(offset)
+        file.write(data)
+
+
+class RecoveryTest(program.ImageTest):
+    parent = "/dev/shm" if os.path.isdir("/dev/shm") else None  # other work of the disk would upset the moments
+
+    def spawn(self, *arguments):
+        process = subprocess.Popen(self.command(*arguments), **dict.fromkeys(("stdin", "stdout", "stderr"), subprocess.DEVNULL))
+        self.addCleanup(lambda: (process.kill(), process.wait()))
+        return process
+
+    def stop_when_it_has_written(self, device):
+        """A run that stands still (SIGSTOP) while the drive holds its patterns."""
+        for _ in range(50):
+            process = self.spawn("run", "LinearPatternTest", device, "--confirm", device)
+            while process.poll() is None:
+                process.send_signal(signal.SIGSTOP)
+                os.waitid(os.P_PID, process.pid, os.WSTOPPED | os.WEXITED | os.WNOWAIT)
+                if self.changed():
+                    return process
+                process.send_signal(signal.SIGCONT)
+                time.sleep(0.0005)
+        return self.fail("the drive never held patterns")
+
+    def interrupt(self, device=None):
+        """Leaves on a drive what a killed run does; gives the sectors and the journal."""
+        process = self.stop_when_it_has_written(device or self.make_image(4 * MIB))
+        process.kill()
+        process.wait()
+        return self.changed(), self.journal()
+
+    def journal(self):
+        return os.path.join(self.journals, *(name for name in os.listdir(self.journals) if name.endswith(".journal")))
+
+    def recover(self, status, *arguments, says=()):
+        process = self.start("recover", *arguments)
+        output = process.stdout + process.stderr
+        self.assertEqual(process.returncode, status, output)
+        for text in [says] if isinstance(says, str) else says:
+            self.assertIn(text, output)
+
+    def left_alone(self, status, *arguments, says, also=()):
+        """A recovery that must write to no drive and to no journal."""
+        paths = [self.image, self.journal(), *also]
+        before = [read(path) for path in paths], os.listdir(self.journals)
+        self.recover(status, *arguments, says=says)
+        self.assertTrue(([read(path) for path in paths], os.listdir(self.journals)) == before)
+
+
+class Killed(RecoveryTest):
+    def test_a_kill_at_any_moment_costs_no_byte(self):
+        seed = random.randrange(1 << 32)
+        self.moments, self.recovery = random.Random(seed), 0.05  # seconds that a recovery takes
+        self.tally = dict.fromkeys(("killed", "open journals", "holding patterns", "recoveries killed"), 0)
+        device = self.make_loop(34 * MIB)
+        for test in ("LinearPatternTest", "CacheTest", "ReadWriteSpeedTest"):
+            command = ["run", test, device, "--confirm", device]
+            began = time.monotonic()
+            self.assertEqual(self.start(*command).returncode, 0)
+            duration = time.monotonic() - began
+            for i in range(-(-KILLS // 3)):
+                with self.subTest(seed=seed, test=test, i=i):
+                    self.kill(command, duration, i % 2)
+                    self.recover_at_last(device, i % 3)
+        print("  ", self.tally)
+
+    def kill(self, command, duration, waits):
+        """At any moment, or any soon after the first sectors are protected."""
+        process = self.spawn(*command)
+        while waits and process.poll() is None and not self.has_protected():
+            pass
+        time.sleep(self.moments.uniform(0, duration) * (self.moments.random() if waits else 1))
+        process.kill()
+        self.tally["killed"] += process.wait() == -signal.SIGKILL
+        self.tally["holding patterns"] += self.changed() != []
+
+    def has_protected(self):
+        """Whether the first slot of a journal has a header."""
+        with contextlib.suppress(OSError):
+            return any(read(os.path.join(self.journals, name), 4096, 8).strip(b"\0") for name in os.listdir(self.journals))
+
+    def recover_at_last(self, device, kills):
+        opened = "holds sectors" in self.start("recover", "--dry-run").stdout
+        self.tally["open journals"] += opened
+        self.assertTrue(opened or not self.changed())
+        for _ in range(kills if opened else 0):
+            process = self.spawn("recover", device)
+            time.sleep(self.moments.uniform(0, self.recovery))
+            process.kill()
+            self.tally["recoveries killed"] += process.wait() == -signal.SIGKILL
+        began = time.monotonic()
+        self.recover(0, device)
+        self.recovery = time.monotonic() - began if opened else self.recovery
+        self.assertEqual((self.changed(), os.listdir(self.journals)), ([], []))
+
+    def test_the_drive_is_found_under_another_path(self):
+        device = self.make_loop(4 * MIB)
+        self.interrupt(device)
+        subprocess.run(["losetup", "-d", device], check=True)
+        other = shutil.copy(self.image, self.path("other.img"))
+        subprocess.run(["losetup", device, other], check=True)
+        program.loop_device(self, self.image)
+        held = read(other)
+        self.recover(0)
+        self.assertEqual((self.changed(), read(other) == held), ([], True))
+
+    def test_until_then_the_drive_is_only_read(self):
+        self.interrupt()
+        before = self.contents()
+        for test, *options in (("LinearPatternTest",), ("CacheTest", "--no-journal"), ("CacheTest", "-p", "PreserveData=no"),
+                               ("ReadWriteSpeedTest", "--no-journal", "-p", "PreserveData=no")):
+            with self.subTest(test=test, options=options):
+                process = self.start("run", test, self.image, "--confirm", self.image, *options)
+                self.assertEqual((process.returncode, self.contents() == before), (9, True))
+                self.assertIn('put it back first, with "drivetest recover %s' % self.image, process.stderr)
+        self.assertEqual(self.run_test(self.image).status, 0)
+        self.left_alone(9, "--dry-run", says="would be restored")
+        self.recover(0, says="all its data is on the drive again")
+        self.assertEqual(self.changed(), [])
+        for self.journals in (self.journals, self.path("none")):
+            self.recover(0, "--dry-run", says="There is nothing to recover: %s holds no journals" % self.journals)
+            self.recover(0, self.image, says="There is nothing to recover")
+        self.assertEqual(self.write("LinearPatternTest", self.image, options=["--no-verify-restore"]).status, 0)
+
+
+class NotPutBack(RecoveryTest):
+    def test_what_others_wrote_since_is_left_alone(self):
+        for folder, *options in ((self.journals,), (self.folder, "--export", self.folder)):
+            with self.subTest(options=options):
+                sectors, journal = self.interrupt()
+                torn, first, theirs = sectors[0], sectors[len(sectors) // 2], os.urandom(3 * 512)
+                put(self.image, first * 512, theirs)
+                put(self.image, torn * 512, self.original[torn * 512:torn * 512 + 99])  # the rest is of the pattern
+                half = read(self.image, torn * 512, 512)
+                self.left_alone(9, "--dry-run", *options, says=("would be left alone", "were cut off while written"))
+                self.recover(9, "--export", self.path("none"), says=("cannot be written", "is kept"))
+                self.recover(9, *options, says="sectors %d through %d hold something else" % (first, first + 2))
+                self.assertEqual(self.changed(), [first, first + 1, first + 2])
+                stem = os.path.join(folder, os.path.basename(journal)[:-8])
+                saved = (read("%s-original-%d.bin" % (stem, first)), read("%s-found-%d.bin" % (stem, torn)))
+                self.assertTrue(read(self.image, first * 512, 3 * 512) == theirs)
+                self.assertTrue(saved == (self.original[first * 512:(first + 3) * 512], half))
+
+    def test_other_drives_and_drives_in_use(self):
+        self.interrupt()
+        other = shutil.copy(self.image, self.path("other.img"))
+        self.left_alone(9, other, says=other + " is another drive", also=[other])
+        os.rename(self.image, other)
+        self.recover(9, says="its drive is not there: connect it, or name it")
+        os.rename(other, self.image)
+        lower = program.loop_device(self, self.image)
+        self.left_alone(5, self.image, says="%s is attached to %s" % (self.image, lower))
+        upper = program.loop_device(self, lower)
+        self.left_alone(5, lower, says="is attached to " + upper)
+        subprocess.run(["losetup", "-d", upper], check=True)
+        self.recover(0, lower)
+        self.assertEqual(self.changed(), [])
+
+    def test_spoiled_journals(self):
+        journal = self.interrupt()[1]
+        good = read(journal)
+        for spoil, reason in (
+                (lambda: put(journal, 20, b"\xff\xff"), "it does not fit its checksum"),
+                (lambda: put(journal, 8, b"\x7f"), "another version of the program"),
+                (lambda: put(journal, 0, b"holiday photos, 2019" * 256), "the file is no journal"),
+                (lambda: os.truncate(journal, len(good) // 2), "shorter than its header says"),
+                (lambda: os.truncate(journal, 100), "shorter than a journal's header")):
+            with self.subTest(reason=reason):
+                os.truncate(journal, len(good))
+                put(journal, 0, good)
+                spoil()
+                self.left_alone(9, says=(reason, "it is left as it is"))
+        process = self.start("run", "LinearPatternTest", "sim:disk,serial=S1", "--confirm", "S1", "-p", "EndRange=9")
+        self.assertEqual(process.returncode, 0)
+        self.assertIn(journal + " is no readable journal, so it is not known of which drive", process.stderr)
+        os.truncate(journal, 0)
+        self.recover(0, says="nothing to put back; deleted")
+
+
+class Runs(RecoveryTest):
+    def test_two_at_once(self):
+        device = self.make_loop(4 * MIB)
+        first = self.stop_when_it_has_written(device)
+        before = read(self.journal()), self.contents()
+        for arguments in (["run", "CacheTest", device, "--confirm", device], ["recover"], ["recover", device]):
+            process = self.start(*arguments)
+            after = read(self.journal()), self.contents()
+            self.assertEqual((process.returncode, after == before), (5, True), process.stdout + process.stderr)
+        first.send_signal(signal.SIGCONT)
+        self.assertEqual((first.wait(60), self.changed(), os.listdir(self.journals)), (0, [], []))
+
+    def test_no_place_for_the_journal(self):
+        image, tiny = self.make_image(4 * MIB), self.path("tiny")
+        cases = [(image + "/x", "cannot be searched for journals"), ("/proc/x", "/proc/x for journals could not be made")]
+        os.mkdir(tiny)
+        if subprocess.run(["mount", "-t", "tmpfs", "-o", "size=1M", "drivetest", tiny], check=False).returncode == 0:
+            self.addCleanup(subprocess.run, ["umount", tiny], check=True)
+            cases.append((tiny, "MiB in %s, which has 1 MiB left: make room there" % tiny))
+        for self.journals, reason in cases:
+            with self.subTest(folder=self.journals):
+                process = self.start("run", "LinearPatternTest", image, "--confirm", image)
+                self.assertEqual((process.returncode, self.changed(), os.listdir(tiny)), (6, [], []))
+                self.assertRegex(process.stderr, reason + ".*nothing was written")
+
+    def test_drives_that_do_not_take_their_data_back(self):
+        plain = "sim:disk,serial=S1,image=" + self.make_image(4 * MIB)
+        for fault, options, status, changed in (
+                ("gone-at=5", [], 9, 128), ("gone-at=5", ["--no-journal"], 9, 128),
+                ("bad-write=100", [], 9, 0), ("bad-write=100", ["--no-journal", "--no-verify-restore"], 9, 0),
+                # What reads back wrong was saved wrong, too.
+                ("corrupt=9", [], 9, 1), ("corrupt=9", ["--no-verify-restore"], 1, 1), ("corrupt=9", ["--no-journal"], 1, 1)):
+            with self.subTest(fault=fault, options=options):
+                self.make_image(0, (0, self.original))
+                device = plain + "," + fault
+                run = self.run_test(device, test="LinearPatternTest", options=["--confirm", "S1", *options])
+                left = os.path.exists(self.journals) and os.listdir(self.journals) != []
+                self.assertEqual((run.status, len(self.changed()), left), (status, changed, status == 9 and not options))
+                self.assertEqual("does not read back as it was" in run.out, (fault, status) == ("corrupt=9", 9))
+                self.assertEqual("sectors 0 through 127 may hold test patterns" in run.out, status == 9)
+                self.assertEqual(run.extensions("unrestored"), [
+                    {"ranges": [{"sector": 0, "lastSector": 127}], "journal": self.journal() if left else ""}] * (status == 9))
+                if left:
+                    self.assertIn('%s: "drivetest recover %s' % (self.journal(), device), run.out)
+                    for size in (5 * MIB, 4 * MIB - 512):
+                        os.truncate(self.image, size)
+                        self.left_alone(9, plain, says="the drive, but of another size")
+                    os.truncate(self.image, 4 * MIB)
+                    put(self.image, size, self.original[size:])
+                    self.recover(0, plain)
+                    self.assertEqual(len(self.changed()), changed == 1)
+
+
+if __name__ == "__main__":
+    unittest.main()
