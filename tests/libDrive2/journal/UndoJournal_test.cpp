@@ -211,15 +211,23 @@ TEST(JournalReader, TellsDamageFromAWriteThatWasCutOff) {
         std::size_t sector;
         std::string text;
         Lbas open, damaged;
+        bool notesToo = false;
     } cases[] = {
-        {63, torn, {2, 6}, {}},         {slot(0) + data, torn, {6}, {2}}, {slot(1) + data, torn, {2}, {}},
-        {slot(0) + data, "", {6}, {2}}, {slot(1) + data, "", {2}, {6}},   {slot(0), torn, {6}, {}},
+        {63, torn, {2, 6}, {}},
+        {slot(0) + data, torn, {6}, {2}},
+        {slot(1) + data, torn, {2}, {6}},
+        {slot(1) + data, torn, {2}, {}, true},  // as a write that was cut off leaves the newest slot
+        {slot(0) + data, "", {6}, {2}},
+        {slot(1) + data, "", {2}, {6}},
+        {slot(0), torn, {6}, {}},
         {slot(1), "", {2}, {0}},
     };
     for (const auto& each : cases) {
         Journalled world;
         ASSERT_TRUE(world.protect(2, 3) && world.protect(6, 1));
         world.file().state.durable[each.sector] = Contents::numberOf(each.text);
+        if (each.notesToo)
+            world.file().state.durable[slot(1) + journal::kNoteAt / 512] = Contents::numberOf("");
         const JournalContents contents = readJournal(world.file());
         const auto lbas = [](const std::vector<JournalSlot>& slots) {
             Lbas list;
