@@ -77,9 +77,11 @@ ExitStatus JournalRecovery::run() {
 }
 
 ExitStatus JournalRecovery::discard() {
-    if (m_options.dryRun)
-        return kExitPass;
     zel::String reason;
+    if (m_options.dryRun) {
+        m_console.line(m_path + ": its run left nothing to put back");
+        return kExitPass;
+    }
     if (!JournalFolder::remove(m_path, reason))
         return fail(reason.utf8(), kExitInternalError);
     m_console.line(m_path + ": its run left nothing to put back; deleted");
