@@ -1,5 +1,6 @@
 #include "drivetest/recovery/JournalRecovery.h"
 
+#include <algorithm>
 #include <ctime>
 #include <filesystem>
 
@@ -20,6 +21,9 @@ using libDrive2::JournalFolder;
 using libDrive2::JournalState;
 using libDrive2::SectorFinding;
 using quix5::DiagDevice;
+
+/// A power cut can leave thousands of pieces; the first ones show what it is like.
+constexpr std::size_t kShownRanges = 20;
 
 std::string timeText(std::uint64_t unixSeconds) {
     const auto seconds = static_cast<std::time_t>(unixSeconds);
@@ -163,13 +167,21 @@ ExitStatus JournalRecovery::recoverOn(const DiagDevice& device, const DriveIdent
 }
 
 void JournalRecovery::showFindings(const libDrive2::RecoveryReport& report) const {
-    for (const libDrive2::FoundRange& range : report.ranges) {
+    for (std::size_t i = 0; i < std::min(report.ranges.size(), kShownRanges); ++i) {
+        const libDrive2::FoundRange& range = report.ranges[i];
         std::string text =
             "  " + sectorsText(range.lba, range.count) + " " + verbOf(range.finding, m_options.dryRun);
         if (!range.problem.isEmpty())
             text += ": " + range.problem.utf8();
         m_console.line(text);
     }
+    if (report.ranges.size() <= kShownRanges)
+        return;
+    m_console.line("  and so on; all in all");
+    for (std::size_t i = 0; i < libDrive2::kSectorFindings; ++i)
+        if (report.counts[i] != 0)
+            m_console.line("  " + countText(report.counts[i], "sector") + " " +
+                           verbOf(static_cast<SectorFinding>(i), m_options.dryRun));
 }
 
 ExitStatus JournalRecovery::settle(const libDrive2::RecoveryReport& report) {

@@ -147,8 +147,14 @@ bool RunJournal::finish(const std::string& locator, Console& console) {
         console.line("error:   " + m_watched->failure());
     if (!restored)
         showUnrestored(locator, console);
-    if (m_journal == nullptr || m_journal->hasOpenSlots())
+    if (m_journal == nullptr)
         return restored;
+    if (m_journal->hasOpenSlots()) {
+        if (restored)
+            console.line("         all data was put back, but the journal " + path() +
+                         " could not be closed: " + recoverCommand(locator, m_folder) + " does that");
+        return restored;
+    }
     zel::String reason;
     if (!m_journal->close())
         reason = m_journal->lastErrorStr();

@@ -34,10 +34,9 @@ bool WatchedJournal::holdsOriginal(std::uint64_t lba, std::uint32_t count, const
 }
 
 bool WatchedJournal::release(std::uint64_t lba, std::uint32_t count) {
-    if (m_inner != nullptr && !noteFailureUnless(m_inner->release(lba, count)))
-        return false;
+    // The sectors hold their data again, whatever the journal says of them.
     std::erase_if(m_unrestored, [=](const Range& range) { return range.lba == lba && range.count == count; });
-    return true;
+    return m_inner == nullptr || noteFailureUnless(m_inner->release(lba, count));
 }
 
 zel::String WatchedJournal::lastErrorStr() const {

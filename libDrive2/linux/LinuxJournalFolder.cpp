@@ -74,7 +74,10 @@ bool lockNew(const FileDescriptor& file) {
 }
 
 bool reserve(const FileDescriptor& file, const fs::path& path, std::uint64_t bytes, zel::String& reason) {
-    const int error = posix_fallocate(file.get(), 0, static_cast<off_t>(bytes));
+    int error = EINTR;
+    // Work that the kernel does for this thread interrupts it on some file systems, signals or not.
+    while (error == EINTR)
+        error = posix_fallocate(file.get(), 0, static_cast<off_t>(bytes));
     if (error == ENOSPC || error == EDQUOT || error == EFBIG) {
         std::error_code unknown;
         const fs::space_info space = fs::space(path.parent_path(), unknown);

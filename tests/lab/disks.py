@@ -3,6 +3,8 @@
 import dataclasses
 import json
 import random
+import shutil
+import struct
 
 KIB, MIB = 1 << 10, 1 << 20
 NO_DATA, IO_ERROR = 61, 5  # the errno that makes QEMU's controllers report a medium error, as far as they can
@@ -36,19 +38,26 @@ class Disk:
     speed: int  # bytes a second; 0: as fast as can be
     place: int  # number among the disks of its kind of bus
     write_fault: str = ""
+    name: str = ""  # its serial number, as far as its kind has one
+    forgetful: bool = False  # loses in a power cut what was not flushed
 
     def __post_init__(self):
-        object.__setattr__(self, "name", f"{self.kind}-{self.bytes // KIB}")
+        object.__setattr__(self, "name", self.name or f"{self.kind}-{self.bytes // KIB}")
         object.__setattr__(self, "sector_bytes", KINDS[self.kind][0])
         object.__setattr__(self, "sectors", self.bytes // self.sector_bytes)
 
     def arguments(self, folder):
-        """QEMU's arguments for the disk; its image is made in the folder."""
+        """QEMU's arguments for the disk; its image is made in the folder, unless it is there from an earlier start."""
         path = folder / f"{self.name}.img"
-        with path.open("wb") as image:
-            image.write(random.Random(self.name).randbytes(4 * MIB))
-            image.truncate(self.bytes)
+        if not path.exists():
+            with path.open("wb") as image:
+                image.write(random.Random(self.name).randbytes(4 * MIB))
+                image.truncate(self.bytes)
         node = {"driver": "file", "filename": str(path)}
+        if self.forgetful:
+            shutil.copy(path, path.with_suffix(".start"))
+            path.with_suffix(".log").write_bytes(b"")
+            node = {"driver": "blklogwrites", "file": node, "log": {**node, "filename": str(path.with_suffix(".log"))}}
         rules = [self._fault("read", lba) for lba in self.bad] + [
             {**self._fault("write", FAULT_AT), **rule} for rule in WRITE_FAULTS.get(self.write_fault, [])]
         if rules:
@@ -60,6 +69,22 @@ class Disk:
         node = {"driver": "raw", "node-name": self.name, "file": node}
         devices = [word for device in self.devices() for word in ("-device", device)]
         return [*group, "-blockdev", json.dumps(node), *devices]
+
+    def cut_power(self, folder, chance):
+        """After QEMU was killed: of what was written since the last flush each 4 KiB are, by chance, lost. QEMU's log has
+        before each piece of data a header of one sector: the first sector, how many, and flags, of which 1 is a flush."""
+        log, image = ((folder / f"{self.name}.{end}").read_bytes() for end in ("log", "start"))
+        image, written, flushes, at = bytearray(image), [], 0, 512
+        while at < len(log):
+            sector, count, flags = struct.unpack_from("<3Q", log, at)
+            flushes += flags & 1
+            data = log[at + 512:at + 512 * (1 + count)]
+            written += [(512 * sector + n, data[n:n + 4096], flushes) for n in range(0, len(data), 4096)]
+            at += 512 * (1 + count)
+        for place, data, before in written:
+            if before < flushes or chance.random() < 0.5:
+                image[place:place + len(data)] = data
+        (folder / f"{self.name}.img").write_bytes(image)
 
     def _fault(self, iotype, lba):
         per_sector = self.sector_bytes // 512
@@ -76,7 +101,7 @@ class Disk:
             return [f"pcie-root-port,id={port},chassis={self.place + 1},slot={self.place + 1}",
                     f"nvme,{drive},{me},bus={port},serial={self.name},{size}"]
         return {
-            "ahci": [f"ide-hd,{drive},{me},{errors},bus=ide.{self.place}"],
+            "ahci": [f"ide-hd,{drive},{me},{errors},bus=ide.{self.place},serial={self.name}"],
             "pata": [f"ide-hd,{drive},{me},{errors},bus=pata.{self.place}"],
             "virtio-scsi": [f"scsi-hd,{drive},{me},{errors},bus=vs.0,scsi-id={self.place},lun=0,{size}"],
             "usb": [f"usb-storage,{drive},{me},{errors},bus=usb.0"],

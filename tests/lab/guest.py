@@ -99,6 +99,8 @@ class Guest:
     def close(self):
         self._process.kill()
         self._process.wait()
+        for connection in (self._agent, self._control, self._answers):
+            connection.close()
 
     def _listen(self):
         for line in self._agent.makefile("r", errors="replace"):

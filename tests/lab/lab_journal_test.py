@@ -1,0 +1,137 @@
+"""Tests in a virtual machine that what a test overwrote comes back: after a power cut, when the drive is pulled out, and
+when the undo journal cannot be kept."""
+
+import random
+import unittest
+
+import disks
+import kernel
+import lab_test
+from lab_test import ATA, BLOCK, BLOCK_AND_SCSI, NVME
+
+SIZE, SPEED, KEPT = 4 * disks.MIB, 4 * disks.MIB, "/kept/journals"
+# Test, how the two drives are reached, and how much it has written to each when the power is cut.
+CUTS = [("LinearPatternTest", (BLOCK, BLOCK_AND_SCSI), 300 * disks.KIB),
+        ("ReadWriteSpeedTest", (NVME, ATA), 3 * disks.MIB),
+        ("LinearPatternTest", (NVME, ATA), 7 * disks.MIB),
+        ("ReadWriteSpeedTest", (BLOCK, BLOCK_AND_SCSI), 5 * disks.MIB)]
+
+
+class JournalLab(lab_test.Lab):
+    """Two drives to be tested, two others of the same size, and one for the journals; all outlive the guest."""
+    cuts = 0
+
+    def boot(self):
+        """The drives of one size change places each time."""
+        drives = [disks.Disk(kind, SIZE, (), SPEED, (self.cuts + other) % 2, name=f"{kind}-{other}", forgetful=True)
+                  for other in (0, 1) for kind in ("nvme", "ahci")]
+        self.tested, self.others = drives[:2], drives[2:]
+        kept = disks.Disk("virtio-scsi", 48 * disks.MIB, (), speed=0, place=0, forgetful=True)
+        self.disks = [kept, *sorted(drives, key=lambda disk: disk.place)]
+        image = self.folder / f"{kept.name}.img"
+        if not image.exists():
+            kernel.checked(kernel.tool("mke2fs", "e2fsprogs"), "-q", "-t", "ext4", "-b", "4096", image, "48M")
+        super().boot()
+        self.must(f"modprobe -a crc32c_generic ext4; mkdir /kept; mount -t ext4 {super().path(kept)} /kept")
+
+    def path(self, disk):
+        return self.node(f"grep -ls {disk.name} /sys/block/*/device/serial /sys/block/*/device/vpd_pg80 | cut -d/ -f4")
+
+    def write(self, test, disk, method=None, *parameters, journal=KEPT):
+        return super().write(test, self.path(disk), method, *parameters, options=[f"--journal {journal}"])
+
+    def cut_power(self):
+        self.guest.close()
+        self.cuts += 1
+        for disk in self.disks:
+            disk.cut_power(self.folder, random.Random(self.cuts))
+
+    def plug_in(self, disk):
+        """Once QEMU has done with pulling the disk out."""
+        self.guest.wait_until(lambda: f"'{disk.name}'" not in str(self.guest.qemu("qom-list", path="/machine/peripheral")),
+                              60, f"{disk.name} pulled out")
+        driver, *properties = disk.devices()[-1].split(",")
+        self.guest.qemu("device_add", driver=driver, **dict(text.split("=") for text in properties))
+        self.path(disk)
+
+
+def setUpModule():
+    lab_test.setUpModule(lambda: JournalLab([]))
+
+
+class Journal(lab_test.LabTest):
+    def setUp(self):
+        super().setUp()
+        self.lab = lab_test.LAB
+        self.before = [self.lab.contents(disk) for disk in self.lab.tested]
+
+    def check_recovered(self, journal=KEPT):
+        """All is put back, and nothing is left to do."""
+        status, said = self.lab.guest.run(f"drivetest recover --journal {journal} && ! ls {journal} | grep 'journal$'")
+        self.assertEqual((status, self.changed()), (0, set()), said)
+
+    def check_not_recovered(self, reason, device=""):
+        status, said = self.lab.guest.run(f"drivetest recover --journal {KEPT} {device}")
+        self.assertEqual(status, 9, said)
+        self.assertRegex(said, reason)
+
+    def changed(self):
+        return {disk.kind for disk, data in zip(self.lab.tested, self.before) if self.lab.contents(disk) != data}
+
+    def test_power_cuts(self):
+        left_changed, moved = set(), False
+        for test, methods, size in CUTS:
+            written, paths = ([ask(disk) for disk in self.lab.tested] for ask in (self.lab.written_bytes, self.lab.path))
+            runs = [self.lab.write(test, disk, method) for disk, method in zip(self.lab.tested, methods)]
+            for run, disk, start in zip(runs, self.lab.tested, written):
+                run.wait_until(lambda disk=disk, start=start: self.lab.written_bytes(disk) >= start + size)
+            self.lab.cut_power()
+            changed = self.changed()
+            left_changed |= changed
+            self.lab.boot()
+            moved |= paths != [self.lab.path(disk) for disk in self.lab.tested]
+            for other in self.lab.others if changed else []:
+                path = self.lab.path(other)
+                self.check_not_recovered(f"{path} is another drive: .*{other.name}", path)
+                self.assertEqual(self.lab.written_bytes(other), 0)
+            self.check_recovered()
+        self.assertEqual((left_changed, moved), ({"nvme", "ahci"}, True))  # else nothing was shown
+
+    def test_pulled_out_and_put_in_again(self):
+        disk = self.lab.tested[0]
+        run = self.lab.write("LinearPatternTest", disk, None, "NumberOfPatterns=18")
+        run.wait_until(lambda: "Pattern #3" in run.log())
+        self.lab.guest.qemu("device_del", id=disk.name)
+        run.ended(60)
+        self.assertEqual((run.status, run.faults(), self.changed()), (9, [], {"nvme"}), run.out)
+        self.check_not_recovered("its drive is not there: connect it")
+        self.lab.plug_in(disk)
+        self.check_recovered()
+
+    def test_no_room(self):
+        self.lab.must("mkdir /full && mount -t tmpfs -o size=1m full /full")
+        run = self.lab.write("LinearPatternTest", self.lab.tested[0], journal="/full").ended()
+        self.assertEqual((run.status, self.lab.must("ls /full"), self.changed()), (6, "", set()), run.out)
+        self.assertRegex(run.out, r"the journal needs \d+ MiB in /full, which has 1 MiB left: .*nothing was written")
+
+    def test_journal_fails(self):
+        """The journal's drive takes nothing any more: what is overwritten by then is put back, then the test ends."""
+        self.lab.must("modprobe scsi_debug dev_size_mb=64 delay=0")
+        path = self.lab.node("ls /sys/bus/pseudo/devices/adapter0/host*/target*/*/block")
+        self.lab.must(f"mke2fs {path} && mkdir /failing && mount -t ext4 {path} /failing")
+        for test, parameters, moment, status in (
+                ("ReadWriteSpeedTest", [], "Reading sector", 6),
+                ("LinearPatternTest", ["NumberOfPatterns=18"], "Pattern #1", 6)):
+            with self.subTest(test=test):
+                run = self.lab.write(test, self.lab.tested[0], None, *parameters, journal="/failing")
+                run.wait_until(lambda run=run, moment=moment: moment in run.log())
+                self.lab.must(f"echo offline >/sys/block/{path[5:]}/device/state")
+                run.ended(60)
+                self.lab.must(f"echo running >/sys/block/{path[5:]}/device/state")
+                self.assertEqual((run.status, run.faults(), self.changed()), (status, [], set()), run.out)
+                self.assertIn("the undo journal failed: ", run.out)
+                self.check_recovered("/failing")
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)
