@@ -10,7 +10,6 @@
 #include "drivetest/terminal/Texts.h"
 #include "libDrive2/DeviceLockingManager.h"
 #include "libDrive2/DeviceOpeners.h"
-#include "zel/Format.h"
 
 namespace drivetest {
 
