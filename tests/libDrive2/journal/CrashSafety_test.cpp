@@ -3,7 +3,7 @@
 #include <deque>
 #include <unordered_set>
 
-#include "journal/JournalWorld.h"
+#include "JournalWorld.h"
 #include "libDrive2/journal/JournalLayout.h"
 
 namespace libDrive2 {

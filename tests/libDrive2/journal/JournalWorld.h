@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "journal/CrashModel.h"
+#include "CrashModel.h"
 #include "libDrive2/JournalRecovery.h"
 #include "libDrive2/OSDrive.h"
 
