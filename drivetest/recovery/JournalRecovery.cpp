@@ -141,7 +141,7 @@ std::optional<DiagDevice> JournalRecovery::findItsDrive(DriveIdentity& identity,
 }
 
 ExitStatus JournalRecovery::recoverOn(const DiagDevice& device, const DriveIdentity& identity) {
-    const zel::String path = device.osLocator();
+    const zel::String& path = device.osLocator();
     libDrive2::DeviceLockingManager volumes(path);
     if (!m_options.dryRun && !volumes.lockVolumes())
         return fail(volumes.getLastErrorStr().utf8() + "; unmount it, stop what uses it, then try again",

@@ -14,7 +14,7 @@ namespace {
 /// The model, or the path where that says more. All simulated drives are of one model.
 std::string modelOf(const quix5::DiagDevice& device) {
     const std::string locator = device.osLocator().utf8();
-    const std::string model = textProperty(device, quix5::kPropertyModel);
+    std::string model = textProperty(device, quix5::kPropertyModel);
     if (locator.starts_with("sim:"))
         return textProperty(device, quix5::kPropertySerial).empty() ? locator : model;
     if (!model.empty())

@@ -9,6 +9,7 @@
 #include "drivetest/safety/Identity.h"
 #include "drivetest/safety/JournalPlace.h"
 #include "drivetest/terminal/Texts.h"
+#include "zel/Format.h"
 
 namespace drivetest {
 
@@ -98,8 +99,9 @@ ExitStatus RunJournal::prepare(const JournalRequest& request, Console& console) 
         if (!error.empty())
             return refuse(error, kExitCannotRun);
         if (!open.empty())
-            return refuse("an interrupted test left data of " + locator + " in " + open +
-                              ": put it back first, with " + recoverCommand(locator, folder),
+            return refuse(zel::format("an interrupted test left data of %s in %s: put it back first, with %s",
+                                      locator.c_str(), open.c_str(), recoverCommand(locator, folder).c_str())
+                              .utf8(),
                           kExitNotRestored);
     }
     if (!request.preserves)

@@ -41,8 +41,7 @@ JournalContents JournalReader::read() {
     std::uint64_t newest = 0;
     for (std::uint32_t i = 0; i < journal::kSlots; ++i) {
         found[i] = readSlotHeader(journal::slotOffset(m_contents.header.slotBytes, i));
-        if (found[i].header)
-            newest = std::max(newest, found[i].header->sequence);
+        newest = std::max(newest, found[i].header.value_or(journal::SlotHeader{}).sequence);
     }
     for (std::uint32_t i = 0; i < journal::kSlots; ++i)
         readSlot(i, found[i], newest);

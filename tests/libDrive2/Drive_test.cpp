@@ -1,5 +1,7 @@
 #include "libDrive2/Drive.h"
 
+#include <algorithm>
+#include <cstring>
 #include <deque>
 
 #include "Fixtures.h"
@@ -43,8 +45,9 @@ public:
     }
     void onPlan(std::uint64_t sectors) override { log.push_back("plan " + std::to_string(sectors)); }
     bool protect(std::uint64_t lba, std::uint32_t count, const void* data, std::size_t bytes) override {
-        log.push_back(
-            zel::format("protect %u+%u %s %u", lba, count, static_cast<const char*>(data), bytes).utf8());
+        const auto* const text = static_cast<const char*>(data);
+        const std::string start(text, strnlen(text, std::min<std::size_t>(bytes, 4)));
+        log.push_back(zel::format("protect %u+%u %s %u", lba, count, start.c_str(), bytes).utf8());
         return journalWorks;
     }
     bool release(std::uint64_t lba, std::uint32_t count) override {
