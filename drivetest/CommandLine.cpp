@@ -138,7 +138,8 @@ int runCommandLine(int argc, char** argv) {
         "Sectors that hold what the test wrote, or cannot be read, get their data back; those that hold "
         "something\nelse are left alone. A journal is kept until all it holds is on the drive and read "
         "back.\n"
-        "Exit status: 0 all is well, 5 in use, 9 data is not restored (or, with --dry-run, not yet).");
+        "Exit status: 0 all is well, 5 in use, 9 data is not restored (or, with --dry-run, not yet); 6 and 8 "
+        "when\njournals cannot be listed or deleted.");
     recovery->add_option("DEVICE", recover.device,
                          "Drive, where it is not found by itself (default: all drives)");
     addJournalOption(*recovery, recover.folder);

@@ -82,8 +82,9 @@ ExitStatus checkDrive(const RunOptions& options, const PreparedRun& run) {
     return kExitPass;
 }
 
-/// A test that writes starts only when the user has confirmed it for this drive.
-ExitStatus confirm(const RunOptions& options, PreparedRun& run, Console& console) {
+/// A test that writes starts only when the user has confirmed it for this drive, and when its journal is
+/// ready.
+ExitStatus prepareWriting(const RunOptions& options, PreparedRun& run, Console& console) {
     if (run.test->descriptor.isDestructive())
         run.obstacle = findObstacle(run.device);
     if (!run.writes)
@@ -171,7 +172,7 @@ int runTests(const RunOptions& options) {
     if (const ExitStatus refused = checkDrive(options, run); refused != kExitPass)
         return refused;
     Console console(options.eventsFile == "-" ? stderr : stdout);
-    if (const ExitStatus refused = confirm(options, run, console); refused != kExitPass)
+    if (const ExitStatus refused = prepareWriting(options, run, console); refused != kExitPass)
         return refused;
     // Only now: what an earlier run wrote is not replaced by nothing.
     if (!openOutputs(options, run, error)) {

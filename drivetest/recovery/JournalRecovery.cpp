@@ -7,6 +7,7 @@
 #include "drivetest/devices/Drives.h"
 #include "drivetest/recovery/ExportFolder.h"
 #include "drivetest/safety/Identity.h"
+#include "drivetest/safety/JournalPlace.h"
 #include "drivetest/terminal/Texts.h"
 #include "libDrive2/DeviceLockingManager.h"
 #include "libDrive2/DeviceOpeners.h"
@@ -107,6 +108,7 @@ void JournalRecovery::showHeader() const {
 }
 
 bool JournalRecovery::matches(const DiagDevice& device, DriveIdentity& identity, std::string& problem) const {
+    identity = {};
     if (!identify(device, identity, problem))
         return false;
     const DriveIdentity& wanted = m_journal.header.drive;
@@ -121,17 +123,25 @@ bool JournalRecovery::matches(const DiagDevice& device, DriveIdentity& identity,
 }
 
 std::optional<DiagDevice> JournalRecovery::findItsDrive(DriveIdentity& identity, std::string& problem) const {
+    const libDrive2::JournalHeader& header = m_journal.header;
     DiagDevice device;
-    const std::string named = m_options.device.empty() ? m_journal.header.locator.utf8() : m_options.device;
-    if (findDrive(named, device, problem) && matches(device, identity, problem))
-        return device;
-    if (!m_options.device.empty())
+    if (!m_options.device.empty()) {
+        if (findDrive(m_options.device, device, problem) && matches(device, identity, problem))
+            return device;
         return std::nullopt;
+    }
+    if (!isUnmistakable(header.drive)) {
+        problem = "its drive has no serial number, so another one could be taken for it: name it, with " +
+                  recoverCommand("DEVICE", std::filesystem::path(m_path).parent_path().string());
+        return std::nullopt;
+    }
+    if (findDrive(header.locator.utf8(), device, problem) && matches(device, identity, problem))
+        return device;
     std::string resized;
     for (const DiagDevice& listed : listDrives()) {
         if (matches(listed, identity, problem))
             return listed;
-        if (problem.find("another size") != std::string::npos)
+        if (isSameDrive(identity, header.drive))
             resized = problem;
     }
     problem = !resized.empty()

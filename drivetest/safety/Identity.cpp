@@ -41,10 +41,14 @@ bool identify(const quix5::DiagDevice& device, libDrive2::DriveIdentity& identit
     return true;
 }
 
+bool isUnmistakable(const libDrive2::DriveIdentity& identity) {
+    const std::string model = identity.model.utf8();
+    return !identity.serial.isEmpty() || model.starts_with("/") || model.starts_with("sim:");
+}
+
 bool isSameDrive(const libDrive2::DriveIdentity& a, const libDrive2::DriveIdentity& b) {
     // A file stays itself when its size changes; of two sticks of one model, one may be larger.
-    const std::string model = a.model.utf8();
-    if (a.serial.isEmpty() && b.serial.isEmpty() && !model.starts_with("/") && !model.starts_with("sim:"))
+    if (!isUnmistakable(a) || !isUnmistakable(b))
         return a == b;
     return a.serial == b.serial && a.model == b.model;
 }

@@ -59,7 +59,8 @@ std::string findOpenJournal(const JournalFolder& folder, const DriveIdentity& dr
     return {};
 }
 
-/// "20261121-101500-SERIAL": sorted by time, and for a person to recognise.
+/// Microseconds and the drive, as in "1795275467886994-S4EVNX0N": sorted by time, and for a person to
+/// recognise.
 std::string fileName(const DriveIdentity& drive) {
     const auto now = std::chrono::system_clock::now().time_since_epoch();
     const auto micros = std::chrono::duration_cast<std::chrono::microseconds>(now).count();
@@ -88,9 +89,9 @@ bool outlivesProcess(const std::string& locator) {
 ExitStatus RunJournal::prepare(const JournalRequest& request, Console& console) {
     DriveIdentity drive;
     std::string error;
-    // A drive that cannot be opened now is refused by the test itself, in the record, too.
+    // Of a drive that nobody can tell from others, an open journal could not be found either.
     if (!identify(request.device, drive, error))
-        return kExitPass;
+        return refuse(error, kExitCannotRun);
     const std::string locator = request.device.osLocator().utf8();
     m_folder = request.folder.empty() ? defaultJournalFolder() : request.folder;
     // Another folder does not make the data of an interrupted run go away.

@@ -59,8 +59,14 @@ bool Drive::protectSectors(std::uint64_t lba, std::uint32_t count, const void* d
 bool Drive::readsBackAsBefore(const ProtectedRange& range) {
     const auto bytes = range.journalCount * getSectorSize();
     zel::Buffer found(bytes);
-    return doReadSector(range.journalLba, range.journalCount, found.data(), bytes) == LIBDRIVE2_NO_ERROR &&
-           m_journal->holdsOriginal(range.journalLba, range.journalCount, found.data(), bytes);
+    const auto reads = [&] {
+        return doReadSector(range.journalLba, range.journalCount, found.data(), bytes) == LIBDRIVE2_NO_ERROR;
+    };
+    // One read that goes wrong says nothing of what was written.
+    bool isRead = reads();
+    for (std::uint32_t retry = 0; !isRead && retry < m_retryCount; ++retry)
+        isRead = reads();
+    return isRead && m_journal->holdsOriginal(range.journalLba, range.journalCount, found.data(), bytes);
 }
 
 bool Drive::releaseSectors(std::uint64_t lba, std::uint32_t /*count*/) {

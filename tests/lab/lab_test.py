@@ -359,7 +359,9 @@ class Writing(LabTest):
     def check_faulty(self, kind, method):
         """The sector is named, but as it was never overwritten, it has kept its data too."""
         self.assertEqual(self.check_fault(kind, "always", method, 1, [self.WRITE_ERROR, self.NOT_RESTORED]), [])
-        LAB.must("drivetest recover && ! ls /var/lib/drivetest/journal | grep .")
+        # Named, as not all of these have a serial number, and there are several of each model.
+        disk = LAB.disk_to_write(kind, "always")
+        LAB.must(f"drivetest recover {LAB.path(disk)} && ! ls /var/lib/drivetest/journal | grep .")
 
     def test_sector_fails_for_a_while(self):
         self.assertEqual(self.check_fault("nvme", "twice", NVME, 4, [self.WRITE_ERROR]), [])
