@@ -11,6 +11,9 @@ public:
 
     /// Whether a data track lies between the two LBAs, both included.
     bool checkForDataTracks(std::uint64_t start, std::uint64_t end);
+
+protected:
+    bool takesProfile(_MMC_PROFILES profile) override;
 };
 
 }  // namespace libDrive2

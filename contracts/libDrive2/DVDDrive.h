@@ -8,6 +8,9 @@ namespace libDrive2 {
 class DVDDrive : public ScsiMMCDrive {
 public:
     using ScsiMMCDrive::ScsiMMCDrive;
+
+protected:
+    bool takesProfile(_MMC_PROFILES profile) override;
 };
 
 }  // namespace libDrive2

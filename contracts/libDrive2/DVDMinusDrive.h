@@ -4,19 +4,13 @@
 
 namespace libDrive2 {
 
-/// DVD-R and DVD-RW.
+/// DVD-R and DVD-RW: incrementally, or a formatted DVD-RW by restricted overwrite.
 class DVDMinusDrive : public RecordableDrive {
 public:
     using RecordableDrive::RecordableDrive;
 
-    _LIBDRIVE2_ERROR_TYPES prepareForWriting(const std::uint64_t& sectors) override;
-    bool reserveSectors(const std::uint64_t& sectors) override;
-    bool setWriteParameters(bool test) override;
-    bool closeOpenTrack() override;
-    bool closeOpenSession() override;
-    std::uint64_t getFreeSectors() override;
-    std::uint64_t getNextWriteAddress() override;
-    std::uint32_t numCoincidentWriteSectors() override;
+protected:
+    RecordingMethod recordingMethod(_MMC_PROFILES profile) override;
 };
 
 }  // namespace libDrive2

@@ -5,22 +5,45 @@
 
 #include "libDrive2/commands/ScsiCommands.h"
 #include "libDrive2/drives/DriveAction.h"
+#include "libDrive2/drives/MmcMedia.h"
+#include "libDrive2/drives/MmcUnit.h"
 #include "libDrive2/drives/ScsiUnit.h"
 #include "libDrive2/drives/TransferPieces.h"
+#include "zel/Clock.h"
+#include "zel/Format.h"
 
 namespace libDrive2 {
+
+namespace {
+
+/// Of every medium but CDs with other tracks than data.
+constexpr std::uint32_t kSectorBytes = 2048;
+/// A drive whose cache is full makes the host wait, seldom for longer than a power calibration takes.
+constexpr std::uint32_t kFullCacheTimeoutMs = 60000;
+constexpr std::uint32_t kFullCachePollMs = 10;
+
+}  // namespace
 
 ScsiMMCDrive::ScsiMMCDrive(SharedScsiPassThrough passThrough) : ScsiDrive(std::move(passThrough)) {
     (void)ScsiMMCDrive::doQueryMediumInfo();
 }
 
 _LIBDRIVE2_ERROR_TYPES ScsiMMCDrive::doQueryMediumInfo() {
+    m_readsStreaming.reset();
     DeviceStatus why;
     const auto capacity = ScsiUnit(*passThrough()).capacity(false, why);
     m_sectors = capacity ? capacity->sectors : 0;
     m_sectorBytes = capacity ? capacity->sectorBytes : 0;
-    return capacity ? LIBDRIVE2_NO_ERROR
-                    : fail(why.type, "asking for the medium's capacity failed: " + why.text);
+    if (m_sectors > 1)
+        return LIBDRIVE2_NO_ERROR;
+    // Of a medium without a recording drives tell one sector, or none.
+    const auto disc = MmcUnit(*passThrough()).discInformation();
+    if (disc && (!capacity || disc->status == mmc::DiscStatus::blank)) {
+        m_sectors = 0;
+        m_sectorBytes = kSectorBytes;
+    }
+    return disc || capacity ? LIBDRIVE2_NO_ERROR
+                            : fail(why.type, "asking for the medium's capacity failed: " + why.text);
 }
 
 std::uint32_t ScsiMMCDrive::getSectorSize() {
@@ -28,6 +51,71 @@ std::uint32_t ScsiMMCDrive::getSectorSize() {
 }
 std::uint64_t ScsiMMCDrive::getSectorCount() {
     return m_sectors;
+}
+
+bool ScsiMMCDrive::isMediaPresent() {
+    switch (ScsiUnit(*passThrough()).readiness()) {
+        case ScsiUnit::Readiness::ready:
+            return true;
+        case ScsiUnit::Readiness::failed: {
+            const auto event = MmcUnit(*passThrough()).mediaEvent();
+            return event && event->present && !event->trayOpen;
+        }
+        default:
+            return false;
+    }
+}
+
+bool ScsiMMCDrive::isMediaCorrect() {
+    return ScsiDrive::isMediaPresent() && takesProfile(getCurrentProfile());
+}
+
+bool ScsiMMCDrive::takesProfile(_MMC_PROFILES profile) {
+    return mmc::mediaKind(profile).capabilities != 0;
+}
+
+LIBDRIVE2_MEDIA_STATE ScsiMMCDrive::mediaState() {
+    if (isMediaLoading())
+        return LIBDRIVE2_MEDIA_BUSY;
+    return Drive::mediaState();
+}
+
+std::uint32_t ScsiMMCDrive::mediaCapabilties() {
+    const _MMC_PROFILES profile = getCurrentProfile();
+    std::uint32_t capabilities = mmc::mediaKind(profile).capabilities;
+    if ((capabilities & kMediaCD) != 0)
+        for (const mmc::TocTrack& track : MmcUnit(*passThrough()).tracks())
+            capabilities |= track.isData ? kMediaCDData : kMediaCDAudio;
+    return isWriteProtected(profile) ? capabilities | kMediaWriteProtected : capabilities;
+}
+
+bool ScsiMMCDrive::isWriteProtected(_MMC_PROFILES profile) {
+    MmcUnit unit(*passThrough());
+    const mmc::MediaKind kind = mmc::mediaKind(profile);
+    if (kind.isWriteOnce) {
+        const auto disc = unit.discInformation();
+        if (disc && disc->status == mmc::DiscStatus::complete)
+            return true;
+    }
+    const auto feature = unit.feature(mmc::kFeatureWriteProtect);
+    return feature && feature->current && unit.isWriteProtected(kind.capabilities == kMediaBD);
+}
+
+std::uint32_t ScsiMMCDrive::supportedCapabilties() {
+    std::uint32_t capabilities = 0;
+    if (const auto list = MmcUnit(*passThrough()).feature(mmc::kFeatureProfileList))
+        for (const std::uint16_t profile : mmc::profilesOf(*list))
+            capabilities |= mmc::mediaKind(profile).capabilities;
+    return capabilities;
+}
+
+_MMC_PROFILES ScsiMMCDrive::getCurrentProfile() {
+    return MmcUnit(*passThrough()).currentProfile();
+}
+
+bool ScsiMMCDrive::hasFeature(std::uint16_t feature, bool current) {
+    const auto found = MmcUnit(*passThrough()).feature(feature);
+    return found && (found->current || !current);
 }
 
 TransferCut ScsiMMCDrive::cut() const {
@@ -45,15 +133,56 @@ _LIBDRIVE2_ERROR_TYPES ScsiMMCDrive::doReadSector(std::uint64_t lba, std::uint32
                     [](std::uint64_t at, std::uint32_t sectors) { return scsi::read(at, sectors, false); });
 }
 
+_LIBDRIVE2_ERROR_TYPES ScsiMMCDrive::doReadStreaming(std::uint64_t lba, std::uint32_t count, void* buffer,
+                                                     std::uint32_t bufferBytes) {
+    if (!m_readsStreaming)
+        m_readsStreaming = hasFeature(mmc::kFeatureRealTimeStreaming, true);
+    if (!*m_readsStreaming)
+        return doReadSector(lba, count, buffer, bufferBytes);
+    const auto error = transfer({"reading", lba, count}, static_cast<std::uint8_t*>(buffer), cut(),
+                                [](std::uint64_t at, std::uint32_t sectors) {
+                                    return mmc::readStreaming(static_cast<std::uint32_t>(at), sectors);
+                                });
+    if (error != LIBDRIVE2_NOT_SUPPORTED)
+        return error;
+    m_readsStreaming = false;
+    return doReadSector(lba, count, buffer, bufferBytes);
+}
+
+/// Commands of one write follow each other only as the drive takes them: a sequential medium takes each
+/// sector once.
 _LIBDRIVE2_ERROR_TYPES ScsiMMCDrive::doWriteSector(std::uint64_t lba, std::uint32_t count, const void* buffer,
                                                    std::uint32_t /*bufferBytes*/) {
     // The transport takes one pointer for both directions; a write only reads from it.
-    return transfer({"writing", lba, count}, static_cast<std::uint8_t*>(const_cast<void*>(buffer)), cut(),
-                    [](std::uint64_t at, std::uint32_t sectors) { return scsi::write(at, sectors, false); });
+    auto* data = static_cast<std::uint8_t*>(const_cast<void*>(buffer));
+    const TransferCut pieces = cut();
+    auto error = LIBDRIVE2_NO_ERROR;
+    while (count > 0 && error == LIBDRIVE2_NO_ERROR) {
+        const std::uint32_t sectors = std::min(count, pieces.maxSectors);
+        error = writePiece(lba, sectors, data);
+        lba += sectors;
+        count -= sectors;
+        data += std::size_t{sectors} * pieces.sectorBytes;
+    }
+    return error;
+}
+
+_LIBDRIVE2_ERROR_TYPES ScsiMMCDrive::writePiece(std::uint64_t lba, std::uint32_t count, std::uint8_t* data) {
+    const zel::Stopwatch watch;
+    _LIBDRIVE2_ERROR_TYPES error{};
+    while (true) {
+        error = transfer({"writing", lba, count}, data, cut(), [](std::uint64_t at, std::uint32_t sectors) {
+            return scsi::write(at, sectors, false);
+        });
+        if (error != LIBDRIVE2_BUSY || watch.elapsedMilliseconds() >= kFullCacheTimeoutMs)
+            return error;
+        zel::System::mssleep(kFullCachePollMs);
+    }
 }
 
 _LIBDRIVE2_ERROR_TYPES ScsiMMCDrive::doSeekSector(std::uint64_t lba) {
-    return perform(scsi::seek(static_cast<std::uint32_t>(lba)), {"seeking to", lba, 1});
+    const auto error = perform(scsi::seek(static_cast<std::uint32_t>(lba)), {"seeking to", lba, 1});
+    return error == LIBDRIVE2_NOT_SUPPORTED ? Drive::doSeekSector(lba) : error;
 }
 
 }  // namespace libDrive2

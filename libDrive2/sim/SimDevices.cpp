@@ -10,6 +10,7 @@
 #include "libDrive2/sim/SimNVMeDevice.h"
 #include "libDrive2/sim/SimScsiDevice.h"
 #include "libDrive2/sim/SimUfiDevice.h"
+#include "libDrive2/sim/optical/OpticalDevices.h"
 
 namespace libDrive2 {
 
@@ -102,6 +103,8 @@ SharedMedium openFully(const zel::String& locator, SimKind kind, const char* int
 }  // namespace
 
 std::unique_ptr<BlockHandle> openSimBlockDevice(const zel::String& locator, std::uint32_t desiredAccess) {
+    if (isOpticalLocator(locator))
+        return openOpticalBlockDevice(locator, desiredAccess);
     SharedMedium medium = openMedium(locator, desiredAccess, kAllSimKinds, "block");
     const bool writable = (desiredAccess & kAccessWrite) != 0;
     return medium ? std::make_unique<SimBlockHandle>(std::move(medium), writable) : nullptr;
@@ -109,6 +112,8 @@ std::unique_ptr<BlockHandle> openSimBlockDevice(const zel::String& locator, std:
 
 std::unique_ptr<ScsiPassThrough> openSimScsiDevice(const zel::String& locator, std::uint32_t desiredAccess) {
     constexpr SimKinds kScsiKinds = simKinds(SimKind::scsi, SimKind::ufi, SimKind::ata);
+    if (isOpticalLocator(locator))
+        return openOpticalScsiDevice(locator, desiredAccess);
     SharedMedium medium = openMedium(locator, desiredAccess, kScsiKinds, "SCSI");
     if (!medium)
         return nullptr;
@@ -134,6 +139,8 @@ std::unique_ptr<NVMeDevice> openSimNVMeDevice(const zel::String& locator) {
 }
 
 std::optional<SimIdentity> describeSimDevice(const zel::String& locator, zel::String& error) {
+    if (isOpticalLocator(locator))
+        return describeOpticalDevice(locator, error);
     const SharedMedium medium = openMedium(locator, kAccessRead, kAllSimKinds, "block");
     if (medium)
         return identify(*medium);

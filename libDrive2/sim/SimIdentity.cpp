@@ -23,6 +23,8 @@ DeviceCapability capabilitiesOf(const SimOptions& options) {
             return DeviceCapability::FloppyDrive;
         case SimKind::ufi:
             return DeviceCapability::USB_UFI | DeviceCapability::FloppyDrive;
+        case SimKind::optical:
+            return DeviceCapability::SCSIMMC | DeviceCapability::CDROM;
     }
     return DeviceCapability::HardDrive;
 }

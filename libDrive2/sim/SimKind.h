@@ -8,10 +8,18 @@
 namespace libDrive2 {
 
 /// What a simulated drive is. The values are sets of one, so that several kinds make a set.
-enum class SimKind : std::uint32_t { disk = 1, scsi = 2, ata = 4, nvme = 8, floppy = 16, ufi = 32 };
+enum class SimKind : std::uint32_t {
+    disk = 1,
+    scsi = 2,
+    ata = 4,
+    nvme = 8,
+    floppy = 16,
+    ufi = 32,
+    optical = 64
+};
 
 using SimKinds = std::uint32_t;
-inline constexpr SimKinds kAllSimKinds = 0x3F;
+inline constexpr SimKinds kAllSimKinds = 0x7F;
 
 template <class... Kinds>
 constexpr SimKinds simKinds(Kinds... kinds) {
@@ -43,6 +51,8 @@ inline constexpr std::array kSimKinds = {
     SimKindTraits{SimKind::floppy, "floppy", "Simulated floppy", kFloppySectors, 128, kAnySectors, true},
     // UFI: READ CAPACITY(10) is all there is.
     SimKindTraits{SimKind::ufi, "ufi", "Simulated UFI", kFloppySectors, 128, 0xFFFFFFFF, true},
+    // MMC-6: READ CAPACITY is that of 10 bytes; each medium has a size of its own.
+    SimKindTraits{SimKind::optical, "optical", "Simulated writer", 1, 2048, 0xFFFFFFFF, true},
 };
 
 constexpr const SimKindTraits& traitsOf(SimKind kind) {

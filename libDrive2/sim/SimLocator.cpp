@@ -97,6 +97,8 @@ bool parseSectorSize(const std::string& text, SimOptions& options) {
 }
 
 bool parseMedia(const std::string& text, SimOptions& options) {
+    if (options.kind == SimKind::optical)
+        return options.optical.parseMedia(text);
     options.mediumPresent = text != "none";
     return text == "none" || text == "disk";
 }
@@ -118,6 +120,17 @@ bool parseSense(const std::string& text, SimOptions& options) {
     return text == "descriptor" || text == "fixed";
 }
 
+/// "yes" or "no".
+bool parseTray(const std::string& text, SimOptions& options) {
+    options.optical.tray = text != "no";
+    return text == "no" || text == "yes";
+}
+
+bool parsePerformance(const std::string& text, SimOptions& options) {
+    options.optical.performance = false;
+    return text == "none";
+}
+
 bool takeText(const std::string& text, std::string& value) {
     value = text;
     return !text.empty();
@@ -134,13 +147,15 @@ constexpr const char* kRangesForm = "sectors such as 1234+5000-5003";
 constexpr const char* kNumberForm = "a whole number from 1 on";
 
 constexpr SimKinds kLoadable = simKinds(SimKind::disk, SimKind::scsi, SimKind::floppy, SimKind::ufi);
+constexpr SimKinds kOpticalOnly = simKinds(SimKind::optical);
+constexpr SimKinds kWithSectorSizes = kAllSimKinds & ~kOpticalOnly;
 constexpr SimKinds kWithSense = simKinds(SimKind::scsi, SimKind::ata, SimKind::ufi);
 constexpr SimKinds kWithTemperature = simKinds(SimKind::scsi, SimKind::ata, SimKind::nvme);
 constexpr SimKinds kAtaOnly = simKinds(SimKind::ata);
 
 constexpr std::array kKeys = {
     Key{"sectors", "a whole number", parseSectors},
-    Key{"sector-size", "a power of two from 128 to 65536", parseSectorSize},
+    Key{"sector-size", "a power of two from 128 to 65536", parseSectorSize, kWithSectorSizes},
     Key{"image", "the path of a file", [](auto& v, auto& o) { return takeText(v, o.imagePath); }},
     Key{"bad", kRangesForm, [](auto& v, auto& o) { return parseRanges(v, o.bad); }},
     Key{"bad-write", kRangesForm, [](auto& v, auto& o) { return parseRanges(v, o.badWrite); }},
@@ -153,7 +168,12 @@ constexpr std::array kKeys = {
     Key{"busy-at", kNumberForm, [](auto& v, auto& o) { return parsePositive(v, o.busyAt); }},
     Key{"speed", "MB/s, a whole number from 1 to 1000000", parseSpeed},
     Key{"serial", "a text", [](auto& v, auto& o) { return takeText(v, o.serial); }},
-    Key{"media", "none or disk", parseMedia, kLoadable},
+    Key{"media", "none or disk; for optical the names of media, such as none>cdr>dvd+rw", parseMedia,
+        kLoadable | kOpticalOnly},
+    Key{"state", "blank, appendable, closed or unformatted",
+        [](auto& v, auto& o) { return o.optical.parseState(v); }, kOpticalOnly},
+    Key{"tray", "yes or no", parseTray, kOpticalOnly},
+    Key{"performance", "none", parsePerformance, kOpticalOnly},
     Key{"temperature", "degrees Celsius from 0 to 200", parseTemperature, kWithTemperature},
     Key{"sense", "fixed or descriptor", parseSense, kWithSense},
     Key{"wp", nullptr, [](auto&, auto& o) { return o.writeProtected = true; }},
@@ -214,6 +234,7 @@ std::string applyKind(const std::string& name, SimOptions& options) {
     options.kind = kind->kind;
     options.sectors = kind->defaultSectors;
     options.removable = kind->removable;
+    options.sectorBytes = std::max(options.sectorBytes, kind->minSectorBytes);
     return {};
 }
 
@@ -227,6 +248,12 @@ std::string checkWhole(const SimOptions& options) {
     const auto isPrintable = [](char c) { return c >= ' ' && c <= '~'; };
     if (options.serial.size() > kMaxSerialLength || !std::ranges::all_of(options.serial, isPrintable))
         return "a serial number has at most 20 characters, all of them ASCII";
+    if (options.kind == SimKind::optical) {
+        const std::string problem =
+            options.optical.check(!options.imagePath.empty(), options.sectorsGiven, options.sectors);
+        if (!problem.empty())
+            return problem;
+    }
     // The size of a backing file is known only when it is opened.
     return options.imagePath.empty() || options.sectorsGiven ? checkSize(options) : "";
 }
@@ -264,6 +291,8 @@ std::optional<SimOptions> parseSimLocator(const zel::String& locator, zel::Strin
     std::string problem = applyKind(pieces.front(), options);
     for (std::size_t i = 1; i < pieces.size() && problem.empty(); ++i)
         problem = applyPiece(pieces[i], options);
+    if (options.kind == SimKind::optical && !options.sectorsGiven)
+        options.sectors = options.optical.largestSectors();
     if (problem.empty())
         problem = checkWhole(options);
     if (problem.empty())

@@ -8,6 +8,7 @@
 
 #include "libDrive2/sim/SectorRanges.h"
 #include "libDrive2/sim/SimKind.h"
+#include "libDrive2/sim/optical/OpticalOptions.h"
 #include "zel/String.h"
 
 namespace libDrive2 {
@@ -44,6 +45,7 @@ struct SimOptions {
     bool descriptorSense = false;
     bool locked = false;    ///< with a password
     bool emulated = false;  ///< an ATA drive that also answers SCSI commands
+    SimOpticalOptions optical;
 };
 
 bool isSimLocator(const zel::String& locator);

@@ -54,9 +54,9 @@ TEST(SimLocator, SaysWhatIsWrong) {
 TEST(SimLocator, RefusesWhatAKindDoesNotHave) {
     const struct {
         const char *locator, *problem;
-    } cases[] = {{"tape", "there is no kind \"tape\"; known are disk, scsi, ata, nvme, floppy, ufi"},
+    } cases[] = {{"tape", "there is no kind \"tape\"; known are disk, scsi, ata, nvme, floppy, ufi, optical"},
                  {"scsi,locked", "\"locked\" is only for ata"},
-                 {"nvme,media=none", "\"media\" is only for disk, scsi, floppy, ufi"},
+                 {"nvme,media=none", "\"media\" is only for disk, scsi, floppy, ufi, optical"},
                  {"nvme,sense=fixed", "\"sense\" is only for scsi, ata, ufi"},
                  {"disk,temperature=1", "\"temperature\" is only for scsi, ata, nvme"},
                  {"ata,temperature=201",

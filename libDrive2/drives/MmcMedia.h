@@ -1,0 +1,21 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "libDrive2/MmcTypes.h"
+
+namespace libDrive2::mmc {
+
+/// What a profile says of its media.
+struct MediaKind {
+    std::uint32_t capabilities = 0;  ///< MediaCapability flags; 0 no media, or unknown ones
+    bool isWriteOnce = false;
+    double kilobytesPerSecond = 0;  ///< 1x, 1 KB = 1000 bytes, as drives state speeds
+};
+MediaKind mediaKind(std::uint16_t profile);
+
+/// The types of FORMAT UNIT that format the whole of such media, the preferred one first.
+std::vector<std::uint8_t> formatTypes(std::uint16_t profile);
+
+}  // namespace libDrive2::mmc

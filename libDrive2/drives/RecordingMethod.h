@@ -1,0 +1,30 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "libDrive2/MmcTypes.h"
+#include "libDrive2/commands/MmcParameters.h"
+
+namespace libDrive2 {
+
+/// How a kind of medium is written (MMC-6, 4: the models of the media).
+struct RecordingMethod {
+    enum class Access : std::uint8_t {
+        none,        ///< not by this class
+        sequential,  ///< each sector once, behind the one before
+        random,      ///< sectors of a formatted medium, any number of times
+    };
+    Access access = Access::none;
+    std::uint32_t unitSectors = 1;                   ///< written together
+    bool takesOnce = false;                          ///< random access, but each sector once
+    bool reservesTrack = false;                      ///< a track of the recording's size, before it
+    bool jumpsLayers = false;                        ///< the drive tells where each unit goes
+    std::optional<BlankType> blanking;               ///< makes a written medium empty again
+    std::optional<mmc::WriteParameters> parameters;  ///< nothing for media that take none
+};
+
+/// DVD-R and DVD-RW, shared by their two classes.
+RecordingMethod dvdMinusMethod(_MMC_PROFILES profile);
+
+}  // namespace libDrive2

@@ -1,0 +1,97 @@
+#include <algorithm>
+#include <bit>
+#include <limits>
+
+#include "libDrive2/ScsiMMCDrive.h"
+#include "libDrive2/commands/Bytes.h"
+#include "libDrive2/drives/DriveAction.h"
+#include "libDrive2/drives/MmcMedia.h"
+#include "libDrive2/drives/MmcUnit.h"
+#include "zel/Format.h"
+
+/// Speeds of optical drives.
+
+namespace libDrive2 {
+
+namespace {
+
+/// More do not fit one answer's length that every host adapter moves.
+constexpr std::uint32_t kMaxDescriptors = 1024;
+constexpr std::uint32_t kStreamingTimeMs = 1000;  ///< in which the KB of a descriptor's speed are moved
+
+std::uint32_t fromWire(std::uint32_t field) {
+    const auto bytes = std::bit_cast<std::array<std::uint8_t, 4>>(field);
+    return loadBigEndian<std::uint32_t>(bytes, 0);
+}
+
+std::uint32_t toWire(std::uint32_t value) {
+    std::array<std::uint8_t, 4> bytes{};
+    storeBigEndian(bytes, 0, value);
+    return std::bit_cast<std::uint32_t>(bytes);
+}
+
+std::uint16_t cdSpeed(std::uint32_t wireSpeed) {
+    return static_cast<std::uint16_t>(
+        std::min<std::uint32_t>(fromWire(wireSpeed), std::numeric_limits<std::uint16_t>::max()));
+}
+
+}  // namespace
+
+bool ScsiMMCDrive::getNominalPerformance(zel::Array<::scsi::mmc_performance_nom_desc_t>& descriptors,
+                                         std::uint32_t maxDescriptors, bool writing) {
+    MmcUnit unit(*passThrough());
+    const auto found = unit.nominalPerformance(
+        writing, static_cast<std::uint16_t>(std::min(maxDescriptors, kMaxDescriptors)));
+    if (!found)
+        return succeeded(
+            fail(unit.why().type, "asking for the drive's performance failed: " + unit.why().text));
+    for (const auto& descriptor : *found)
+        descriptors.append(descriptor);
+    return succeeded(LIBDRIVE2_NO_ERROR);
+}
+
+bool ScsiMMCDrive::getReadWriteSpeeds(zel::Array<zel_write_speed_desc_t>& descriptors) {
+    MmcUnit unit(*passThrough());
+    descriptors.clear();
+    const auto found = unit.writeSpeeds();
+    if (!found)
+        return succeeded(
+            fail(unit.why().type, "asking for the drive's write speeds failed: " + unit.why().text));
+    for (const auto& descriptor : *found)
+        descriptors.append(descriptor);
+    return succeeded(LIBDRIVE2_NO_ERROR);
+}
+
+bool ScsiMMCDrive::setCDSpeed(std::uint8_t rotationControl, std::uint16_t readSpeed,
+                              std::uint16_t writeSpeed) {
+    return succeeded(perform(mmc::setCdSpeed(rotationControl, readSpeed, writeSpeed), {"setting the speed"}));
+}
+
+bool ScsiMMCDrive::setStreamingPerformance(::scsi::mmc_performance_desc_t descriptor) {
+    return succeeded(sendParameters(mmc::setStreaming(sizeof descriptor), &descriptor, sizeof descriptor,
+                                    "setting the speed"));
+}
+
+bool ScsiMMCDrive::setReadWriteSpeed(const zel_write_speed_desc_t& descriptor) {
+    ::scsi::mmc_performance_desc_t streaming{};
+    // Rotation control, restore defaults and exact stand at the same places in both; the lowest bit does not
+    // mean the same.
+    streaming.flags = descriptor.flags & 0x1E;
+    streaming.endLba = descriptor.endLba;
+    streaming.readSize = descriptor.readSpeed;
+    streaming.writeSize = descriptor.writeSpeed;
+    streaming.readTime = streaming.writeTime = toWire(kStreamingTimeMs);
+    if (setStreamingPerformance(streaming))
+        return true;
+    if (lastError != LIBDRIVE2_NOT_SUPPORTED)
+        return false;
+    const auto rotationControl = static_cast<std::uint8_t>(descriptor.flags >> 3 & 0x03);
+    return setCDSpeed(rotationControl, cdSpeed(descriptor.readSpeed), cdSpeed(descriptor.writeSpeed));
+}
+
+zel::String ScsiMMCDrive::writeSpeedMultiplier(std::uint32_t kilobytesPerSecond) {
+    const double single = mmc::mediaKind(getCurrentProfile()).kilobytesPerSecond;
+    return zel::format("%.1f", single > 0 ? kilobytesPerSecond / single : 0.0);
+}
+
+}  // namespace libDrive2

@@ -1,0 +1,64 @@
+#pragma once
+
+#include "libDrive2/sim/SimMedium.h"
+#include "libDrive2/sim/optical/OpticalTracks.h"
+
+namespace libDrive2 {
+
+/// One medium: what it holds, what state it is in, and what may be done to it. Refusals are the drive's;
+/// outcomes are those of sectors that cannot be read or written.
+class OpticalDisc {
+public:
+    /// `image` holds the contents of a pressed medium; empty for one in memory. The size of the medium and
+    /// its faults are those of the options.
+    OpticalDisc(const OpticalMediaType& type, const SimOptions& options, SharedBlockHandle image);
+
+    /// Changes as blanking and formatting change the profile.
+    [[nodiscard]] const OpticalMediaType& type() const { return *m_type; }
+    [[nodiscard]] const OpticalTracks& tracks() const { return m_tracks; }
+    [[nodiscard]] bool isFormatted() const { return m_formatted; }
+    [[nodiscard]] bool isWriteProtected() const { return m_writeProtected; }
+    /// Whether anything can be written as things are.
+    [[nodiscard]] bool isWritable() const;
+    [[nodiscard]] bool isSequential() const { return m_type->writing == OpticalWriting::sequential; }
+    [[nodiscard]] std::uint32_t capacity() const { return m_capacity; }
+    /// What READ CAPACITY tells of.
+    [[nodiscard]] std::uint32_t readableSectors() const;
+    /// Whether something was written that is not durable yet.
+    [[nodiscard]] bool isDirty() const { return m_dirty; }
+
+    [[nodiscard]] OpticalRefusal checkRead(std::uint64_t lba, std::uint64_t count) const;
+    [[nodiscard]] OpticalRefusal checkWrite(std::uint64_t lba, std::uint64_t count) const;
+    // Only what has been checked is read and written.
+    SimOutcome read(std::uint64_t lba, std::uint32_t count, std::uint8_t* buffer) {
+        return m_contents.read(lba, count, buffer);
+    }
+    SimOutcome verify(std::uint64_t lba, std::uint32_t count) { return m_contents.verify(lba, count); }
+    [[nodiscard]] SimOutcome seek(std::uint64_t lba) const { return m_contents.seek(lba); }
+    /// A recording without the laser leaves no data; endTest() undoes what it did to the tracks.
+    SimOutcome write(std::uint64_t lba, std::uint32_t count, const std::uint8_t* buffer, bool test);
+    void endTest();
+    void synchronize();
+
+    OpticalRefusal reserve(std::uint32_t sectors);
+    OpticalRefusal closeTrack(std::uint32_t number);
+    OpticalRefusal closeSession(bool last);
+    OpticalRefusal blank();
+    /// Makes so many sectors usable under the profile, which is one of this kind of medium.
+    OpticalRefusal format(std::uint16_t profile, std::uint32_t sectors);
+
+private:
+    [[nodiscard]] OpticalRefusal checkRecording() const;
+
+    const OpticalMediaType* m_type;
+    std::uint32_t m_capacity;
+    OpticalTracks m_tracks;
+    SimMedium m_contents;
+    SectorRanges m_writtenOnce;
+    std::optional<OpticalTracks> m_beforeTest;
+    bool m_writeProtected;
+    bool m_formatted = true;
+    bool m_dirty = false;
+};
+
+}  // namespace libDrive2

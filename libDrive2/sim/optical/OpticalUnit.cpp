@@ -1,0 +1,58 @@
+#include "libDrive2/sim/optical/OpticalUnit.h"
+
+#include <algorithm>
+
+#include "libDrive2/sim/SimBytes.h"
+
+namespace libDrive2 {
+
+namespace {
+
+/// The speed key counts in megabytes of 1,048,576 bytes.
+std::uint32_t speedLimit(const SimOptions& options) {
+    return static_cast<std::uint32_t>(options.megabytesPerSecond * 1048576 / 1000);
+}
+
+}  // namespace
+
+OpticalUnit::OpticalUnit(SimOptions given, SharedBlockHandle image)
+    : options(std::move(given)), tray(options, std::move(image)), speeds(speedLimit(options)) {}
+
+void OpticalUnit::update() {
+    tray.update();
+    const OpticalMediaType* const type = tray.disc() != nullptr ? &tray.disc()->type() : nullptr;
+    if (type == m_type)
+        return;
+    m_type = type;
+    speeds.setMedium(type);
+    modePages.setMedium(type);
+}
+
+std::uint16_t OpticalUnit::profile() const {
+    return tray.disc() != nullptr ? tray.disc()->type().profile : kNoProfile;
+}
+
+std::vector<std::uint8_t> behindHeader(std::size_t headerBytes, const std::vector<std::uint8_t>& body) {
+    std::vector<std::uint8_t> bytes(headerBytes + body.size());
+    std::ranges::copy(body, bytes.begin() + static_cast<std::ptrdiff_t>(headerBytes));
+    return bytes;
+}
+
+void putProgress(std::uint8_t* sense, std::uint16_t progress) {
+    constexpr std::uint8_t kSenseKeySpecificValid = 0x80;
+    sense[15] = kSenseKeySpecificValid;
+    putBigEndian(sense + 16, 2, progress);
+}
+
+void OpticalCommand::failBusy(const LongOperation& operation) {
+    fail(operation.sense());
+    putProgress(m_response.sense.data(), operation.progress());
+}
+
+bool OpticalCommand::accept(const OpticalRefusal& refusal) {
+    if (refusal)
+        fail(*refusal);
+    return !refusal;
+}
+
+}  // namespace libDrive2
