@@ -43,6 +43,9 @@ public:
     virtual std::uint64_t getNextWriteAddress(std::uint64_t position);
     /// Sectors that must be written together, starting at a multiple of their number.
     virtual std::uint32_t numCoincidentWriteSectors();
+    /// Whether units of the reserved area can be written in any order; then positions may be asked for in any
+    /// order, too. Otherwise each must follow the one before.
+    virtual bool takesAnyOrder();
     /// Takes ownership; replaces the callback before.
     void setRecordableCallback(std::unique_ptr<RecordableDriveCallback> callback);
 

@@ -6,7 +6,9 @@ namespace libDrive2 {
 
 RecordingMethod DVDMRDLLJDrive::recordingMethod(_MMC_PROFILES profile) {
     RecordingMethod method = dvdMinusMethod(profile);
-    if (profile != kProfileDVDRDualLayerSequential && profile != kProfileDVDRDualLayerJump)
+    const bool takesJumps =
+        profile == kProfileDVDRDualLayerSequential || profile == kProfileDVDRDualLayerJump;
+    if (!takesJumps || !method.parameters)
         return method;
     method.jumpsLayers = true;
     method.parameters->type = mmc::WriteType::layerJump;

@@ -22,6 +22,7 @@ constexpr std::uint16_t kModeAllocation = 192;
 constexpr std::uint16_t kPerformanceHeaderBytes = 8;
 constexpr std::uint16_t kPerformanceBytes = 16;
 constexpr std::uint16_t kMaxSpeeds = 64;
+constexpr unsigned kMaxTracks = 2302;  ///< of a DVD-R, which has the most
 
 /// To a question even a changed medium is mere news: drives take one that they blanked for that, too.
 bool isNews(const scsi::Outcome& outcome) {
@@ -81,6 +82,17 @@ std::optional<mmc::TrackInformation> MmcUnit::writableTrack() {
         return last;
     const auto invisible = trackInformation(mmc::TrackAddress::track, mmc::kInvisibleTrack);
     return invisible && invisible->nextWritable ? invisible : std::nullopt;
+}
+
+std::vector<std::uint16_t> MmcUnit::unfinishedTracks() {
+    std::vector<std::uint16_t> numbers;
+    const auto disc = discInformation();
+    const std::uint32_t last = disc ? std::min<std::uint32_t>(disc->lastTrack, kMaxTracks) : 0;
+    for (std::uint32_t number = 1; number < last; ++number)
+        if (const auto track = trackInformation(mmc::TrackAddress::track, number);
+            track && track->nextWritable && track->freeSectors != 0)
+            numbers.push_back(static_cast<std::uint16_t>(number));
+    return numbers;
 }
 
 std::vector<mmc::TocTrack> MmcUnit::tracks() {

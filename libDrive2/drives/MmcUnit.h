@@ -27,6 +27,9 @@ public:
     std::optional<mmc::TrackInformation> trackInformation(mmc::TrackAddress kind, std::uint32_t address);
     /// The track that takes what is written next: the last one, or the one not begun yet.
     std::optional<mmc::TrackInformation> writableTrack();
+    /// Tracks before the last one that are not full: they were reserved, and keep the session from being
+    /// closed.
+    std::vector<std::uint16_t> unfinishedTracks();
     /// Empty without a closed session, too.
     std::vector<mmc::TocTrack> tracks();
     std::optional<mmc::FormatCapacities> formatCapacities();

@@ -49,6 +49,10 @@ RecordingMethod RecordableDrive::method() {
     return recordingMethod(getCurrentProfile());
 }
 
+bool RecordableDrive::takesAnyOrder() {
+    return method().access == RecordingMethod::Access::random;
+}
+
 bool RecordableDrive::takesProfile(_MMC_PROFILES profile) {
     return recordingMethod(profile).access != RecordingMethod::Access::none;
 }
@@ -202,17 +206,20 @@ _LIBDRIVE2_ERROR_TYPES RecordableDrive::reserveTrack(const RecordingMethod& how,
     if (sectors > track->freeSectors)
         return fail(LIBDRIVE2_BAD_ARGUMENT,
                     zel::format("%u sectors are free, not %u", track->freeSectors, sectors));
+    std::uint32_t start = track->nextWritable.value_or(0);
     // A track that was begun already, when an earlier recording broke off, is simply gone on with.
     if (how.reservesTrack && track->blank) {
         const auto error =
             finish(mmc::reserveTrack(static_cast<std::uint32_t>(sectors)), "reserving a track");
         if (error != LIBDRIVE2_NO_ERROR && error != LIBDRIVE2_NOT_SUPPORTED)
             return error;
-        const auto reserved = unit.trackInformation(mmc::TrackAddress::lba, *track->nextWritable);
-        if (reserved && reserved->nextWritable)
+        const auto reserved = unit.trackInformation(mmc::TrackAddress::lba, start);
+        if (reserved && reserved->nextWritable) {
+            start = *reserved->nextWritable;
             track = reserved;
+        }
     }
-    setArea(*track->nextWritable, sectors);
+    setArea(start, sectors);
     m_track = track->number;
     m_jumpSectors = how.jumpsLayers ? how.unitSectors : 0;
     return LIBDRIVE2_NO_ERROR;
@@ -234,7 +241,7 @@ std::uint64_t RecordableDrive::getNextWriteAddress() {
     if (method().access != RecordingMethod::Access::sequential)
         return 0;
     const auto track = MmcUnit(*passThrough()).writableTrack();
-    return track ? *track->nextWritable : 0;
+    return track ? track->nextWritable.value_or(0) : 0;
 }
 
 std::uint64_t RecordableDrive::getNextWriteAddress(std::uint64_t position) {
@@ -288,7 +295,13 @@ bool RecordableDrive::closeOpenSession() {
     const auto disc = MmcUnit(*passThrough()).discInformation();
     const bool formatRuns = disc && disc->backgroundFormat == mmc::BackgroundFormat::running;
     auto error = LIBDRIVE2_NO_ERROR;
-    if (how.access == RecordingMethod::Access::sequential || formatRuns)
+    // Recordings that broke off leave tracks that they had reserved.
+    if (how.reservesTrack)
+        for (const std::uint16_t track : MmcUnit(*passThrough()).unfinishedTracks())
+            if (error == LIBDRIVE2_NO_ERROR)
+                error = finish(mmc::closeTrackSession(mmc::CloseFunction::track, track, true),
+                               "closing a track that was begun earlier");
+    if (error == LIBDRIVE2_NO_ERROR && (how.access == RecordingMethod::Access::sequential || formatRuns))
         error = finish(mmc::closeTrackSession(mmc::CloseFunction::session, 0, true), "closing the session");
     if (error == LIBDRIVE2_NO_ERROR)
         error = doQueryMediumInfo();

@@ -21,6 +21,8 @@ constexpr std::uint32_t kSectorBytes = 2048;
 /// A drive whose cache is full makes the host wait, seldom for longer than a power calibration takes.
 constexpr std::uint32_t kFullCacheTimeoutMs = 60000;
 constexpr std::uint32_t kFullCachePollMs = 10;
+/// SEEK(10) and READ(12) address sectors with 32 bits.
+constexpr std::uint64_t kLbaLimit = std::uint64_t{1} << 32;
 
 }  // namespace
 
@@ -137,7 +139,8 @@ _LIBDRIVE2_ERROR_TYPES ScsiMMCDrive::doReadStreaming(std::uint64_t lba, std::uin
                                                      std::uint32_t bufferBytes) {
     if (!m_readsStreaming)
         m_readsStreaming = hasFeature(mmc::kFeatureRealTimeStreaming, true);
-    if (!*m_readsStreaming)
+    // READ(12) has no room for LBAs beyond 32 bits.
+    if (!*m_readsStreaming || lba > kLbaLimit - count)
         return doReadSector(lba, count, buffer, bufferBytes);
     const auto error = transfer({"reading", lba, count}, static_cast<std::uint8_t*>(buffer), cut(),
                                 [](std::uint64_t at, std::uint32_t sectors) {
@@ -181,6 +184,9 @@ _LIBDRIVE2_ERROR_TYPES ScsiMMCDrive::writePiece(std::uint64_t lba, std::uint32_t
 }
 
 _LIBDRIVE2_ERROR_TYPES ScsiMMCDrive::doSeekSector(std::uint64_t lba) {
+    if (lba >= kLbaLimit)
+        return fail(LIBDRIVE2_BAD_ARGUMENT,
+                    zel::format("sector %u lies beyond the end of any optical medium", lba));
     const auto error = perform(scsi::seek(static_cast<std::uint32_t>(lba)), {"seeking to", lba, 1});
     return error == LIBDRIVE2_NOT_SUPPORTED ? Drive::doSeekSector(lba) : error;
 }

@@ -17,6 +17,7 @@ Handler readCapacity, readSectors, writeSectors, verifySectors, seekSector, sync
 // OpticalRecording.cpp: tracks, sessions and formats.
 Handler reserveTrack, closeTrackSession, blankDisc, formatUnit, readFormatCapacities;
 // OpticalReports.cpp: what the drive and the medium are.
-Handler getConfiguration, getPerformance, readDiscInformation, readTrackInformation, readToc;
+Handler getConfiguration, getPerformance, readDiscInformation, readDiscStructure;
+Handler readTrackInformation, readToc;
 
 }  // namespace libDrive2::optical

@@ -30,8 +30,10 @@ Bytes standardInquiry() {
     return bytes;
 }
 
-std::span<const std::uint8_t> parameterList(const OpticalCommand& command, std::uint64_t length) {
-    return {command.buffer(), std::min<std::size_t>(length, command.bufferBytes(DataDirection::toDevice))};
+std::span<const std::uint8_t> parameterList(OpticalCommand& command, std::uint64_t length) {
+    const auto bytes = std::min<std::size_t>(length, command.bufferBytes(DataDirection::toDevice));
+    command.setTransferred(bytes);
+    return {command.buffer(), bytes};
 }
 
 }  // namespace
@@ -152,12 +154,15 @@ void setCdSpeed(OpticalUnit& unit, OpticalCommand& command) {
 
 void setStreaming(OpticalUnit& unit, OpticalCommand& command) {
     constexpr std::size_t kDescriptorBytes = 28;
+    constexpr SimSense kInvalidParameter{0x5, 0x26, 0x00};
     constexpr std::uint8_t kRestoreDefaults = 0x04;
     const std::span<const std::uint8_t> list = parameterList(command, command.field(9, 2));
     if (command.byte(8) != 0)
         return command.fail(kInvalidField);
     if (list.size() != kDescriptorBytes)
         return command.fail(kParameterListLength);
+    if (getBigEndian(&list[4], 4) > getBigEndian(&list[8], 4))
+        return command.fail(kInvalidParameter);
     // KB in so many milliseconds.
     const auto speed = [&list](std::size_t at) {
         const std::uint64_t perSecond = getBigEndian(&list[at], 4) * 1000;

@@ -10,10 +10,24 @@ constexpr SimSense kWriteProtected{0x7, 0x27, 0x00};
 constexpr SimSense kNotFormatted{0x3, 0x31, 0x00};
 constexpr SimSense kCannotReadMedium{0x5, 0x30, 0x02};
 
+// CD recording in packets (MMC-6): seven sectors of each link it to its neighbours.
+constexpr std::uint32_t kPacketSectors = 32;
+constexpr std::uint32_t kLinkedPacketSectors = kPacketSectors + 7;
+
+bool isInPackets(const OpticalMediaType& type) {
+    return type.isCd() && type.writing == OpticalWriting::overwrite;
+}
+
 std::uint32_t capacityOf(const OpticalMediaType& type, const SimOptions& options) {
     const bool isFitted = options.sectorsGiven || !options.imagePath.empty();
     const auto sectors = isFitted ? static_cast<std::uint32_t>(options.sectors) : type.sectors;
-    return type.writing == OpticalWriting::none ? sectors : sectors - sectors % type.blocking;
+    if (type.writing == OpticalWriting::none)
+        return sectors;
+    if (isInPackets(type))
+        return sectors / kPacketSectors * kLinkedPacketSectors;
+    // Both layers hold the same number of blocks.
+    const std::uint32_t step = type.blocking * (type.jumpsLayers() ? 2 : 1);
+    return sectors - sectors % step;
 }
 
 /// The sectors with their faults; time and protection are the drive's business and the disc's.
@@ -36,12 +50,16 @@ OpticalDisc::OpticalDisc(const OpticalMediaType& type, const SimOptions& options
     const OpticalState wanted = options.optical.state;
     const OpticalState state = type.canBeMade(wanted) ? wanted : OpticalState::usual;
     if (!isSequential())
-        m_tracks = OpticalTracks::pressed(type, m_capacity);
+        m_tracks = OpticalTracks::pressed(type, capacity());
     else if (state == OpticalState::appendable)
         m_tracks.record(m_capacity / 4, false);
     else if (state == OpticalState::closed)
         m_tracks.record(m_capacity, true);
     m_formatted = state != OpticalState::unformatted;
+}
+
+std::uint32_t OpticalDisc::capacityAs(const OpticalMediaType& type) const {
+    return isInPackets(type) ? m_capacity / kLinkedPacketSectors * kPacketSectors : m_capacity;
 }
 
 bool OpticalDisc::isWritable() const {
@@ -135,24 +153,25 @@ OpticalRefusal OpticalDisc::closeSession(bool last) {
 }
 
 OpticalRefusal OpticalDisc::blank() {
-    constexpr std::uint16_t kDvdRwSequential = 0x14;
     if (!m_type->erasable || !(isSequential() || m_type->needsWholeBlocks()))
         return kCannotWriteMedium;
     if (m_writeProtected)
         return kWriteProtected;
     if (m_type->needsWholeBlocks())
-        m_type = &opticalMediaOf(kDvdRwSequential);
+        m_type = findOpticalMedia(m_type->isCd() ? "cdrw" : "dvdrw");
     m_tracks = OpticalTracks(*m_type, m_capacity);
     m_beforeTest.reset();
     m_dirty = false;
     return std::nullopt;
 }
 
-OpticalRefusal OpticalDisc::format(std::uint16_t profile, std::uint32_t sectors) {
+OpticalRefusal OpticalDisc::format(const OpticalMediaType& type, std::uint32_t sectors) {
     if (m_writeProtected)
         return kWriteProtected;
-    m_type = &opticalMediaOf(profile);
+    m_type = &type;
     m_tracks = isSequential() ? OpticalTracks(*m_type, m_capacity) : OpticalTracks::pressed(*m_type, sectors);
+    m_writtenOnce = {};
+    m_beforeTest.reset();
     m_formatted = true;
     m_dirty = false;
     return std::nullopt;

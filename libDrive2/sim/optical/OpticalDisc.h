@@ -21,7 +21,10 @@ public:
     /// Whether anything can be written as things are.
     [[nodiscard]] bool isWritable() const;
     [[nodiscard]] bool isSequential() const { return m_type->writing == OpticalWriting::sequential; }
-    [[nodiscard]] std::uint32_t capacity() const { return m_capacity; }
+    /// Sectors that the medium has, or can have when it is formatted.
+    [[nodiscard]] std::uint32_t capacity() const { return capacityAs(*m_type); }
+    /// How many it has as a medium of this type.
+    [[nodiscard]] std::uint32_t capacityAs(const OpticalMediaType& type) const;
     /// What READ CAPACITY tells of.
     [[nodiscard]] std::uint32_t readableSectors() const;
     /// Whether something was written that is not durable yet.
@@ -44,14 +47,14 @@ public:
     OpticalRefusal closeTrack(std::uint32_t number);
     OpticalRefusal closeSession(bool last);
     OpticalRefusal blank();
-    /// Makes so many sectors usable under the profile, which is one of this kind of medium.
-    OpticalRefusal format(std::uint16_t profile, std::uint32_t sectors);
+    /// Makes so many sectors usable as a medium of this type, which is one that it can become.
+    OpticalRefusal format(const OpticalMediaType& type, std::uint32_t sectors);
 
 private:
     [[nodiscard]] OpticalRefusal checkRecording() const;
 
     const OpticalMediaType* m_type;
-    std::uint32_t m_capacity;
+    std::uint32_t m_capacity;  ///< as it comes from the factory
     OpticalTracks m_tracks;
     SimMedium m_contents;
     SectorRanges m_writtenOnce;

@@ -47,6 +47,7 @@ constexpr Entry kCommands[] = {
     {0xA8, optical::readSectors, kMedium},
     {0xAA, optical::writeSectors, kMedium | kChanges},
     {0xAC, optical::getPerformance, kMedium},
+    {0xAD, optical::readDiscStructure, kMedium},
     {0xB6, optical::setStreaming, kMedium},
     {0xBB, optical::setCdSpeed, kMedium},
 };

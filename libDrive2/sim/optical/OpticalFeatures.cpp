@@ -15,9 +15,11 @@ using Profiles = std::vector<std::uint16_t>;
 /// What makes a feature current.
 enum class When : std::uint8_t {
     always,
-    medium,    ///< one of the profiles
-    readable,  ///< and something on it can be read
-    writable,  ///< and something can be written
+    medium,        ///< one of the profiles
+    readable,      ///< and something on it can be read
+    writable,      ///< and something can be written
+    inTracks,      ///< and tracks can be written
+    overwritable,  ///< and blocks can be written anywhere
     unprotected,
 };
 
@@ -36,7 +38,9 @@ const Profiles kBds{0x40, 0x41, 0x42, 0x43};
 const Profiles kHdDvds{0x50, 0x51, 0x52, 0x53, 0x58, 0x5A};
 const Profiles kRandomWritables{0x12, 0x1A, 0x2A, 0x43};
 const Profiles kStreamables{0x09, 0x0A, 0x11, 0x14, 0x15, 0x16, 0x17, 0x1B, 0x2B, 0x41};
-const Profiles kFormattables{0x12, 0x13, 0x14, 0x1A, 0x2A, 0x41, 0x43};
+const Profiles kProtectables{0x11, 0x12, 0x13, 0x14, 0x15, 0x16, 0x17,
+                             0x1A, 0x1B, 0x2A, 0x2B, 0x41, 0x42, 0x43};
+const Profiles kFormattables{0x0A, 0x12, 0x13, 0x14, 0x1A, 0x2A, 0x41, 0x43};
 
 /// Every profile with whether it is current, the highest first.
 void fillProfiles(Bytes& data, const OpticalUnit& unit) {
@@ -84,20 +88,21 @@ const std::vector<Feature>& features() {
         {0x0001, 2, When::always, {}, {0, 0, 0, 2, 1, 0, 0, 0}},      // ATAPI; device busy events
         {0x0002, 1, When::always, {}, {0x02, 0, 0, 0}},               // operational change events
         {0x0003, 2, When::always, {}, {0x09, 0, 0, 0}, fillLoading},  // ejects, can be locked
+        {0x0004, 2, When::medium, kProtectables, Bytes(4)},
         {0x0010, 0, When::readable, {}, {0, 0, 0, 0, 0, 0, 1, 0}, fillRandomReadable},
         {0x001D, 0, When::medium, kCds, {}},
         {0x001E, 2, When::medium, kCds, {0, 0, 0, 0}},
         {0x001F, 1, When::medium, kDvds, {1, 0, 1, 1}},
         {0x0020, 1, When::writable, kRandomWritables, Bytes(12), fillRandomWritable},
-        {0x0021, 3, When::writable, kStreamables, {0x01, 0x01, 0x03, 1, 16, 0, 0, 0}},
+        {0x0021, 3, When::inTracks, kStreamables, {0x01, 0x01, 0x03, 1, 16, 0, 0, 0}},
         {0x0023, 2, When::unprotected, kFormattables, Bytes(8)},
         {0x0024, 1, When::medium, {0x12, 0x41, 0x42, 0x43}, Bytes(4)},
         {0x0025, 0, When::writable, {0x42}, {0, 0, 0, 0, 0, 0, 1, 0}, fillRandomReadable},
-        {0x0026, 0, When::writable, {0x13}, {}},
+        {0x0026, 0, When::overwritable, {0x0A, 0x13}, {}},
         {0x002A, 0, When::medium, {0x1A}, {1, 0, 0, 0}},
         {0x002B, 0, When::medium, {0x1B}, {1, 0, 0, 0}},
         {0x002C, 0, When::writable, {0x13}, {0x01, 0, 0, 0}},              // can be blanked
-        {0x002D, 2, When::writable, {0x09, 0x0A}, {0x46, 0, 0x01, 0x00}},  // test write, CD-RW; mode 1
+        {0x002D, 2, When::inTracks, {0x09, 0x0A}, {0x46, 0, 0x01, 0x00}},  // test write, CD-RW; mode 1
         {0x002F, 2, When::writable, {0x11, 0x13, 0x14, 0x15, 0x16, 0x17}, {0x4E, 0, 0, 0}},
         {0x0033, 0, When::writable, {0x16}, {0, 0, 0, 1, 16, 0, 0, 0}},
         {0x0037, 0, When::writable, {0x0A}, {0, 0xFF, 0, 0}},
@@ -130,6 +135,10 @@ bool isCurrent(const Feature& feature, const OpticalUnit& unit) {
             return disc->readableSectors() != 0;
         case When::writable:
             return disc->isWritable();
+        case When::inTracks:
+            return disc->isWritable() && disc->isSequential();
+        case When::overwritable:
+            return disc->isWritable() && disc->type().writing == OpticalWriting::overwrite;
         case When::unprotected:
             return !disc->isWriteProtected();
     }

@@ -14,6 +14,7 @@ constexpr std::array kTypes = {
     OpticalMediaType{"cdmixed", 0x08, none, false, 333000, 1, 48, {}, OpticalContent::mixed},
     OpticalMediaType{"cdr", 0x09, sequential, false, 359847, 1, 48, {48, 32, 16, 8}},
     OpticalMediaType{"cdrw", 0x0A, sequential, true, 359847, 1, 32, {24, 16, 10, 4}},
+    OpticalMediaType{"cdrw-ow", 0x0A, overwrite, true, 295232, 32, 32, {24, 16, 10, 4}},
     OpticalMediaType{"dvdrom", 0x10, none, false, 2298496, 16, 16, {}},
     OpticalMediaType{"dvdr", 0x11, sequential, false, 2298496, 16, 16, {16, 8, 4, 2}},
     OpticalMediaType{"dvdram", 0x12, overwrite, true, 2236704, 16, 12, {5, 3, 2}},
@@ -57,7 +58,7 @@ bool OpticalMediaType::canBeMade(OpticalState state) const {
         case OpticalState::closed:
             return writing == sequential || writing == none;
         case OpticalState::unformatted:
-            // Without its format, restricted overwrite is a blank sequential DVD-RW, and random a BD-R.
+            // Without its format, restricted overwrite is a blank medium for tracks, and random a BD-R.
             return writing == overwrite && !needsWholeBlocks();
     }
     return false;
@@ -70,10 +71,6 @@ std::span<const OpticalMediaType> opticalMediaTypes() {
 const OpticalMediaType* findOpticalMedia(std::string_view name) {
     const auto* const found = std::ranges::find(kTypes, name, &OpticalMediaType::name);
     return found != kTypes.end() ? found : nullptr;
-}
-
-const OpticalMediaType& opticalMediaOf(std::uint16_t profile) {
-    return *std::ranges::find(kTypes, profile, &OpticalMediaType::profile);
 }
 
 std::string listOpticalMedia() {

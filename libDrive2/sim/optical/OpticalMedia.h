@@ -44,7 +44,11 @@ struct OpticalMediaType {
     [[nodiscard]] bool isDvdPlus() const { return profile >= 0x1A && profile <= 0x2B; }
     [[nodiscard]] bool isBd() const { return profile >= 0x40 && profile < 0x50; }
     /// Restricted overwrite: only whole blocks, from block boundaries on.
-    [[nodiscard]] bool needsWholeBlocks() const { return profile == 0x13; }
+    [[nodiscard]] bool needsWholeBlocks() const {
+        return profile == 0x13 || (isCd() && writing == OpticalWriting::overwrite);
+    }
+    /// Layer jump recording: in turns on two layers.
+    [[nodiscard]] bool jumpsLayers() const { return profile == 0x16; }
     /// KB/s of a multiple of 1x; 1 KB = 1000 bytes.
     [[nodiscard]] std::uint32_t speedOf(std::uint32_t multiple) const;
     /// What a sector takes up at those speeds: CDs count all 2352 bytes of a frame.
@@ -58,8 +62,6 @@ inline constexpr std::uint16_t kNoProfile = 0;
 std::span<const OpticalMediaType> opticalMediaTypes();
 /// Null for a name that no medium has.
 const OpticalMediaType* findOpticalMedia(std::string_view name);
-/// The first type of the profile; it must exist.
-const OpticalMediaType& opticalMediaOf(std::uint16_t profile);
 /// "none, cdrom, …".
 std::string listOpticalMedia();
 

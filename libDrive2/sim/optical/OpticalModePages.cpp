@@ -31,9 +31,10 @@ void append(OpticalModePages::Page& pages, const Values& values) {
 
 OpticalModePages::OpticalModePages() : m_write(defaultWritePage(nullptr)), m_error(kDefaultErrorPage) {}
 
-void OpticalModePages::setMedium(const OpticalMediaType* type) {
+void OpticalModePages::setMedium(const OpticalMediaType* type, bool isAnother) {
     m_type = type;
-    m_write = defaultWritePage(type);
+    if (isAnother)
+        m_write = defaultWritePage(type);
 }
 
 OpticalModePages::WritePage OpticalModePages::defaultWritePage(const OpticalMediaType* type) {
@@ -41,8 +42,11 @@ OpticalModePages::WritePage OpticalModePages::defaultWritePage(const OpticalMedi
     constexpr std::uint8_t kDataTrack = 4;
     constexpr std::uint8_t kIncrementalTrack = 5;
     const bool isCd = type != nullptr && type->isCd();
+    const bool isJumping = type != nullptr && type->jumpsLayers();
     WritePage page{kWriteParameters, 50};
-    page[2] = static_cast<std::uint8_t>(isCd ? WriteType::trackAtOnce : WriteType::incremental);
+    page[2] = static_cast<std::uint8_t>(isCd        ? WriteType::trackAtOnce
+                                        : isJumping ? WriteType::layerJump
+                                                    : WriteType::incremental);
     page[3] = isCd ? kDataTrack : kIncrementalTrack;
     page[4] = kMode1;
     putBigEndian(&page[10], 4, type != nullptr ? type->blocking : 16);
@@ -114,7 +118,7 @@ bool OpticalModePages::isWritePage(std::span<const std::uint8_t> page) const {
     }
     if (m_type->isDvdMinus())
         return type == WriteType::incremental || type == WriteType::sessionAtOnce ||
-               (type == WriteType::layerJump && m_type->profile == 0x16);
+               (type == WriteType::layerJump && m_type->jumpsLayers());
     return !isTest;
 }
 

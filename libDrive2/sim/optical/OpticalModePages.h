@@ -12,7 +12,7 @@ namespace libDrive2 {
 class OpticalTray;
 
 /// The mode pages of the drive: read/write error recovery (01h) and write parameters (05h), which can be
-/// changed, and capabilities (2Ah). Another medium brings back the defaults of the write parameters.
+/// changed, and capabilities (2Ah).
 class OpticalModePages {
 public:
     using Page = std::vector<std::uint8_t>;
@@ -24,7 +24,8 @@ public:
     };
 
     OpticalModePages();
-    void setMedium(const OpticalMediaType* type);
+    /// Another medium brings back the defaults of the write parameters, blanking and formatting do not.
+    void setMedium(const OpticalMediaType* type, bool isAnother);
 
     [[nodiscard]] WriteType writeType() const { return static_cast<WriteType>(m_write[2] & 0x0F); }
     [[nodiscard]] bool isTestWrite() const { return (m_write[2] & 0x10) != 0; }

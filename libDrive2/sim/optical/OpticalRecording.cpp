@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <chrono>
+#include <string_view>
 
 #include "libDrive2/sim/SimBytes.h"
 #include "libDrive2/sim/optical/OpticalCommands.h"
@@ -20,39 +21,57 @@ constexpr std::uint8_t kRandomRecording = 2;  // sub-type of that format
 
 /// What formatting a kind of medium can be asked for (MMC-6, FORMAT UNIT), the usual one first.
 struct Format {
-    std::uint16_t profile;
+    std::string_view medium;
     std::uint8_t type;
-    std::uint16_t result;  ///< the profile afterwards
-    bool quick;            ///< does not write every block
+    std::string_view result;  ///< the medium afterwards
+    bool quick;               ///< does not write every block
+    std::uint32_t parameter;  ///< that READ FORMAT CAPACITIES tells: the size of sectors, blocks or clusters
 };
 constexpr Format kFormats[] = {
-    {0x12, 0x00, 0x12, false}, {0x13, 0x00, 0x13, false}, {0x13, 0x15, 0x13, true},
-    {0x14, 0x00, 0x13, false}, {0x14, 0x15, 0x13, true},  {0x1A, 0x26, 0x1A, true},
-    {0x1A, 0x00, 0x1A, false}, {0x2A, 0x26, 0x2A, true},  {0x2A, 0x00, 0x2A, false},
-    {0x41, 0x00, 0x41, true},  {0x41, 0x32, 0x41, true},  {0x43, 0x00, 0x43, false},
-    {0x43, 0x30, 0x43, true},  {0x43, 0x31, 0x43, false},
+    {"cdrw", 0x10, "cdrw-ow", false, 32},
+    {"cdrw-ow", 0x10, "cdrw-ow", false, 32},
+    {"dvdram", 0x00, "dvdram", false, 2048},
+    {"dvdrw-ow", 0x00, "dvdrw-ow", false, 2048},
+    {"dvdrw-ow", 0x10, "dvdrw-ow", false, 16},
+    {"dvdrw-ow", 0x15, "dvdrw-ow", true, 16},
+    {"dvdrw", 0x00, "dvdrw-ow", false, 2048},
+    {"dvdrw", 0x10, "dvdrw-ow", false, 16},
+    {"dvdrw", 0x15, "dvdrw-ow", true, 16},
+    {"dvd+rw", 0x26, "dvd+rw", true, 0},
+    {"dvd+rw", 0x00, "dvd+rw", false, 2048},
+    {"dvd+rw-dl", 0x26, "dvd+rw-dl", true, 0},
+    {"dvd+rw-dl", 0x00, "dvd+rw-dl", false, 2048},
+    {"bdr", 0x00, "bdr", true, 2048},
+    {"bdr", 0x32, "bdr", true, 65536},
+    {"bdre", 0x00, "bdre", false, 2048},
+    {"bdre", 0x30, "bdre", true, 65536},
+    {"bdre", 0x31, "bdre", false, 65536},
 };
 
-const Format* findFormat(std::uint16_t profile, std::optional<std::uint8_t> type) {
+const Format* findFormat(std::string_view medium, std::optional<std::uint8_t> type) {
     const auto* const found = std::ranges::find_if(kFormats, [&](const Format& format) {
-        return format.profile == profile && (!type || format.type == *type);
+        return format.medium == medium && (!type || format.type == *type);
     });
     return found != std::end(kFormats) ? found : nullptr;
 }
 
 /// Formats, and tells how long that takes.
-OpticalRefusal formatDisc(OpticalUnit& unit, const Format* format, std::uint16_t result,
+OpticalRefusal formatDisc(OpticalUnit& unit, const Format* format, std::string_view result,
                           std::uint32_t sectors, zel::Clock::Duration& duration) {
     OpticalDisc& disc = *unit.tray.disc();
     if (disc.type().writing == OpticalWriting::none)
         return kCannotWriteMedium;
     const bool isBdR = disc.type().profile == 0x41;
-    if (format == nullptr || sectors > disc.capacity() || (isBdR && !disc.tracks().isBlank()))
+    if (format == nullptr || (isBdR && !disc.tracks().isBlank()))
+        return kInvalidField;
+    const OpticalMediaType& type = *findOpticalMedia(result);
+    const std::uint32_t most = disc.capacityAs(type);
+    if (sectors > most)
         return kInvalidField;
     // 0 and all ones ask for as many as there are.
-    const std::uint32_t wanted = sectors == 0 ? disc.capacity() : sectors;
+    const std::uint32_t wanted = sectors == 0 ? most : sectors;
     duration = format->quick ? zel::Clock::Duration(kQuickFormat) : unit.speeds.timeToWrite(wanted);
-    return disc.format(result, wanted);
+    return disc.format(type, wanted);
 }
 
 }  // namespace
@@ -107,9 +126,9 @@ void formatUnit(OpticalUnit& unit, OpticalCommand& command) {
     constexpr std::uint8_t kFormatDataBit = 0x10;
     constexpr std::uint8_t kFormatCode = 0x01;
     constexpr std::size_t kListBytes = 12;
-    const std::uint16_t profile = unit.profile();
-    const Format* format = findFormat(profile, std::nullopt);
-    std::uint16_t result = format != nullptr ? format->result : profile;
+    const std::string_view medium = unit.tray.disc()->type().name;
+    const Format* format = findFormat(medium, std::nullopt);
+    std::string_view result = format != nullptr ? format->result : medium;
     std::uint32_t sectors = 0;
     bool immediate = false;
     if ((command.byte(1) & kFormatDataBit) != 0) {
@@ -121,9 +140,11 @@ void formatUnit(OpticalUnit& unit, OpticalCommand& command) {
         const auto blocks = static_cast<std::uint32_t>(getBigEndian(list + 4, 4));
         sectors = blocks == 0xFFFFFFFF ? 0 : blocks;
         const auto type = static_cast<std::uint8_t>(list[8] >> 2);
-        format = findFormat(profile, type);
+        format = findFormat(medium, type);
         if (format != nullptr)
-            result = type == kBdRFormat && (list[8] & 0x03) == kRandomRecording ? 0x42 : format->result;
+            result =
+                type == kBdRFormat && (list[8] & 0x03) == kRandomRecording ? "bdr-random" : format->result;
+        command.setTransferred(kListBytes);
     }
     zel::Clock::Duration duration{};
     if (command.accept(formatDisc(unit, format, result, sectors, duration)))
@@ -141,14 +162,15 @@ void readFormatCapacities(OpticalUnit& unit, OpticalCommand& command) {
         putBigEndian(&bytes[bytes.size() - 3], 3, parameter);
     };
     if (disc == nullptr) {
-        add(opticalMediaOf(0x40).sectors, noMedium, kOpticalSectorBytes);
+        add(findOpticalMedia("bdrom")->sectors, noMedium, kOpticalSectorBytes);
     } else {
         const bool isUsable = disc->isFormatted() && disc->readableSectors() != 0;
         add(isUsable ? disc->readableSectors() : disc->capacity(), isUsable ? formatted : unformatted,
             kOpticalSectorBytes);
         for (const Format& format : kFormats)
-            if (format.profile == disc->type().profile)
-                add(disc->capacity(), static_cast<std::uint8_t>(format.type << 2), disc->type().blocking);
+            if (format.medium == disc->type().name)
+                add(disc->capacityAs(*findOpticalMedia(format.result)),
+                    static_cast<std::uint8_t>(format.type << 2), format.parameter);
     }
     bytes[3] = static_cast<std::uint8_t>(bytes.size() - 4);
     command.answer(bytes, command.field(7, 2));

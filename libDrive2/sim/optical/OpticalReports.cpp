@@ -34,30 +34,30 @@ std::uint8_t lastSessionState(const OpticalTracks& tracks) {
     return tracks.isFinalized() ? complete : tracks.isSessionBegun() ? incomplete : empty;
 }
 
-void addTocEntry(Bytes& toc, const OpticalTrack& track, std::uint32_t number, bool isMsf) {
+void addTocEntry(Bytes& toc, bool isAudio, std::uint32_t lba, std::uint32_t number, bool isMsf) {
     constexpr std::uint8_t kPosition = 0x10;  // ADR 1
     constexpr std::uint8_t kDataTrack = 0x04;
-    toc.insert(toc.end(), {0, static_cast<std::uint8_t>(kPosition | (track.audio ? 0 : kDataTrack)),
-                           low(number), 0, 0, 0, 0, 0});
-    putBigEndian(&toc[toc.size() - 4], 4, isMsf ? toMsf(track.start) : track.start);
+    toc.insert(toc.end(), {0, static_cast<std::uint8_t>(kPosition | (isAudio ? 0 : kDataTrack)), low(number),
+                           0, 0, 0, 0, 0});
+    putBigEndian(&toc[toc.size() - 4], 4, isMsf ? toMsf(lba) : lba);
 }
 
 /// The tracks of closed sessions from a number on, and the lead-out.
 Bytes tableOfContents(const OpticalTracks& tracks, std::uint8_t first, bool isMsf) {
     constexpr std::uint8_t kLeadOut = 0xAA;
     Bytes toc{0, 0, 1, 0};
-    OpticalTrack leadOut;
+    const OpticalTrack* last = nullptr;
     for (std::uint32_t number = 1; const OpticalTrack& track : tracks.all()) {
         if (tracks.isSessionClosed(track.session)) {
             if (number >= first)
-                addTocEntry(toc, track, number, isMsf);
+                addTocEntry(toc, track.audio, tracks.layers().addressOf(track.start), number, isMsf);
             toc[3] = low(number);
-            leadOut = track;
-            leadOut.start = track.end();
+            last = &track;
         }
         ++number;
     }
-    addTocEntry(toc, leadOut, kLeadOut, isMsf);
+    if (last != nullptr)
+        addTocEntry(toc, last->audio, tracks.layers().endOf(last->end()), kLeadOut, isMsf);
     return toc;
 }
 
@@ -66,32 +66,38 @@ Bytes sessionInformation(const OpticalTracks& tracks, bool isMsf) {
         static_cast<std::uint16_t>(tracks.isFinalized() ? tracks.sessions() : tracks.sessions() - 1);
     const std::uint32_t number = tracks.firstOfSession(last);
     Bytes toc{0, 0, 1, low(last)};
-    addTocEntry(toc, *tracks.byNumber(number), number, isMsf);
+    const OpticalTrack& first = *tracks.byNumber(number);
+    addTocEntry(toc, first.audio, tracks.layers().addressOf(first.start), number, isMsf);
     return toc;
 }
 
 /// MMC-6, READ TRACK INFORMATION.
 Bytes describeTrack(const OpticalDisc& disc, std::uint32_t number) {
-    constexpr std::uint16_t kLayerJumpProfile = 0x16;
+    const OpticalLayers& layers = disc.tracks().layers();
     const OpticalTrack& track = *disc.tracks().byNumber(number);
     const bool isCd = disc.type().isCd();
+    const bool isFixed = disc.type().writing == OpticalWriting::overwrite;
+    const bool inPackets = isFixed || !isCd;
+    const bool takesMore = disc.tracks().freeSectors(track) != 0;
     Bytes bytes(48);
     putBigEndian(bytes.data(), 2, bytes.size() - 2);
     bytes[2] = low(number);
     bytes[3] = low(track.session);
-    bytes[5] = track.audio ? 0 : isCd ? 4 : 5;
-    bytes[6] = static_cast<std::uint8_t>((track.reserved ? 0x80 : 0) | (track.written == 0 ? 0x40 : 0) |
-                                         (isCd ? 0 : 0x20) | (track.audio ? 0 : 1));
-    bytes[7] = static_cast<std::uint8_t>((track.open ? 1 : 0) | (track.written != 0 ? 2 : 0));
-    putBigEndian(&bytes[8], 4, track.start);
-    putBigEndian(&bytes[12], 4, track.open ? track.next() : 0);
+    bytes[5] = track.audio ? 0 : inPackets ? 5 : 4;
+    bytes[6] =
+        static_cast<std::uint8_t>((track.reserved ? 0x80 : 0) | (track.written == 0 ? 0x40 : 0) |
+                                  (inPackets ? 0x20 : 0) | (isFixed ? 0x10 : 0) | (track.audio ? 0 : 1));
+    bytes[7] = static_cast<std::uint8_t>((takesMore ? 1 : 0) | (track.written != 0 ? 2 : 0));
+    putBigEndian(&bytes[8], 4, layers.addressOf(track.start));
+    putBigEndian(&bytes[12], 4, takesMore ? layers.addressOf(track.next()) : 0);
     putBigEndian(&bytes[16], 4, disc.tracks().freeSectors(track));
     putBigEndian(&bytes[20], 4, disc.type().blocking);
     putBigEndian(&bytes[24], 4, track.size);
-    putBigEndian(&bytes[28], 4, track.written != 0 ? track.next() - 1 : 0);
-    if (disc.type().profile == kLayerJumpProfile) {
+    putBigEndian(&bytes[28], 4, track.written != 0 ? layers.addressOf(track.next() - 1) : 0);
+    if (disc.type().jumpsLayers()) {
         bytes[5] |= 0x40;  // LJRS: the track is recorded by jumping
-        putBigEndian(&bytes[40], 4, disc.capacity() / 2 - 1);
+        const std::uint32_t next = track.next();
+        putBigEndian(&bytes[40], 4, takesMore ? layers.addressOf(next + layers.sectorsToJump(next) - 1) : 0);
     }
     return bytes;
 }
@@ -190,6 +196,21 @@ void readDiscInformation(OpticalUnit& unit, OpticalCommand& command) {
     if (disc.type().isCd() && disc.isSequential())
         putBigEndian(&bytes[20], 4, toMsf(disc.capacity()));
     command.answer(bytes, command.field(7, 2));
+}
+
+/// The one structure that this drive has: how the medium is protected against writing.
+void readDiscStructure(OpticalUnit& unit, OpticalCommand& command) {
+    constexpr std::uint8_t kWriteProtection = 0xC0;
+    constexpr std::uint8_t kForGood = 0x02;
+    constexpr SimSense kIncompatibleMedium{0x5, 0x30, 0x02};
+    const OpticalDisc& disc = *unit.tray.disc();
+    const std::uint8_t mediaType = disc.type().isBd() ? 1 : 0;
+    if (disc.type().isCd())
+        return command.fail(kIncompatibleMedium);
+    if ((command.byte(1) & 0x0F) != mediaType || command.byte(7) != kWriteProtection)
+        return command.fail(kInvalidField);
+    Bytes bytes{0, 6, 0, 0, disc.isWriteProtected() ? kForGood : std::uint8_t{0}, 0, 0, 0};
+    command.answer(bytes, command.field(8, 2));
 }
 
 void readTrackInformation(OpticalUnit& unit, OpticalCommand& command) {

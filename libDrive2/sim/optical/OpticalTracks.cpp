@@ -24,7 +24,7 @@ constexpr SimSense kSessionFixation{0x5, 0x72, 0x00};
 }  // namespace
 
 OpticalTracks::OpticalTracks(const OpticalMediaType& type, std::uint32_t capacity)
-    : m_type(&type), m_capacity(capacity - capacity % type.blocking) {
+    : m_type(&type), m_capacity(capacity - capacity % type.blocking), m_layers(type, m_capacity) {
     if (type.isCd()) {
         m_runOut = kRunOut;
         m_pregap = kPregap;
@@ -58,8 +58,10 @@ const OpticalTrack* OpticalTracks::byNumber(std::uint32_t number) const {
 }
 
 std::uint32_t OpticalTracks::numberAt(std::uint32_t lba) const {
-    const auto found = std::ranges::find_if(
-        m_tracks, [lba](const OpticalTrack& track) { return lba >= track.start && lba < track.end(); });
+    const std::uint32_t position = m_layers.positionOf(lba);
+    const auto found = std::ranges::find_if(m_tracks, [position](const OpticalTrack& track) {
+        return position >= track.start && position < track.end();
+    });
     return found != m_tracks.end() ? static_cast<std::uint32_t>(found - m_tracks.begin()) + 1 : 0;
 }
 
@@ -83,7 +85,7 @@ std::uint32_t OpticalTracks::recordedEnd() const {
     for (const OpticalTrack& track : m_tracks)
         if (track.written != 0)
             end = track.next();
-    return end;
+    return m_layers.endOf(end);
 }
 
 std::uint32_t OpticalTracks::freeSectors(const OpticalTrack& track) const {
@@ -95,10 +97,12 @@ OpticalRefusal OpticalTracks::checkRead(std::uint64_t lba, std::uint64_t count) 
     if (lba > end || count > end - lba)
         return kBeyondEnd;
     while (count != 0) {
+        const std::uint32_t position = m_layers.positionOf(static_cast<std::uint32_t>(lba));
         const OpticalTrack* const track = byNumber(numberAt(static_cast<std::uint32_t>(lba)));
-        if (track == nullptr || track->audio || lba >= track->next())
+        if (track == nullptr || track->audio || position >= track->next())
             return kIllegalMode;
-        const std::uint64_t taken = std::min<std::uint64_t>(count, track->next() - lba);
+        const std::uint64_t taken =
+            std::min<std::uint64_t>({count, track->next() - position, m_layers.sectorsToJump(position)});
         lba += taken;
         count -= taken;
     }
@@ -109,7 +113,8 @@ OpticalRefusal OpticalTracks::checkWrite(std::uint64_t lba, std::uint64_t count)
     if (lba >= m_capacity)
         return kBeyondEnd;
     const OpticalTrack* const track = byNumber(numberAt(static_cast<std::uint32_t>(lba)));
-    if (track == nullptr || !track->open || lba != track->next())
+    if (track == nullptr || !track->open || lba != m_layers.addressOf(track->next()) ||
+        count > m_layers.sectorsToJump(track->next()))
         return kInvalidWriteAddress;
     return count > freeSectors(*track) ? OpticalRefusal(kEndOfUserArea) : std::nullopt;
 }

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "libDrive2/sim/SimScsiCommand.h"
-#include "libDrive2/sim/optical/OpticalMedia.h"
+#include "libDrive2/sim/optical/OpticalLayers.h"
 
 namespace libDrive2 {
 
@@ -19,6 +19,7 @@ inline constexpr SimSense kCannotWriteMedium{0x5, 0x30, 0x05};
 inline constexpr SimSense kEndOfUserArea{0x5, 0x63, 0x00};
 inline constexpr SimSense kIllegalMode{0x5, 0x64, 0x00};
 
+/// Counts in positions: in the order of recording.
 struct OpticalTrack {
     std::uint32_t start = 0;
     std::uint32_t size = 0;     ///< an open track reaches to its reservation's end, or to that of the disc
@@ -33,7 +34,8 @@ struct OpticalTrack {
 };
 
 /// The tracks and sessions of a disc, and the rules by which sequential recording adds to them. While there
-/// is room and the disc is not closed, the last track is the open one that nobody has reserved.
+/// is room and the disc is not closed, the last track is the open one that nobody has reserved. LBAs are
+/// addresses, which layers() tells from the positions that tracks count in.
 class OpticalTracks {
 public:
     /// A blank disc.
@@ -57,7 +59,8 @@ public:
     [[nodiscard]] bool isSessionClosed(std::uint16_t session) const {
         return m_finalized || session < m_session;
     }
-    /// Behind the last sector that holds data.
+    [[nodiscard]] const OpticalLayers& layers() const { return m_layers; }
+    /// Behind the highest LBA that holds data.
     [[nodiscard]] std::uint32_t recordedEnd() const;
     /// Sectors of a track that can still be written.
     [[nodiscard]] std::uint32_t freeSectors(const OpticalTrack& track) const;
@@ -79,6 +82,7 @@ private:
     std::vector<OpticalTrack> m_tracks;
     const OpticalMediaType* m_type;
     std::uint32_t m_capacity;
+    OpticalLayers m_layers;
     std::uint32_t m_runOut = 0;
     std::uint32_t m_pregap = 0;
     std::uint16_t m_session = 1;

@@ -19,10 +19,14 @@ std::uint32_t sectorsOf(const OpticalCommand& command, DataDirection direction) 
 }
 
 /// Whether the write parameters fit what is written. Session at once needs a cue sheet on a CD, which this
-/// drive does not take, and a reserved track on a DVD.
+/// drive does not take, and a reserved track on a DVD; recording that jumps between layers goes on so.
 OpticalRefusal checkWriteType(const OpticalUnit& unit, std::uint64_t lba) {
+    using WriteType = OpticalModePages::WriteType;
     const OpticalDisc& disc = *unit.tray.disc();
-    if (unit.modePages.writeType() != OpticalModePages::WriteType::sessionAtOnce || !disc.isSequential())
+    const WriteType type = unit.modePages.writeType();
+    if (disc.type().jumpsLayers() && type != WriteType::layerJump)
+        return kIllegalMode;
+    if (type != WriteType::sessionAtOnce || !disc.isSequential())
         return std::nullopt;
     const OpticalTracks& tracks = disc.tracks();
     const OpticalTrack* const track = tracks.byNumber(tracks.numberAt(static_cast<std::uint32_t>(lba)));

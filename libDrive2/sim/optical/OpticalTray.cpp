@@ -24,7 +24,12 @@ constexpr SimSense kRemovalPrevented{0x5, 0x53, 0x02};
 OpticalTray::OpticalTray(const SimOptions& options, SharedBlockHandle image)
     : m_options(options), m_image(std::move(image)) {
     takeNext();
-    m_handAwaited = m_disc == nullptr && !hasTray();
+    if (m_disc == nullptr)
+        awaitHand();
+}
+
+void OpticalTray::awaitHand() {
+    m_handAwaited = !hasTray();
     m_due = zel::Clock::current().now() + kByHand;
 }
 
@@ -41,6 +46,7 @@ void OpticalTray::takeNext() {
 
 void OpticalTray::insertNext() {
     takeNext();
+    ++m_insertions;
     m_inside = true;
     m_open = false;
     m_spinningUp = m_disc != nullptr;
@@ -53,6 +59,9 @@ void OpticalTray::update() {
     if (m_handAwaited) {
         m_handAwaited = false;
         insertNext();
+        // An empty hand: it comes back, as long as the script says with what.
+        if (m_disc == nullptr && m_next < m_options.optical.script.size())
+            awaitHand();
     } else if (m_spinningUp) {
         m_spinningUp = false;
         m_unitAttention = kMediumMayHaveChanged;
@@ -81,8 +90,7 @@ OpticalRefusal OpticalTray::eject(bool immediate) {
     m_inside = false;
     m_open = hasTray();
     m_spinningUp = false;
-    m_handAwaited = !hasTray();
-    m_due = zel::Clock::current().now() + kByHand;
+    awaitHand();
     if (!immediate)
         zel::Clock::current().sleep(kTrayMotion);
     return std::nullopt;

@@ -24,6 +24,8 @@ public:
     [[nodiscard]] OpticalDisc* disc() const { return isReady() ? m_disc.get() : nullptr; }
     [[nodiscard]] bool isOpen() const { return m_open; }
     [[nodiscard]] bool hasTray() const { return m_options.optical.tray; }
+    /// Counts the media that were put in.
+    [[nodiscard]] unsigned insertions() const { return m_insertions; }
     [[nodiscard]] bool hasMedium() const { return m_inside && m_disc != nullptr; }
     /// Why there is no disc(); nothing when there is one.
     [[nodiscard]] OpticalRefusal notReady() const;
@@ -42,11 +44,13 @@ private:
     [[nodiscard]] bool isReady() const { return hasMedium() && !m_spinningUp; }
     void insertNext();
     void takeNext();
+    void awaitHand();
 
     const SimOptions& m_options;
     SharedBlockHandle m_image;
     std::unique_ptr<OpticalDisc> m_disc;
     std::size_t m_next = 0;
+    unsigned m_insertions = 1;
     zel::Clock::Duration m_due{0};  ///< when the medium is ready, or the hand puts one in
     std::uint16_t m_unitAttention = 0x2900;
     OpticalEvent m_event = OpticalEvent::none;

@@ -21,11 +21,15 @@ OpticalUnit::OpticalUnit(SimOptions given, SharedBlockHandle image)
 void OpticalUnit::update() {
     tray.update();
     const OpticalMediaType* const type = tray.disc() != nullptr ? &tray.disc()->type() : nullptr;
-    if (type == m_type)
+    const bool isAnother = (m_type == nullptr) != (type == nullptr) || tray.insertions() != m_insertions;
+    if (type == m_type && !isAnother)
         return;
     m_type = type;
-    speeds.setMedium(type);
-    modePages.setMedium(type);
+    m_insertions = tray.insertions();
+    modePages.setMedium(type, isAnother);
+    // What was chosen stays when the medium is only blanked or formatted.
+    if (isAnother)
+        speeds.setMedium(type);
 }
 
 std::uint16_t OpticalUnit::profile() const {

@@ -26,6 +26,7 @@ struct OpticalUnit {
 
 private:
     const OpticalMediaType* m_type = nullptr;
+    unsigned m_insertions = 0;  ///< when the medium came whose type it is
 };
 
 /// A command on its way through the drive.

@@ -93,12 +93,13 @@ protected:
 TEST_F(OpticalModel, EveryMediumHasItsProfileAndFeatures) {
     // Profile, whether it is erasable, and the features that are current because of the medium.
     std::istringstream cases(
-        "cdrom 8 0 10 1D 1E 107|cdr 9 0 1D 1E 21 2D 107|cdrw A 1 1D 1E 21 2D 37 107|"
-        "dvdrom 10 0 10 1F 107|dvdr 11 0 1F 21 2F 107|dvdram 12 1 10 1F 20 23 24 107|"
-        "dvdrw-ow 13 1 10 1F 23 26 2C 2F 107|dvdrw 14 1 1F 21 23 2F 107|dvdr-dl 15 0 1F 21 2F 107|"
-        "dvdr-dl-lj 16 0 1F 21 2F 33 107|dvdrw-dl 17 1 1F 21 2F 107|dvd+rw 1A 1 10 1F 20 23 2A 107|"
-        "dvd+r 1B 0 1F 21 2B 107|dvd+rw-dl 2A 1 10 1F 20 23 3A 107|dvd+r-dl 2B 0 1F 21 3B 107|"
-        "bdrom 40 0 10 40 107|bdr 41 0 21 23 24 40 41 107|bdr-random 42 0 10 24 25 40 41 107|"
+        "cdrom 8 0 10 1D 1E 107|cdr 9 0 1D 1E 21 2D 107|cdrw A 1 1D 1E 21 23 2D 37 107|"
+        "cdrw-ow A 1 10 1D 1E 23 26 37 107|dvdrom 10 0 10 1F 107|dvdr 11 0 1F 21 2F 107|"
+        "dvdram 12 1 10 1F 20 23 24 107|dvdrw-ow 13 1 10 1F 23 26 2C 2F 107|"
+        "dvdrw 14 1 1F 21 23 2F 107|dvdr-dl 15 0 1F 21 2F 107|dvdr-dl-lj 16 0 1F 21 2F 33 107|"
+        "dvdrw-dl 17 1 1F 21 2F 107|dvd+rw 1A 1 10 1F 20 23 2A 107|dvd+r 1B 0 1F 21 2B 107|"
+        "dvd+rw-dl 2A 1 10 1F 20 23 3A 107|dvd+r-dl 2B 0 1F 21 3B 107|bdrom 40 0 10 40 107|"
+        "bdr 41 0 21 23 24 40 41 107|bdr-random 42 0 10 24 25 40 41 107|"
         "bdre 43 1 10 20 23 24 40 41 107|hddvdrom 50 0 10 50 107|dvdr,wp 11 0 1F 107|"
         "dvdr,state=closed 11 0 10 1F 107|dvd+rw,state=unformatted 1A 1 1F 23 2A 107|"
         "bdre,performance=none 43 1 10 20 23 24 40 41");
@@ -223,6 +224,7 @@ TEST_F(OpticalModel, TransfersTakeTheTimeOfTheChosenSpeed) {
     Bytes streaming(28);
     putBigEndian(&streaming[12], 8, 100000ULL << 32 | 10000);  // KB in so many milliseconds
     EXPECT_EQ(send({0xB6, 0, 0, 0, 0, 0, 0, 0, 0, 0, 28}, streaming), "");
+    EXPECT_EQ(response.transferredBytes, 28);
     EXPECT_EQ(microseconds(reading), 204800000 / 8991) << "the slowest there is";
     open("media=cdrom,speed=1,performance=none");
     EXPECT_EQ(microseconds(reading), 235200000 / 1048) << "a CD counts whole frames";
