@@ -147,6 +147,7 @@ private:
     friend class DriveTestCallbackBase;
     friend class DriveFactory;
     friend class ChunkBackup;
+    friend class MediumSearch;
 
     static void initOS() {}
     static const non_fail_result* findNonFail(_LIBDRIVE2_ERROR_TYPES errorType);

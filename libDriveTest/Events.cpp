@@ -45,6 +45,27 @@ SharedEvent readSpeedNotReached{"ReadSpeedNotReached"};
 SharedEvent writeSpeedInfo{"WriteSpeedInfo"};
 SharedEvent writeSpeedNotReached{"WriteSpeedNotReached"};
 
+SharedEvent notEnoughData{"NotEnoughData"};
+SharedEvent speedNotReached{"SpeedNotReached"};
+SharedEvent speedExceeded{"SpeedExceeded"};
+SharedEvent mmcrwCannotPrepareForWrite{"MMCRWcannotPrepareForWrite"};
+SharedEvent mmcrwCannotReserveSectors{"MMCRWcannotReserveSectors"};
+SharedEvent mmcrwCannotSetWriteParameters{"MMCRWcannotSetWriteParameters"};
+SharedEvent mmcrwCannotCloseSession{"MMCRWcannotCloseSession"};
+SharedEvent mmcrwCannotSetWriteSpeed{"MMCRWcannotSetWriteSpeed"};
+SharedEvent mmcrwCannotFormat{"MMCRWcannotFormat"};
+SharedEvent mmcrwFormatNotSupported{"MMCRWformatNotSupported"};
+SharedEvent mmcrwCannotBlank{"MMCRWcannotBlank"};
+SharedEvent mmcrwCannotFindFreeSectors{"MMCRWcannotFindFreeSectors"};
+
+void createForRecording() {
+    for (SharedEvent* event :
+         {&mmcrwCannotPrepareForWrite, &mmcrwCannotReserveSectors, &mmcrwCannotSetWriteParameters,
+          &mmcrwCannotCloseSession, &mmcrwCannotSetWriteSpeed, &mmcrwCannotFormat, &mmcrwFormatNotSupported,
+          &mmcrwCannotBlank, &mmcrwCannotFindFreeSectors, &writeProtectedMedia, &patternMismatchRange})
+        event->createOnce();
+}
+
 void createForWriting() {
     for (SharedEvent* event :
          {&cannotRdOrigRange, &patternBufferCorrupt, &cannotRestoreData, &patternMismatch,
@@ -94,6 +115,33 @@ SharedString deviceBusyLS{"deviceBusyLS"};
 
 SharedString speedTestInformationMessage{"speedTestInformationMessage"};
 SharedString rwSpeedTestInformationMessage{"rwSpeedTestInformationMessage"};
+
+SharedString notEnoughData{"NotEnoughDataLS"};
+SharedString dataCD{"DataCD"};
+SharedString mixedModeCD{"MixedModeCD"};
+SharedString verboseInvalidMediaMessage{"verboseInvalidMediaMessage"};
+SharedString disc{"disc"};
+SharedString runningAtReadSpeed{"RunningAtReadSpeed"};
+SharedString mmcrwPreparingForWrite{"MMCRWpreparingForWrite"};
+SharedString mmcrwStartingWrite{"MMCRWstartingWrite"};
+SharedString mmcrwStartingReadCompare{"MMCRWstartingReadCompare"};
+SharedString mmcrwClosingSession{"MMCRWclosingSession"};
+SharedString mmcrwSettingWriteSpeed{"MMCRWsettingWriteSpeed"};
+SharedString mmcrwFormatting{"MMCRWformatting"};
+SharedString mmcrwBlanking{"MMCRWblanking"};
+SharedString mmcrwReservingTrack{"MMCRWreservingTrack"};
+
+void createForReadingDiscs() {
+    for (SharedString* string : {&notEnoughData, &dataCD, &mixedModeCD, &verboseInvalidMediaMessage, &disc})
+        string->createOnce();
+}
+
+void createForRecording() {
+    for (SharedString* string :
+         {&mmcrwPreparingForWrite, &mmcrwStartingWrite, &mmcrwStartingReadCompare, &mmcrwClosingSession,
+          &mmcrwSettingWriteSpeed, &mmcrwFormatting, &mmcrwBlanking, &mmcrwReservingTrack})
+        string->createOnce();
+}
 
 void createCommon() {
     for (SharedString* string : {&mediaType, &testInformationMessage, &insertWritableMedia, &deviceBusyLS})

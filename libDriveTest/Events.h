@@ -71,9 +71,24 @@ extern SharedEvent readSpeedNotReached;
 extern SharedEvent writeSpeedInfo;
 extern SharedEvent writeSpeedNotReached;
 
+// Of tests of optical drives.
+extern SharedEvent notEnoughData;
+extern SharedEvent speedNotReached;
+extern SharedEvent speedExceeded;
+extern SharedEvent mmcrwCannotPrepareForWrite;
+extern SharedEvent mmcrwCannotReserveSectors;
+extern SharedEvent mmcrwCannotSetWriteParameters;
+extern SharedEvent mmcrwCannotCloseSession;
+extern SharedEvent mmcrwCannotSetWriteSpeed;
+extern SharedEvent mmcrwCannotFormat;
+extern SharedEvent mmcrwFormatNotSupported;
+extern SharedEvent mmcrwCannotBlank;
+extern SharedEvent mmcrwCannotFindFreeSectors;
+
 /// Creates, in their settled order, those that every test needs, and those that tests of a kind need.
 void createCommon();
 void createForWriting();
+void createForRecording();
 
 }  // namespace events
 
@@ -87,7 +102,24 @@ extern SharedString deviceBusyLS;
 extern SharedString speedTestInformationMessage;
 extern SharedString rwSpeedTestInformationMessage;
 
+extern SharedString notEnoughData;
+extern SharedString dataCD;
+extern SharedString mixedModeCD;
+extern SharedString verboseInvalidMediaMessage;
+extern SharedString disc;
+extern SharedString runningAtReadSpeed;
+extern SharedString mmcrwPreparingForWrite;
+extern SharedString mmcrwStartingWrite;
+extern SharedString mmcrwStartingReadCompare;
+extern SharedString mmcrwClosingSession;
+extern SharedString mmcrwSettingWriteSpeed;
+extern SharedString mmcrwFormatting;
+extern SharedString mmcrwBlanking;
+extern SharedString mmcrwReservingTrack;
+
 void createCommon();
+void createForReadingDiscs();
+void createForRecording();
 
 }  // namespace strings
 

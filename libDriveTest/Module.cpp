@@ -12,6 +12,10 @@
 #include "RandomSeekTest.h"
 #include "ReadSpeedTest.h"
 #include "ReadWriteSpeedTest.h"
+#include "optional/libScsi2/DefaultReadPerformanceTest.h"
+#include "optional/libScsi2/PatternTestMMC.h"
+#include "optional/libScsi2/RandomWriteTestMMC.h"
+#include "optional/libScsi2/ReadPerformanceTest.h"
 #include "quix5/ModuleDescriptor.h"
 
 namespace libDriveTest {
@@ -36,13 +40,72 @@ std::unique_ptr<quix5::RunnableTest> createTest(libDrive2::SharedDrive drive) {
     return std::make_unique<ModuleTest<TestClass>>(std::move(drive));
 }
 
+/// The same for a class of optical drives, which is what the test's own createDrive() gives.
+template <class TestClass, class DriveClass>
+class OpticalModuleTest : public quix5::RunnableTest {
+public:
+    explicit OpticalModuleTest(libDrive2::SharedDrive drive)
+        : m_drive(std::move(drive)), m_test(static_cast<DriveClass&>(*m_drive)) {}
+
+    TestResult run() override { return m_test.run(); }
+    TestResult runWriteTest(const DiagDevice& device) override { return m_test.runWriteTest(device); }
+
+private:
+    libDrive2::SharedDrive m_drive;
+    TestClass m_test;
+};
+
+template <class TestClass, class DriveClass>
+std::unique_ptr<quix5::RunnableTest> createOpticalTest(libDrive2::SharedDrive drive) {
+    return std::make_unique<OpticalModuleTest<TestClass, DriveClass>>(std::move(drive));
+}
+
+TestResult reasonOf(LIBDRIVE2_MEDIA_STATE state) {
+    if (DiagModule::checkForStop())
+        return TestResult::USERABORTED;
+    switch (state) {
+        case libDrive2::LIBDRIVE2_MEDIA_NOT_OPENED:
+            return TestResult::CANNOTRUN;
+        case libDrive2::LIBDRIVE2_MEDIA_INCORRECT:
+            return TestResult::INCORRECTMEDIA;
+        default:
+            return TestResult::NOMEDIA;
+    }
+}
+
+quix5::CreatedDrive createReadableOptical(const DiagDevice& device, quix5::OpenMode mode) {
+    LIBDRIVE2_MEDIA_STATE state = libDrive2::LIBDRIVE2_MEDIA_NONE;
+    const auto drive =
+        DriveTestMMCRO::createDrive(device, state, MMCRO_DATA_TRACKS, mode.desiredAccess, mode.shareMode);
+    return {libDrive2::SharedDrive(drive), reasonOf(state)};
+}
+
+template <MMCRW_TEST test>
+quix5::CreatedDrive createRecordableOptical(const DiagDevice& device, quix5::OpenMode mode) {
+    LIBDRIVE2_MEDIA_STATE state = libDrive2::LIBDRIVE2_MEDIA_NONE;
+    const auto drive = DriveTestMMCRW::createDrive(device, state, test, mode.desiredAccess, mode.shareMode);
+    return {libDrive2::SharedDrive(drive), reasonOf(state)};
+}
+
 quix5::CreatedDrive createFixedDisk(const DiagDevice& device, quix5::OpenMode mode) {
     return DriveFactory(device, mode.desiredAccess, mode.shareMode).create(nullptr);
 }
 
 template <class TestClass>
 constexpr quix5::TestEntry fixedDiskTest(const char* name) {
-    return {name, TestClass::init, createFixedDisk, createTest<TestClass>};
+    return {name, TestClass::init, createFixedDisk, createTest<TestClass>, {}};
+}
+
+template <class TestClass>
+constexpr quix5::TestEntry opticalReadTest(const char* name) {
+    return {name, TestClass::init, createReadableOptical, createOpticalTest<TestClass, ScsiMMCDrive>,
+            quix5::DeviceCapability::SCSIMMC};
+}
+
+template <class TestClass, MMCRW_TEST media>
+constexpr quix5::TestEntry opticalWriteTest(const char* name) {
+    return {name, TestClass::init, createRecordableOptical<media>,
+            createOpticalTest<TestClass, RecordableDrive>, quix5::DeviceCapability::SCSIMMC};
 }
 
 constexpr quix5::TestEntry kTests[] = {
@@ -55,6 +118,10 @@ constexpr quix5::TestEntry kTests[] = {
     fixedDiskTest<CacheTest>("CacheTest"),
     fixedDiskTest<ReadSpeedTest>("ReadSpeedTest"),
     fixedDiskTest<ReadWriteSpeedTest>("ReadWriteSpeedTest"),
+    opticalReadTest<DefaultReadPerformanceTest>("DefaultReadPerformanceTest"),
+    opticalReadTest<ReadPerformanceTest>("ReadPerformanceTest"),
+    opticalWriteTest<PatternTestMMC, MMCRW_ANY_RECORDABLE>("PatternTestMMC"),
+    opticalWriteTest<RandomWriteTestMMC, MMCRW_REWRITABLE>("RandomWriteTestMMC"),
 };
 
 constexpr quix5::ModuleDescriptor kDescriptor = {

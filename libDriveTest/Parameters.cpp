@@ -34,4 +34,19 @@ SharedParameter<double> readRateThreshold{"ReadRateThreshold", DataType::DOUBLE,
 SharedParameter<double> writeRateThreshold{"WriteRateThreshold", DataType::DOUBLE, 1.0};
 SharedParameter<bool> warnOnBelowThreshold{"WarnOnBelowThreshold", DataType::BOOLEAN, true};
 
+SharedParameter<zel::String> mmcSupportedProfiles{
+    "MMCsupportedProfiles", DataType::STRING,
+    "CDROM,CDR,CDRW,DVDROM,DVDR_SEQ_RECORD,DVDRAM,DVD_MINUS_RW_RESTRICT_OWR,DVD_MINUS_RW_SEQ_OWR,"
+    "DVDR_DL_SEQ_RECORD,DVDR_DL_JMP_RECORD,DVD_MINUS_RW_DL,DVD_DOWNLOAD_DISC_RCRD,DVD_PLUS_RW,"
+    "DVD_PLUS_R,DVD_PLUS_RW_DL,DVD_PLUS_R_DL,BDROM,BD_R_SEQ,BD_R_RAN,BD_RE,HD_DVDROM,HD_DVDR,"
+    "HD_DVDRAM,HD_DVDRW,HD_DVDR_DL,HD_DVDRW_DL",
+    true};
+SharedParameter<std::uint32_t> minDataCapacity{"MinDataCapacity", DataType::UINT32, 6000};
+SharedParameter<bool> alwaysEject{"AlwaysEject", DataType::BOOLEAN, false};
+
+SharedParameter<std::uint32_t> minRate{"MinRate", DataType::UINT32, 2000};
+SharedParameter<std::uint32_t> maxRate{"MaxRate", DataType::UINT32, 8000};
+SharedParameter<double> minRatePercent{"MinRatePercent", DataType::PERCENT, 70.0};
+SharedParameter<std::uint32_t> testPassCount{"TestPassCount", DataType::UINT32, 3};
+
 }  // namespace libDriveTest::parameters

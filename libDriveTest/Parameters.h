@@ -39,4 +39,13 @@ extern SharedParameter<double> readRateThreshold;
 extern SharedParameter<double> writeRateThreshold;
 extern SharedParameter<bool> warnOnBelowThreshold;
 
+// Of tests of optical drives; rates in KB/s, 1 KB = 1000 bytes.
+extern SharedParameter<zel::String> mmcSupportedProfiles;
+extern SharedParameter<std::uint32_t> minDataCapacity;
+extern SharedParameter<bool> alwaysEject;
+extern SharedParameter<std::uint32_t> minRate;
+extern SharedParameter<std::uint32_t> maxRate;
+extern SharedParameter<double> minRatePercent;
+extern SharedParameter<std::uint32_t> testPassCount;
+
 }  // namespace libDriveTest::parameters

@@ -24,12 +24,12 @@ template <class T>
 class SharedParameter {
 public:
     constexpr SharedParameter(const char* name, quix5::DataType type,
-                              typename DefaultOf<T>::type defaultValue)
-        : m_name(name), m_type(type), m_default(defaultValue) {}
+                              typename DefaultOf<T>::type defaultValue, bool flag = false)
+        : m_name(name), m_type(type), m_default(defaultValue), m_flag(flag) {}
 
     void addTo(quix5::Test& test) {
         if (m_parameter == nullptr) {
-            m_parameter = quix5::DiagModule::createParameter(m_name, m_type, "", false, false);
+            m_parameter = quix5::DiagModule::createParameter(m_name, m_type, "", m_flag, false);
             m_parameter->stateDefault(asValue(m_default));
         }
         test.addParameter(m_parameter);
@@ -59,6 +59,7 @@ private:
     const char* m_name;
     quix5::DataType m_type;
     typename DefaultOf<T>::type m_default;
+    bool m_flag;  ///< the first of createParameter()
     quix5::Parameter* m_parameter = nullptr;
 };
 

@@ -1,6 +1,7 @@
 #include "zel/ZELValue.h"
 
 #include <charconv>
+#include <cmath>
 #include <limits>
 
 namespace zel {
@@ -53,7 +54,11 @@ String ZELValue::text() const {
         return *truth ? "true" : "false";
     if (const auto* real = std::get_if<double>(&m_value)) {
         char digits[32];
-        const auto result = std::to_chars(digits, digits + sizeof digits, *real);
+        // Rates of many digits stay readable: "100000", not "1e+05".
+        const double size = std::fabs(*real);
+        const bool isPlain = size == 0 || (size >= 1e-5 && size < 1e15);
+        const auto result = std::to_chars(digits, digits + sizeof digits, *real,
+                                          isPlain ? std::chars_format::fixed : std::chars_format::general);
         return std::string_view(digits, static_cast<std::size_t>(result.ptr - digits));
     }
     if (const auto* held = std::get_if<String>(&m_value))

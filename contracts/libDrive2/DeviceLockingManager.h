@@ -26,7 +26,8 @@ public:
     DeviceLockingManager& operator=(const DeviceLockingManager&) = delete;
 
     /// Whether the device or a partition of it holds an encrypted volume (BitLocker, LUKS). A device that
-    /// cannot be examined counts as encrypted: nothing may be written to it.
+    /// cannot be examined counts as encrypted: nothing may be written to it. An optical medium without a
+    /// recording that can be read holds none.
     bool isBitLockerEnabledOnVolumes();
     /// Takes the device and all its partitions for this process alone, or none of them. False names the
     /// users of the device in getLastErrorStr() and in the log.

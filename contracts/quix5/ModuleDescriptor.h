@@ -42,6 +42,7 @@ struct TestEntry {
     void (*init)(Test& test);
     CreatedDrive (*createDrive)(const DiagDevice& device, OpenMode mode);
     std::unique_ptr<RunnableTest> (*createTest)(zel::SharedPointer<libDrive2::Drive> drive);
+    DeviceCapability needs;  ///< what a device must be capable of to be tested; nothing for any
 };
 
 /// What a module exports: static data, valid while the module is loaded.
@@ -53,7 +54,7 @@ struct ModuleDescriptor {
     std::size_t testCount;
 };
 
-inline constexpr std::uint32_t kModuleInterfaceVersion = 1;
+inline constexpr std::uint32_t kModuleInterfaceVersion = 2;
 
 /// The one function that a module exports, under this name with C linkage.
 using ModuleDescriptorFunction = const ModuleDescriptor* (*)();

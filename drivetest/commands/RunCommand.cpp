@@ -34,6 +34,10 @@ struct PreparedRun {
     OutputFile log;
 };
 
+bool isOptical(const quix5::OfferedTest& test) {
+    return test.entry->needs == quix5::DeviceCapability::SCSIMMC;
+}
+
 bool openOutputs(const RunOptions& options, PreparedRun& run, std::string& error) {
     if (!options.logFile.empty() && options.logFile == options.eventsFile) {
         error = "the log and the record cannot both be written to " + options.logFile;
@@ -73,6 +77,11 @@ ExitStatus checkDrive(const RunOptions& options, const PreparedRun& run) {
                  ": the device has a property that excludes it");
         return kExitCannotRun;
     }
+    if (!run.device.hasCapability(run.test->entry->needs)) {
+        complain(options.test + " tests optical drives, and " + options.device +
+                 " is none: \"drivetest devices\" lists the drives of this machine");
+        return kExitUsage;
+    }
     if (flagProperty(run.device, kPropertyLocked)) {
         complain(options.device +
                  " is locked by its ATA password, so nothing on it can be read: unlock it first (hdparm "
@@ -94,6 +103,9 @@ ExitStatus prepareWriting(const RunOptions& options, PreparedRun& run, Console& 
                                                 console);
     if (confirmed != kExitPass || run.obstacle)
         return confirmed;
+    // What an optical test writes replaces what the medium holds; there is nothing to put back.
+    if (isOptical(*run.test))
+        return kExitPass;
     return run.journal.prepare({run.device, options.journalFolder, preservesData(run.test->descriptor),
                                 options.journal, options.verifyRestores},
                                console);

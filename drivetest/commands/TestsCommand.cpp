@@ -22,7 +22,7 @@ std::string describe(const std::string& key) {
 
 void printTest(const quix5::OfferedTest& test) {
     const std::string name = test.descriptor.name().utf8();
-    std::printf("%-24s %s%s\n", name.c_str(), test.descriptor.isDestructive() ? "[writes] " : "",
+    std::printf("%-26s %s%s\n", name.c_str(), test.descriptor.isDestructive() ? "[writes] " : "",
                 describe("Test." + name).c_str());
 }
 

@@ -14,6 +14,8 @@ namespace {
 
 using quix5::DiagDevice;
 
+constexpr const char* kPreserveData = "PreserveData";
+
 /// The value of a parameter of yes or no; `fallback` when the test has none of that name or it is not set.
 bool flagOf(const quix5::Test& test, const char* name, bool fallback) {
     const quix5::Parameter* const parameter = quix5::findParameter(test, name);
@@ -49,8 +51,20 @@ void showDrive(const ConfirmationRequest& request, Console& console) {
     for (const libDrive2::VolumeContent& content : contents)
         console.line("  it holds " + content.what.utf8() +
                      (content.bytes != 0 ? ", " + sizeText(content.bytes) : ""));
-    if (!preservesData(request.test))
+    if (quix5::findParameter(request.test, kPreserveData) == nullptr)
+        console.line("  the test records on the medium: WHAT IT HOLDS WILL BE LOST");
+    else if (!preservesData(request.test))
         console.line("  PreserveData is off: WHAT IT HOLDS WILL BE LOST");
+}
+
+/// An optical drive also answers when there is nothing to read in it.
+bool canBeOpened(const DiagDevice& device) {
+    constexpr std::uint32_t kShared = libDrive2::kShareRead | libDrive2::kShareWrite;
+    if (device.hasCapability(quix5::DeviceCapability::SCSIMMC))
+        return static_cast<bool>(
+            libDrive2::ScsiDevice::openScsiDevice(device.osLocator(), libDrive2::kAccessRead, kShared));
+    return static_cast<bool>(libDrive2::OsDevice::openOsDevice(device.osLocator(), libDrive2::kAccessRead,
+                                                               kShared, libDrive2::kOpenExisting, 0));
 }
 
 ExitStatus refuse(const std::string& sentence, ExitStatus status) {
@@ -70,13 +84,11 @@ bool writesToDrive(const quix5::Test& test) {
 }
 
 bool preservesData(const quix5::Test& test) {
-    return flagOf(test, "PreserveData", true);
+    return quix5::findParameter(test, kPreserveData) != nullptr && flagOf(test, kPreserveData, true);
 }
 
 std::optional<Obstacle> findObstacle(const DiagDevice& device) {
-    if (!libDrive2::OsDevice::openOsDevice(device.osLocator(), libDrive2::kAccessRead,
-                                           libDrive2::kShareRead | libDrive2::kShareWrite,
-                                           libDrive2::kOpenExisting, 0))
+    if (!canBeOpened(device))
         return Obstacle{kExitCannotRun, libDrive2::lastOpenErrorStr().utf8(), "nothing was written"};
     libDrive2::DeviceLockingManager volumes(device.osLocator());
     if (volumes.isBitLockerEnabledOnVolumes())

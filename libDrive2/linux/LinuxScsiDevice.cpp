@@ -2,6 +2,7 @@
 
 #include <scsi/sg.h>
 #include <sys/ioctl.h>
+#include <sys/stat.h>
 
 #include <cerrno>
 
@@ -10,6 +11,7 @@
 #include "libDrive2/PlatformOpeners.h"
 #include "libDrive2/bridges/SatAtaDevice.h"
 #include "libDrive2/commands/ScsiCommands.h"
+#include "libDrive2/linux/SysfsBlock.h"
 
 namespace libDrive2 {
 
@@ -118,9 +120,27 @@ ScsiResponse LinuxScsiDevice::execute(const ScsiRequest& request) {
     return response;
 }
 
+namespace {
+
+bool isOptical(const zel::String& path) {
+    struct stat found {};
+    return stat(path.utf8().c_str(), &found) == 0 && S_ISBLK(found.st_mode) &&
+           SysfsBlock(found.st_rdev).isOptical();
+}
+
+}  // namespace
+
+/// The block node of an optical drive opens for writing only with a medium that the system itself could write
+/// to. Its generic node always does; without one, root may send all commands through a node that was opened
+/// for reading.
 std::unique_ptr<ScsiPassThrough> openPlatformScsiDevice(const zel::String& path,
                                                         std::uint32_t desiredAccess) {
-    return LinuxScsiDevice::open(path, (desiredAccess & kAccessWrite) != 0);
+    const bool writable = (desiredAccess & kAccessWrite) != 0;
+    if (!writable || !isOptical(path))
+        return LinuxScsiDevice::open(path, writable);
+    if (auto generic = openPlatformScsiObject(path))
+        return generic;
+    return LinuxScsiDevice::open(path, false);
 }
 
 std::unique_ptr<AtaDevice> openPlatformAtaDevice(const zel::String& path) {

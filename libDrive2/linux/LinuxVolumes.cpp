@@ -5,6 +5,8 @@
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 
+#include <unistd.h>
+
 #include <cerrno>
 #include <cstdio>
 #include <fstream>
@@ -110,17 +112,32 @@ zel::Array<zel::String> LinuxVolumes::holders() {
     return users;
 }
 
+/// Optical drives open without a medium that can be read, too.
+int LinuxVolumes::openFlags() const {
+    return O_CLOEXEC | (isOptical() ? O_NONBLOCK : 0);
+}
+
+bool LinuxVolumes::isOptical() const {
+    struct stat found {};
+    return stat(m_path.utf8().c_str(), &found) == 0 && S_ISBLK(found.st_mode) &&
+           SysfsBlock(found.st_rdev).isOptical();
+}
+
 zel::Array<VolumeContent> LinuxVolumes::contents() {
-    const FileDescriptor device(open(m_path.utf8().c_str(), O_RDONLY | O_CLOEXEC));
+    const FileDescriptor device(open(m_path.utf8().c_str(), O_RDONLY | openFlags()));
     return device ? describeContents(device.get()) : zel::Array<VolumeContent>();
 }
 
 bool LinuxVolumes::isEncrypted(zel::String& reason) {
-    const FileDescriptor device(open(m_path.utf8().c_str(), O_RDONLY | O_CLOEXEC));
+    const FileDescriptor device(open(m_path.utf8().c_str(), O_RDONLY | openFlags()));
     if (!device) {
         reason = m_path + " cannot be examined for encrypted volumes: " + errnoStatus(errno).text;
         return true;
     }
+    // Nor is there a volume where an optical medium holds no recording yet.
+    std::uint8_t first = 0;
+    if (isOptical() && pread(device.get(), &first, 1, 0) != 1)
+        return false;
     return holdsEncryptedVolume(device.get(), m_path, reason);
 }
 
@@ -135,7 +152,9 @@ bool LinuxVolumes::lock(zel::String& reason) {
     const bool isBlockDevice = stat(m_path.utf8().c_str(), &found) == 0 && S_ISBLK(found.st_mode);
     // The kernel gives a whole disk exclusively only when nobody holds one of its partitions, and then
     // nobody can take a partition: one descriptor locks them all.
-    FileDescriptor device(open(m_path.utf8().c_str(), O_RDWR | O_CLOEXEC | (isBlockDevice ? O_EXCL : 0)));
+    // An optical medium is written by commands; its block node need not open for writing.
+    const int access = isOptical() ? O_RDONLY : O_RDWR;
+    FileDescriptor device(open(m_path.utf8().c_str(), access | openFlags() | (isBlockDevice ? O_EXCL : 0)));
     if (!device || (!isBlockDevice && flock(device.get(), LOCK_EX | LOCK_NB) != 0)) {
         reason = m_path + " cannot be taken for this test alone: " + errnoStatus(errno).text;
         return false;

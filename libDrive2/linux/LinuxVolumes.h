@@ -24,6 +24,9 @@ public:
 private:
     static void findUsers(const SysfsBlock& device, zel::Array<zel::String>& users);
 
+    [[nodiscard]] bool isOptical() const;
+    [[nodiscard]] int openFlags() const;
+
     zel::String m_path;
     FileDescriptor m_lock;
 };

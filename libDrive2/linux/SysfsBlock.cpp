@@ -54,6 +54,10 @@ bool SysfsBlock::isRemovable() const {
     return !m_folder.empty() && readLine(diskFolder() / "removable") == "1";
 }
 
+bool SysfsBlock::isOptical() const {
+    return !m_folder.empty() && readLine(diskFolder() / "device" / "type") == "5";
+}
+
 bool SysfsBlock::isVirtual() const {
     return m_folder.string().starts_with("/sys/devices/virtual/block/");
 }

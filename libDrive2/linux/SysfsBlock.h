@@ -18,6 +18,9 @@ public:
     [[nodiscard]] std::string name() const;
     [[nodiscard]] bool isPartition() const;
     [[nodiscard]] bool isRemovable() const;
+    /// A SCSI device of type 05h (SPC-4): it is there without a medium, too, and with one that has no sectors
+    /// yet.
+    [[nodiscard]] bool isOptical() const;
     /// Made by the system rather than driven by it: a loop device, a mapping, an array.
     [[nodiscard]] bool isVirtual() const;
     /// A number from the disk's queue folder; 0 when it cannot be read.

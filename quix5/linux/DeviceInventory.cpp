@@ -16,6 +16,8 @@ namespace quix5 {
 namespace {
 
 constexpr std::uint64_t kSizeUnit = 512;  ///< /sys/block/*/size counts in these, whatever the sector size
+/// What the kernel's driver of optical drives says while it has not seen a medium.
+constexpr std::uint64_t kNoMediumSize = 0x1FFFFF;
 
 template <class T, T* (*unref)(T*)>
 struct Unref {
@@ -136,6 +138,17 @@ std::string serialOf(udev_device* device) {
     return serial.empty() ? serialPageOf(device) : serial;
 }
 
+/// The block node of the drive that a generic node stands for, "/dev/sr0" for "/dev/sg1"; of others the node
+/// itself.
+std::string blockNodeOf(const std::filesystem::path& node) {
+    const std::filesystem::path folder =
+        std::filesystem::path("/sys/class/scsi_generic") / node.filename() / "device" / "block";
+    std::error_code none;
+    for (const auto& block : std::filesystem::directory_iterator(folder, none))
+        return "/dev/" + block.path().filename().string();
+    return node.string();
+}
+
 /// Devices in the system's memory and mappings of other drives are no drives; nor is a slot with nothing
 /// in it, such as a free loop device.
 bool isDrive(udev_device* device) {
@@ -145,6 +158,12 @@ bool isDrive(udev_device* device) {
             return false;
     const bool removable = attribute(device, "removable") == "1";
     return numberAttribute(device, "size") > 0 || (removable && !name.starts_with("loop"));
+}
+
+std::uint64_t bytesOf(udev_device* device) {
+    const std::uint64_t units = numberAttribute(device, "size");
+    const bool isOptical = trimmed(udev_device_get_sysname(device)).starts_with("sr");
+    return isOptical && units == kNoMediumSize ? 0 : units * kSizeUnit;
 }
 
 DiagDevice describe(udev_device* device) {
@@ -160,7 +179,7 @@ DiagDevice describe(udev_device* device) {
     setText(described, kPropertySerial, serialOf(device));
     setText(described, kPropertyFirmware,
             firstKnown(device, {"ID_REVISION"}, {"device/firmware_rev", "device/rev", "device/fwrev"}));
-    described.setProperty(kPropertyBytes, numberAttribute(device, "size") * kSizeUnit);
+    described.setProperty(kPropertyBytes, bytesOf(device));
     described.setProperty(kPropertySectorSize,
                           static_cast<std::uint32_t>(numberAttribute(device, "queue/logical_block_size")));
     return described;
@@ -190,7 +209,7 @@ std::vector<DiagDevice> listDevices() {
 
 DiagDevice findDevice(const zel::String& locator) {
     std::error_code failed;
-    const std::string node = std::filesystem::canonical(locator.utf8(), failed).string();
+    const std::string node = blockNodeOf(std::filesystem::canonical(locator.utf8(), failed));
     if (!failed)
         for (DiagDevice& device : listDevices())
             if (device.osLocator() == node)

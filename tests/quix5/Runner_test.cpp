@@ -84,7 +84,7 @@ protected:
     StepHost host;
 
 private:
-    TestEntry m_entry{"fake", nullptr, createDrive, createTest};
+    TestEntry m_entry{"fake", nullptr, createDrive, createTest, {}};
 };
 
 TEST_F(RunnerTest, TheDriveIsReleasedAfterTheTestIsDestroyed) {

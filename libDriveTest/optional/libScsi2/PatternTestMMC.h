@@ -1,0 +1,23 @@
+#pragma once
+
+#include "OpticalWriteTest.h"
+
+namespace libDriveTest {
+
+/// Writes and compares the first sectors that the medium takes, as many as asked for, or all that are free.
+/// Destructive.
+class PatternTestMMC : public OpticalWriteTest {
+public:
+    explicit PatternTestMMC(RecordableDrive& tested);
+    explicit PatternTestMMC(SharedRecordableDrive tested);
+    ~PatternTestMMC() override;
+
+    static void init(Test& test);
+
+protected:
+    [[nodiscard]] std::uint64_t sectorsToPrepare(const Settings& settings) const override;
+    void plan(const Settings& settings, std::uint64_t freeSectors, Recording& recording) override;
+    [[nodiscard]] std::uint64_t offsetOf(const Recording& recording, std::uint64_t k) const override;
+};
+
+}  // namespace libDriveTest
