@@ -20,7 +20,8 @@ import kernel  # noqa: E402
 import program  # noqa: E402
 
 MODULES = ["nvme", "ahci", "ata_piix", "virtio_scsi", "xhci_pci", "usb_storage", "uas", "sd_mod", "sg", "configfs"]
-LATER_MODULES = ["scsi_debug", "null_blk", "floppy", "crc32c_generic", "ext4", "dm_mod"]  # loaded when needed
+LATER_MODULES = ["scsi_debug", "null_blk", "floppy", "crc32c_generic", "ext4", "dm_mod", "sr_mod", "target_core_user",
+                 "tcm_loop"]  # loaded when needed
 
 # Ways to reach a drive -> the drive that the log then names.
 ATA, SCSI, FLOPPY, BLOCK, BLOCK_AND_SCSI, NVME = 1, 2, 5, 6, 7, 8
