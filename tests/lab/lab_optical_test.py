@@ -53,7 +53,7 @@ PASS, FAIL, WRONG_MEDIUM, ONLY_IN_ORDER = (0, "PASS"), (1, "FAIL"), (4, "INCORRE
 RECORDED = {
     **dict.fromkeys(["cdr", "dvdr", "dvdr-dl", "dvdr-dl-lj", "bdr", "bdr-random", "bdre"], WRONG_MEDIUM),
     **dict.fromkeys(["dvd+r", "dvd+r-dl", "dvdrw", "dvdrw-dl"], ONLY_IN_ORDER),
-    **dict.fromkeys(["cdrw", "dvdrw-ow", "dvdram", "dvd+rw", "dvd+rw-dl"], PASS)}
+    **dict.fromkeys(["cdrw", "cdrw-ow", "dvdrw-ow", "dvdram", "dvd+rw", "dvd+rw-dl"], PASS)}
 SIMULATED = {"good": f"media=cdrom,sectors={CD},serial=LAB1", "empty": "media=none",
              "bad": f"media=dvdrom,sectors={CD},bad={'+'.join(map(str, BAD))}",
              **{kind: f"media={kind},sectors={CD}" for kind in RECORDED}}
@@ -62,17 +62,25 @@ MEASURED = {"as fast as told": ("media=dvdrom,speed=1", PASS),
             "slower than told": ("media=dvdrom,speed=1,slow=0-1500:100", FAIL)}
 
 
+# Recorded with faults, and what is told of them.
+FAULTY = {"unit not written": ("media=dvd+rw,bad-write=40", "writeSectorRangeErr sector=32 lastSector=48"),
+          "unit not read": ("media=dvdrw-ow,bad=33", "readSectorRangeErr sector=32 lastSector=48"),
+          "unit read wrong": ("media=bdre,corrupt=64", "patternMismatchRange sector=64 end_sector=96")}
+
+
 class OpticalLab(lab_test.Lab):
     def boot(self):
         self._image.add_program(os.environ["OPTICAL_TARGET"], "drivetest")
         self._image.pack()
         super().boot()
         self.must("modprobe -a sr_mod target_core_user tcm_loop")
-        self.nodes = {**self.simulate(FASTER, SIMULATED),
-                      **self.simulate(1, {name: keys for name, (keys, _) in MEASURED.items()})}
+        faulty = {name: f"sectors={CD},{keys}" for name, (keys, _) in FAULTY.items()}
+        self.nodes, self.generic = {}, {}
+        self.simulate(FASTER, {**SIMULATED, **faulty})
+        self.simulate(1, {name: keys for name, (keys, _) in MEASURED.items()})
 
     def simulate(self, faster, drives):
-        """Puts simulated drives behind the kernel; gives their nodes."""
+        """Puts simulated drives behind the kernel, and keeps their nodes."""
         locators = " ".join(f"'sim:optical,{keys}'" for keys in drives.values())
         told = self.guest.share / f"drives-{faster}"
         target = self.guest.start(f"optical_target {faster} {locators} >/host/{told.name}")
@@ -80,7 +88,8 @@ class OpticalLab(lab_test.Lab):
                               told.read_text().count("\n") == len(drives), 60, "the simulated drives")
         if not target.running():
             raise guest.GuestError(f"no simulated drives: {target.wait()}")
-        return {name: line.split()[1] for name, line in zip(drives, told.read_text().splitlines())}
+        for name, line in zip(drives, told.read_text().splitlines()):
+            _, self.nodes[name], self.generic[name] = line.split()
 
     def path(self, name):
         if name in self.nodes:
@@ -165,6 +174,30 @@ class Recording(OpticalTest):
                 with self.subTest(test=test, kind=kind):
                     run = self.lab.write(test, self.lab.path(kind), None, "NumberOfSeeks=32", "NumberOfPatterns=2").ended()
                     self.assertEqual((run.faults(), run.status, run.result()), ([], *expected[kind]), run.out)
+
+    def test_bad_sectors_are_named(self):
+        for name, (_, event) in FAULTY.items():
+            with self.subTest(drive=name):
+                run = self.lab.write("PatternTestMMC", self.lab.path(name), None, "NumberOfSeeks=96", "RetryCount=0",
+                                     "DisplayAdvancedErrs=no").ended()
+                self.assertEqual((run.faults(), run.status, run.events()), ([], 1, [event]), run.out)
+
+    def test_generic_node(self):
+        """Is another name of the drive."""
+        run = self.lab.start("ReadPerformanceTest", self.lab.generic["good"], None, "MinDataCapacity=1000").ended()
+        self.assertEqual((run.faults(), run.status, run.result()), ([], *PASS), run.out)
+
+    def test_mounted_medium_is_left_alone(self):
+        path = self.lab.path("dvdram")
+        self.lab.must("modprobe -a crc32c_generic ext4")
+        before = self.lab.must(f"mke2fs -b 2048 {path} >/dev/null && mkdir -p /disc && mount -o ro -t ext2 {path} /disc && md5sum <{path}")
+        try:
+            run = self.lab.write("PatternTestMMC", path, None, "NumberOfSeeks=32").ended()
+            self.assertEqual((run.faults(), run.status), ([], 5), run.out)
+            self.assertIn("is mounted on /disc", run.out)
+        finally:
+            self.lab.must("umount /disc")
+        self.assertEqual(self.lab.must(f"md5sum <{path}"), before)
 
     def test_measured_rates(self):
         for name, (_, expected) in MEASURED.items():
