@@ -28,6 +28,11 @@ public:
     requires std::is_convertible_v<Derived*, Element*> SharedResource(
         const SharedResource<PointerStorage<Derived>>& other)
         : m_pointer(other.m_pointer) {}
+    /// The same, leaving the other holder empty.
+    template <class Derived>
+    requires std::is_convertible_v<Derived*, Element*> SharedResource(
+        SharedResource<PointerStorage<Derived>>&& other)
+        : m_pointer(std::move(other.m_pointer)) {}
 
     [[nodiscard]] Element* get() const { return m_pointer.get(); }
     Element& operator*() const { return *m_pointer; }

@@ -69,12 +69,17 @@ bool RecordingHost::logged(const std::string& text) const {
     return std::any_of(log.begin(), log.end(), [&text](const LogLine& line) { return line.text == text; });
 }
 
-void RecordingHost::keep(const quix5::Event& event, const char* type) {
+std::string RecordingHost::variablesOf(const quix5::LocalizableMessage& message) {
     std::string variables;
-    for (const auto& [name, value] : event.variables())
+    for (const auto& [name, value] : message.variables())
         variables +=
             (variables.empty() ? "" : ", ") + name.utf8() + "=" + value.valueString().zelString().utf8();
-    events.push_back({event.key().utf8(), type, variables});
+    return variables;
+}
+
+void RecordingHost::keep(const quix5::Event& event, const char* type) {
+    events.push_back({event.key().utf8(), type, variablesOf(event)});
+    story.push_back(std::string(type) + " " + event.key().utf8() + "(" + events.back().variables + ")");
 }
 
 void RecordingHost::registerLibrary(const zel::String& /*name*/) {}
@@ -91,9 +96,12 @@ void RecordingHost::error(const quix5::Event& event, quix5::SourceLocation /*whe
 void RecordingHost::warning(const quix5::Event& event, quix5::SourceLocation /*where*/) {
     keep(event, "warning");
 }
-void RecordingHost::progress(const quix5::LocalizedString& /*text*/) {}
+void RecordingHost::progress(const quix5::LocalizedString& text) {
+    story.push_back(text.key().utf8() + "(" + variablesOf(text) + ")");
+}
 void RecordingHost::percentDone(int percent) {
     percents.push_back(percent);
+    story.push_back(std::to_string(percent) + " %");
 }
 bool RecordingHost::checkForStop() {
     return stop(++stopChecks);

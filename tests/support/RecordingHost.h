@@ -36,6 +36,8 @@ public:
     // What happened.
     std::vector<SentEvent> events;
     std::vector<int> percents;
+    /// What the user saw, in order: events "TYPE key(variables)", progress texts "key(variables)", "25 %".
+    std::vector<std::string> story;
     std::vector<LogLine> log;
     std::vector<Prompt> prompts;
     int abortRequests = 0;
@@ -71,6 +73,7 @@ public:
 
 private:
     void keep(const quix5::Event& event, const char* type);
+    static std::string variablesOf(const quix5::LocalizableMessage& message);
 
     quix5::Host* m_previousHost;
     zel::LogSink* m_previousSink;

@@ -109,7 +109,8 @@ private:
 }  // namespace
 
 DriveTestMMCRO::DriveTestMMCRO(ScsiMMCDrive& tested) : DriveTestMMC(tested) {}
-DriveTestMMCRO::DriveTestMMCRO(SharedMMCDrive tested) : DriveTestMMC(libDrive2::SharedDrive(tested)) {}
+DriveTestMMCRO::DriveTestMMCRO(SharedMMCDrive tested)
+    : DriveTestMMC(libDrive2::SharedDrive(std::move(tested))) {}
 DriveTestMMCRO::~DriveTestMMCRO() = default;
 
 void DriveTestMMCRO::init(Test& test) {

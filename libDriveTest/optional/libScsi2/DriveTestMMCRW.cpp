@@ -107,7 +107,8 @@ private:
 }  // namespace
 
 DriveTestMMCRW::DriveTestMMCRW(RecordableDrive& tested) : DriveTestMMC(tested) {}
-DriveTestMMCRW::DriveTestMMCRW(SharedRecordableDrive tested) : DriveTestMMC(libDrive2::SharedDrive(tested)) {}
+DriveTestMMCRW::DriveTestMMCRW(SharedRecordableDrive tested)
+    : DriveTestMMC(libDrive2::SharedDrive(std::move(tested))) {}
 DriveTestMMCRW::~DriveTestMMCRW() = default;
 
 void DriveTestMMCRW::init(Test& test) {
