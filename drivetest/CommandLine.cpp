@@ -39,16 +39,17 @@ void addJournalOption(CLI::App& command, std::string& folder) {
 void addRunOptions(CLI::App& command, RunOptions& options) {
     command.add_option("TEST", options.test, "Name of the test; \"drivetest tests\" lists them")->required();
     command
-        .add_option("DEVICE", options.device,
-                    "Drive: a device path, an image file, or sim:KIND[,KEY=VALUE]...\n"
-                    "Kinds: disk scsi ata nvme floppy ufi optical\n"
-                    "Keys: sectors=N sector-size=N image=PATH bad=A+B-C bad-write= bad-seek= corrupt=\n"
-                    "transient=LBA:TIMES slow=A-B:MS gone-at=N busy-at=N speed=MB/s serial=TEXT\n"
-                    "media=none wp removable encrypted recovered=A+B-C temperature=N sense=descriptor\n"
-                    "locked emulated\n"
-                    "optical: media=NAME>NAME... (none cdrom cdaudio cdmixed cdr cdrw cdrw-ow dvdrom dvdr dvdrw\n"
-                    "dvdrw-ow dvdr-dl dvdr-dl-lj dvdrw-dl dvd+r dvd+rw dvd+r-dl dvd+rw-dl dvdram bdrom bdr\n"
-                    "bdr-random bdre) state=blank|appendable|closed|unformatted tray=no performance=none")
+        .add_option(
+            "DEVICE", options.device,
+            "Drive: a device path, an image file, or sim:KIND[,KEY=VALUE]...\n"
+            "Kinds: disk scsi ata nvme floppy ufi optical\n"
+            "Keys: sectors=N sector-size=N image=PATH bad=A+B-C bad-write= bad-seek= corrupt=\n"
+            "transient=LBA:TIMES slow=A-B:MS gone-at=N busy-at=N speed=MB/s serial=TEXT\n"
+            "media=none wp removable encrypted recovered=A+B-C temperature=N sense=descriptor\n"
+            "locked emulated\n"
+            "optical: media=NAME>NAME... (none cdrom cdaudio cdmixed cdr cdrw cdrw-ow dvdrom dvdr dvdrw\n"
+            "dvdrw-ow dvdr-dl dvdr-dl-lj dvdrw-dl dvd+r dvd+rw dvd+r-dl dvd+rw-dl dvdram bdrom bdr\n"
+            "bdr-random bdre) state=blank|appendable|closed|unformatted tray=no performance=none")
         ->required();
     command.add_option("-p,--param", options.parameters, "Parameter of the test; repeatable")
         ->type_name("NAME=VALUE")
