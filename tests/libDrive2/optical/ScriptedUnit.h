@@ -2,8 +2,8 @@
 
 #include <map>
 
-#include "Fixtures.h"
-#include "commands/Hex.h"
+#include "libDrive2/Fixtures.h"
+#include "libDrive2/commands/Hex.h"
 
 namespace libDrive2 {
 

@@ -2,8 +2,8 @@
 
 #include <sstream>
 
-#include "ModuleFixture.h"
 #include "libDrive2/DeviceOpeners.h"
+#include "libDriveTest/ModuleFixture.h"
 #include "libDriveTest/optional/libScsi2/DriveTestMMC.h"
 #include "zel/Format.h"
 
