@@ -1,20 +1,18 @@
 #include "LinearPatternTest.h"
 
 #include <algorithm>
-#include <array>
 #include <cstring>
 #include <numeric>
 
 #include "Events.h"
 #include "Parameters.h"
+#include "PatternTable.h"
 
 namespace libDriveTest {
 
 namespace {
 
 constexpr const char* kName = "LinearPatternTest";
-constexpr std::array<std::uint8_t, 18> kPatterns = {0xFF, 0x00, 0xF0, 0x0F, 0xAA, 0x55, 0x80, 0x40, 0x20,
-                                                    0x10, 0x08, 0x04, 0x02, 0x01, 0x11, 0x22, 0x44, 0x88};
 /// The sum of the table's bytes, modulo 256.
 constexpr std::uint8_t kPatternsSum = 0xFB;
 /// A chunk holds at most this part of the sectors to test.

@@ -1,13 +1,13 @@
 #include "OpticalWriteTest.h"
 
-#include <array>
-#include <bit>
 #include <cstring>
 #include <string>
 
 #include "../../DriveTestLogger.h"
 #include "../../Events.h"
 #include "../../Parameters.h"
+#include "../../PatternTable.h"
+#include "BigEndian.h"
 #include "DriveTestMMCRWCallback.h"
 #include "zel/HexDump.h"
 
@@ -15,17 +15,9 @@ namespace libDriveTest {
 
 namespace {
 
-constexpr std::array<std::uint8_t, 18> kPatterns = {0xFF, 0x00, 0xF0, 0x0F, 0xAA, 0x55, 0x80, 0x40, 0x20,
-                                                    0x10, 0x08, 0x04, 0x02, 0x01, 0x11, 0x22, 0x44, 0x88};
 constexpr std::uint32_t kOptimalSpeed = 0xFFFFFFFF;
 constexpr std::uint32_t kWriteTimeoutMs = 900000;
 constexpr std::uint32_t kPollMs = 100;
-
-std::uint32_t fromBigEndian(std::uint32_t value) {
-    if constexpr (std::endian::native == std::endian::big)
-        return value;
-    return value >> 24 | (value >> 8 & 0xFF00) | (value << 8 & 0xFF0000) | value << 24;
-}
 
 /// Of the whole test: of `share` percent, starting at `base`, as much as is done.
 void showProgress(std::uint64_t done, std::uint64_t total, std::uint32_t speedIndex, std::uint32_t speeds) {
@@ -70,7 +62,7 @@ TestResult OpticalWriteTest::runTest() {
 
 TestResult OpticalWriteTest::testSpeed(const SpeedDescriptor& speed, const Settings& settings,
                                        Recording& recording) {
-    const std::uint32_t kilobytesPerSecond = fromBigEndian(speed.writeSpeed);
+    const std::uint32_t kilobytesPerSecond = swapBigEndian(speed.writeSpeed);
     const String speedText = kilobytesPerSecond == kOptimalSpeed
                                  ? String("optimal multiplier of 1")
                                  : recordableDrive().writeSpeedMultiplier(kilobytesPerSecond);

@@ -1,10 +1,10 @@
 #include "ReadPerformanceTest.h"
 
 #include <algorithm>
-#include <bit>
 
 #include "../../Events.h"
 #include "../../Parameters.h"
+#include "BigEndian.h"
 #include "zel/Clock.h"
 
 namespace libDriveTest {
@@ -28,15 +28,9 @@ constexpr std::pair<std::uint32_t, std::uint32_t> kSingleSpeeds[] = {
 };
 
 /// Between big-endian and the host's order, both ways.
-std::uint32_t swapped(std::uint32_t value) {
-    if constexpr (std::endian::native == std::endian::big)
-        return value;
-    return value >> 24 | (value >> 8 & 0xFF00) | (value << 8 & 0xFF0000) | value << 24;
-}
-
 Descriptor swapped(const Descriptor& descriptor) {
-    return {swapped(descriptor.startLba), swapped(descriptor.startPerformance), swapped(descriptor.endLba),
-            swapped(descriptor.endPerformance)};
+    return {swapBigEndian(descriptor.startLba), swapBigEndian(descriptor.startPerformance),
+            swapBigEndian(descriptor.endLba), swapBigEndian(descriptor.endPerformance)};
 }
 
 }  // namespace
@@ -100,10 +94,10 @@ std::optional<Descriptor> ReadPerformanceTest::askForPerformance(const RangePlan
         return std::nullopt;
     logDescriptor(descriptors[0]);
     Descriptor expected = descriptors[0];
-    expected.startLba = swapped(static_cast<std::uint32_t>(range.startLba));
-    expected.endLba = swapped(static_cast<std::uint32_t>(range.endLba));
+    expected.startLba = swapBigEndian(static_cast<std::uint32_t>(range.startLba));
+    expected.endLba = swapBigEndian(static_cast<std::uint32_t>(range.endLba));
     if (expected.endPerformance == 0)
-        expected.endPerformance = swapped(swapped(expected.startPerformance) * 2);
+        expected.endPerformance = swapBigEndian(swapBigEndian(expected.startPerformance) * 2);
     return expected;
 }
 
