@@ -1,3 +1,6 @@
+#include <filesystem>
+#include <system_error>
+
 #include "drivetest/ExitStatus.h"
 #include "drivetest/commands/Commands.h"
 #include "drivetest/devices/Drives.h"
@@ -78,8 +81,12 @@ ExitStatus checkDrive(const RunOptions& options, const PreparedRun& run) {
         return kExitCannotRun;
     }
     if (!run.device.hasCapability(run.test->entry->needs)) {
+        std::error_code ignored;
+        const bool isMissing =
+            !options.device.starts_with("sim:") && !std::filesystem::exists(options.device, ignored);
         complain(options.test + " tests optical drives, and " + options.device +
-                 " is none: \"drivetest devices\" lists the drives of this machine");
+                 (isMissing ? " does not exist" : " is none") +
+                 ": \"drivetest devices\" lists the drives of this machine");
         return kExitUsage;
     }
     if (flagProperty(run.device, kPropertyLocked)) {

@@ -34,9 +34,10 @@ class Media(program.ProgramTest):
             self.assertIn(said, run.out)
 
     def test_other_drives_are_refused(self):
-        process = self.start("run", "PatternTestMMC", "sim:disk", "--confirm", "sim:disk")
-        self.assertEqual(process.returncode, 2)
-        self.assertIn("PatternTestMMC tests optical drives, and sim:disk is none", process.stderr)
+        for drive, said in (("sim:disk", "is none"), ("/dev/sr-none", "does not exist")):
+            process = self.start("run", "PatternTestMMC", drive, "--confirm", drive)
+            self.assertEqual(process.returncode, 2)
+            self.assertIn(f"PatternTestMMC tests optical drives, and {drive} {said}", process.stderr)
 
 
 class Recording(program.ProgramTest):
