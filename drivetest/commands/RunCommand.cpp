@@ -163,6 +163,13 @@ int finish(PreparedRun& run, const TestResult& result, const RunHost& host, Cons
         console.line("         " + run.obstacle->reason + "; " + run.obstacle->advice);
     else if (host.statistics() == nullptr && result == TestResult::CANNOTRUN && !reason.empty())
         console.line("         " + reason);
+    else if (result == TestResult::INCORRECTMEDIA && isOptical(*run.test))
+        console.line(
+            run.writes
+                ? "         it records on media that are neither closed nor write-protected, of kinds "
+                  "that it can write"
+                : "         it reads data from media of the kinds in MMCsupportedProfiles with at least "
+                  "MinDataCapacity sectors");
     if (run.record != nullptr)
         run.record->end(result, host.counts(), host.statistics());
     printSummary(console, *run.test, run.device, result, host);

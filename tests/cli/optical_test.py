@@ -62,6 +62,7 @@ class Recording(program.ProgramTest):
             with self.subTest(keys=keys):
                 run = self.record_on(keys, "RetryCount=0", "DisplayAdvancedErrs=no")
                 self.assertEqual((run.status, run.result(), run.events()), (status, result, events), run.out)
+                self.assertEqual("neither closed nor write-protected" in run.out, status == 4)
 
     def test_a_stop_ends_it(self):
         drive = "sim:optical,media=dvd+rw"
