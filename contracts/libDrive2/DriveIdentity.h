@@ -1,21 +1,58 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
+#include <vector>
 
 #include "zel/String.h"
 
 namespace libDrive2 {
 
-/// What tells one drive from another, whatever path leads to it.
+/// A stretch of a disk or a file.
+struct StorageExtent {
+    /// Of the whole disk or file: what the system proves of it, such as "wwid:naa.5000c500a1b2c3d4" or
+    /// "file:FILE SYSTEM:INODE:BIRTH" (BIRTH may be missing). What begins with "boot:" means something only
+    /// until the system restarts or the disk is taken away.
+    std::string id{};
+    std::uint64_t start = 0;  ///< bytes
+    std::uint64_t bytes = 0;  ///< 0: to the end
+
+    bool operator==(const StorageExtent&) const = default;
+};
+
+/// What tells one drive from another, whatever path leads to it. Kernel names and paths have no part in it.
 struct DriveIdentity {
-    zel::String model{};
-    zel::String serial{};  ///< empty when the drive has none
+    zel::String model{};   ///< for people
+    zel::String serial{};  ///< for people; empty when the drive has none
     std::uint64_t sectors = 0;
     std::uint32_t sectorBytes = 0;  ///< of a logical sector
+    /// The strongest thing that the system proves: a WWID, an EUI-64 or NGUID, a serial number with a model,
+    /// a PARTUUID, the UUID of a mapping or an array, a file's file system and inode. Empty when it proves
+    /// nothing that outlasts a restart.
+    std::string id{};
+    /// All that it is exactly made of, down to disks and files; itself where nothing more is known.
+    std::vector<StorageExtent> storage{};
+    /// What lies beneath that in a way that is not followed to the byte: the members of an array, what the
+    /// file system of an image file is stored on.
+    std::vector<StorageExtent> carriers{};
 
     bool operator==(const DriveIdentity&) const = default;
     /// For messages: "MODEL, serial number SERIAL, 1000 sectors of 512 bytes".
     [[nodiscard]] zel::String describe() const;
+
+    /// All of it as text of one line a field, and back. False when the text is no identity.
+    [[nodiscard]] std::string toText() const;
+    static bool fromText(const std::string& text, DriveIdentity& identity);
 };
+
+/// Whether both are proven to be the same drive; the size is not looked at. What nothing is proven of is the
+/// same as nothing.
+bool isSameDrive(const DriveIdentity& a, const DriveIdentity& b);
+
+/// Whether writing to the one may change the other: they share a byte, or one lies on the other.
+bool sharesStorage(const DriveIdentity& a, const DriveIdentity& b);
+
+/// Whether the drive can be told from all others after a restart of the system.
+bool isStable(const DriveIdentity& identity);
 
 }  // namespace libDrive2

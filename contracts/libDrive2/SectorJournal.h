@@ -24,6 +24,9 @@ public:
     /// Whether `data`, read from these protected sectors, is what protect() was given for them.
     virtual bool holdsOriginal(std::uint64_t lba, std::uint32_t count, const void* data,
                                std::size_t bytes) = 0;
+    /// Gives back what protect() was given for these protected sectors. False where it is not kept, or no
+    /// more as it was.
+    virtual bool readOriginal(std::uint64_t lba, std::uint32_t count, void* data, std::size_t bytes) = 0;
     /// The sectors hold their original data again, durably. Takes exactly what one protect() was given.
     virtual bool release(std::uint64_t lba, std::uint32_t count) = 0;
     /// Why the last operation failed.

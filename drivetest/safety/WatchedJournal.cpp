@@ -33,6 +33,10 @@ bool WatchedJournal::holdsOriginal(std::uint64_t lba, std::uint32_t count, const
     return false;
 }
 
+bool WatchedJournal::readOriginal(std::uint64_t lba, std::uint32_t count, void* data, std::size_t bytes) {
+    return m_inner != nullptr && m_inner->readOriginal(lba, count, data, bytes);
+}
+
 bool WatchedJournal::release(std::uint64_t lba, std::uint32_t count) {
     // The sectors hold their data again, whatever the journal says of them.
     std::erase_if(m_unrestored, [=](const Range& range) { return range.lba == lba && range.count == count; });

@@ -29,6 +29,7 @@ public:
     [[nodiscard]] bool outlivesCrash() const override { return m_inner != nullptr; }
     [[nodiscard]] bool verifiesRestores() const override;
     bool holdsOriginal(std::uint64_t lba, std::uint32_t count, const void* data, std::size_t bytes) override;
+    bool readOriginal(std::uint64_t lba, std::uint32_t count, void* data, std::size_t bytes) override;
     bool release(std::uint64_t lba, std::uint32_t count) override;
     [[nodiscard]] zel::String lastErrorStr() const override;
 

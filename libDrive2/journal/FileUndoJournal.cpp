@@ -237,6 +237,20 @@ bool FileUndoJournal::holdsOriginal(std::uint64_t lba, std::uint32_t count, cons
            fail("the sectors do not hold their original data");
 }
 
+bool FileUndoJournal::readOriginal(std::uint64_t lba, std::uint32_t count, void* data, std::size_t bytes) {
+    const Slot* slot = findOpen(lba, count);
+    if (slot == nullptr || bytes != slot->header.dataBytes)
+        return false;
+    zel::Buffer whole(static_cast<std::size_t>(journal::roundUp(bytes)));
+    const auto index = static_cast<std::uint32_t>(slot - m_slots);
+    const std::uint64_t offset = journal::slotOffset(m_header.slotBytes, index) + journal::kDataAt;
+    if (!take(m_file->read(offset, whole.data(), whole.size()), "it could not be read"))
+        return false;
+    std::memcpy(data, whole.data(), bytes);
+    return checksumOf(asBytes(data, bytes)) == slot->header.data ||
+           fail("what it holds of the sectors is damaged");
+}
+
 bool FileUndoJournal::release(std::uint64_t lba, std::uint32_t count) {
     Slot* slot = findOpen(lba, count);
     if (slot == nullptr || !writeSlotHeader(static_cast<std::uint32_t>(slot - m_slots), SlotMark::done))

@@ -18,6 +18,7 @@ public:
     bool protect(std::uint64_t lba, std::uint32_t count, const void* data, std::size_t bytes) override;
     [[nodiscard]] bool verifiesRestores() const override { return m_verifyRestores; }
     bool holdsOriginal(std::uint64_t lba, std::uint32_t count, const void* data, std::size_t bytes) override;
+    bool readOriginal(std::uint64_t lba, std::uint32_t count, void* data, std::size_t bytes) override;
     bool release(std::uint64_t lba, std::uint32_t count) override;
     [[nodiscard]] zel::String lastErrorStr() const override { return m_error; }
     [[nodiscard]] bool hasOpenSlots() const override;

@@ -50,6 +50,10 @@ public:
         log.push_back(zel::format("protect %u+%u %s %u", lba, count, start.c_str(), bytes).utf8());
         return journalWorks;
     }
+    bool readOriginal(std::uint64_t /*lba*/, std::uint32_t /*count*/, void* /*data*/,
+                      std::size_t /*bytes*/) override {
+        return false;
+    }
     bool release(std::uint64_t lba, std::uint32_t count) override {
         log.push_back(zel::format("release %u+%u", lba, count).utf8());
         return journalWorks;

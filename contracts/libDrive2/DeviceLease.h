@@ -1,0 +1,53 @@
+#pragma once
+
+#include <memory>
+
+#include "libDrive2/BlockHandle.h"
+#include "libDrive2/DeviceLockingManager.h"
+#include "libDrive2/DriveIdentity.h"
+
+namespace libDrive2 {
+
+/// What a drive is taken for.
+enum class LeasePurpose : std::uint8_t {
+    look,   ///< to read from it; others may use it meanwhile
+    write,  ///< for this process alone
+};
+
+/// A drive in hand: one open descriptor, from which everything about the drive comes. While a lease lives,
+/// the openers and the DeviceLockingManager of this process reach the drive through it when they are given
+/// its locator, whatever the path leads to by then. One thread at a time; all calls may block as long as the
+/// system's do.
+class DeviceLease {
+public:
+    /// Opens the drive (a device path, an image file, "sim:…") and finds out what it is. For writing: takes
+    /// it exclusively, with all its partitions. Null on failure; `failure` then has the type
+    /// LIBDRIVE2_BUSY when somebody uses it, and a text that says who.
+    static std::unique_ptr<DeviceLease> take(const zel::String& locator, LeasePurpose purpose,
+                                             DeviceStatus& failure);
+    DeviceLease(const DeviceLease&) = delete;
+    DeviceLease& operator=(const DeviceLease&) = delete;
+    /// Gives the drive back.
+    virtual ~DeviceLease() = default;
+
+    [[nodiscard]] virtual const zel::String& locator() const = 0;
+    /// What the drive was when it was taken.
+    [[nodiscard]] virtual const DriveIdentity& identity() const = 0;
+    /// A path that leads to the descriptor's drive for as long as the lease lives, and to no other; empty
+    /// where the system has none.
+    [[nodiscard]] virtual zel::String descriptorPath() const = 0;
+    /// Asks the descriptor again. False, with what is different, when the drive is gone or is another one.
+    virtual bool isUnchanged(zel::String& difference) = 0;
+    /// Who uses the drive beside this lease; looked for again at each call.
+    virtual zel::Array<zel::String> users() = 0;
+    /// See DeviceLockingManager.
+    virtual zel::Array<VolumeContent> contents() = 0;
+    virtual bool isEncrypted(zel::String& reason) = 0;
+    /// A handle to the drive; null on failure. Must not outlive the lease.
+    virtual SharedBlockHandle openBlock(bool writable, zel::String& reason) = 0;
+
+protected:
+    DeviceLease() = default;
+};
+
+}  // namespace libDrive2

@@ -1,0 +1,169 @@
+#include "libDrive2/DriveIdentity.h"
+
+#include <algorithm>
+#include <charconv>
+#include <sstream>
+#include <string_view>
+
+#include "zel/Format.h"
+
+namespace libDrive2 {
+
+namespace {
+
+constexpr std::string_view kFilePrefix = "file:";
+constexpr std::string_view kBootPrefix = "boot:";
+
+/// "file:FILE SYSTEM:INODE" and the birth behind it, which is not always known: of a deleted file, for one.
+std::pair<std::string_view, std::string_view> splitBirth(std::string_view id) {
+    const auto colon = id.find_last_of(':');
+    return {id.substr(0, colon), id.substr(colon + 1)};
+}
+
+bool isSameId(std::string_view a, std::string_view b) {
+    if (!a.starts_with(kFilePrefix) || !b.starts_with(kFilePrefix))
+        return !a.empty() && a == b;
+    const auto [fileA, birthA] = splitBirth(a);
+    const auto [fileB, birthB] = splitBirth(b);
+    return fileA == fileB && (birthA.empty() || birthB.empty() || birthA == birthB);
+}
+
+std::uint64_t endOf(const StorageExtent& extent) {
+    return extent.bytes == 0 ? UINT64_MAX : extent.start + extent.bytes;
+}
+
+bool meets(const std::vector<StorageExtent>& a, const std::vector<StorageExtent>& b) {
+    return std::any_of(a.begin(), a.end(), [&b](const StorageExtent& one) {
+        return std::any_of(b.begin(), b.end(), [&one](const StorageExtent& other) {
+            return isSameId(one.id, other.id) && one.start < endOf(other) && other.start < endOf(one);
+        });
+    });
+}
+
+bool isSameStorage(const std::vector<StorageExtent>& a, const std::vector<StorageExtent>& b) {
+    return !a.empty() &&
+           std::equal(a.begin(), a.end(), b.begin(), b.end(), [](const auto& one, const auto& other) {
+               return isSameId(one.id, other.id) && one.start == other.start && one.bytes == other.bytes;
+           });
+}
+
+bool isLasting(const std::vector<StorageExtent>& storage) {
+    return !storage.empty() && std::none_of(storage.begin(), storage.end(), [](const StorageExtent& extent) {
+        return extent.id.starts_with(kBootPrefix);
+    });
+}
+
+/// Line feeds and backslashes would end a line or begin an escape.
+std::string escaped(const std::string& text) {
+    std::string line;
+    for (const char c : text)
+        if (c == '\n')
+            line += "\\n";
+        else if (c == '\\')
+            line += "\\\\";
+        else
+            line += c;
+    return line;
+}
+
+std::string unescaped(std::string_view line) {
+    std::string text;
+    for (std::size_t i = 0; i < line.size(); ++i)
+        if (line[i] == '\\' && i + 1 < line.size())
+            text += line[++i] == 'n' ? '\n' : line[i];
+        else
+            text += line[i];
+    return text;
+}
+
+template <class Number>
+bool parseNumber(std::string_view text, Number& number) {
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    return error == std::errc() && end == text.data() + text.size();
+}
+
+std::string lineOf(const StorageExtent& extent) {
+    return std::to_string(extent.start) + " " + std::to_string(extent.bytes) + " " + escaped(extent.id) +
+           "\n";
+}
+
+bool parseExtent(std::string_view text, std::vector<StorageExtent>& extents) {
+    const auto first = text.find(' ');
+    const auto second = first == text.npos ? text.npos : text.find(' ', first + 1);
+    StorageExtent extent;
+    if (second == text.npos || !parseNumber(text.substr(0, first), extent.start) ||
+        !parseNumber(text.substr(first + 1, second - first - 1), extent.bytes))
+        return false;
+    extent.id = unescaped(text.substr(second + 1));
+    extents.push_back(std::move(extent));
+    return true;
+}
+
+bool parseField(std::string_view name, std::string_view value, DriveIdentity& identity) {
+    if (name == "storage")
+        return parseExtent(value, identity.storage);
+    if (name == "carrier")
+        return parseExtent(value, identity.carriers);
+    if (name == "sectors")
+        return parseNumber(value, identity.sectors);
+    if (name == "sector-bytes")
+        return parseNumber(value, identity.sectorBytes);
+    if (name == "model")
+        identity.model = unescaped(value);
+    else if (name == "serial")
+        identity.serial = unescaped(value);
+    else if (name == "id")
+        identity.id = unescaped(value);
+    return true;
+}
+
+}  // namespace
+
+zel::String DriveIdentity::describe() const {
+    return zel::format(
+        "%s, %s, %u sectors of %u bytes", model.isEmpty() ? zel::String("unknown model") : model,
+        serial.isEmpty() ? zel::String("no serial number") : "serial number " + serial, sectors, sectorBytes);
+}
+
+std::string DriveIdentity::toText() const {
+    std::string text = "model " + escaped(model.utf8()) + "\nserial " + escaped(serial.utf8()) +
+                       "\nsectors " + std::to_string(sectors) + "\nsector-bytes " +
+                       std::to_string(sectorBytes) + "\nid " + escaped(id) + "\n";
+    for (const StorageExtent& extent : storage)
+        text += "storage " + lineOf(extent);
+    for (const StorageExtent& extent : carriers)
+        text += "carrier " + lineOf(extent);
+    return text;
+}
+
+bool DriveIdentity::fromText(const std::string& text, DriveIdentity& identity) {
+    identity = {};
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);) {
+        const auto blank = line.find(' ');
+        if (blank == std::string::npos || !parseField(std::string_view(line).substr(0, blank),
+                                                      std::string_view(line).substr(blank + 1), identity))
+            return false;
+    }
+    return identity.sectorBytes != 0;
+}
+
+bool isSameDrive(const DriveIdentity& a, const DriveIdentity& b) {
+    if (a.id.empty() || b.id.empty())
+        return isSameStorage(a.storage, b.storage);
+    if (!isSameId(a.id, b.id))
+        return false;
+    // A mapping or a partition of the same UUID can be made of something else.
+    return !isLasting(a.storage) || !isLasting(b.storage) || meets(a.storage, b.storage);
+}
+
+bool sharesStorage(const DriveIdentity& a, const DriveIdentity& b) {
+    return meets(a.storage, b.storage) || meets(a.storage, b.carriers) || meets(a.carriers, b.storage) ||
+           isSameId(a.id, b.id);
+}
+
+bool isStable(const DriveIdentity& identity) {
+    return !identity.id.empty() || isLasting(identity.storage);
+}
+
+}  // namespace libDrive2
