@@ -76,7 +76,8 @@ ExitStatus JournalRecovery::run() {
     DriveIdentity identity;
     std::string problem;
     const auto device = findItsDrive(identity, problem);
-    m_isOfOtherDrive = !device && !m_options.device.empty() && !isSameDrive(identity, m_journal.header.drive);
+    m_isOfOtherDrive =
+        !device && !m_options.device.empty() && !drivetest::isSameDrive(identity, m_journal.header.drive);
     return device ? recoverOn(*device, identity) : fail(problem);
 }
 
@@ -115,7 +116,7 @@ bool JournalRecovery::matches(const DiagDevice& device, DriveIdentity& identity,
     if (identity == wanted)
         return true;
     const std::string path = device.osLocator().utf8();
-    problem = isSameDrive(identity, wanted)
+    problem = drivetest::isSameDrive(identity, wanted)
                   ? path + " is the drive, but of another size: " + identity.describe().utf8() +
                         "; nothing was written to it"
                   : path + " is another drive: " + identity.describe().utf8();
@@ -141,7 +142,7 @@ std::optional<DiagDevice> JournalRecovery::findItsDrive(DriveIdentity& identity,
     for (const DiagDevice& listed : listDrives()) {
         if (matches(listed, identity, problem))
             return listed;
-        if (isSameDrive(identity, header.drive))
+        if (drivetest::isSameDrive(identity, header.drive))
             resized = problem;
     }
     problem = !resized.empty()

@@ -48,7 +48,7 @@ std::string findOpenJournal(const JournalFolder& folder, const DriveIdentity& dr
         const auto file = JournalFolder::open(path, reason);
         const auto found = file ? libDrive2::readJournal(*file->handle()) : libDrive2::JournalContents{};
         if (found.needsRecovery()) {
-            if (isSameDrive(found.header.drive, drive))
+            if (drivetest::isSameDrive(found.header.drive, drive))
                 return path.utf8();
         } else if (isSettled(found)) {
             JournalFolder::remove(path, reason);
