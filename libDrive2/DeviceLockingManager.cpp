@@ -1,5 +1,6 @@
 #include "libDrive2/DeviceLockingManager.h"
 
+#include "libDrive2/OpenLeases.h"
 #include "libDrive2/PlatformOpeners.h"
 #include "libDrive2/sim/SimLocator.h"
 #include "libDrive2/sim/SimVolumes.h"
@@ -14,7 +15,24 @@ zel::Logger& logger() {
     return instance;
 }
 
+/// The volumes of a drive that this process has in hand: they are locked as long as it has.
+class LeasedVolumes : public DeviceLockingManager::Volumes {
+public:
+    explicit LeasedVolumes(DeviceLease& lease) : m_lease(lease) {}
+
+    bool isEncrypted(zel::String& reason) override { return m_lease.isEncrypted(reason); }
+    bool lock(zel::String& /*reason*/) override { return true; }
+    bool unlock(zel::String& /*reason*/) override { return true; }
+    zel::Array<zel::String> holders() override { return m_lease.users(); }
+    zel::Array<VolumeContent> contents() override { return m_lease.contents(); }
+
+private:
+    DeviceLease& m_lease;
+};
+
 std::unique_ptr<DeviceLockingManager::Volumes> volumesOf(const zel::String& locator) {
+    if (DeviceLease* const lease = OpenLeases::find(locator); lease != nullptr && lease->isExclusive())
+        return std::make_unique<LeasedVolumes>(*lease);
     if (isSimLocator(locator))
         return simVolumes(locator);
     return platformVolumes(locator);

@@ -40,11 +40,14 @@ bool meets(const std::vector<StorageExtent>& a, const std::vector<StorageExtent>
     });
 }
 
+bool isSameExtent(const StorageExtent& a, const StorageExtent& b) {
+    return (a.id == b.id || isSameId(a.id, b.id)) && a.start == b.start && a.bytes == b.bytes;
+}
+
+/// Stretches that lie on no device prove nothing.
 bool isSameStorage(const std::vector<StorageExtent>& a, const std::vector<StorageExtent>& b) {
-    return !a.empty() &&
-           std::equal(a.begin(), a.end(), b.begin(), b.end(), [](const auto& one, const auto& other) {
-               return isSameId(one.id, other.id) && one.start == other.start && one.bytes == other.bytes;
-           });
+    return std::any_of(a.begin(), a.end(), [](const StorageExtent& extent) { return !extent.id.empty(); }) &&
+           std::equal(a.begin(), a.end(), b.begin(), b.end(), isSameExtent);
 }
 
 bool isLasting(const std::vector<StorageExtent>& storage) {

@@ -5,6 +5,7 @@
 
 #include "libDrive2/AtaDevice.h"
 #include "libDrive2/BlockHandle.h"
+#include "libDrive2/DeviceLease.h"
 #include "libDrive2/DeviceLockingManager.h"
 #include "libDrive2/NVMeDevice.h"
 #include "libDrive2/ScsiPassThrough.h"
@@ -20,5 +21,7 @@ std::unique_ptr<ScsiPassThrough> openPlatformScsiObject(const zel::String& path)
 std::unique_ptr<AtaDevice> openPlatformAtaDevice(const zel::String& path);
 std::unique_ptr<NVMeDevice> openPlatformNVMeDevice(const zel::String& path);
 std::unique_ptr<DeviceLockingManager::Volumes> platformVolumes(const zel::String& path);
+std::unique_ptr<DeviceLease> takePlatformLease(const zel::String& path, LeasePurpose purpose,
+                                               DeviceStatus& failure);
 
 }  // namespace libDrive2

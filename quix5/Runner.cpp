@@ -10,17 +10,20 @@ namespace quix5 {
 namespace {
 
 /// Tells the host when the drive's life ends, on every path.
-class DriveLease {
+class HandedDrive {
 public:
-    DriveLease(Host& host, libDrive2::Drive& drive, const DiagDevice& device) : m_host(host) {
-        m_host.driveObtained(drive, device);
-    }
-    ~DriveLease() { m_host.driveReleased(); }
-    DriveLease(const DriveLease&) = delete;
-    DriveLease& operator=(const DriveLease&) = delete;
+    HandedDrive(Host& host, libDrive2::Drive& drive, const DiagDevice& device)
+        : m_host(host), m_verdict(host.driveObtained(drive, device)) {}
+    ~HandedDrive() { m_host.driveReleased(); }
+    HandedDrive(const HandedDrive&) = delete;
+    HandedDrive& operator=(const HandedDrive&) = delete;
+
+    /// Whether the host lets the test run on it.
+    [[nodiscard]] const TestResult& verdict() const { return m_verdict; }
 
 private:
     Host& m_host;
+    TestResult m_verdict;
 };
 
 TestResult reportFailure(const char* what) {
@@ -32,7 +35,9 @@ TestResult runUnguarded(const OfferedTest& test, const DiagDevice& device, OpenM
     const CreatedDrive created = test.entry->createDrive(device, mode);
     if (!created.drive)
         return created.reason;
-    const DriveLease lease(host, *created.drive, device);
+    const HandedDrive handed(host, *created.drive, device);
+    if (handed.verdict() != TestResult::PASS)
+        return handed.verdict();
     const auto runnable = test.entry->createTest(created.drive);
     if (runnable == nullptr)
         throw std::runtime_error("the module made no test");

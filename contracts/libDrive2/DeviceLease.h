@@ -31,6 +31,7 @@ public:
     virtual ~DeviceLease() = default;
 
     [[nodiscard]] virtual const zel::String& locator() const = 0;
+    [[nodiscard]] bool isExclusive() const { return m_purpose == LeasePurpose::write; }
     /// What the drive was when it was taken.
     [[nodiscard]] virtual const DriveIdentity& identity() const = 0;
     /// A path that leads to the descriptor's drive for as long as the lease lives, and to no other; empty
@@ -47,7 +48,10 @@ public:
     virtual SharedBlockHandle openBlock(bool writable, zel::String& reason) = 0;
 
 protected:
-    DeviceLease() = default;
+    explicit DeviceLease(LeasePurpose purpose) : m_purpose(purpose) {}
+
+private:
+    LeasePurpose m_purpose;
 };
 
 }  // namespace libDrive2

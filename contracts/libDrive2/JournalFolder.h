@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "libDrive2/BlockHandle.h"
+#include "libDrive2/DriveIdentity.h"
 #include "zel/Array.h"
 #include "zel/String.h"
 
@@ -38,10 +39,9 @@ public:
 
     /// Whether the folder (or where it is going to be made) is lost when the power is.
     [[nodiscard]] bool isVolatile() const;
-    /// Whether writing to `drive` (a device or an image file) overwrites the file system that holds the
-    /// folder: true, with how the one lies on the other. False with a reason: that could not be found out to
-    /// the end.
-    bool isOnDrive(const zel::String& drive, zel::String& reason) const;
+    /// Whether writing to the drive overwrites the file system that holds the folder: true, with a reason
+    /// in which the drive has that name. False with a reason: that could not be found out to the end.
+    bool isOnDrive(const DriveIdentity& drive, const zel::String& name, zel::String& reason) const;
 
 private:
     zel::String m_folder;

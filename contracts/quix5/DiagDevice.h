@@ -74,6 +74,7 @@ public:
     void setLocators(zel::String osLocator, zel::String hwLocator);
     void setName(zel::String name) { m_name = std::move(name); }
     void setProperty(const zel::String& name, const Value& value);
+    void removeProperty(const zel::String& name) { m_properties.erase(name); }
     void setCapabilities(DeviceCapability capabilities) { m_capabilities = capabilities; }
     [[nodiscard]] const std::map<zel::String, DeviceProperty>& properties() const { return m_properties; }
 

@@ -4,6 +4,7 @@
 
 #include "quix5/Event.h"
 #include "quix5/MessageBox2.h"
+#include "quix5/TestResult.h"
 
 namespace libDrive2 {
 class Drive;
@@ -40,8 +41,11 @@ public:
     virtual MessageBox2* createMessageBox2(const zel::String& text, const zel::String& title) = 0;
 
     /// The drive of the coming run was opened: the time to attach an observer or a journal. The drive
-    /// lives until driveReleased().
-    virtual void driveObtained(libDrive2::Drive& /*drive*/, const DiagDevice& /*device*/) {}
+    /// lives until driveReleased(). Anything but PASS ends the run with that result before the test touches
+    /// the drive.
+    virtual TestResult driveObtained(libDrive2::Drive& /*drive*/, const DiagDevice& /*device*/) {
+        return TestResult::PASS;
+    }
     virtual void driveReleased() {}
 };
 

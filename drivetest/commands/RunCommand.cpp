@@ -30,6 +30,7 @@ struct PreparedRun {
     std::unique_ptr<quix5::Module> module;
     const quix5::OfferedTest* test = nullptr;
     quix5::DiagDevice device;
+    HeldDrive held;  ///< of a test that writes; goes last
     bool writes = false;
     std::optional<Obstacle> obstacle;  ///< what the guard of tests that write will refuse
     RunJournal journal;
@@ -101,11 +102,13 @@ ExitStatus checkDrive(const RunOptions& options, const PreparedRun& run) {
 /// A test that writes starts only when the user has confirmed it for this drive, and when its journal is
 /// ready.
 ExitStatus prepareWriting(const RunOptions& options, PreparedRun& run, Console& console) {
-    if (run.test->descriptor.isDestructive())
-        run.obstacle = findObstacle(run.device);
+    if (run.test->descriptor.isDestructive()) {
+        run.held.take(run.device);
+        run.obstacle = findObstacle(run.device, run.held);
+    }
     if (!run.writes)
         return kExitPass;
-    const ExitStatus confirmed = confirmWriting({run.test->descriptor, run.device, run.obstacle,
+    const ExitStatus confirmed = confirmWriting({run.test->descriptor, run.device, run.held, run.obstacle,
                                                  options.confirm, options.prompts && isTerminal(stdin)},
                                                 console);
     if (confirmed != kExitPass || run.obstacle)
@@ -113,8 +116,8 @@ ExitStatus prepareWriting(const RunOptions& options, PreparedRun& run, Console& 
     // What an optical test writes replaces what the medium holds; there is nothing to put back.
     if (isOptical(*run.test))
         return kExitPass;
-    return run.journal.prepare({run.device, options.journalFolder, preservesData(run.test->descriptor),
-                                options.journal, options.verifyRestores},
+    return run.journal.prepare({run.device, run.held, options.journalFolder,
+                                preservesData(run.test->descriptor), options.journal, options.verifyRestores},
                                console);
 }
 
@@ -214,6 +217,8 @@ int runTests(const RunOptions& options) {
     // Nobody could answer without a terminal.
     RunHost host(console, run.record.get(), run.log.get(), options.prompts && isTerminal(stdin));
     host.setJournal(run.journal.watched());
+    if (run.held.isHeld())
+        host.setHeldDrive(&run.held);
     if (run.record != nullptr)
         run.record->begin(run.test->descriptor, run.device, options.commandLine);
     const TestResult result = runPrepared(run, host, console);

@@ -1,6 +1,8 @@
 #include "drivetest/devices/Drives.h"
 
+#include <algorithm>
 #include <filesystem>
+#include <iterator>
 #include <system_error>
 
 #include "libDrive2/DeviceDescription.h"
@@ -13,6 +15,12 @@ namespace {
 
 using quix5::DeviceCapability;
 using quix5::DiagDevice;
+
+constexpr const char* kIdentityProperties[] = {
+    quix5::kPropertyVendor,     quix5::kPropertyModel, quix5::kPropertySerial,
+    quix5::kPropertyFirmware,   quix5::kPropertyBytes, quix5::kPropertySectorSize,
+    kPropertyPasswordSupported, kPropertyPasswordSet,  kPropertyLocked,
+};
 
 /// The inventory opens no drive; the state of an ATA password only the drive knows.
 void addSecurity(DiagDevice& device) {
@@ -77,6 +85,22 @@ bool findDrive(const std::string& locator, DiagDevice& device, std::string& erro
     }
     addSecurity(device);
     return true;
+}
+
+void describeAgain(DiagDevice& device, const std::string& path) {
+    const DiagDevice found = quix5::findDevice(path);
+    for (const char* name : kIdentityProperties)
+        if (const quix5::DeviceProperty* property = found.property(name); property != nullptr)
+            device.setProperty(name, property->value());
+        else
+            device.removeProperty(name);
+    addFileSize(path, device);
+    addSecurity(device);
+}
+
+bool isIdentityProperty(const std::string& name) {
+    return std::any_of(std::begin(kIdentityProperties), std::end(kIdentityProperties),
+                       [&name](const char* each) { return name == each; });
 }
 
 std::string textProperty(const DiagDevice& device, const char* name) {

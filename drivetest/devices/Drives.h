@@ -18,6 +18,13 @@ std::vector<quix5::DiagDevice> listDrives();
 /// The drive that a locator names; false after a sentence in `error`.
 bool findDrive(const std::string& locator, quix5::DiagDevice& device, std::string& error);
 
+/// Replaces what the device says of its identity by what the inventory says of the drive that this path leads
+/// to: its model, serial number, size and so on.
+void describeAgain(quix5::DiagDevice& device, const std::string& path);
+
+/// Whether a property tells which drive it is, or what it is like: the user cannot change that.
+bool isIdentityProperty(const std::string& name);
+
 /// Properties as text and numbers; empty or 0 when the device has none of that name.
 std::string textProperty(const quix5::DiagDevice& device, const char* name);
 std::uint64_t numberProperty(const quix5::DiagDevice& device, const char* name);

@@ -78,12 +78,32 @@ quix5::MessageBox2* RunHost::createMessageBox2(const zel::String& text, const ze
     return new TerminalPrompt(m_console, text, title);
 }
 
-void RunHost::driveObtained(libDrive2::Drive& drive, const quix5::DiagDevice& /*device*/) {
+/// The module opens the drive by its locator, in ways of its own: whatever it reached must be what was
+/// confirmed.
+bool RunHost::isHeldDrive(libDrive2::Drive& drive) {
+    std::string difference;
+    if (!m_held->isUnchanged(difference)) {
+        m_console.line("error:   " + difference + "; nothing was written");
+        return false;
+    }
+    const libDrive2::DriveIdentity& held = m_held->identity();
+    if (drive.isMediaRemovable() ||
+        (drive.getSectorCount() == held.sectors && drive.getSectorSize() == held.sectorBytes))
+        return true;
+    m_console.line(
+        "error:   the drive that was opened for the test has another size than the one that was "
+        "confirmed; nothing was written");
+    return false;
+}
+
+quix5::TestResult RunHost::driveObtained(libDrive2::Drive& drive, const quix5::DiagDevice& /*device*/) {
+    const bool mayRun = m_held == nullptr || isHeldDrive(drive);
     const std::lock_guard lock(m_mutex);
     m_drive = &drive;
     m_statistics = std::make_unique<DriveStatistics>(drive.getSectorCount(), drive.getSectorSize());
     drive.setObserver(m_statistics.get());
     drive.setJournal(m_journal);
+    return mayRun ? quix5::TestResult::PASS : quix5::TestResult::CANNOTRUN;
 }
 
 void RunHost::driveReleased() {

@@ -7,6 +7,7 @@
 #include <optional>
 
 #include "drivetest/record/RunRecord.h"
+#include "drivetest/safety/HeldDrive.h"
 #include "drivetest/safety/WatchedJournal.h"
 #include "drivetest/statistics/DriveStatistics.h"
 #include "drivetest/terminal/Console.h"
@@ -24,6 +25,9 @@ public:
     RunHost(Console& console, RunRecord* record, std::FILE* logFile, bool prompts);
     /// What to attach to the drive; null for none. It must outlive the run.
     void setJournal(WatchedJournal* journal) { m_journal = journal; }
+
+    /// The drive in hand, which the drive of the run must be; null when none is. It must outlive the run.
+    void setHeldDrive(const HeldDrive* held) { m_held = held; }
 
     /// For the display's thread.
     [[nodiscard]] ProgressSnapshot snapshot();
@@ -43,11 +47,12 @@ public:
     void requestAbort() override;
     bool promptEnabled() override { return m_prompts; }
     quix5::MessageBox2* createMessageBox2(const zel::String& text, const zel::String& title) override;
-    void driveObtained(libDrive2::Drive& drive, const quix5::DiagDevice& device) override;
+    quix5::TestResult driveObtained(libDrive2::Drive& drive, const quix5::DiagDevice& device) override;
     void driveReleased() override;
     void write(const zel::String& logger, int priority, const zel::String& text) override;
 
 private:
+    bool isHeldDrive(libDrive2::Drive& drive);
     void show(const quix5::Event& event, const char* type);
 
     Console& m_console;
@@ -55,6 +60,7 @@ private:
     std::FILE* m_logFile;
     bool m_prompts;
     WatchedJournal* m_journal = nullptr;
+    const HeldDrive* m_held = nullptr;
     libDrive2::Drive* m_drive = nullptr;
     std::map<zel::String, std::uint64_t> m_shown;  ///< by event key
     zel::String m_lastMessage;                     ///< of the last event

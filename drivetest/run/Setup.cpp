@@ -90,6 +90,11 @@ bool makeDevice(const std::string& locator, const std::vector<std::string>& prop
             error = inQuotes(assignment) + " is no device property: write NAME=VALUE";
             return false;
         }
+        if (isIdentityProperty(name.utf8())) {
+            error = "the property " + name.utf8() +
+                    " says which drive it is; it comes from the drive itself and cannot be given";
+            return false;
+        }
         device.setProperty(name, value);
     }
     return true;

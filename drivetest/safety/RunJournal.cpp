@@ -6,7 +6,6 @@
 #include <filesystem>
 #include <set>
 
-#include "drivetest/safety/Identity.h"
 #include "drivetest/safety/JournalPlace.h"
 #include "drivetest/terminal/Texts.h"
 #include "zel/Format.h"
@@ -48,7 +47,7 @@ std::string findOpenJournal(const JournalFolder& folder, const DriveIdentity& dr
         const auto file = JournalFolder::open(path, reason);
         const auto found = file ? libDrive2::readJournal(*file->handle()) : libDrive2::JournalContents{};
         if (found.needsRecovery()) {
-            if (drivetest::isSameDrive(found.header.drive, drive))
+            if (libDrive2::sharesStorage(found.header.drive, drive))
                 return path.utf8();
         } else if (isSettled(found)) {
             JournalFolder::remove(path, reason);
@@ -87,11 +86,8 @@ bool outlivesProcess(const std::string& locator) {
 }  // namespace
 
 ExitStatus RunJournal::prepare(const JournalRequest& request, Console& console) {
-    DriveIdentity drive;
+    const DriveIdentity& drive = request.held.identity();
     std::string error;
-    // Of a drive that nobody can tell from others, an open journal could not be found either.
-    if (!identify(request.device, drive, error))
-        return refuse(error, kExitCannotRun);
     const std::string locator = request.device.osLocator().utf8();
     m_folder = request.folder.empty() ? defaultJournalFolder() : request.folder;
     // Another folder does not make the data of an interrupted run go away.
@@ -117,7 +113,7 @@ ExitStatus RunJournal::prepare(const JournalRequest& request, Console& console) 
 ExitStatus RunJournal::create(const JournalRequest& request, const DriveIdentity& drive, Console& console) {
     JournalFolder folder(m_folder);
     zel::String reason;
-    if (folder.isOnDrive(request.device.osLocator(), reason))
+    if (folder.isOnDrive(drive, request.device.osLocator(), reason))
         return refuse("the undo journal must not lie on the drive under test: " + reason.utf8() +
                           "; name another folder with --journal",
                       kExitUsage);

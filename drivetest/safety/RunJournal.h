@@ -4,6 +4,7 @@
 #include <string>
 
 #include "drivetest/ExitStatus.h"
+#include "drivetest/safety/HeldDrive.h"
 #include "drivetest/safety/WatchedJournal.h"
 #include "drivetest/terminal/Console.h"
 #include "libDrive2/JournalFolder.h"
@@ -15,6 +16,7 @@ namespace drivetest {
 /// How a run that writes is to be journaled.
 struct JournalRequest {
     const quix5::DiagDevice& device;
+    const HeldDrive& held;
     std::string folder;   ///< empty: the default one
     bool preserves;       ///< the test puts back what it overwrites
     bool wanted;          ///< in a file, to outlive a crash

@@ -4,7 +4,6 @@
 #include "drivetest/terminal/Terminal.h"
 #include "drivetest/terminal/Texts.h"
 #include "libDrive2/DeviceLockingManager.h"
-#include "libDrive2/DeviceOpeners.h"
 #include "quix5/DeviceInventory.h"
 #include "quix5/ParameterText.h"
 
@@ -57,19 +56,17 @@ void showDrive(const ConfirmationRequest& request, Console& console) {
         console.line("  PreserveData is off: WHAT IT HOLDS WILL BE LOST");
 }
 
-/// An optical drive also answers when there is nothing to read in it.
-bool canBeOpened(const DiagDevice& device) {
-    constexpr std::uint32_t kShared = libDrive2::kShareRead | libDrive2::kShareWrite;
-    if (device.hasCapability(quix5::DeviceCapability::SCSIMMC))
-        return static_cast<bool>(
-            libDrive2::ScsiDevice::openScsiDevice(device.osLocator(), libDrive2::kAccessRead, kShared));
-    return static_cast<bool>(libDrive2::OsDevice::openOsDevice(device.osLocator(), libDrive2::kAccessRead,
-                                                               kShared, libDrive2::kOpenExisting, 0));
-}
-
 ExitStatus refuse(const std::string& sentence, ExitStatus status) {
     complain(sentence);
     return status;
+}
+
+/// What was confirmed is the drive that was shown: a person takes long enough to change it.
+ExitStatus checkUnchanged(const ConfirmationRequest& request) {
+    std::string difference;
+    if (!request.held.isHeld() || request.held.isUnchanged(difference))
+        return kExitPass;
+    return refuse(difference + "; nothing was written", kExitCannotRun);
 }
 
 }  // namespace
@@ -87,17 +84,18 @@ bool preservesData(const quix5::Test& test) {
     return quix5::findParameter(test, kPreserveData) != nullptr && flagOf(test, kPreserveData, true);
 }
 
-std::optional<Obstacle> findObstacle(const DiagDevice& device) {
-    if (!canBeOpened(device))
-        return Obstacle{kExitCannotRun, libDrive2::lastOpenErrorStr().utf8(), "nothing was written"};
+std::optional<Obstacle> findObstacle(const DiagDevice& device, const HeldDrive& held) {
+    const bool isBusy = held.failure().type == libDrive2::LIBDRIVE2_BUSY;
+    if (!held.isHeld() && !isBusy)
+        return Obstacle{kExitCannotRun, held.failure().text.utf8(), "nothing was written"};
     libDrive2::DeviceLockingManager volumes(device.osLocator());
     if (volumes.isBitLockerEnabledOnVolumes())
         return Obstacle{
             kExitCannotRun, volumes.getLastErrorStr().utf8(),
             "tests that write leave alone what is encrypted or cannot be examined: decrypt or wipe it "
             "first, or run a test that reads"};
-    if (!volumes.lockVolumes())
-        return Obstacle{kExitBusy, volumes.getLastErrorStr().utf8(),
+    if (isBusy)
+        return Obstacle{kExitBusy, held.failure().text.utf8(),
                         "unmount it, switch swap off, stop what uses it, then try again"};
     return std::nullopt;
 }
@@ -107,7 +105,7 @@ ExitStatus confirmWriting(const ConfirmationRequest& request, Console& console) 
     const std::string expected = confirmationOf(request.device);
     showDrive(request, console);
     if (request.given == expected)
-        return kExitPass;
+        return checkUnchanged(request);
     if (!request.given.empty())
         return refuse("--confirm " + quoted(request.given) + " does not name " + path + ": type " +
                           whatToType(request.device) + ", if this is the drive you mean; nothing was written",
@@ -123,7 +121,7 @@ ExitStatus confirmWriting(const ConfirmationRequest& request, Console& console) 
                  ", to go on; anything else leaves the drive as it is:");
     std::string line;
     if (waitForLine(std::chrono::milliseconds(-1), line) == InputWait::line && line == expected)
-        return kExitPass;
+        return checkUnchanged(request);
     return refuse("not confirmed; nothing was written to " + path, kExitUserAborted);
 }
 

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "drivetest/ExitStatus.h"
+#include "drivetest/safety/HeldDrive.h"
 #include "drivetest/terminal/Console.h"
 #include "quix5/DiagDevice.h"
 #include "quix5/Test.h"
@@ -25,13 +26,15 @@ struct Obstacle {
     std::string reason;
     std::string advice;
 };
-/// Looks for what the guard of tests that write will refuse: an encrypted volume, a user of the drive.
-std::optional<Obstacle> findObstacle(const quix5::DiagDevice& device);
+/// Looks for what the guard of tests that write will refuse: an encrypted volume, a user of the drive, a
+/// drive that could not be taken.
+std::optional<Obstacle> findObstacle(const quix5::DiagDevice& device, const HeldDrive& held);
 
 /// How a test that writes is to be confirmed.
 struct ConfirmationRequest {
     const quix5::Test& test;
     const quix5::DiagDevice& device;
+    const HeldDrive& held;
     const std::optional<Obstacle>& obstacle;
     std::string given;  ///< what the user gave already; empty for nothing
     bool mayAsk;        ///< somebody is there to answer

@@ -12,6 +12,7 @@
 
 #include "libDrive2/DeviceOpeners.h"
 #include "libDrive2/OpenError.h"
+#include "libDrive2/OpenLeases.h"
 #include "libDrive2/linux/ErrnoError.h"
 #include "libDrive2/linux/SysfsBlock.h"
 #include "zel/Buffer.h"
@@ -50,7 +51,7 @@ std::uint32_t directFileAlignment(int fd) {
 std::unique_ptr<LinuxBlockHandle> LinuxBlockHandle::open(const zel::String& path, std::uint32_t desiredAccess,
                                                          std::uint32_t shareMode) {
     struct stat found {};
-    if (::stat(path.utf8().c_str(), &found) != 0) {
+    if (::stat(OpenLeases::pathOf(path).utf8().c_str(), &found) != 0) {
         noteOpenError(path + " cannot be opened: " + errnoStatus(errno).text);
         return nullptr;
     }
@@ -74,11 +75,12 @@ DeviceStatus LinuxBlockHandle::openDescriptors() {
     // Closed first: an exclusive open would otherwise collide with our own.
     m_direct.reset();
     m_buffered.reset();
-    m_buffered = FileDescriptor(::open(m_path.c_str(), m_openFlags));
+    const std::string path = OpenLeases::pathOf(m_path).utf8();
+    m_buffered = FileDescriptor(::open(path.c_str(), m_openFlags));
     if (!m_buffered)
         return errnoStatus(errno);
     // Without O_EXCL, which the descriptor above already holds for both.
-    m_direct = FileDescriptor(::open(m_path.c_str(), (m_openFlags & ~O_EXCL) | O_DIRECT));
+    m_direct = FileDescriptor(::open(path.c_str(), (m_openFlags & ~O_EXCL) | O_DIRECT));
     return {};
 }
 

@@ -14,7 +14,7 @@
 #include "libDrive2/linux/ErrnoError.h"
 #include "libDrive2/linux/FileDescriptor.h"
 #include "libDrive2/linux/LinuxBlockHandle.h"
-#include "libDrive2/linux/StorageStack.h"
+#include "libDrive2/linux/StorageMap.h"
 #include "zel/Format.h"
 
 namespace libDrive2 {
@@ -175,15 +175,24 @@ bool JournalFolder::isVolatile() const {
            (found.f_type == TMPFS_MAGIC || found.f_type == RAMFS_MAGIC);
 }
 
-bool JournalFolder::isOnDrive(const zel::String& drive, zel::String& reason) const {
-    const StorageStack stack(nearestExisting(m_folder.utf8()));
-    if (stack.contains(drive.utf8())) {
-        reason = "the folder " + m_folder + " for journals is stored on " + drive +
+bool JournalFolder::isOnDrive(const DriveIdentity& drive, const zel::String& name,
+                              zel::String& reason) const {
+    const fs::path existing = nearestExisting(m_folder.utf8());
+    struct stat found {};
+    StorageMap map;
+    DriveIdentity folder;
+    if (stat(existing.c_str(), &found) == 0) {
+        StorageMap::View view = map.of(found, existing.string());
+        folder.storage = std::move(view.storage);
+        folder.carriers = std::move(view.carriers);
+    }
+    if (sharesStorage(folder, drive)) {
+        reason = "the folder " + m_folder + " for journals is stored on " + name +
                  ", the drive to be tested: choose a folder on another drive";
         return true;
     }
-    if (!stack.problem().empty())
-        reason = "whether " + m_folder + " is stored on " + drive + " is not known: " + stack.problem();
+    if (!map.problem().empty())
+        reason = "whether " + m_folder + " is stored on " + name + " is not known: " + map.problem();
     return false;
 }
 

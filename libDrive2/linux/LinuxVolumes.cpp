@@ -103,7 +103,7 @@ void LinuxVolumes::findUsers(const SysfsBlock& device, zel::Array<zel::String>& 
 zel::Array<zel::String> LinuxVolumes::holders() {
     zel::Array<zel::String> users;
     struct stat found {};
-    if (stat(m_path.utf8().c_str(), &found) != 0)
+    if (stat(m_openPath.c_str(), &found) != 0)
         return users;
     if (S_ISBLK(found.st_mode))
         findUsers(SysfsBlock(found.st_rdev), users);
@@ -119,17 +119,17 @@ int LinuxVolumes::openFlags() const {
 
 bool LinuxVolumes::isOptical() const {
     struct stat found {};
-    return stat(m_path.utf8().c_str(), &found) == 0 && S_ISBLK(found.st_mode) &&
+    return stat(m_openPath.c_str(), &found) == 0 && S_ISBLK(found.st_mode) &&
            SysfsBlock(found.st_rdev).isOptical();
 }
 
 zel::Array<VolumeContent> LinuxVolumes::contents() {
-    const FileDescriptor device(open(m_path.utf8().c_str(), O_RDONLY | openFlags()));
+    const FileDescriptor device(open(m_openPath.c_str(), O_RDONLY | openFlags()));
     return device ? describeContents(device.get()) : zel::Array<VolumeContent>();
 }
 
 bool LinuxVolumes::isEncrypted(zel::String& reason) {
-    const FileDescriptor device(open(m_path.utf8().c_str(), O_RDONLY | openFlags()));
+    const FileDescriptor device(open(m_openPath.c_str(), O_RDONLY | openFlags()));
     if (!device) {
         reason = m_path + " cannot be examined for encrypted volumes: " + errnoStatus(errno).text;
         return true;
@@ -149,12 +149,12 @@ bool LinuxVolumes::lock(zel::String& reason) {
         return false;
     }
     struct stat found {};
-    const bool isBlockDevice = stat(m_path.utf8().c_str(), &found) == 0 && S_ISBLK(found.st_mode);
+    const bool isBlockDevice = stat(m_openPath.c_str(), &found) == 0 && S_ISBLK(found.st_mode);
     // The kernel gives a whole disk exclusively only when nobody holds one of its partitions, and then
     // nobody can take a partition: one descriptor locks them all.
     // An optical medium is written by commands; its block node need not open for writing.
     const int access = isOptical() ? O_RDONLY : O_RDWR;
-    FileDescriptor device(open(m_path.utf8().c_str(), access | openFlags() | (isBlockDevice ? O_EXCL : 0)));
+    FileDescriptor device(open(m_openPath.c_str(), access | openFlags() | (isBlockDevice ? O_EXCL : 0)));
     if (!device || (!isBlockDevice && flock(device.get(), LOCK_EX | LOCK_NB) != 0)) {
         reason = m_path + " cannot be taken for this test alone: " + errnoStatus(errno).text;
         return false;

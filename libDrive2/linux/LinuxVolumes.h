@@ -13,7 +13,10 @@ namespace libDrive2 {
 /// The volumes of a block device or an image file.
 class LinuxVolumes : public DeviceLockingManager::Volumes {
 public:
-    explicit LinuxVolumes(const zel::String& path) : m_path(path) {}
+    explicit LinuxVolumes(const zel::String& path) : LinuxVolumes(path, path.utf8()) {}
+    /// Over a path that leads to the drive whatever becomes of its name.
+    LinuxVolumes(const zel::String& path, std::string openPath)
+        : m_path(path), m_openPath(std::move(openPath)) {}
 
     bool isEncrypted(zel::String& reason) override;
     bool lock(zel::String& reason) override;
@@ -27,7 +30,8 @@ private:
     [[nodiscard]] bool isOptical() const;
     [[nodiscard]] int openFlags() const;
 
-    zel::String m_path;
+    zel::String m_path;  ///< for messages
+    std::string m_openPath;
     FileDescriptor m_lock;
 };
 

@@ -3,6 +3,7 @@
 #include <cerrno>
 
 #include "libDrive2/OpenError.h"
+#include "libDrive2/OpenLeases.h"
 #include "libDrive2/PlatformOpeners.h"
 #include "libDrive2/linux/ErrnoError.h"
 #include "libDrive2/linux/LinuxScsiDevice.h"
@@ -13,7 +14,7 @@ namespace libDrive2 {
 /// The generic node of a disk answers also where its block node does not open.
 std::unique_ptr<ScsiPassThrough> openPlatformScsiObject(const zel::String& path) {
     struct stat found {};
-    if (stat(path.utf8().c_str(), &found) != 0) {
+    if (stat(OpenLeases::pathOf(path).utf8().c_str(), &found) != 0) {
         noteOpenError(path + " cannot be opened: " + errnoStatus(errno).text);
         return nullptr;
     }

@@ -9,23 +9,19 @@ namespace libDrive2 {
 
 namespace fs = std::filesystem;
 
-namespace {
-
-dev_t numberOf(const fs::path& folder) {
-    unsigned majorNumber = 0;
-    unsigned minorNumber = 0;
-    if (std::sscanf(readLine(folder / "dev").c_str(), "%u:%u", &majorNumber, &minorNumber) != 2)
-        return 0;
-    return makedev(majorNumber, minorNumber);
-}
-
-}  // namespace
-
 std::string readLine(const fs::path& file) {
     std::ifstream stream(file);
     std::string line;
     std::getline(stream, line);
     return line;
+}
+
+dev_t deviceNumberIn(const fs::path& folder) {
+    unsigned majorNumber = 0;
+    unsigned minorNumber = 0;
+    if (std::sscanf(readLine(folder / "dev").c_str(), "%u:%u", &majorNumber, &minorNumber) != 2)
+        return 0;
+    return makedev(majorNumber, minorNumber);
 }
 
 SysfsBlock::SysfsBlock(dev_t number) {
@@ -62,6 +58,28 @@ bool SysfsBlock::isVirtual() const {
     return m_folder.string().starts_with("/sys/devices/virtual/block/");
 }
 
+std::string SysfsBlock::attribute(const char* name) const {
+    return m_folder.empty() ? std::string() : readLine(m_folder / name);
+}
+
+std::uint64_t SysfsBlock::number(const char* name) const {
+    std::ifstream stream(m_folder / name);
+    std::uint64_t value = 0;
+    return !m_folder.empty() && stream >> value ? value : 0;
+}
+
+dev_t SysfsBlock::parent() const {
+    return isPartition() ? deviceNumberIn(m_folder.parent_path()) : 0;
+}
+
+std::vector<dev_t> SysfsBlock::slaves() const {
+    std::vector<dev_t> found;
+    std::error_code ignored;
+    for (const auto& entry : fs::directory_iterator(m_folder / "slaves", ignored))
+        found.push_back(deviceNumberIn(entry.path()));
+    return found;
+}
+
 std::uint64_t SysfsBlock::queueLimit(const char* name) const {
     std::ifstream stream(diskFolder() / "queue" / name);
     std::uint64_t value = 0;
@@ -88,11 +106,11 @@ std::vector<SysfsBlock::Member> SysfsBlock::members() const {
     std::vector<Member> members;
     if (m_folder.empty())
         return members;
-    members.push_back({name(), numberOf(m_folder)});
+    members.push_back({name(), deviceNumberIn(m_folder)});
     std::error_code ignored;
     for (const auto& entry : fs::directory_iterator(m_folder, ignored))
         if (fs::exists(entry.path() / "partition", ignored))
-            members.push_back({entry.path().filename().string(), numberOf(entry.path())});
+            members.push_back({entry.path().filename().string(), deviceNumberIn(entry.path())});
     return members;
 }
 

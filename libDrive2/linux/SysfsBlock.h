@@ -23,12 +23,22 @@ public:
     [[nodiscard]] bool isOptical() const;
     /// Made by the system rather than driven by it: a loop device, a mapping, an array.
     [[nodiscard]] bool isVirtual() const;
+    /// The first line of a file in the device's own folder, such as "dm/uuid"; empty when there is none.
+    [[nodiscard]] std::string attribute(const char* name) const;
+    /// The same as a number; 0 when it is none.
+    [[nodiscard]] std::uint64_t number(const char* name) const;
     /// A number from the disk's queue folder; 0 when it cannot be read.
     [[nodiscard]] std::uint64_t queueLimit(const char* name) const;
     /// "sg3" for a SCSI device, else empty.
     [[nodiscard]] std::string scsiGenericName() const;
     /// False when the device is gone or was taken offline.
     [[nodiscard]] bool isUsable() const;
+    /// The disk that a partition is on; 0 for others.
+    [[nodiscard]] dev_t parent() const;
+    /// The devices right below a mapping or an array.
+    [[nodiscard]] std::vector<dev_t> slaves() const;
+    /// The folder of the device, and of the disk that a partition is on; empty when the device is unknown.
+    [[nodiscard]] const std::filesystem::path& folder() const { return m_folder; }
     /// Names of the device itself and of its partitions, with their numbers.
     struct Member {
         std::string name;
@@ -46,5 +56,7 @@ private:
 
 /// First line of a small file; empty when it cannot be read.
 std::string readLine(const std::filesystem::path& file);
+/// The number of the device whose folder in /sys this is; 0 when it cannot be read.
+dev_t deviceNumberIn(const std::filesystem::path& folder);
 
 }  // namespace libDrive2

@@ -1,6 +1,8 @@
 #include "quix5/DeviceInventory.h"
 
 #include <libudev.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
 
 #include <algorithm>
 #include <cctype>
@@ -138,20 +140,28 @@ std::string serialOf(udev_device* device) {
     return serial.empty() ? serialPageOf(device) : serial;
 }
 
-/// The block node of the drive that a generic node stands for, "/dev/sr0" for "/dev/sg1"; of others the node
-/// itself.
-std::string blockNodeOf(const std::filesystem::path& node) {
-    const std::filesystem::path folder =
-        std::filesystem::path("/sys/class/scsi_generic") / node.filename() / "device" / "block";
+/// The number of the block device that a path leads to; of a generic node ("/dev/sg1") that of the drive it
+/// stands for ("/dev/sr0"). 0 for anything else.
+dev_t blockNumberOf(const std::string& path) {
+    struct stat found {};
+    if (stat(path.c_str(), &found) != 0)
+        return 0;
+    if (S_ISBLK(found.st_mode))
+        return found.st_rdev;
+    const std::filesystem::path folder = "/sys/dev/char/" + std::to_string(major(found.st_rdev)) + ":" +
+                                         std::to_string(minor(found.st_rdev)) + "/device/block";
     std::error_code none;
-    for (const auto& block : std::filesystem::directory_iterator(folder, none))
-        return "/dev/" + block.path().filename().string();
-    return node.string();
+    if (S_ISCHR(found.st_mode))
+        for (const auto& block : std::filesystem::directory_iterator(folder, none))
+            return blockNumberOf("/dev/" + block.path().filename().string());
+    return 0;
 }
 
 /// Devices in the system's memory and mappings of other drives are no drives; nor is a slot with nothing
 /// in it, such as a free loop device.
 bool isDrive(udev_device* device) {
+    if (trimmed(udev_device_get_devtype(device)) != "disk")
+        return false;
     const std::string name = trimmed(udev_device_get_sysname(device));
     for (const char* prefix : {"ram", "zram", "dm-", "md"})
         if (name.starts_with(prefix))
@@ -198,8 +208,7 @@ std::vector<DiagDevice> listDevices() {
     udev_list_entry* entry = nullptr;
     udev_list_entry_foreach(entry, udev_enumerate_get_list_entry(enumeration.get())) {
         const UdevDevice device(udev_device_new_from_syspath(context.get(), udev_list_entry_get_name(entry)));
-        if (device != nullptr && trimmed(udev_device_get_devtype(device.get())) == "disk" &&
-            isDrive(device.get()))
+        if (device != nullptr && isDrive(device.get()))
             devices.push_back(describe(device.get()));
     }
     std::sort(devices.begin(), devices.end(),
@@ -208,12 +217,12 @@ std::vector<DiagDevice> listDevices() {
 }
 
 DiagDevice findDevice(const zel::String& locator) {
-    std::error_code failed;
-    const std::string node = blockNodeOf(std::filesystem::canonical(locator.utf8(), failed));
-    if (!failed)
-        for (DiagDevice& device : listDevices())
-            if (device.osLocator() == node)
-                return device;
+    const dev_t number = blockNumberOf(locator.utf8());
+    const Udev context(number != 0 ? udev_new() : nullptr);
+    const UdevDevice device(context != nullptr ? udev_device_new_from_devnum(context.get(), 'b', number)
+                                               : nullptr);
+    if (device != nullptr && isDrive(device.get()))
+        return describe(device.get());
     DiagDevice unlisted;
     unlisted.setLocators(locator, "");
     unlisted.setName(locator);

@@ -64,8 +64,9 @@ std::unique_ptr<RunnableTest> createTest(libDrive2::SharedDrive /*drive*/) {
 }
 
 struct StepHost : testing_support::RecordingHost {
-    void driveObtained(libDrive2::Drive& /*drive*/, const DiagDevice& /*device*/) override {
+    TestResult driveObtained(libDrive2::Drive& /*drive*/, const DiagDevice& /*device*/) override {
         step("obtained");
+        return TestResult::PASS;
     }
     void driveReleased() override { step("released"); }
 };

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "Fixtures.h"
+#include "libDrive2/DeviceLease.h"
 #include "libDrive2/UndoJournal.h"
 #include "linux/LoopDevice.h"
 
@@ -43,8 +44,11 @@ struct Journals : testing::Test {
     }
     /// Why journals there must not be used for a test of the drive.
     std::string placement(const std::string& where, const std::string& drive) {
+        DeviceStatus failure;
+        const auto lease = DeviceLease::take(drive, LeasePurpose::look, failure);
+        EXPECT_NE(lease, nullptr) << failure.text.utf8();
         reason = "";
-        const bool isOn = JournalFolder(where).isOnDrive(drive, reason);
+        const bool isOn = JournalFolder(where).isOnDrive(lease->identity(), drive, reason);
         EXPECT_EQ(isOn, reason.utf8().find("to be tested") != std::string::npos);
         return reason.utf8();
     }

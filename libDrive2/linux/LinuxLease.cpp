@@ -1,0 +1,134 @@
+#include "libDrive2/linux/LinuxLease.h"
+
+#include <fcntl.h>
+#include <linux/fs.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+
+#include "libDrive2/DeviceOpeners.h"
+#include "libDrive2/OpenLeases.h"
+#include "libDrive2/PlatformOpeners.h"
+#include "libDrive2/linux/ErrnoError.h"
+#include "libDrive2/linux/LinuxBlockHandle.h"
+#include "libDrive2/linux/StorageMap.h"
+
+namespace libDrive2 {
+
+namespace {
+
+constexpr std::uint32_t kFileSectorBytes = 512;
+
+std::string pathOfDescriptor(int fd) {
+    return "/proc/self/fd/" + std::to_string(fd);
+}
+
+DeviceStatus sizeOf(int fd, const struct stat& found, DriveIdentity& identity) {
+    std::uint64_t bytes = static_cast<std::uint64_t>(found.st_size);
+    int sectorBytes = kFileSectorBytes;
+    if (S_ISBLK(found.st_mode) &&
+        (ioctl(fd, BLKGETSIZE64, &bytes) != 0 || ioctl(fd, BLKSSZGET, &sectorBytes) != 0))
+        return errnoStatus(errno);
+    identity.sectorBytes = static_cast<std::uint32_t>(std::max(1, sectorBytes));
+    identity.sectors = bytes / identity.sectorBytes;
+    return {};
+}
+
+/// Why the path is no drive; empty when it may be one.
+zel::String problemOf(const struct stat& found) {
+    if (S_ISDIR(found.st_mode))
+        return "it is a directory, not a drive or an image file";
+    if (!S_ISBLK(found.st_mode) && !S_ISREG(found.st_mode))
+        return "it is neither a block device nor an image file";
+    return {};
+}
+
+}  // namespace
+
+std::unique_ptr<DeviceLease> LinuxLease::take(const zel::String& path, LeasePurpose purpose,
+                                              DeviceStatus& failure) {
+    // Without waiting: a pipe or an empty drive must not keep anybody.
+    FileDescriptor opened(::open(path.utf8().c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    if (!opened) {
+        failure = errnoStatus(errno);
+        failure.text = path + " cannot be opened: " + failure.text;
+        return nullptr;
+    }
+    std::unique_ptr<LinuxLease> lease(new LinuxLease(path, purpose, std::move(opened)));
+    failure = lease->begin();
+    return failure.ok() ? std::move(lease) : nullptr;
+}
+
+LinuxLease::LinuxLease(const zel::String& path, LeasePurpose purpose, FileDescriptor descriptor)
+    : DeviceLease(purpose),
+      m_path(path),
+      m_descriptor(std::move(descriptor)),
+      m_volumes(path, pathOfDescriptor(m_descriptor.get())) {
+    OpenLeases::add(*this);
+}
+
+LinuxLease::~LinuxLease() {
+    OpenLeases::remove(*this);
+}
+
+DeviceStatus LinuxLease::begin() {
+    DeviceStatus status = identify(m_identity);
+    zel::String reason;
+    if (status.ok() && isExclusive() && !m_volumes.lock(reason))
+        return {LIBDRIVE2_BUSY, reason};
+    if (!status.ok())
+        status.text = m_path + " cannot be used: " + status.text;
+    return status;
+}
+
+zel::String LinuxLease::descriptorPath() const {
+    return pathOfDescriptor(m_descriptor.get());
+}
+
+DeviceStatus LinuxLease::identify(DriveIdentity& identity) const {
+    struct stat found {};
+    if (fstat(m_descriptor.get(), &found) != 0)
+        return errnoStatus(errno);
+    if (const zel::String problem = problemOf(found); !problem.isEmpty())
+        return {LIBDRIVE2_BAD_ARGUMENT, problem};
+    StorageMap map;
+    StorageMap::View view = map.of(found, m_path.utf8());
+    identity.id = std::move(view.id);
+    identity.storage = std::move(view.storage);
+    identity.carriers = std::move(view.carriers);
+    return sizeOf(m_descriptor.get(), found, identity);
+}
+
+bool LinuxLease::isUnchanged(zel::String& difference) {
+    DriveIdentity now;
+    struct stat found {};
+    if (const DeviceStatus status = identify(now); !status.ok())
+        difference = m_path + " does not answer any more: " + status.text;
+    else if (fstat(m_descriptor.get(), &found) == 0 && S_ISBLK(found.st_mode) &&
+             (now.sectors == 0 || !SysfsBlock(found.st_rdev).isUsable()))
+        difference = m_path + " is gone: it was taken away or switched off";
+    else if (now.id != m_identity.id || now.storage != m_identity.storage)
+        difference = m_path + " is stored on something else now: another drive has taken its place";
+    else if (now.sectors != m_identity.sectors || now.sectorBytes != m_identity.sectorBytes)
+        difference = m_path + " has another size now: " + now.describe();
+    else
+        return true;
+    return false;
+}
+
+SharedBlockHandle LinuxLease::openBlock(bool writable, zel::String& reason) {
+    const std::uint32_t access = kAccessRead | (writable ? kAccessWrite : 0);
+    auto handle = LinuxBlockHandle::open(m_path, access, kShareRead | kShareWrite);
+    if (handle == nullptr)
+        reason = lastOpenErrorStr();
+    return SharedBlockHandle(std::unique_ptr<BlockHandle>(std::move(handle)));
+}
+
+std::unique_ptr<DeviceLease> takePlatformLease(const zel::String& path, LeasePurpose purpose,
+                                               DeviceStatus& failure) {
+    return LinuxLease::take(path, purpose, failure);
+}
+
+}  // namespace libDrive2

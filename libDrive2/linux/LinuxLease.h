@@ -1,0 +1,37 @@
+#pragma once
+
+#include "libDrive2/DeviceLease.h"
+#include "libDrive2/linux/FileDescriptor.h"
+#include "libDrive2/linux/LinuxVolumes.h"
+
+namespace libDrive2 {
+
+/// A block device or an image file in hand.
+class LinuxLease : public DeviceLease {
+public:
+    static std::unique_ptr<DeviceLease> take(const zel::String& path, LeasePurpose purpose,
+                                             DeviceStatus& failure);
+    ~LinuxLease() override;
+
+    [[nodiscard]] const zel::String& locator() const override { return m_path; }
+    [[nodiscard]] const DriveIdentity& identity() const override { return m_identity; }
+    [[nodiscard]] zel::String descriptorPath() const override;
+    bool isUnchanged(zel::String& difference) override;
+    zel::Array<zel::String> users() override { return m_volumes.holders(); }
+    zel::Array<VolumeContent> contents() override { return m_volumes.contents(); }
+    bool isEncrypted(zel::String& reason) override { return m_volumes.isEncrypted(reason); }
+    SharedBlockHandle openBlock(bool writable, zel::String& reason) override;
+
+private:
+    LinuxLease(const zel::String& path, LeasePurpose purpose, FileDescriptor descriptor);
+
+    DeviceStatus begin();
+    DeviceStatus identify(DriveIdentity& identity) const;
+
+    zel::String m_path;
+    FileDescriptor m_descriptor;
+    LinuxVolumes m_volumes;
+    DriveIdentity m_identity;
+};
+
+}  // namespace libDrive2

@@ -1,0 +1,228 @@
+#include "libDrive2/linux/StorageMap.h"
+
+#include <sys/sysmacros.h>
+
+#include <cstdio>
+#include <optional>
+#include <sstream>
+
+#include "libDrive2/linux/DiskIdentity.h"
+#include "libDrive2/linux/FileIdentity.h"
+#include "libDrive2/linux/MappingTable.h"
+#include "libDrive2/linux/MountTable.h"
+#include "libDrive2/linux/PartitionId.h"
+
+namespace libDrive2 {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr std::uint64_t kSizeUnit = 512;  ///< of sizes and starts in /sys
+constexpr int kMostLayers = 32;
+
+/// A piece of what extents that follow one another make up. `bytes` 0: to the end.
+std::vector<StorageExtent> slice(const std::vector<StorageExtent>& whole, std::uint64_t start,
+                                 std::uint64_t bytes) {
+    std::vector<StorageExtent> pieces;
+    std::uint64_t left = bytes;
+    for (const StorageExtent& extent : whole) {
+        if (extent.bytes != 0 && start >= extent.bytes) {
+            start -= extent.bytes;
+            continue;
+        }
+        const std::uint64_t room = extent.bytes == 0 ? 0 : extent.bytes - start;
+        const std::uint64_t taken = room == 0 || (bytes != 0 && left < room) ? left : room;
+        pieces.push_back({extent.id, extent.start + start, taken});
+        start = 0;
+        if (bytes != 0 && (left -= taken) == 0)
+            break;
+    }
+    return pieces;
+}
+
+void append(std::vector<StorageExtent>& all, const std::vector<StorageExtent>& more) {
+    all.insert(all.end(), more.begin(), more.end());
+}
+
+/// The mount that shows a path: of the deepest mount points above it, the last one.
+std::optional<Mount> mountOf(const fs::path& path) {
+    std::optional<Mount> found;
+    for (const Mount& mount : listMounts()) {
+        const std::string below = mount.folder == "/" ? "/" : mount.folder + "/";
+        if ((path.string() + "/").starts_with(below) &&
+            (!found || mount.folder.size() >= found->folder.size()))
+            found = mount;
+    }
+    return found;
+}
+
+/// The value of a file system's option such as "upperdir"; empty when it has none.
+std::string optionOf(const Mount& mount, const std::string& name) {
+    std::istringstream options(mount.options);
+    for (std::string option; std::getline(options, option, ',');)
+        if (option.starts_with(name + "="))
+            return unescape(option.substr(name.size() + 1));
+    return {};
+}
+
+bool isStoredElsewhere(const std::string& type) {
+    static const std::set<std::string> types = {"tmpfs", "ramfs", "nfs",      "nfs4",   "cifs",       "smb3",
+                                                "ceph",  "9p",    "virtiofs", "vboxsf", "fuse.sshfs", "afs"};
+    return types.contains(type);
+}
+
+std::string rangeText(std::uint64_t start, std::uint64_t bytes) {
+    return start == 0 && bytes == 0 ? "" : "+" + std::to_string(start) + "+" + std::to_string(bytes);
+}
+
+}  // namespace
+
+fs::path nearestExisting(const fs::path& path) {
+    std::error_code failed;
+    fs::path existing = fs::absolute(path, failed);
+    while (!fs::exists(existing, failed) && existing.has_relative_path())
+        existing = existing.parent_path();
+    return existing;
+}
+
+void StorageMap::note(const std::string& problem) {
+    if (m_problem.empty())
+        m_problem = problem;
+}
+
+StorageMap::View StorageMap::of(const struct stat& found, const std::string& path) {
+    if (S_ISBLK(found.st_mode))
+        return ofDevice(found.st_rdev);
+    if (S_ISREG(found.st_mode) || S_ISDIR(found.st_mode))
+        return ofFile(found.st_dev, found.st_ino, path);
+    return {};
+}
+
+StorageMap::View StorageMap::ofDevice(dev_t number) {
+    const SysfsBlock device(number);
+    if (device.name().empty() || ++m_depth > kMostLayers) {
+        note("a device below is unknown to the system");
+        return ofDisk(device, number);
+    }
+    View view;
+    if (device.isPartition())
+        view = ofPartition(device, number);
+    else if (const auto backing = LoopBacking::of(number))
+        view = ofLoop(*backing);
+    else if (!device.attribute("dm/name").empty())
+        view = ofMapping(device, number);
+    else if (!device.slaves().empty())
+        view = ofArray(device, number);
+    else
+        view = ofDisk(device, number);
+    --m_depth;
+    return view;
+}
+
+StorageMap::View StorageMap::ofDisk(const SysfsBlock& device, dev_t number) {
+    const std::string lasting = lastingIdOf(device);
+    return {lasting, {{lasting.empty() ? passingIdOf(device, number) : lasting}}, {}};
+}
+
+StorageMap::View StorageMap::ofPartition(const SysfsBlock& device, dev_t number) {
+    const View disk = ofDevice(device.parent());
+    const std::uint64_t start = device.number("start") * kSizeUnit;
+    const std::uint64_t bytes = device.number("size") * kSizeUnit;
+    View view{disk.id.empty() ? std::string() : disk.id + rangeText(start, bytes),
+              slice(disk.storage, start, bytes), disk.carriers};
+    if (view.id.empty())
+        view.id = partitionIdOf(device, number);
+    return view;
+}
+
+StorageMap::View StorageMap::ofLoop(const LoopBacking& backing) {
+    const View whole = backing.isBlockDevice ? ofDevice(backing.device)
+                                             : ofFile(backing.device, backing.inode, backing.path);
+    const std::string range = rangeText(backing.offset, backing.bytes);
+    return {whole.id.empty() ? std::string() : whole.id + range,
+            slice(whole.storage, backing.offset, backing.bytes), whole.carriers};
+}
+
+StorageMap::View StorageMap::ofMapping(const SysfsBlock& device, dev_t number) {
+    const std::string uuid = device.attribute("dm/uuid");
+    const std::string id = uuid.empty() ? "" : "dm:" + uuid;
+    const auto table = mappingTableOf(number);
+    if (!table)
+        return overMembers(id, device, number);
+    View view{id, {}, {}};
+    for (const MappedStretch& stretch : *table) {
+        const View below = stretch.device == 0 ? View{"", {{}}, {}} : ofDevice(stretch.device);
+        append(view.storage, slice(below.storage, stretch.offset, stretch.bytes));
+        append(view.carriers, below.carriers);
+    }
+    return view;
+}
+
+StorageMap::View StorageMap::ofArray(const SysfsBlock& device, dev_t number) {
+    const bool isArray = !device.attribute("md/level").empty();
+    const std::string uuid = isArray ? memberUuidOf(device.slaves().front()) : std::string();
+    return overMembers(uuid.empty() ? "" : "md:" + uuid, device, number);
+}
+
+StorageMap::View StorageMap::overMembers(std::string id, const SysfsBlock& device, dev_t number) {
+    View view{id, {{id.empty() ? passingIdOf(device, number) : id}}, {}};
+    for (const dev_t member : device.slaves())
+        addCarrier(view, member);
+    return view;
+}
+
+void StorageMap::addCarrier(View& view, dev_t number) {
+    const View below = ofDevice(number);
+    append(view.carriers, below.storage);
+    append(view.carriers, below.carriers);
+}
+
+StorageMap::View StorageMap::ofFile(dev_t fileSystem, ino_t inode, const std::string& path) {
+    const std::string id = fileIdOf(fileSystem, inode, path);
+    View view{id.starts_with("file:") ? id : std::string(), {{id}}, {}};
+    if (m_entered.insert(fileSystem).second)
+        addFileSystem(view, fileSystem, path);
+    return view;
+}
+
+void StorageMap::addFileSystem(View& view, dev_t fileSystem, const fs::path& path) {
+    if (!SysfsBlock(fileSystem).name().empty())
+        addCarrier(view, fileSystem);
+    else
+        addMountSource(view, fileSystem, path);
+}
+
+/// Of file systems with a number that is no device's: several devices, subvolumes, layers over others.
+void StorageMap::addMountSource(View& view, dev_t fileSystem, const fs::path& path) {
+    std::error_code failed;
+    const auto mount = mountOf(fs::canonical(path, failed));
+    struct stat source {};
+    if (!mount) {
+        note("the file system of " + path.string() + " is not among the mounted ones");
+    } else if (const std::string upper = optionOf(*mount, "upperdir");
+               mount->type == "overlay" && !upper.empty()) {
+        // Seen from within a container, the path may lead nowhere, or back to the same file system.
+        struct stat found {};
+        if (stat(upper.c_str(), &found) == 0 && found.st_dev != fileSystem)
+            addFileSystem(view, found.st_dev, upper);
+        else
+            note("the layers of " + mount->folder + " cannot be seen from here");
+    } else if (stat(mount->source.c_str(), &source) == 0 && S_ISBLK(source.st_mode)) {
+        addCarrier(view, source.st_rdev);
+        addBtrfsMembers(view, SysfsBlock(source.st_rdev).name());
+    } else if (!isStoredElsewhere(mount->type)) {
+        note("the devices of " + mount->folder + " (" + mount->type + ") cannot be found out");
+    }
+}
+
+/// A mount names one device of a btrfs; the others share its folder in /sys.
+void StorageMap::addBtrfsMembers(View& view, const std::string& name) {
+    std::error_code failed;
+    for (const auto& volume : fs::directory_iterator("/sys/fs/btrfs", failed))
+        if (fs::exists(volume.path() / "devices" / name, failed))
+            for (const auto& member : fs::directory_iterator(volume.path() / "devices", failed))
+                addCarrier(view, deviceNumberIn(member.path()));
+}
+
+}  // namespace libDrive2

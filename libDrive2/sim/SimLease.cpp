@@ -1,0 +1,68 @@
+#include "libDrive2/sim/SimLease.h"
+
+#include <algorithm>
+
+#include "libDrive2/DeviceOpeners.h"
+#include "libDrive2/OpenLeases.h"
+#include "libDrive2/sim/SimDevices.h"
+#include "libDrive2/sim/SimLocator.h"
+#include "libDrive2/sim/SimVolumes.h"
+
+namespace libDrive2 {
+
+std::unique_ptr<DeviceLease> SimLease::take(const zel::String& locator, LeasePurpose purpose,
+                                            DeviceStatus& failure) {
+    std::unique_ptr<SimLease> lease(new SimLease(locator, purpose));
+    return lease->begin(purpose, failure) ? std::move(lease) : nullptr;
+}
+
+SimLease::SimLease(const zel::String& locator, LeasePurpose purpose)
+    : DeviceLease(purpose), m_locator(locator), m_volumes(simVolumes(locator)) {
+    OpenLeases::add(*this);
+}
+
+SimLease::~SimLease() {
+    OpenLeases::remove(*this);
+}
+
+bool SimLease::begin(LeasePurpose purpose, DeviceStatus& failure) {
+    zel::String problem;
+    const auto options = parseSimLocator(m_locator, problem);
+    if (options && !options->imagePath.empty()) {
+        m_image = DeviceLease::take(options->imagePath, purpose, failure);
+        if (m_image == nullptr)
+            return false;
+    }
+    const auto described = options ? describeSimDevice(m_locator, problem) : std::nullopt;
+    if (!described) {
+        failure = {LIBDRIVE2_NO_ACCESS, problem};
+        return false;
+    }
+    m_identity.sectorBytes = std::max(1U, described->sectorBytes);
+    m_identity.sectors = described->bytes / m_identity.sectorBytes;
+    if (m_image == nullptr) {
+        m_identity.storage = {{"boot:" + m_locator.utf8(), 0, 0}};
+        return true;
+    }
+    m_identity.id = m_image->identity().id;
+    m_identity.storage = m_image->identity().storage;
+    m_identity.carriers = m_image->identity().carriers;
+    return true;
+}
+
+bool SimLease::isUnchanged(zel::String& difference) {
+    return m_image == nullptr || m_image->isUnchanged(difference);
+}
+
+zel::Array<zel::String> SimLease::users() {
+    return m_image != nullptr ? m_image->users() : zel::Array<zel::String>();
+}
+
+SharedBlockHandle SimLease::openBlock(bool writable, zel::String& reason) {
+    auto handle = openSimBlockDevice(m_locator, kAccessRead | (writable ? kAccessWrite : 0));
+    if (handle == nullptr)
+        reason = lastOpenErrorStr();
+    return SharedBlockHandle(std::move(handle));
+}
+
+}  // namespace libDrive2

@@ -1,0 +1,35 @@
+#pragma once
+
+#include "libDrive2/DeviceLease.h"
+
+namespace libDrive2 {
+
+/// A simulated drive in hand, and the file that holds its contents. One without a file is what its locator
+/// says, in this process alone.
+class SimLease : public DeviceLease {
+public:
+    static std::unique_ptr<DeviceLease> take(const zel::String& locator, LeasePurpose purpose,
+                                             DeviceStatus& failure);
+    ~SimLease() override;
+
+    [[nodiscard]] const zel::String& locator() const override { return m_locator; }
+    [[nodiscard]] const DriveIdentity& identity() const override { return m_identity; }
+    [[nodiscard]] zel::String descriptorPath() const override { return {}; }
+    bool isUnchanged(zel::String& difference) override;
+    zel::Array<zel::String> users() override;
+    zel::Array<VolumeContent> contents() override { return m_volumes->contents(); }
+    bool isEncrypted(zel::String& reason) override { return m_volumes->isEncrypted(reason); }
+    SharedBlockHandle openBlock(bool writable, zel::String& reason) override;
+
+private:
+    SimLease(const zel::String& locator, LeasePurpose purpose);
+
+    bool begin(LeasePurpose purpose, DeviceStatus& failure);
+
+    zel::String m_locator;
+    DriveIdentity m_identity;
+    std::unique_ptr<DeviceLease> m_image;  ///< null without a file
+    std::unique_ptr<DeviceLockingManager::Volumes> m_volumes;
+};
+
+}  // namespace libDrive2
