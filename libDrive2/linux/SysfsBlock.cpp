@@ -9,23 +9,19 @@ namespace libDrive2 {
 
 namespace fs = std::filesystem;
 
-namespace {
-
-dev_t numberOf(const fs::path& folder) {
-    unsigned majorNumber = 0;
-    unsigned minorNumber = 0;
-    if (std::sscanf(readLine(folder / "dev").c_str(), "%u:%u", &majorNumber, &minorNumber) != 2)
-        return 0;
-    return makedev(majorNumber, minorNumber);
-}
-
-}  // namespace
-
 std::string readLine(const fs::path& file) {
     std::ifstream stream(file);
     std::string line;
     std::getline(stream, line);
     return line;
+}
+
+dev_t SysfsBlock::numberIn(const fs::path& folder) {
+    unsigned majorNumber = 0;
+    unsigned minorNumber = 0;
+    if (std::sscanf(readLine(folder / "dev").c_str(), "%u:%u", &majorNumber, &minorNumber) != 2)
+        return 0;
+    return makedev(majorNumber, minorNumber);
 }
 
 SysfsBlock::SysfsBlock(dev_t number) {
@@ -35,6 +31,10 @@ SysfsBlock::SysfsBlock(dev_t number) {
     m_folder = fs::canonical(link, failed);
     if (failed)
         m_folder.clear();
+}
+
+dev_t SysfsBlock::number() const {
+    return m_folder.empty() ? 0 : numberIn(m_folder);
 }
 
 std::string SysfsBlock::name() const {
@@ -88,21 +88,61 @@ std::vector<SysfsBlock::Member> SysfsBlock::members() const {
     std::vector<Member> members;
     if (m_folder.empty())
         return members;
-    members.push_back({name(), numberOf(m_folder)});
+    members.push_back({name(), numberIn(m_folder)});
     std::error_code ignored;
     for (const auto& entry : fs::directory_iterator(m_folder, ignored))
         if (fs::exists(entry.path() / "partition", ignored))
-            members.push_back({entry.path().filename().string(), numberOf(entry.path())});
+            members.push_back({entry.path().filename().string(), numberIn(entry.path())});
     return members;
+}
+
+fs::path SysfsBlock::folderOf(const Member& member) const {
+    return member.name == name() ? m_folder : m_folder / member.name;
 }
 
 std::vector<std::string> SysfsBlock::holdersOf(const Member& member) const {
     std::vector<std::string> holders;
-    const fs::path folder = member.name == name() ? m_folder : m_folder / member.name;
     std::error_code ignored;
-    for (const auto& entry : fs::directory_iterator(folder / "holders", ignored))
+    for (const auto& entry : fs::directory_iterator(folderOf(member) / "holders", ignored))
         holders.push_back(entry.path().filename().string());
     return holders;
+}
+
+bool SysfsBlock::isCache(const Member& member) const {
+    std::error_code ignored;
+    return fs::exists(folderOf(member) / "bcache" / "cache_replacement_policy", ignored);
+}
+
+std::string SysfsBlock::wwid() const {
+    const std::string ofScsi = readLine(diskFolder() / "device" / "wwid");
+    return ofScsi.empty() ? readLine(diskFolder() / "wwid") : ofScsi;
+}
+
+std::vector<SysfsBlock> SysfsBlock::otherPaths() const {
+    std::vector<SysfsBlock> paths;
+    if (m_folder.empty() || wwid().empty() || readLine(m_folder / "size") == "0")
+        return paths;
+    const auto isPathToThis = [this](const SysfsBlock& other) {
+        return !other.m_folder.empty() && other.m_folder != m_folder &&
+               readLine(other.m_folder / "size") == readLine(m_folder / "size") &&
+               readLine(other.m_folder / "partition") == readLine(m_folder / "partition") &&
+               other.wwid() == wwid();
+    };
+    std::error_code ignored;
+    for (const auto& entry : fs::directory_iterator("/sys/class/block", ignored)) {
+        SysfsBlock other(fs::canonical(entry.path(), ignored));
+        if (isPathToThis(other))
+            paths.push_back(std::move(other));
+    }
+    return paths;
+}
+
+std::vector<SysfsBlock> SysfsBlock::slaves() const {
+    std::vector<SysfsBlock> slaves;
+    std::error_code ignored;
+    for (const auto& entry : fs::directory_iterator(m_folder / "slaves", ignored))
+        slaves.push_back(SysfsBlock(fs::canonical(entry.path(), ignored)));
+    return slaves;
 }
 
 }  // namespace libDrive2

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace libDrive2 {
@@ -13,9 +14,14 @@ namespace libDrive2 {
 class SysfsBlock {
 public:
     explicit SysfsBlock(dev_t number);
+    /// The number of the device whose folder it is; 0 when there is none.
+    static dev_t numberIn(const std::filesystem::path& folder);
 
     /// The kernel's name such as "sda1"; empty when the device is unknown.
     [[nodiscard]] std::string name() const;
+    [[nodiscard]] dev_t number() const;
+    /// The disk that a partition lies on; itself when it is none.
+    [[nodiscard]] SysfsBlock disk() const { return SysfsBlock(diskFolder()); }
     [[nodiscard]] bool isPartition() const;
     [[nodiscard]] bool isRemovable() const;
     /// A SCSI device of type 05h (SPC-4): it is there without a medium, too, and with one that has no sectors
@@ -35,11 +41,22 @@ public:
         dev_t number;
     };
     [[nodiscard]] std::vector<Member> members() const;
+    /// The other ways by which the system reaches the same disk, or the same partition of it: what has its
+    /// WWID and its size.
+    [[nodiscard]] std::vector<SysfsBlock> otherPaths() const;
+    /// The devices that it is built on.
+    [[nodiscard]] std::vector<SysfsBlock> slaves() const;
+    /// Whether bcache has the member as a cache, which makes it no holder.
+    [[nodiscard]] bool isCache(const Member& member) const;
     /// Names of the devices built on one of the members (dm-0, md1).
     [[nodiscard]] std::vector<std::string> holdersOf(const Member& member) const;
 
 private:
+    explicit SysfsBlock(std::filesystem::path folder) : m_folder(std::move(folder)) {}
+
+    [[nodiscard]] std::filesystem::path folderOf(const Member& member) const;
     [[nodiscard]] std::filesystem::path diskFolder() const;
+    [[nodiscard]] std::string wwid() const;
 
     std::filesystem::path m_folder;  ///< empty when the device is unknown
 };
