@@ -64,7 +64,7 @@ TEST(DeviceLocking, SeesAndTakesTheLocksOfOtherPrograms) {
         some.l_len = 1;
         return fcntl(other.get(), F_OFD_SETLK, &some) == 0;
     };
-    for (const short type : {F_RDLCK, F_WRLCK}) {
+    for (const short type : std::initializer_list<short>{F_RDLCK, F_WRLCK}) {
         ASSERT_TRUE(take(type));
         EXPECT_EQ(refusal(image.path), image.path + " is in use: another program has locked it");
     }
@@ -209,10 +209,11 @@ TEST_F(LoopDeviceLocking, AMountInAnotherNamespaceIsSeen) {
     if (!mountNew(m_device.path) || !run("umount " + m_folder))
         GTEST_SKIP() << m_output;
     // The shell that says that it is ready keeps the namespace until its input ends.
-    std::FILE* const shell = popen(("unshare --mount sh -c 'mount " + m_device.path + " " + m_folder +
-                                    " && touch " + m_folder + "-ready && { read line; umount " + m_folder + "; }'")
-                                       .c_str(),
-                                   "w");
+    std::FILE* const shell =
+        popen(("unshare --mount sh -c 'mount " + m_device.path + " " + m_folder + " && touch " + m_folder +
+               "-ready && { read line; umount " + m_folder + "; }'")
+                  .c_str(),
+              "w");
     ASSERT_NE(shell, nullptr);
     EXPECT_TRUE(
         run("for i in $(seq 500); do [ -e " + m_folder + "-ready ] && exit; sleep 0.02; done; exit 1"));
