@@ -25,6 +25,10 @@ std::string pathOfDescriptor(int fd) {
     return "/proc/self/fd/" + std::to_string(fd);
 }
 
+FileDescriptor duplicate(const FileDescriptor& descriptor) {
+    return FileDescriptor(fcntl(descriptor.get(), F_DUPFD_CLOEXEC, 0));
+}
+
 DeviceStatus sizeOf(int fd, const struct stat& found, DriveIdentity& identity) {
     std::uint64_t bytes = static_cast<std::uint64_t>(found.st_size);
     int sectorBytes = kFileSectorBytes;
@@ -65,7 +69,7 @@ LinuxLease::LinuxLease(const zel::String& path, LeasePurpose purpose, FileDescri
     : DeviceLease(purpose),
       m_path(path),
       m_descriptor(std::move(descriptor)),
-      m_volumes(path, pathOfDescriptor(m_descriptor.get())) {
+      m_volumes(path, duplicate(m_descriptor)) {
     OpenLeases::add(*this);
 }
 

@@ -2,80 +2,42 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
-#include <sys/stat.h>
-#include <sys/sysmacros.h>
-
-#include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
-#include <fstream>
+#include <string>
 
 #include "libDrive2/PlatformOpeners.h"
 #include "libDrive2/linux/ErrnoError.h"
 #include "libDrive2/linux/LinuxBlockHandle.h"
-#include "libDrive2/linux/MountTable.h"
+#include "libDrive2/linux/StorageUsers.h"
+#include "libDrive2/linux/SysfsBlock.h"
 #include "libDrive2/linux/VolumeSignatures.h"
 
 namespace libDrive2 {
 
-namespace fs = std::filesystem;
-
 namespace {
 
-/// The device that a line of /proc/self/mountinfo mounts. File systems with several devices show a number
-/// of their own there; the source path tells then.
-dev_t mountedDevice(const std::string& number, const std::string& source) {
-    struct stat found {};
-    if (source.starts_with('/') && stat(source.c_str(), &found) == 0 && S_ISBLK(found.st_mode))
-        return found.st_rdev;
-    unsigned majorNumber = 0;
-    unsigned minorNumber = 0;
-    if (std::sscanf(number.c_str(), "%u:%u", &majorNumber, &minorNumber) != 2)
-        return 0;
-    return makedev(majorNumber, minorNumber);
+/// Repeats a call as long as signals interrupt it.
+template <typename Call>
+int uninterrupted(Call call) {
+    int result = 0;
+    do {
+        result = call();
+    } while (result < 0 && errno == EINTR);
+    return result;
 }
 
-void findMounts(const SysfsBlock::Member& member, zel::Array<zel::String>& users) {
-    for (const Mount& mount : listMounts())
-        if (mountedDevice(mount.number, mount.source) == member.number)
-            users.append(member.name + " is mounted on " + mount.folder);
+FileDescriptor openFile(const std::string& path, int flags) {
+    return FileDescriptor(uninterrupted([&path, flags] { return ::open(path.c_str(), flags | O_CLOEXEC); }));
 }
 
-void findSwap(const SysfsBlock::Member& member, zel::Array<zel::String>& users) {
-    std::ifstream table("/proc/swaps");
-    std::string line;
-    std::getline(table, line);
-    while (std::getline(table, line)) {
-        const std::string path = unescape(line.substr(0, line.find(' ')));
-        struct stat found {};
-        if (stat(path.c_str(), &found) == 0 && S_ISBLK(found.st_mode) && found.st_rdev == member.number)
-            users.append(member.name + " is swap space");
-    }
-}
-
-/// "dm-0 (vg-root)" where the mapper has a name, else the kernel's name.
-std::string describeHolder(const std::string& holder) {
-    const std::string mapped = readLine(fs::path("/sys/class/block") / holder / "dm" / "name");
-    return mapped.empty() ? holder : holder + " (" + mapped + ")";
-}
-
-/// Whether two names lead to the same file or the same device, through whatever links.
-bool isSame(const struct stat& a, const struct stat& b) {
-    if (S_ISBLK(a.st_mode) || S_ISBLK(b.st_mode))
-        return S_ISBLK(a.st_mode) && S_ISBLK(b.st_mode) && a.st_rdev == b.st_rdev;
-    return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
-}
-
-/// Loop devices over a file or a device. The kernel lists them nowhere as holders.
-void findLoops(const zel::String& name, const struct stat& backing, zel::Array<zel::String>& users) {
-    std::error_code ignored;
-    for (const auto& entry : fs::directory_iterator("/sys/block", ignored)) {
-        const std::string path = readLine(entry.path() / "loop" / "backing_file");
-        struct stat found {};
-        if (!path.empty() && stat(path.c_str(), &found) == 0 && isSame(found, backing))
-            users.append(name + " is attached to /dev/" + entry.path().filename().string());
-    }
+/// A lock over all bytes that belongs to the descriptor: unlike those that belong to a process, it is not
+/// lost when the process closes some other descriptor of the same file.
+int takeOfdLock(int fd, bool writable) {
+    struct flock all {};
+    all.l_type = static_cast<short>(writable ? F_WRLCK : F_RDLCK);
+    all.l_whence = SEEK_SET;
+    return uninterrupted([fd, &all] { return fcntl(fd, F_OFD_SETLK, &all); });
 }
 
 zel::String join(const zel::Array<zel::String>& users) {
@@ -87,49 +49,47 @@ zel::String join(const zel::Array<zel::String>& users) {
 
 }  // namespace
 
-void LinuxVolumes::findUsers(const SysfsBlock& device, zel::Array<zel::String>& users) {
-    for (const SysfsBlock::Member& member : device.members()) {
-        struct stat node {};
-        node.st_mode = S_IFBLK;
-        node.st_rdev = member.number;
-        findMounts(member, users);
-        findSwap(member, users);
-        findLoops(member.name, node, users);
-        for (const std::string& holder : device.holdersOf(member))
-            users.append(member.name + " is part of " + describeHolder(holder));
-    }
+std::optional<struct stat> LinuxVolumes::found() {
+    // Only a place in the file system: needs no right to read, and wakes no drive.
+    if (!m_opened)
+        m_opened = openFile(m_path.utf8(), O_PATH);
+    struct stat status {};
+    if (!m_opened || fstat(m_opened.get(), &status) != 0)
+        return std::nullopt;
+    return status;
+}
+
+FileDescriptor LinuxVolumes::reopen(int flags) {
+    const auto status = found();
+    if (!status)
+        return {};
+    // Optical drives open without a medium that can be read, too; and what is no drive must not keep us
+    // waiting for its other end. Others are not ready before they were opened for waiting.
+    const bool isDrive = S_ISREG(status->st_mode) || S_ISBLK(status->st_mode);
+    const int patience = isDrive && !isOptical() ? 0 : O_NONBLOCK;
+    return openFile("/proc/self/fd/" + std::to_string(m_opened.get()), flags | patience);
+}
+
+bool LinuxVolumes::isOptical() {
+    const auto status = found();
+    return status && S_ISBLK(status->st_mode) && SysfsBlock(status->st_rdev).isOptical();
 }
 
 zel::Array<zel::String> LinuxVolumes::holders() {
     zel::Array<zel::String> users;
-    struct stat found {};
-    if (stat(m_openPath.c_str(), &found) != 0)
-        return users;
-    if (S_ISBLK(found.st_mode))
-        findUsers(SysfsBlock(found.st_rdev), users);
-    else if (S_ISREG(found.st_mode))
-        findLoops(m_path, found, users);
+    if (const auto status = found())
+        for (const std::string& user : StorageUsers().of(*status, m_path.utf8()))
+            users.append(user);
     return users;
 }
 
-/// Optical drives open without a medium that can be read, too.
-int LinuxVolumes::openFlags() const {
-    return O_CLOEXEC | (isOptical() ? O_NONBLOCK : 0);
-}
-
-bool LinuxVolumes::isOptical() const {
-    struct stat found {};
-    return stat(m_openPath.c_str(), &found) == 0 && S_ISBLK(found.st_mode) &&
-           SysfsBlock(found.st_rdev).isOptical();
-}
-
 zel::Array<VolumeContent> LinuxVolumes::contents() {
-    const FileDescriptor device(open(m_openPath.c_str(), O_RDONLY | openFlags()));
+    const FileDescriptor device = reopen(O_RDONLY);
     return device ? describeContents(device.get()) : zel::Array<VolumeContent>();
 }
 
 bool LinuxVolumes::isEncrypted(zel::String& reason) {
-    const FileDescriptor device(open(m_openPath.c_str(), O_RDONLY | openFlags()));
+    const FileDescriptor device = reopen(O_RDONLY);
     if (!device) {
         reason = m_path + " cannot be examined for encrypted volumes: " + errnoStatus(errno).text;
         return true;
@@ -148,19 +108,46 @@ bool LinuxVolumes::lock(zel::String& reason) {
         reason = m_path + " is in use: " + join(users);
         return false;
     }
-    struct stat found {};
-    const bool isBlockDevice = stat(m_openPath.c_str(), &found) == 0 && S_ISBLK(found.st_mode);
+    const auto status = found();
+    const bool isBlockDevice = status && S_ISBLK(status->st_mode);
     // The kernel gives a whole disk exclusively only when nobody holds one of its partitions, and then
     // nobody can take a partition: one descriptor locks them all.
     // An optical medium is written by commands; its block node need not open for writing.
-    const int access = isOptical() ? O_RDONLY : O_RDWR;
-    FileDescriptor device(open(m_openPath.c_str(), access | openFlags() | (isBlockDevice ? O_EXCL : 0)));
-    if (!device || (!isBlockDevice && flock(device.get(), LOCK_EX | LOCK_NB) != 0)) {
+    const bool writable = !isOptical();
+    FileDescriptor device = reopen((writable ? O_RDWR : O_RDONLY) | (isBlockDevice ? O_EXCL : 0));
+    if (!device) {
+        const int error = errno;
+        reason = m_path + " cannot be taken for this test alone: " + errnoStatus(error).text +
+                 (error == EBUSY ? describeBusy() : zel::String());
+        return false;
+    }
+    if (!lockAgainstOthers(device.get(), isBlockDevice, writable, reason))
+        return false;
+    m_lock = std::move(device);
+    return true;
+}
+
+/// By both ways that programs have to agree on it: who uses the one does not see the other.
+bool LinuxVolumes::lockAgainstOthers(int fd, bool isBlockDevice, bool writable, zel::String& reason) const {
+    // Of a block device, the system's own services take that lock for a moment whenever it changes.
+    if (!isBlockDevice && uninterrupted([fd] { return flock(fd, LOCK_EX | LOCK_NB); }) != 0) {
         reason = m_path + " cannot be taken for this test alone: " + errnoStatus(errno).text;
         return false;
     }
-    m_lock = std::move(device);
-    return true;
+    if (takeOfdLock(fd, writable) == 0)
+        return true;
+    reason = errno == EAGAIN || errno == EACCES
+                 ? m_path + " is in use: another program has locked it"
+                 : m_path + " cannot be taken for this test alone: " + errnoStatus(errno).text;
+    return false;
+}
+
+/// Some who hold a device are in none of the kernel's lists; what is on it may tell.
+zel::String LinuxVolumes::describeBusy() {
+    for (const VolumeContent& content : contents())
+        if (content.what.utf8().find("zfs_member") != std::string::npos)
+            return " (it belongs to a ZFS pool: " + content.what + ")";
+    return {};
 }
 
 bool LinuxVolumes::unlock(zel::String& reason) {

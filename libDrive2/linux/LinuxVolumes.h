@@ -1,22 +1,24 @@
 #pragma once
 
-#include <sys/types.h>
+#include <sys/stat.h>
 
-#include <string>
+#include <optional>
+#include <utility>
 
 #include "libDrive2/DeviceLockingManager.h"
 #include "libDrive2/linux/FileDescriptor.h"
-#include "libDrive2/linux/SysfsBlock.h"
 
 namespace libDrive2 {
 
-/// The volumes of a block device or an image file.
+/// The volumes of a block device or an image file. The path is followed once; after that all is asked of the
+/// descriptor.
 class LinuxVolumes : public DeviceLockingManager::Volumes {
 public:
-    explicit LinuxVolumes(const zel::String& path) : LinuxVolumes(path, path.utf8()) {}
-    /// Over a path that leads to the drive whatever becomes of its name.
-    LinuxVolumes(const zel::String& path, std::string openPath)
-        : m_path(path), m_openPath(std::move(openPath)) {}
+    /// Opens the path when something is asked for the first time.
+    explicit LinuxVolumes(const zel::String& path) : m_path(path) {}
+    /// Over what is open already; the path is only what messages call it.
+    LinuxVolumes(const zel::String& path, FileDescriptor opened)
+        : m_path(path), m_opened(std::move(opened)) {}
 
     bool isEncrypted(zel::String& reason) override;
     bool lock(zel::String& reason) override;
@@ -24,14 +26,20 @@ public:
     zel::Array<zel::String> holders() override;
     zel::Array<VolumeContent> contents() override;
 
+    /// Of the lock; -1 while there is none. Belongs to this object.
+    [[nodiscard]] int lockedDescriptor() const { return m_lock.get(); }
+
 private:
-    static void findUsers(const SysfsBlock& device, zel::Array<zel::String>& users);
+    /// What the path led to; nothing, with errno set, when it led nowhere.
+    std::optional<struct stat> found();
+    /// Another descriptor of the same; with errno set when there is none.
+    FileDescriptor reopen(int flags);
+    bool isOptical();
+    bool lockAgainstOthers(int fd, bool isBlockDevice, bool writable, zel::String& reason) const;
+    zel::String describeBusy();
 
-    [[nodiscard]] bool isOptical() const;
-    [[nodiscard]] int openFlags() const;
-
-    zel::String m_path;  ///< for messages
-    std::string m_openPath;
+    zel::String m_path;
+    FileDescriptor m_opened;
     FileDescriptor m_lock;
 };
 

@@ -4,7 +4,9 @@
 #include <linux/loop.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
-#include <sys/sysmacros.h>
+
+#include <fstream>
+#include <iterator>
 
 #include "libDrive2/linux/FileDescriptor.h"
 #include "libDrive2/linux/SysfsBlock.h"
@@ -13,20 +15,24 @@ namespace libDrive2 {
 
 namespace {
 
-/// The kernel's own encoding of device numbers (include/linux/kdev_t.h, huge_encode_dev).
-dev_t decoded(std::uint64_t number) {
-    return makedev(static_cast<unsigned>((number >> 8) & 0xFFF),
-                   static_cast<unsigned>((number & 0xFF) | ((number >> 12) & 0xFFF00)));
+/// All of it: a name may have line feeds in it.
+std::string backingPathOf(const SysfsBlock& device) {
+    std::ifstream stream(device.folder() / "loop" / "backing_file");
+    std::string path{std::istreambuf_iterator<char>(stream), {}};
+    if (path.ends_with('\n'))
+        path.pop_back();
+    return path;
 }
 
 bool readStatus(const std::string& node, dev_t loop, loop_info64& status) {
-    const FileDescriptor device(::open(node.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    const FileDescriptor device(::open(node.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOFOLLOW));
     struct stat found {};
     return device && fstat(device.get(), &found) == 0 && S_ISBLK(found.st_mode) && found.st_rdev == loop &&
            ioctl(device.get(), LOOP_GET_STATUS64, &status) == 0;
 }
 
-/// Where the device may not be opened, what the name leads to now has to do.
+/// Where the device may not be opened, what the name leads to now has to do. That of a deleted file ends in
+/// " (deleted)" and leads nowhere.
 bool statByName(LoopBacking& backing) {
     struct stat found {};
     if (stat(backing.path.c_str(), &found) != 0)
@@ -42,17 +48,17 @@ bool statByName(LoopBacking& backing) {
 std::optional<LoopBacking> LoopBacking::of(dev_t loop) {
     const SysfsBlock device(loop);
     LoopBacking backing;
-    backing.path = device.attribute("loop/backing_file");
+    backing.path = device.folder().empty() ? "" : backingPathOf(device);
     if (backing.path.empty())
         return std::nullopt;
-    backing.offset = device.number("loop/offset");
-    backing.bytes = device.number("loop/sizelimit");
+    backing.offset = device.numberAttribute("loop/offset");
+    backing.bytes = device.numberAttribute("loop/sizelimit");
     loop_info64 status{};
     if (!readStatus("/dev/" + device.name(), loop, status))
         return statByName(backing) ? std::optional(backing) : std::nullopt;
-    // Of a file the second number repeats the first.
-    backing.isBlockDevice = status.lo_rdevice != status.lo_device;
-    backing.device = decoded(backing.isBlockDevice ? status.lo_rdevice : status.lo_device);
+    // Of a file the second number is none, or repeats the first. The kernel writes numbers as the C library.
+    backing.isBlockDevice = status.lo_rdevice != 0 && status.lo_rdevice != status.lo_device;
+    backing.device = static_cast<dev_t>(backing.isBlockDevice ? status.lo_rdevice : status.lo_device);
     backing.inode = static_cast<ino_t>(status.lo_inode);
     backing.offset = status.lo_offset;
     backing.bytes = status.lo_sizelimit;

@@ -9,10 +9,16 @@ namespace libDrive2 {
 struct Mount {
     std::string number;  ///< "major:minor"
     std::string folder, type, source, options;
+    /// Somebody who sees it, where the program itself does not; else 0.
+    long process = 0;
 };
 
 /// All mounts, in the order in which they were made.
 std::vector<Mount> listMounts();
+
+/// These, and after them what is mounted in other mount namespaces (containers, services), as far as the
+/// program may look into them.
+std::vector<Mount> listMountsEverywhere();
 
 /// The kernel's tables write blanks and backslashes as octal escapes such as "\040".
 std::string unescape(const std::string& field);

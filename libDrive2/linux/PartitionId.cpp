@@ -32,12 +32,12 @@ struct ProbedDevice {
 }  // namespace
 
 std::string partitionIdOf(const SysfsBlock& partition, dev_t /*number*/) {
-    const ProbedDevice disk(partition.parent());
+    const ProbedDevice disk(partition.disk().number());
     if (disk.probe == nullptr)
         return {};
     blkid_probe_enable_partitions(disk.probe.get(), 1);
     const blkid_partlist list = blkid_probe_get_partitions(disk.probe.get());
-    const auto wanted = static_cast<int>(partition.number("partition"));
+    const auto wanted = static_cast<int>(partition.numberAttribute("partition"));
     for (int i = 0; list != nullptr && i < blkid_partlist_numof_partitions(list); ++i) {
         const blkid_partition each = blkid_partlist_get_partition(list, i);
         const char* const uuid = blkid_partition_get_uuid(each);

@@ -126,9 +126,9 @@ StorageMap::View StorageMap::ofDisk(const SysfsBlock& device, dev_t number) {
 }
 
 StorageMap::View StorageMap::ofPartition(const SysfsBlock& device, dev_t number) {
-    const View disk = ofDevice(device.parent());
-    const std::uint64_t start = device.number("start") * kSizeUnit;
-    const std::uint64_t bytes = device.number("size") * kSizeUnit;
+    const View disk = ofDevice(device.disk().number());
+    const std::uint64_t start = device.numberAttribute("start") * kSizeUnit;
+    const std::uint64_t bytes = device.numberAttribute("size") * kSizeUnit;
     View view{disk.id.empty() ? std::string() : disk.id + rangeText(start, bytes),
               slice(disk.storage, start, bytes), disk.carriers};
     if (view.id.empty())
@@ -161,14 +161,14 @@ StorageMap::View StorageMap::ofMapping(const SysfsBlock& device, dev_t number) {
 
 StorageMap::View StorageMap::ofArray(const SysfsBlock& device, dev_t number) {
     const bool isArray = !device.attribute("md/level").empty();
-    const std::string uuid = isArray ? memberUuidOf(device.slaves().front()) : std::string();
+    const std::string uuid = isArray ? memberUuidOf(device.slaves().front().number()) : std::string();
     return overMembers(uuid.empty() ? "" : "md:" + uuid, device, number);
 }
 
 StorageMap::View StorageMap::overMembers(std::string id, const SysfsBlock& device, dev_t number) {
     View view{id, {{id.empty() ? passingIdOf(device, number) : id}}, {}};
-    for (const dev_t member : device.slaves())
-        addCarrier(view, member);
+    for (const SysfsBlock& member : device.slaves())
+        addCarrier(view, member.number());
     return view;
 }
 
@@ -222,7 +222,7 @@ void StorageMap::addBtrfsMembers(View& view, const std::string& name) {
     for (const auto& volume : fs::directory_iterator("/sys/fs/btrfs", failed))
         if (fs::exists(volume.path() / "devices" / name, failed))
             for (const auto& member : fs::directory_iterator(volume.path() / "devices", failed))
-                addCarrier(view, deviceNumberIn(member.path()));
+                addCarrier(view, SysfsBlock::numberIn(member.path()));
 }
 
 }  // namespace libDrive2

@@ -16,7 +16,7 @@ std::string readLine(const fs::path& file) {
     return line;
 }
 
-dev_t deviceNumberIn(const fs::path& folder) {
+dev_t SysfsBlock::numberIn(const fs::path& folder) {
     unsigned majorNumber = 0;
     unsigned minorNumber = 0;
     if (std::sscanf(readLine(folder / "dev").c_str(), "%u:%u", &majorNumber, &minorNumber) != 2)
@@ -31,6 +31,10 @@ SysfsBlock::SysfsBlock(dev_t number) {
     m_folder = fs::canonical(link, failed);
     if (failed)
         m_folder.clear();
+}
+
+dev_t SysfsBlock::number() const {
+    return m_folder.empty() ? 0 : numberIn(m_folder);
 }
 
 std::string SysfsBlock::name() const {
@@ -62,22 +66,10 @@ std::string SysfsBlock::attribute(const char* name) const {
     return m_folder.empty() ? std::string() : readLine(m_folder / name);
 }
 
-std::uint64_t SysfsBlock::number(const char* name) const {
+std::uint64_t SysfsBlock::numberAttribute(const char* name) const {
     std::ifstream stream(m_folder / name);
     std::uint64_t value = 0;
     return !m_folder.empty() && stream >> value ? value : 0;
-}
-
-dev_t SysfsBlock::parent() const {
-    return isPartition() ? deviceNumberIn(m_folder.parent_path()) : 0;
-}
-
-std::vector<dev_t> SysfsBlock::slaves() const {
-    std::vector<dev_t> found;
-    std::error_code ignored;
-    for (const auto& entry : fs::directory_iterator(m_folder / "slaves", ignored))
-        found.push_back(deviceNumberIn(entry.path()));
-    return found;
 }
 
 std::uint64_t SysfsBlock::queueLimit(const char* name) const {
@@ -106,21 +98,61 @@ std::vector<SysfsBlock::Member> SysfsBlock::members() const {
     std::vector<Member> members;
     if (m_folder.empty())
         return members;
-    members.push_back({name(), deviceNumberIn(m_folder)});
+    members.push_back({name(), numberIn(m_folder)});
     std::error_code ignored;
     for (const auto& entry : fs::directory_iterator(m_folder, ignored))
         if (fs::exists(entry.path() / "partition", ignored))
-            members.push_back({entry.path().filename().string(), deviceNumberIn(entry.path())});
+            members.push_back({entry.path().filename().string(), numberIn(entry.path())});
     return members;
+}
+
+fs::path SysfsBlock::folderOf(const Member& member) const {
+    return member.name == name() ? m_folder : m_folder / member.name;
 }
 
 std::vector<std::string> SysfsBlock::holdersOf(const Member& member) const {
     std::vector<std::string> holders;
-    const fs::path folder = member.name == name() ? m_folder : m_folder / member.name;
     std::error_code ignored;
-    for (const auto& entry : fs::directory_iterator(folder / "holders", ignored))
+    for (const auto& entry : fs::directory_iterator(folderOf(member) / "holders", ignored))
         holders.push_back(entry.path().filename().string());
     return holders;
+}
+
+bool SysfsBlock::isCache(const Member& member) const {
+    std::error_code ignored;
+    return fs::exists(folderOf(member) / "bcache" / "cache_replacement_policy", ignored);
+}
+
+std::string SysfsBlock::wwid() const {
+    const std::string ofScsi = readLine(diskFolder() / "device" / "wwid");
+    return ofScsi.empty() ? readLine(diskFolder() / "wwid") : ofScsi;
+}
+
+std::vector<SysfsBlock> SysfsBlock::otherPaths() const {
+    std::vector<SysfsBlock> paths;
+    if (m_folder.empty() || wwid().empty() || readLine(m_folder / "size") == "0")
+        return paths;
+    const auto isPathToThis = [this](const SysfsBlock& other) {
+        return !other.m_folder.empty() && other.m_folder != m_folder &&
+               readLine(other.m_folder / "size") == readLine(m_folder / "size") &&
+               readLine(other.m_folder / "partition") == readLine(m_folder / "partition") &&
+               other.wwid() == wwid();
+    };
+    std::error_code ignored;
+    for (const auto& entry : fs::directory_iterator("/sys/class/block", ignored)) {
+        SysfsBlock other(fs::canonical(entry.path(), ignored));
+        if (isPathToThis(other))
+            paths.push_back(std::move(other));
+    }
+    return paths;
+}
+
+std::vector<SysfsBlock> SysfsBlock::slaves() const {
+    std::vector<SysfsBlock> slaves;
+    std::error_code ignored;
+    for (const auto& entry : fs::directory_iterator(m_folder / "slaves", ignored))
+        slaves.push_back(SysfsBlock(fs::canonical(entry.path(), ignored)));
+    return slaves;
 }
 
 }  // namespace libDrive2

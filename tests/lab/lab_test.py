@@ -38,6 +38,7 @@ CAPABILITIES = {BLOCK: "HardDrive", NVME: "NVME", ATA: "ATA", SCSI: "SCSISBC"}
 
 class Lab:
     """The guest, its disks and what the cases share; made once."""
+    more_modules, more_programs = [], []  # names; names with their packages
 
     def __init__(self, all_disks):
         self._kernel = kernel.Kernel(os.environ["LAB_KERNEL"])
@@ -45,9 +46,10 @@ class Lab:
         self.validator = check_record.load_validator()
         self.disks = all_disks
         self._runs = 0
-        self._image = guest.Image(self.folder, self._kernel, MODULES, LATER_MODULES)
+        self._image = guest.Image(self.folder, self._kernel, MODULES, LATER_MODULES + self.more_modules)
         self._image.add_program(program.PROGRAM, "drivetest", ["libDriveTest.so", "libDriveTest.qpk"])
-        self._image.add_program(kernel.tool("dmsetup", "dmsetup"))
+        for name, package in [("dmsetup", "dmsetup"), *self.more_programs]:
+            self._image.add_program(kernel.tool(name, package))
         self._image.pack()
         self.boot()
 

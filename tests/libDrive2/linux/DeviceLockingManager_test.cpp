@@ -5,6 +5,7 @@
 
 #include "Fixtures.h"
 #include "libDrive2/linux/FileDescriptor.h"
+#include "libDrive2/linux/LinuxVolumes.h"
 #include "linux/LoopDevice.h"
 
 namespace libDrive2 {
@@ -50,6 +51,45 @@ TEST(DeviceLocking, AFreeImageIsTakenByOneAtATime) {
     EXPECT_EQ(refusal(image.path), taken);
     EXPECT_EQ(refusal("/no/such/drive"),
               "/no/such/drive cannot be taken for this test alone: No such file or directory");
+}
+
+TEST(DeviceLocking, SeesAndTakesTheLocksOfOtherPrograms) {
+    const TempFile image(1 << 20);
+    const FileDescriptor other(open(image.path.c_str(), O_RDWR | O_CLOEXEC));
+    // As emulators lock the image that they run from: bytes that mean something to them only.
+    const auto take = [&other](short type) {
+        struct flock some {};
+        some.l_type = type;
+        some.l_start = 100;
+        some.l_len = 1;
+        return fcntl(other.get(), F_OFD_SETLK, &some) == 0;
+    };
+    for (const short type : std::initializer_list<short>{F_RDLCK, F_WRLCK}) {
+        ASSERT_TRUE(take(type));
+        EXPECT_EQ(refusal(image.path), image.path + " is in use: another program has locked it");
+    }
+    ASSERT_TRUE(take(F_UNLCK));
+
+    DeviceLockingManager manager(image.path);
+    ASSERT_TRUE(manager.lockVolumes());
+    // A lock of the process would end with any descriptor of the file.
+    FileDescriptor(open(image.path.c_str(), O_RDWR | O_CLOEXEC)).reset();
+    EXPECT_FALSE(take(F_RDLCK));
+    EXPECT_TRUE(manager.unlockVolumes());
+    EXPECT_TRUE(take(F_RDLCK));
+}
+
+TEST(DeviceLocking, LocksWhatWasOpenedWhateverThePathLeadsToByThen) {
+    const TempFile image(1 << 20);
+    const std::string renamed = image.path + "-renamed";
+    LinuxVolumes volumes(image.path, FileDescriptor(open(image.path.c_str(), O_RDONLY | O_CLOEXEC)));
+    std::filesystem::rename(image.path, renamed);
+    std::ofstream(image.path).close();
+    zel::String reason;
+    EXPECT_TRUE(volumes.lock(reason)) << reason.utf8();
+    EXPECT_EQ(refusal(image.path), "");
+    EXPECT_NE(refusal(renamed), "");
+    std::filesystem::remove(renamed);
 }
 
 TEST(DeviceLocking, FindsEncryptedVolumes) {
@@ -118,16 +158,72 @@ TEST_F(LoopDeviceLocking, AnAttachedImageIsInUse) {
     EXPECT_EQ(refusal(m_device.path), "");
 }
 
-TEST_F(LoopDeviceLocking, AnAttachmentIsSeenUnderAnyNameAndOverDevices) {
-    const std::string otherName = m_image.path + "-link";
-    std::filesystem::create_hard_link(m_image.path, otherName);
-    EXPECT_THAT(holdersOf(otherName), ElementsAre(otherName + " is attached to " + m_device.path));
-    std::filesystem::remove(otherName);
+TEST_F(LoopDeviceLocking, AnAttachmentIsSeenUnderAnyName) {
+    const std::string attached = " is attached to " + m_device.path;
+    const auto isSeenAs = [&attached](const std::string& name) {
+        return holdersOf(name) == std::vector<std::string>{name + attached};
+    };
+    const std::string other = m_image.path + "-other", odd = m_image.path + "-odd \n (deleted)";
+    std::filesystem::create_hard_link(m_image.path, other);
+    EXPECT_TRUE(isSeenAs(other));
+    std::filesystem::rename(m_image.path, odd);
+    EXPECT_TRUE(isSeenAs(odd));
+    // What took its place is free, and so is what has the name that the system shows for a deleted file.
+    std::ofstream(m_image.path).close();
+    EXPECT_THAT(holdersOf(m_image.path), IsEmpty());
+    std::filesystem::remove(odd);
+    std::ofstream(odd + " (deleted)").close();
+    EXPECT_THAT(holdersOf(odd + " (deleted)"), IsEmpty());
+    EXPECT_TRUE(isSeenAs(other));
+    std::filesystem::remove(odd + " (deleted)");
+    std::filesystem::rename(other, m_image.path);
+}
 
-    const LoopDevice second(m_device.path);
-    ASSERT_EQ(second.problem, "");
-    const std::string user = m_device.path.substr(5) + " is attached to " + second.path;
-    EXPECT_EQ(refusal(m_device.path), m_device.path + " is in use: " + user);
+TEST_F(LoopDeviceLocking, WhatSharesItsStorageIsSeen) {
+    const std::string name = m_device.path.substr(5);
+    {
+        const LoopDevice above(m_device.path);
+        ASSERT_EQ(above.problem, "");
+        EXPECT_EQ(refusal(m_device.path),
+                  m_device.path + " is in use: " + name + " is attached to " + above.path);
+        EXPECT_THAT(holdersOf(above.path), IsEmpty());
+        ASSERT_TRUE(mountNew(above.path)) << m_output;
+        EXPECT_THAT(holdersOf(m_image.path), ElementsAre(m_image.path + " is attached to " + m_device.path +
+                                                         " (which is attached to " + above.path +
+                                                         " (which is mounted on " + m_folder + "))"));
+        EXPECT_TRUE(run("umount " + m_folder)) << m_output;
+        ASSERT_TRUE(run("mount " + m_device.path + " " + m_folder)) << m_output;
+        EXPECT_THAT(holdersOf(above.path), ElementsAre(name + " is mounted on " + m_folder));
+        EXPECT_TRUE(run("umount " + m_folder)) << m_output;
+    }
+    const LoopDevice beside(m_image.path);
+    ASSERT_EQ(beside.problem, "");
+    ASSERT_TRUE(run("mount " + beside.path + " " + m_folder)) << m_output;
+    EXPECT_THAT(holdersOf(m_device.path),
+                ElementsAre("the file behind " + name + " is attached to " + beside.path +
+                            " (which is mounted on " + m_folder + ")"));
+    EXPECT_TRUE(run("umount " + m_folder)) << m_output;
+}
+
+TEST_F(LoopDeviceLocking, AMountInAnotherNamespaceIsSeen) {
+    if (!mountNew(m_device.path) || !run("umount " + m_folder))
+        GTEST_SKIP() << m_output;
+    // The shell that says that it is ready keeps the namespace until its input ends.
+    std::FILE* const shell =
+        popen(("unshare --mount sh -c 'mount " + m_device.path + " " + m_folder + " && touch " + m_folder +
+               "-ready && { read line; umount " + m_folder + "; }'")
+                  .c_str(),
+              "w");
+    ASSERT_NE(shell, nullptr);
+    EXPECT_TRUE(
+        run("for i in $(seq 500); do [ -e " + m_folder + "-ready ] && exit; sleep 0.02; done; exit 1"));
+    EXPECT_THAT(holdersOf(m_device.path),
+                ElementsAre(testing::StartsWith(m_device.path.substr(5) + " is mounted on " + m_folder +
+                                                " for process ")));
+    EXPECT_THAT(refusal(m_device.path), testing::HasSubstr(" is in use: "));
+    pclose(shell);
+    std::filesystem::remove(m_folder + "-ready");
+    EXPECT_EQ(refusal(m_device.path), "");
 }
 
 TEST_F(LoopDeviceLocking, AMountedDeviceOrPartitionIsInUse) {
