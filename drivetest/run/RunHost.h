@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -24,6 +25,9 @@ public:
     RunHost(Console& console, RunRecord* record, std::FILE* logFile, bool prompts);
     /// What to attach to the drive; null for none. It must outlive the run.
     void setJournal(WatchedJournal* journal) { m_journal = journal; }
+    /// Asked before anything is put back on a drive that had to be opened again; see
+    /// Drive::restoreProtected().
+    void setSameDriveCheck(std::function<bool()> isSameDrive) { m_isSameDrive = std::move(isSameDrive); }
 
     /// For the display's thread.
     [[nodiscard]] ProgressSnapshot snapshot();
@@ -49,12 +53,16 @@ public:
 
 private:
     void show(const quix5::Event& event, const char* type);
+    void showCause();
+    void putBackLeftovers();
 
     Console& m_console;
     RunRecord* m_record;
     std::FILE* m_logFile;
     bool m_prompts;
     WatchedJournal* m_journal = nullptr;
+    std::function<bool()> m_isSameDrive;
+    bool m_isCauseShown = false;
     libDrive2::Drive* m_drive = nullptr;
     std::map<zel::String, std::uint64_t> m_shown;  ///< by event key
     zel::String m_lastMessage;                     ///< of the last event
