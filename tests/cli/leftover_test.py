@@ -16,12 +16,12 @@ class FullFileSystem(program.ImageTest):
         if os.geteuid() != 0:
             self.skipTest("mounting needs root")
         folder = tempfile.mkdtemp(dir=self.folder)
-        subprocess.run(["mount", "-t", "tmpfs", "-o", "size=%d" % (size // 2), "none", folder], check=True)
+        subprocess.run(["mount", "-t", "tmpfs", "-o", "size=%d" % (size // 2 + 300 * 1024), "none", folder], check=True)
         self.addCleanup(subprocess.run, ["umount", folder], check=True)
         self.image = os.path.join(folder, "sparse.img")
         with open(self.image, "wb") as image:
             image.write(data)
-            image.truncate(size)
+            image.truncate(size)  # all between is a hole
             image.seek(size - len(data))
             image.write(data)
         self.original = self.contents()
