@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -21,6 +22,15 @@ public:
     virtual ~TemperatureAccessor() = default;
     /// Degrees Celsius; false when the drive does not tell.
     virtual bool read(double& celsius) = 0;
+};
+
+/// What Drive::restoreProtected() did.
+struct RestoreOutcome {
+    std::uint64_t putBack = 0;       ///< sectors that did not hold their data, and do again
+    std::vector<SectorSpan> left{};  ///< sectors that still hold something else, or cannot be read; rising
+
+    /// Why something is left, in the words of the last failure; empty when nothing is.
+    zel::String reason{};
 };
 
 /// A drive with sector-level operations. LBAs are logical sectors from 0; counts are sectors; buffers are
@@ -119,6 +129,12 @@ public:
     /// These sectors have been put back, all that one protectSectors() named. The drive is flushed first, and
     /// read back where the journal wants that; false leaves the data in the journal.
     bool releaseSectors(std::uint64_t lba, std::uint32_t count);
+    /// Puts back what is protected still, from the journal, as long as the drive answers: writes the sectors
+    /// that differ, reads them back, and releases every range of which nothing is left. A range with sectors
+    /// left stays protected. Neither the observer nor the callback hear of it. It waits a second for a drive
+    /// that is busy, and opens one again that has gone: `isSameDrive` is asked then, null for one that needs
+    /// no asking, and false is the end. Blocks for as long as that takes; lastError is of no meaning then.
+    RestoreOutcome restoreProtected(const std::function<bool()>& isSameDrive = nullptr);
 
     /// The error kind of the last operation.
     _LIBDRIVE2_ERROR_TYPES lastError = LIBDRIVE2_NO_ERROR;
@@ -176,6 +192,7 @@ private:
     /// and no buffer where it is made of such.
     ProtectedRange widen(std::uint64_t lba, std::uint32_t count, const void* data, zel::Buffer& wide);
     bool readsBackAsBefore(const ProtectedRange& range);
+    void restoreRanges(const std::function<bool()>& isSameDrive, RestoreOutcome& outcome);
     bool failProtection(const char* what, std::uint64_t lba, const zel::String& reason);
 
     DriveObserver* m_observer = nullptr;

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "libDrive2/BlockHandle.h"
+#include "libDrive2/DriveTypes.h"
 
 namespace libDrive2 {
 
@@ -32,12 +33,6 @@ struct FingerprintFinding {
     std::size_t compared = 0;        ///< samples that could be read
     std::size_t changed = 0;         ///< of these, samples that hold something else
     std::uint64_t firstChanged = 0;  ///< LBA of the first of them
-};
-
-/// Sectors that are not looked at.
-struct SectorSpan {
-    std::uint64_t lba = 0;
-    std::uint64_t count = 0;
 };
 
 /// Reads them again, but those that touch a span.

@@ -15,8 +15,17 @@ enum _LIBDRIVE2_ERROR_TYPES : std::uint32_t {  // NOLINT(bugprone-reserved-ident
     LIBDRIVE2_WRITE_PROTECTED_MEDIUM = 6,
     LIBDRIVE2_WRITE_PROTECTED_DEVICE = 7,  ///< opened read-only, or a read-only device
     LIBDRIVE2_BUSY = 8,                    ///< in use, not ready for now
-    LIBDRIVE2_NO_ACCESS = 9,               ///< gone, or cannot be reached
+    /// gone, or cannot be reached; also no room left beneath a drive that is stored in a file
+    LIBDRIVE2_NO_ACCESS = 9,
     LIBDRIVE2_TIMEOUT = 10,
+};
+
+/// Sectors that follow each other.
+struct SectorSpan {
+    std::uint64_t lba = 0;
+    std::uint64_t count = 0;
+
+    bool operator==(const SectorSpan&) const = default;
 };
 
 /// What is known of the medium.

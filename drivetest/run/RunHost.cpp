@@ -1,6 +1,7 @@
 #include "drivetest/run/RunHost.h"
 
 #include "drivetest/terminal/TerminalPrompt.h"
+#include "drivetest/terminal/Texts.h"
 #include "libDrive2/Drive.h"
 #include "quix5/StopRequest.h"
 
@@ -42,6 +43,8 @@ bool RunHost::sendEvent(const quix5::Event& event, quix5::EventType type, quix5:
     show(event, type == quix5::EventType::ERR       ? "error:   "
                 : type == quix5::EventType::WARNING ? "warning: "
                                                     : "info:    ");
+    if (type == quix5::EventType::ERR || type == quix5::EventType::WARNING)
+        showCause();
     if (m_record != nullptr)
         m_record->addEvent(event, type, where);
     return true;
@@ -49,6 +52,7 @@ bool RunHost::sendEvent(const quix5::Event& event, quix5::EventType type, quix5:
 
 void RunHost::error(const quix5::Event& event, quix5::SourceLocation where) {
     show(event, "error:   ");
+    showCause();
     if (m_record != nullptr)
         m_record->addRunError(event, where);
 }
@@ -56,6 +60,7 @@ void RunHost::error(const quix5::Event& event, quix5::SourceLocation where) {
 void RunHost::warning(const quix5::Event& event, quix5::SourceLocation where) {
     ++m_warnings;
     show(event, "warning: ");
+    showCause();
     if (m_record != nullptr)
         m_record->addEvent(event, quix5::EventType::WARNING, where);
 }
@@ -107,11 +112,45 @@ quix5::TestResult RunHost::driveObtained(libDrive2::Drive& drive, const quix5::D
 }
 
 void RunHost::driveReleased() {
-    m_drive->setObserver(nullptr);
-    m_drive->setJournal(nullptr);
     // It points to the test, which is gone.
     m_drive->setCallback(nullptr);
+    m_drive->setObserver(nullptr);
     m_statistics->finish();
+    if (m_journal != nullptr)
+        putBackLeftovers();
+    m_drive->setJournal(nullptr);
+    m_drive = nullptr;
+}
+
+/// Some ways out of a test leave its chunk overwritten. No request to stop ends this: it is what a stop waits
+/// for.
+void RunHost::putBackLeftovers() {
+    const auto isSameDrive = [this] {
+        std::string difference;
+        return m_held == nullptr || m_held->isUnchanged(difference);
+    };
+    const libDrive2::RestoreOutcome outcome = m_drive->restoreProtected(isSameDrive);
+    m_journal->narrowUnrestored(outcome.left);
+    if (outcome.putBack > 0)
+        m_console.line("         put back " + countText(outcome.putBack, "sector") +
+                       " that the test had left overwritten");
+    if (!outcome.left.empty())
+        m_console.line("         not everything could be put back: " + outcome.reason.utf8());
+}
+
+/// The test's words for a drive that takes no more transfers are the same for all causes.
+void RunHost::showCause() {
+    using enum libDrive2::_LIBDRIVE2_ERROR_TYPES;
+    const auto error = m_drive != nullptr ? m_drive->lastError : LIBDRIVE2_NO_ERROR;
+    const bool isOfDrive = error == LIBDRIVE2_NO_ACCESS || error == LIBDRIVE2_BUSY ||
+                           error == LIBDRIVE2_WRITE_PROTECTED_MEDIUM ||
+                           error == LIBDRIVE2_WRITE_PROTECTED_DEVICE;
+    // A journal that fails is told at the end.
+    const bool isOfJournal = m_journal != nullptr && !m_journal->failure().empty();
+    if (!isOfDrive || isOfJournal || m_isCauseShown)
+        return;
+    m_isCauseShown = true;
+    m_console.line("         " + m_drive->getLastErrorStr().utf8());
 }
 
 void RunHost::write(const zel::String& logger, int priority, const zel::String& text) {

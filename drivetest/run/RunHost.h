@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -25,7 +26,6 @@ public:
     RunHost(Console& console, RunRecord* record, std::FILE* logFile, bool prompts);
     /// What to attach to the drive; null for none. It must outlive the run.
     void setJournal(WatchedJournal* journal) { m_journal = journal; }
-
     /// The drive in hand, which the drive of the run must be; null when none is. It must outlive the run.
     void setHeldDrive(const HeldDrive* held) { m_held = held; }
 
@@ -54,6 +54,8 @@ public:
 private:
     bool isHeldDrive(libDrive2::Drive& drive);
     void show(const quix5::Event& event, const char* type);
+    void showCause();
+    void putBackLeftovers();
 
     Console& m_console;
     RunRecord* m_record;
@@ -61,6 +63,7 @@ private:
     bool m_prompts;
     WatchedJournal* m_journal = nullptr;
     const HeldDrive* m_held = nullptr;
+    bool m_isCauseShown = false;
     libDrive2::Drive* m_drive = nullptr;
     std::map<zel::String, std::uint64_t> m_shown;  ///< by event key
     zel::String m_lastMessage;                     ///< of the last event

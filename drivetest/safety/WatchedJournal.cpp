@@ -1,5 +1,8 @@
 #include "drivetest/safety/WatchedJournal.h"
 
+#include <algorithm>
+#include <cstring>
+
 #include "drivetest/terminal/Texts.h"
 
 namespace drivetest {
@@ -15,10 +18,33 @@ bool WatchedJournal::expectWrites(const void* data, std::size_t bytes) {
 }
 
 bool WatchedJournal::protect(std::uint64_t lba, std::uint32_t count, const void* data, std::size_t bytes) {
-    if (m_inner != nullptr && !noteFailureUnless(m_inner->protect(lba, count, data, bytes)))
+    const bool isKept = m_inner != nullptr ? noteFailureUnless(m_inner->protect(lba, count, data, bytes))
+                                           : keepCopy({lba, count}, data, bytes);
+    if (!isKept)
         return false;
     m_unrestored.push_back({lba, count});
     return true;
+}
+
+/// Chunk after chunk goes into the same buffer.
+bool WatchedJournal::keepCopy(const Range& range, const void* data, std::size_t bytes) {
+    const auto free =
+        std::find_if(m_copies.begin(), m_copies.end(), [](const Copy& copy) { return !copy.isKept; });
+    if (free == m_copies.end()) {
+        m_failure = "two chunks could not be put back: the test must not overwrite more";
+        return false;
+    }
+    if (free->data.size() < bytes)
+        free->data = zel::Buffer(bytes);
+    std::memcpy(free->data.data(), data, bytes);
+    free->range = range;
+    return free->isKept = true;
+}
+
+WatchedJournal::Copy* WatchedJournal::findCopy(const Range& range) {
+    const auto found = std::find_if(m_copies.begin(), m_copies.end(),
+                                    [&](const Copy& copy) { return copy.isKept && copy.range == range; });
+    return found != m_copies.end() ? &*found : nullptr;
 }
 
 bool WatchedJournal::verifiesRestores() const {
@@ -27,24 +53,41 @@ bool WatchedJournal::verifiesRestores() const {
 
 bool WatchedJournal::holdsOriginal(std::uint64_t lba, std::uint32_t count, const void* data,
                                    std::size_t bytes) {
-    if (m_inner == nullptr || m_inner->holdsOriginal(lba, count, data, bytes))
+    const Copy* const copy = findCopy({lba, count});
+    if (m_inner != nullptr ? m_inner->holdsOriginal(lba, count, data, bytes)
+                           : copy != nullptr && bytes <= copy->data.size() &&
+                                 std::memcmp(copy->data.data(), data, bytes) == 0)
         return true;
     m_failure = "what was put back on " + sectorsText(lba, count) + " does not read back as it was";
     return false;
 }
 
 bool WatchedJournal::readOriginal(std::uint64_t lba, std::uint32_t count, void* data, std::size_t bytes) {
-    return m_inner != nullptr && m_inner->readOriginal(lba, count, data, bytes);
+    if (m_inner != nullptr)
+        return m_inner->readOriginal(lba, count, data, bytes);
+    const Copy* const copy = findCopy({lba, count});
+    if (copy == nullptr || bytes > copy->data.size())
+        return false;
+    std::memcpy(data, copy->data.data(), bytes);
+    return true;
 }
 
 bool WatchedJournal::release(std::uint64_t lba, std::uint32_t count) {
     // The sectors hold their data again, whatever the journal says of them.
-    std::erase_if(m_unrestored, [=](const Range& range) { return range.lba == lba && range.count == count; });
+    std::erase(m_unrestored, Range{lba, count});
+    if (Copy* const copy = findCopy({lba, count}))
+        copy->isKept = false;
     return m_inner == nullptr || noteFailureUnless(m_inner->release(lba, count));
 }
 
+void WatchedJournal::narrowUnrestored(const std::vector<libDrive2::SectorSpan>& left) {
+    m_unrestored.clear();
+    for (const libDrive2::SectorSpan& span : left)
+        m_unrestored.push_back({span.lba, static_cast<std::uint32_t>(span.count)});
+}
+
 zel::String WatchedJournal::lastErrorStr() const {
-    return m_inner != nullptr ? m_inner->lastErrorStr() : zel::String();
+    return m_inner != nullptr ? m_inner->lastErrorStr() : zel::String(m_failure);
 }
 
 }  // namespace drivetest

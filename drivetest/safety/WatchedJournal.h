@@ -1,14 +1,18 @@
 #pragma once
 
+#include <array>
 #include <string>
 #include <vector>
 
+#include "libDrive2/DriveTypes.h"
 #include "libDrive2/SectorJournal.h"
+#include "zel/Buffer.h"
 
 namespace drivetest {
 
 /// Stands between a drive and its journal: knows which sectors a test has overwritten and not put back, and
-/// what went wrong. Without a journal behind it, it keeps only that.
+/// what went wrong. Without a journal behind it, it keeps the data of these sectors in memory, as long as the
+/// program runs.
 class WatchedJournal : public libDrive2::SectorJournal {
 public:
     /// `inner` may be null; it must outlive this.
@@ -17,9 +21,13 @@ public:
     struct Range {
         std::uint64_t lba;
         std::uint32_t count;
+
+        bool operator==(const Range&) const = default;
     };
     /// The sectors that the test owes the drive.
     [[nodiscard]] const std::vector<Range>& unrestored() const { return m_unrestored; }
+    /// What is left of these after an attempt to put them back, each within what was owed before.
+    void narrowUnrestored(const std::vector<libDrive2::SectorSpan>& left);
     /// What must not go on: the journal cannot be written, or restored data does not read back. Empty when
     /// all is well.
     [[nodiscard]] const std::string& failure() const { return m_failure; }
@@ -34,9 +42,20 @@ public:
     [[nodiscard]] zel::String lastErrorStr() const override;
 
 private:
+    /// As many chunks as a journal takes.
+    static constexpr std::size_t kMostCopies = 2;
+    struct Copy {
+        Range range{};
+        zel::Buffer data{};  ///< stays for the next chunk
+        bool isKept = false;
+    };
+
     bool noteFailureUnless(bool success);
+    bool keepCopy(const Range& range, const void* data, std::size_t bytes);
+    Copy* findCopy(const Range& range);
 
     libDrive2::SectorJournal* m_inner;
+    std::array<Copy, kMostCopies> m_copies;
     std::vector<Range> m_unrestored;
     std::string m_failure;
 };

@@ -1,7 +1,9 @@
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 #include "libDrive2/Drive.h"
+#include "libDrive2/drives/RangeRestorer.h"
 #include "zel/Format.h"
 
 namespace libDrive2 {
@@ -84,6 +86,31 @@ bool Drive::releaseSectors(std::uint64_t lba, std::uint32_t /*count*/) {
         return failProtection("the journal could not be written", lba, m_journal->lastErrorStr());
     m_protected.erase(range);
     return true;
+}
+
+RestoreOutcome Drive::restoreProtected(const std::function<bool()>& isSameDrive) {
+    RestoreOutcome outcome;
+    if (m_journal == nullptr || m_protected.empty())
+        return outcome;
+    DriveObserver* const observer = std::exchange(m_observer, nullptr);
+    const auto behavior = std::exchange(m_behavior, LIBDRIVE2_SILENT);
+    restoreRanges(isSameDrive, outcome);
+    m_behavior = behavior;
+    m_observer = observer;
+    return outcome;
+}
+
+void Drive::restoreRanges(const std::function<bool()>& isSameDrive, RestoreOutcome& outcome) {
+    RangeRestorer restorer(*this, *m_journal, isSameDrive);
+    // The newest first: where two overlap, what the older one held is the original.
+    for (auto range = m_protected.end(); range != m_protected.begin();) {
+        --range;
+        if (restorer.restore(range->journalLba, range->journalCount, outcome) &&
+            m_journal->release(range->journalLba, range->journalCount))
+            range = m_protected.erase(range);
+    }
+    std::sort(outcome.left.begin(), outcome.left.end(),
+              [](const SectorSpan& a, const SectorSpan& b) { return a.lba < b.lba; });
 }
 
 }  // namespace libDrive2

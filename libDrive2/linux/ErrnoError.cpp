@@ -39,18 +39,44 @@ _LIBDRIVE2_ERROR_TYPES errorTypeOf(int errnoValue) {
         case EFAULT:
         case EBADF:
             return LIBDRIVE2_BAD_ARGUMENT;
+        // ENOSPC, EDQUOT and EFBIG too: no sector is bad, and other than with write protection, some of a
+        // transfer may have been written.
         default:
             return LIBDRIVE2_NO_ACCESS;
     }
 }
 
+namespace {
+
+/// What is behind it and what to do, where that is known.
+const char* adviceOn(int errnoValue) {
+    switch (errnoValue) {
+        case ENOSPC:
+            return "; there is no room left where it is stored: make room there, on the file system or in "
+                   "the "
+                   "pool beneath it";
+        case EDQUOT:
+            return "; the quota of the file system that it is stored on is used up: make room there";
+        case EFBIG:
+            return "; it may not grow that far: raise the limit of file sizes (ulimit -f), or store it on a "
+                   "file system for larger files";
+        case EROFS:
+            return "; what it is stored on is mounted or set read-only";
+        case EPERM:
+            return "; the system forbids it: it may be set immutable, sealed or read-only";
+        case EACCES:
+            return "; run as root or get the right to open it";
+        default:
+            return "";
+    }
+}
+
+}  // namespace
+
 DeviceStatus errnoStatus(int errnoValue) {
     if (errnoValue == 0)
         return {};
-    zel::String text = std::system_category().message(errnoValue);
-    if (errnoValue == EACCES)
-        text += "; run as root or get the right to open it";
-    return {errorTypeOf(errnoValue), std::move(text)};
+    return {errorTypeOf(errnoValue), std::system_category().message(errnoValue) + adviceOn(errnoValue)};
 }
 
 }  // namespace libDrive2

@@ -165,7 +165,8 @@ TEST(ErrnoError, TellsCausesApart) {
         {LIBDRIVE2_WRITE_PROTECTED_DEVICE, {EROFS, EPERM}},
         {LIBDRIVE2_NOT_SUPPORTED, {EOPNOTSUPP, ENOTTY}},
         {LIBDRIVE2_BAD_ARGUMENT, {EINVAL, EFAULT}},
-        {LIBDRIVE2_NO_ACCESS, {ENXIO, ENODEV, ENOMEDIUM, ENOENT, EACCES, ESHUTDOWN, ENOSPC, 4095}}};
+        {LIBDRIVE2_NO_ACCESS,
+         {ENXIO, ENODEV, ENOMEDIUM, ENOENT, EACCES, ESHUTDOWN, ENOSPC, EDQUOT, EFBIG, 4095}}};
     for (const auto& [type, values] : cases)
         for (const int value : values)
             EXPECT_EQ(errorTypeOf(value), type) << value;
