@@ -1,5 +1,7 @@
 #pragma once
 
+#include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -13,6 +15,9 @@ struct Mount {
 
 /// All mounts, in the order in which they were made.
 std::vector<Mount> listMounts();
+
+/// The mount that shows an absolute path: of the deepest mount points above it, the last one.
+std::optional<Mount> mountAbove(const std::filesystem::path& path);
 
 /// The kernel's tables write blanks and backslashes as octal escapes such as "\040".
 std::string unescape(const std::string& field);

@@ -5,11 +5,8 @@
 #include <sys/statfs.h>
 #include <sys/sysmacros.h>
 
-#include <algorithm>
-#include <optional>
 #include <sstream>
 #include <string>
-#include <vector>
 
 #include "libDrive2/linux/MountTable.h"
 #include "libDrive2/linux/StorageStack.h"
@@ -25,18 +22,6 @@ namespace {
 constexpr int kMostLayers = 16;
 
 bool isFolderInMemory(const fs::path& folder, int layers);
-
-/// Of the deepest mount points above the path, the last one.
-std::optional<Mount> mountAbove(const fs::path& path) {
-    std::optional<Mount> found;
-    for (const Mount& mount : listMounts()) {
-        const std::string below = mount.folder == "/" ? "/" : mount.folder + "/";
-        if ((path.string() + "/").starts_with(below) &&
-            (!found || mount.folder.size() >= found->folder.size()))
-            found = mount;
-    }
-    return found;
-}
 
 /// Memory that is driven as a disk.
 bool isRamDisk(const std::string& name) {
