@@ -218,6 +218,7 @@ TEST_F(OpenJournalsTest, RefuseTheDrivesThatShareTheirStorage) {
     // Somebody else's word does not replace what the journal itself says.
     if (geteuid() == 0) {
         makeJournal("x", true).reset();
+        fs::permissions(state, fs::perms{0755});
         EXPECT_TRUE(asOtherUser([&] { return journals.add(path, driveOf("wwid:other"), problem); }));
         EXPECT_EQ(find(drive).open.size(), 1U);
     }
