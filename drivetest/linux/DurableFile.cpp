@@ -1,46 +1,27 @@
-#include <fcntl.h>
-#include <unistd.h>
-
-#include <cerrno>
 #include <filesystem>
-#include <system_error>
 
 #include "drivetest/recovery/ExportFolder.h"
+#include "libDrive2/linux/GuardedFolder.h"
 
 namespace drivetest {
 
-namespace {
-
-bool writeAll(int fd, std::span<const std::uint8_t> data) {
-    while (!data.empty()) {
-        const ssize_t written = write(fd, data.data(), data.size());
-        if (written < 0)
-            return false;
-        data = data.subspan(static_cast<std::size_t>(written));
-    }
-    return fsync(fd) == 0;
-}
-
-/// Makes the name durable.
-bool syncFolder(const std::string& folder) {
-    const int fd = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    const bool synced = fd >= 0 && fsync(fd) == 0;
-    if (fd >= 0)
-        close(fd);
-    return synced;
-}
-
-}  // namespace
-
 bool writeDurably(const std::string& path, std::span<const std::uint8_t> data, std::string& error) {
-    const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-    const bool written =
-        fd >= 0 && writeAll(fd, data) && syncFolder(std::filesystem::path(path).parent_path().string());
-    if (!written)
-        error = path + " cannot be written: " + std::generic_category().message(errno);
-    if (fd >= 0)
-        close(fd);
-    return written;
+    const std::filesystem::path file(path);
+    zel::String reason;
+    const auto folder = libDrive2::GuardedFolder::open(file.parent_path().string(),
+                                                       libDrive2::GuardedFolder::Writers::owner, reason);
+    bool isWritten = false;
+    if (folder) {
+        const auto made = folder->createFile(file.filename().string(), S_IRUSR | S_IWUSR);
+        reason = made.problem;
+        isWritten = made.file &&
+                    (libDrive2::writeAllDurably(made.file.get(), data.data(), data.size()) ||
+                     libDrive2::failWith(reason, path + " could not be written", errno)) &&
+                    folder->sync(reason);
+    }
+    if (!isWritten)
+        error = "exported data could not be kept: " + reason.utf8();
+    return isWritten;
 }
 
 }  // namespace drivetest

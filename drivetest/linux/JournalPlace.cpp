@@ -3,12 +3,34 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <filesystem>
+
+#include "libDrive2/linux/MountTable.h"
 
 namespace drivetest {
 
+namespace {
+
+std::string stateFolder() {
+    const char* const state = std::getenv("DRIVETEST_STATE");
+    return state != nullptr && *state == '/' ? state : "/var/lib/drivetest";
+}
+
+}  // namespace
+
+std::string defaultRegisterFolder() {
+    return stateFolder() + "/open";
+}
+
+std::string fileSystemOf(const std::string& folder) {
+    std::error_code failed;
+    const auto mount = libDrive2::mountAbove(std::filesystem::weakly_canonical(folder, failed));
+    return mount ? mount->type + " on " + mount->source : std::string();
+}
+
 std::string defaultJournalFolder() {
     if (geteuid() == 0)
-        return "/var/lib/drivetest/journal";
+        return stateFolder() + "/journal";
     // XDG base directories: state that should outlast restarts.
     const char* const state = std::getenv("XDG_STATE_HOME");
     if (state != nullptr && *state == '/')

@@ -22,6 +22,8 @@ public:
 
     [[nodiscard]] int get() const { return m_fd; }
     explicit operator bool() const { return m_fd >= 0; }
+    /// Somebody else owns it from now on.
+    int release() { return std::exchange(m_fd, -1); }
     /// False when closing reported an error.
     bool reset() { return m_fd < 0 || ::close(std::exchange(m_fd, -1)) == 0; }
 

@@ -1,20 +1,14 @@
-#include <fcntl.h>
-#include <linux/magic.h>
 #include <sys/file.h>
-#include <sys/stat.h>
-#include <sys/statfs.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <filesystem>
-#include <vector>
 
 #include "libDrive2/DeviceOpeners.h"
 #include "libDrive2/JournalFolder.h"
-#include "libDrive2/linux/ErrnoError.h"
-#include "libDrive2/linux/FileDescriptor.h"
+#include "libDrive2/linux/GuardedFolder.h"
 #include "libDrive2/linux/LinuxBlockHandle.h"
 #include "libDrive2/linux/StorageMap.h"
+#include "libDrive2/linux/VolatileStorage.h"
 #include "zel/Format.h"
 
 namespace libDrive2 {
@@ -23,32 +17,71 @@ namespace fs = std::filesystem;
 
 namespace {
 
+using Writers = GuardedFolder::Writers;
+using Owner = GuardedFolder::Owner;
+
 constexpr const char* kSuffix = ".journal";
 
 class LinuxJournalFile : public JournalFile {
 public:
-    LinuxJournalFile(zel::String path, FileDescriptor lock, SharedBlockHandle handle)
-        : m_path(std::move(path)), m_lock(std::move(lock)), m_handle(std::move(handle)) {}
+    LinuxJournalFile(GuardedFolder folder, std::string name, FileDescriptor file)
+        : m_folder(std::move(folder)),
+          m_name(std::move(name)),
+          m_path(m_folder.pathOf(m_name)),
+          m_file(std::move(file)) {}
 
+    /// By the descriptor: the path could lead to another file by now.
+    bool openHandle(std::uint32_t access, zel::String& reason) {
+        auto handle = LinuxBlockHandle::open("/proc/self/fd/" + std::to_string(m_file.get()), access,
+                                             kShareRead | kShareWrite);
+        if (handle == nullptr) {
+            reason = "the journal " + m_path + " cannot be opened again: " + lastOpenErrorStr();
+            return false;
+        }
+        m_handle = SharedBlockHandle(std::unique_ptr<BlockHandle>(std::move(handle)));
+        return true;
+    }
     [[nodiscard]] const zel::String& path() const override { return m_path; }
     [[nodiscard]] SharedBlockHandle handle() const override { return m_handle; }
+    bool remove(zel::String& reason) override { return m_folder.remove(m_name, m_file, reason); }
 
 private:
+    GuardedFolder m_folder;
+    std::string m_name;
     zel::String m_path;
-    FileDescriptor m_lock;
+    FileDescriptor m_file;  ///< holds the lock
     SharedBlockHandle m_handle;
 };
 
-bool fail(zel::String& reason, const zel::String& what, int error) {
-    reason = what + ": " + errnoStatus(error).text;
-    return false;
+/// A journal's folder and file, as far as they could be opened.
+struct Place {
+    std::optional<GuardedFolder> folder;
+    std::string name;
+    GuardedFile file{};
+};
+
+Place findPlace(const zel::String& path, int access) {
+    std::error_code failed;
+    const fs::path full = fs::absolute(path.utf8(), failed).lexically_normal();
+    Place place{std::nullopt, full.filename().string()};
+    place.folder = GuardedFolder::open(full.parent_path().string(), Writers::owner, place.file.problem);
+    if (place.folder)
+        place.file = place.folder->openFile(place.name, access, Owner::user);
+    else
+        place.file.isMissing = errno == ENOENT;
+    return place;
 }
 
-/// What a folder lists, as opposed to what its files hold.
-bool syncFolder(const fs::path& folder, zel::String& reason) {
-    const FileDescriptor opened(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    return (opened && fsync(opened.get()) == 0) ||
-           fail(reason, folder.string() + " could not be made durable", errno);
+bool lock(const FileDescriptor& file, int how) {
+    return uninterrupted([&] { return flock(file.get(), how); }) == 0;
+}
+
+/// Of a file that is open; `use` tells whether it could be locked as well.
+JournalUse useOf(const GuardedFile& file) {
+    if (!file.file)
+        return file.isMissing ? JournalUse::missing : JournalUse::unusable;
+    // A shared lock, so that two who look do not take each other for users.
+    return lock(file.file, LOCK_SH | LOCK_NB) ? JournalUse::free : JournalUse::used;
 }
 
 /// The folder, and those above it, each durable in the one above.
@@ -60,47 +93,32 @@ bool makeFolder(const fs::path& folder, zel::String& reason) {
     if (parent != folder && !parent.empty() && !makeFolder(parent, reason))
         return false;
     if (mkdir(folder.c_str(), S_IRWXU) != 0 && errno != EEXIST)
-        return fail(reason, "the folder " + folder.string() + " for journals could not be made", errno);
-    return parent.empty() || syncFolder(parent, reason);
+        return failWith(reason, "the folder " + folder.string() + " for journals could not be made", errno);
+    const FileDescriptor above(::open(parent.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    return (above && uninterrupted([&] { return fsync(above.get()); }) == 0) ||
+           failWith(reason, parent.string() + " could not be made durable", errno);
 }
 
-/// Blocks as long as others look whether the file is used.
-bool lockNew(const FileDescriptor& file) {
-    int locked = -1;
-    do
-        locked = flock(file.get(), LOCK_EX);
-    while (locked != 0 && errno == EINTR);
-    return locked == 0;
-}
-
-bool reserve(const FileDescriptor& file, const fs::path& path, std::uint64_t bytes, zel::String& reason) {
+bool reserve(const FileDescriptor& file, const std::string& path, std::uint64_t bytes, zel::String& reason) {
     int error = EINTR;
     // Work that the kernel does for this thread interrupts it on some file systems, signals or not.
     while (error == EINTR)
         error = posix_fallocate(file.get(), 0, static_cast<off_t>(bytes));
     if (error == ENOSPC || error == EDQUOT || error == EFBIG) {
+        const fs::path folder = fs::path(path).parent_path();
         std::error_code unknown;
-        const fs::space_info space = fs::space(path.parent_path(), unknown);
+        const fs::space_info space = fs::space(folder, unknown);
         reason = zel::format(
             "the journal needs %u MiB in %s, which has %u MiB left: make room there, or choose another "
             "folder",
-            (bytes + (1U << 20) - 1) >> 20, path.parent_path().string().c_str(),
+            (bytes + (1U << 20) - 1) >> 20, folder.string().c_str(),
             unknown ? std::uintmax_t{0} : space.available >> 20);
         return false;
     }
     if (error != 0)
-        return fail(reason, "no room could be reserved for " + path.string(), error);
-    return fsync(file.get()) == 0 || fail(reason, path.string() + " could not be made durable", errno);
-}
-
-std::unique_ptr<JournalFile> hold(const fs::path& path, FileDescriptor lock, zel::String& reason) {
-    auto handle = LinuxBlockHandle::open(path.string(), kAccessRead | kAccessWrite, kShareRead | kShareWrite);
-    if (handle == nullptr) {
-        reason = lastOpenErrorStr();
-        return nullptr;
-    }
-    return std::make_unique<LinuxJournalFile>(
-        path.string(), std::move(lock), SharedBlockHandle(std::unique_ptr<BlockHandle>(std::move(handle))));
+        return failWith(reason, "no room could be reserved for " + path, error);
+    return uninterrupted([&] { return fsync(file.get()); }) == 0 ||
+           failWith(reason, path + " could not be made durable", errno);
 }
 
 }  // namespace
@@ -108,71 +126,103 @@ std::unique_ptr<JournalFile> hold(const fs::path& path, FileDescriptor lock, zel
 std::unique_ptr<JournalFile> JournalFolder::create(const zel::String& name, std::uint64_t bytes,
                                                    zel::String& reason) {
     std::error_code failed;
-    const fs::path folder = fs::absolute(m_folder.utf8(), failed).lexically_normal();
-    if (!makeFolder(folder.has_filename() ? folder : folder.parent_path(), reason))
+    const fs::path full = fs::absolute(m_folder.utf8(), failed).lexically_normal();
+    const fs::path path = full.has_filename() ? full : full.parent_path();
+    if (!makeFolder(path, reason))
         return nullptr;
-    const fs::path path = folder / (name.utf8() + kSuffix);
-    FileDescriptor file(::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR));
-    if (!file || !lockNew(file)) {
-        fail(reason, "the journal " + path.string() + " could not be made", errno);
+    auto folder = GuardedFolder::open(path.string(), Writers::owner, reason);
+    if (!folder)
+        return nullptr;
+    const std::string fileName = name.utf8() + kSuffix;
+    GuardedFile made = folder->createFile(fileName, S_IRUSR | S_IWUSR);
+    if (!made.file) {
+        reason = "the journal " + made.problem;
         return nullptr;
     }
-    std::unique_ptr<JournalFile> held;
-    if (reserve(file, path, bytes, reason) && syncFolder(path.parent_path(), reason))
-        held = hold(path, std::move(file), reason);
-    if (held == nullptr)
-        ::unlink(path.c_str());
-    return held;
+    const bool isReady =
+        (lock(made.file, LOCK_EX) ||
+         failWith(reason, "the journal " + zel::String(fileName) + " cannot be locked", errno)) &&
+        reserve(made.file, folder->pathOf(fileName), bytes, reason) && folder->sync(reason);
+    auto held = std::make_unique<LinuxJournalFile>(std::move(*folder), fileName, std::move(made.file));
+    zel::String ignored;
+    if (isReady && held->openHandle(kAccessRead | kAccessWrite, reason))
+        return held;
+    held->remove(ignored);
+    return nullptr;
 }
 
 std::unique_ptr<JournalFile> JournalFolder::open(const zel::String& path, zel::String& reason) {
-    FileDescriptor file(::open(path.utf8().c_str(), O_RDONLY | O_CLOEXEC));
-    if (!file) {
-        fail(reason, "the journal " + path + " cannot be opened", errno);
+    Place place = findPlace(path, O_RDWR);
+    if (!place.file.file) {
+        reason = "the journal cannot be used: " + place.file.problem;
         return nullptr;
     }
-    if (flock(file.get(), LOCK_EX | LOCK_NB) != 0) {
+    if (!lock(place.file.file, LOCK_EX | LOCK_NB)) {
         reason = "the journal " + path + " is in use: wait for the run that writes it, or for its recovery";
         return nullptr;
     }
-    return hold(path.utf8(), std::move(file), reason);
+    auto held =
+        std::make_unique<LinuxJournalFile>(std::move(*place.folder), place.name, std::move(place.file.file));
+    return held->openHandle(kAccessRead | kAccessWrite, reason) ? std::move(held) : nullptr;
+}
+
+JournalLook JournalFolder::look(const zel::String& path) {
+    Place place = findPlace(path, O_RDONLY);
+    JournalLook seen{useOf(place.file), place.file.problem, nullptr};
+    if (!place.file.file)
+        return seen;
+    auto held =
+        std::make_unique<LinuxJournalFile>(std::move(*place.folder), place.name, std::move(place.file.file));
+    if (held->openHandle(kAccessRead, seen.problem))
+        seen.file = std::move(held);
+    else
+        seen.use = JournalUse::unusable;
+    return seen;
 }
 
 bool JournalFolder::isInUse(const zel::String& path) {
-    const FileDescriptor file(::open(path.utf8().c_str(), O_RDONLY | O_CLOEXEC));
-    if (!file)
-        return errno != ENOENT;
-    // A shared lock, so that two who look do not take each other for users.
-    return flock(file.get(), LOCK_SH | LOCK_NB) != 0;
+    const JournalUse use = useOf(findPlace(path, O_RDONLY).file);
+    return use == JournalUse::used || use == JournalUse::unusable;
+}
+
+bool JournalFolder::list(zel::Array<FoundJournal>& journals, zel::String& reason) const {
+    const auto folder = GuardedFolder::open(m_folder.utf8(), Writers::owner, reason);
+    std::vector<std::string> names;
+    if (!folder && errno == ENOENT)
+        return true;
+    if (!folder || !folder->names(names, reason)) {
+        reason = "journals cannot be looked for: " + reason;
+        return false;
+    }
+    for (const std::string& name : names) {
+        if (fs::path(name).extension() != kSuffix)
+            continue;
+        const GuardedFile file = folder->openFile(name, O_RDONLY, Owner::user);
+        if (!file.isMissing)
+            journals.append({(fs::path(m_folder.utf8()) / name).string(), file.problem});
+    }
+    return true;
 }
 
 bool JournalFolder::list(zel::Array<zel::String>& paths, zel::String& reason) const {
-    std::error_code failed;
-    std::vector<std::string> found;
-    fs::directory_iterator entry(m_folder.utf8(), failed);
-    for (; !failed && entry != fs::directory_iterator(); entry.increment(failed))
-        if (entry->path().extension() == kSuffix)
-            found.push_back(entry->path().string());
-    if (failed && failed != std::errc::no_such_file_or_directory)
-        return fail(reason, "the folder " + m_folder + " cannot be searched for journals", failed.value());
-    std::sort(found.begin(), found.end());
-    for (std::string& path : found)
-        paths.append(path);
+    zel::Array<FoundJournal> journals;
+    if (!list(journals, reason))
+        return false;
+    for (const FoundJournal& found : journals)
+        paths.append(found.path);
     return true;
 }
 
 bool JournalFolder::remove(const zel::String& path, zel::String& reason) {
-    std::error_code failed;
-    const fs::path file = fs::absolute(path.utf8(), failed);
-    if (::unlink(file.c_str()) != 0)
-        return fail(reason, "the journal " + path + " could not be deleted", errno);
-    return syncFolder(file.parent_path(), reason);
+    const Place place = findPlace(path, O_RDONLY);
+    if (place.file.file)
+        return place.folder->remove(place.name, place.file.file, reason);
+    reason = "the journal is not deleted: " + place.file.problem;
+    return false;
 }
 
 bool JournalFolder::isVolatile() const {
-    struct statfs found {};
-    return statfs(nearestExisting(m_folder.utf8()).c_str(), &found) == 0 &&
-           (found.f_type == TMPFS_MAGIC || found.f_type == RAMFS_MAGIC);
+    return isInMemory(nearestExisting(m_folder.utf8()));
 }
 
 bool JournalFolder::isOnDrive(const DriveIdentity& drive, const zel::String& name,

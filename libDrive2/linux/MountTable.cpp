@@ -70,4 +70,15 @@ std::vector<Mount> listMountsEverywhere() {
     return mounts;
 }
 
+std::optional<Mount> mountAbove(const std::filesystem::path& path) {
+    std::optional<Mount> found;
+    for (const Mount& mount : listMounts()) {
+        const std::string below = mount.folder == "/" ? "/" : mount.folder + "/";
+        if ((path.string() + "/").starts_with(below) &&
+            (!found || mount.folder.size() >= found->folder.size()))
+            found = mount;
+    }
+    return found;
+}
+
 }  // namespace libDrive2

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -19,6 +21,9 @@ std::vector<Mount> listMounts();
 /// These, and after them what is mounted in other mount namespaces (containers, services), as far as the
 /// program may look into them.
 std::vector<Mount> listMountsEverywhere();
+
+/// The mount that shows an absolute path: of the deepest mount points above it, the last one.
+std::optional<Mount> mountAbove(const std::filesystem::path& path);
 
 /// The kernel's tables write blanks and backslashes as octal escapes such as "\040".
 std::string unescape(const std::string& field);

@@ -45,18 +45,6 @@ void append(std::vector<StorageExtent>& all, const std::vector<StorageExtent>& m
     all.insert(all.end(), more.begin(), more.end());
 }
 
-/// The mount that shows a path: of the deepest mount points above it, the last one.
-std::optional<Mount> mountOf(const fs::path& path) {
-    std::optional<Mount> found;
-    for (const Mount& mount : listMounts()) {
-        const std::string below = mount.folder == "/" ? "/" : mount.folder + "/";
-        if ((path.string() + "/").starts_with(below) &&
-            (!found || mount.folder.size() >= found->folder.size()))
-            found = mount;
-    }
-    return found;
-}
-
 /// The value of a file system's option such as "upperdir"; empty when it has none.
 std::string optionOf(const Mount& mount, const std::string& name) {
     std::istringstream options(mount.options);
@@ -196,7 +184,7 @@ void StorageMap::addFileSystem(View& view, dev_t fileSystem, const fs::path& pat
 /// Of file systems with a number that is no device's: several devices, subvolumes, layers over others.
 void StorageMap::addMountSource(View& view, dev_t fileSystem, const fs::path& path) {
     std::error_code failed;
-    const auto mount = mountOf(fs::canonical(path, failed));
+    const auto mount = mountAbove(fs::canonical(path, failed));
     struct stat source {};
     if (!mount) {
         note("the file system of " + path.string() + " is not among the mounted ones");

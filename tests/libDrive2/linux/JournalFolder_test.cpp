@@ -121,6 +121,99 @@ TEST_F(Journals, NeedRoomAndAPlaceThatLasts) {
     EXPECT_FALSE(exists(path));
 }
 
+TEST_F(Journals, AreRefusedWhereOthersCouldInterfere) {
+    ASSERT_NE(journals.create("x", kBytes, reason), nullptr) << reason.utf8();
+    struct Row {
+        const char* damage;  ///< of the journal $J in the folder $F
+        const char* refusal;
+        bool byFolder = false;  ///< the whole folder is refused
+        bool needsRoot = false;
+    };
+    const Row rows[] = {
+        {"mkfifo $J", "is a FIFO and no file"},
+        {"ln -s $F/kept $J", "is a symbolic link and no file"},
+        {"mkdir $J", "is a folder and no file"},
+        {"mknod $J c 1 3", "is a device and no file", false, true},
+        {"ln $F/kept $J", "has 2 names (hard links)"},
+        {"cp $F/kept $J && chown 12345 $J", "belongs to another user (uid 12345)", false, true},
+        {"cp $F/kept $J && chmod 0770 $F", "others can write to the folder", true},
+        {"cp $F/kept $J && chmod 1777 $F", "others can write to the folder", true},
+        {"cp $F/kept $J && chown 12345 $F", "belongs to another user (uid 12345)", true, true},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.damage);
+        if (row.needsRoot && geteuid() != 0)
+            continue;
+        ASSERT_TRUE(run("F=" + folder + " J=" + path + "; mv $J $F/kept && " + row.damage)) << output;
+        zel::Array<FoundJournal> found;
+        const bool isListed = journals.list(found, reason);
+        EXPECT_EQ(isListed, !row.byFolder);
+        EXPECT_THAT(isListed && !found.isEmpty() ? found[0].problem.utf8() : reason.utf8(),
+                    HasSubstr(row.refusal));
+        EXPECT_TRUE(JournalFolder::isInUse(path));
+        const JournalLook seen = JournalFolder::look(path);
+        EXPECT_TRUE(seen.use == JournalUse::unusable && seen.file == nullptr);
+        EXPECT_THAT(seen.problem.utf8(), HasSubstr(row.refusal));
+        EXPECT_EQ(JournalFolder::open(path, reason), nullptr);
+        EXPECT_THAT(reason.utf8(), HasSubstr(row.refusal));
+        EXPECT_FALSE(JournalFolder::remove(path, reason));
+        EXPECT_THAT(reason.utf8(), HasSubstr(row.refusal));
+        EXPECT_EQ(journals.create("y", kBytes, reason) == nullptr, row.byFolder);
+        ASSERT_TRUE(run("F=" + folder + " J=" + path +
+                        "; chmod 0700 $F; chown $(id -u) $F; rm -rf $J $F/y.journal && mv $F/kept $J"))
+            << "something was deleted: " << output;
+    }
+    EXPECT_NE(JournalFolder::open(path, reason), nullptr) << reason.utf8();
+}
+
+TEST_F(Journals, AreReachedByTheirDescriptorAlone) {
+    const auto file = journals.create("x", kBytes, reason);
+    ASSERT_NE(file, nullptr) << reason.utf8();
+    ASSERT_TRUE(run("mv " + path + " " + folder + "/moved && echo other > " + path)) << output;
+    const std::string data(4096, 'j');
+    EXPECT_TRUE(file->handle()->reopen().ok() && file->handle()->write(0, data.data(), data.size()).ok());
+    EXPECT_TRUE(run("cat " + path) && output == "other") << output;
+    EXPECT_TRUE(run("head -c 3 " + folder + "/moved") && output == "jjj") << output;
+    EXPECT_FALSE(file->remove(reason));
+    EXPECT_THAT(reason.utf8(), HasSubstr("another file has taken its name"));
+    ASSERT_TRUE(run("mv " + folder + "/moved " + path)) << output;
+    EXPECT_EQ(JournalFolder::look(path).use, JournalUse::used);
+    EXPECT_TRUE(file->remove(reason)) << reason.utf8();
+    EXPECT_EQ(JournalFolder::look(path).use, JournalUse::missing);
+}
+
+TEST_F(Journals, AreInMemoryUnderAnythingThatIs) {
+    if (geteuid() != 0)
+        GTEST_SKIP() << "mounts need root";
+    const std::string inPlace = "cd " + place + " && ";
+    std::filesystem::create_directory(place);
+    ASSERT_TRUE(run(inPlace +
+                    "mkdir m o lo disk d ol && mount -t tmpfs tmpfs m && mkdir m/u m/w d/l && truncate -s 8M "
+                    "m/image d/image && mkfs.ext4 -q m/image && mkfs.ext4 -q d/image"))
+        << output;
+    const bool isAllInMemory = JournalFolder(place).isVolatile();
+    struct Row {
+        const char* mount;
+        const char* folder;
+        bool isVolatile;
+    };
+    const Row rows[] = {
+        {"mount -t overlay overlay -o lowerdir=d/l,upperdir=$PWD/m/u,workdir=$PWD/m/w o", "/o/new", true},
+        {"mount -o loop m/image lo", "/lo/new", true},
+        {"truncate -s 4M lo/image && mkfs.ext4 -q lo/image && mount -o loop lo/image ol", "/ol", true},
+        {"mount -o loop d/image disk", "/disk", isAllInMemory},
+    };
+    std::string missing;
+    for (const Row& row : rows)
+        if (!run(inPlace + row.mount))
+            missing += row.mount + (": " + output) + "; ";
+        else
+            EXPECT_EQ(JournalFolder(place + row.folder).isVolatile(), row.isVolatile) << row.mount;
+    run(inPlace + "umount ol lo disk o m");
+    if (!missing.empty())
+        GTEST_SKIP() << "not possible here: " << missing;
+}
+
 TEST_F(Journals, AreFoundOnTheDriveUnderTest) {
     EXPECT_THAT(placement(folder, image.path), testing::Not(HasSubstr("to be tested")));
     const LoopDevice outer(image.path);

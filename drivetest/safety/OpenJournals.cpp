@@ -1,0 +1,105 @@
+#include "drivetest/safety/OpenJournals.h"
+
+#include "libDrive2/JournalFolder.h"
+
+namespace drivetest {
+
+namespace {
+
+using libDrive2::DriveIdentity;
+using libDrive2::JournalContents;
+using libDrive2::JournalFolder;
+using libDrive2::JournalState;
+using libDrive2::JournalUse;
+
+/// The one place that judges this: whether the journal of an ended run proves that nothing of it is needed.
+bool isProvenSettled(const JournalContents& journal) {
+    return !journal.needsRecovery() &&
+           (journal.state == JournalState::valid || journal.state == JournalState::unused);
+}
+
+/// Of a journal that says nothing of its drive, it may be any.
+bool mayConcern(const DriveIdentity& journaled, const DriveIdentity& drive) {
+    const bool isKnown = !journaled.id.empty() || !journaled.storage.empty();
+    return !isKnown || libDrive2::sharesStorage(journaled, drive);
+}
+
+void note(OpenJournals& found, RegisteredJournal journal, OpenJournalState state,
+          const DriveIdentity& drive) {
+    if (state == OpenJournalState::settled)
+        found.settled.push_back(std::move(journal));
+    else if (mayConcern(journal.drive, drive))
+        found.open.push_back({std::move(journal), state});
+}
+
+void searchFolder(const std::string& folder, const std::set<std::string>& known, const DriveIdentity& drive,
+                  OpenJournals& found) {
+    zel::Array<libDrive2::FoundJournal> journals;
+    zel::String reason;
+    if (!JournalFolder(folder).list(journals, reason))
+        found.problem = reason.utf8();
+    for (const libDrive2::FoundJournal& listed : journals) {
+        RegisteredJournal journal;
+        journal.journal = registeredPath(listed.path.utf8());
+        if (known.contains(journal.journal))
+            continue;
+        JournalContents contents;
+        const auto state = stateOfJournal(journal.journal, &contents, journal.problem);
+        // A run that has only just made its journal has protected nothing yet: it registers it first, then
+        // looks for those of others. A missing one was deleted since the folder was listed.
+        const bool isNew = state == OpenJournalState::busy && contents.state == JournalState::unused;
+        journal.drive = contents.header.drive;
+        if (!isNew && state != OpenJournalState::missing)
+            note(found, std::move(journal), state, drive);
+    }
+}
+
+}  // namespace
+
+OpenJournalState stateOfJournal(const std::string& path, JournalContents* contents, std::string& problem) {
+    const libDrive2::JournalLook seen = JournalFolder::look(path);
+    problem = seen.problem.utf8();
+    if (seen.file == nullptr)
+        return seen.use == JournalUse::missing ? OpenJournalState::missing : OpenJournalState::unreadable;
+    const bool isBusy = seen.use == JournalUse::used;
+    if (isBusy && contents == nullptr)
+        return OpenJournalState::busy;
+    JournalContents read = libDrive2::readJournal(*seen.file->handle());
+    OpenJournalState state = isBusy ? OpenJournalState::busy : OpenJournalState::unreadable;
+    if (!isBusy && isProvenSettled(read))
+        state = OpenJournalState::settled;
+    else if (!isBusy && read.needsRecovery())
+        state = OpenJournalState::open;
+    if (state == OpenJournalState::unreadable)
+        problem = "what the journal " + path + " holds is not known: " + read.problem.utf8();
+    if (contents != nullptr)
+        *contents = std::move(read);
+    return state;
+}
+
+OpenJournals findOpenJournals(const DriveIdentity& drive, const JournalSearch& search,
+                              const JournalRegister& registered) {
+    OpenJournals found;
+    std::vector<RegisteredJournal> journals;
+    std::string problem;
+    if (!registered.list(journals, problem))
+        (RegisterFolder::isRequired() ? found.problem : found.warning) = problem;
+    const std::string own = search.own.empty() ? "" : registeredPath(search.own);
+    std::set<std::string> known{own};
+    for (RegisteredJournal& journal : journals) {
+        // What others say of a journal does not replace what its own header says.
+        if (journal.owner == RegisterFolder::user())
+            known.insert(journal.journal);
+        if (!journal.problem.empty()) {
+            found.open.push_back({std::move(journal), OpenJournalState::unreadable});
+        } else if (journal.journal != own || own.empty()) {
+            const auto state = stateOfJournal(journal.journal, nullptr, journal.problem);
+            note(found, std::move(journal), state, drive);
+        }
+    }
+    for (const std::string& folder : search.folders)
+        searchFolder(folder, known, drive, found);
+    return found;
+}
+
+}  // namespace drivetest
