@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "libDrive2/BlockHandle.h"
+#include "libDrive2/DriveFingerprint.h"
 #include "libDrive2/DriveIdentity.h"
 #include "libDrive2/SectorJournal.h"
 #include "zel/Buffer.h"
@@ -15,9 +16,10 @@ namespace libDrive2 {
 /// What a new journal is for.
 struct JournalSettings {
     DriveIdentity drive{};
-    zel::String locator{};        ///< how the drive was reached; for messages, cut where it is very long
-    std::uint64_t slotBytes = 0;  ///< the most that one protect() takes
-    bool verifyRestores = true;   ///< have restored sectors read back before they are released
+    zel::String locator{};           ///< how the drive was reached; for messages, cut where it is very long
+    std::uint64_t slotBytes = 0;     ///< the most that one protect() takes
+    bool verifyRestores = true;      ///< have restored sectors read back before they are released
+    DriveFingerprint fingerprint{};  ///< of the drive before the run
 };
 
 /// A SectorJournal in a preallocated file. It holds up to two protected ranges, which must not overlap, and
@@ -46,7 +48,7 @@ enum class JournalState {
     notAJournal,   ///< something else
     otherVersion,  ///< written by a program that keeps its journals differently
     truncated,     ///< shorter than its header says
-    damaged,       ///< the header does not fit its checksum
+    damaged,       ///< neither copy of the header fits its checksum
     unreadable,    ///< the file cannot be read
 };
 
@@ -54,8 +56,9 @@ struct JournalHeader {
     std::array<std::uint8_t, 16> session{};  ///< of the run; random
     DriveIdentity drive{};
     zel::String locator{};
-    std::uint64_t createdUnixSeconds = 0;
+    std::uint64_t createdUnixMicros = 0;  ///< of several journals of a drive the newest is recovered first
     std::uint64_t slotBytes = 0;
+    DriveFingerprint fingerprint{};  ///< of the drive before the run
 };
 
 /// A protected range that was not released.
@@ -66,6 +69,7 @@ struct JournalSlot {
     std::uint32_t count = 0;    ///< sectors; 0 where even this is lost
     bool wasRestoring = false;  ///< a recovery began to overwrite torn sectors, and did not come to its end
     zel::Buffer data{};         ///< what the sectors held; empty for a damaged slot
+    std::vector<SectorSpan> lost{};  ///< sectors of which the journal's own medium lost the data; rising
 };
 
 struct JournalContents {
@@ -73,17 +77,23 @@ struct JournalContents {
     zel::String problem{};                 ///< what is wrong, for the person; empty when valid
     JournalHeader header{};                ///< only when valid
     std::vector<JournalSlot> open{};       ///< in the order in which they were protected
-    std::vector<JournalSlot> damaged{};    ///< were protected, but the journal's own medium lost the data
+    std::vector<JournalSlot> damaged{};    ///< may have been protected, but all their data is lost
     std::vector<std::uint8_t> expected{};  ///< whole sectors, distinct: what the run was going to write
-    bool expectedDamaged = false;  ///< the list of these was lost: what the run wrote counts as foreign
+    bool expectedDamaged =
+        false;  ///< some or all of these were lost: what the run wrote may count as foreign
 
-    /// Whether anything is left to do or to tell: a journal without may be deleted.
+    /// Whether anything is left to do or to tell.
     [[nodiscard]] bool needsRecovery() const {
         return state == JournalState::valid && (!open.empty() || !damaged.empty());
     }
+    /// Whether it proves that nothing of it is needed: only then it may be deleted without a recovery.
+    [[nodiscard]] bool isSettled() const {
+        return state == JournalState::unused || (state == JournalState::valid && !needsRecovery());
+    }
 };
 
-/// Reads all of a journal, which may hold anything. Never throws but for want of memory; writes nothing.
+/// Reads all of a journal, which may hold anything; what a flipped bit damaged is mended. Never throws but
+/// for want of memory; writes nothing.
 JournalContents readJournal(BlockHandle& file);
 
 }  // namespace libDrive2

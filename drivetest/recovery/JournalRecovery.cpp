@@ -47,6 +47,12 @@ const char* verbOf(SectorFinding finding, bool dryRun) {
                           : "hold something else by now: left alone, their old data is exported";
         case SectorFinding::failed:
             return "could NOT be restored";
+        case SectorFinding::withheld:
+            return dryRun ? "would be left alone for the sake of these, their old data exported"
+                          : "are left alone for the sake of these, their old data is exported";
+        case SectorFinding::replaced:
+            return dryRun ? "hold something else by now: would be overwritten"
+                          : "held something else: overwritten, what they held is exported";
     }
     return "";
 }
@@ -97,7 +103,7 @@ void JournalRecovery::showHeader() const {
     const auto& header = m_journal.header;
     m_console.line(m_path);
     m_console.line("  of " + header.drive.describe().utf8() + ", begun " +
-                   timeText(header.createdUnixSeconds) + " on " + header.locator.utf8());
+                   timeText(header.createdUnixMicros / 1000000) + " on " + header.locator.utf8());
     for (const libDrive2::JournalSlot& slot : m_journal.open)
         m_console.line("  holds " + sectorsText(slot.lba, slot.count));
     for (const libDrive2::JournalSlot& slot : m_journal.damaged)

@@ -5,26 +5,32 @@
 #include <cstring>
 #include <random>
 
+#include "libDrive2/journal/FileHeader.h"
 #include "zel/Format.h"
 
 // Why a crash at any instant loses nothing:
-// - A slot's data and header reach the medium in any order, wholly or in part, before one flush. Until both
-// are there
-//   the checksums do not fit, and the slot counts as not open; protect() has not returned then, so nothing
-//   has been overwritten. After the flush the slot is open in the file until its range is released.
-// - A released range holds its original data durably. Its slot's new header is not flushed: as long as the
-// old one is
-//   found instead, the slot looks open with its data intact, and recovery finds every sector as it should be.
-// - A slot is not filled again before its last header is durable: an open header over other data would look
-// like data
-//   that the journal's medium has lost. Where slots alternate, the flush of the other one has seen to that.
-// - When filling a slot fails, its header may or may not be in the file. The same slot is filled next, so
-// that such a
-//   remainder never is older than a good one: only of the newest slot is ill-fitting data a matter of course.
+// - The file's header stands in it twice, durably, before anything else is written.
+// - A slot's data, its table and its header reach the medium in any order, wholly or in part, before one
+//   flush. Until all are there, the header is as it was, or recognisably cut off, or the checksums do not
+//   fit; protect() has not returned then, so nothing has been overwritten. After the flush the slot is open
+//   in the file until its range is released.
+// - Then the note says that the slot was durable: from now on ill-fitting data has been lost by the journal's
+//   medium. Should the note be lost in a power cut itself, nothing but that knowledge is lost. It has all
+//   fields of the header, and stands in for it when that is damaged.
+// - A released range holds its original data durably. Header and note are marked in one write, which is not
+//   flushed: as long as the old ones are found instead, or one of them, or one that was cut off in between,
+//   the slot looks open with its data intact, and recovery finds every sector as it should be.
+// - A slot is not filled again before both marks are durable: an open header over other data would look like
+//   data that the journal's medium has lost. Where slots alternate, the flush of the other one has seen to
+//   that.
+// - When filling a slot fails, nobody knows what of it is in the file. It is marked done before it is filled
+//   again, first the header, then the note, each durably, so that what stands behind a cut always is known.
+//   The same slot is the next one, so that only of the newest slot ill-fitting data is a matter of course.
 
 namespace libDrive2 {
 
 using journal::Block;
+using journal::CheckedData;
 using journal::kBlockBytes;
 using journal::SlotMark;
 
@@ -38,9 +44,9 @@ journal::Session randomSession() {
     return session;
 }
 
-std::uint64_t unixSeconds() {
+std::uint64_t unixMicros() {
     const auto now = std::chrono::system_clock::now().time_since_epoch();
-    return static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::seconds>(now).count());
+    return static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::microseconds>(now).count());
 }
 
 Bytes asBytes(const void* data, std::size_t bytes) {
@@ -50,7 +56,7 @@ Bytes asBytes(const void* data, std::size_t bytes) {
 }  // namespace
 
 std::uint64_t UndoJournal::fileBytes(std::uint64_t slotBytes, std::uint64_t expectedBytes) {
-    return journal::expectedOffset(slotBytes) + kBlockBytes + journal::roundUp(expectedBytes);
+    return journal::expectedOffset(slotBytes) + journal::expectedAreaBytes(expectedBytes);
 }
 
 std::unique_ptr<UndoJournal> UndoJournal::create(SharedBlockHandle file, const JournalSettings& settings,
@@ -67,7 +73,8 @@ std::unique_ptr<UndoJournal> UndoJournal::create(SharedBlockHandle file, const J
     }
     auto created = std::make_unique<FileUndoJournal>(
         std::move(file),
-        JournalHeader{randomSession(), settings.drive, settings.locator, unixSeconds(), settings.slotBytes},
+        JournalHeader{randomSession(), settings.drive, settings.locator, unixMicros(), settings.slotBytes,
+                      settings.fingerprint},
         settings.verifyRestores);
     if (created->begin())
         return created;
@@ -79,12 +86,17 @@ FileUndoJournal::FileUndoJournal(SharedBlockHandle file, JournalHeader header, b
     : m_file(std::move(file)),
       m_header(std::move(header)),
       m_verifyRestores(verifyRestores),
-      m_block(kBlockBytes) {}
+      m_block(kBlockBytes),
+      m_marks(2 * kBlockBytes),
+      m_filling(kBlockBytes + static_cast<std::size_t>(CheckedData::tableBytes(m_header.slotBytes))) {}
 
 bool FileUndoJournal::begin() {
-    if (!journal::encode(m_header, Block(m_block.data(), kBlockBytes)))
-        return fail("the drive's model and serial number are too long for the journal");
-    return take(m_file->write(0, m_block.data(), kBlockBytes), "its header could not be written") && flush();
+    zel::Buffer copies(journal::kFileHeaders * journal::kFileHeaderBytes);
+    for (std::uint32_t i = 0; i < journal::kFileHeaders; ++i)
+        if (!journal::encode(m_header, journal::FileHeaderBytes(copies.data() + i * journal::kFileHeaderBytes,
+                                                                journal::kFileHeaderBytes)))
+            return fail("what identifies the drive is too long for the journal");
+    return take(m_file->write(0, copies.data(), copies.size()), "its header could not be written") && flush();
 }
 
 bool FileUndoJournal::fail(zel::String text) {
@@ -144,16 +156,22 @@ bool FileUndoJournal::expectWrites(const void* data, std::size_t bytes) {
 
 bool FileUndoJournal::writeExpected(std::size_t knownBytes) {
     const std::uint64_t offset = journal::expectedOffset(m_header.slotBytes);
-    const std::uint64_t needed = offset + kBlockBytes + journal::roundUp(m_expected.size());
-    if (needed > m_file->info().bytes)
+    const std::uint64_t room = m_file->info().bytes - offset;
+    if (journal::expectedAreaBytes(m_expected.size()) > room)
         return fail(zel::format("its file has room for %u bytes of patterns, but the test writes %u",
-                                m_file->info().bytes - std::min(m_file->info().bytes, offset + kBlockBytes),
+                                room - kBlockBytes - CheckedData::tableBytes(room - kBlockBytes),
                                 m_expected.size()));
     m_isExpectedWritten = false;
     const std::size_t from = knownBytes / kBlockBytes * kBlockBytes;
     if (!writePadded(offset + kBlockBytes + from, Bytes(m_expected).subspan(from)))
         return false;
-    encode(journal::ExpectedHeader{m_header.session, m_expected.size(), checksumOf(m_expected)},
+    zel::Buffer table(static_cast<std::size_t>(CheckedData::tableBytes(m_expected.size())));
+    const Checksum root = CheckedData::sum(m_expected, table.data());
+    if (!take(m_file->write(offset + kBlockBytes + journal::roundUp(m_expected.size()), table.data(),
+                            table.size()),
+              "it could not be written"))
+        return false;
+    encode(journal::ExpectedHeader{m_header.session, m_expected.size(), root},
            Block(m_block.data(), kBlockBytes));
     return take(m_file->write(offset, m_block.data(), kBlockBytes), "it could not be written");
 }
@@ -181,40 +199,59 @@ bool FileUndoJournal::chooseSlot(std::uint32_t& index) {
     index = m_slots[m_next].isOpen ? 1 - m_next : m_next;
     if (m_slots[index].isOpen)
         return fail("it is full: the data of two chunks is in it, because they could not be put back");
-    return m_slots[index].isDurable || flush();
+    return m_slots[index].isSpoilt ? clear(index) : m_slots[index].isDurable || flush();
+}
+
+/// After a filling that failed.
+bool FileUndoJournal::clear(std::uint32_t index) {
+    const bool isCleared = writeMark(index, journal::kSlotHeaderAt, SlotMark::done) && flush() &&
+                           writeMark(index, journal::kNoteAt, SlotMark::done) && flush();
+    m_slots[index].isSpoilt = !isCleared;
+    return isCleared;
 }
 
 bool FileUndoJournal::protect(std::uint64_t lba, std::uint32_t count, const void* data, std::size_t bytes) {
     std::uint32_t index = 0;
     if (!mayProtect(lba, count, bytes) || !chooseSlot(index))
         return false;
-    const Bytes original = asBytes(data, bytes);
     Slot& slot = m_slots[index];
-    slot.header = {m_header.session, ++m_sequence, lba, count, SlotMark::open, bytes, checksumOf(original)};
-    // The note tells data that the medium loses later from data that was never written to the end. Should it
-    // be lost in a power cut itself, nothing but that is lost.
-    slot.isOpen = writeSlot(index, original) && flush() &&
-                  writeMarked(journal::slotOffset(m_header.slotBytes, index) + journal::kNoteAt, slot.header,
-                              SlotMark::durable);
+    slot.header = {m_header.session, ++m_sequence, lba, count, SlotMark::open, bytes, {}};
+    slot.isOpen =
+        fill(index, asBytes(data, bytes)) && flush() && writeMark(index, journal::kNoteAt, SlotMark::durable);
+    slot.isSpoilt = !slot.isOpen;
     m_next = slot.isOpen ? 1 - index : index;
     return slot.isOpen;
 }
 
-bool FileUndoJournal::writeSlot(std::uint32_t index, Bytes data) {
-    const std::uint64_t offset = journal::slotOffset(m_header.slotBytes, index);
-    return writePadded(offset + journal::kDataAt, data) && writeSlotHeader(index, SlotMark::open);
+std::uint64_t FileUndoJournal::offsetOf(std::uint32_t index) const {
+    return journal::slotOffset(m_header.slotBytes, index);
 }
 
-bool FileUndoJournal::writeSlotHeader(std::uint32_t index, SlotMark mark) {
-    m_slots[index].isDurable = false;
-    return writeMarked(journal::slotOffset(m_header.slotBytes, index), m_slots[index].header, mark);
+/// Header and table with one write, the data with another one.
+bool FileUndoJournal::fill(std::uint32_t index, Bytes data) {
+    Slot& slot = m_slots[index];
+    slot.header.root = CheckedData::sum(data, m_filling.data() + kBlockBytes);
+    encode(slot.header, Block(m_filling.data(), kBlockBytes));
+    const auto bytes = kBlockBytes + static_cast<std::size_t>(CheckedData::tableBytes(data.size()));
+    return writePadded(offsetOf(index) + journal::dataAt(m_header.slotBytes), data) &&
+           take(m_file->write(offsetOf(index) + journal::kSlotHeaderAt, m_filling.data(), bytes),
+                "it could not be written");
 }
 
-bool FileUndoJournal::writeMarked(std::uint64_t offset, const journal::SlotHeader& slot, SlotMark mark) {
-    journal::SlotHeader header = slot;
+/// Into the slot's header or its note.
+bool FileUndoJournal::writeMark(std::uint32_t index, std::uint64_t at, SlotMark mark) {
+    journal::SlotHeader header = m_slots[index].header;
     header.mark = mark;
     encode(header, Block(m_block.data(), kBlockBytes));
-    return take(m_file->write(offset, m_block.data(), kBlockBytes), "it could not be written");
+    return take(m_file->write(offsetOf(index) + at, m_block.data(), kBlockBytes), "it could not be written");
+}
+
+/// Header and note with one write.
+bool FileUndoJournal::writeDone(std::uint32_t index) {
+    m_slots[index].isDurable = false;
+    journal::encodeDone(m_slots[index].header, m_marks);
+    return take(m_file->write(offsetOf(index) + journal::kNoteAt, m_marks.data(), m_marks.size()),
+                "it could not be written");
 }
 
 FileUndoJournal::Slot* FileUndoJournal::findOpen(std::uint64_t lba, std::uint32_t count) {
@@ -233,7 +270,8 @@ bool FileUndoJournal::holdsOriginal(std::uint64_t lba, std::uint32_t count, cons
     const Slot* slot = findOpen(lba, count);
     if (slot == nullptr)
         return false;
-    return (bytes == slot->header.dataBytes && checksumOf(asBytes(data, bytes)) == slot->header.data) ||
+    return (bytes == slot->header.dataBytes &&
+            CheckedData::rootOf(asBytes(data, bytes)) == slot->header.root) ||
            fail("the sectors do not hold their original data");
 }
 
@@ -241,19 +279,18 @@ bool FileUndoJournal::readOriginal(std::uint64_t lba, std::uint32_t count, void*
     const Slot* slot = findOpen(lba, count);
     if (slot == nullptr || bytes != slot->header.dataBytes)
         return false;
-    zel::Buffer whole(static_cast<std::size_t>(journal::roundUp(bytes)));
-    const auto index = static_cast<std::uint32_t>(slot - m_slots);
-    const std::uint64_t offset = journal::slotOffset(m_header.slotBytes, index) + journal::kDataAt;
-    if (!take(m_file->read(offset, whole.data(), whole.size()), "it could not be read"))
-        return false;
-    std::memcpy(data, whole.data(), bytes);
-    return checksumOf(asBytes(data, bytes)) == slot->header.data ||
-           fail("what it holds of the sectors is damaged");
+    const std::uint64_t offset = offsetOf(static_cast<std::uint32_t>(slot - m_slots));
+    const CheckedData kept(*m_file, {offset + journal::dataAt(m_header.slotBytes), offset + journal::kTableAt,
+                                     bytes, slot->header.root});
+    if (!kept.isWhole())
+        return fail(kept.wasReadable() ? "what it holds of the sectors is damaged" : "it could not be read");
+    std::memcpy(data, kept.bytes().data(), bytes);
+    return true;
 }
 
 bool FileUndoJournal::release(std::uint64_t lba, std::uint32_t count) {
     Slot* slot = findOpen(lba, count);
-    if (slot == nullptr || !writeSlotHeader(static_cast<std::uint32_t>(slot - m_slots), SlotMark::done))
+    if (slot == nullptr || !writeDone(static_cast<std::uint32_t>(slot - m_slots)))
         return false;
     slot->isOpen = false;
     return true;

@@ -11,7 +11,7 @@ class FileUndoJournal : public UndoJournal {
 public:
     FileUndoJournal(SharedBlockHandle file, JournalHeader header, bool verifyRestores);
 
-    /// Writes the file's header, durably.
+    /// Writes both copies of the file's header, durably.
     bool begin();
 
     bool expectWrites(const void* data, std::size_t bytes) override;
@@ -28,7 +28,8 @@ private:
     struct Slot {
         journal::SlotHeader header{};
         bool isOpen = false;
-        bool isDurable = true;  ///< what the header in the file says will survive a crash
+        bool isDurable = true;  ///< what the marks in the file say will survive a crash
+        bool isSpoilt = false;  ///< a filling failed: nobody knows what of it is in the file
     };
     struct HashOfChecksum {
         std::size_t operator()(const Checksum& sum) const { return static_cast<std::size_t>(sum.low); }
@@ -38,9 +39,11 @@ private:
     bool take(const DeviceStatus& status, const char* what);
     bool mayProtect(std::uint64_t lba, std::uint32_t count, std::size_t bytes);
     bool chooseSlot(std::uint32_t& index);
-    bool writeSlot(std::uint32_t index, Bytes data);
-    bool writeSlotHeader(std::uint32_t index, journal::SlotMark mark);
-    bool writeMarked(std::uint64_t offset, const journal::SlotHeader& slot, journal::SlotMark mark);
+    bool clear(std::uint32_t index);
+    [[nodiscard]] std::uint64_t offsetOf(std::uint32_t index) const;
+    bool fill(std::uint32_t index, Bytes data);
+    bool writeMark(std::uint32_t index, std::uint64_t at, journal::SlotMark mark);
+    bool writeDone(std::uint32_t index);
     bool writePadded(std::uint64_t offset, Bytes data);
     bool writeExpected(std::size_t knownBytes);
     bool flush();
@@ -57,6 +60,8 @@ private:
     bool m_isExpectedWritten = true;
     std::unordered_set<Checksum, HashOfChecksum> m_isExpected;
     zel::Buffer m_block;
+    zel::Buffer m_marks;    ///< a slot's note and header
+    zel::Buffer m_filling;  ///< a slot's header and table
     zel::String m_error;
 };
 

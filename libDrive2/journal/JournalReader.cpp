@@ -2,20 +2,33 @@
 
 #include <algorithm>
 
-// Which slots were protected: those with an open header whose data fits its checksum. Other data under an
-// open header is either of a write that was cut off, or lost by the journal's own medium. Slots are filled
-// one after the other, each durable before the next one, so a write that was cut off is always the newest:
-// then nothing has been overwritten, and nothing is to be done. Any other one was durable once, and has been
-// damaged since; so has the newest one when its note says so. Without the note, damage to the newest slot
-// cannot be told from a write that was cut off. A header that
-// fits no checksum, or none at all, is of a write that was cut off too: to the first header before anything
-// was overwritten, to a later one after everything had been put back. What cannot be read counts as damaged,
-// as nothing is known of it.
+#include "libDrive2/journal/FileHeader.h"
+
+// A journal may be deleted only when it proves that nothing of it is needed, so whatever cannot be understood
+// counts as needed. What a slot's header and note prove is told in SlotJudge.cpp. Where they leave open
+// whether its data was written to the end, only the newest slot may have been cut off: slots are filled one
+// after the other, each durable before the next one.
 
 namespace libDrive2 {
 
+using journal::CheckedData;
 using journal::kBlockBytes;
-using journal::SlotMark;
+using journal::SlotFate;
+
+namespace {
+
+constexpr const char* kOtherVersion =
+    "the journal was written by another version of the program: use that one";
+
+Bytes bytesOf(const zel::Buffer& buffer) {
+    return {buffer.data(), buffer.size()};
+}
+
+std::uint64_t sequenceOf(const journal::FoundMark& mark) {
+    return mark.kind == journal::FoundMark::Kind::marked ? mark.header.sequence : 0;
+}
+
+}  // namespace
 
 JournalContents readJournal(BlockHandle& file) {
     return JournalReader(file).read();
@@ -27,10 +40,10 @@ void JournalReader::reject(JournalState state, const char* problem) {
 }
 
 /// False too where the file ends before.
-bool JournalReader::readBlock(std::uint64_t offset) {
+bool JournalReader::readBytes(std::uint64_t offset, std::size_t bytes, zel::Buffer& buffer) {
     const std::uint64_t size = m_file.info().bytes;
-    return offset <= size && size - offset >= kBlockBytes &&
-           m_file.read(offset, m_block.data(), kBlockBytes).ok();
+    buffer = zel::Buffer(bytes);
+    return offset <= size && size - offset >= bytes && m_file.read(offset, buffer.data(), bytes).ok();
 }
 
 JournalContents JournalReader::read() {
@@ -40,8 +53,8 @@ JournalContents JournalReader::read() {
     Found found[journal::kSlots];
     std::uint64_t newest = 0;
     for (std::uint32_t i = 0; i < journal::kSlots; ++i) {
-        found[i] = readSlotHeader(journal::slotOffset(m_contents.header.slotBytes, i));
-        newest = std::max(newest, found[i].header.value_or(journal::SlotHeader{}).sequence);
+        found[i] = readMarks(journal::slotOffset(m_contents.header.slotBytes, i));
+        newest = std::max({newest, sequenceOf(found[i].header), sequenceOf(found[i].note)});
     }
     for (std::uint32_t i = 0; i < journal::kSlots; ++i)
         readSlot(i, found[i], newest);
@@ -53,112 +66,175 @@ JournalContents JournalReader::read() {
 }
 
 bool JournalReader::readHeader() {
-    if (m_file.info().bytes < kBlockBytes) {
-        reject(m_file.info().bytes == 0 ? JournalState::unused : JournalState::truncated,
-               "the file is shorter than a journal's header");
+    if (m_file.info().bytes < journal::kFileHeaders * journal::kFileHeaderBytes) {
+        // The file gets its size before it becomes a journal.
+        zel::Buffer begin;
+        const bool isOther = readBytes(0, kBlockBytes, begin) &&
+                             journal::beginningOf(bytesOf(begin)) == journal::FileBeginning::otherVersion;
+        const bool isEmpty = m_file.info().bytes == 0;
+        reject(isOther   ? JournalState::otherVersion
+               : isEmpty ? JournalState::unused
+                         : JournalState::truncated,
+               isOther ? kOtherVersion : "the file is shorter than a journal's header");
         return false;
     }
-    if (const DeviceStatus status = m_file.read(0, m_block.data(), kBlockBytes); !status.ok()) {
-        m_contents.problem = "the file cannot be read: " + status.text;
+    std::vector<zel::Buffer> copies(journal::kFileHeaders);
+    std::uint64_t offset = 0;
+    for (zel::Buffer& copy : copies) {
+        if (!readBytes(offset, journal::kFileHeaderBytes, copy))
+            copy = {};
+        offset += journal::kFileHeaderBytes;
+    }
+    if (!decodeHeader(copies)) {
+        judgeBrokenHeader(copies);
         return false;
     }
-    const auto header = journal::decodeFile(block());
-    if (!header) {
-        judgeBrokenHeader();
-        return false;
-    }
-    m_contents.header = *header;
-    if (m_file.info().bytes >= UndoJournal::fileBytes(header->slotBytes, 0))
+    if (m_file.info().bytes >= UndoJournal::fileBytes(m_contents.header.slotBytes, 0))
         return true;
     reject(JournalState::truncated, "the file is shorter than its header says");
     return false;
 }
 
-/// The header is the first thing written to the zeros of the file, and durable before the rest.
-void JournalReader::judgeBrokenHeader() {
-    const bool isBlank = journal::isBlank(block());
-    const bool hasMagic = journal::hasFileMagic(block());
-    const std::uint32_t version = journal::versionOf(block());
-    if (!isBlank && !hasMagic)
+/// Mending takes a while, so only where neither copy is as it was.
+bool JournalReader::decodeHeader(const std::vector<zel::Buffer>& copies) {
+    for (const bool isMending : {false, true})
+        for (const zel::Buffer& copy : copies)
+            if (const auto header = journal::decodeFile(bytesOf(copy), isMending)) {
+                m_contents.header = *header;
+                return true;
+            }
+    return false;
+}
+
+bool JournalReader::isFirstSlotBlank() {
+    zel::Buffer marks;
+    return readBytes(journal::slotOffset(0, 0), 2 * kBlockBytes, marks) &&
+           journal::isBlank(bytesOf(marks).first(kBlockBytes)) &&
+           journal::isBlank(bytesOf(marks).subspan(kBlockBytes));
+}
+
+/// The header is the first thing written to the zeros of the file, and durable before the rest; the first
+/// slot is filled first, and never blank again.
+void JournalReader::judgeBrokenHeader(const std::vector<zel::Buffer>& copies) {
+    using Beginning = journal::FileBeginning;
+    const auto has = [&copies](Beginning beginning) {
+        return std::any_of(copies.begin(), copies.end(), [beginning](const zel::Buffer& copy) {
+            return copy.size() > 0 && journal::beginningOf(bytesOf(copy)) == beginning;
+        });
+    };
+    const bool isReadable =
+        std::all_of(copies.begin(), copies.end(), [](const zel::Buffer& copy) { return copy.size() > 0; });
+    const bool isSecondOther = isReadable && journal::beginningOf(bytesOf(copies[1])) == Beginning::other;
+    if (copies[0].size() > 0 && journal::beginningOf(bytesOf(copies[0])) == Beginning::otherVersion)
+        reject(JournalState::otherVersion, kOtherVersion);
+    else if (!isReadable)
+        reject(JournalState::unreadable, "the file's header cannot be read");
+    else if (has(Beginning::other) && !has(Beginning::cutOff))
         reject(JournalState::notAJournal, "the file is no journal, or its beginning is damaged");
-    else if (hasMagic && version != journal::kVersion && version != 0)
-        reject(JournalState::otherVersion,
-               "the journal was written by another version of the program: use that one");
-    else if (readBlock(kBlockBytes) && journal::isBlank(block()))
+    else if (!has(Beginning::other) && !isSecondOther && isFirstSlotBlank())
         reject(JournalState::unused, "the run ended before it protected anything: nothing was overwritten");
     else
         reject(JournalState::damaged, "the journal's header is damaged: it does not fit its checksum");
 }
 
-JournalReader::Found JournalReader::readSlotHeader(std::uint64_t offset) {
+JournalReader::Found JournalReader::readMarks(std::uint64_t slotOffset) {
+    const journal::Session& session = m_contents.header.session;
+    zel::Buffer block;
+    const auto read = [&](std::uint64_t at, auto find) {
+        if (!readBytes(slotOffset + at, kBlockBytes, block))
+            return find(nullptr);
+        const Bytes bytes = bytesOf(block);
+        return find(&bytes);
+    };
     Found found;
-    found.isReadable = readBlock(offset);
-    if (found.isReadable)
-        found.header = journal::decodeSlot(block());
-    if (found.header && found.header->session != m_contents.header.session)
-        found.header.reset();
+    found.note =
+        read(journal::kNoteAt, [&](const Bytes* bytes) { return journal::findNote(bytes, session); });
+    found.header = read(journal::kSlotHeaderAt,
+                        [&](const Bytes* bytes) { return journal::findHeader(bytes, session, found.note); });
     return found;
 }
 
 void JournalReader::readSlot(std::uint32_t index, const Found& found, std::uint64_t newest) {
+    const SlotFate fate = journal::judgeSlot(found.header, found.note);
+    if (fate.kind == SlotFate::Kind::settled)
+        return;
     JournalSlot slot;
     slot.index = index;
-    if (!found.isReadable) {
+    slot.sequence = fate.header.sequence;
+    slot.wasRestoring = fate.wasRestoring;
+    if (fate.kind == SlotFate::Kind::damaged || !isPlausible(fate.header)) {
         m_contents.damaged.push_back(std::move(slot));
         return;
     }
-    if (!found.header || found.header->mark != SlotMark::open)
-        return;
-    slot.sequence = found.header->sequence;
-    slot.lba = found.header->lba;
-    slot.count = found.header->count;
-    // Of this filling of the slot, or of an earlier one.
-    const Found note =
-        readSlotHeader(journal::slotOffset(m_contents.header.slotBytes, index) + journal::kNoteAt);
-    const bool wasDurable = note.header && note.header->sequence == slot.sequence;
-    slot.wasRestoring = wasDurable && note.header->mark == SlotMark::restoring;
-    bool isReadable = true;
-    if (readData(journal::slotOffset(m_contents.header.slotBytes, index) + journal::kDataAt, *found.header,
-                 slot, isReadable)) {
-        m_contents.open.push_back(std::move(slot));
-    } else if (!isReadable || wasDurable || slot.sequence != newest) {
-        slot.data = {};
-        m_contents.damaged.push_back(std::move(slot));
-    }
+    slot.lba = fate.header.lba;
+    slot.count = fate.header.count;
+    readData(std::move(slot), fate.header,
+             fate.kind == SlotFate::Kind::openOrCutOff && fate.header.sequence == newest);
 }
 
-bool JournalReader::readData(std::uint64_t offset, const journal::SlotHeader& header, JournalSlot& slot,
-                             bool& isReadable) {
+bool JournalReader::isPlausible(const journal::SlotHeader& header) const {
     const DriveIdentity& drive = m_contents.header.drive;
-    if (header.count == 0 || header.dataBytes != std::uint64_t{header.count} * drive.sectorBytes ||
-        header.dataBytes > m_contents.header.slotBytes || header.lba > drive.sectors ||
-        header.count > drive.sectors - header.lba)
-        return false;
-    const auto bytes = static_cast<std::size_t>(header.dataBytes);
-    slot.data = zel::Buffer(static_cast<std::size_t>(journal::roundUp(bytes)));
-    isReadable = m_file.read(offset, slot.data.data(), slot.data.size()).ok();
-    return isReadable && checksumOf({slot.data.data(), bytes}) == header.data;
+    return header.count != 0 && header.dataBytes == std::uint64_t{header.count} * drive.sectorBytes &&
+           header.dataBytes <= m_contents.header.slotBytes && header.lba <= drive.sectors &&
+           header.count <= drive.sectors - header.lba;
 }
 
+void JournalReader::readData(JournalSlot slot, const journal::SlotHeader& header, bool mayBeCutOff) {
+    const std::uint64_t slotBytes = m_contents.header.slotBytes;
+    const std::uint64_t offset = journal::slotOffset(slotBytes, slot.index);
+    CheckedData data(m_file, {offset + journal::dataAt(slotBytes), offset + journal::kTableAt,
+                              header.dataBytes, header.root});
+    // What cannot be read proves nothing.
+    if (!data.isWhole() && mayBeCutOff && data.wasReadable())
+        return;
+    if (data.isLost()) {
+        m_contents.damaged.push_back(std::move(slot));
+        return;
+    }
+    noteLost(slot, data.lost());
+    slot.data = data.takeBuffer();
+    m_contents.open.push_back(std::move(slot));
+}
+
+void JournalReader::noteLost(JournalSlot& slot, const std::vector<std::size_t>& blocks) const {
+    const std::uint64_t sectorBytes = m_contents.header.drive.sectorBytes;
+    for (const std::size_t block : blocks) {
+        const std::uint64_t first = slot.lba + block * kBlockBytes / sectorBytes;
+        const std::uint64_t end = std::min(
+            slot.lba + slot.count, slot.lba + ((block + 1) * kBlockBytes + sectorBytes - 1) / sectorBytes);
+        if (!slot.lost.empty() && slot.lost.back().lba + slot.lost.back().count >= first)
+            slot.lost.back().count = end - slot.lost.back().lba;
+        else
+            slot.lost.push_back({first, end - first});
+    }
+}
+
+/// False when any of it is lost; the rest is kept.
 bool JournalReader::readExpected() {
     const std::uint64_t offset = journal::expectedOffset(m_contents.header.slotBytes);
-    if (!readBlock(offset))
+    const std::uint64_t sectorBytes = m_contents.header.drive.sectorBytes;
+    zel::Buffer block;
+    if (!readBytes(offset, kBlockBytes, block))
         return false;
-    if (journal::isBlank(block()))
+    if (journal::isBlank(bytesOf(block)))
         return true;
-    const auto header = journal::decodeExpected(block());
-    const std::uint64_t room = m_file.info().bytes - offset - kBlockBytes;
+    const auto header = journal::decodeExpected(bytesOf(block));
+    const std::uint64_t room = m_file.info().bytes - offset;
     if (!header || header->session != m_contents.header.session || header->bytes > room ||
-        journal::roundUp(header->bytes) > room || header->bytes % m_contents.header.drive.sectorBytes != 0)
+        journal::expectedAreaBytes(header->bytes) > room || header->bytes % sectorBytes != 0)
         return false;
-    zel::Buffer contents(static_cast<std::size_t>(journal::roundUp(header->bytes)));
-    if (!m_file.read(offset + kBlockBytes, contents.data(), contents.size()).ok())
-        return false;
-    const Bytes expected{contents.data(), static_cast<std::size_t>(header->bytes)};
-    if (checksumOf(expected) != header->data)
-        return false;
-    m_contents.expected.assign(expected.begin(), expected.end());
-    return true;
+    const std::uint64_t dataAt = offset + kBlockBytes;
+    const CheckedData data(m_file,
+                           {dataAt, dataAt + journal::roundUp(header->bytes), header->bytes, header->root});
+    for (std::size_t at = 0; at < data.bytes().size(); at += sectorBytes) {
+        const auto isIn = [&](std::size_t lost) {
+            return lost * kBlockBytes < at + sectorBytes && at < (lost + 1) * kBlockBytes;
+        };
+        const Bytes sector = data.bytes().subspan(at, sectorBytes);
+        if (std::none_of(data.lost().begin(), data.lost().end(), isIn))
+            m_contents.expected.insert(m_contents.expected.end(), sector.begin(), sector.end());
+    }
+    return data.isWhole();
 }
 
 }  // namespace libDrive2

@@ -1,36 +1,36 @@
 #pragma once
 
-#include "libDrive2/journal/JournalLayout.h"
+#include "libDrive2/journal/SlotJudge.h"
 
 namespace libDrive2 {
 
 /// Reads a journal part by part.
 class JournalReader {
 public:
-    explicit JournalReader(BlockHandle& file) : m_file(file), m_block(journal::kBlockBytes) {}
+    explicit JournalReader(BlockHandle& file) : m_file(file) {}
 
     JournalContents read();
 
 private:
-    /// What a slot's header said.
+    /// What a slot's header and note said.
     struct Found {
-        bool isReadable = false;
-        std::optional<journal::SlotHeader> header{};  ///< of this run
+        journal::FoundMark header{}, note{};
     };
 
-    bool readBlock(std::uint64_t offset);
-    [[nodiscard]] Bytes block() const { return {m_block.data(), m_block.size()}; }
+    bool readBytes(std::uint64_t offset, std::size_t bytes, zel::Buffer& buffer);
     bool readHeader();
-    void judgeBrokenHeader();
-    Found readSlotHeader(std::uint64_t offset);
+    bool decodeHeader(const std::vector<zel::Buffer>& copies);
+    void judgeBrokenHeader(const std::vector<zel::Buffer>& copies);
+    [[nodiscard]] bool isFirstSlotBlank();
+    Found readMarks(std::uint64_t slotOffset);
     void readSlot(std::uint32_t index, const Found& found, std::uint64_t newest);
-    bool readData(std::uint64_t offset, const journal::SlotHeader& header, JournalSlot& slot,
-                  bool& isReadable);
+    [[nodiscard]] bool isPlausible(const journal::SlotHeader& header) const;
+    void readData(JournalSlot slot, const journal::SlotHeader& header, bool mayBeCutOff);
+    void noteLost(JournalSlot& slot, const std::vector<std::size_t>& blocks) const;
     bool readExpected();
     void reject(JournalState state, const char* problem);
 
     BlockHandle& m_file;
-    zel::Buffer m_block;
     JournalContents m_contents;
 };
 

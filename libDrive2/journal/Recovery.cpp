@@ -1,3 +1,6 @@
+#include <algorithm>
+#include <deque>
+
 #include "libDrive2/JournalRecovery.h"
 #include "libDrive2/journal/SlotMarks.h"
 #include "libDrive2/journal/SlotRecovery.h"
@@ -7,21 +10,67 @@ namespace libDrive2 {
 
 namespace {
 
+/// Whether it is the journal's drive, or the person says so where the system proves nothing lasting.
+bool mayBeItsDrive(const RecoveryTask& task) {
+    const DriveIdentity& drive = task.journal->header.drive;
+    return isSameDrive(task.driveIdentity, drive) ||
+           (task.isNamed && (!isStable(task.driveIdentity) || !isStable(drive)));
+}
+
+bool hasItsSize(const RecoveryTask& task) {
+    const BlockDeviceInfo& drive = task.drive->info();
+    const DriveIdentity& before = task.journal->header.drive;
+    return drive.logicalSectorBytes == before.sectorBytes &&
+           drive.bytes / drive.logicalSectorBytes == before.sectors;
+}
+
 /// Why nothing can be done; empty when it can.
-zel::String refusal(const RecoveryTask& task) {
+zel::String refusal(const RecoveryTask& task, RecoveryReport& report) {
     const JournalContents& journal = *task.journal;
     if (journal.state != JournalState::valid)
         return journal.problem;
-    if (!(task.driveIdentity == journal.header.drive))
+    report.isOtherDrive = !task.force && !mayBeItsDrive(task);
+    if (report.isOtherDrive)
         return zel::format("the journal is of another drive (%s), not of this one (%s)",
                            journal.header.drive.describe(), task.driveIdentity.describe());
-    const BlockDeviceInfo& drive = task.drive->info();
-    if (drive.logicalSectorBytes != journal.header.drive.sectorBytes ||
-        drive.bytes / drive.logicalSectorBytes != journal.header.drive.sectors)
+    if (!hasItsSize(task))
         return zel::format(
             "the drive has another size than when the journal was written: %u bytes in sectors of %u",
-            drive.bytes, drive.logicalSectorBytes);
+            task.drive->info().bytes, task.drive->info().logicalSectorBytes);
     return {};
+}
+
+/// Compares what the run did not change. Why nothing can be done; empty when it can.
+zel::String findChanges(const RecoveryTask& task, RecoveryReport& report) {
+    const JournalContents& journal = *task.journal;
+    std::vector<SectorSpan> except;
+    bool isUnknown = false;
+    for (const auto* slots : {&journal.open, &journal.damaged})
+        for (const JournalSlot& slot : *slots) {
+            isUnknown = isUnknown || slot.count == 0;
+            except.push_back({slot.lba, slot.count});
+        }
+    report.fingerprint = compareFingerprint(*task.drive, journal.header.fingerprint, except);
+    if (report.fingerprint.changed == 0 || task.force)
+        return {};
+    return zel::format(
+        "%u of %u places looked at on the drive, the first at sector %u, have changed since the run began: "
+        "somebody has written to it since, or it is another drive%s",
+        report.fingerprint.changed, report.fingerprint.compared, report.fingerprint.firstChanged,
+        isUnknown ? "; or the run did, in sectors that the damaged journal no longer knows" : "");
+}
+
+/// Newest first: what a later slot protected may have been written over an earlier one.
+std::deque<SlotRecovery> examineSlots(const RecoveryTask& task, SectorMatcher& matcher) {
+    std::deque<SlotRecovery> slots;
+    for (auto slot = task.journal->open.rbegin(); slot != task.journal->open.rend(); ++slot)
+        slots.emplace_back(task, *slot, matcher).examine();
+    return slots;
+}
+
+bool areAllEqual(const std::deque<SlotRecovery>& slots) {
+    return !slots.empty() && std::all_of(slots.begin(), slots.end(),
+                                         [](const SlotRecovery& slot) { return slot.isAllEqual(); });
 }
 
 }  // namespace
@@ -29,19 +78,24 @@ zel::String refusal(const RecoveryTask& task) {
 RecoveryReport recover(const RecoveryTask& task) {
     RecoveryReport report;
     report.slotsLeft = task.journal->open.size() + task.journal->damaged.size();
-    report.problem = refusal(task);
+    report.problem = refusal(task, report);
+    if (report.problem.isEmpty())
+        report.problem = findChanges(task, report);
     if (!report.problem.isEmpty())
         return report;
-    SectorMatcher matcher(task.journal->expected, task.driveIdentity.sectorBytes);
-    for (const JournalSlot& slot : task.journal->open) {
-        SlotRecovery recovery(task, slot, matcher);
-        if (recovery.run()) {
-            if (const DeviceStatus closed = closeSlot(*task.journalFile, *task.journal, slot); closed.ok())
+    SectorMatcher matcher(task.journal->expected, task.journal->header.drive.sectorBytes);
+    std::deque<SlotRecovery> slots = examineSlots(task, matcher);
+    report.mayBeCopy =
+        !task.force && !isSameDrive(task.driveIdentity, task.journal->header.drive) && areAllEqual(slots);
+    for (SlotRecovery& slot : slots) {
+        if (!task.dryRun && !report.mayBeCopy && slot.run()) {
+            if (const DeviceStatus closed = closeSlot(*task.journalFile, *task.journal, slot.slot());
+                closed.ok())
                 --report.slotsLeft;
             else
                 report.problem = "the journal could not be written: " + closed.text;
         }
-        recovery.addTo(report);
+        slot.addTo(report);
     }
     return report;
 }

@@ -17,9 +17,10 @@ SlotRecovery::SlotRecovery(const RecoveryTask& task, const JournalSlot& slot, Se
     : m_task(task),
       m_slot(slot),
       m_matcher(matcher),
-      m_sectorBytes(task.driveIdentity.sectorBytes),
+      m_sectorBytes(task.journal->header.drive.sectorBytes),
       m_found(slot.count * m_sectorBytes),
       m_held(slot.count, Held::known),
+      m_isLost(slot.count, false),
       m_findings(slot.count, SectorFinding::equal) {}
 
 Bytes SlotRecovery::original(std::uint32_t index, std::uint32_t count) const {
@@ -48,7 +49,14 @@ void SlotRecovery::forRuns(Belongs belongs, Act act) const {
 }
 
 bool SlotRecovery::isToRestore(std::uint32_t index) const {
-    return m_findings[index] == SectorFinding::restored || m_findings[index] == SectorFinding::torn;
+    return m_findings[index] == SectorFinding::restored || m_findings[index] == SectorFinding::torn ||
+           m_findings[index] == SectorFinding::replaced;
+}
+
+/// What holds exactly what the run wrote is of no use to anybody, unless this is not what it seems.
+bool SlotRecovery::isToSave(std::uint32_t index) const {
+    return m_held[index] == Held::known && isToRestore(index) &&
+           (m_task.force || m_findings[index] != SectorFinding::restored);
 }
 
 bool SlotRecovery::has(SectorFinding finding) const {
@@ -60,16 +68,21 @@ void SlotRecovery::fail(std::uint32_t index, const zel::String& problem) {
     m_problems.emplace(index, problem);
 }
 
+bool SlotRecovery::isAllEqual() const {
+    return std::all_of(m_findings.begin(), m_findings.end(),
+                       [](SectorFinding finding) { return finding == SectorFinding::equal; });
+}
+
 bool SlotRecovery::run() {
-    examine();
-    if (m_task.dryRun)
-        return false;
-    saveTorn();
-    noteTorn();
-    writeBack();
-    makeDurable();
-    verify();
-    return saveOriginals() && !has(SectorFinding::failed);
+    if (!has(SectorFinding::foreign)) {
+        saveFound();
+        noteTorn();
+        writeBack();
+        makeDurable();
+        verify();
+    }
+    saveOriginals();
+    return !has(SectorFinding::failed) && !has(SectorFinding::foreign);
 }
 
 /// Only an error of the medium, or of the drive with it, tells that a sector holds nothing readable.
@@ -101,8 +114,28 @@ void SlotRecovery::examine() {
     for (std::uint32_t i = 0; i < m_slot.count; ++i)
         all[i] = i;
     readAll(all);
+    loseSectors();
     for (std::uint32_t i = 0; i < m_slot.count; ++i)
-        m_findings[i] = judge(i);
+        if (m_findings[i] != SectorFinding::failed)
+            m_findings[i] = judge(i);
+    if (has(SectorFinding::foreign))
+        withhold();
+}
+
+void SlotRecovery::loseSectors() {
+    for (const SectorSpan& span : m_slot.lost)
+        for (std::uint64_t lba = span.lba; lba < span.lba + span.count; ++lba) {
+            const auto index = static_cast<std::uint32_t>(lba - m_slot.lba);
+            m_isLost[index] = true;
+            fail(index, "the journal's own medium lost its data");
+        }
+}
+
+/// One foreign sector shows that somebody else used these, and what looks like the run's may be theirs.
+void SlotRecovery::withhold() {
+    for (std::uint32_t i = 0; i < m_slot.count; ++i)
+        if (isToRestore(i))
+            m_findings[i] = SectorFinding::withheld;
 }
 
 SectorFinding SlotRecovery::judge(std::uint32_t index) {
@@ -110,6 +143,11 @@ SectorFinding SlotRecovery::judge(std::uint32_t index) {
         return SectorFinding::failed;
     if (m_held[index] == Held::unreadable)
         return SectorFinding::restored;
+    const SectorFinding finding = compare(index);
+    return m_task.force && finding == SectorFinding::foreign ? SectorFinding::replaced : finding;
+}
+
+SectorFinding SlotRecovery::compare(std::uint32_t index) {
     const Bytes now = found(index);
     if (std::memcmp(now.data(), original(index).data(), now.size()) == 0)
         return SectorFinding::equal;
@@ -134,9 +172,9 @@ void SlotRecovery::noteTorn() {
 }
 
 /// Before they are overwritten: an unlucky coincidence may look like a torn sector.
-void SlotRecovery::saveTorn() {
+void SlotRecovery::saveFound() {
     forRuns(
-        [this](std::uint32_t i) { return m_findings[i] == SectorFinding::torn; },
+        [this](std::uint32_t i) { return isToSave(i); },
         [this](std::uint32_t first, std::uint32_t count) {
             if (m_task.sink->saveSectors(m_slot.lba + first, found(first, count), RecoverySink::What::found))
                 return;
@@ -199,21 +237,20 @@ void SlotRecovery::verify() {
             fail(i, "it was written, but reads back as something else");
 }
 
-bool SlotRecovery::saveOriginals() {
-    bool saved = true;
+void SlotRecovery::saveOriginals() {
     forRuns(
         [this](std::uint32_t i) {
-            return m_findings[i] == SectorFinding::foreign || m_findings[i] == SectorFinding::failed;
+            return !m_isLost[i] &&
+                   (m_findings[i] == SectorFinding::foreign || m_findings[i] == SectorFinding::withheld ||
+                    m_findings[i] == SectorFinding::failed);
         },
-        [&](std::uint32_t first, std::uint32_t count) {
+        [this](std::uint32_t first, std::uint32_t count) {
             if (m_task.sink->saveSectors(m_slot.lba + first, original(first, count),
                                          RecoverySink::What::original))
                 return;
-            saved = false;
             for (std::uint32_t i = first; i < first + count; ++i)
                 fail(i, "its saved data could not be exported");
         });
-    return saved;
 }
 
 void SlotRecovery::addTo(RecoveryReport& report) const {

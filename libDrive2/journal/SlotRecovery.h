@@ -8,13 +8,18 @@
 
 namespace libDrive2 {
 
-/// Puts back the sectors of one slot. The steps in their order: examine, save, write back, verify.
+/// Puts back the sectors of one slot, all or none. The steps in their order: examine, save, write back,
+/// verify.
 class SlotRecovery {
 public:
     SlotRecovery(const RecoveryTask& task, const JournalSlot& slot, SectorMatcher& matcher);
 
-    /// Whether all sectors are settled, so that the slot may be closed; never in a dry run.
+    /// Finds out what the sectors hold; writes nothing.
+    void examine();
+    [[nodiscard]] bool isAllEqual() const;
+    /// What follows. Whether all sectors hold their originals, so that the slot may be closed.
     bool run();
+    [[nodiscard]] const JournalSlot& slot() const { return m_slot; }
     void addTo(RecoveryReport& report) const;
 
 private:
@@ -26,11 +31,13 @@ private:
     [[nodiscard]] std::uint64_t offsetOf(std::uint32_t index) const;
     void readAll(const std::vector<std::uint32_t>& sectors);
     void readSector(std::uint32_t index);
-    void examine();
     SectorFinding judge(std::uint32_t index);
-    void saveTorn();
+    SectorFinding compare(std::uint32_t index);
+    void loseSectors();
+    void withhold();
+    void saveFound();
     void noteTorn();
-    bool saveOriginals();
+    void saveOriginals();
     void writeBack();
     void writeRun(std::uint32_t first, std::uint32_t count);
     void writeSector(std::uint32_t index);
@@ -38,6 +45,7 @@ private:
     void verify();
     void fail(std::uint32_t index, const zel::String& problem);
     [[nodiscard]] bool isToRestore(std::uint32_t index) const;
+    [[nodiscard]] bool isToSave(std::uint32_t index) const;
     [[nodiscard]] bool has(SectorFinding finding) const;
     /// Calls `act(first, count)` for the runs of sectors for which `belongs(index)` holds.
     template <class Belongs, class Act>
@@ -49,6 +57,7 @@ private:
     std::size_t m_sectorBytes;
     zel::Buffer m_found;
     std::vector<Held> m_held;
+    std::vector<bool> m_isLost;  ///< sectors whose originals the journal's own medium lost
     std::vector<SectorFinding> m_findings;
     bool m_isDriveGone = false;
     std::map<std::uint32_t, zel::String> m_problems;  ///< of failed sectors

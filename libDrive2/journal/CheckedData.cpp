@@ -1,0 +1,156 @@
+#include "libDrive2/journal/CheckedData.h"
+
+#include <xxhash.h>
+
+#include <algorithm>
+#include <cstring>
+#include <numeric>
+
+#include "libDrive2/journal/JournalLayout.h"
+#include "libDrive2/journal/Mending.h"
+
+// How damage is found and mended:
+// - Does the root of what was read fit, all is well, whatever became of the table.
+// - Else the table in the file tells which blocks differ. If the table fits the root, perhaps after one bit
+//   of it was mended, it is right: a block that no single bit mends is lost, but only that.
+// - If not, entries and blocks may both be wrong. A block that one bit makes fit its entry is mended by it;
+// of
+//   the others the block may be right and the entry wrong. The root tells whether all is well then; if it
+//   does not, nothing can be trusted.
+
+namespace libDrive2::journal {
+
+namespace {
+
+constexpr std::size_t kEntryBytes = 8;
+/// Mending a block takes some milliseconds. Where more than that differ, it was not a bit that flipped.
+constexpr std::size_t kMostMended = 64;
+
+std::uint64_t sumOf(Bytes block) {
+    return XXH3_64bits(block.data(), block.size());
+}
+
+std::size_t blocksOf(std::uint64_t bytes) {
+    return static_cast<std::size_t>(roundUp(bytes) / kBlockBytes);
+}
+
+Checksum rootOfTable(const std::vector<std::uint64_t>& sums) {
+    std::vector<std::uint8_t> table(sums.size() * kEntryBytes);
+    for (std::size_t i = 0; i < sums.size(); ++i)
+        storeLittleEndian(table, i * kEntryBytes, sums[i]);
+    return checksumOf(table);
+}
+
+std::vector<std::uint64_t> sumsOf(Bytes data) {
+    std::vector<std::uint64_t> sums(blocksOf(data.size()));
+    for (std::size_t i = 0; i < sums.size(); ++i)
+        sums[i] = sumOf(slice(data, i * kBlockBytes, kBlockBytes));
+    return sums;
+}
+
+}  // namespace
+
+std::uint64_t CheckedData::tableBytes(std::uint64_t dataBytes) {
+    return roundUp(roundUp(dataBytes) / kBlockBytes * kEntryBytes);
+}
+
+Checksum CheckedData::sum(Bytes data, std::uint8_t* table) {
+    const std::span<std::uint8_t> room(table, static_cast<std::size_t>(tableBytes(data.size())));
+    std::size_t at = 0;
+    for (std::size_t from = 0; from < data.size(); from += kBlockBytes, at += kEntryBytes)
+        storeLittleEndian(room, at, sumOf(slice(data, from, kBlockBytes)));
+    std::fill(room.begin() + static_cast<std::ptrdiff_t>(at), room.end(), std::uint8_t{0});
+    return checksumOf(room.first(at));
+}
+
+Checksum CheckedData::rootOf(Bytes data) {
+    return rootOfTable(sumsOf(data));
+}
+
+CheckedData::CheckedData(BlockHandle& file, const Place& place)
+    : m_data(static_cast<std::size_t>(roundUp(place.bytes))), m_bytes(static_cast<std::size_t>(place.bytes)) {
+    readData(file, place.dataAt);
+    m_sums = sumsOf(bytes());
+    if (rootOfTable(m_sums) == place.root) {
+        m_lost.clear();
+        return;
+    }
+    if (!readTable(file, place.tableAt)) {
+        loseAll();
+        return;
+    }
+    for (std::size_t i = 0; i < m_sums.size(); ++i)
+        if (m_sums[i] != m_stored[i])
+            m_differing.push_back(i);
+    const bool isTableRight = mendTable(place.root);
+    m_lost.clear();
+    mendBlocks();
+    if (!isTableRight && rootOfTable(m_sums) != place.root)
+        loseAll();
+    else if (!isTableRight)
+        m_lost.clear();
+}
+
+/// Block by block where the whole cannot be read.
+void CheckedData::readData(BlockHandle& file, std::uint64_t offset) {
+    if (file.read(offset, m_data.data(), m_data.size()).ok())
+        return;
+    m_isReadable = false;
+    for (std::size_t at = 0; at < m_data.size(); at += kBlockBytes)
+        if (!file.read(offset + at, m_data.data() + at, kBlockBytes).ok())
+            std::memset(m_data.data() + at, 0, kBlockBytes);
+}
+
+bool CheckedData::readTable(BlockHandle& file, std::uint64_t offset) {
+    zel::Buffer table(static_cast<std::size_t>(tableBytes(m_bytes)));
+    if (!file.read(offset, table.data(), table.size()).ok()) {
+        m_isReadable = false;
+        return false;
+    }
+    m_stored.resize(m_sums.size());
+    for (std::size_t i = 0; i < m_stored.size(); ++i)
+        m_stored[i] = loadLittleEndian<std::uint64_t>({table.data(), table.size()}, i * kEntryBytes);
+    return true;
+}
+
+std::span<std::uint8_t> CheckedData::block(std::size_t index) {
+    const std::size_t at = index * kBlockBytes;
+    return {m_data.data() + at, std::min(kBlockBytes, m_bytes - at)};
+}
+
+/// Whether it fits the root now. A wrong entry is among those that differ.
+bool CheckedData::mendTable(const Checksum& root) {
+    if (rootOfTable(m_stored) == root)
+        return true;
+    if (m_differing.size() > kMostMended)
+        return false;
+    for (const std::size_t i : m_differing)
+        for (unsigned bit = 0; bit < 64; ++bit) {
+            m_stored[i] ^= std::uint64_t{1} << bit;
+            if (rootOfTable(m_stored) == root)
+                return true;
+            m_stored[i] ^= std::uint64_t{1} << bit;
+        }
+    return false;
+}
+
+void CheckedData::mendBlocks() {
+    for (const std::size_t i : m_differing)
+        if (m_sums[i] != m_stored[i] && (m_differing.size() > kMostMended || !mendBlock(i)))
+            m_lost.push_back(i);
+}
+
+bool CheckedData::mendBlock(std::size_t index) {
+    const std::span<std::uint8_t> bytes = block(index);
+    if (!mendBit(bytes, [&] { return sumOf(bytes) == m_stored[index]; }))
+        return false;
+    m_sums[index] = m_stored[index];
+    return true;
+}
+
+void CheckedData::loseAll() {
+    m_lost.resize(m_sums.size());
+    std::iota(m_lost.begin(), m_lost.end(), std::size_t{0});
+}
+
+}  // namespace libDrive2::journal
