@@ -102,4 +102,16 @@ OpenJournals findOpenJournals(const DriveIdentity& drive, const JournalSearch& s
     return found;
 }
 
+bool discardSettled(const std::string& path, JournalRegister& registered, std::string& problem) {
+    zel::String reason;
+    const auto file = JournalFolder::open(path, reason);
+    const bool isSettled = file != nullptr && isProvenSettled(libDrive2::readJournal(*file->handle()));
+    if (isSettled && !registered.remove(path, problem))
+        return false;
+    if (isSettled && file->remove(reason))
+        return true;
+    problem = reason.isEmpty() ? "the journal " + path + " is needed by now" : reason.utf8();
+    return false;
+}
+
 }  // namespace drivetest

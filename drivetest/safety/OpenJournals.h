@@ -43,4 +43,8 @@ OpenJournalState stateOfJournal(const std::string& path, libDrive2::JournalConte
 OpenJournals findOpenJournals(const libDrive2::DriveIdentity& drive, const JournalSearch& search,
                               const JournalRegister& registered);
 
+/// Deletes a journal and its entry, if the journal still proves to be settled when nobody else can write to
+/// it. False, and nothing is lost, when it does not.
+bool discardSettled(const std::string& path, JournalRegister& registered, std::string& problem);
+
 }  // namespace drivetest

@@ -130,7 +130,7 @@ zel::String GuardedFolder::problemOf(const std::string& name, const struct stat&
     if (owner == Owner::user && found.st_uid != geteuid())
         return zel::format("%s belongs to another user (uid %u): only that user can use or delete it",
                            path.c_str(), found.st_uid);
-    if (found.st_nlink != 1)
+    if (found.st_nlink > 1)
         return zel::format(
             "%s has %u names (hard links), so others may write to it: it is not used; leave it one name",
             path.c_str(), found.st_nlink);
@@ -138,6 +138,14 @@ zel::String GuardedFolder::problemOf(const std::string& name, const struct stat&
 }
 
 GuardedFile GuardedFolder::openFile(const std::string& name, int access, Owner owner) const {
+    GuardedFile opened = tryOpen(name, access, owner);
+    // Its name went to another file, or away, while it was opened.
+    while (opened.file && opened.found.st_nlink == 0)
+        opened = tryOpen(name, access, owner);
+    return opened;
+}
+
+GuardedFile GuardedFolder::tryOpen(const std::string& name, int access, Owner owner) const {
     GuardedFile opened;
     // Before opening, which does something to some devices, and after it, as the name may change meanwhile.
     if (fstatat(m_folder.get(), name.c_str(), &opened.found, AT_SYMLINK_NOFOLLOW) == 0) {

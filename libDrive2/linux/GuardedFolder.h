@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
-#include <cerrno>
 #include <optional>
 #include <string>
 #include <vector>
@@ -12,15 +11,6 @@
 #include "zel/String.h"
 
 namespace libDrive2 {
-
-/// Repeats a system call that a signal interrupts.
-template <class Call>
-auto uninterrupted(Call call) {
-    auto result = call();
-    while (result < 0 && errno == EINTR)
-        result = call();
-    return result;
-}
 
 /// A file of a GuardedFolder, or why there is none.
 struct GuardedFile {
@@ -66,6 +56,7 @@ private:
     GuardedFolder(std::string path, FileDescriptor folder)
         : m_path(std::move(path)), m_folder(std::move(folder)) {}
     static std::optional<GuardedFolder> check(GuardedFolder folder, Writers writers, zel::String& reason);
+    [[nodiscard]] GuardedFile tryOpen(const std::string& name, int access, Owner owner) const;
     [[nodiscard]] zel::String problemOf(const std::string& name, const struct stat& found, Owner owner) const;
 
     std::string m_path;

@@ -229,7 +229,7 @@ DeviceStatus LinuxBlockHandle::write(std::uint64_t offset, const void* buffer, s
 }
 
 DeviceStatus LinuxBlockHandle::flush() {
-    return fsync(m_buffered.get()) == 0 ? DeviceStatus{} : failure(errno);
+    return uninterrupted([this] { return fsync(m_buffered.get()); }) == 0 ? DeviceStatus{} : failure(errno);
 }
 
 DeviceStatus LinuxBlockHandle::dropCache() {

@@ -84,6 +84,22 @@ JournalUse useOf(const GuardedFile& file) {
     return lock(file.file, LOCK_SH | LOCK_NB) ? JournalUse::free : JournalUse::used;
 }
 
+/// Until the file is locked, somebody may take it for the journal of an ended run, and delete it.
+GuardedFile makeLocked(const GuardedFolder& folder, const std::string& name) {
+    GuardedFile made = folder.createFile(name, S_IRUSR | S_IWUSR);
+    while (made.file) {
+        if (!lock(made.file, LOCK_EX) || fstat(made.file.get(), &made.found) != 0) {
+            failWith(made.problem, zel::String(folder.pathOf(name)) + " cannot be locked", errno);
+            made.file.reset();
+        } else if (made.found.st_nlink == 0) {
+            made = folder.createFile(name, S_IRUSR | S_IWUSR);
+        } else {
+            break;
+        }
+    }
+    return made;
+}
+
 /// The folder, and those above it, each durable in the one above.
 bool makeFolder(const fs::path& folder, zel::String& reason) {
     std::error_code failed;
@@ -134,15 +150,12 @@ std::unique_ptr<JournalFile> JournalFolder::create(const zel::String& name, std:
     if (!folder)
         return nullptr;
     const std::string fileName = name.utf8() + kSuffix;
-    GuardedFile made = folder->createFile(fileName, S_IRUSR | S_IWUSR);
+    GuardedFile made = makeLocked(*folder, fileName);
     if (!made.file) {
         reason = "the journal " + made.problem;
         return nullptr;
     }
-    const bool isReady =
-        (lock(made.file, LOCK_EX) ||
-         failWith(reason, "the journal " + zel::String(fileName) + " cannot be locked", errno)) &&
-        reserve(made.file, folder->pathOf(fileName), bytes, reason) && folder->sync(reason);
+    const bool isReady = reserve(made.file, folder->pathOf(fileName), bytes, reason) && folder->sync(reason);
     auto held = std::make_unique<LinuxJournalFile>(std::move(*folder), fileName, std::move(made.file));
     zel::String ignored;
     if (isReady && held->openHandle(kAccessRead | kAccessWrite, reason))

@@ -208,6 +208,9 @@ TEST_F(OpenJournalsTest, RefuseTheDrivesThatShareTheirStorage) {
         EXPECT_TRUE(isSettled || found.open[0].state == row.state);
         EXPECT_TRUE(find(driveOf("wwid:1", 512000, 512)).open.empty());
         EXPECT_TRUE(find(drive, path).open.empty());
+        JournalRegister none(place + "/none/open");
+        EXPECT_EQ(fs::exists(path) && discardSettled(path, none, problem), isSettled) << problem;
+        EXPECT_EQ(fs::exists(path), !isSettled && row.state != OpenJournalState::missing);
         // Not registered, as far as that can be told.
         ASSERT_TRUE(journals.remove(path, problem));
         const bool isGone = isSettled || row.state == OpenJournalState::missing;
