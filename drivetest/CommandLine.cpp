@@ -152,6 +152,9 @@ int runCommandLine(int argc, char** argv) {
                      "Folder for data that is not put on the drive (default: beside the journal)")
         ->type_name("DIR");
     recovery->add_flag("--dry-run", recover.dryRun, "Only say what would be done");
+    recovery->add_flag(
+        "--force", recover.force,
+        "Put the data back even where somebody has written since; what is overwritten is exported first");
 
     if (argc > 1 && argv[1][0] != '-' && !isCommand(app, argv[1])) {
         complain(std::string("there is no command \"") + argv[1] + "\"; \"drivetest --help\" lists them");

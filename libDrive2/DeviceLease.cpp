@@ -13,4 +13,8 @@ std::unique_ptr<DeviceLease> DeviceLease::take(const zel::String& locator, Lease
     return takePlatformLease(locator, purpose, failure);
 }
 
+zel::Array<zel::String> DeviceLease::listLocators() {
+    return listPlatformLocators();
+}
+
 }  // namespace libDrive2

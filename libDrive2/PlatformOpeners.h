@@ -21,6 +21,7 @@ std::unique_ptr<ScsiPassThrough> openPlatformScsiObject(const zel::String& path)
 std::unique_ptr<AtaDevice> openPlatformAtaDevice(const zel::String& path);
 std::unique_ptr<NVMeDevice> openPlatformNVMeDevice(const zel::String& path);
 std::unique_ptr<DeviceLockingManager::Volumes> platformVolumes(const zel::String& path);
+zel::Array<zel::String> listPlatformLocators();
 std::unique_ptr<DeviceLease> takePlatformLease(const zel::String& path, LeasePurpose purpose,
                                                DeviceStatus& failure);
 

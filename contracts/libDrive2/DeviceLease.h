@@ -25,6 +25,9 @@ public:
     /// LIBDRIVE2_BUSY when somebody uses it, and a text that says who.
     static std::unique_ptr<DeviceLease> take(const zel::String& locator, LeasePurpose purpose,
                                              DeviceStatus& failure);
+    /// The locators of all block devices of this machine, partitions and mappings too, that can hold
+    /// something.
+    static zel::Array<zel::String> listLocators();
     DeviceLease(const DeviceLease&) = delete;
     DeviceLease& operator=(const DeviceLease&) = delete;
     /// Gives the drive back.

@@ -1,3 +1,7 @@
+#include <algorithm>
+#include <deque>
+#include <set>
+
 #include "drivetest/commands/Commands.h"
 #include "drivetest/safety/JournalPlace.h"
 
@@ -10,33 +14,98 @@ ExitStatus worse(ExitStatus a, ExitStatus b) {
     return a == kExitNotRestored || b == kExitPass ? a : b;
 }
 
+/// Without a folder: those in the usual one, and those that are registered, wherever they lie.
+bool findJournals(const std::string& folder, std::set<std::string>& paths, std::string& problem) {
+    zel::Array<zel::String> listed;
+    zel::String reason;
+    if (!libDrive2::JournalFolder(folder.empty() ? defaultJournalFolder() : folder).list(listed, reason)) {
+        problem = reason.utf8();
+        return false;
+    }
+    for (const zel::String& path : listed)
+        paths.insert(registeredPath(path.utf8()));
+    std::vector<RegisteredJournal> registered;
+    if (!folder.empty())
+        return true;
+    if (!JournalRegister().list(registered, problem))
+        complain(problem);
+    for (const RegisteredJournal& journal : registered)
+        if (!journal.problem.empty())
+            complain(journal.problem);
+        else if (journal.owner == RegisterFolder::user())
+            paths.insert(journal.journal);
+    return true;
+}
+
+/// All journals that were found, and what becomes of them.
+class Recoveries {
+public:
+    Recoveries(const RecoverOptions& options, Console& console) : m_options(options), m_console(console) {}
+
+    void begin(const std::set<std::string>& paths) {
+        for (const std::string& path : paths) {
+            JournalRecovery& recovery = m_all.emplace_back(m_options, path, m_console);
+            m_status = worse(m_status, recovery.begin());
+            if (!recovery.isOpen())
+                m_all.pop_back();
+        }
+        // What a later run protected may be what an earlier one left.
+        std::sort(m_all.begin(), m_all.end(), [](const JournalRecovery& a, const JournalRecovery& b) {
+            return a.header().createdUnixMicros > b.header().createdUnixMicros;
+        });
+    }
+
+    ExitStatus run() {
+        std::size_t ofOthers = 0;
+        for (std::size_t i = 0; i < m_all.size(); ++i) {
+            const ExitStatus status = runUnlessNewerIsOpen(i);
+            if (m_all[i].isOfOtherDrive())
+                ++ofOthers;
+            else
+                m_status = worse(m_status, status);
+        }
+        // Whoever named a drive for which there is nothing has named the wrong one.
+        return ofOthers > 0 && ofOthers == m_all.size() ? kExitNotRestored : m_status;
+    }
+
+private:
+    ExitStatus runUnlessNewerIsOpen(std::size_t index) {
+        JournalRecovery& recovery = m_all[index];
+        for (std::size_t newer = 0; newer < index; ++newer)
+            if (m_all[newer].isOpen() && !m_options.dryRun &&
+                libDrive2::sharesStorage(m_all[newer].header().drive, recovery.header().drive)) {
+                complain(recovery.path() + " is of the same drive as " + m_all[newer].path() +
+                         ", which is newer and has to be settled first; it is left as it is");
+                return kExitNotRestored;
+            }
+        return recovery.run();
+    }
+
+    const RecoverOptions& m_options;
+    Console& m_console;
+    std::deque<JournalRecovery> m_all;
+    ExitStatus m_status = kExitPass;
+};
+
 }  // namespace
 
 int recoverDrives(const RecoverOptions& options) {
-    const std::string folder = options.folder.empty() ? defaultJournalFolder() : options.folder;
-    zel::Array<zel::String> paths;
-    zel::String reason;
-    if (!libDrive2::JournalFolder(folder).list(paths, reason)) {
-        complain(reason.utf8());
+    std::set<std::string> paths;
+    std::string problem;
+    if (!findJournals(options.folder, paths, problem)) {
+        complain(problem);
         return kExitCannotRun;
     }
     Console console(stdout);
-    if (paths.isEmpty()) {
-        console.line("There is nothing to recover: " + folder + " holds no journals.");
+    if (paths.empty()) {
+        console.line("There is nothing to recover: " +
+                     (options.folder.empty() ? defaultJournalFolder() : options.folder) +
+                     " holds no journals" + (options.folder.empty() ? ", and none is registered." : "."));
         return kExitPass;
     }
-    ExitStatus ofTheDrive = kExitPass;
-    std::size_t ofOthers = 0;
-    for (const zel::String& path : paths) {
-        JournalRecovery recovery(options, path.utf8(), console);
-        const ExitStatus status = recovery.run();
-        if (recovery.isOfOtherDrive())
-            ++ofOthers;
-        else
-            ofTheDrive = worse(ofTheDrive, status);
-    }
-    // Whoever named a drive for which there is nothing has named the wrong one.
-    return ofOthers == paths.size() ? kExitNotRestored : ofTheDrive;
+    Recoveries recoveries(options, console);
+    recoveries.begin(paths);
+    return recoveries.run();
 }
 
 }  // namespace drivetest

@@ -6,21 +6,16 @@
 
 #include "drivetest/devices/Drives.h"
 #include "drivetest/recovery/ExportFolder.h"
-#include "drivetest/safety/Identity.h"
+#include "drivetest/safety/HeldDrive.h"
 #include "drivetest/safety/JournalPlace.h"
 #include "drivetest/terminal/Texts.h"
-#include "libDrive2/DeviceLockingManager.h"
-#include "libDrive2/DeviceOpeners.h"
 
 namespace drivetest {
 
 namespace {
 
-using libDrive2::DriveIdentity;
 using libDrive2::JournalFolder;
-using libDrive2::JournalState;
 using libDrive2::SectorFinding;
-using quix5::DiagDevice;
 
 /// A power cut can leave thousands of pieces; the first ones show what it is like.
 constexpr std::size_t kShownRanges = 20;
@@ -64,37 +59,50 @@ ExitStatus JournalRecovery::fail(const std::string& sentence, ExitStatus status)
     return status;
 }
 
+ExitStatus JournalRecovery::begin() {
+    std::string problem;
+    zel::String reason;
+    switch (stateOfJournal(m_path, &m_journal, problem)) {
+        case OpenJournalState::missing:
+            return fail(
+                "the journal " + m_path +
+                " is registered, but is not there now: mount the disk that it is on, or, if it is gone "
+                "for good, delete its entry in " +
+                defaultRegisterFolder());
+        case OpenJournalState::busy:
+            return fail(m_path + " belongs to a test or a recovery that is still running", kExitBusy);
+        case OpenJournalState::settled:
+            return discard();
+        case OpenJournalState::unreadable:
+            return fail(problem +
+                        "; it is left as it is, what it holds may be of use to somebody who can read it");
+        case OpenJournalState::open:
+            break;
+    }
+    m_isOpen = true;
+    return kExitPass;
+}
+
 ExitStatus JournalRecovery::run() {
-    if (JournalFolder::isInUse(m_path))
-        return fail(m_path + " belongs to a test that is still running, or cannot be examined", kExitBusy);
     zel::String reason;
     m_file = JournalFolder::open(m_path, reason);
     if (m_file == nullptr)
         return fail(reason.utf8());
     m_journal = libDrive2::readJournal(*m_file->handle());
-    if (m_journal.state == JournalState::unused ||
-        (m_journal.state == JournalState::valid && !m_journal.needsRecovery()))
-        return discard();
-    if (m_journal.state != JournalState::valid)
-        return fail(m_path + " cannot be used: " + m_journal.problem.utf8() +
-                    "; it is left as it is, what it holds may be of use to somebody who can read it");
     showHeader();
-    DriveIdentity identity;
     std::string problem;
-    const auto device = findItsDrive(identity, problem);
-    m_isOfOtherDrive =
-        !device && !m_options.device.empty() && !drivetest::isSameDrive(identity, m_journal.header.drive);
-    return device ? recoverOn(*device, identity) : fail(problem);
+    const auto drive = findItsDrive(problem);
+    return drive ? recoverOn(*drive) : fail(problem, m_isBusy ? kExitBusy : kExitNotRestored);
 }
 
 ExitStatus JournalRecovery::discard() {
-    zel::String reason;
+    std::string problem;
     if (m_options.dryRun) {
         m_console.line(m_path + ": its run left nothing to put back");
         return kExitPass;
     }
-    if (!JournalFolder::remove(m_path, reason))
-        return fail(reason.utf8(), kExitInternalError);
+    if (!discardSettled(m_path, m_register, problem))
+        return fail(problem, kExitInternalError);
     m_console.line(m_path + ": its run left nothing to put back; deleted");
     return kExitPass;
 }
@@ -114,72 +122,70 @@ void JournalRecovery::showHeader() const {
         m_console.line("  lost the list of test patterns: sectors that hold some count as something else");
 }
 
-bool JournalRecovery::matches(const DiagDevice& device, DriveIdentity& identity, std::string& problem) const {
-    identity = {};
-    if (!identify(device, identity, problem))
-        return false;
-    const DriveIdentity& wanted = m_journal.header.drive;
-    if (identity == wanted)
-        return true;
-    const std::string path = device.osLocator().utf8();
-    problem = drivetest::isSameDrive(identity, wanted)
-                  ? path + " is the drive, but of another size: " + identity.describe().utf8() +
-                        "; nothing was written to it"
-                  : path + " is another drive: " + identity.describe().utf8();
-    return false;
+/// Takes the drive, and looks only then whether it is the one: what its path leads to can change.
+std::optional<FoundDrive> JournalRecovery::take(const std::string& locator, std::string& problem) {
+    FoundDrive found;
+    if (!findDrive(locator, found.device, problem))
+        return std::nullopt;
+    libDrive2::DeviceStatus failure;
+    const auto purpose = m_options.dryRun ? libDrive2::LeasePurpose::look : libDrive2::LeasePurpose::write;
+    found.lease = libDrive2::DeviceLease::take(found.device.osLocator(), purpose, failure);
+    if (found.lease == nullptr) {
+        m_isBusy = failure.type == libDrive2::LIBDRIVE2_BUSY;
+        problem = failure.text.utf8() + (m_isBusy ? "; unmount it, stop what uses it, then try again" : "");
+        return std::nullopt;
+    }
+    if (const zel::String path = found.lease->descriptorPath(); !path.isEmpty())
+        describeAgain(found.device, path.utf8());
+    return found;
 }
 
-std::optional<DiagDevice> JournalRecovery::findItsDrive(DriveIdentity& identity, std::string& problem) const {
+/// Of what is not named, only what is proven to be the drive is taken at all.
+bool JournalRecovery::isItsDrive(const std::string& locator) const {
+    libDrive2::DeviceStatus failure;
+    const auto looked = libDrive2::DeviceLease::take(locator, libDrive2::LeasePurpose::look, failure);
+    return looked != nullptr && libDrive2::isSameDrive(looked->identity(), m_journal.header.drive);
+}
+
+std::optional<FoundDrive> JournalRecovery::findItsDrive(std::string& problem) {
     const libDrive2::JournalHeader& header = m_journal.header;
-    DiagDevice device;
-    if (!m_options.device.empty()) {
-        if (findDrive(m_options.device, device, problem) && matches(device, identity, problem))
-            return device;
-        return std::nullopt;
-    }
-    if (!isUnmistakable(header.drive)) {
-        problem = "its drive has no serial number, so another one could be taken for it: name it, with " +
-                  recoverCommand("DEVICE", std::filesystem::path(m_path).parent_path().string());
-        return std::nullopt;
-    }
-    if (findDrive(header.locator.utf8(), device, problem) && matches(device, identity, problem))
-        return device;
-    std::string resized;
-    for (const DiagDevice& listed : listDrives()) {
-        if (matches(listed, identity, problem))
-            return listed;
-        if (drivetest::isSameDrive(identity, header.drive))
-            resized = problem;
-    }
-    problem = !resized.empty()
-                  ? resized
-                  : "its drive is not there: connect it, or name it: \"drivetest recover DEVICE\"";
+    if (!m_options.device.empty())
+        return take(m_options.device, problem);
+    if (isItsDrive(header.locator.utf8()))
+        return take(header.locator.utf8(), problem);
+    for (const zel::String& locator : libDrive2::DeviceLease::listLocators())
+        if (isItsDrive(locator.utf8()))
+            return take(locator.utf8(), problem);
+    const std::string folder = std::filesystem::path(m_path).parent_path().string();
+    problem = libDrive2::isStable(header.drive) ? "its drive is not there: connect it, then try again"
+                                                : "nothing that lasts is known of its drive, so another one "
+                                                  "could be taken for it: name it, with " +
+                                                      recoverCommand("DEVICE", folder);
     return std::nullopt;
 }
 
-ExitStatus JournalRecovery::recoverOn(const DiagDevice& device, const DriveIdentity& identity) {
-    const zel::String& path = device.osLocator();
-    libDrive2::DeviceLockingManager volumes(path);
-    if (!m_options.dryRun && !volumes.lockVolumes())
-        return fail(volumes.getLastErrorStr().utf8() + "; unmount it, stop what uses it, then try again",
-                    kExitBusy);
-    const std::uint32_t access = libDrive2::kAccessRead | (m_options.dryRun ? 0U : libDrive2::kAccessWrite);
-    const auto drive = libDrive2::OsDevice::openOsDevice(
-        path, access, libDrive2::kShareRead | libDrive2::kShareWrite, libDrive2::kOpenExisting, 0);
+ExitStatus JournalRecovery::recoverOn(FoundDrive& found) {
+    zel::String reason;
+    const auto drive = found.lease->openBlock(!m_options.dryRun, reason);
     if (!drive)
-        return fail(libDrive2::lastOpenErrorStr().utf8());
+        return fail(reason.utf8());
     const std::filesystem::path file(m_path);
     ExportFolder sink(m_options.exportFolder.empty() ? file.parent_path().string() : m_options.exportFolder,
                       file.stem().string());
     const auto handle = m_file->handle();
-    const auto report =
-        libDrive2::recover({handle.get(), &m_journal, drive.get(), identity, &sink, m_options.dryRun});
+    libDrive2::RecoveryTask task{handle.get(), &m_journal,
+                                 drive.get(),  identityOf(*found.lease, found.device),
+                                 &sink,        m_options.dryRun};
+    task.isNamed = !m_options.device.empty();
+    task.force = m_options.force;
+    const auto report = libDrive2::recover(task);
+    m_isOfOtherDrive = report.isOtherDrive && task.isNamed;
     showFindings(report);
     for (const std::string& exported : sink.files())
         m_console.line("  exported  " + exported);
     if (!sink.problem().empty())
         complain(sink.problem());
-    return settle(report);
+    return settle(report, found.device.osLocator().utf8());
 }
 
 void JournalRecovery::showFindings(const libDrive2::RecoveryReport& report) const {
@@ -200,25 +206,50 @@ void JournalRecovery::showFindings(const libDrive2::RecoveryReport& report) cons
                            verbOf(static_cast<SectorFinding>(i), m_options.dryRun));
 }
 
-ExitStatus JournalRecovery::settle(const libDrive2::RecoveryReport& report) {
+/// Why the journal stays, and what the person can do.
+void JournalRecovery::showKept(const libDrive2::RecoveryReport& report, const std::string& path) const {
+    const std::string byForce = " --force: what is overwritten is exported first";
+    std::string advice = "\"drivetest recover\" can be tried again";
+    if (report.isOtherDrive)
+        advice = "name the drive that it is of";
+    else if (report.mayBeCopy)
+        advice =
+            "all sectors of " + path +
+            " hold their data, but so would a copy of the drive, and the system proves nothing of it that "
+            "lasts. If it is the drive, say so with --force";
+    else if (report.fingerprint.changed > 0)
+        advice =
+            "nothing was written. If it is the drive, and the data of the journal is wanted back all the "
+            "same, use" +
+            byForce;
+    else if (report.count(SectorFinding::foreign) > 0)
+        advice =
+            "somebody has written to these sectors since. If the data of the journal is wanted back all the "
+            "same, use" +
+            byForce;
+    else if (!m_journal.damaged.empty())
+        advice = "delete it when you have done with what it says";
+    complain("the journal " + m_path + " is kept: " + advice);
+}
+
+ExitStatus JournalRecovery::settle(const libDrive2::RecoveryReport& report, const std::string& path) {
     if (!report.problem.isEmpty())
-        complain(report.problem.utf8());
+        complain(path + ": " + report.problem.utf8());
     if (m_options.dryRun)
         return kExitNotRestored;
     if (!report.isComplete()) {
-        complain("the journal " + m_path + " is kept: " +
-                 (m_journal.damaged.empty() ? "\"drivetest recover\" can be tried again"
-                                            : "delete it when you have done with what it says"));
+        showKept(report, path);
         return kExitNotRestored;
     }
+    std::string problem;
     zel::String reason;
-    m_file.reset();
-    if (!JournalFolder::remove(m_path, reason))
+    if (!m_register.remove(m_path, problem))
+        return fail(problem, kExitInternalError);
+    if (!m_file->remove(reason))
         return fail(reason.utf8(), kExitInternalError);
-    const bool allBack = report.count(SectorFinding::foreign) == 0;
-    m_console.line(allBack ? "  all its data is on the drive again, and read back; the journal is deleted"
-                           : "  the journal is deleted; see the exported data for what was not put back");
-    return allBack ? kExitPass : kExitNotRestored;
+    m_isOpen = false;
+    m_console.line("  all its data is on the drive again, and read back; the journal is deleted");
+    return kExitPass;
 }
 
 }  // namespace drivetest

@@ -12,12 +12,6 @@ using libDrive2::JournalFolder;
 using libDrive2::JournalState;
 using libDrive2::JournalUse;
 
-/// The one place that judges this: whether the journal of an ended run proves that nothing of it is needed.
-bool isProvenSettled(const JournalContents& journal) {
-    return !journal.needsRecovery() &&
-           (journal.state == JournalState::valid || journal.state == JournalState::unused);
-}
-
 /// Of a journal that says nothing of its drive, it may be any.
 bool mayConcern(const DriveIdentity& journaled, const DriveIdentity& drive) {
     const bool isKnown = !journaled.id.empty() || !journaled.storage.empty();
@@ -66,7 +60,7 @@ OpenJournalState stateOfJournal(const std::string& path, JournalContents* conten
         return OpenJournalState::busy;
     JournalContents read = libDrive2::readJournal(*seen.file->handle());
     OpenJournalState state = isBusy ? OpenJournalState::busy : OpenJournalState::unreadable;
-    if (!isBusy && isProvenSettled(read))
+    if (!isBusy && read.isSettled())
         state = OpenJournalState::settled;
     else if (!isBusy && read.needsRecovery())
         state = OpenJournalState::open;
@@ -105,7 +99,7 @@ OpenJournals findOpenJournals(const DriveIdentity& drive, const JournalSearch& s
 bool discardSettled(const std::string& path, JournalRegister& registered, std::string& problem) {
     zel::String reason;
     const auto file = JournalFolder::open(path, reason);
-    const bool isSettled = file != nullptr && isProvenSettled(libDrive2::readJournal(*file->handle()));
+    const bool isSettled = file != nullptr && libDrive2::readJournal(*file->handle()).isSettled();
     if (isSettled && !registered.remove(path, problem))
         return false;
     if (isSettled && file->remove(reason))

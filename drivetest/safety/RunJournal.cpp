@@ -6,7 +6,9 @@
 #include <filesystem>
 #include <set>
 
+#include "drivetest/safety/JournalCost.h"
 #include "drivetest/safety/JournalPlace.h"
+#include "drivetest/safety/OpenJournals.h"
 #include "drivetest/terminal/Texts.h"
 #include "zel/Format.h"
 
@@ -27,35 +29,25 @@ ExitStatus refuse(const std::string& sentence, ExitStatus status) {
     return status;
 }
 
-/// Whether the journal of an ended run holds nothing that anybody needs.
-bool isSettled(const libDrive2::JournalContents& journal) {
-    return !journal.needsRecovery() && (journal.state == libDrive2::JournalState::valid ||
-                                        journal.state == libDrive2::JournalState::unused);
-}
-
-/// A journal in the folder that still holds data of this drive; empty when there is none.
-std::string findOpenJournal(const JournalFolder& folder, const DriveIdentity& drive, std::string& problem) {
-    zel::Array<zel::String> paths;
-    zel::String reason;
-    if (!folder.list(paths, reason)) {
-        problem = reason.utf8();
-        return {};
+/// What is to be done about a journal that keeps the run off the drive.
+std::string adviceOn(const OpenJournal& found, const std::string& locator) {
+    const std::string& path = found.journal.journal;
+    const std::string folder = std::filesystem::path(path).parent_path().string();
+    switch (found.state) {
+        case OpenJournalState::open:
+            return "an interrupted test left data of " + locator + " in " + path +
+                   ": put it back first, with " + recoverCommand(locator, folder);
+        case OpenJournalState::busy:
+            return "a test or a recovery of the same storage as " + locator + " is using the journal " +
+                   path + ": wait for its end";
+        case OpenJournalState::missing:
+            return "an interrupted test left data of " + locator + " in " + path +
+                   ", which is not there now: mount its disk and put the data back with " +
+                   recoverCommand(locator, folder) + ", or delete " + found.journal.file +
+                   " if the journal is gone for good";
+        default:
+            return found.journal.problem + "; as long as it is there, nothing is written to " + locator;
     }
-    for (const zel::String& path : paths) {
-        if (JournalFolder::isInUse(path))
-            continue;  // the guard keeps two runs off one drive
-        const auto file = JournalFolder::open(path, reason);
-        const auto found = file ? libDrive2::readJournal(*file->handle()) : libDrive2::JournalContents{};
-        if (found.needsRecovery()) {
-            if (libDrive2::sharesStorage(found.header.drive, drive))
-                return path.utf8();
-        } else if (isSettled(found)) {
-            JournalFolder::remove(path, reason);
-        } else
-            complain(path.utf8() + " is no readable journal, so it is not known of which drive: " +
-                     (file ? found.problem : reason).utf8());
-    }
-    return {};
 }
 
 /// Microseconds and the drive, as in "1795275467886994-S4EVNX0N": sorted by time, and for a person to
@@ -85,32 +77,53 @@ bool outlivesProcess(const std::string& locator) {
 
 }  // namespace
 
+RunJournal::~RunJournal() {
+    discard();
+}
+
+/// A refused run leaves no journal.
+void RunJournal::discard() {
+    if (m_file == nullptr || (m_journal != nullptr && m_journal->hasOpenSlots()))
+        return;
+    std::string problem;
+    zel::String reason;
+    if (m_register.remove(path(), problem) && m_file->remove(reason))
+        m_file.reset();
+}
+
 ExitStatus RunJournal::prepare(const JournalRequest& request, Console& console) {
-    const DriveIdentity& drive = request.held.identity();
-    std::string error;
-    const std::string locator = request.device.osLocator().utf8();
     m_folder = request.folder.empty() ? defaultJournalFolder() : request.folder;
-    // Another folder does not make the data of an interrupted run go away.
-    for (const std::string& folder : std::set{m_folder, defaultJournalFolder()}) {
-        const std::string open = findOpenJournal(JournalFolder(folder), drive, error);
-        if (!error.empty())
-            return refuse(error, kExitCannotRun);
-        if (!open.empty())
-            return refuse(zel::format("an interrupted test left data of %s in %s: put it back first, with %s",
-                                      locator.c_str(), open.c_str(), recoverCommand(locator, folder).c_str())
-                              .utf8(),
-                          kExitNotRestored);
-    }
+    if (const ExitStatus refused = refuseOpenJournals(request, console); refused != kExitPass)
+        return refused;
     if (!request.preserves)
         return kExitPass;
-    if (request.wanted && outlivesProcess(locator))
-        if (const ExitStatus refused = create(request, drive, console); refused != kExitPass)
+    if (request.wanted && outlivesProcess(request.device.osLocator().utf8()))
+        if (const ExitStatus refused = create(request, console); refused != kExitPass)
             return refused;
     m_watched = std::make_unique<WatchedJournal>(m_journal.get());
     return kExitPass;
 }
 
-ExitStatus RunJournal::create(const JournalRequest& request, const DriveIdentity& drive, Console& console) {
+/// In the register, in the folder of this run, and in the usual one, where journals may lie that were never
+/// registered.
+ExitStatus RunJournal::refuseOpenJournals(const JournalRequest& request, Console& console) {
+    const JournalSearch search{{m_folder, defaultJournalFolder()}, path()};
+    const OpenJournals found = findOpenJournals(request.held.identity(), search, m_register);
+    if (!found.problem.empty())
+        return refuse(found.problem, kExitCannotRun);
+    if (!found.warning.empty() && m_file == nullptr)
+        console.line("  " + found.warning);
+    std::string ignored;
+    for (const RegisteredJournal& settled : found.settled)
+        discardSettled(settled.journal, m_register, ignored);
+    if (found.open.empty())
+        return kExitPass;
+    return refuse(adviceOn(found.open.front(), request.device.osLocator().utf8()),
+                  found.open.front().state == OpenJournalState::busy ? kExitBusy : kExitNotRestored);
+}
+
+ExitStatus RunJournal::create(const JournalRequest& request, Console& console) {
+    const DriveIdentity& drive = request.held.identity();
     JournalFolder folder(m_folder);
     zel::String reason;
     if (folder.isOnDrive(drive, request.device.osLocator(), reason))
@@ -119,23 +132,45 @@ ExitStatus RunJournal::create(const JournalRequest& request, const DriveIdentity
                       kExitUsage);
     if (!reason.isEmpty())
         console.line("  " + reason.utf8());
-    const std::uint64_t driveBytes = drive.sectors * drive.sectorBytes;
-    const libDrive2::JournalSettings settings{drive, absolutePath(request.device.osLocator().utf8()),
-                                              std::min(kChunkBytes, driveBytes) + kBesideChunk,
-                                              request.verifyRestores};
-    m_file = folder.create(
-        fileName(drive),
-        libDrive2::UndoJournal::fileBytes(settings.slotBytes, std::min(kMostPatterns, driveBytes)), reason);
-    if (m_file != nullptr)
-        m_journal = libDrive2::UndoJournal::create(m_file->handle(), settings, reason);
-    if (m_journal == nullptr)
+    if (!createFile(request, reason))
         return refuse("there can be no undo journal: " + reason.utf8() +
                           "; name another folder with --journal, or go without it with --no-journal",
                       kExitCannotRun);
     if (folder.isVolatile())
         console.line("  the undo journal in " + m_folder +
                      " outlives a crash of the program, but no power cut: the folder is in memory");
-    return kExitPass;
+    for (const std::string& line : journalCostLines(drive.sectors * drive.sectorBytes, m_folder))
+        console.line("  " + line);
+    return announce(request, console);
+}
+
+bool RunJournal::createFile(const JournalRequest& request, zel::String& reason) {
+    const DriveIdentity& drive = request.held.identity();
+    const auto handle = request.held.lease().openBlock(false, reason);
+    if (!handle)
+        return false;
+    const std::uint64_t driveBytes = drive.sectors * drive.sectorBytes;
+    const libDrive2::JournalSettings settings{drive, absolutePath(request.device.osLocator().utf8()),
+                                              std::min(kChunkBytes, driveBytes) + kBesideChunk,
+                                              request.verifyRestores, libDrive2::takeFingerprint(*handle)};
+    m_file = JournalFolder(m_folder).create(
+        fileName(drive),
+        libDrive2::UndoJournal::fileBytes(settings.slotBytes, std::min(kMostPatterns, driveBytes)), reason);
+    if (m_file != nullptr)
+        m_journal = libDrive2::UndoJournal::create(m_file->handle(), settings, reason);
+    return m_journal != nullptr;
+}
+
+/// Registered first, and then looked for others once more: of two runs that begin at the same time, at least
+/// one sees the other.
+ExitStatus RunJournal::announce(const JournalRequest& request, Console& console) {
+    std::string problem;
+    if (!m_register.add(path(), request.held.identity(), problem)) {
+        if (RegisterFolder::isRequired())
+            return refuse(problem, kExitCannotRun);
+        console.line("  " + problem + ": tests of other users will not know of this one");
+    }
+    return refuseOpenJournals(request, console);
 }
 
 bool RunJournal::finish(const std::string& locator, Console& console) {
@@ -154,15 +189,23 @@ bool RunJournal::finish(const std::string& locator, Console& console) {
                          " could not be closed: " + recoverCommand(locator, m_folder) + " does that");
         return restored;
     }
-    zel::String reason;
-    if (!m_journal->close())
-        reason = m_journal->lastErrorStr();
-    else if (JournalFolder::remove(m_file->path(), reason))
-        m_file.reset();
-    if (m_file != nullptr)
-        console.line("warning: the undo journal " + path() +
-                     " is of no more use, but is still there: " + reason.utf8());
+    close(console);
     return restored;
+}
+
+/// The entry goes first: one without a journal would look like a journal that is on a disk elsewhere.
+void RunJournal::close(Console& console) {
+    zel::String reason;
+    std::string problem;
+    if (!m_journal->close())
+        problem = m_journal->lastErrorStr().utf8();
+    else if (m_register.remove(path(), problem) && !m_file->remove(reason))
+        problem = reason.utf8();
+    if (problem.empty())
+        m_file.reset();
+    else
+        console.line("warning: the undo journal " + path() +
+                     " is of no more use, but is still there: " + problem);
 }
 
 void RunJournal::showUnrestored(const std::string& locator, Console& console) const {

@@ -5,6 +5,7 @@
 
 #include "drivetest/ExitStatus.h"
 #include "drivetest/safety/HeldDrive.h"
+#include "drivetest/safety/JournalRegister.h"
 #include "drivetest/safety/WatchedJournal.h"
 #include "drivetest/terminal/Console.h"
 #include "libDrive2/JournalFolder.h"
@@ -26,6 +27,12 @@ struct JournalRequest {
 /// The undo journal of one run: its file is there as long as the drive may hold something else than its data.
 class RunJournal {
 public:
+    RunJournal() = default;
+    RunJournal(const RunJournal&) = delete;
+    RunJournal& operator=(const RunJournal&) = delete;
+    /// Deletes the file unless it holds what is not on the drive.
+    ~RunJournal();
+
     /// Refuses, after a sentence that says why, a drive of which an interrupted run left data in a journal,
     /// and a run whose journal cannot be made; else gives kExitPass.
     ExitStatus prepare(const JournalRequest& request, Console& console);
@@ -39,10 +46,16 @@ public:
     bool finish(const std::string& locator, Console& console);
 
 private:
-    ExitStatus create(const JournalRequest& request, const libDrive2::DriveIdentity& drive, Console& console);
+    ExitStatus refuseOpenJournals(const JournalRequest& request, Console& console);
+    ExitStatus create(const JournalRequest& request, Console& console);
+    bool createFile(const JournalRequest& request, zel::String& reason);
+    ExitStatus announce(const JournalRequest& request, Console& console);
+    void close(Console& console);
+    void discard();
     void showUnrestored(const std::string& locator, Console& console) const;
 
     std::string m_folder;
+    JournalRegister m_register;
     std::unique_ptr<libDrive2::JournalFile> m_file;
     std::unique_ptr<libDrive2::UndoJournal> m_journal;
     std::unique_ptr<WatchedJournal> m_watched;

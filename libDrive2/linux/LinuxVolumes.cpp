@@ -17,16 +17,6 @@ namespace libDrive2 {
 
 namespace {
 
-/// Repeats a call as long as signals interrupt it.
-template <typename Call>
-int uninterrupted(Call call) {
-    int result = 0;
-    do {
-        result = call();
-    } while (result < 0 && errno == EINTR);
-    return result;
-}
-
 FileDescriptor openFile(const std::string& path, int flags) {
     return FileDescriptor(uninterrupted([&path, flags] { return ::open(path.c_str(), flags | O_CLOEXEC); }));
 }
