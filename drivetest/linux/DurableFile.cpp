@@ -16,11 +16,15 @@ bool writeDurably(const std::string& path, std::span<const std::uint8_t> data, s
         reason = made.problem;
         isWritten = made.file &&
                     (libDrive2::writeAllDurably(made.file.get(), data.data(), data.size()) ||
-                     libDrive2::failWith(reason, path + " could not be written", errno)) &&
+                     libDrive2::failWith(reason, "its data could not be kept", errno)) &&
                     folder->sync(reason);
+        // A part of the data would be taken for all of it.
+        zel::String ignored;
+        if (made.file && !isWritten)
+            folder->remove(file.filename().string(), made.file, ignored);
     }
     if (!isWritten)
-        error = "exported data could not be kept: " + reason.utf8();
+        error = path + " cannot be written: " + reason.utf8();
     return isWritten;
 }
 

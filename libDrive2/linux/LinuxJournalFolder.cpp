@@ -204,7 +204,7 @@ bool JournalFolder::list(zel::Array<FoundJournal>& journals, zel::String& reason
     if (!folder && errno == ENOENT)
         return true;
     if (!folder || !folder->names(names, reason)) {
-        reason = "journals cannot be looked for: " + reason;
+        reason = m_folder + " cannot be searched for journals: " + reason;
         return false;
     }
     for (const std::string& name : names) {

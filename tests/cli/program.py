@@ -68,6 +68,7 @@ class ProgramTest(unittest.TestCase):
         self.addCleanup(shutil.rmtree, self.folder)
         self.record = os.path.join(self.folder, "record.jsonl")
         self.journals = os.path.join(self.folder, "journals")
+        os.environ["DRIVETEST_STATE"] = os.path.join(self.folder, "state")  # the machine's own register is no test's
 
     def path(self, name):
         return os.path.join(self.folder, name)

@@ -219,7 +219,7 @@ class Runs(RecoveryTest):
         image, tiny = self.make_image(4 * MIB), self.path("tiny")
         cases = [(image + "/x", "cannot be searched for journals"), ("/proc/x", "/proc/x for journals could not be made")]
         os.mkdir(tiny)
-        if subprocess.run(["mount", "-t", "tmpfs", "-o", "size=1M", "drivetest", tiny], check=False).returncode == 0:
+        if subprocess.run(["mount", "-t", "tmpfs", "-o", "size=1M,mode=700", "drivetest", tiny], check=False).returncode == 0:
             self.addCleanup(subprocess.run, ["umount", tiny], check=True)
             cases.append((tiny, "MiB in %s, which has 1 MiB left: make room there" % tiny))
         for self.journals, reason in cases:

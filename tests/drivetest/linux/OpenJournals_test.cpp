@@ -236,6 +236,24 @@ TEST_F(OpenJournalsTest, OfRunsThatHaveOnlyJustBegunKeepNobodyOff) {
     EXPECT_EQ(find(drive).open.size(), 1U);
 }
 
+TEST_F(OpenJournalsTest, LieWhereTheEnvironmentSays) {
+    const char* const before = std::getenv("DRIVETEST_STATE");
+    const std::string kept = before != nullptr ? before : "";
+    setenv("DRIVETEST_STATE", "relative", 1);
+    EXPECT_EQ(defaultRegisterFolder(), "/var/lib/drivetest/open");
+    setenv("DRIVETEST_STATE", state.c_str(), 1);
+    EXPECT_EQ(defaultRegisterFolder(), shared);
+    EXPECT_EQ(defaultJournalFolder() == folder, geteuid() == 0);
+    // A folder of journals that was there first keeps nobody from registering, and its journals to itself.
+    makeJournal("x", true).reset();
+    add(folder + "/x.journal");
+    if (geteuid() == 0) {
+        EXPECT_TRUE(asOtherUser([this] { return journals.add("/y.journal", drive, problem); }));
+        EXPECT_EQ(fs::status(folder).permissions(), fs::perms{0700});
+    }
+    before != nullptr ? setenv("DRIVETEST_STATE", kept.c_str(), 1) : unsetenv("DRIVETEST_STATE");
+}
+
 TEST_F(OpenJournalsTest, ExportsGoWhereNobodyElseWrites) {
     const std::uint8_t data[] = {'a', 'b'};
     fs::create_directory(place + "/out");
