@@ -1,6 +1,7 @@
 #include "drivetest/run/RunHost.h"
 
 #include "drivetest/terminal/TerminalPrompt.h"
+#include "drivetest/terminal/Texts.h"
 #include "libDrive2/Drive.h"
 #include "quix5/StopRequest.h"
 
@@ -13,8 +14,8 @@ constexpr std::uint64_t kShownPerKey = 20;
 
 }  // namespace
 
-RunHost::RunHost(Console& console, RunRecord* record, std::FILE* logFile, bool prompts)
-    : m_console(console), m_record(record), m_logFile(logFile), m_prompts(prompts) {}
+RunHost::RunHost(Console& console, RunRecord* record, OutputQueue* log, bool prompts)
+    : m_console(console), m_record(record), m_log(log), m_prompts(prompts) {}
 
 ProgressSnapshot RunHost::snapshot() {
     const std::lock_guard lock(m_mutex);
@@ -66,6 +67,8 @@ void RunHost::progress(const quix5::LocalizedString& text) {
 }
 
 bool RunHost::checkForStop() {
+    if (m_mayWait())
+        OutputQueue::waitForRoom();
     // A test must not go on overwriting what cannot be saved, or was not put back.
     return quix5::StopRequest::made() || (m_journal != nullptr && !m_journal->failure().empty());
 }
@@ -95,10 +98,8 @@ void RunHost::driveReleased() {
 }
 
 void RunHost::write(const zel::String& logger, int priority, const zel::String& text) {
-    if (m_logFile != nullptr) {
-        std::fprintf(m_logFile, "%d %s: %s\n", priority, logger.utf8().c_str(), text.utf8().c_str());
-        std::fflush(m_logFile);
-    }
+    if (m_log != nullptr)
+        m_log->add(printable(std::to_string(priority) + " " + logger.utf8() + ": " + text.utf8()) + "\n");
     // The record keeps what went wrong beside the events; the log file everything that was asked for.
     if (m_record != nullptr && priority >= 3 && text != m_lastMessage)
         m_record->addLog(logger, priority, text);

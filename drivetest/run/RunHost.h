@@ -1,12 +1,14 @@
 #pragma once
 
 #include <atomic>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
 
 #include "drivetest/record/RunRecord.h"
+#include "drivetest/run/OutputQueue.h"
 #include "drivetest/safety/WatchedJournal.h"
 #include "drivetest/statistics/DriveStatistics.h"
 #include "drivetest/terminal/Console.h"
@@ -20,10 +22,13 @@ namespace drivetest {
 /// watches the drive.
 class RunHost : public quix5::Host, public zel::LogSink {
 public:
-    /// `record` and `logFile` may be null; all must outlive the host.
-    RunHost(Console& console, RunRecord* record, std::FILE* logFile, bool prompts);
+    /// `record` and `log` may be null; all must outlive the host.
+    RunHost(Console& console, RunRecord* record, OutputQueue* log, bool prompts);
     /// What to attach to the drive; null for none. It must outlive the run.
     void setJournal(WatchedJournal* journal) { m_journal = journal; }
+    /// Asked between chunks whether the test may be kept waiting while very much output waits to be written:
+    /// not while sectors hold what the test wrote. Without it the answer is yes.
+    void setMayWait(std::function<bool()> mayWait) { m_mayWait = std::move(mayWait); }
 
     /// For the display's thread.
     [[nodiscard]] ProgressSnapshot snapshot();
@@ -52,9 +57,10 @@ private:
 
     Console& m_console;
     RunRecord* m_record;
-    std::FILE* m_logFile;
+    OutputQueue* m_log;
     bool m_prompts;
     WatchedJournal* m_journal = nullptr;
+    std::function<bool()> m_mayWait = [] { return true; };
     libDrive2::Drive* m_drive = nullptr;
     std::map<zel::String, std::uint64_t> m_shown;  ///< by event key
     zel::String m_lastMessage;                     ///< of the last event

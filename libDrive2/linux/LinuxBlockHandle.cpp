@@ -15,6 +15,7 @@
 #include "libDrive2/linux/ErrnoError.h"
 #include "libDrive2/linux/SysfsBlock.h"
 #include "zel/Buffer.h"
+#include "zel/linux/Uninterrupted.h"
 
 namespace libDrive2 {
 
@@ -74,11 +75,14 @@ DeviceStatus LinuxBlockHandle::openDescriptors() {
     // Closed first: an exclusive open would otherwise collide with our own.
     m_direct.reset();
     m_buffered.reset();
-    m_buffered = FileDescriptor(::open(m_path.c_str(), m_openFlags));
+    const auto opened = [this](int flags) {
+        return FileDescriptor(zel::uninterrupted([&] { return ::open(m_path.c_str(), flags); }));
+    };
+    m_buffered = opened(m_openFlags);
     if (!m_buffered)
         return errnoStatus(errno);
     // Without O_EXCL, which the descriptor above already holds for both.
-    m_direct = FileDescriptor(::open(m_path.c_str(), (m_openFlags & ~O_EXCL) | O_DIRECT));
+    m_direct = opened((m_openFlags & ~O_EXCL) | O_DIRECT);
     return {};
 }
 
@@ -227,7 +231,8 @@ DeviceStatus LinuxBlockHandle::write(std::uint64_t offset, const void* buffer, s
 }
 
 DeviceStatus LinuxBlockHandle::flush() {
-    return fsync(m_buffered.get()) == 0 ? DeviceStatus{} : failure(errno);
+    return zel::uninterrupted([this] { return fsync(m_buffered.get()); }) == 0 ? DeviceStatus{}
+                                                                               : failure(errno);
 }
 
 DeviceStatus LinuxBlockHandle::dropCache() {

@@ -9,6 +9,7 @@
 
 #include "libDrive2/linux/ErrnoError.h"
 #include "libDrive2/linux/SysfsBlock.h"
+#include "zel/linux/Uninterrupted.h"
 
 namespace libDrive2 {
 
@@ -56,7 +57,7 @@ DeviceStatus PassThroughNode::open() {
     m_fd.reset();
     // Without waiting for a medium, which commands can be about.
     const int flags = (m_writable ? O_RDWR : O_RDONLY) | O_NONBLOCK | O_CLOEXEC;
-    m_fd = FileDescriptor(::open(m_path.c_str(), flags));
+    m_fd = FileDescriptor(zel::uninterrupted([&] { return ::open(m_path.c_str(), flags); }));
     if (!m_fd)
         return errnoStatus(errno);
     if (DeviceStatus status = checkWholeDevice(); !status.ok()) {
