@@ -122,7 +122,7 @@ TEST(OutputFile, KeepsWhatWasThereUntilItBegins) {
 TEST(Texts, OnlyWhatATerminalShowsIsPrintable) {
     const std::pair<std::string, const char*> cases[] = {
         {"Größe 日本 😀 \\ \"x\"", "Größe 日本 😀 \\ \"x\""},
-        {std::string("\0\x1b[2J\r\n\t\x7f", 8), "\\x00\\x1b[2J\\x0d\\n\\t\\x7f"},
+        {std::string("\0\x1b[2J\r\n\t\x7f", 9), "\\x00\\x1b[2J\\x0d\\n\\t\\x7f"},
         {"\xc2\x9b"
          "2J\xc2\xa0",
          "\\x9b2J\xc2\xa0"},
