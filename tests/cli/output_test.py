@@ -230,7 +230,8 @@ class HostileText(program.ImageTest):
         self.assertRegex(text, r"\A([0-4] [^\n]*\n)+\Z")
         for arguments in (["run", "LinearReadTest", "/no/" + HOSTILE], ["run", "LinearReadTest", DRIVE, "--x" + HOSTILE],
                           [HOSTILE], ["run", HOSTILE, DRIVE]):
-            self.assert_harmless(self.start(*arguments).stderr, HARMLESS)
+            process = self.start(*arguments)
+            self.assert_harmless(process.stdout + process.stderr, HARMLESS)
         process = subprocess.run([program.PROGRAM, "run", b"no\xff\xc2test", DRIVE], capture_output=True, check=False)
         process.stderr.decode()
 
