@@ -2,11 +2,13 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <iostream>
 
 #include "drivetest/ExitStatus.h"
 #include "drivetest/commands/Commands.h"
 #include "drivetest/safety/JournalPlace.h"
 #include "drivetest/terminal/Console.h"
+#include "drivetest/terminal/Texts.h"
 
 namespace drivetest {
 
@@ -80,6 +82,8 @@ void addRunOptions(CLI::App& command, RunOptions& options) {
     command.add_flag_callback(
         "--no-prompt", [&options] { options.prompts = false; }, "Never ask anything");
     command.add_option("--log", options.logFile, "Write the log")->type_name("FILE");
+    command.add_flag("--force", options.replaceOutputs,
+                     "Replace what the files of --events and --log hold; else they must be new or empty");
     command
         .add_option(
             "--log-priority", options.logPriority,
@@ -103,7 +107,8 @@ int parse(CLI::App& app, int argc, char** argv) {
     } catch (const CLI::Success& asked) {
         return app.exit(asked);
     } catch (const CLI::ParseError& wrong) {
-        app.exit(wrong);
+        // As one sentence, for it repeats what was typed.
+        std::cerr << printable(wrong.what()) << "\nRun with --help for more information.\n";
         return kExitUsage;
     }
 }

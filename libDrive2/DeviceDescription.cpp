@@ -10,8 +10,9 @@ bool describeSimulatedDevice(const zel::String& locator, SimulatedDevice& descri
     const std::optional<SimIdentity> identity = describeSimDevice(locator, error);
     if (!identity)
         return false;
-    description = {identity->capabilities, identity->model, identity->serial,
-                   identity->firmware,     identity->bytes, identity->sectorBytes};
+    const std::optional<SimOptions> options = parseSimLocator(locator, error);
+    description = {identity->capabilities, identity->model,       identity->serial,  identity->firmware,
+                   identity->bytes,        identity->sectorBytes, options->imagePath};
     return true;
 }
 

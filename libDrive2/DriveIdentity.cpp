@@ -165,6 +165,10 @@ bool sharesStorage(const DriveIdentity& a, const DriveIdentity& b) {
            isSameId(a.id, b.id);
 }
 
+bool isKeptIn(const DriveIdentity& drive, const DriveIdentity& file) {
+    return meets(drive.storage, file.storage) || meets(drive.carriers, file.storage);
+}
+
 bool isStable(const DriveIdentity& identity) {
     return !identity.id.empty() || isLasting(identity.storage);
 }

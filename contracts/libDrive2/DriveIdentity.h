@@ -52,6 +52,9 @@ bool isSameDrive(const DriveIdentity& a, const DriveIdentity& b);
 /// Whether writing to the one may change the other: they share a byte, or one lies on the other.
 bool sharesStorage(const DriveIdentity& a, const DriveIdentity& b);
 
+/// Whether the drive is kept in that file, wholly or in part, in whatever depth.
+bool isKeptIn(const DriveIdentity& drive, const DriveIdentity& file);
+
 /// Whether the drive can be told from all others after a restart of the system.
 bool isStable(const DriveIdentity& identity);
 

@@ -1,3 +1,4 @@
+#include <array>
 #include <cstdio>
 
 #include "drivetest/ExitStatus.h"
@@ -59,19 +60,24 @@ std::string stateOf(const DiagDevice& device) {
     return state;
 }
 
+void printRow(std::array<std::string, 6> cells) {
+    for (std::string& cell : cells)
+        cell = printable(cell);
+    std::printf("%-14s %-28s %-20s %10s  %-34s %s\n", cells[0].c_str(), cells[1].c_str(), cells[2].c_str(),
+                cells[3].c_str(), cells[4].c_str(), cells[5].c_str());
+}
+
 void printTable(const std::vector<DiagDevice>& devices) {
     if (devices.empty()) {
         std::puts("No drives were found.");
         return;
     }
-    std::printf("%-14s %-28s %-20s %10s  %-34s %s\n", "LOCATOR", "MODEL", "SERIAL", "SIZE", "CAPABILITIES",
-                "IN USE BY");
+    printRow({"LOCATOR", "MODEL", "SERIAL", "SIZE", "CAPABILITIES", "IN USE BY"});
     for (const DiagDevice& device : devices)
-        std::printf("%-14s %-28s %-20s %10s  %-34s %s\n", device.osLocator().utf8().c_str(),
-                    textProperty(device, quix5::kPropertyModel).c_str(),
-                    textProperty(device, quix5::kPropertySerial).c_str(),
-                    sizeText(numberProperty(device, quix5::kPropertyBytes)).c_str(),
-                    join(capabilityNames(device)).c_str(), stateOf(device).c_str());
+        printRow({device.osLocator().utf8(), textProperty(device, quix5::kPropertyModel),
+                  textProperty(device, quix5::kPropertySerial),
+                  sizeText(numberProperty(device, quix5::kPropertyBytes)), join(capabilityNames(device)),
+                  stateOf(device)});
 }
 
 }  // namespace
@@ -85,7 +91,8 @@ int listDevices(bool json) {
     Json list = Json::array();
     for (const DiagDevice& device : devices)
         list.push_back(describe(device));
-    std::puts(list.dump(2, ' ', false, Json::error_handler_t::replace).c_str());
+    // In ASCII: a terminal would follow the control characters that JSON lets pass.
+    std::puts(list.dump(2, ' ', true, Json::error_handler_t::replace).c_str());
     return kExitPass;
 }
 

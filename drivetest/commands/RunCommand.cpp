@@ -4,10 +4,10 @@
 #include "drivetest/ExitStatus.h"
 #include "drivetest/commands/Commands.h"
 #include "drivetest/devices/Drives.h"
-#include "drivetest/run/OutputFile.h"
 #include "drivetest/run/RunHost.h"
 #include "drivetest/run/Setup.h"
 #include "drivetest/run/Signals.h"
+#include "drivetest/run/StandardStreams.h"
 #include "drivetest/run/Summary.h"
 #include "drivetest/safety/RunJournal.h"
 #include "drivetest/safety/SafeStart.h"
@@ -34,8 +34,10 @@ struct PreparedRun {
     bool writes = false;
     std::optional<Obstacle> obstacle;  ///< what the guard of tests that write will refuse
     RunJournal journal;
-    std::unique_ptr<RunRecord> record;
     OutputFile log;
+    OutputFile events;
+    std::shared_ptr<OutputQueue> logQueue;  ///< null without a log
+    std::unique_ptr<RunRecord> record;      ///< null without one
 };
 
 bool isOptical(const quix5::OfferedTest& test) {
@@ -43,23 +45,23 @@ bool isOptical(const quix5::OfferedTest& test) {
 }
 
 bool openOutputs(const RunOptions& options, PreparedRun& run, std::string& error) {
-    if (!options.logFile.empty() && options.logFile == options.eventsFile) {
-        error = "the log and the record cannot both be written to " + options.logFile;
-        return false;
-    }
-    if (!options.logFile.empty()) {
-        run.log = openOutput("the log", options.logFile, options.device, error);
-        if (run.log == nullptr)
-            return false;
-    }
-    if (!options.eventsFile.empty()) {
-        OutputFile file = openOutput("the record", options.eventsFile, options.device, error);
-        if (file == nullptr)
-            return false;
-        run.record =
-            std::make_unique<RunRecord>(std::make_unique<RecordWriter>(options.eventsFile, std::move(file)));
-    }
-    return true;
+    const OutputRules rules{guardDrive(options.device, options.journalFolder), options.replaceOutputs};
+    if (!options.logFile.empty())
+        run.log = openOutput("the log", options.logFile, rules, error);
+    if (error.empty() && !options.eventsFile.empty())
+        run.events = openOutput("the record", options.eventsFile, rules, error);
+    if (error.empty() && run.log && run.events && isSameOutput(run.log, run.events))
+        error = "the log and the record cannot both be written to " + options.eventsFile + ": name two files";
+    return error.empty();
+}
+
+/// Nothing refuses the run any more: what the files held is gone from here on.
+void startOutputs(const RunOptions& options, PreparedRun& run) {
+    if (run.log)
+        run.logQueue = OutputQueue::of(std::move(run.log));
+    if (run.events)
+        run.record = std::make_unique<RunRecord>(
+            std::make_unique<RecordWriter>(options.eventsFile, std::move(run.events)));
 }
 
 bool prepare(const RunOptions& options, PreparedRun& run, std::string& error) {
@@ -127,6 +129,13 @@ void warnOfMissingTexts() {
         complain("the texts of the test module are missing, messages are shown as keys: " + problem.utf8());
 }
 
+std::vector<std::string> usersOf(libDrive2::DeviceLease& lease) {
+    std::vector<std::string> users;
+    for (const zel::String& user : lease.users())
+        users.push_back(user.utf8());
+    return users;
+}
+
 TestResult runPrepared(PreparedRun& run, RunHost& host, Console& console) {
     quix5::Host* const previousHost = quix5::DiagModule::install(&host);
     zel::LogSink* const previousSink = zel::LogFactory::setSink(&host);
@@ -144,7 +153,9 @@ TestResult runPrepared(PreparedRun& run, RunHost& host, Console& console) {
     zel::LogFactory::setSink(previousSink);
     quix5::DiagModule::install(previousHost);
     const bool journalEndedIt = run.journal.watched() != nullptr && !run.journal.watched()->failure().empty();
-    // Nobody asked for that stop.
+    // Nobody asked for these stops.
+    if (result == TestResult::USERABORTED && host.isDisturbed() && !quix5::StopRequest::made())
+        return TestResult::DEVICEBUSY;
     if (result == TestResult::USERABORTED && journalEndedIt && !quix5::StopRequest::made())
         return host.counts().errors > 0 ? TestResult::FAIL : TestResult::CANNOTRUN;
     return result;
@@ -179,8 +190,10 @@ int finish(PreparedRun& run, const TestResult& result, const RunHost& host, Cons
     if (run.record == nullptr)
         return status;
     if (!run.record->ok()) {
-        complain("the record " + run.record->path() + " is incomplete: it could not be written to the end");
-        return kExitInternalError;
+        complain("the record " + run.record->path() + " is incomplete: " +
+                 (run.record->wasGivenUp() ? "nobody took what was left of it"
+                                           : "it could not be written to the end"));
+        return run.record->wasGivenUp() || status == kExitNotRestored ? status : kExitInternalError;
     }
     if (run.record->path() != "-")
         console.line("  record    " + run.record->path());
@@ -194,6 +207,10 @@ int runTests(const RunOptions& options) {
     chooseLanguage(options.language);
     PreparedRun run;
     std::string error;
+    if (!checkStandardStreams(guardDrive(options.device, options.journalFolder), error)) {
+        complain(error);
+        return kExitUsage;
+    }
     if (!prepare(options, run, error)) {
         complain(error);
         return kExitUsage;
@@ -206,8 +223,9 @@ int runTests(const RunOptions& options) {
     // Only now: what an earlier run wrote is not replaced by nothing.
     if (!openOutputs(options, run, error)) {
         complain(error);
-        return kExitUsage;
+        return quix5::StopRequest::made() ? kExitUserAborted : kExitUsage;
     }
+    startOutputs(options, run);
     warnOfMissingTexts();
     zel::LogFactory::setPriority(options.logPriority);
     zel::SkippingClock simulatedTime;
@@ -215,10 +233,14 @@ int runTests(const RunOptions& options) {
         zel::Clock::install(&simulatedTime);
 
     // Nobody could answer without a terminal.
-    RunHost host(console, run.record.get(), run.log.get(), options.prompts && isTerminal(stdin));
+    RunHost host(console, run.record.get(), run.logQueue.get(), options.prompts && isTerminal(stdin));
     host.setJournal(run.journal.watched());
-    if (run.held.isHeld())
+    std::optional<UseWatch> watch;
+    if (run.held.isHeld()) {
         host.setHeldDrive(&run.held);
+        watch.emplace([&run] { return usersOf(run.held.lease()); });
+        host.setUseWatch(&*watch);
+    }
     if (run.record != nullptr)
         run.record->begin(run.test->descriptor, run.device, options.commandLine);
     const TestResult result = runPrepared(run, host, console);

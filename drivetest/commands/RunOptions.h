@@ -13,6 +13,7 @@ struct RunOptions {
     std::vector<std::string> properties;  ///< NAME=VALUE
     std::string eventsFile;               ///< "-" for standard output; empty for none
     std::string logFile;
+    bool replaceOutputs = false;  ///< files that hold something already
     int logPriority = 3;
     std::string language;
     std::string moduleFile;

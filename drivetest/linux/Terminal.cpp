@@ -5,8 +5,10 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
 
+#include "drivetest/run/OutputQueue.h"
 #include "quix5/StopRequest.h"
 
 namespace drivetest {
@@ -17,17 +19,26 @@ constexpr unsigned kUsualWidth = 80;
 /// How soon a stop request is noticed while waiting for input.
 constexpr std::chrono::milliseconds kStopInterval{200};
 
-/// One line without its end; false at the end of input.
-bool readLine(std::string& line) {
-    line.clear();
-    char next = '\0';
-    ssize_t got = 0;
-    while ((got = read(STDIN_FILENO, &next, 1)) == 1 && next != '\n')
-        line += next;
-    return got == 1;
+using Clock = std::chrono::steady_clock;
+
+enum class Input : unsigned char { nothing, character, closed };
+
+/// Waits at most that long for one character.
+Input readCharacter(std::chrono::milliseconds time, char& next) {
+    pollfd input{STDIN_FILENO, POLLIN, 0};
+    if (poll(&input, 1, static_cast<int>(time.count())) <= 0)
+        return Input::nothing;
+    const ssize_t got = read(STDIN_FILENO, &next, 1);
+    if (got < 0 && (errno == EINTR || errno == EAGAIN))
+        return Input::nothing;
+    return got == 1 ? Input::character : Input::closed;
 }
 
 }  // namespace
+
+int descriptorOf(std::FILE* stream) {
+    return fileno(stream);
+}
 
 bool isTerminal(std::FILE* stream) {
     return isatty(fileno(stream)) == 1;
@@ -39,16 +50,23 @@ unsigned terminalWidth(std::FILE* stream) {
 }
 
 InputWait waitForLine(std::chrono::milliseconds time, std::string& line) {
-    const auto end = std::chrono::steady_clock::now() + time;
+    const auto end = Clock::now() + time;
+    const auto isOver = [&] { return time.count() >= 0 && Clock::now() >= end; };
+    OutputQueue::waitForStandard([&] { return !quix5::StopRequest::made() && !isOver(); });
+    line.clear();
     while (!quix5::StopRequest::made()) {
-        const auto left =
-            std::chrono::duration_cast<std::chrono::milliseconds>(end - std::chrono::steady_clock::now());
-        if (time.count() >= 0 && left.count() <= 0)
+        if (isOver())
             return InputWait::timeout;
-        pollfd input{STDIN_FILENO, POLLIN, 0};
-        const auto step = time.count() < 0 ? kStopInterval : std::min(kStopInterval, left);
-        if (poll(&input, 1, static_cast<int>(step.count())) > 0)
-            return readLine(line) ? InputWait::line : InputWait::closed;
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now());
+        char next = '\0';
+        const Input input =
+            readCharacter(time.count() < 0 ? kStopInterval : std::min(kStopInterval, left), next);
+        if (input == Input::closed)
+            return InputWait::closed;
+        if (input == Input::character && next == '\n')
+            return InputWait::line;
+        if (input == Input::character)
+            line += next;
     }
     return InputWait::closed;
 }

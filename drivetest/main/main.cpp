@@ -1,5 +1,12 @@
 #include "drivetest/CommandLine.h"
+#include "drivetest/ExitStatus.h"
+#include "drivetest/run/OutputQueue.h"
+#include "drivetest/run/StandardStreams.h"
 
 int main(int argc, char** argv) {
-    return drivetest::runCommandLine(argc, argv);
+    if (!drivetest::openClosedStreams())
+        return drivetest::kExitCannotRun;
+    const int status = drivetest::runCommandLine(argc, argv);
+    drivetest::OutputQueue::finishStandard();
+    return status;
 }

@@ -1,7 +1,5 @@
 #include "drivetest/record/RecordWriter.h"
 
-#include <cstdio>
-
 #include "zel/Format.h"
 
 namespace drivetest {
@@ -28,7 +26,7 @@ std::string formatTime(std::chrono::system_clock::time_point time) {
 
 RecordWriter::RecordWriter(std::string path, OutputFile file)
     : m_path(std::move(path)),
-      m_file(std::move(file)),
+      m_queue(OutputQueue::of(std::move(file))),
       m_start(std::chrono::system_clock::now()),
       m_steadyStart(std::chrono::steady_clock::now()) {}
 
@@ -38,9 +36,7 @@ void RecordWriter::write(Json line) {
     line["sequenceNumber"] = m_sequence++;
     line["timestamp"] =
         formatTime(m_start + std::chrono::duration_cast<std::chrono::system_clock::duration>(elapsed));
-    const std::string text = line.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
-    const bool written = std::fwrite(text.data(), 1, text.size(), m_file.get()) == text.size();
-    m_ok = std::fflush(m_file.get()) == 0 && written && m_ok;
+    m_queue->add(line.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n");
 }
 
 void RecordWriter::writeSchemaVersion() {

@@ -37,6 +37,7 @@ public:
     void end(const quix5::TestResult& result, const EventCounts& counts, const DriveStatistics* statistics);
 
     [[nodiscard]] bool ok() const { return m_writer->ok(); }
+    [[nodiscard]] bool wasGivenUp() const { return m_writer->wasGivenUp(); }
     [[nodiscard]] const std::string& path() const { return m_writer->path(); }
 
 private:

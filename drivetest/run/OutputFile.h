@@ -1,20 +1,56 @@
 #pragma once
 
-#include <cstdio>
-#include <memory>
 #include <string>
+#include <string_view>
+
+#include "drivetest/run/DataGuard.h"
 
 namespace drivetest {
 
-struct CloseOutput {
-    void operator()(std::FILE* file) const;
-};
-/// An open file to write to, or standard output.
-using OutputFile = std::unique_ptr<std::FILE, CloseOutput>;
+/// A file that the program writes for the user, or one of its standard streams. What the file held stays
+/// until begin(); a file that was made goes again unless begin() was called, so that a refused run leaves
+/// nothing.
+class OutputFile {
+public:
+    OutputFile() = default;
+    /// A descriptor that is open already, and stays so.
+    static OutputFile borrow(int descriptor);
+    /// Takes the descriptor over. `created` is the path of the file if it was made just now, else empty.
+    static OutputFile adopt(int descriptor, std::string created);
+    ~OutputFile();
+    OutputFile(OutputFile&& other) noexcept;
+    OutputFile& operator=(OutputFile&& other) noexcept;
+    OutputFile(const OutputFile&) = delete;
+    OutputFile& operator=(const OutputFile&) = delete;
 
-/// Opens a file for `what` ("the record"), replacing what it held; "-" is standard output. Never a drive, nor
-/// the image file under test: those hold data. Empty on failure; `error` then says why.
-OutputFile openOutput(const char* what, const std::string& path, const std::string& testedDevice,
+    explicit operator bool() const { return m_descriptor >= 0; }
+    [[nodiscard]] int descriptor() const { return m_descriptor; }
+    /// The run goes ahead: empties the file, and keeps it. False when it cannot be emptied.
+    [[nodiscard]] bool begin();
+    /// Blocks until all is written; false when that failed.
+    [[nodiscard]] bool write(std::string_view text) const;
+
+private:
+    void removeCreated() const;
+
+    int m_descriptor = -1;
+    bool m_owned = false;
+    std::string m_created;
+};
+
+/// What outputs may be written to.
+struct OutputRules {
+    DataGuard holdsData;
+    bool force = false;  ///< also files that hold something, which is replaced
+};
+
+/// Opens a file for `what` ("the record"); "-" is standard output. Taken are regular files that are new or
+/// empty, FIFOs, terminals and /dev/null; nothing is changed yet. Waits for the reader of a FIFO until a stop
+/// is requested. Without a file on failure; `error` then says why, and what to do.
+OutputFile openOutput(const char* what, const std::string& path, const OutputRules& rules,
                       std::string& error);
+
+/// Whether both lead to one file, by whatever names; /dev/null takes everything.
+bool isSameOutput(const OutputFile& a, const OutputFile& b);
 
 }  // namespace drivetest

@@ -14,8 +14,8 @@ constexpr std::uint64_t kShownPerKey = 20;
 
 }  // namespace
 
-RunHost::RunHost(Console& console, RunRecord* record, std::FILE* logFile, bool prompts)
-    : m_console(console), m_record(record), m_logFile(logFile), m_prompts(prompts) {}
+RunHost::RunHost(Console& console, RunRecord* record, OutputQueue* log, bool prompts)
+    : m_console(console), m_record(record), m_log(log), m_prompts(prompts) {}
 
 ProgressSnapshot RunHost::snapshot() {
     const std::lock_guard lock(m_mutex);
@@ -71,8 +71,20 @@ void RunHost::progress(const quix5::LocalizedString& text) {
 }
 
 bool RunHost::checkForStop() {
+    // Not while sectors hold what the test wrote.
+    if (m_journal == nullptr || m_journal->unrestored().empty())
+        OutputQueue::waitForRoom();
+    lookForUsers();
     // A test must not go on overwriting what cannot be saved, or was not put back.
-    return quix5::StopRequest::made() || (m_journal != nullptr && !m_journal->failure().empty());
+    return quix5::StopRequest::made() || m_isDisturbed ||
+           (m_journal != nullptr && !m_journal->failure().empty());
+}
+
+void RunHost::lookForUsers() {
+    if (m_isDisturbed || m_watch == nullptr || !m_watch->isDisturbed())
+        return;
+    m_isDisturbed = true;
+    m_console.line("error:   " + m_watch->reason() + ": the test stops, and puts back what it overwrote");
 }
 
 void RunHost::requestAbort() {
@@ -154,10 +166,8 @@ void RunHost::showCause() {
 }
 
 void RunHost::write(const zel::String& logger, int priority, const zel::String& text) {
-    if (m_logFile != nullptr) {
-        std::fprintf(m_logFile, "%d %s: %s\n", priority, logger.utf8().c_str(), text.utf8().c_str());
-        std::fflush(m_logFile);
-    }
+    if (m_log != nullptr)
+        m_log->add(printable(std::to_string(priority) + " " + logger.utf8() + ": " + text.utf8()) + "\n");
     // The record keeps what went wrong beside the events; the log file everything that was asked for.
     if (m_record != nullptr && priority >= 3 && text != m_lastMessage)
         m_record->addLog(logger, priority, text);

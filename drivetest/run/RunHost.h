@@ -8,7 +8,9 @@
 #include <optional>
 
 #include "drivetest/record/RunRecord.h"
+#include "drivetest/run/OutputQueue.h"
 #include "drivetest/safety/HeldDrive.h"
+#include "drivetest/safety/UseWatch.h"
 #include "drivetest/safety/WatchedJournal.h"
 #include "drivetest/statistics/DriveStatistics.h"
 #include "drivetest/terminal/Console.h"
@@ -22,12 +24,18 @@ namespace drivetest {
 /// watches the drive.
 class RunHost : public quix5::Host, public zel::LogSink {
 public:
-    /// `record` and `logFile` may be null; all must outlive the host.
-    RunHost(Console& console, RunRecord* record, std::FILE* logFile, bool prompts);
+    /// `record` and `log` may be null; all must outlive the host.
+    RunHost(Console& console, RunRecord* record, OutputQueue* log, bool prompts);
     /// What to attach to the drive; null for none. It must outlive the run.
     void setJournal(WatchedJournal* journal) { m_journal = journal; }
     /// The drive in hand, which the drive of the run must be; null when none is. It must outlive the run.
     void setHeldDrive(const HeldDrive* held) { m_held = held; }
+    /// Asked between chunks whether somebody has begun to use the drive; null for nobody. It must outlive the
+    /// run.
+    void setUseWatch(UseWatch* watch) { m_watch = watch; }
+
+    /// Whether the test was stopped because somebody has begun to use its drive.
+    [[nodiscard]] bool isDisturbed() const { return m_isDisturbed; }
 
     /// For the display's thread.
     [[nodiscard]] ProgressSnapshot snapshot();
@@ -52,6 +60,7 @@ public:
     void write(const zel::String& logger, int priority, const zel::String& text) override;
 
 private:
+    void lookForUsers();
     bool isHeldDrive(libDrive2::Drive& drive);
     void show(const quix5::Event& event, const char* type);
     void showCause();
@@ -59,10 +68,12 @@ private:
 
     Console& m_console;
     RunRecord* m_record;
-    std::FILE* m_logFile;
+    OutputQueue* m_log;
     bool m_prompts;
     WatchedJournal* m_journal = nullptr;
     const HeldDrive* m_held = nullptr;
+    UseWatch* m_watch = nullptr;
+    bool m_isDisturbed = false;
     bool m_isCauseShown = false;
     libDrive2::Drive* m_drive = nullptr;
     std::map<zel::String, std::uint64_t> m_shown;  ///< by event key

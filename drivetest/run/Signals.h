@@ -2,9 +2,12 @@
 
 namespace drivetest {
 
-/// Turns the signals that ask the process to end (interrupt, terminate, terminal closed) into a stop request,
-/// and makes a reader that goes away a failed write instead of the process's end. Signals that were ignored
-/// stay ignored.
+/// Turns every signal that would end the process, and is no fault of its own, into a stop request. A reader
+/// that goes away, or a limit on the size of files, becomes a failed write instead. Signals that were ignored
+/// stay ignored; no call is restarted after a signal.
 void stopOnSignals();
+
+/// Keeps signals from the calling thread: they interrupt the others, whose waiting they are to end.
+void leaveSignalsToOthers();
 
 }  // namespace drivetest

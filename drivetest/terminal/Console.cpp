@@ -1,6 +1,7 @@
 #include "drivetest/terminal/Console.h"
 
 #include "drivetest/terminal/Terminal.h"
+#include "drivetest/terminal/Texts.h"
 
 namespace drivetest {
 
@@ -15,42 +16,44 @@ std::string shorten(const std::string& text, std::size_t width) {
     return text;
 }
 
+std::shared_ptr<OutputQueue> queueOf(std::FILE* stream) {
+    std::fflush(stream);
+    return OutputQueue::of(OutputFile::borrow(descriptorOf(stream)));
+}
+
 }  // namespace
 
-Console::Console(std::FILE* stream) : m_stream(stream), m_live(isTerminal(stream)) {}
+Console::Console(std::FILE* stream)
+    : m_stream(stream), m_live(isTerminal(stream)), m_queue(queueOf(stream)) {}
 
-void Console::eraseStatus() {
-    if (!m_status.empty())
-        std::fputs("\r\033[K", m_stream);
+std::string Console::erasure() const {
+    return m_status.empty() ? "" : "\r\033[K";
 }
 
 void Console::line(const std::string& text) {
     const std::lock_guard lock(m_mutex);
-    eraseStatus();
-    std::fputs((text + "\n" + m_status).c_str(), m_stream);
-    std::fflush(m_stream);
+    m_queue->add(erasure() + printable(text) + "\n" + m_status);
 }
 
 void Console::status(const std::string& text) {
     const std::lock_guard lock(m_mutex);
-    if (!m_live)
+    // What is shown would be out of date when it came to be seen.
+    if (!m_live || m_queue->isBusy())
         return;
-    eraseStatus();
-    m_status = shorten(text, terminalWidth(m_stream) - 1);
-    std::fputs(m_status.c_str(), m_stream);
-    std::fflush(m_stream);
+    std::string update = erasure();
+    m_status = shorten(printable(text), terminalWidth(m_stream) - 1);
+    m_queue->add(update + m_status);
 }
 
 void Console::clearStatus() {
     const std::lock_guard lock(m_mutex);
-    eraseStatus();
+    m_queue->add(erasure());
     m_status.clear();
-    std::fflush(m_stream);
 }
 
 void complain(const std::string& sentence) {
     std::fflush(stdout);
-    std::fputs(("drivetest: " + sentence + "\n").c_str(), stderr);
+    OutputQueue::standard(2)->add("drivetest: " + printable(sentence) + "\n");
 }
 
 }  // namespace drivetest

@@ -1,8 +1,74 @@
 #include "drivetest/terminal/Texts.h"
 
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <iterator>
+
 #include "zel/Format.h"
 
 namespace drivetest {
+
+namespace {
+
+struct CodePoint {
+    char32_t value;
+    std::size_t bytes;  ///< 0: the text does not begin with UTF-8
+};
+
+/// RFC 3629: neither longer than needed, nor surrogates, nor beyond the last code point.
+bool isAllowed(CodePoint point) {
+    constexpr std::array<char32_t, 5> kLeast{0, 0, 0x80, 0x800, 0x10000};
+    return point.value >= kLeast.at(point.bytes) && point.value <= 0x10FFFF &&
+           (point.value < 0xD800 || point.value > 0xDFFF);
+}
+
+CodePoint firstOf(std::string_view text) {
+    const auto first = static_cast<unsigned char>(text.front());
+    if (first < 0x80)
+        return {first, 1};
+    const std::size_t bytes = first >= 0xF8   ? 0
+                              : first >= 0xF0 ? 4
+                              : first >= 0xE0 ? 3
+                              : first >= 0xC0 ? 2
+                                              : 0;
+    if (bytes == 0 || text.size() < bytes)
+        return {first, 0};
+    CodePoint point{static_cast<char32_t>(first & (0x7FU >> bytes)), bytes};
+    for (const char next : text.substr(1, bytes - 1)) {
+        if ((static_cast<unsigned char>(next) & 0xC0) != 0x80)
+            return {first, 0};
+        point.value = point.value << 6 | (static_cast<unsigned char>(next) & 0x3FU);
+    }
+    return isAllowed(point) ? point : CodePoint{first, 0};
+}
+
+/// Format characters of Unicode that change the order of what is seen, break lines, or cannot be seen.
+bool isInvisible(char32_t point) {
+    constexpr std::pair<char32_t, char32_t> kRanges[] = {
+        {0x00AD, 0x00AD}, {0x061C, 0x061C}, {0x180E, 0x180E}, {0x200B, 0x200F},  {0x2028, 0x202E},
+        {0x2060, 0x206F}, {0xFEFF, 0xFEFF}, {0xFFF9, 0xFFFB}, {0xE0000, 0xE007F}};
+    return std::any_of(std::begin(kRanges), std::end(kRanges),
+                       [point](const auto& range) { return point >= range.first && point <= range.second; });
+}
+
+std::string inHex(const char* pattern, char32_t value) {
+    std::array<char, 16> text{};
+    std::snprintf(text.data(), text.size(), pattern, static_cast<unsigned>(value));
+    return text.data();
+}
+
+std::string shown(CodePoint point, std::string_view bytes) {
+    if (point.value == '\n')
+        return "\\n";
+    if (point.value == '\t')
+        return "\\t";
+    if (point.bytes == 0 || point.value < 0x20 || (point.value >= 0x7F && point.value < 0xA0))
+        return inHex("\\x%02x", point.value);
+    return isInvisible(point.value) ? inHex("\\u{%x}", point.value) : std::string(bytes);
+}
+
+}  // namespace
 
 std::string durationText(std::chrono::nanoseconds duration) {
     if (duration < std::chrono::seconds(10))
@@ -30,6 +96,17 @@ std::string sectorsText(std::uint64_t lba, std::uint64_t count) {
 
 std::string countText(std::uint64_t count, const char* singular) {
     return std::to_string(count) + " " + singular + (count == 1 ? "" : "s");
+}
+
+std::string printable(std::string_view text) {
+    std::string line;
+    while (!text.empty()) {
+        const CodePoint point = firstOf(text);
+        const std::size_t bytes = std::max<std::size_t>(point.bytes, 1);
+        line += shown(point, text.substr(0, bytes));
+        text.remove_prefix(bytes);
+    }
+    return line;
 }
 
 }  // namespace drivetest

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 namespace drivetest {
 
@@ -14,5 +15,9 @@ std::string sizeText(std::uint64_t bytes);
 std::string sectorsText(std::uint64_t lba, std::uint64_t count);
 /// "3 errors", "1 error"
 std::string countText(std::uint64_t count, const char* singular);
+
+/// Text of any origin as one line that a terminal only shows: control characters as "\n", "\t" or "\x1b",
+/// marks that reverse or hide text as "\u{202e}", bytes that are no UTF-8 as "\xff".
+std::string printable(std::string_view text);
 
 }  // namespace drivetest

@@ -2,19 +2,13 @@
 
 #include <unistd.h>
 
-#include <cerrno>
 #include <utility>
+
+#include "zel/Uninterrupted.h"
 
 namespace libDrive2 {
 
-/// Repeats a system call that a signal interrupts.
-template <class Call>
-auto uninterrupted(Call call) {
-    auto result = call();
-    while (result < 0 && errno == EINTR)
-        result = call();
-    return result;
-}
+using zel::uninterrupted;
 
 /// Owns an open file descriptor; -1 for none.
 class FileDescriptor {

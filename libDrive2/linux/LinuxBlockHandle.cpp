@@ -16,6 +16,7 @@
 #include "libDrive2/linux/ErrnoError.h"
 #include "libDrive2/linux/SysfsBlock.h"
 #include "zel/Buffer.h"
+#include "zel/Uninterrupted.h"
 
 namespace libDrive2 {
 
@@ -76,11 +77,14 @@ DeviceStatus LinuxBlockHandle::openDescriptors() {
     m_direct.reset();
     m_buffered.reset();
     const std::string path = OpenLeases::pathOf(m_path).utf8();
-    m_buffered = FileDescriptor(::open(path.c_str(), m_openFlags));
+    const auto opened = [&path](int flags) {
+        return FileDescriptor(zel::uninterrupted([&] { return ::open(path.c_str(), flags); }));
+    };
+    m_buffered = opened(m_openFlags);
     if (!m_buffered)
         return errnoStatus(errno);
     // Without O_EXCL, which the descriptor above already holds for both.
-    m_direct = FileDescriptor(::open(path.c_str(), (m_openFlags & ~O_EXCL) | O_DIRECT));
+    m_direct = opened((m_openFlags & ~O_EXCL) | O_DIRECT);
     return {};
 }
 
@@ -229,7 +233,8 @@ DeviceStatus LinuxBlockHandle::write(std::uint64_t offset, const void* buffer, s
 }
 
 DeviceStatus LinuxBlockHandle::flush() {
-    return uninterrupted([this] { return fsync(m_buffered.get()); }) == 0 ? DeviceStatus{} : failure(errno);
+    return zel::uninterrupted([this] { return fsync(m_buffered.get()); }) == 0 ? DeviceStatus{}
+                                                                               : failure(errno);
 }
 
 DeviceStatus LinuxBlockHandle::dropCache() {

@@ -7,6 +7,7 @@
 
 #include "libDrive2/OpenError.h"
 #include "libDrive2/PlatformOpeners.h"
+#include "libDrive2/linux/HeldSignals.h"
 
 namespace libDrive2 {
 
@@ -42,6 +43,7 @@ NVMeResponse LinuxNVMeDevice::execute(const NVMeCommand& command) {
     request.cdw14 = command.cdw14;
     request.cdw15 = command.cdw15;
     request.timeout_ms = command.timeoutMs;
+    const HeldSignals held;
     const int result = ioctl(m_node.fd(), command.admin ? NVME_IOCTL_ADMIN_CMD : NVME_IOCTL_IO_CMD, &request);
     NVMeResponse response;
     response.result = request.result;

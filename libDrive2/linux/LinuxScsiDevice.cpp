@@ -11,6 +11,7 @@
 #include "libDrive2/PlatformOpeners.h"
 #include "libDrive2/bridges/SatAtaDevice.h"
 #include "libDrive2/commands/ScsiCommands.h"
+#include "libDrive2/linux/HeldSignals.h"
 #include "libDrive2/linux/SysfsBlock.h"
 
 namespace libDrive2 {
@@ -100,13 +101,12 @@ std::unique_ptr<LinuxScsiDevice> LinuxScsiDevice::open(const zel::String& path, 
 ScsiResponse LinuxScsiDevice::execute(const ScsiRequest& request) {
     ScsiResponse response;
     sg_io_hdr header = headerOf(request, response);
-    int result = 0;
-    do
-        result = ioctl(m_node.fd(), SG_IO, &header);
-    while (result != 0 && errno == EINTR);
-    if (result != 0) {
-        response.delivery = m_node.ioctlFailure(errno);
-        return response;
+    {
+        const HeldSignals held;
+        if (ioctl(m_node.fd(), SG_IO, &header) != 0) {
+            response.delivery = m_node.ioctlFailure(errno);
+            return response;
+        }
     }
     response.status = header.status;
     response.senseBytes = header.sb_len_wr;

@@ -10,6 +10,7 @@
 #include "libDrive2/OpenLeases.h"
 #include "libDrive2/linux/ErrnoError.h"
 #include "libDrive2/linux/SysfsBlock.h"
+#include "zel/Uninterrupted.h"
 
 namespace libDrive2 {
 
@@ -57,7 +58,8 @@ DeviceStatus PassThroughNode::open() {
     m_fd.reset();
     // Without waiting for a medium, which commands can be about.
     const int flags = (m_writable ? O_RDWR : O_RDONLY) | O_NONBLOCK | O_CLOEXEC;
-    m_fd = FileDescriptor(::open(OpenLeases::pathOf(m_path).utf8().c_str(), flags));
+    const std::string path = OpenLeases::pathOf(m_path).utf8();
+    m_fd = FileDescriptor(zel::uninterrupted([&] { return ::open(path.c_str(), flags); }));
     if (!m_fd)
         return errnoStatus(errno);
     if (DeviceStatus status = checkWholeDevice(); !status.ok()) {

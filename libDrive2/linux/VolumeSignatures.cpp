@@ -12,6 +12,7 @@
 
 #include "libDrive2/linux/ErrnoError.h"
 #include "zel/Format.h"
+#include "zel/Uninterrupted.h"
 
 namespace libDrive2 {
 
@@ -37,7 +38,7 @@ Probe openProbe(int fd, blkid_loff_t offset, blkid_loff_t bytes) {
 /// still be wanted.
 Finding examineStart(int fd, blkid_loff_t offset, std::string& type) {
     std::array<char, 512> start{};
-    if (pread(fd, start.data(), start.size(), offset) < 0) {
+    if (zel::uninterrupted([&] { return pread(fd, start.data(), start.size(), offset); }) < 0) {
         type = errnoStatus(errno).text.utf8();
         return Finding::unreadable;
     }

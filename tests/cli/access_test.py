@@ -11,7 +11,7 @@ class Access(program.ProgramTest):
     def reach(self, device, *properties):
         """The run, its log, and the class of drive that the log names."""
         given = [word for value in properties for word in ("--property", value)]
-        run = self.run_test(device, options=[*given, "--log", self.path("log"), "--log-priority", "1"])
+        run = self.run_test(device, options=[*given, "--log", self.path("log"), "--log-priority", "1", "--force"])
         with open(self.path("log"), encoding="utf-8") as lines:
             log = lines.read()
         return run, log, [line.split()[-1] for line in log.splitlines() if "Created drive type: " in line]

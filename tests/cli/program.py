@@ -84,6 +84,8 @@ class ProgramTest(unittest.TestCase):
 
     def run_test(self, device, *parameters, options=(), test="LinearReadTest"):
         """A run with a record, which must be valid."""
+        if os.path.exists(self.record):
+            os.remove(self.record)
         given = [word for parameter in parameters for word in ("-p", parameter)]
         process = self.start("run", test, device, *given, "--events", self.record, *options)
         self.check_record(self.record)

@@ -120,7 +120,7 @@ class Outputs(program.ProgramTest):
     def test_log_goes_to_its_file_by_priority(self):
         log = self.path("log")
         for priority, expected in (("1", True), ("3", False)):
-            self.start("run", "LinearReadTest", "sim:disk,sectors=1000", "--log", log, "--log-priority", priority)
+            self.start("run", "LinearReadTest", "sim:disk,sectors=1000", "--log", log, "--log-priority", priority, "--force")
             with open(log, encoding="utf-8") as lines:
                 text = lines.read()
             self.assertEqual("1 libDriveTest.LinearReadTest: === LinearReadTest parameters ===" in text, expected)

@@ -23,7 +23,9 @@ class Stop(program.ProgramTest):
         return process
 
     def test_signals_become_a_stop_request(self):
-        for number in (signal.SIGINT, signal.SIGTERM):
+        for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP, signal.SIGQUIT, signal.SIGUSR1, signal.SIGUSR2,
+                       signal.SIGALRM, signal.SIGVTALRM, signal.SIGPROF, signal.SIGIO, signal.SIGPWR, signal.SIGSTKFLT,
+                       signal.SIGXCPU, signal.SIGRTMIN, signal.SIGRTMAX):
             with self.subTest(signal=number):
                 process = self.start_endless()
                 process.send_signal(number)
@@ -39,6 +41,15 @@ class Stop(program.ProgramTest):
         process.kill()
         process.wait(30)
         self.check_record(self.record, "--partial")
+
+    def test_signals_that_change_nothing(self):
+        process = self.start_endless()
+        for number in (signal.SIGPIPE, signal.SIGXFSZ, signal.SIGCONT, signal.SIGWINCH):
+            process.send_signal(number)
+        with self.assertRaises(subprocess.TimeoutExpired):
+            process.wait(0.5)
+        process.send_signal(signal.SIGTERM)
+        self.assertEqual(process.wait(30), 130)
 
     def test_an_ignored_interrupt_stays_ignored(self):
         process = subprocess.Popen([program.PROGRAM, "run", "LinearReadTest", ENDLESS, "--events", self.record],

@@ -1,0 +1,202 @@
+#include "drivetest/run/OutputQueue.h"
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <deque>
+#include <mutex>
+
+#include "drivetest/run/Signals.h"
+#include "quix5/StopRequest.h"
+
+namespace drivetest {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr std::size_t kMostBytes = std::size_t{64} << 20;
+/// How soon a stop request is noticed while waiting.
+constexpr std::chrono::milliseconds kStopInterval{20};
+constexpr std::chrono::seconds kPatience{2};
+/// Each queue's share when others have used up the patience.
+constexpr std::chrono::milliseconds kLeastPatience{200};
+
+std::atomic<std::size_t> bytesOfAll{0};
+
+/// With what a line costs besides its text.
+std::size_t costOf(const std::string& text) {
+    return text.size() + sizeof text;
+}
+
+/// The queues of standard output and standard error. Never destroyed: their threads may be blocked for good.
+struct StandardQueues {
+    std::mutex mutex;
+    std::array<std::shared_ptr<OutputQueue>, 3> byDescriptor;
+
+    static StandardQueues& get() {
+        static StandardQueues& queues = *new StandardQueues;
+        return queues;
+    }
+    std::array<std::shared_ptr<OutputQueue>, 3> used() {
+        const std::lock_guard lock(mutex);
+        return byDescriptor;
+    }
+};
+
+}  // namespace
+
+struct OutputQueue::State {
+    explicit State(OutputFile output) : file(std::move(output)) {}
+
+    void writeAll();
+    void writeFirst(std::unique_lock<std::mutex>& lock);
+    void discard();
+    [[nodiscard]] bool isIdle() const { return lines.empty() && !writing; }
+
+    mutable std::mutex mutex;
+    std::condition_variable wake;     ///< of the thread
+    std::condition_variable written;  ///< everything is
+    std::deque<std::string> lines;
+    OutputFile file;
+    bool writing = false;
+    bool failed = false;
+    bool givenUp = false;
+    bool closing = false;
+};
+
+void OutputQueue::State::discard() {
+    for (const std::string& line : lines)
+        bytesOfAll -= costOf(line);
+    lines.clear();
+}
+
+void OutputQueue::State::writeFirst(std::unique_lock<std::mutex>& lock) {
+    const std::string line = std::move(lines.front());
+    lines.pop_front();
+    writing = true;
+    lock.unlock();
+    const bool ok = file.write(line);
+    lock.lock();
+    writing = false;
+    bytesOfAll -= costOf(line);
+    if (!ok) {
+        failed = true;
+        discard();
+    }
+}
+
+void OutputQueue::State::writeAll() {
+    std::unique_lock lock(mutex);
+    while (true) {
+        wake.wait(lock, [this] { return closing || !lines.empty(); });
+        if (lines.empty())
+            return;
+        writeFirst(lock);
+        if (isIdle())
+            written.notify_all();
+    }
+}
+
+OutputQueue::OutputQueue(OutputFile file) : m_state(std::make_shared<State>(std::move(file))) {
+    m_state->failed = !m_state->file.begin();
+    m_thread = std::thread([state = m_state] {
+        leaveSignalsToOthers();
+        state->writeAll();
+    });
+}
+
+OutputQueue::~OutputQueue() {
+    finish();
+    std::unique_lock lock(m_state->mutex);
+    m_state->closing = true;
+    const bool blocked = m_state->writing;
+    lock.unlock();
+    m_state->wake.notify_one();
+    if (blocked)
+        m_thread.detach();
+    else
+        m_thread.join();
+}
+
+std::shared_ptr<OutputQueue> OutputQueue::of(OutputFile file) {
+    if (file.descriptor() == 1 || file.descriptor() == 2)
+        return standard(file.descriptor());
+    return std::make_shared<OutputQueue>(std::move(file));
+}
+
+std::shared_ptr<OutputQueue> OutputQueue::standard(int descriptor) {
+    StandardQueues& queues = StandardQueues::get();
+    const std::lock_guard lock(queues.mutex);
+    const bool shared = isSameOutput(OutputFile::borrow(1), OutputFile::borrow(2));
+    auto& queue = queues.byDescriptor.at(shared ? 1 : static_cast<std::size_t>(descriptor));
+    if (queue == nullptr)
+        queue = std::make_shared<OutputQueue>(OutputFile::borrow(descriptor));
+    return queue;
+}
+
+bool OutputQueue::waitForStandard(const std::function<bool()>& isPatient) {
+    const auto queues = StandardQueues::get().used();
+    return std::all_of(queues.begin(), queues.end(), [&isPatient](const auto& queue) {
+        return queue == nullptr || queue->wait(isPatient);
+    });
+}
+
+void OutputQueue::finishStandard() {
+    for (const auto& queue : StandardQueues::get().used())
+        if (queue != nullptr)
+            queue->finish();
+}
+
+void OutputQueue::add(std::string text) {
+    const std::lock_guard lock(m_state->mutex);
+    if (m_state->failed || m_state->givenUp)
+        return;
+    bytesOfAll += costOf(text);
+    m_state->lines.push_back(std::move(text));
+    m_state->wake.notify_one();
+}
+
+bool OutputQueue::isBusy() const {
+    const std::lock_guard lock(m_state->mutex);
+    return !m_state->isIdle();
+}
+
+bool OutputQueue::wait(const std::function<bool()>& isPatient) const {
+    std::unique_lock lock(m_state->mutex);
+    while (!m_state->isIdle() && isPatient())
+        m_state->written.wait_for(lock, kStopInterval);
+    return m_state->isIdle();
+}
+
+bool OutputQueue::finish() {
+    static const Clock::time_point firstCall = Clock::now();
+    const Clock::time_point end = std::max(firstCall + kPatience, Clock::now() + kLeastPatience);
+    const bool idle = wait([end] { return !quix5::StopRequest::made() || Clock::now() < end; });
+    const std::lock_guard lock(m_state->mutex);
+    if (!idle && !m_state->isIdle()) {
+        m_state->givenUp = true;
+        m_state->discard();
+    }
+    return !m_state->failed && !m_state->givenUp;
+}
+
+bool OutputQueue::wasGivenUp() const {
+    const std::lock_guard lock(m_state->mutex);
+    return m_state->givenUp;
+}
+
+std::size_t OutputQueue::waitingBytes() {
+    return bytesOfAll;
+}
+
+void OutputQueue::waitForRoom() {
+    if (bytesOfAll <= kMostBytes)
+        return;
+    while (bytesOfAll > kMostBytes / 2 && !quix5::StopRequest::made())
+        std::this_thread::sleep_for(kStopInterval);
+}
+
+}  // namespace drivetest
