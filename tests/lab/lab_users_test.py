@@ -115,9 +115,11 @@ class Users(lab_test.LabTest):
         self.check_both_refused("is part of bcache0")
 
     def test_swap_and_a_loop_over_a_partition(self):
-        self.use("echo ',16M' | sfdisk -q {a}; mkswap {a}p1 >/dev/null; swapon {a}p1", "swapoff {a}p1 2>/dev/null || true")
+        self.use("echo ',16M' | sfdisk -q {a}; mkswap {a}p1 >/dev/null; swapon {a}p1",
+                 "swapoff {a}p1 2>/dev/null || true")
         self.check_refused(self.names["a"], "{a_}p1 is swap space", self.lab.a)
-        self.do("swapoff {a}p1; losetup /dev/loop7 {a}p1; mke2fs /dev/loop7 >/dev/null; mount -o ro -t ext2 /dev/loop7 /srv; sync")
+        self.do("swapoff {a}p1; losetup /dev/loop7 {a}p1; mke2fs /dev/loop7 >/dev/null;"
+                "mount -o ro -t ext2 /dev/loop7 /srv; sync")
         self.addCleanup(self.do, "umount /srv; losetup -d /dev/loop7")
         path, reason = self.names["a"], "{a_}p1 is attached to /dev/loop7 (which is mounted on /srv)"
         self.check_refused(path, reason, self.lab.a)
