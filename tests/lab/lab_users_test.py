@@ -38,7 +38,7 @@ def setUpModule():
     lab_test.setUpModule(lambda: UsersLab([
         disks.Disk("nvme", 256 * disks.MIB, (), speed=0, place=0, name="a"),
         disks.Disk("nvme", 257 * disks.MIB, (), speed=0, place=1, name="b"),
-        TwoPaths("nvme", 4 * disks.MIB, (), speed=0, place=0, name="twice")]))
+        TwoPaths("nvme", 4 * disks.MIB, (), speed=disks.MIB, place=0, name="twice")]))
 
 
 class Users(lab_test.LabTest):
@@ -138,8 +138,16 @@ class Users(lab_test.LabTest):
     def test_other_path_to_the_same_disk(self):
         used, tested = self.lab.paths(self.lab.twice)
         name = f"{used[5:]} (another path to {tested[5:]})"
-        self.use(f"mke2fs {used} >/dev/null; mount -o ro -t ext2 {used} /srv", "umount /srv")
+        self.use(f"mke2fs {used} >/dev/null; mount -o ro -t ext2 {used} /srv",
+                 "umount /srv 2>/dev/null || true")
         self.check_refused(tested, f"{name} is mounted on /srv", self.lab.twice)
+        self.do("umount /srv")
+        run = self.lab.write("LinearPatternTest", used, None, "NumberOfPatterns=18")
+        run.wait_until(lambda: "Pattern #1" in run.log())
+        status, said = self.lab.guest.run(f"drivetest run LinearPatternTest {tested} --confirm twice")
+        self.lab.must("killall drivetest")
+        self.assertEqual((status, f"{tested} cannot be taken for this test alone" in said), (5, True), said)
+        self.assertEqual(run.ended().status, 130, run.out)
 
 
 if __name__ == "__main__":
