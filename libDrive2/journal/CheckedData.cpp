@@ -22,8 +22,10 @@ namespace libDrive2::journal {
 
 namespace {
 
-constexpr std::size_t kEntryBytes = 8;
-/// Mending a block takes some milliseconds. Where more than that differ, it was not a bit that flipped.
+/// An entry is a block's checksum and its fold.
+constexpr std::size_t kEntryWords = 2;
+constexpr std::size_t kEntryBytes = kEntryWords * sizeof(std::uint64_t);
+/// Where more blocks than that differ, it was not a bit that flipped.
 constexpr std::size_t kMostMended = 64;
 
 std::uint64_t sumOf(Bytes block) {
@@ -34,18 +36,26 @@ std::size_t blocksOf(std::uint64_t bytes) {
     return static_cast<std::size_t>(roundUp(bytes) / kBlockBytes);
 }
 
-Checksum rootOfTable(const std::vector<std::uint64_t>& sums) {
-    std::vector<std::uint8_t> table(sums.size() * kEntryBytes);
-    for (std::size_t i = 0; i < sums.size(); ++i)
-        storeLittleEndian(table, i * kEntryBytes, sums[i]);
-    return checksumOf(table);
+std::vector<std::uint64_t> tableOf(Bytes data) {
+    std::vector<std::uint64_t> table;
+    table.reserve(blocksOf(data.size()) * kEntryWords);
+    for (std::size_t from = 0; from < data.size(); from += kBlockBytes) {
+        const Bytes block = slice(data, from, kBlockBytes);
+        table.push_back(sumOf(block));
+        table.push_back(foldOf(block));
+    }
+    return table;
 }
 
-std::vector<std::uint64_t> sumsOf(Bytes data) {
-    std::vector<std::uint64_t> sums(blocksOf(data.size()));
-    for (std::size_t i = 0; i < sums.size(); ++i)
-        sums[i] = sumOf(slice(data, i * kBlockBytes, kBlockBytes));
-    return sums;
+std::vector<std::uint8_t> bytesOf(const std::vector<std::uint64_t>& table) {
+    std::vector<std::uint8_t> bytes(table.size() * sizeof(std::uint64_t));
+    for (std::size_t i = 0; i < table.size(); ++i)
+        storeLittleEndian(bytes, i * sizeof(std::uint64_t), table[i]);
+    return bytes;
+}
+
+Checksum rootOfTable(const std::vector<std::uint64_t>& table) {
+    return checksumOf(bytesOf(table));
 }
 
 }  // namespace
@@ -55,40 +65,38 @@ std::uint64_t CheckedData::tableBytes(std::uint64_t dataBytes) {
 }
 
 Checksum CheckedData::sum(Bytes data, std::uint8_t* table) {
+    const std::vector<std::uint8_t> bytes = bytesOf(tableOf(data));
     const std::span<std::uint8_t> room(table, static_cast<std::size_t>(tableBytes(data.size())));
-    std::size_t at = 0;
-    for (std::size_t from = 0; from < data.size(); from += kBlockBytes, at += kEntryBytes)
-        storeLittleEndian(room, at, sumOf(slice(data, from, kBlockBytes)));
-    std::fill(room.begin() + static_cast<std::ptrdiff_t>(at), room.end(), std::uint8_t{0});
-    return checksumOf(room.first(at));
+    std::fill(std::copy(bytes.begin(), bytes.end(), room.begin()), room.end(), std::uint8_t{0});
+    return checksumOf(bytes);
 }
 
 Checksum CheckedData::rootOf(Bytes data) {
-    return rootOfTable(sumsOf(data));
+    return rootOfTable(tableOf(data));
 }
 
 CheckedData::CheckedData(BlockHandle& file, const Place& place)
     : m_data(static_cast<std::size_t>(roundUp(place.bytes))), m_bytes(static_cast<std::size_t>(place.bytes)) {
     readData(file, place.dataAt);
-    m_sums = sumsOf(bytes());
-    if (rootOfTable(m_sums) == place.root) {
-        m_lost.clear();
+    const Sums table = tableOf(bytes());
+    for (std::size_t i = 0; i < table.size(); i += kEntryWords)
+        m_sums.push_back(table[i]);
+    if (rootOfTable(table) == place.root)
         return;
-    }
     if (!readTable(file, place.tableAt)) {
         loseAll();
         return;
     }
-    for (std::size_t i = 0; i < m_sums.size(); ++i)
-        if (m_sums[i] != m_stored[i])
-            m_differing.push_back(i);
+    for (std::size_t i = 0; i < table.size(); i += kEntryWords)
+        if (table[i] != m_stored[i] || table[i + 1] != m_stored[i + 1])
+            m_differing.push_back(i / kEntryWords);
     const bool isTableRight = mendTable(place.root);
-    m_lost.clear();
     mendBlocks();
-    if (!isTableRight && rootOfTable(m_sums) != place.root)
+    if (isTableRight)
+        return;
+    m_lost.clear();
+    if (rootOf(bytes()) != place.root)
         loseAll();
-    else if (!isTableRight)
-        m_lost.clear();
 }
 
 /// Block by block where the whole cannot be read.
@@ -107,9 +115,10 @@ bool CheckedData::readTable(BlockHandle& file, std::uint64_t offset) {
         m_isReadable = false;
         return false;
     }
-    m_stored.resize(m_sums.size());
+    m_stored.resize(m_sums.size() * kEntryWords);
     for (std::size_t i = 0; i < m_stored.size(); ++i)
-        m_stored[i] = loadLittleEndian<std::uint64_t>({table.data(), table.size()}, i * kEntryBytes);
+        m_stored[i] =
+            loadLittleEndian<std::uint64_t>({table.data(), table.size()}, i * sizeof(std::uint64_t));
     return true;
 }
 
@@ -125,27 +134,26 @@ bool CheckedData::mendTable(const Checksum& root) {
     if (m_differing.size() > kMostMended)
         return false;
     for (const std::size_t i : m_differing)
-        for (unsigned bit = 0; bit < 64; ++bit) {
-            m_stored[i] ^= std::uint64_t{1} << bit;
+        for (unsigned bit = 0; bit < 8 * kEntryBytes; ++bit) {
+            std::uint64_t& word = m_stored[i * kEntryWords + bit / 64];
+            word ^= std::uint64_t{1} << bit % 64;
             if (rootOfTable(m_stored) == root)
                 return true;
-            m_stored[i] ^= std::uint64_t{1} << bit;
+            word ^= std::uint64_t{1} << bit % 64;
         }
     return false;
 }
 
 void CheckedData::mendBlocks() {
     for (const std::size_t i : m_differing)
-        if (m_sums[i] != m_stored[i] && (m_differing.size() > kMostMended || !mendBlock(i)))
+        if (m_sums[i] != m_stored[i * kEntryWords] && (m_differing.size() > kMostMended || !mendBlock(i)))
             m_lost.push_back(i);
 }
 
 bool CheckedData::mendBlock(std::size_t index) {
     const std::span<std::uint8_t> bytes = block(index);
-    if (!mendBit(bytes, [&] { return sumOf(bytes) == m_stored[index]; }))
-        return false;
-    m_sums[index] = m_stored[index];
-    return true;
+    const std::uint64_t wanted = m_stored[index * kEntryWords];
+    return mendFolded(bytes, m_stored[index * kEntryWords + 1], [&] { return sumOf(bytes) == wanted; });
 }
 
 void CheckedData::loseAll() {

@@ -19,7 +19,8 @@ constexpr std::size_t kSessionAt = 16;
 constexpr std::size_t kCreatedAt = 32;
 constexpr std::size_t kSlotBytesAt = 40;
 constexpr std::size_t kVariableAt = 48;
-constexpr std::size_t kChecksumAt = kFileHeaderBytes - sizeof(Checksum);
+constexpr std::size_t kFoldAt = kFileHeaderBytes - sizeof(std::uint64_t);
+constexpr std::size_t kChecksumAt = kFoldAt - sizeof(Checksum);
 constexpr std::size_t kSampleBytes = 20;
 constexpr std::uint64_t kMostSampleBytes = 1 << 20;
 /// What a device writes as a whole, and so what is blank as a whole where a write was cut off.
@@ -114,16 +115,18 @@ bool encode(const JournalHeader& header, FileHeaderBytes bytes) {
     const Checksum sum = checksumOf(bytes.first(kChecksumAt));
     storeLittleEndian(bytes, kChecksumAt, sum.low);
     storeLittleEndian(bytes, kChecksumAt + 8, sum.high);
+    storeLittleEndian(bytes, kFoldAt, foldOf(bytes.first(kChecksumAt)));
     return true;
 }
 
-std::optional<JournalHeader> decodeFile(Bytes bytes, bool isMending) {
+std::optional<JournalHeader> decodeFile(Bytes bytes) {
     if (bytes.size() != kFileHeaderBytes)
         return std::nullopt;
     if (isSealed(bytes))
         return fieldsOf(bytes);
     std::vector<std::uint8_t> mended(bytes.begin(), bytes.end());
-    if (!isMending || !mendBit(std::span(mended).first(kChecksumAt), [&] { return isSealed(mended); }))
+    const auto fold = loadLittleEndian<std::uint64_t>(bytes, kFoldAt);
+    if (!mendFolded(std::span(mended).first(kChecksumAt), fold, [&] { return isSealed(mended); }))
         return std::nullopt;
     return fieldsOf(mended);
 }

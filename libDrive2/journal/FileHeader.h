@@ -14,9 +14,8 @@ using FileHeaderBytes = std::span<std::uint8_t, kFileHeaderBytes>;
 /// False when identity and fingerprint are too long for it; a long locator is cut.
 bool encode(const JournalHeader& header, FileHeaderBytes bytes);
 
-/// Nothing unless these bytes are such a header and fit their checksum. `isMending`: perhaps after one bit
-/// was mended, which takes a while.
-std::optional<JournalHeader> decodeFile(Bytes bytes, bool isMending);
+/// Nothing unless these bytes are such a header and fit their checksum, perhaps after one bit was mended.
+std::optional<JournalHeader> decodeFile(Bytes bytes);
 
 /// How bytes begin that are no header, or a damaged one.
 enum class FileBeginning {

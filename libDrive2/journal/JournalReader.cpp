@@ -95,14 +95,12 @@ bool JournalReader::readHeader() {
     return false;
 }
 
-/// Mending takes a while, so only where neither copy is as it was.
 bool JournalReader::decodeHeader(const std::vector<zel::Buffer>& copies) {
-    for (const bool isMending : {false, true})
-        for (const zel::Buffer& copy : copies)
-            if (const auto header = journal::decodeFile(bytesOf(copy), isMending)) {
-                m_contents.header = *header;
-                return true;
-            }
+    for (const zel::Buffer& copy : copies)
+        if (const auto header = journal::decodeFile(bytesOf(copy))) {
+            m_contents.header = *header;
+            return true;
+        }
     return false;
 }
 

@@ -111,7 +111,7 @@ bool LinuxVolumes::lock(zel::String& reason) {
                  (error == EBUSY ? describeBusy() : zel::String());
         return false;
     }
-    if (!lockAgainstOthers(device.get(), isBlockDevice, writable, reason))
+    if (!lockAgainstOthers(device.get(), isBlockDevice, writable, reason) || !lockOtherPaths(reason))
         return false;
     m_lock = std::move(device);
     return true;
@@ -132,6 +132,28 @@ bool LinuxVolumes::lockAgainstOthers(int fd, bool isBlockDevice, bool writable, 
     return false;
 }
 
+/// The kernel knows nothing of the other paths to a drive that it gave away by one of them.
+bool LinuxVolumes::lockOtherPaths(zel::String& reason) {
+    m_otherPaths.clear();
+    const auto status = found();
+    if (!status || !S_ISBLK(status->st_mode))
+        return true;
+    const SysfsBlock device(status->st_rdev);
+    for (const SysfsBlock& path : device.otherPaths()) {
+        FileDescriptor other = openFile("/dev/" + path.name(), O_RDONLY | O_EXCL | O_NONBLOCK);
+        if (!other && errno == EBUSY) {
+            m_otherPaths.clear();
+            reason = m_path + " is in use: " + path.name() + " (another path to " + device.name() +
+                     ") is taken by another program";
+            return false;
+        }
+        // A path without a node, or one that is down, is nobody's way to the drive.
+        if (other)
+            m_otherPaths.push_back(std::move(other));
+    }
+    return true;
+}
+
 /// Some who hold a device are in none of the kernel's lists; what is on it may tell.
 zel::String LinuxVolumes::describeBusy() {
     for (const VolumeContent& content : contents())
@@ -141,6 +163,7 @@ zel::String LinuxVolumes::describeBusy() {
 }
 
 bool LinuxVolumes::unlock(zel::String& reason) {
+    m_otherPaths.clear();
     if (m_lock.reset())
         return true;
     reason = m_path + " could not be given back: " + errnoStatus(errno).text;

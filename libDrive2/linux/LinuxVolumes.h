@@ -4,6 +4,7 @@
 
 #include <optional>
 #include <utility>
+#include <vector>
 
 #include "libDrive2/DeviceLockingManager.h"
 #include "libDrive2/linux/FileDescriptor.h"
@@ -36,11 +37,13 @@ private:
     FileDescriptor reopen(int flags);
     bool isOptical();
     bool lockAgainstOthers(int fd, bool isBlockDevice, bool writable, zel::String& reason) const;
+    bool lockOtherPaths(zel::String& reason);
     zel::String describeBusy();
 
     zel::String m_path;
     FileDescriptor m_opened;
     FileDescriptor m_lock;
+    std::vector<FileDescriptor> m_otherPaths;  ///< locked with it
 };
 
 }  // namespace libDrive2

@@ -183,7 +183,8 @@ std::vector<std::string> StorageUsers::usesOf(const SysfsBlock& owner, const Sys
     findLoops(node, depth, uses);
     for (const std::string& holder : owner.holdersOf(member))
         uses.push_back("is part of " + describe(holder, holder, depth + 1));
-    if (owner.isCache(member))
+    // Once it caches something, that is its holder.
+    if (uses.empty() && owner.isCache(member))
         uses.emplace_back("is a cache of bcache");
     return uses;
 }

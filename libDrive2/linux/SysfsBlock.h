@@ -52,7 +52,7 @@ public:
     [[nodiscard]] std::vector<SysfsBlock> otherPaths() const;
     /// The devices that it is built on.
     [[nodiscard]] std::vector<SysfsBlock> slaves() const;
-    /// Whether bcache has the member as a cache, which makes it no holder.
+    /// Whether bcache has the member as a cache.
     [[nodiscard]] bool isCache(const Member& member) const;
     /// Names of the devices built on one of the members (dm-0, md1).
     [[nodiscard]] std::vector<std::string> holdersOf(const Member& member) const;

@@ -36,9 +36,9 @@ class UsersLab(lab_test.Lab):
 
 def setUpModule():
     lab_test.setUpModule(lambda: UsersLab([
-        disks.Disk("nvme", 64 * disks.MIB, (), speed=0, place=0, name="a"),
-        disks.Disk("nvme", 65 * disks.MIB, (), speed=0, place=1, name="b"),
-        TwoPaths("nvme", 4 * disks.MIB, (), speed=0, place=0, name="twice")]))
+        disks.Disk("nvme", 256 * disks.MIB, (), speed=0, place=0, name="a"),
+        disks.Disk("nvme", 257 * disks.MIB, (), speed=0, place=1, name="b"),
+        TwoPaths("nvme", 4 * disks.MIB, (), speed=disks.MIB, place=0, name="twice")]))
 
 
 class Users(lab_test.LabTest):
@@ -59,13 +59,17 @@ class Users(lab_test.LabTest):
         self.addCleanup(self.do, free)
         self.lab.must("sync")
 
-    def check_refused(self, path, reason, *disks_under):
+    def start(self, path, confirm):
+        return self.lab.start("LinearPatternTest", path, None, "EndRange=100", "NumberOfPatterns=1",
+                              options=[f"--confirm {confirm}"]).ended()
+
+    def check_refused(self, path, reason, disk, confirm=""):
         """Nothing is written, although it was confirmed."""
-        written = [self.lab.written_bytes(disk) for disk in disks_under]
-        run = self.lab.write("LinearPatternTest", path, None, "EndRange=100").ended()
+        written = self.lab.written_bytes(disk)
+        run = self.start(path, confirm or disk.name)
         self.assertEqual((run.status, run.result(), run.faults()), (5, "DEVICEBUSY", []), run.out)
         self.assertIn(f"{path} is in use: " + reason.format(**self.names), run.out)
-        self.assertEqual([self.lab.written_bytes(disk) for disk in disks_under], written)
+        self.assertEqual(self.lab.written_bytes(disk), written)
 
     def check_both_refused(self, reason):
         for name, disk in (("a", self.lab.a), ("b", self.lab.b)):
@@ -80,11 +84,11 @@ class Users(lab_test.LabTest):
 
     def test_array_and_its_members_when_it_is_stopped(self):
         self.use(f"mdadm --create /dev/md0 {MIRROR}; mke2fs /dev/md0 >/dev/null; mount -o ro -t ext2 /dev/md0 /srv",
-                 "umount /srv 2>/dev/null; mdadm --stop /dev/md0 2>/dev/null; mdadm --zero-superblock {a} {b}")
+                 "umount /srv 2>/dev/null || true; mdadm --stop /dev/md0 2>/dev/null || true")
         self.lab.settle("grep -qx clean /sys/block/md0/md/array_state")
         self.check_both_refused("is part of md0 (which is mounted on /srv)")
         self.do("umount /srv; mdadm --stop /dev/md0")
-        run = self.lab.write("LinearPatternTest", self.names["b"], None, "EndRange=100", "NumberOfPatterns=1").ended()
+        run = self.start(self.names["b"], "b")
         self.assertEqual((run.status, "linux_raid_member" in run.out), (0, True), run.out)
 
     def test_mapping_over_a_mapping(self):
@@ -95,27 +99,31 @@ class Users(lab_test.LabTest):
 
     def test_btrfs_of_two_devices(self):
         """The table of mounts shows one of them only."""
-        self.use("mkfs.btrfs -q -f --mixed -d raid1 -m raid1 {a} {b}; btrfs device scan >/dev/null;"
+        self.use("mkfs.btrfs -q -f -d raid1 -m raid1 {a} {b} 2>/dev/null; btrfs device scan >/dev/null;"
                  "mount -o ro -t btrfs {a} /srv", "umount /srv")
         self.check_refused(self.names["a"], "{a_} is mounted on /srv", self.lab.a)
         self.check_refused(self.names["b"], "{b_} is part of a btrfs that is mounted on /srv", self.lab.b)
 
     def test_bcache(self):
-        self.use("make-bcache -C {a} -B {b} >/dev/null; for each in {a} {b}; do echo $each >/sys/fs/bcache/register; done;"
-                 "for i in $(seq 300); do [ -e /sys/block/bcache0 ] && break; sleep 0.1; done",
-                 "echo 1 >/sys/block/bcache0/bcache/stop; for each in /sys/fs/bcache/*-*/stop; do echo 1 >$each; done;"
+        self.use("make-bcache --bucket 64k -C {a} -B {b} >/dev/null; echo {a} >/sys/fs/bcache/register",
+                 "echo 1 | tee /sys/block/bcache0/bcache/stop /sys/fs/bcache/*-*/stop >/dev/null;"
                  "for i in $(seq 300); do [ -e /sys/block/{a_}/bcache ] || [ -e /sys/block/{b_}/bcache ] || break;"
                  "sleep 0.1; done")
-        self.check_refused(self.names["a"], "{a_} is a cache of bcache")
-        self.check_refused(self.names["b"], "{b_} is part of bcache0")
+        self.check_refused(self.names["a"], "{a_} is a cache of bcache", self.lab.a)
+        self.do("echo {b} >/sys/fs/bcache/register")
+        self.lab.settle("[ -e /sys/block/bcache0 ]")
+        self.check_both_refused("is part of bcache0")
 
     def test_swap_and_a_loop_over_a_partition(self):
-        self.use("echo ',16M' | sfdisk -q {a}; mkswap {a}p1 >/dev/null; swapon {a}p1", "swapoff {a}p1 2>/dev/null || true")
+        self.use("echo ',16M' | sfdisk -q {a}; mkswap {a}p1 >/dev/null; swapon {a}p1",
+                 "swapoff {a}p1 2>/dev/null || true")
         self.check_refused(self.names["a"], "{a_}p1 is swap space", self.lab.a)
-        self.do("swapoff {a}p1; losetup /dev/loop7 {a}p1; mke2fs /dev/loop7 >/dev/null; mount -o ro -t ext2 /dev/loop7 /srv; sync")
+        self.do("swapoff {a}p1; losetup /dev/loop7 {a}p1; mke2fs /dev/loop7 >/dev/null;"
+                "mount -o ro -t ext2 /dev/loop7 /srv; sync")
         self.addCleanup(self.do, "umount /srv; losetup -d /dev/loop7")
-        for path in (self.names["a"], self.names["a"] + "p1"):
-            self.check_refused(path, "{a_}p1 is attached to /dev/loop7 (which is mounted on /srv)", self.lab.a)
+        path, reason = self.names["a"], "{a_}p1 is attached to /dev/loop7 (which is mounted on /srv)"
+        self.check_refused(path, reason, self.lab.a)
+        self.check_refused(path + "p1", reason, self.lab.a, path + "p1")
 
     def test_swap_file_in_an_image(self):
         self.use("truncate -s 32M /image; ln /image /other; mke2fs -F /image >/dev/null; losetup /dev/loop6 /image;"
@@ -130,8 +138,16 @@ class Users(lab_test.LabTest):
     def test_other_path_to_the_same_disk(self):
         used, tested = self.lab.paths(self.lab.twice)
         name = f"{used[5:]} (another path to {tested[5:]})"
-        self.use(f"mke2fs {used} >/dev/null; mount -o ro -t ext2 {used} /srv", "umount /srv")
+        self.use(f"mke2fs {used} >/dev/null; mount -o ro -t ext2 {used} /srv",
+                 "umount /srv 2>/dev/null || true")
         self.check_refused(tested, f"{name} is mounted on /srv", self.lab.twice)
+        self.do("umount /srv")
+        run = self.lab.write("LinearPatternTest", used, None, "NumberOfPatterns=18")
+        run.wait_until(lambda: "Pattern #1" in run.log())
+        status, said = self.lab.guest.run(f"drivetest run LinearPatternTest {tested} --confirm twice")
+        self.lab.must("killall drivetest")
+        self.assertEqual((status, f"{tested} cannot be taken for this test alone" in said), (5, True), said)
+        self.assertEqual(run.ended().status, 130, run.out)
 
 
 if __name__ == "__main__":

@@ -68,8 +68,10 @@ struct DeviceState {
             if (newest.contains(sector)) {
                 const std::string& before =
                     Contents::text(versions.size() > 1 ? *(versions.end() - 2) : durable[sector]);
-                for (const std::size_t cut : {std::size_t{300}, std::size_t{7}})
-                    if (!before.empty() && (cut == 300 || sector % 3 == 1))
+                // Within a journal's headers too, which lie at the beginning of blocks.
+                for (const std::size_t cut : {300, 7, 14, 50, 84})
+                    if (!before.empty() && (cut == 300 || (cut == 7 && sector % 3 == 1) ||
+                                            (cut != 7 && sector % 8 == 0 && physicalSectors == 0)))
                         choices.push_back(Contents::numberOf(Contents::text(versions.back()).substr(0, cut) +
                                                              before.substr(cut)));
             }

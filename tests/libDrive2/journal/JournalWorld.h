@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstring>
+#include <stdexcept>
 
 #include "CrashModel.h"
 #include "libDrive2/JournalRecovery.h"
@@ -34,7 +35,7 @@ inline DeviceState originalDrive() {
     return state;
 }
 inline DriveIdentity identity() {
-    return {"Model", "123", kDriveSectors, CrashDevice::kSector};
+    return {"Model", "123", kDriveSectors, CrashDevice::kSector, "wwid:1"};
 }
 
 struct CollectingSink : RecoverySink {
@@ -62,7 +63,8 @@ struct JournalWorld {
     /// The run of a pattern test, as far as everything goes well; it stops at the first error.
     bool run() {
         zel::String reason;
-        auto undo = UndoJournal::create(journalFile, {identity(), "drive", kSlotBytes, true}, reason);
+        auto undo = UndoJournal::create(
+            journalFile, {identity(), "drive", kSlotBytes, true, takeFingerprint(*driveHandle)}, reason);
         OSDrive drive(driveHandle, "drive");
         drive.setJournal(undo.get());
         const std::string patterns = sectorOf('\xFF') + sectorOf('\xFF') + sectorOf('\xFF') + sectorOf('P') +
@@ -85,15 +87,53 @@ struct JournalWorld {
                drive.releaseSectors(lba, kChunk);
     }
 
-    RecoveryReport recoverAll(bool dryRun = false) {
+    RecoveryReport recoverAll(bool dryRun = false, bool force = false) {
         const JournalContents contents = readJournal(*journalFile);
-        return recover({journalFile.get(), &contents, driveHandle.get(), identity(), &sink, dryRun});
+        return recover({journalFile.get(), &contents, driveHandle.get(), of, &sink, dryRun, isNamed, force});
     }
     CrashDevice& file() { return static_cast<CrashDevice&>(*journalFile); }
     CrashDevice& drive() { return static_cast<CrashDevice&>(*driveHandle); }
 
     SharedBlockHandle journalFile, driveHandle;
     CollectingSink sink;
+    DriveIdentity of = identity();  ///< of the drive at recovery
+    bool isNamed = false;
 };
+
+/// A journal over a world's file, with its calls in sectors.
+struct Journalled : JournalWorld {
+    explicit Journalled(const DriveIdentity& drive = identity())
+        : undo(UndoJournal::create(
+              journalFile, {drive, "drive", kSlotBytes, true, takeFingerprint(*driveHandle)}, reason)) {}
+    bool protect(std::uint64_t lba, std::uint32_t count) {
+        std::string data;
+        for (std::uint64_t i = lba; i < lba + count; ++i)
+            data += originalOf(i);
+        return undo->protect(lba, count, data.data(), data.size());
+    }
+    bool expect(const std::string& patterns) { return undo->expectWrites(patterns.data(), patterns.size()); }
+    void put(std::size_t sector, const std::string& text) {
+        driveState().durable[sector] = Contents::numberOf(text);
+    }
+    [[nodiscard]] std::string at(std::size_t sector) { return Contents::text(driveState().now(sector)); }
+    DeviceState& driveState() { return drive().state; }
+
+    zel::String reason;
+    std::unique_ptr<UndoJournal> undo;
+};
+
+/// A run that ended after so many writes; after five it has written a pattern to its second chunk.
+inline JournalWorld crashedWorld(std::size_t writes = 5) {
+    JournalWorld world;
+    world.drive().onWrite = [&world, writes] {
+        if (world.drive().writes == writes)
+            world.drive().failing = [](char operation, std::size_t) { return operation != 'r'; };
+    };
+    if (world.run())
+        throw std::logic_error("the run did not crash");
+    world.drive().onWrite = nullptr;
+    world.drive().failing = nullptr;
+    return world;
+}
 
 }  // namespace libDrive2

@@ -4,6 +4,7 @@
 #include <sys/file.h>
 
 #include "Fixtures.h"
+#include "libDrive2/linux/ErrnoError.h"
 #include "libDrive2/linux/FileDescriptor.h"
 #include "libDrive2/linux/LinuxVolumes.h"
 #include "linux/LoopDevice.h"
@@ -244,6 +245,18 @@ TEST_F(LoopDeviceLocking, AMountedDeviceOrPartitionIsInUse) {
                 ElementsAre(m_device.path.substr(5) + "p1 is mounted on " + blanks));
     EXPECT_TRUE(run("umount '" + blanks + "'")) << m_output;
     std::filesystem::remove(blanks);
+}
+
+TEST_F(LoopDeviceLocking, APoolThatHoldsItIsNamed) {
+    const TempFile image(64 << 20);
+    for (std::uint64_t uberblock = 0; uberblock < 16; ++uberblock)
+        image.put((128 + uberblock) << 10, std::string("\x0C\xB1\xBA\0\0\0\0\0", 8));
+    const LoopDevice device(image.path);
+    ASSERT_EQ(device.problem, "");
+    const FileDescriptor pool(open(device.path.c_str(), O_RDONLY | O_EXCL | O_CLOEXEC));
+    EXPECT_EQ(refusal(device.path),
+              device.path + " cannot be taken for this test alone: " + errnoStatus(EBUSY).text.utf8() +
+                  " (it belongs to a ZFS pool: zfs_member)");
 }
 
 TEST_F(LoopDeviceLocking, ALockedDeviceCannotBeMounted) {
