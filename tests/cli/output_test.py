@@ -111,14 +111,16 @@ class Refused(program.ImageTest):
 
 class ClosedStreams(program.ImageTest):
     def test_nothing_printed_reaches_the_drive(self):
-        device = self.make_loop(4 * MIB)
-        for closed in ((1,), (2,), (0, 1, 2), (0, 2)):
-            with self.subTest(closed=closed):
-                process = subprocess.Popen(
-                    self.command("run", "LinearPatternTest", device, "--confirm", device), cwd=self.folder,
-                    stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
-                    preexec_fn=lambda: [os.close(descriptor) for descriptor in closed])
-                self.assertEqual((process.wait(60), self.changed()), (0, []))
+        """What is said while the drive is held must not go to the first file that was opened: the drive."""
+        device = self.make_loop(20 * MIB)
+        for closed in ((1,), (2,), (0, 1), (0, 1, 2)):
+            for options in ([], ["--no-journal"]):
+                with self.subTest(closed=closed, options=options):
+                    process = subprocess.Popen(
+                        self.command("run", "ReadWriteSpeedTest", device, "--confirm", device, *options), cwd=self.folder,
+                        stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
+                        preexec_fn=lambda: [os.close(descriptor) for descriptor in closed])
+                    self.assertEqual((process.wait(60), self.changed()), (0, []))
 
 
 class NobodyReads(program.ImageTest):
