@@ -1,5 +1,5 @@
 #include <algorithm>
-#include <deque>
+#include <memory>
 #include <set>
 
 #include "drivetest/commands/Commands.h"
@@ -44,14 +44,14 @@ public:
 
     void begin(const std::set<std::string>& paths) {
         for (const std::string& path : paths) {
-            JournalRecovery& recovery = m_all.emplace_back(m_options, path, m_console);
-            m_status = worse(m_status, recovery.begin());
-            if (!recovery.isOpen())
-                m_all.pop_back();
+            auto recovery = std::make_unique<JournalRecovery>(m_options, path, m_console);
+            m_status = worse(m_status, recovery->begin());
+            if (recovery->isOpen())
+                m_all.push_back(std::move(recovery));
         }
         // What a later run protected may be what an earlier one left.
-        std::sort(m_all.begin(), m_all.end(), [](const JournalRecovery& a, const JournalRecovery& b) {
-            return a.header().createdUnixMicros > b.header().createdUnixMicros;
+        std::sort(m_all.begin(), m_all.end(), [](const auto& a, const auto& b) {
+            return a->header().createdUnixMicros > b->header().createdUnixMicros;
         });
     }
 
@@ -59,7 +59,7 @@ public:
         std::size_t ofOthers = 0;
         for (std::size_t i = 0; i < m_all.size(); ++i) {
             const ExitStatus status = runUnlessNewerIsOpen(i);
-            if (m_all[i].isOfOtherDrive())
+            if (m_all[i]->isOfOtherDrive())
                 ++ofOthers;
             else
                 m_status = worse(m_status, status);
@@ -70,11 +70,11 @@ public:
 
 private:
     ExitStatus runUnlessNewerIsOpen(std::size_t index) {
-        JournalRecovery& recovery = m_all[index];
+        JournalRecovery& recovery = *m_all[index];
         for (std::size_t newer = 0; newer < index; ++newer)
-            if (m_all[newer].isOpen() && !m_options.dryRun &&
-                libDrive2::sharesStorage(m_all[newer].header().drive, recovery.header().drive)) {
-                complain(recovery.path() + " is of the same drive as " + m_all[newer].path() +
+            if (m_all[newer]->isOpen() && !m_options.dryRun &&
+                libDrive2::sharesStorage(m_all[newer]->header().drive, recovery.header().drive)) {
+                complain(recovery.path() + " is of the same drive as " + m_all[newer]->path() +
                          ", which is newer and has to be settled first; it is left as it is");
                 return kExitNotRestored;
             }
@@ -83,7 +83,7 @@ private:
 
     const RecoverOptions& m_options;
     Console& m_console;
-    std::deque<JournalRecovery> m_all;
+    std::vector<std::unique_ptr<JournalRecovery>> m_all;
     ExitStatus m_status = kExitPass;
 };
 

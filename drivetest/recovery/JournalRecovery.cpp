@@ -91,7 +91,7 @@ ExitStatus JournalRecovery::run() {
     m_journal = libDrive2::readJournal(*m_file->handle());
     showHeader();
     std::string problem;
-    const auto drive = findItsDrive(problem);
+    auto drive = findItsDrive(problem);
     return drive ? recoverOn(*drive) : fail(problem, m_isBusy ? kExitBusy : kExitNotRestored);
 }
 

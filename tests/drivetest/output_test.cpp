@@ -77,14 +77,16 @@ TEST(OutputQueue, AHostWaitsForRoomOnlyWhereItMay) {
     const std::unique_ptr<std::FILE, int (*)(std::FILE*)> sink(std::tmpfile(), &std::fclose);
     Console console(sink.get());
     RunHost host(console, nullptr, &log, false);
-    bool mayWait = false;
-    host.setMayWait([&mayWait] { return mayWait; });
+    WatchedJournal journal(nullptr);
+    host.setJournal(&journal);
+    const std::string chunk(512, 'c');
+    ASSERT_TRUE(journal.protect(7, 1, chunk.data(), chunk.size()));
     for (int i = 0; i < 70; ++i)
         log.add(std::string(kLine, 'x'));
     EXPECT_FALSE(host.checkForStop());
     EXPECT_GT(OutputQueue::waitingBytes(), 64 * kLine);  // it did not wait
 
-    mayWait = true;
+    ASSERT_TRUE(journal.release(7, 1));
     auto asked = std::async(std::launch::async, [&host] { return host.checkForStop(); });
     EXPECT_EQ(asked.wait_for(100ms), std::future_status::timeout);
     EXPECT_EQ(pipe.read(50 * kLine).size(), 50 * kLine);
