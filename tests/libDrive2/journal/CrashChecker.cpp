@@ -80,6 +80,7 @@ std::string CrashChecker::checkRun() {
 
 std::string CrashChecker::checkSecondRun(std::size_t writesOfFirst) {
     JournalWorld first = crashedWorld(writesOfFirst);
+    (void)first.drive().flush();  // as the end of a process does, or the time that passes
     JournalWorld second(CrashDevice::blank(JournalWorld::fileSectors()), first.drive().state);
     watch(second, {{first.file().state, {}}, {}, false, false}, 1, true);
     return second.run() ? checkAll() : "the second run failed";
@@ -131,7 +132,7 @@ void CrashChecker::addPowerCuts(const State& now, std::size_t index) {
 }
 
 void CrashChecker::add(State state) {
-    if (m_known.size() < kMostStates && m_known.insert(state.hash()).second)
+    if (m_known.size() < m_mostStates && m_known.insert(state.hash()).second)
         m_toCheck.push_back(std::move(state));
 }
 
