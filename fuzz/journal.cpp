@@ -1,4 +1,4 @@
-#include "libDrive2/journal/JournalLayout.h"
+#include "libDrive2/journal/FileHeader.h"
 
 #include <cstring>
 
@@ -56,8 +56,23 @@ void put(std::vector<std::uint8_t>& file, std::uint64_t offset, const Header& he
         (void)journal::encode(header, journal::Block(file.data() + offset, kBlockBytes));
 }
 
-Checksum checksumAt(const std::vector<std::uint8_t>& file, std::uint64_t offset, std::uint64_t bytes) {
-    return offset <= file.size() ? checksumOf(slice(file, offset, bytes)) : Checksum{};
+void put(std::vector<std::uint8_t>& file, const JournalHeader& header) {
+    for (std::uint32_t i = 0; i < journal::kFileHeaders; ++i)
+        if (file.size() >= (i + 1) * journal::kFileHeaderBytes)
+            (void)journal::encode(header,
+                                  journal::FileHeaderBytes(file.data() + i * journal::kFileHeaderBytes,
+                                                           journal::kFileHeaderBytes));
+}
+
+Checksum rootAt(const std::vector<std::uint8_t>& file, std::uint64_t offset, std::uint64_t bytes) {
+    return offset <= file.size() ? journal::CheckedData::rootOf(slice(file, offset, bytes)) : Checksum{};
+}
+
+journal::SlotMark markOf(std::uint8_t choice) {
+    using journal::SlotMark;
+    constexpr SlotMark kMarks[] = {SlotMark::open, SlotMark::done, SlotMark::restoring, SlotMark::durable,
+                                   SlotMark{7}};
+    return kMarks[choice % std::size(kMarks)];
 }
 
 /// A file whose headers fit their checksums, whatever they say, and often the data too.
@@ -72,23 +87,27 @@ std::vector<std::uint8_t> sealedFile(Bytes input) {
     std::vector<std::uint8_t> file(
         std::min<std::uint64_t>(kMostFileBytes, std::uint64_t{fields.next<std::uint16_t>()} << 3));
     const bool hasData = (byteAt(input, 0) & 2) != 0;
-    put(file, 0, header);
+    header.fingerprint.samples.push_back({fields.next<std::uint8_t>(), fields.next<std::uint8_t>(), 0});
+    put(file, header);
     for (std::uint32_t i = 0; i < journal::kSlots; ++i) {
         const std::uint64_t offset = journal::slotOffset(header.slotBytes, i);
         journal::SlotHeader slot;
         slot.sequence = fields.next<std::uint8_t>();
         slot.lba = fields.next<std::uint64_t>();
         slot.count = fields.next<std::uint32_t>();
-        slot.mark = static_cast<journal::SlotMark>(fields.next<std::uint8_t>());
+        slot.mark = markOf(fields.next<std::uint8_t>());
         slot.dataBytes =
             hasData ? std::uint64_t{slot.count} * header.drive.sectorBytes : fields.next<std::uint64_t>();
-        slot.data = checksumAt(file, offset + journal::kDataAt, slot.dataBytes);
-        put(file, offset, slot);
+        slot.root = rootAt(file, offset + journal::dataAt(header.slotBytes), slot.dataBytes);
+        put(file, offset + journal::kSlotHeaderAt, slot);
+        slot.sequence += fields.next<std::uint8_t>() % 3;
+        slot.mark = markOf(fields.next<std::uint8_t>());
+        put(file, offset + journal::kNoteAt, slot);
     }
     journal::ExpectedHeader expected;
     expected.bytes = fields.next<std::uint64_t>() >> (fields.next<std::uint8_t>() % 64);
     const std::uint64_t offset = journal::expectedOffset(header.slotBytes);
-    expected.data = checksumAt(file, offset + kBlockBytes, expected.bytes);
+    expected.root = rootAt(file, offset + kBlockBytes, expected.bytes);
     put(file, offset, expected);
     return file;
 }
@@ -97,7 +116,7 @@ Found summaryOf(const JournalContents& contents) {
     Found found{static_cast<std::uint64_t>(contents.state), contents.expected.size(),
                 contents.expectedDamaged, contents.damaged.size()};
     for (const JournalSlot& slot : contents.open)
-        found.insert(found.end(), {slot.index, slot.sequence, slot.lba, slot.count});
+        found.insert(found.end(), {slot.index, slot.sequence, slot.lba, slot.count, slot.lost.size()});
     return found;
 }
 
@@ -111,7 +130,15 @@ void requireSound(const JournalContents& contents) {
         require(slot.count > 0 && slot.lba <= drive.sectors && slot.count <= drive.sectors - slot.lba,
                 "an open slot lies on the drive");
         require(slot.data.size() >= std::uint64_t{slot.count} * drive.sectorBytes, "it has all its data");
+        std::uint64_t end = slot.lba;
+        for (const SectorSpan& lost : slot.lost) {
+            require(lost.lba >= end && lost.count > 0, "lost sectors rise");
+            end = lost.lba + lost.count;
+        }
+        require(end <= slot.lba + slot.count, "lost sectors lie in their slot");
     }
+    for (const DriveSample& sample : contents.header.fingerprint.samples)
+        require(sample.lba + sample.count <= drive.sectors, "samples lie on the drive");
     require(!isValid || contents.expected.size() % drive.sectorBytes == 0, "patterns are whole sectors");
 }
 

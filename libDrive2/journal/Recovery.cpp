@@ -60,6 +60,12 @@ zel::String findChanges(const RecoveryTask& task, RecoveryReport& report) {
         isUnknown ? "; or the run did, in sectors that the damaged journal no longer knows" : "");
 }
 
+/// What a killed run left may only be remembered by the host; marks must not become durable before it.
+zel::String settleFile(const RecoveryTask& task) {
+    const DeviceStatus status = task.dryRun ? DeviceStatus{} : task.journalFile->flush();
+    return status.ok() ? zel::String() : "the journal could not be made durable: " + status.text;
+}
+
 /// Newest first: what a later slot protected may have been written over an earlier one.
 std::deque<SlotRecovery> examineSlots(const RecoveryTask& task, SectorMatcher& matcher) {
     std::deque<SlotRecovery> slots;
@@ -81,6 +87,8 @@ RecoveryReport recover(const RecoveryTask& task) {
     report.problem = refusal(task, report);
     if (report.problem.isEmpty())
         report.problem = findChanges(task, report);
+    if (report.problem.isEmpty())
+        report.problem = settleFile(task);
     if (!report.problem.isEmpty())
         return report;
     SectorMatcher matcher(task.journal->expected, task.journal->header.drive.sectorBytes);

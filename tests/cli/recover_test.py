@@ -103,7 +103,7 @@ class Killed(RecoveryTest):
     def has_protected(self):
         """Whether the first slot of a journal has a header."""
         with contextlib.suppress(OSError):
-            return any(read(os.path.join(self.journals, name), 4096, 8).strip(b"\0") for name in os.listdir(self.journals))
+            return any(read(os.path.join(self.journals, name), 36864, 8).strip(b"\0") for name in os.listdir(self.journals))
 
     def recover_at_last(self, device, kills):
         opened = "holds sectors" in self.start("recover", "--dry-run").stdout

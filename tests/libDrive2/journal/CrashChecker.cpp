@@ -80,6 +80,7 @@ std::string CrashChecker::checkRun() {
 
 std::string CrashChecker::checkSecondRun(std::size_t writesOfFirst) {
     JournalWorld first = crashedWorld(writesOfFirst);
+    (void)first.drive().flush();  // as the end of a process does, or the time that passes
     JournalWorld second(CrashDevice::blank(JournalWorld::fileSectors()), first.drive().state);
     watch(second, {{first.file().state, {}}, {}, false, false}, 1, true);
     return second.run() ? checkAll() : "the second run failed";
@@ -104,8 +105,10 @@ void CrashChecker::watch(JournalWorld& world, const State& base, std::size_t ind
         now.journals[index] = world.file().state;
         now.drive = world.drive().state;
         add(now);
-        if (!now.isDamaged)
-            addDamaged(now, isRun);
+        // A damaged journal is only killed upon: all else would be more states than can be checked.
+        if (now.isDamaged)
+            return;
+        addDamaged(now, isRun);
         addPowerCuts(now, index);
     };
 }
@@ -119,7 +122,7 @@ void CrashChecker::addPowerCuts(const State& now, std::size_t index) {
             cut.journals[index] = {keptFile, {}, {}};
             cut.drive = {keptDrive, {}, {}};
             add(cut);
-            if (!cut.isDamaged && cut.hash() % 3 == 0)
+            if (cut.hash() % 16 == 0)
                 addDamaged(cut, false);
             cut.hasForeign = true;
             cut.drive.durable[kForeign] = Contents::numberOf(foreignFor(kForeign));
@@ -129,7 +132,7 @@ void CrashChecker::addPowerCuts(const State& now, std::size_t index) {
 }
 
 void CrashChecker::add(State state) {
-    if (m_known.size() < kMostStates && m_known.insert(state.hash()).second)
+    if (m_known.size() < m_mostStates && m_known.insert(state.hash()).second)
         m_toCheck.push_back(std::move(state));
 }
 
@@ -138,7 +141,7 @@ void CrashChecker::add(State state) {
 void CrashChecker::addDamaged(State state, bool isRun) {
     if (!m_known.contains(state.hash()))
         return;
-    const std::size_t chance = state.hash() / 3;
+    const std::size_t chance = state.hash() / 16;
     const std::uint64_t places[] = {journal::kNoteAt + 45, journal::kSlotHeaderAt + 45,
                                     journal::dataAt(kSlotBytes) + 700, journal::kTableAt + 3};
     const auto slot = journal::slotOffset(kSlotBytes, static_cast<std::uint32_t>(chance / 4 % 2));

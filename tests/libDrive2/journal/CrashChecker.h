@@ -17,13 +17,14 @@ struct Fault {
 };
 
 /// Crashes a run at every write, its recovery at every write, and the recovery of that, until no new state is
-/// found; after each crash both devices may hold anything that was not flushed, somebody may change a sector
-/// of the drive, and a bit of the journal may flip. A killed process leaves caches as they are.
+/// found or there are too many; after each crash both devices may hold anything that was not flushed,
+/// somebody may change a sector of the drive, and a bit of the journal may flip. A killed process leaves
+/// caches as they are.
 class CrashChecker {
 public:
-    static constexpr std::size_t kMostStates = 150000;
-
-    explicit CrashChecker(Fault fault) : m_fault(fault) {}
+    /// Those nearest to the run come first; there are more than can be checked each time.
+    explicit CrashChecker(Fault fault, std::size_t mostStates = 80000)
+        : m_fault(fault), m_mostStates(mostStates) {}
 
     /// What went wrong first; empty when nothing did.
     std::string checkRun();
@@ -58,6 +59,7 @@ private:
     std::string judge(const State& state, const std::vector<JournalContents>& kept, const DeviceState& drive);
 
     Fault m_fault;
+    std::size_t m_mostStates;
     std::unordered_set<std::size_t> m_known;  ///< by hash
     std::deque<State> m_toCheck;
     std::size_t m_kept = 0;
