@@ -167,7 +167,9 @@ int finishJournal(PreparedRun& run, const TestResult& result, const RunHost& hos
     if (run.record != nullptr && watched != nullptr && !watched->unrestored().empty())
         run.record->addUnrestored(watched->unrestored(), run.journal.path());
     const bool restored = run.journal.finish(run.device.osLocator().utf8(), console);
-    return restored && !host.hasShown("cannotRestoreData") ? exitStatusOf(result) : kExitNotRestored;
+    // Without a watch there is only the test's word for it.
+    const bool isLost = watched == nullptr && host.hasShown("cannotRestoreData");
+    return restored && !isLost ? exitStatusOf(result) : kExitNotRestored;
 }
 
 int finish(PreparedRun& run, const TestResult& result, const RunHost& host, Console& console) {
