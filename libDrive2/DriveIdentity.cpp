@@ -160,6 +160,10 @@ bool isSameDrive(const DriveIdentity& a, const DriveIdentity& b) {
     return !isLasting(a.storage) || !isLasting(b.storage) || meets(a.storage, b.storage);
 }
 
+bool isMadeOfTheSame(const DriveIdentity& a, const DriveIdentity& b) {
+    return isSameStorage(a.storage, b.storage);
+}
+
 bool sharesStorage(const DriveIdentity& a, const DriveIdentity& b) {
     return meets(a.storage, b.storage) || meets(a.storage, b.carriers) || meets(a.carriers, b.storage) ||
            isSameId(a.id, b.id);

@@ -49,6 +49,10 @@ struct DriveIdentity {
 /// same as nothing.
 bool isSameDrive(const DriveIdentity& a, const DriveIdentity& b);
 
+/// Whether both are made of the same stretches in the same order. Stricter than isSameDrive(), which knows a
+/// drive by its name, too.
+bool isMadeOfTheSame(const DriveIdentity& a, const DriveIdentity& b);
+
 /// Whether writing to the one may change the other: they share a byte, or one lies on the other.
 bool sharesStorage(const DriveIdentity& a, const DriveIdentity& b);
 

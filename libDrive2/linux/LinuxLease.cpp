@@ -98,7 +98,7 @@ DeviceStatus LinuxLease::identify(DriveIdentity& identity) const {
     if (const zel::String problem = problemOf(found); !problem.isEmpty())
         return {LIBDRIVE2_BAD_ARGUMENT, problem};
     StorageMap map;
-    StorageMap::View view = map.of(found, m_path.utf8());
+    StorageMap::View view = map.of(found, pathOfDescriptor(m_descriptor.get()));
     identity.id = std::move(view.id);
     identity.storage = std::move(view.storage);
     identity.carriers = std::move(view.carriers);
@@ -113,7 +113,7 @@ bool LinuxLease::isUnchanged(zel::String& difference) {
     else if (fstat(m_descriptor.get(), &found) == 0 && S_ISBLK(found.st_mode) &&
              (now.sectors == 0 || !SysfsBlock(found.st_rdev).isUsable()))
         difference = m_path + " is gone: it was taken away or switched off";
-    else if (now.id != m_identity.id || now.storage != m_identity.storage)
+    else if (!isMadeOfTheSame(now, m_identity))
         difference = m_path + " is stored on something else now: another drive has taken its place";
     else if (now.sectors != m_identity.sectors || now.sectorBytes != m_identity.sectorBytes)
         difference = m_path + " has another size now: " + now.describe();

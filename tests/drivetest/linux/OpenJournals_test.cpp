@@ -191,7 +191,8 @@ TEST_F(OpenJournalsTest, RefuseTheDrivesThatShareTheirStorage) {
         {"open", OpenJournalState::open, true, "true"},
         {"busy", OpenJournalState::busy, false, "true"},
         {"missing", OpenJournalState::missing, true, "rm $J"},
-        {"damaged", OpenJournalState::unreadable, true, "printf x | dd of=$J conv=notrunc status=none"},
+        {"damaged", OpenJournalState::unreadable, true,
+         "head -c 32768 /dev/zero | tr \\000 x | dd of=$J conv=notrunc status=none"},
         {"fifo", OpenJournalState::unreadable, true, "rm $J && mkfifo $J"},
     };
     for (const Row& row : rows) {
