@@ -94,6 +94,27 @@ void addRunOptions(CLI::App& command, RunOptions& options) {
     addModuleOptions(command, options.moduleFile, options.language);
 }
 
+void addRecoverOptions(CLI::App& command, RecoverOptions& options) {
+    command.footer(
+        "Looks into the usual folder and the register of open journals. Sectors that\n"
+        "hold what the test wrote, or cannot be read, get their data back. Where\n"
+        "somebody has written since, nothing is written, and the journal is kept; so\n"
+        "it is until all it holds is on the drive and read back.\n"
+        "Exit status: 0 all is well, 5 in use, 9 data is not restored (or, with\n"
+        "--dry-run, not yet); 6 and 8 when journals cannot be listed or deleted.");
+    command.add_option("DEVICE", options.device,
+                       "Drive, where it is not found by itself (default: all drives)");
+    addJournalOption(command, options.folder);
+    command
+        .add_option("--export", options.exportFolder,
+                    "Folder for data that is not put on the drive (default: beside the journal)")
+        ->type_name("DIR");
+    command.add_flag("--dry-run", options.dryRun, "Only say what would be done");
+    command.add_flag(
+        "--force", options.force,
+        "Put the data back even where somebody has written since; what is overwritten is exported first");
+}
+
 bool isCommand(const CLI::App& app, const std::string& word) {
     const auto commands = app.get_subcommands([](const CLI::App*) { return true; });
     return std::any_of(commands.begin(), commands.end(),
@@ -143,25 +164,7 @@ int runCommandLine(int argc, char** argv) {
 
     RecoverOptions recover;
     auto* const recovery = app.add_subcommand("recover", "Put back what an interrupted test left undone");
-    recovery->footer(
-        "Looks into the usual folder and the register of open journals. Sectors that hold what the test "
-        "wrote, or\n"
-        "cannot be read, get their data back. Where somebody has written since, nothing is written, and the "
-        "journal\n"
-        "is kept; so it is until all it holds is on the drive and read back.\n"
-        "Exit status: 0 all is well, 5 in use, 9 data is not restored (or, with --dry-run, not yet); 6 and 8 "
-        "when\njournals cannot be listed or deleted.");
-    recovery->add_option("DEVICE", recover.device,
-                         "Drive, where it is not found by itself (default: all drives)");
-    addJournalOption(*recovery, recover.folder);
-    recovery
-        ->add_option("--export", recover.exportFolder,
-                     "Folder for data that is not put on the drive (default: beside the journal)")
-        ->type_name("DIR");
-    recovery->add_flag("--dry-run", recover.dryRun, "Only say what would be done");
-    recovery->add_flag(
-        "--force", recover.force,
-        "Put the data back even where somebody has written since; what is overwritten is exported first");
+    addRecoverOptions(*recovery, recover);
 
     if (argc > 1 && argv[1][0] != '-' && !isCommand(app, argv[1])) {
         complain(std::string("there is no command \"") + argv[1] + "\"; \"drivetest --help\" lists them");
