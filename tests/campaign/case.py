@@ -252,7 +252,7 @@ class Case:
         said = re.findall(r"the journal \S+ is kept: ([^;\n]*)", text) or re.findall(r"(?:error: *)(.*)", text)
         check(said, "the journal is kept without a word: " + text)
         why = "flipped bit" if self.has_flip else ", ".join(self.notes) or "nothing done"
-        name = re.sub(r"\S*/\S+|\d+", "...", said[-1]).strip()
+        name = re.sub(r"\S*/\S+|\d+", "...", said[-1]).split(". ")[0].strip()
         self.tally["kept: %s: %s" % (why, name[:100])] += 1
 
     def undo_flip(self):
