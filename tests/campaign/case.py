@@ -137,10 +137,10 @@ class Case:
         self.journal = self.only_journal()
         if self.naming == "alias":
             self.drive.rename()
-        if self.second_run:
-            self.refuse_second_run()
         if self.has_flip:
             self.flip()
+        if self.second_run:
+            self.refuse_second_run()
         if self.foreign_kind:
             self.write_foreign()
 
