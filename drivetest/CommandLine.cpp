@@ -144,9 +144,11 @@ int runCommandLine(int argc, char** argv) {
     RecoverOptions recover;
     auto* const recovery = app.add_subcommand("recover", "Put back what an interrupted test left undone");
     recovery->footer(
-        "Sectors that hold what the test wrote, or cannot be read, get their data back; those that hold "
-        "something\nelse are left alone. A journal is kept until all it holds is on the drive and read "
-        "back.\n"
+        "Looks into the usual folder and the register of open journals. Sectors that hold what the test "
+        "wrote, or\n"
+        "cannot be read, get their data back. Where somebody has written since, nothing is written, and the "
+        "journal\n"
+        "is kept; so it is until all it holds is on the drive and read back.\n"
         "Exit status: 0 all is well, 5 in use, 9 data is not restored (or, with --dry-run, not yet); 6 and 8 "
         "when\njournals cannot be listed or deleted.");
     recovery->add_option("DEVICE", recover.device,

@@ -62,7 +62,7 @@ ExitStatus JournalRecovery::fail(const std::string& sentence, ExitStatus status)
 ExitStatus JournalRecovery::begin() {
     std::string problem;
     zel::String reason;
-    switch (stateOfJournal(m_path, &m_journal, problem)) {
+    switch (stateOfJournal(m_path, m_register.knows(m_path), &m_journal, problem)) {
         case OpenJournalState::missing:
             return fail(
                 "the journal " + m_path +

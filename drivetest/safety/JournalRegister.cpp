@@ -93,6 +93,16 @@ bool JournalRegister::remove(const std::string& journalPath, std::string& proble
     return true;
 }
 
+bool JournalRegister::knows(const std::string& journalPath) const {
+    std::vector<RegisteredJournal> journals;
+    std::string problem;
+    (void)list(journals, problem);
+    return std::any_of(journals.begin(), journals.end(),
+                       [wanted = registeredPath(journalPath)](const RegisteredJournal& each) {
+                           return each.journal == wanted;
+                       });
+}
+
 bool JournalRegister::list(std::vector<RegisteredJournal>& journals, std::string& problem) const {
     std::vector<RegisterEntry> entries;
     const bool isComplete = m_folder.read(entries, problem);

@@ -28,6 +28,8 @@ public:
     bool add(const std::string& journalPath, const libDrive2::DriveIdentity& drive, std::string& problem);
     /// When the journal is settled, and before it is deleted: so a crash leaves no entry without a journal.
     bool remove(const std::string& journalPath, std::string& problem);
+    /// Whether a journal has an entry.
+    [[nodiscard]] bool knows(const std::string& journalPath) const;
     /// All entries, also those that cannot be used. False when there may be more.
     bool list(std::vector<RegisteredJournal>& journals, std::string& problem) const;
 

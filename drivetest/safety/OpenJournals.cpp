@@ -12,6 +12,11 @@ using libDrive2::JournalFolder;
 using libDrive2::JournalState;
 using libDrive2::JournalUse;
 
+/// The register takes a journal only after its header is durable.
+bool isSettled(const JournalContents& journal, bool wasRegistered) {
+    return journal.isSettled() && (!wasRegistered || journal.state == JournalState::valid);
+}
+
 /// Of a journal that says nothing of its drive, it may be any.
 bool mayConcern(const DriveIdentity& journaled, const DriveIdentity& drive) {
     const bool isKnown = !journaled.id.empty() || !journaled.storage.empty();
@@ -38,7 +43,7 @@ void searchFolder(const std::string& folder, const std::set<std::string>& known,
         if (known.contains(journal.journal))
             continue;
         JournalContents contents;
-        const auto state = stateOfJournal(journal.journal, &contents, journal.problem);
+        const auto state = stateOfJournal(journal.journal, false, &contents, journal.problem);
         // A run that has only just made its journal has protected nothing yet: it registers it first, then
         // looks for those of others. A missing one was deleted since the folder was listed.
         const bool isNew = state == OpenJournalState::busy && contents.state == JournalState::unused;
@@ -50,7 +55,8 @@ void searchFolder(const std::string& folder, const std::set<std::string>& known,
 
 }  // namespace
 
-OpenJournalState stateOfJournal(const std::string& path, JournalContents* contents, std::string& problem) {
+OpenJournalState stateOfJournal(const std::string& path, bool wasRegistered, JournalContents* contents,
+                                std::string& problem) {
     const libDrive2::JournalLook seen = JournalFolder::look(path);
     problem = seen.problem.utf8();
     if (seen.file == nullptr)
@@ -60,12 +66,13 @@ OpenJournalState stateOfJournal(const std::string& path, JournalContents* conten
         return OpenJournalState::busy;
     JournalContents read = libDrive2::readJournal(*seen.file->handle());
     OpenJournalState state = isBusy ? OpenJournalState::busy : OpenJournalState::unreadable;
-    if (!isBusy && read.isSettled())
+    if (!isBusy && isSettled(read, wasRegistered))
         state = OpenJournalState::settled;
     else if (!isBusy && read.needsRecovery())
         state = OpenJournalState::open;
     if (state == OpenJournalState::unreadable)
-        problem = "what the journal " + path + " holds is not known: " + read.problem.utf8();
+        problem = "what the journal " + path + " holds is not known: " +
+                  (read.state == JournalState::unused ? "all that it held is gone" : read.problem.utf8());
     if (contents != nullptr)
         *contents = std::move(read);
     return state;
@@ -87,7 +94,7 @@ OpenJournals findOpenJournals(const DriveIdentity& drive, const JournalSearch& s
         if (!journal.problem.empty()) {
             found.open.push_back({std::move(journal), OpenJournalState::unreadable});
         } else if (journal.journal != own || own.empty()) {
-            const auto state = stateOfJournal(journal.journal, nullptr, journal.problem);
+            const auto state = stateOfJournal(journal.journal, true, nullptr, journal.problem);
             note(found, std::move(journal), state, drive);
         }
     }
@@ -99,10 +106,11 @@ OpenJournals findOpenJournals(const DriveIdentity& drive, const JournalSearch& s
 bool discardSettled(const std::string& path, JournalRegister& registered, std::string& problem) {
     zel::String reason;
     const auto file = JournalFolder::open(path, reason);
-    const bool isSettled = file != nullptr && libDrive2::readJournal(*file->handle()).isSettled();
-    if (isSettled && !registered.remove(path, problem))
+    const bool mayGo =
+        file != nullptr && isSettled(libDrive2::readJournal(*file->handle()), registered.knows(path));
+    if (mayGo && !registered.remove(path, problem))
         return false;
-    if (isSettled && file->remove(reason))
+    if (mayGo && file->remove(reason))
         return true;
     problem = reason.isEmpty() ? "the journal " + path + " is needed by now" : reason.utf8();
     return false;

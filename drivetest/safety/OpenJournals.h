@@ -34,9 +34,10 @@ struct JournalSearch {
     std::string own{};                ///< a journal of this run, which is not looked at
 };
 
-/// What a journal is now. Its contents are read unless they are not wanted (null) and somebody uses it.
-OpenJournalState stateOfJournal(const std::string& path, libDrive2::JournalContents* contents,
-                                std::string& problem);
+/// What a journal is now. Its contents are read unless they are not wanted (null) and somebody uses it. One
+/// that was registered had begun, so that an empty one is damaged.
+OpenJournalState stateOfJournal(const std::string& path, bool wasRegistered,
+                                libDrive2::JournalContents* contents, std::string& problem);
 
 /// The journals that keep a run off the drive: all that are not settled and share storage with it, and those
 /// of which that is not known. Reads each of them; waits for nobody.

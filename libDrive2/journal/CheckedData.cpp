@@ -1,7 +1,5 @@
 #include "libDrive2/journal/CheckedData.h"
 
-#include <xxhash.h>
-
 #include <algorithm>
 #include <cstring>
 #include <numeric>
@@ -29,7 +27,7 @@ constexpr std::size_t kEntryBytes = kEntryWords * sizeof(std::uint64_t);
 constexpr std::size_t kMostMended = 64;
 
 std::uint64_t sumOf(Bytes block) {
-    return XXH3_64bits(block.data(), block.size());
+    return shortChecksumOf(block);
 }
 
 std::size_t blocksOf(std::uint64_t bytes) {

@@ -9,4 +9,8 @@ Checksum checksumOf(Bytes data) {
     return {hash.low64, hash.high64};
 }
 
+std::uint64_t shortChecksumOf(Bytes data) {
+    return XXH3_64bits(data.data(), data.size());
+}
+
 }  // namespace libDrive2

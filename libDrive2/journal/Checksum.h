@@ -15,5 +15,7 @@ struct Checksum {
 };
 
 Checksum checksumOf(Bytes data);
+/// 64 bits of it, for pieces that others vouch for as well.
+std::uint64_t shortChecksumOf(Bytes data);
 
 }  // namespace libDrive2

@@ -1,11 +1,10 @@
 #include "libDrive2/DriveFingerprint.h"
 
-#include <xxhash.h>
-
 #include <algorithm>
 #include <set>
 #include <span>
 
+#include "libDrive2/journal/Checksum.h"
 #include "zel/Buffer.h"
 
 namespace libDrive2 {
@@ -72,7 +71,7 @@ private:
         }
         std::size_t at = 0;
         for (const DriveSample& sample : samples) {
-            take(sample, XXH3_64bits(m_buffer.data() + at, bytesOf(sample)));
+            take(sample, shortChecksumOf({m_buffer.data() + at, bytesOf(sample)}));
             at += bytesOf(sample);
         }
     }

@@ -92,7 +92,8 @@ class ProgramTest(unittest.TestCase):
         return Outcome(process, self.record)
 
     def converse(self, arguments, exchanges, columns=100):
-        """Runs the program on a terminal; for each (text, answer) waits for the text and types the answer."""
+        """Runs the program on a terminal; for each (text, answer) waits for the text and types the answer,
+        or what it gives."""
         child, terminal = pty.fork()
         if child == 0:
             os.environ["LC_ALL"] = "C.UTF-8"
@@ -102,7 +103,8 @@ class ProgramTest(unittest.TestCase):
         pending = list(exchanges)
         while time.monotonic() < end:
             if pending and pending[0][0] in seen:
-                os.write(terminal, pending.pop(0)[1].encode())
+                answer = pending.pop(0)[1]
+                os.write(terminal, (answer() if callable(answer) else answer).encode())
             if not select.select([terminal], [], [], 0.1)[0]:
                 continue
             try:
@@ -143,6 +145,11 @@ class ImageTest(ProgramTest):
     def contents(self):
         with open(self.image, "rb") as image:
             return image.read()
+
+    def forget_journals(self):
+        """As somebody does who has no more use for what they hold."""
+        for folder in (self.journals, os.environ["DRIVETEST_STATE"]):
+            shutil.rmtree(folder, ignore_errors=True)
 
     def changed(self):
         """The sectors that are not as they were."""

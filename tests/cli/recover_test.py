@@ -1,5 +1,6 @@
 """The undo journal of a run, and `drivetest recover`: what a killed run cannot put back is put back later."""
 
+import glob
 import os
 import shutil
 import signal
@@ -32,10 +33,11 @@ class RecoveryTest(program.ImageTest):
         self.addCleanup(lambda: (process.kill(), process.wait()))
         return process
 
-    def stop_when_it_has_written(self, device):
+    def stop_when_it_has_written(self, device, *parameters):
         """A run that stands still (SIGSTOP) while the drive holds its patterns."""
         for _ in range(50):
-            process = self.spawn("run", "LinearPatternTest", device, "--confirm", device)
+            given = [word for parameter in parameters for word in ("-p", parameter)]
+            process = self.spawn("run", "LinearPatternTest", device, "--confirm", device, *given)
             while process.poll() is None:
                 process.send_signal(signal.SIGSTOP)
                 os.waitid(os.P_PID, process.pid, os.WSTOPPED | os.WEXITED | os.WNOWAIT)
@@ -105,27 +107,42 @@ class NotPutBack(RecoveryTest):
     def test_what_others_wrote_since_is_left_alone(self):
         for folder, *options in ((self.journals,), (self.folder, "--export", self.folder)):
             with self.subTest(options=options):
+                self.forget_journals()
                 sectors, journal = self.interrupt()
                 torn, first, theirs = sectors[0], sectors[len(sectors) // 2], os.urandom(3 * 512)
-                put(self.image, first * 512, theirs)
                 put(self.image, torn * 512, self.original[torn * 512:torn * 512 + 99])  # the rest is of the pattern
-                half = read(self.image, torn * 512, 512)
-                self.left_alone(9, "--dry-run", *options, says=("would be left alone", "were cut off while written"))
+                self.left_alone(9, "--dry-run", *options, says="were cut off while written")
+                put(self.image, first * 512, theirs)
+                held = self.contents()
+                self.left_alone(9, "--dry-run", *options, says="would be left alone for the sake of these")
                 self.recover(9, "--export", self.path("none"), says=("cannot be written", "is kept"))
-                self.recover(9, *options, says="sectors %d through %d hold something else" % (first, first + 2))
-                self.assertEqual(self.changed(), [first, first + 1, first + 2])
+                self.recover(9, *options, says=("sectors %d through %d hold something else" % (first, first + 2), "use --force"))
+                self.assertTrue(self.contents() == held)
                 stem = os.path.join(folder, os.path.basename(journal)[:-8])
-                saved = (read("%s-original-%d.bin" % (stem, first)), read("%s-found-%d.bin" % (stem, torn)))
-                self.assertTrue(read(self.image, first * 512, 3 * 512) == theirs)
-                self.assertTrue(saved == (self.original[first * 512:(first + 3) * 512], half))
+                whole = read("%s-original-%d.bin" % (stem, sectors[0]))
+                self.assertTrue(whole == self.original[sectors[0] * 512:][:len(whole)] and len(whole) >= 512 * len(sectors))
+                self.recover(0, *options, "--force", says="held something else: overwritten, what they held is exported")
+                self.assertEqual(self.changed(), [])
+                found = {int(path[len(stem) + 7:-4]): read(path) for path in glob.glob(stem + "-found-*.bin")}
+                self.assertIn(theirs, [data[(first - lba) * 512:][:len(theirs)] for lba, data in found.items() if lba <= first])
+
+    def test_what_a_new_file_system_or_a_wiped_drive_holds_is_left_alone(self):
+        """Both hold zeros where the test may have written some: what lies beside them tells."""
+        for reuse in (lambda: subprocess.run(["/sbin/mkfs.ext4", "-Fq", self.image], check=True),
+                      lambda: put(self.image, 0, bytes(len(self.original)))):
+            self.forget_journals()
+            process = self.stop_when_it_has_written(self.make_image(16 * MIB), "NumberOfPatterns=2")
+            process.kill()
+            process.wait()
+            reuse()
+            self.left_alone(9, says=("somebody has written to it since, or it is another drive", "use --force"))
+            self.recover(0, "--force")
+            self.assertEqual(self.changed()[:1] != [], True)  # only what the journal holds is back
 
     def test_other_drives_and_drives_in_use(self):
         self.interrupt()
         other = shutil.copy(self.image, self.path("other.img"))
-        self.left_alone(9, other, says=other + " is another drive", also=[other])
-        os.rename(self.image, other)
-        self.recover(9, says="its drive is not there: connect it, or name it")
-        os.rename(other, self.image)
+        self.left_alone(9, other, says=("the journal is of another drive", "name the drive that it is of"), also=[other])
         lower = program.loop_device(self, self.image)
         self.left_alone(5, self.image, says="%s is attached to %s" % (self.image, lower))
         upper = program.loop_device(self, lower)
@@ -137,10 +154,17 @@ class NotPutBack(RecoveryTest):
     def test_spoiled_journals(self):
         journal = self.interrupt()[1]
         good = read(journal)
+
+        def damage(place, data):
+            for copy in (0, 16384):  # of the header
+                put(journal, copy + place, data)
+
         for spoil, reason in (
-                (lambda: put(journal, 20, b"\xff\xff"), "it does not fit its checksum"),
-                (lambda: put(journal, 8, b"\x7f"), "another version of the program"),
-                (lambda: put(journal, 0, b"holiday photos, 2019" * 256), "the file is no journal"),
+                (lambda: damage(20, b"\xff\xff"), "it does not fit its checksum"),
+                (lambda: damage(8, b"\x7f"), "another version of the program"),
+                (lambda: damage(0, b"holiday photos, 2019" * 256), "the file is no journal"),
+                (lambda: put(journal, 0, bytes(len(good))), "all that it held is gone"),
+                (lambda: os.truncate(journal, 0), "all that it held is gone"),
                 (lambda: os.truncate(journal, len(good) // 2), "shorter than its header says"),
                 (lambda: os.truncate(journal, 100), "shorter than a journal's header")):
             with self.subTest(reason=reason):
@@ -150,9 +174,9 @@ class NotPutBack(RecoveryTest):
                 self.left_alone(9, says=(reason, "it is left as it is"))
         process = self.start("run", "LinearPatternTest", "sim:disk,serial=S1", "--confirm", "S1", "-p", "EndRange=9")
         self.assertEqual(process.returncode, 0)
-        self.assertIn(journal + " is no readable journal, so it is not known of which drive", process.stderr)
-        os.truncate(journal, 0)
-        self.recover(0, says="nothing to put back; deleted")
+        process = self.start("run", "CacheTest", self.image, "--confirm", self.image, "--no-journal")
+        self.assertEqual(process.returncode, 9)
+        self.assertIn("what the journal %s holds is not known" % journal, process.stderr)
 
 
 class Runs(RecoveryTest):
@@ -184,11 +208,12 @@ class Runs(RecoveryTest):
         plain = "sim:disk,serial=S1,image=" + self.make_image(4 * MIB)
         for fault, options, status, changed in (
                 ("gone-at=5", [], 9, 128), ("gone-at=5", ["--no-journal"], 9, 128),
-                ("bad-write=100", [], 9, 0), ("bad-write=100", ["--no-journal", "--no-verify-restore"], 9, 0),
+                ("bad-write=100", [], 1, 0), ("bad-write=100", ["--no-journal", "--no-verify-restore"], 1, 0),
                 # What reads back wrong was saved wrong, too.
                 ("corrupt=9", [], 9, 1), ("corrupt=9", ["--no-verify-restore"], 1, 1), ("corrupt=9", ["--no-journal"], 1, 1)):
             with self.subTest(fault=fault, options=options):
                 self.make_image(0, (0, self.original))
+                self.forget_journals()
                 device = plain + "," + fault
                 run = self.run_test(device, test="LinearPatternTest", options=["--confirm", "S1", *options])
                 left = os.path.exists(self.journals) and os.listdir(self.journals) != []
@@ -203,7 +228,7 @@ class Runs(RecoveryTest):
                     self.assertIn('%s: "drivetest recover %s' % (self.journal(), device), run.out)
                     for size in (5 * MIB, 4 * MIB - 512):
                         os.truncate(self.image, size)
-                        self.left_alone(9, plain, says="the drive, but of another size")
+                        self.left_alone(9, plain, says="the drive has another size than when the journal was written")
                     os.truncate(self.image, 4 * MIB)
                     put(self.image, size, self.original[size:])
                     self.recover(0, plain)
