@@ -1,9 +1,7 @@
 """The undo journal of a run, and `drivetest recover`: what a killed run cannot put back is put back later."""
 
-import contextlib
 import glob
 import os
-import random
 import shutil
 import signal
 import subprocess
@@ -13,7 +11,6 @@ import unittest
 import program
 
 MIB = 1 << 20
-KILLS = int(os.environ.get("DRIVETEST_KILLS", 12))  # in all
 
 
 def read(path, offset=0, size=-1):
@@ -75,52 +72,7 @@ class RecoveryTest(program.ImageTest):
         self.assertTrue(([read(path) for path in paths], os.listdir(self.journals)) == before)
 
 
-class Killed(RecoveryTest):
-    def test_a_kill_at_any_moment_costs_no_byte(self):
-        seed = random.randrange(1 << 32)
-        self.moments, self.recovery = random.Random(seed), 0.05  # seconds that a recovery takes
-        self.tally = dict.fromkeys(("killed", "open journals", "holding patterns", "recoveries killed"), 0)
-        device = self.make_loop(34 * MIB)
-        for test in ("LinearPatternTest", "CacheTest", "ReadWriteSpeedTest"):
-            command = ["run", test, device, "--confirm", device]
-            began = time.monotonic()
-            self.assertEqual(self.start(*command).returncode, 0)
-            duration = time.monotonic() - began
-            for i in range(-(-KILLS // 3)):
-                with self.subTest(seed=seed, test=test, i=i):
-                    self.kill(command, duration, i % 2)
-                    self.recover_at_last(device, i % 3)
-        print("  ", self.tally)
-
-    def kill(self, command, duration, waits):
-        """At any moment, or any soon after the first sectors are protected."""
-        process = self.spawn(*command)
-        while waits and process.poll() is None and not self.has_protected():
-            pass
-        time.sleep(self.moments.uniform(0, duration) * (self.moments.random() if waits else 1))
-        process.kill()
-        self.tally["killed"] += process.wait() == -signal.SIGKILL
-        self.tally["holding patterns"] += self.changed() != []
-
-    def has_protected(self):
-        """Whether the first slot of a journal has a header."""
-        with contextlib.suppress(OSError):
-            return any(read(os.path.join(self.journals, name), 36864, 8).strip(b"\0") for name in os.listdir(self.journals))
-
-    def recover_at_last(self, device, kills):
-        opened = "holds sectors" in self.start("recover", "--dry-run").stdout
-        self.tally["open journals"] += opened
-        self.assertTrue(opened or not self.changed())
-        for _ in range(kills if opened else 0):
-            process = self.spawn("recover", device)
-            time.sleep(self.moments.uniform(0, self.recovery))
-            process.kill()
-            self.tally["recoveries killed"] += process.wait() == -signal.SIGKILL
-        began = time.monotonic()
-        self.recover(0, device)
-        self.recovery = time.monotonic() - began if opened else self.recovery
-        self.assertEqual((self.changed(), os.listdir(self.journals)), ([], []))
-
+class PutBack(RecoveryTest):
     def test_the_drive_is_found_under_another_path(self):
         device = self.make_loop(4 * MIB)
         self.interrupt(device)
