@@ -92,7 +92,7 @@ class Journal(lab_test.LabTest):
             moved |= paths != [self.lab.path(disk) for disk in self.lab.tested]
             for other in self.lab.others if changed else []:
                 path = self.lab.path(other)
-                self.check_not_recovered(f"{path} is another drive: .*{other.name}", path)
+                self.check_not_recovered(f"{path}: the journal is of another drive .*, not of this one .*{other.name}", path)
                 self.assertEqual(self.lab.written_bytes(other), 0)
             self.check_recovered()
         self.assertEqual((left_changed, moved), ({"nvme", "ahci"}, True))  # else nothing was shown
@@ -109,7 +109,7 @@ class Journal(lab_test.LabTest):
         self.check_recovered()
 
     def test_no_room(self):
-        self.lab.must("mkdir /full && mount -t tmpfs -o size=1m full /full")
+        self.lab.must("mkdir /full && mount -t tmpfs -o size=1m,mode=700 full /full")
         run = self.lab.write("LinearPatternTest", self.lab.tested[0], journal="/full").ended()
         self.assertEqual((run.status, self.lab.must("ls /full"), self.changed()), (6, "", set()), run.out)
         self.assertRegex(run.out, r"the journal needs \d+ MiB in /full, which has 1 MiB left: .*nothing was written")
