@@ -35,7 +35,8 @@ class JournalLab(lab_test.Lab):
         self.must(f"modprobe -a crc32c_generic ext4; mkdir /kept; mount -t ext4 {super().path(kept)} /kept")
 
     def path(self, disk):
-        return self.node(f"grep -ls {disk.name} /sys/block/*/device/serial /sys/block/*/device/vpd_pg80 | cut -d/ -f4")
+        files = "/sys/block/*/device/serial /sys/block/*/device/vpd_pg80"
+        return self.node(f"grep -ls {disk.serial()} {files} | cut -d/ -f4 | grep '{disk.node()}'")
 
     def write(self, test, disk, method=None, *parameters, journal=KEPT):
         return super().write(test, self.path(disk), method, *parameters, options=[f"--journal {journal}"])
