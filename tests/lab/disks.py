@@ -127,7 +127,8 @@ class Namespace(Disk):
         return "namespaces"
 
     def devices(self):
-        controller = [f"nvme,id=controller,serial={self.serial()}"] if self.place == 1 else []
+        controller = ["pcie-root-port,id=port-controller,chassis=20,slot=20",
+                      f"nvme,id=controller,bus=port-controller,serial={self.serial()}"] if self.place == 1 else []
         return [*controller, f"nvme-ns,drive={self.name},id={self.name},bus=controller,nsid={self.place}"]
 
 
