@@ -111,7 +111,7 @@ bool LinuxLease::isUnchanged(zel::String& difference) {
     if (const DeviceStatus status = identify(now); !status.ok())
         difference = m_path + " does not answer any more: " + status.text;
     else if (fstat(m_descriptor.get(), &found) == 0 && S_ISBLK(found.st_mode) &&
-             (now.sectors == 0 || !SysfsBlock(found.st_rdev).isUsable()))
+             ((now.sectors == 0 && m_identity.sectors != 0) || !SysfsBlock(found.st_rdev).isUsable()))
         difference = m_path + " is gone: it was taken away or switched off";
     else if (!isMadeOfTheSame(now, m_identity))
         difference = m_path + " is stored on something else now: another drive has taken its place";

@@ -40,11 +40,19 @@ class Disk:
     write_fault: str = ""
     name: str = ""  # its serial number, as far as its kind has one
     forgetful: bool = False  # loses in a power cut what was not flushed
+    plugged: bool = True  # from the start on; else there is only what it holds
 
     def __post_init__(self):
         object.__setattr__(self, "name", self.name or f"{self.kind}-{self.bytes // KIB}")
         object.__setattr__(self, "sector_bytes", KINDS[self.kind][0])
         object.__setattr__(self, "sectors", self.bytes // self.sector_bytes)
+
+    def node(self):
+        """A pattern of the guest's names for it, where its serial number is not enough."""
+        return "."
+
+    def serial(self):
+        return self.name
 
     def arguments(self, folder):
         """QEMU's arguments for the disk; its image is made in the folder, unless it is there from an earlier start."""
@@ -67,7 +75,7 @@ class Disk:
             group = ["-object", f"throttle-group,id=slow-{self.name},x-bps-total={self.speed}"]
             node = {"driver": "throttle", "throttle-group": f"slow-{self.name}", "file": node}
         node = {"driver": "raw", "node-name": self.name, "file": node}
-        devices = [word for device in self.devices() for word in ("-device", device)]
+        devices = [word for device in self.devices() if self.plugged for word in ("-device", device)]
         return [*group, "-blockdev", json.dumps(node), *devices]
 
     def cut_power(self, folder, chance):
@@ -107,6 +115,21 @@ class Disk:
             "usb": [f"usb-storage,{drive},{me},{errors},bus=usb.0"],
             "uas": [f"usb-uas,{me},bus=usb.0", f"scsi-hd,{drive},bus={self.name}.0,{errors}"],
         }[self.kind]
+
+
+class Namespace(Disk):
+    """One of several of an NVMe controller, which comes with the first; its place is its number."""
+
+    def node(self):
+        return f"n{self.place}$"
+
+    def serial(self):
+        return "namespaces"
+
+    def devices(self):
+        controller = ["pcie-root-port,id=port-controller,chassis=20,slot=20",
+                      f"nvme,id=controller,bus=port-controller,serial={self.serial()}"] if self.place == 1 else []
+        return [*controller, f"nvme-ns,drive={self.name},id={self.name},bus=controller,nsid={self.place}"]
 
 
 def surface(sector_bytes, total):

@@ -58,8 +58,12 @@ class Job:
     def wait(self, seconds=120):
         """Its exit status, and what it wrote."""
         self._guest.wait_until(lambda: not self.running(), seconds, f'the end of "{self._script}"')
-        output = (self._guest.share / f"{self._number}.out").read_text(errors="replace")
-        return self._guest.ended[self._number], output
+        return self._guest.ended[self._number], self.output()
+
+    def output(self):
+        """What it has written so far."""
+        path = self._guest.share / f"{self._number}.out"
+        return path.read_text(errors="replace") if path.exists() else ""
 
 
 class Guest:

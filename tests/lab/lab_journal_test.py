@@ -10,35 +10,49 @@ import lab_test
 from lab_test import ATA, BLOCK, BLOCK_AND_SCSI, NVME
 
 SIZE, SPEED, KEPT = 4 * disks.MIB, 4 * disks.MIB, "/kept/journals"
-# Test, how the two drives are reached, and how much it has written to each when the power is cut.
-CUTS = [("LinearPatternTest", (BLOCK, BLOCK_AND_SCSI), 300 * disks.KIB),
-        ("ReadWriteSpeedTest", (NVME, ATA), 3 * disks.MIB),
-        ("LinearPatternTest", (NVME, ATA), 7 * disks.MIB),
-        ("ReadWriteSpeedTest", (BLOCK, BLOCK_AND_SCSI), 5 * disks.MIB)]
+# Test, the drives and how they are reached, and how much it has written to each when the power is cut. The partition
+# comes first: the kernel finds no table that was overwritten when it started.
+CUTS = [("LinearPatternTest", {"namespace": NVME, "partition": BLOCK}, 300 * disks.KIB),
+        ("ReadWriteSpeedTest", {"nvme": NVME, "ahci": ATA}, 3 * disks.MIB),
+        ("LinearPatternTest", {"nvme": NVME, "ahci": ATA}, 7 * disks.MIB),
+        ("ReadWriteSpeedTest", {"nvme": BLOCK, "ahci": BLOCK_AND_SCSI}, 5 * disks.MIB)]
 
 
 class JournalLab(lab_test.Lab):
-    """Two drives to be tested, two others of the same size, and one for the journals; all outlive the guest."""
+    """Drives to be tested, others of the same size, and one for the journals; all outlive the guest."""
     cuts = 0
 
     def boot(self):
         """The drives of one size change places each time."""
         drives = [disks.Disk(kind, SIZE, (), SPEED, (self.cuts + other) % 2, name=f"{kind}-{other}", forgetful=True)
                   for other in (0, 1) for kind in ("nvme", "ahci")]
-        self.tested, self.others = drives[:2], drives[2:]
+        spaces = [disks.Namespace("nvme", SIZE, (), SPEED, n, name=f"namespace-{n}", forgetful=True) for n in (1, 2)]
+        self.tested = {"nvme": drives[0], "ahci": drives[1], "namespace": spaces[1]}
+        self.others = {"nvme": drives[2], "ahci": drives[3], "namespace": spaces[0]}
         kept = disks.Disk("virtio-scsi", 48 * disks.MIB, (), speed=0, place=0, forgetful=True)
-        self.disks = [kept, *sorted(drives, key=lambda disk: disk.place)]
-        image = self.folder / f"{kept.name}.img"
-        if not image.exists():
-            kernel.checked(kernel.tool("mke2fs", "e2fsprogs"), "-q", "-t", "ext4", "-b", "4096", image, "48M")
+        drives = sorted(drives, key=lambda disk: disk.place)
+        place = 2 if self.cuts % 2 else 4
+        self.disks = [kept, *drives[:place], *spaces, *drives[place:]]
+        if self.cuts == 0:
+            self.make_images(kept, [disk for disk in drives if disk.kind == "ahci"])
         super().boot()
         self.must(f"modprobe -a crc32c_generic ext4; mkdir /kept; mount -t ext4 {super().path(kept)} /kept")
 
-    def path(self, disk):
-        return self.node(f"grep -ls {disk.name} /sys/block/*/device/serial /sys/block/*/device/vpd_pg80 | cut -d/ -f4")
+    def make_images(self, kept, parted):
+        kernel.checked(kernel.tool("mke2fs", "e2fsprogs"), "-q", "-t", "ext4", "-b", "4096", self.folder / f"{kept.name}.img", "48M")
+        for disk in parted:
+            disk.arguments(self.folder)
+            kernel.checked(kernel.tool("sfdisk", "fdisk"), "-q", self.folder / f"{disk.name}.img", input=b"2048,4096\n")
 
-    def write(self, test, disk, method=None, *parameters, journal=KEPT):
-        return super().write(test, self.path(disk), method, *parameters, options=[f"--journal {journal}"])
+    def path_of(self, drives, name):
+        return self.path(drives["ahci"]) + "1" if name == "partition" else self.path(drives[name])
+
+    def path(self, disk):
+        files = "/sys/block/*/device/serial /sys/block/*/device/vpd_pg80"
+        return self.node(f"grep -ls {disk.serial()} {files} | cut -d/ -f4 | grep '{disk.node()}'")
+
+    def write(self, test, path, method=None, *parameters, journal=KEPT):
+        return super().write(test, path, method, *parameters, options=[f"--journal {journal}"])
 
     def cut_power(self):
         self.guest.close()
@@ -63,7 +77,7 @@ class Journal(lab_test.LabTest):
     def setUp(self):
         super().setUp()
         self.lab = lab_test.LAB
-        self.before = [self.lab.contents(disk) for disk in self.lab.tested]
+        self.before = {name: self.lab.contents(disk) for name, disk in self.lab.tested.items()}
 
     def check_recovered(self, journal=KEPT):
         """All is put back, and nothing is left to do."""
@@ -76,30 +90,34 @@ class Journal(lab_test.LabTest):
         self.assertRegex(said, reason)
 
     def changed(self):
-        return {disk.kind for disk, data in zip(self.lab.tested, self.before) if self.lab.contents(disk) != data}
+        return {name for name, disk in self.lab.tested.items() if self.lab.contents(disk) != self.before[name]}
 
     def test_power_cuts(self):
-        left_changed, moved = set(), False
+        left_changed, moved = set(), set()
         for test, methods, size in CUTS:
-            written, paths = ([ask(disk) for disk in self.lab.tested] for ask in (self.lab.written_bytes, self.lab.path))
-            runs = [self.lab.write(test, disk, method) for disk, method in zip(self.lab.tested, methods)]
-            for run, disk, start in zip(runs, self.lab.tested, written):
-                run.wait_until(lambda disk=disk, start=start: self.lab.written_bytes(disk) >= start + size)
+            drives = {name: self.lab.tested["ahci" if name == "partition" else name] for name in methods}
+            paths = {name: self.lab.path_of(self.lab.tested, name) for name in methods}
+            written = {name: self.lab.written_bytes(disk) for name, disk in drives.items()}
+            runs = {name: self.lab.write(test, paths[name], method) for name, method in methods.items()}
+            for name, run in runs.items():
+                run.wait_until(lambda name=name: self.lab.written_bytes(drives[name]) >= written[name] + size)
             self.lab.cut_power()
-            changed = self.changed()
-            left_changed |= changed
+            left = {name for name in methods if drives[name] in [self.lab.tested[each] for each in self.changed()]}
+            left_changed |= left
             self.lab.boot()
-            moved |= paths != [self.lab.path(disk) for disk in self.lab.tested]
-            for other in self.lab.others if changed else []:
-                path = self.lab.path(other)
-                self.check_not_recovered(f"{path} is another drive: .*{other.name}", path)
+            moved |= {name for name, path in paths.items() if path != self.lab.path_of(self.lab.tested, name)}
+            for name in methods if left else []:
+                path = self.lab.path_of(self.lab.others, name)
+                self.check_not_recovered(f"{path}: the journal is of another drive", path)
+            for other in self.lab.others.values():
                 self.assertEqual(self.lab.written_bytes(other), 0)
             self.check_recovered()
-        self.assertEqual((left_changed, moved), ({"nvme", "ahci"}, True))  # else nothing was shown
+        shown = {name for _, methods, _ in CUTS for name in methods}
+        self.assertEqual((left_changed, moved), (shown, shown))
 
     def test_pulled_out_and_put_in_again(self):
-        disk = self.lab.tested[0]
-        run = self.lab.write("LinearPatternTest", disk, None, "NumberOfPatterns=18")
+        disk = self.lab.tested["nvme"]
+        run = self.lab.write("LinearPatternTest", self.lab.path(disk), None, "NumberOfPatterns=18")
         run.wait_until(lambda: "Pattern #3" in run.log())
         self.lab.guest.qemu("device_del", id=disk.name)
         run.ended(60)
@@ -109,8 +127,8 @@ class Journal(lab_test.LabTest):
         self.check_recovered()
 
     def test_no_room(self):
-        self.lab.must("mkdir /full && mount -t tmpfs -o size=1m full /full")
-        run = self.lab.write("LinearPatternTest", self.lab.tested[0], journal="/full").ended()
+        self.lab.must("mkdir /full && mount -t tmpfs -o size=1m,mode=700 full /full")
+        run = self.lab.write("LinearPatternTest", self.lab.path(self.lab.tested["nvme"]), journal="/full").ended()
         self.assertEqual((run.status, self.lab.must("ls /full"), self.changed()), (6, "", set()), run.out)
         self.assertRegex(run.out, r"the journal needs \d+ MiB in /full, which has 1 MiB left: .*nothing was written")
 
@@ -123,7 +141,7 @@ class Journal(lab_test.LabTest):
                 ("ReadWriteSpeedTest", [], "Reading sector", 6),
                 ("LinearPatternTest", ["NumberOfPatterns=18"], "Pattern #1", 6)):
             with self.subTest(test=test):
-                run = self.lab.write(test, self.lab.tested[0], None, *parameters, journal="/failing")
+                run = self.lab.write(test, self.lab.path(self.lab.tested["nvme"]), None, *parameters, journal="/failing")
                 run.wait_until(lambda run=run, moment=moment: moment in run.log())
                 self.lab.must(f"echo offline >/sys/block/{path[5:]}/device/state")
                 run.ended(60)
