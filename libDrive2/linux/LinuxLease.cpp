@@ -106,20 +106,25 @@ DeviceStatus LinuxLease::identify(DriveIdentity& identity) const {
 }
 
 bool LinuxLease::isUnchanged(zel::String& difference) {
+    difference = findDifference();
+    return difference.isEmpty();
+}
+
+zel::String LinuxLease::findDifference() const {
     DriveIdentity now;
     struct stat found {};
-    if (const DeviceStatus status = identify(now); !status.ok())
-        difference = m_path + " does not answer any more: " + status.text;
-    else if (fstat(m_descriptor.get(), &found) == 0 && S_ISBLK(found.st_mode) &&
-             ((now.sectors == 0 && m_identity.sectors != 0) || !SysfsBlock(found.st_rdev).isUsable()))
-        difference = m_path + " is gone: it was taken away or switched off";
-    else if (!isMadeOfTheSame(now, m_identity))
-        difference = m_path + " is stored on something else now: another drive has taken its place";
-    else if (now.sectors != m_identity.sectors || now.sectorBytes != m_identity.sectorBytes)
-        difference = m_path + " has another size now: " + now.describe();
-    else
-        return true;
-    return false;
+    if (const DeviceStatus status = identify(now); !status.ok() || fstat(m_descriptor.get(), &found) != 0)
+        return m_path + " does not answer any more: " + status.text;
+    const SysfsBlock device(S_ISBLK(found.st_mode) ? found.st_rdev : 0);
+    // Media come and go in an optical drive; it stays the drive that it is.
+    const bool hasOwnSize = !device.isOptical();
+    if (S_ISBLK(found.st_mode) && (!device.isUsable() || (hasOwnSize && now.sectors == 0)))
+        return m_path + " is gone: it was taken away or switched off";
+    if (!isMadeOfTheSame(now, m_identity))
+        return m_path + " is stored on something else now: another drive has taken its place";
+    if (hasOwnSize && (now.sectors != m_identity.sectors || now.sectorBytes != m_identity.sectorBytes))
+        return m_path + " has another size now: " + now.describe();
+    return {};
 }
 
 SharedBlockHandle LinuxLease::openBlock(bool writable, zel::String& reason) {

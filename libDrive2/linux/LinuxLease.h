@@ -27,6 +27,7 @@ private:
 
     DeviceStatus begin();
     DeviceStatus identify(DriveIdentity& identity) const;
+    [[nodiscard]] zel::String findDifference() const;
 
     zel::String m_path;
     FileDescriptor m_descriptor;
