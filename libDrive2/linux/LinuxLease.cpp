@@ -20,6 +20,7 @@ namespace libDrive2 {
 namespace {
 
 constexpr std::uint32_t kFileSectorBytes = 512;
+constexpr std::uint32_t kMediumSectorBytes = 2048;  ///< of optical media
 
 std::string pathOfDescriptor(int fd) {
     return "/proc/self/fd/" + std::to_string(fd);
@@ -38,6 +39,11 @@ DeviceStatus sizeOf(int fd, const struct stat& found, DriveIdentity& identity) {
     identity.sectorBytes = static_cast<std::uint32_t>(std::max(1, sectorBytes));
     identity.sectors = bytes / identity.sectorBytes;
     return {};
+}
+
+/// Of a medium without a recording the system says now that it has one sector, now that it has none.
+bool isBlank(const DriveIdentity& identity) {
+    return identity.sectors * identity.sectorBytes <= kMediumSectorBytes;
 }
 
 /// Why the path is no drive; empty when it may be one.
@@ -111,11 +117,12 @@ bool LinuxLease::isUnchanged(zel::String& difference) {
     if (const DeviceStatus status = identify(now); !status.ok())
         difference = m_path + " does not answer any more: " + status.text;
     else if (fstat(m_descriptor.get(), &found) == 0 && S_ISBLK(found.st_mode) &&
-             ((now.sectors == 0 && m_identity.sectors != 0) || !SysfsBlock(found.st_rdev).isUsable()))
+             ((now.sectors == 0 && !isBlank(m_identity)) || !SysfsBlock(found.st_rdev).isUsable()))
         difference = m_path + " is gone: it was taken away or switched off";
     else if (!isMadeOfTheSame(now, m_identity))
         difference = m_path + " is stored on something else now: another drive has taken its place";
-    else if (now.sectors != m_identity.sectors || now.sectorBytes != m_identity.sectorBytes)
+    else if (!(isBlank(now) && isBlank(m_identity)) &&
+             (now.sectors != m_identity.sectors || now.sectorBytes != m_identity.sectorBytes))
         difference = m_path + " has another size now: " + now.describe();
     else
         return true;
