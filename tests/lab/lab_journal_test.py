@@ -39,7 +39,8 @@ class JournalLab(lab_test.Lab):
         self.must(f"modprobe -a crc32c_generic ext4; mkdir /kept; mount -t ext4 {super().path(kept)} /kept")
 
     def make_images(self, kept, parted):
-        kernel.checked(kernel.tool("mke2fs", "e2fsprogs"), "-q", "-t", "ext4", "-b", "4096", self.folder / f"{kept.name}.img", "48M")
+        make = kernel.tool("mke2fs", "e2fsprogs")
+        kernel.checked(make, "-q", "-t", "ext4", "-b", "4096", self.folder / f"{kept.name}.img", "48M")
         for disk in parted:
             disk.arguments(self.folder)
             kernel.checked(kernel.tool("sfdisk", "fdisk"), "-q", self.folder / f"{disk.name}.img", input=b"2048,4096\n")
