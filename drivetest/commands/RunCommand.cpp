@@ -168,7 +168,10 @@ int finishJournal(PreparedRun& run, const TestResult& result, const RunHost& hos
         run.record->addUnrestored(watched->unrestored(), run.journal.path());
     const bool restored = run.journal.finish(run.device.osLocator().utf8(), console);
     // Without a watch there is only the test's word for it.
-    const bool isLost = watched == nullptr && host.hasShown("cannotRestoreData");
+    const bool isDoubted = host.hasShown("cannotRestoreData");
+    const bool isLost = watched == nullptr && isDoubted;
+    if (watched != nullptr && restored && isDoubted)
+        console.line("         all sectors were compared: the drive holds all its data");
     return restored && !isLost ? exitStatusOf(result) : kExitNotRestored;
 }
 

@@ -55,8 +55,9 @@ std::string optionOf(const Mount& mount, const std::string& name) {
 }
 
 bool isStoredElsewhere(const std::string& type) {
-    static const std::set<std::string> types = {"tmpfs", "ramfs", "nfs",      "nfs4",   "cifs",       "smb3",
-                                                "ceph",  "9p",    "virtiofs", "vboxsf", "fuse.sshfs", "afs"};
+    static const std::set<std::string> types = {"tmpfs",  "ramfs",      "rootfs", "nfs", "nfs4",
+                                                "cifs",   "smb3",       "ceph",   "9p",  "virtiofs",
+                                                "vboxsf", "fuse.sshfs", "afs"};
     return types.contains(type);
 }
 
