@@ -1,6 +1,7 @@
 """One case: a run is killed, what it left is made worse, and then all must be as it was, or the journal kept."""
 
 import collections
+import contextlib
 import os
 import random
 import re
@@ -60,8 +61,11 @@ class Case:
         self.drive = self.kind(self.folder, self.make_data())
         try:
             self.act()
-        finally:
-            self.drive.detach()
+        except BaseException:
+            with contextlib.suppress(subprocess.CalledProcessError):  # what went wrong first is to be told
+                self.drive.detach()
+            raise
+        self.drive.detach()
         shutil.rmtree(self.folder)
         shutil.rmtree(self.journals)
         return self.tally

@@ -36,7 +36,8 @@ def run_case(seed, number, kinds, places):
         one.run()
     except Exception as error:  # whatever it is, the campaign goes on and tells of it
         one.tally["LOSSES" if isinstance(error, case.Loss) else "cases that could not be run"] += 1
-        text = "case %d: %s\n  %s %s %s %s %s flip=%s\n  files in %s and %s\n  again: DRIVETEST_SEED=%d DRIVETEST_CASE=%d" % (
+        text = ("case %d: %s\n  %s %s %s %s %s flip=%s\n  files in %s and %s\n"
+                "  again: DRIVETEST_SEED=%d DRIVETEST_CASE=%d") % (
             number, error or traceback.format_exc(), one.kind.__name__, one.test, one.moment, one.naming, one.notes,
             getattr(one, "flipped_at", None), one.folder, one.journals, seed, number)
         return one.tally, text
@@ -44,7 +45,8 @@ def run_case(seed, number, kinds, places):
 
 
 def file_system(folder):
-    return subprocess.run(["findmnt", "-n", "-o", "FSTYPE", "-T", folder], capture_output=True, text=True, check=True).stdout.split()[0]
+    found = subprocess.run(["findmnt", "-n", "-o", "FSTYPE", "-T", folder], capture_output=True, text=True, check=True)
+    return found.stdout.split()[0]
 
 
 class Campaign:
@@ -73,9 +75,11 @@ class Campaign:
             self.failed += 1
             print("FAILED", problem, flush=True)
 
+    def is_enough(self):
+        return self.tally["killed"] >= KILLS and self.tally["recoveries killed"] >= RECOVERY_KILLS
+
     def is_done(self):
-        enough = self.tally["killed"] >= KILLS and self.tally["recoveries killed"] >= RECOVERY_KILLS
-        return enough or self.failed >= 20 or self.tally["cases"] >= 20 * max(KILLS, RECOVERY_KILLS)
+        return self.is_enough() or self.failed >= 20 or self.tally["cases"] >= 20 * max(KILLS, RECOVERY_KILLS)
 
     def show(self):
         self.tally["LOSSES"] += 0
@@ -94,13 +98,13 @@ def main():
     folder = tempfile.mkdtemp(prefix="campaign-", dir="/dev/shm")
     campaign = Campaign(seed, folder)
     shutil.rmtree(folder)
-    if "DRIVETEST_CASE" in os.environ:
-        campaign.take(*run_case(seed, int(os.environ["DRIVETEST_CASE"]), campaign.kinds, campaign.places))
+    wanted = os.environ.get("DRIVETEST_CASE")
+    if wanted:
+        campaign.take(*run_case(seed, int(wanted), campaign.kinds, campaign.places))
     else:
         campaign.run()
     campaign.show()
-    is_enough = "DRIVETEST_CASE" in os.environ or campaign.tally["killed"] >= KILLS
-    return 0 if campaign.failed == 0 and is_enough else 1
+    return 0 if campaign.failed == 0 and (wanted or campaign.is_enough()) else 1
 
 
 if __name__ == "__main__":
