@@ -32,8 +32,8 @@ std::string placeText(const std::string& folder) {
 std::vector<std::string> journalCostLines(std::uint64_t testedBytes, const std::string& folder) {
     if (testedBytes < kWorthTelling || libDrive2::JournalFolder(folder).isVolatile())
         return {};
-    return {"the undo journal writes all " + sizeText(testedBytes) + " under test once to its own disk, in " +
-                placeText(folder),
+    return {"the undo journal writes what is tested once to its own disk, up to " + sizeText(testedBytes) +
+                ", in " + placeText(folder),
             "keep it on a disk made for that much, not on the system's SSD or a memory card: --journal DIR"};
 }
 
