@@ -28,7 +28,7 @@ std::atomic<std::size_t> bytesOfAll{0};
 
 /// With what a line costs besides its text.
 std::size_t costOf(const std::string& text) {
-    return text.size() + sizeof text;
+    return text.size() + sizeof(std::string);
 }
 
 /// The queues of standard output and standard error. Never destroyed: their threads may be blocked for good.
