@@ -10,9 +10,8 @@ bool describeSimulatedDevice(const zel::String& locator, SimulatedDevice& descri
     const std::optional<SimIdentity> identity = describeSimDevice(locator, error);
     if (!identity)
         return false;
-    const std::optional<SimOptions> options = parseSimLocator(locator, error);
-    description = {identity->capabilities, identity->model,       identity->serial,  identity->firmware,
-                   identity->bytes,        identity->sectorBytes, options->imagePath};
+    description = {identity->capabilities, identity->model, identity->serial,
+                   identity->firmware,     identity->bytes, identity->sectorBytes};
     return true;
 }
 

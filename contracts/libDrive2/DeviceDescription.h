@@ -13,7 +13,6 @@ struct SimulatedDevice {
     zel::String model, serial, firmware;  ///< the serial number is empty unless the locator gives one
     std::uint64_t bytes = 0;              ///< 0 without a medium
     std::uint32_t sectorBytes = 0;
-    zel::String image{};  ///< the file that holds its data; empty for memory
 };
 
 /// False when the locator describes no drive; `error` then says why.
