@@ -86,15 +86,15 @@ std::optional<std::vector<MappedStretch>> mappingTableOf(dev_t mapping) {
     std::vector<MappedStretch> table;
     std::size_t at = header.data_start;
     for (std::uint32_t i = 0; i < header.target_count; ++i) {
-        dm_target_spec spec{};
-        if (at + sizeof spec > answer.size())
+        dm_target_spec target{};
+        if (at + sizeof target > answer.size())
             return std::nullopt;
-        std::memcpy(&spec, answer.data() + at, sizeof spec);
-        MappedStretch stretch{spec.length * kTableUnit};
-        if (!parseTarget(spec.target_type, answer.data() + at + sizeof spec, stretch))
+        std::memcpy(&target, answer.data() + at, sizeof target);
+        MappedStretch stretch{target.length * kTableUnit};
+        if (!parseTarget(target.target_type, answer.data() + at + sizeof target, stretch))
             return std::nullopt;
         table.push_back(stretch);
-        at = header.data_start + spec.next;
+        at = header.data_start + target.next;
     }
     return table;
 }
