@@ -166,7 +166,7 @@ std::unique_ptr<JournalFile> JournalFolder::create(const zel::String& name, std:
 
 std::unique_ptr<JournalFile> JournalFolder::open(const zel::String& path, zel::String& reason) {
     Place place = findPlace(path, O_RDWR);
-    if (!place.file.file) {
+    if (!place.folder || !place.file.file) {
         reason = "the journal cannot be used: " + place.file.problem;
         return nullptr;
     }
@@ -182,7 +182,7 @@ std::unique_ptr<JournalFile> JournalFolder::open(const zel::String& path, zel::S
 JournalLook JournalFolder::look(const zel::String& path) {
     Place place = findPlace(path, O_RDONLY);
     JournalLook seen{useOf(place.file), place.file.problem, nullptr};
-    if (!place.file.file)
+    if (!place.folder || !place.file.file)
         return seen;
     auto held =
         std::make_unique<LinuxJournalFile>(std::move(*place.folder), place.name, std::move(place.file.file));
@@ -228,7 +228,7 @@ bool JournalFolder::list(zel::Array<zel::String>& paths, zel::String& reason) co
 
 bool JournalFolder::remove(const zel::String& path, zel::String& reason) {
     const Place place = findPlace(path, O_RDONLY);
-    if (place.file.file)
+    if (place.folder && place.file.file)
         return place.folder->remove(place.name, place.file.file, reason);
     reason = "the journal is not deleted: " + place.file.problem;
     return false;

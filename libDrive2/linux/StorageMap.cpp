@@ -35,7 +35,8 @@ std::vector<StorageExtent> slice(const std::vector<StorageExtent>& whole, std::u
         const std::uint64_t taken = room == 0 || (bytes != 0 && left < room) ? left : room;
         pieces.push_back({extent.id, extent.start + start, taken});
         start = 0;
-        if (bytes != 0 && (left -= taken) == 0)
+        left -= bytes != 0 ? taken : 0;
+        if (bytes != 0 && left == 0)
             break;
     }
     return pieces;
@@ -154,7 +155,7 @@ StorageMap::View StorageMap::ofArray(const SysfsBlock& device, dev_t number) {
     return overMembers(uuid.empty() ? "" : "md:" + uuid, device, number);
 }
 
-StorageMap::View StorageMap::overMembers(std::string id, const SysfsBlock& device, dev_t number) {
+StorageMap::View StorageMap::overMembers(const std::string& id, const SysfsBlock& device, dev_t number) {
     View view{id, {{id.empty() ? passingIdOf(device, number) : id}}, {}};
     for (const SysfsBlock& member : device.slaves())
         addCarrier(view, member.number());

@@ -36,7 +36,7 @@ private:
     View ofArray(const SysfsBlock& device, dev_t number);
     View ofDisk(const SysfsBlock& device, dev_t number);
     View ofFile(dev_t fileSystem, ino_t inode, const std::string& path);
-    View overMembers(std::string id, const SysfsBlock& device, dev_t number);
+    View overMembers(const std::string& id, const SysfsBlock& device, dev_t number);
     void addCarrier(View& view, dev_t number);
     void addFileSystem(View& view, dev_t fileSystem, const std::filesystem::path& path);
     void addMountSource(View& view, dev_t fileSystem, const std::filesystem::path& path);
