@@ -110,8 +110,13 @@ public:
 
     /// Watches all operations; not owned, null for none. Without one nothing is measured.
     void setObserver(DriveObserver* observer) { m_observer = observer; }
-    /// Tells the observer how many sectors the test is about to visit.
+    /// These tell the observer: how many different sectors the test is about to visit, or how many positions
+    /// of one sector each; what it found bad, with the words of the operation that just failed; what it leaves
+    /// untested. DriveObserver says more.
     void planSectors(std::uint64_t sectors);
+    void planPositions(std::uint64_t positions);
+    void condemnSectors(std::uint64_t lba, std::uint64_t count, SectorFault fault);
+    void skipSectors(std::uint64_t lba, std::uint32_t count);
     /// Tells the observer that the test turns to these sectors. Only tests need it that move a chunk in
     /// several pieces, or come back to a sector.
     void visitSectors(std::uint64_t lba, std::uint32_t count);

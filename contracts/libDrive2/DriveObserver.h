@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "libDrive2/DriveTypes.h"
+#include "zel/String.h"
 
 namespace libDrive2 {
 
@@ -22,17 +23,39 @@ struct DriveOperationReport {
     _LIBDRIVE2_ERROR_TYPES outcome;
 };
 
-/// Watches a drive's operations; installed with Drive::setObserver, not owned. Called on the test's thread
+/// What a test finds wrong with sectors.
+enum class SectorFault : std::uint8_t {
+    unreadable,
+    unwritable,
+    unreachable,  ///< a seek to them fails
+    wrongData,    ///< they hold something else than was written, or than was read before
+};
+
+/// Sectors that a test found bad.
+struct CondemnedSectors {
+    SectorSpan sectors;
+    SectorFault fault;
+    /// The drive's own words (sense, status, registers); empty where no operation failed. For the call only.
+    const zel::String& words;
+};
+
+/// Watches a drive's operations and what a test makes of them; installed with Drive::setObserver, not owned. Called on the test's thread
 /// after every operation: it must be quick and must not call the drive.
 class DriveObserver {
 public:
     virtual ~DriveObserver() = default;
     virtual void onOperation(const DriveOperationReport& report) = 0;
-    /// The test is about to visit this many sectors.
+    /// The test is about to visit this many different sectors.
     virtual void onPlan(std::uint64_t /*sectors*/) {}
+    /// The test is about to visit this many positions, of one sector each, perhaps some of them several times.
+    virtual void onPlanPositions(std::uint64_t /*positions*/) {}
     /// The test turns to these sectors: all it does inside them until the next such call, or an operation
     /// outside of them, is one visit.
     virtual void onVisit(std::uint64_t /*lba*/, std::uint32_t /*count*/) {}
+    /// The test found these sectors bad. What it does not name here is not bad, whatever failed on the way.
+    virtual void onCondemned(const CondemnedSectors& /*condemned*/) {}
+    /// The test leaves these sectors of the present visit untested, whatever it has read of them.
+    virtual void onSkipped(std::uint64_t /*lba*/, std::uint32_t /*count*/) {}
 };
 
 }  // namespace libDrive2

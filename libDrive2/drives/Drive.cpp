@@ -293,6 +293,23 @@ void Drive::planSectors(std::uint64_t sectors) {
         m_observer->onPlan(sectors);
 }
 
+void Drive::planPositions(std::uint64_t positions) {
+    if (m_observer != nullptr)
+        m_observer->onPlanPositions(positions);
+}
+
+void Drive::condemnSectors(std::uint64_t lba, std::uint64_t count, SectorFault fault) {
+    if (m_observer == nullptr || count == 0)
+        return;
+    const zel::String words = lastError != LIBDRIVE2_NO_ERROR ? getLastErrorStr() : zel::String();
+    m_observer->onCondemned({{lba, count}, fault, words});
+}
+
+void Drive::skipSectors(std::uint64_t lba, std::uint32_t count) {
+    if (m_observer != nullptr)
+        m_observer->onSkipped(lba, count);
+}
+
 void Drive::visitSectors(std::uint64_t lba, std::uint32_t count) {
     if (m_observer != nullptr)
         m_observer->onVisit(lba, count);
