@@ -94,7 +94,12 @@ protected:
 
     /// The one path by which counted events leave a test. An override must call it.
     virtual void sendEvent(const Event& event, const EventType& type);
+
+public:
+    /// The test itself, over a drive that is prepared; run() calls it.
     virtual TestResult runTest() = 0;
+
+protected:
     virtual MessageBox2_Returns promptForMedia();
     virtual void reportRdErr(std::uint64_t sector, std::uint32_t count);
     virtual void reportRdErr(std::uint64_t sector);

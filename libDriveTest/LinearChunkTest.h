@@ -11,6 +11,7 @@ public:
     ~LinearChunkTest() override;
 
     static void init(Test& test);
+    TestResult runTest() override;
 
 protected:
     /// The working values of one run.
@@ -26,7 +27,6 @@ protected:
     LinearChunkTest(Drive& tested, const char* name);
     LinearChunkTest(libDrive2::SharedDrive tested, const char* name);
 
-    TestResult runTest() override;
     /// Makes room for chunks of so many bytes; called once a run.
     virtual void allocate(std::uint32_t bufferBytes) = 0;
     /// Tests one chunk. A result ends the test at once.

@@ -13,9 +13,9 @@ public:
     ~LinearPatternTest() override;
 
     static void init(Test& test);
+    TestResult runTest() override;
 
 protected:
-    TestResult runTest() override;
     [[nodiscard]] std::uint32_t bytesToCompare(const Pass& pass) const override;
 
 private:

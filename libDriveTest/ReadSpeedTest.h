@@ -12,8 +12,6 @@ public:
     ~ReadSpeedTest() override;
 
     static void init(Test& test);
-
-protected:
     TestResult runTest() override;
 
 private:

@@ -14,8 +14,6 @@ public:
     ~ReadWriteSpeedTest() override;
 
     static void init(Test& test);
-
-protected:
     TestResult runTest() override;
 
 private:

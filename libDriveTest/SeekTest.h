@@ -12,6 +12,7 @@ public:
     ~SeekTest() override;
 
     static void init(Test& test);
+    TestResult runTest() override;
 
 protected:
     /// The working values of one run.
@@ -34,8 +35,6 @@ protected:
     /// `name` is the test's; it names the logger and the block of parameters, too. Static text.
     SeekTest(Drive& tested, const char* name);
     SeekTest(libDrive2::SharedDrive tested, const char* name);
-
-    TestResult runTest() override;
 
     /// Settles what the test derives from the range.
     virtual void plan(Pass& /*pass*/) {}

@@ -16,8 +16,6 @@ public:
     ~DefaultReadPerformanceTest() override;
 
     static void init(Test& test);
-
-protected:
     TestResult runTest() override;
 
 private:

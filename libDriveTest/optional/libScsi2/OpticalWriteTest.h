@@ -15,13 +15,12 @@ namespace libDriveTest {
 class OpticalWriteTest : public DriveTestMMCRW {
 public:
     ~OpticalWriteTest() override;
+    TestResult runTest() override;
 
 protected:
     /// `name` is the test's; it names the logger, too. Static text.
     OpticalWriteTest(RecordableDrive& tested, const char* name);
     OpticalWriteTest(SharedRecordableDrive tested, const char* name);
-
-    TestResult runTest() override;
 
     /// What the parameters say.
     struct Settings {

@@ -15,8 +15,6 @@ public:
     ~ReadPerformanceTest() override;
 
     static void init(Test& test);
-
-protected:
     TestResult runTest() override;
 
 private:
