@@ -45,7 +45,7 @@ TestResult CacheTest::runTest() {
     pass.range.startLba = pass.range.endLba - kSectorsToTest;
     pass.blocks = kBlocks;
     pass.fullChunksEnd = kSectorsToTest - kSectorsToTest % kBlocks;
-    blockBytes = pass.range.sectorSize * kBlocks;
+    blockBytes = bufferBytes(pass.range.sectorSize, kBlocks);
     patternCount = static_cast<std::uint32_t>(kPatterns.size());
     if (blockBytes == 0)
         return TestResult::INTERNALERROR;

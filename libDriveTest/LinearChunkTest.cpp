@@ -55,7 +55,7 @@ TestResult LinearChunkTest::runTest() {
 void LinearChunkTest::logParameters(const Pass& pass) const {
     zel::Logger& log = m_logger;
     log.line(1, "=== ", m_name, " parameters ===");
-    log.line(1, " Test Percent Req.      ", toUnsigned(pass.range.fraction * 100));
+    log.line(1, " Test Percent Req.      ", toUnsigned(percentOf(pass.range.fraction)));
     log.line(1, " Sectors To Test:       ", pass.range.sectorsToTest);
     log.line(1, " Start LBA: (inclusive) ", pass.range.startLba);
     log.line(1, " Divisor:               ", pass.divisor);

@@ -96,7 +96,7 @@ TestResult LinearPatternTest::choosePatterns(Pass& pass) {
 void LinearPatternTest::logParameters(const Pass& pass) const {
     zel::Logger& log = m_logger;
     log.line(1, "=== LinearPatternTest parameters ===");
-    log.line(1, " Test Percent Req.      ", zel::ZELValue(pass.range.fraction * 100).text());
+    log.line(1, " Test Percent Req.      ", zel::ZELValue(percentOf(pass.range.fraction)).text());
     log.line(1, " Sectors To Test:       ", pass.range.sectorsToTest);
     log.line(1, " Start LBA: (inclusive) ", pass.range.startLba);
     log.line(1, " Divisor:               ", pass.divisor);

@@ -43,6 +43,12 @@ struct FailedChunk {
 /// Reporting without retries where failing chunks are narrowed to sectors, else everything.
 libDrive2::_LIBDRIVE2_RETRY_CALLBACK_BEHAVIOR chunkBehavior(std::uint16_t blockCount, bool isolate);
 
+/// The size of a buffer for so many sectors; 0 where 32 bits cannot hold it.
+std::uint32_t bufferBytes(std::uint32_t sectorSize, std::uint32_t sectors);
+
+/// A share of 1 as a percentage, without the dust that its binary form leaves beyond 12 digits.
+double percentOf(double fraction);
+
 /// Truncates; what no unsigned number can hold becomes 0.
 std::uint64_t toUnsigned(double value);
 

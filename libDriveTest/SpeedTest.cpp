@@ -44,7 +44,7 @@ SpeedTest::ChunkSizes SpeedTest::planChunks(std::uint64_t sectorsToTest, std::ui
 }
 
 bool SpeedTest::allocateReadBuffer(const ChunkSizes& sizes) {
-    blockBytes = drive->getSectorSize() * sizes.sectorsPerChunk;
+    blockBytes = bufferBytes(drive->getSectorSize(), sizes.sectorsPerChunk);
     if (blockBytes != 0)
         m_readBuffer = zel::Buffer(blockBytes);
     return blockBytes != 0;

@@ -129,6 +129,8 @@ TestResult OpticalWriteTest::planRecording(const Settings& settings, Recording& 
         return TestResult::CANNOTRUN;
     }
     recording.unit = recordableDrive().numCoincidentWriteSectors();
+    if (bufferBytes(recording.sectorSize, recording.unit) == 0)
+        return TestResult::INTERNALERROR;
     plan(settings, freeSectors, recording);
     return recording.count == 0 ? TestResult::BADPARAMS : TestResult::PASS;
 }
