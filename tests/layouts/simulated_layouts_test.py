@@ -1,0 +1,68 @@
+"""Runs the tests on simulated drives with each layout of faults; with --table, prints what came out."""
+
+import functools
+import os
+import pathlib
+import subprocess
+import sys
+import tempfile
+import unittest
+
+TESTS = pathlib.Path(__file__).resolve().parent.parent
+sys.path += [str(TESTS / "cli"), str(TESTS / "record")]
+
+import check_record  # noqa: E402
+import judge  # noqa: E402
+import layouts  # noqa: E402
+import program  # noqa: E402
+
+VALIDATOR = check_record.load_validator()
+
+
+@functools.lru_cache(None)
+def offers(option):
+    shown = subprocess.run([program.PROGRAM, "run", "--help"], capture_output=True, text=True, check=True)
+    return option in shown.stdout
+
+
+def judged(layout):
+    """Runs the test of a layout."""
+    with tempfile.TemporaryDirectory(prefix="layouts-") as folder:
+        record, bad_list = pathlib.Path(folder, "record.jsonl"), pathlib.Path(folder, "bad")
+        words = [program.PROGRAM, "run", layout.test, layout.drive, "--events", record, "--no-record", "--bad-list", bad_list,
+                 "--journal", os.path.join(folder, "journals"), "--no-prompt", *layout.options]
+        words += [word for parameter in layout.parameters for word in ("-p", parameter)]
+        if layout.test in layouts.WRITING_TESTS:
+            words += ["--confirm", layout.drive]
+        ended = subprocess.run(words, env={**os.environ, "DRIVETEST_STATE": os.path.join(folder, "state"), "LC_ALL": "C.UTF-8"},
+                               stdin=subprocess.DEVNULL, capture_output=True, text=True, timeout=120, check=False)
+        if not record.exists() or not bad_list.exists():
+            raise AssertionError(f"status {ended.returncode}, no record or no list: {ended.stdout}{ended.stderr}")
+        judgement = judge.Judgement(layout, ended.returncode, record.read_text(), bad_list.read_text())
+        judgement.problems += check_record.RecordCheck(VALIDATOR).check(record.read_bytes())
+        return judgement
+
+
+class SimulatedLayouts(unittest.TestCase):
+    maxDiff = None
+
+
+def add_case(layout):
+    def case(self):
+        if layout.needs and not offers(layout.needs):
+            self.skipTest(f"the program has no {layout.needs}")
+        self.assertEqual(judged(layout).problems, [])
+    setattr(SimulatedLayouts, "test_" + "".join(c if c.isalnum() else "_" for c in layout.name), case)
+
+
+for _layout in layouts.SIMULATED:
+    add_case(_layout)
+
+
+if __name__ == "__main__":
+    if "--table" not in sys.argv:
+        unittest.main()
+    print(judge.HEADING)
+    for _layout in layouts.SIMULATED:
+        if not _layout.needs or offers(_layout.needs):
+            print(judged(_layout).row())
