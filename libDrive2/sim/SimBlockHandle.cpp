@@ -87,8 +87,9 @@ DeviceStatus SimBlockHandle::write(std::uint64_t offset, const void* buffer, std
     });
 }
 
+/// As behind an operating system, which moves the head only to read: an unreadable sector is not reached.
 DeviceStatus SimBlockHandle::seek(std::uint64_t offset) {
-    return perform([&] { return m_medium->seek(offset / m_info.logicalSectorBytes); });
+    return perform([&] { return m_medium->verify(offset / m_info.logicalSectorBytes, 1); });
 }
 
 DeviceStatus SimBlockHandle::flush() {

@@ -147,6 +147,8 @@ VANISHING = [
 SEEKING = [
     disk("sought in vain", "bad-seek=10+500-501", 1000, test="LinearSeekTest", verdict="FAIL",
          bad={"unreachable": "10+500-501"}, positions=(1000, 3, 0)),
+    disk("sought where it cannot be read", "bad=10", 1000, test="LinearSeekTest", verdict="FAIL",
+         bad={"unreachable": "10"}, positions=(1000, 1, 0)),
     disk("sought only between them", "bad-seek=10+501", 1000, test="LinearSeekTest",
          parameters=("SectorPercentToTest=25",), area=listed(range(0, 1000, 4)), positions=(250, 0, 0)),
     disk("read where it seeks", "bad=8+12", 100, test="LinearSeekTest", verdict="FAIL", parameters=("SeekMethod=read",),

@@ -146,6 +146,7 @@ TEST_F(SimMediumTest, NamesTheFirstBadSectorOfATransfer) {
     EXPECT_EQ(write(25, 50), "2 write error at sector 25");
     EXPECT_EQ(seek(29) + seek(31), "okok");
     EXPECT_EQ(seek(30), "2 seek error at sector 30");
+    EXPECT_EQ(seek(501), "2 unrecovered read error at sector 501");
 }
 
 TEST_F(SimMediumTest, TransientErrorsPassAfterTheirCount) {

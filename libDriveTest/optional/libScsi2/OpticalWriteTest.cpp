@@ -129,10 +129,11 @@ TestResult OpticalWriteTest::planRecording(const Settings& settings, Recording& 
         return TestResult::CANNOTRUN;
     }
     recording.unit = recordableDrive().numCoincidentWriteSectors();
-    if (bufferBytes(recording.sectorSize, recording.unit) == 0)
-        return TestResult::INTERNALERROR;
     plan(settings, freeSectors, recording);
-    return recording.count == 0 ? TestResult::BADPARAMS : TestResult::PASS;
+    if (recording.count == 0)
+        return TestResult::BADPARAMS;
+    return bufferBytes(recording.sectorSize, recording.unit) != 0 ? TestResult::PASS
+                                                                  : TestResult::INTERNALERROR;
 }
 
 TestResult OpticalWriteTest::reserve(const Recording& recording) {
