@@ -59,7 +59,7 @@ class LayoutsLab(lab_test.Lab):
         run = self._start(layout, path).ended()
         text = (self.guest.share / "bad").read_text()
         judgement = judge.Judgement(layout, run.status, run.record_path.read_text(), text)
-        judgement.problems += run.faults()
+        judgement.problems += run.faults()[:3]
         if judgement.problems:
             judgement.problems.append(run.out)
         return judgement
