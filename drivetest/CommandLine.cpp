@@ -77,13 +77,33 @@ void addRunOptions(CLI::App& command, RunOptions& options) {
     addJournalOption(command, options.journalFolder);
     command
         .add_option("--events", options.eventsFile,
-                    "Write the record of the run, JSON Lines; - is standard output")
+                    "Write the record of the run, JSON Lines; - is standard output\n"
+                    "(default: a file in " +
+                        defaultRecordFolder() + ")")
         ->type_name("FILE");
+    command.add_flag_callback(
+        "--no-record", [&options] { options.keepRecord = false; },
+        "Keep no record where --events names no file for it");
+    command
+        .add_option("--bad-list", options.badListFile,
+                    "Write the list of bad sectors: a range a line, \"first-last count fault\"")
+        ->type_name("FILE");
+    auto* const slow = command
+                           .add_option("--slow-ms", options.slowMs,
+                                       "Make a PASS a WARN when transfers take longer than this")
+                           ->type_name("N")
+                           ->check(CLI::PositiveNumber);
+    command
+        .add_option("--slow-count", options.slowAllowed, "So many transfers may take longer than --slow-ms")
+        ->type_name("N")
+        ->needs(slow)
+        ->capture_default_str();
     command.add_flag_callback(
         "--no-prompt", [&options] { options.prompts = false; }, "Never ask anything");
     command.add_option("--log", options.logFile, "Write the log")->type_name("FILE");
     command.add_flag("--force", options.replaceOutputs,
-                     "Replace what the files of --events and --log hold; else they must be new or empty");
+                     "Replace what the files of --events, --log and --bad-list hold; else they must be\n"
+                     "new or empty");
     command
         .add_option(
             "--log-priority", options.logPriority,

@@ -1,7 +1,6 @@
 #include "CacheTest.h"
 
 #include <array>
-#include <cstring>
 
 #include "Parameters.h"
 
@@ -71,14 +70,13 @@ void CacheTest::logParameters(const Pass& pass, std::uint64_t startLba) const {
     log.line(1, zel::formatted(" Restore Data:          %s", pass.preserve ? "yes" : "no"));
 }
 
-/// A block holds its word once, at its start, least significant byte first; the rest is zeros.
+/// A block is filled with its word, least significant byte first.
 void CacheTest::setupPatterns() {
     allocatePatterns();
     for (std::uint32_t p = 0; p < patternCount; ++p) {
         std::uint8_t* const block = getPattern(p);
-        std::memset(block, 0, blockBytes);
-        block[0] = static_cast<std::uint8_t>(kPatterns.at(p) & 0xFF);
-        block[1] = static_cast<std::uint8_t>(kPatterns.at(p) >> 8);
+        for (std::uint32_t at = 0; at < blockBytes; ++at)
+            block[at] = static_cast<std::uint8_t>(kPatterns.at(p) >> (at % 2 * 8));
     }
 }
 

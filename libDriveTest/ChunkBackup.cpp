@@ -63,6 +63,24 @@ bool ChunkBackup::backupSectors(std::uint64_t sector, std::uint32_t count) {
     return false;
 }
 
+/// Silently: the chunk was reported as a whole.
+void ChunkBackup::nameUnreadable(std::uint64_t sector, std::uint32_t count) {
+    Drive& drive = *m_test.drive;
+    const auto behavior = drive.retryCallbackBehavior();
+    drive.skipSectors(sector, count);
+    drive.setRetryCallbackBehavior(libDrive2::LIBDRIVE2_RETRY);
+    for (std::uint32_t i = 0; i < count && !DiagModule::checkForStop(); ++i) {
+        if (drive.readSector(sector + i, 1, m_buffer.data(), drive.getSectorSize()))
+            continue;
+        if (m_test.isNonFailError(drive.lastError))
+            break;
+        m_logger.line(3, zel::formatted("Sector %I64u cannot be saved: ", sector + i),
+                      drive.getLastErrorStr());
+        drive.condemnSectors(sector + i, 1, SectorFault::unreadable);
+    }
+    drive.setRetryCallbackBehavior(behavior);
+}
+
 /// A drive that refuses all writes has changed nothing.
 void ChunkBackup::noteWritten() {
     const _LIBDRIVE2_ERROR_TYPES error = m_test.drive->lastError;
@@ -134,6 +152,8 @@ bool ChunkBackup::restoreSector(Restore& restore, std::uint64_t sector, const st
 
 void ChunkBackup::reportLost(Restore& restore, std::uint64_t sector) {
     ++restore.lost;
+    if (!m_test.isNonFailError(m_test.drive->lastError))
+        m_test.drive->condemnSectors(sector, 1, SectorFault::unwritable);
     if (restore.silenced)
         return;
     if (m_test.hitEventLimits(false)) {

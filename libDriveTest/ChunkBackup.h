@@ -29,6 +29,9 @@ public:
 
     /// Reads the chunk. False: the data was not saved, so it must not be overwritten.
     bool backupSectors(std::uint64_t sector, std::uint32_t count);
+    /// Of a chunk that was not saved: finds the sectors that cannot be read, until a stop is asked for or the
+    /// drive fails as a whole; the chunk stays untested.
+    void nameUnreadable(std::uint64_t sector, std::uint32_t count);
     /// Tells that the test has just written to the chunk, or tried to.
     void noteWritten();
     /// False when a sector was lost. `errorType` is then, or else 0, the error that ends the test.

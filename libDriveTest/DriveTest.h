@@ -22,6 +22,7 @@ using libDrive2::_LIBDRIVE2_ERROR_TYPES;
 using libDrive2::_LIBDRIVE2_RETRY_CALLBACK_BEHAVIOR;
 using libDrive2::Drive;
 using libDrive2::LIBDRIVE2_MEDIA_STATE;
+using libDrive2::SectorFault;
 using quix5::DiagDevice;
 using quix5::DiagModule;
 using quix5::Event;
@@ -110,6 +111,9 @@ protected:
     virtual void reportIsolationRecover(std::uint64_t sector, std::uint32_t count, const String& message);
     virtual void reportNonFailError(_LIBDRIVE2_ERROR_TYPES errorType);
 
+    /// Condemns the sectors whose data differs; both buffers hold all of them.
+    void condemnDifferences(std::uint64_t lba, std::uint32_t sectors, const void* expected,
+                            const void* found);
     /// Sends without counting and without logging; for events raised from drive callbacks.
     void sendCallbackEvent(const Event& event, const EventType& type);
     [[nodiscard]] bool hitEventLimits(bool report) const;

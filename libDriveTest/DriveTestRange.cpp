@@ -98,7 +98,8 @@ std::optional<TestResult> DriveTest::narrowReadFailure(zel::Logger& logger, cons
     drive->setRetryCallbackBehavior(libDrive2::LIBDRIVE2_RETRY_AND_REPORT);
     for (std::uint64_t sector = chunk.lba; sector <= last && !hitEventLimits(false); ++sector) {
         logger.line(1, "Narrowing read failure, by testing one sector at LBA: ", sector);
-        if (drive->readSector(sector, 1, chunk.buffer, chunk.sectorSize))
+        std::uint8_t* const place = chunk.buffer + (sector - chunk.lba) * chunk.sectorSize;
+        if (drive->readSector(sector, 1, place, chunk.sectorSize))
             continue;
         if (const auto ended = endOnNonFail(drive->lastError))
             return ended;

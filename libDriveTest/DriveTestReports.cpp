@@ -1,3 +1,5 @@
+#include <cstring>
+
 #include "DriveTest.h"
 #include "DriveTestLogger.h"
 #include "Events.h"
@@ -41,12 +43,14 @@ void DriveTest::reportRdErr(std::uint64_t sector, std::uint32_t count) {
         reportRdErr(sector);
         return;
     }
+    drive->condemnSectors(sector, count, SectorFault::unreadable);
     events::readSectorRangeErr->setVariable("sector", sector)
         ->setVariable("lastSector", lastSector(sector, count));
     sendEvent(*events::readSectorRangeErr, EventType::ERR);
 }
 
 void DriveTest::reportRdErr(std::uint64_t sector) {
+    drive->condemnSectors(sector, 1, SectorFault::unreadable);
     events::readSectorErr->setVariable("ReadSector", sector);
     sendEvent(*events::readSectorErr, EventType::ERR);
 }
@@ -56,22 +60,39 @@ void DriveTest::reportWrErr(std::uint64_t sector, std::uint32_t count) {
         reportWrErr(sector);
         return;
     }
+    drive->condemnSectors(sector, count, SectorFault::unwritable);
     events::writeSectorRangeErr->setVariable("sector", sector)
         ->setVariable("lastSector", lastSector(sector, count));
     sendEvent(*events::writeSectorRangeErr, EventType::ERR);
 }
 
 void DriveTest::reportWrErr(std::uint64_t sector) {
+    drive->condemnSectors(sector, 1, SectorFault::unwritable);
     events::writeSectorErr->setVariable("WriteSector", sector);
     sendEvent(*events::writeSectorErr, EventType::ERR);
 }
 
 void DriveTest::reportSeekErr(std::uint64_t sector, std::uint64_t previous) {
+    drive->condemnSectors(sector, 1, SectorFault::unreachable);
     events::seekSectorErr->setVariable("SeekSector", sector);
     sendEvent(*events::seekSectorErr, EventType::ERR);
     if (previous != kNoSector)
         driveTestLogger().line(3, "Seek error at LBA ", sector, " . The previous sector tested was ",
                                previous);
+}
+
+void DriveTest::condemnDifferences(std::uint64_t lba, std::uint32_t sectors, const void* expected,
+                                   const void* found) {
+    const std::size_t bytes = drive->getSectorSize();
+    const auto differs = [&](std::uint32_t at) {
+        return std::memcmp(static_cast<const std::uint8_t*>(expected) + at * bytes,
+                           static_cast<const std::uint8_t*>(found) + at * bytes, bytes) != 0;
+    };
+    for (std::uint32_t at = 0, end = 0; at < sectors; at = end + 1) {
+        for (end = at; end < sectors && differs(end);)
+            ++end;
+        drive->condemnSectors(lba + at, end - at, SectorFault::wrongData);
+    }
 }
 
 void DriveTest::reportUserAbort(std::uint64_t /*sector*/) {}

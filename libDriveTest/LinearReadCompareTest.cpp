@@ -36,6 +36,7 @@ std::optional<TestResult> LinearReadCompareTest::testChunk(const Pass& pass, std
             return std::nullopt;
     }
     if (std::memcmp(m_copies[0].data(), m_copies[1].data(), pass.chunks.bufferSize) != 0) {
+        condemnDifferences(lba, pass.chunks.blockCount, m_copies[0].data(), m_copies[1].data());
         events::dataMiscompareErr->setVariable("TestSector", lba);
         sendEvent(*events::dataMiscompareErr, EventType::ERR);
     }

@@ -104,21 +104,38 @@ void PatternWriteTest::startPartialChunk(Pass& pass, std::uint64_t lba) {
     pass.blocks = static_cast<std::uint16_t>(pass.range.sectorsToTest % pass.blocks);
     blockBytes = pass.range.sectorSize * pass.blocks;
     m_logger.line(1, "Partial block @", lba, " for ", pass.blocks);
-    drive->setRetryCallbackBehavior(libDrive2::LIBDRIVE2_RETRY_AND_REPORT);
+    // For the rest of the run: narrowing goes back to it, too.
+    m_behaviors.normal = libDrive2::LIBDRIVE2_RETRY_AND_REPORT;
+    drive->setRetryCallbackBehavior(m_behaviors.normal);
 }
 
 std::optional<TestResult> PatternWriteTest::testChunk(const Pass& pass, std::uint64_t lba,
                                                       std::uint64_t done) {
     // What could not be saved is not overwritten.
     if (pass.preserve && !m_backup.backupSectors(lba, pass.blocks))
-        return endOnNonFail(drive->lastError);
+        return skipChunk(pass, lba, done);
     m_logger.line(1, "Reading... ", lba);
     auto ended = applyPatterns(pass, lba, done);
-    if (!ended)
+    // What ends in the middle was not tried with all that was to be tried.
+    if (ended)
+        drive->skipSectors(lba, pass.blocks);
+    else
         ended = restoreChunk(pass, lba);
     m_backup.leave(lba, pass.blocks);
     if (ended)
         return ended;
+    if (!DiagModule::checkForStop())
+        return std::nullopt;
+    reportUserAbort(lba);
+    return TestResult::USERABORTED;
+}
+
+std::optional<TestResult> PatternWriteTest::skipChunk(const Pass& pass, std::uint64_t lba,
+                                                      std::uint64_t done) {
+    if (const auto ended = endOnNonFail(drive->lastError))
+        return ended;
+    m_backup.nameUnreadable(lba, pass.blocks);
+    DiagModule::percentDone(static_cast<int>(done * 100 / pass.range.sectorsToTest));
     if (!DiagModule::checkForStop())
         return std::nullopt;
     reportUserAbort(lba);
@@ -151,11 +168,13 @@ PatternWriteTest::Turn PatternWriteTest::applyPattern(const Pass& pass, std::uin
         return handleReadFailure(pass, lba, index);
     if (verifyPattern(index, m_readBuffer.data(), bytesToCompare(pass)))
         return {};
-    return reportMismatch(pass, lba);
+    return reportMismatch(pass, lba, index);
 }
 
 /// The end that the event names is one past the chunk's last sector.
-PatternWriteTest::Turn PatternWriteTest::reportMismatch(const Pass& pass, std::uint64_t lba) {
+PatternWriteTest::Turn PatternWriteTest::reportMismatch(const Pass& pass, std::uint64_t lba,
+                                                        std::uint32_t index) {
+    condemnDifferences(lba, pass.blocks, getPattern(index), m_readBuffer.data());
     events::patternMismatchRange->setVariable("sector", lba)->setVariable("end_sector", lba + pass.blocks);
     sendEvent(*events::patternMismatchRange, EventType::ERR);
     return {restoreChunk(pass, lba)};
@@ -184,11 +203,12 @@ PatternWriteTest::Turn PatternWriteTest::handleReadFailure(const Pass& pass, std
 PatternWriteTest::Turn PatternWriteTest::narrow(const Pass& pass, std::uint64_t lba, std::uint32_t index) {
     const String errorText = drive->getLastErrorStr();
     const std::uint64_t last = lba + pass.blocks - 1;
+    Narrowing narrowing{pass, lba, index};
     bool sectorFailed = false;
     drive->setRetryCallbackBehavior(m_behaviors.isolation);
     for (std::uint64_t sector = lba; sector <= last; ++sector) {
         if (drive->readSector(sector, 1, m_readBuffer.data(), pass.range.sectorSize)) {
-            if (const auto ended = checkSector(pass, lba, sector, index))
+            if (const auto ended = checkSector(narrowing, sector))
                 return {ended};
             continue;
         }
@@ -209,13 +229,22 @@ PatternWriteTest::Turn PatternWriteTest::narrow(const Pass& pass, std::uint64_t 
     return {};
 }
 
-std::optional<TestResult> PatternWriteTest::checkSector(const Pass& pass, std::uint64_t lba,
-                                                        std::uint64_t sector, std::uint32_t index) {
-    if (verifyPattern(index, m_readBuffer.data(), pass.range.sectorSize))
+/// The chunk is put back at the first sector that differs; the others are compared with the pattern still.
+std::optional<TestResult> PatternWriteTest::checkSector(Narrowing& narrowing, std::uint64_t sector) {
+    const Pass& pass = narrowing.pass;
+    if (verifyPattern(narrowing.index, m_readBuffer.data(), pass.range.sectorSize))
         return std::nullopt;
+    if (narrowing.holdsPattern) {
+        drive->condemnSectors(sector, 1, SectorFault::wrongData);
+    } else if (!narrowing.isDoubtLogged) {
+        m_logger.line(3, "From LBA ", sector, " through ", narrowing.lba + pass.blocks - 1,
+                      " the comparison proves nothing: the sectors had been put back before they were read");
+        narrowing.isDoubtLogged = true;
+    }
     events::patternMismatch->setVariable("sector", sector);
     sendEvent(*events::patternMismatch, EventType::ERR);
-    return restoreChunk(pass, lba);
+    narrowing.holdsPattern = !pass.preserve;
+    return restoreChunk(pass, narrowing.lba);
 }
 
 std::optional<TestResult> PatternWriteTest::restoreChunk(const Pass& pass, std::uint64_t lba) {

@@ -49,18 +49,28 @@ private:
         bool leavesChunk = false;  ///< no further patterns
     };
 
+    /// A look at each sector of a chunk whose pattern could not be read back at once.
+    struct Narrowing {
+        const Pass& pass;
+        std::uint64_t lba;
+        std::uint32_t index;       ///< of the pattern
+        bool holdsPattern = true;  ///< the chunk was not put back yet
+        bool isDoubtLogged = false;
+    };
+
     bool writePattern(std::uint64_t sector, std::uint16_t count, const void* pattern, bool isolate);
     bool writeSingly(std::uint64_t sector, std::uint16_t count, const void* pattern);
     void startPartialChunk(Pass& pass, std::uint64_t lba);
     std::optional<TestResult> testChunk(const Pass& pass, std::uint64_t lba, std::uint64_t done);
+    /// For a chunk that could not be saved.
+    std::optional<TestResult> skipChunk(const Pass& pass, std::uint64_t lba, std::uint64_t done);
     std::optional<TestResult> applyPatterns(const Pass& pass, std::uint64_t lba, std::uint64_t done);
     Turn applyPattern(const Pass& pass, std::uint64_t lba, std::uint32_t index, std::uint64_t& progress);
     Turn handleWriteFailure(const Pass& pass, std::uint64_t lba);
     Turn handleReadFailure(const Pass& pass, std::uint64_t lba, std::uint32_t index);
     Turn narrow(const Pass& pass, std::uint64_t lba, std::uint32_t index);
-    Turn reportMismatch(const Pass& pass, std::uint64_t lba);
-    std::optional<TestResult> checkSector(const Pass& pass, std::uint64_t lba, std::uint64_t sector,
-                                          std::uint32_t index);
+    Turn reportMismatch(const Pass& pass, std::uint64_t lba, std::uint32_t index);
+    std::optional<TestResult> checkSector(Narrowing& narrowing, std::uint64_t sector);
     std::optional<TestResult> restoreChunk(const Pass& pass, std::uint64_t lba);
     std::optional<TestResult> stopIfAsked(const Pass& pass, std::uint64_t lba);
 

@@ -35,7 +35,7 @@ struct FailedChunk {
     std::uint64_t lba;
     std::uint16_t blockCount;
     std::uint32_t sectorSize;
-    std::uint8_t* buffer;
+    std::uint8_t* buffer;  ///< of the whole chunk: each sector is read to its own place in it
     /// What to set on the drive again after the chunk.
     libDrive2::_LIBDRIVE2_RETRY_CALLBACK_BEHAVIOR behaviorAfter;
 };

@@ -1,5 +1,6 @@
 #include "ReadWriteSpeedTest.h"
 
+#include <algorithm>
 #include <cstring>
 #include <random>
 
@@ -17,6 +18,13 @@ constexpr std::uint32_t kReadChunkBytes = 2097152;
 constexpr std::uint32_t kWriteChunkBytes = 33554432;
 /// Reads and writes are half of the work each.
 constexpr std::uint64_t kPhasePercent = 50;
+
+/// Of two ranges that may overlap.
+std::uint64_t differentSectors(const RangePlan& a, const RangePlan& b) {
+    const std::uint64_t first = std::max(a.startLba, b.startLba);
+    const std::uint64_t end = std::min(a.endLba, b.endLba);
+    return a.sectorsToTest + b.sectorsToTest - (end > first ? end - first : 0);
+}
 
 }  // namespace
 
@@ -93,7 +101,7 @@ TestResult ReadWriteSpeedTest::runTest() {
         return TestResult::INTERNALERROR;
     logParameters(reads, writes);
     setupPattern(std::size_t{reads.sizes.hint} * reads.range.sectorSize);
-    drive->planSectors(reads.range.sectorsToTest + writes.sectorsToTest);
+    drive->planSectors(differentSectors(reads.range, writes));
     double readRate = 0;
     double writeRate = 0;
     if (const auto ended = measureReads(reads, readRate))
@@ -151,6 +159,7 @@ std::optional<TestResult> ReadWriteSpeedTest::measureWrites(const RangePlan& ran
     WritePass pass{range, planChunks(range.sectorsToTest, kWriteChunkBytes)};
     if (!allocateReadBuffer(pass.sizes))
         return TestResult::INTERNALERROR;
+    m_backup.release();
     if (parameters::preserveData.value()) {
         m_backup.allocate(blockBytes);
         m_backup.setSectorsPerTransfer(pass.sizes.hint);
@@ -186,18 +195,36 @@ std::optional<TestResult> ReadWriteSpeedTest::writeChunk(WritePass& pass, std::u
     drive->visitSectors(lba, sectors);
     // What could not be saved is not overwritten.
     if (parameters::preserveData.value() && !m_backup.backupSectors(lba, sectors))
-        return endOnNonFail(drive->lastError);
+        return skipChunk(pass, lba, done, sectors);
     const auto ended = testSavedChunk(pass, lba, done, sectors);
     m_backup.leave(lba, sectors);
     return ended;
 }
 
-std::optional<TestResult> ReadWriteSpeedTest::testSavedChunk(WritePass& pass, std::uint64_t lba,
-                                                             std::uint64_t done, std::uint32_t sectors) {
-    if (const auto ended = timeChunk(pass, lba, done, sectors))
+std::optional<TestResult> ReadWriteSpeedTest::skipChunk(const WritePass& pass, std::uint64_t lba,
+                                                        std::uint64_t done, std::uint32_t sectors) {
+    if (const auto ended = endOnNonFail(drive->lastError))
         return ended;
+    m_backup.nameUnreadable(lba, sectors);
+    showProgress(pass, done);
+    if (!DiagModule::checkForStop())
+        return std::nullopt;
+    reportUserAbort(lba);
+    return TestResult::USERABORTED;
+}
+
+void ReadWriteSpeedTest::showProgress(const WritePass& pass, std::uint64_t done) {
     DiagModule::percentDone(
         static_cast<int>(kPhasePercent + done * kPhasePercent / pass.range.sectorsToTest));
+}
+
+std::optional<TestResult> ReadWriteSpeedTest::testSavedChunk(WritePass& pass, std::uint64_t lba,
+                                                             std::uint64_t done, std::uint32_t sectors) {
+    if (const auto ended = timeChunk(pass, lba, done, sectors)) {
+        drive->skipSectors(lba, sectors);
+        return ended;
+    }
+    showProgress(pass, done);
     if (DiagModule::checkForStop()) {
         reportUserAbort(lba);
         const auto lost = restoreChunk(lba, sectors);

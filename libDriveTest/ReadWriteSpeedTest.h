@@ -31,6 +31,10 @@ private:
     std::optional<TestResult> writeRange(WritePass& pass);
     std::optional<TestResult> writeChunk(WritePass& pass, std::uint64_t lba, std::uint64_t done,
                                          std::uint32_t sectors);
+    /// For a chunk that could not be saved.
+    std::optional<TestResult> skipChunk(const WritePass& pass, std::uint64_t lba, std::uint64_t done,
+                                        std::uint32_t sectors);
+    static void showProgress(const WritePass& pass, std::uint64_t done);
     std::optional<TestResult> testSavedChunk(WritePass& pass, std::uint64_t lba, std::uint64_t done,
                                              std::uint32_t sectors);
     std::optional<TestResult> timeChunk(WritePass& pass, std::uint64_t lba, std::uint64_t done,

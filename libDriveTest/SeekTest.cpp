@@ -36,7 +36,7 @@ TestResult SeekTest::runTest() {
     plan(pass);
     logParameters(pass);
     begin(pass);
-    drive->planSectors(pass.moves);
+    drive->planPositions(pass.moves);
     return visitPositions(pass);
 }
 

@@ -100,6 +100,9 @@ public:
 
     /// The text of the last failure.
     [[nodiscard]] zel::String getLastErrorStr();
+    /// The device's own words in it (sense, status, registers), without the place where that is known; empty
+    /// after a success, or where it gave none.
+    [[nodiscard]] zel::String lastErrorWords() const;
     /// The layer's own retries per operation (first attempt not counted). Default 0.
     [[nodiscard]] std::uint32_t getRetryCount() const { return m_retryCount; }
     void setRetryCount(std::uint32_t retries) { m_retryCount = retries; }
@@ -111,8 +114,8 @@ public:
     /// Watches all operations; not owned, null for none. Without one nothing is measured.
     void setObserver(DriveObserver* observer) { m_observer = observer; }
     /// These tell the observer: how many different sectors the test is about to visit, or how many positions
-    /// of one sector each; what it found bad, with the words of the operation that just failed; what it leaves
-    /// untested. DriveObserver says more.
+    /// of one sector each; what it found bad, with the words of the operation that just failed; what it
+    /// leaves untested. DriveObserver says more.
     void planSectors(std::uint64_t sectors);
     void planPositions(std::uint64_t positions);
     void condemnSectors(std::uint64_t lba, std::uint64_t count, SectorFault fault);
@@ -170,8 +173,9 @@ protected:
     /// that answers nothing any more is gone.
     virtual bool doAnswers() { return true; }
 
-    /// For hooks: keeps the error's text and returns its type.
-    _LIBDRIVE2_ERROR_TYPES fail(_LIBDRIVE2_ERROR_TYPES type, zel::String text);
+    /// For hooks: keeps the error's text and returns its type. `words` are the device's own in it: sense,
+    /// status, registers.
+    _LIBDRIVE2_ERROR_TYPES fail(_LIBDRIVE2_ERROR_TYPES type, zel::String text, zel::String words = {});
     /// For hooks that succeed only after the drive itself recovered from an error.
     void noteRecovered(zel::String text);
     /// Whether the hook runs again after a failure: such a transfer should reach the medium itself.
@@ -205,6 +209,8 @@ private:
     std::vector<ProtectedRange> m_protected;
     std::unique_ptr<DriveCallback> m_callback;
     zel::String m_errorText;
+    zel::String m_errorWords;
+    std::uint64_t m_lastLba = 0;  ///< of the last operation
     std::uint32_t m_retryCount = 0;
     _LIBDRIVE2_RETRY_CALLBACK_BEHAVIOR m_behavior = LIBDRIVE2_RETRY_AND_REPORT;
     bool m_recovered = false;

@@ -4,12 +4,13 @@
 #include "drivetest/ExitStatus.h"
 #include "drivetest/commands/Commands.h"
 #include "drivetest/devices/Drives.h"
+#include "drivetest/run/PreparedRun.h"
+#include "drivetest/run/RunEnd.h"
 #include "drivetest/run/RunHost.h"
+#include "drivetest/run/RunOutputs.h"
 #include "drivetest/run/Setup.h"
 #include "drivetest/run/Signals.h"
 #include "drivetest/run/StandardStreams.h"
-#include "drivetest/run/Summary.h"
-#include "drivetest/safety/RunJournal.h"
 #include "drivetest/safety/SafeStart.h"
 #include "drivetest/terminal/Terminal.h"
 #include "libDrive2/DeviceOpeners.h"
@@ -24,45 +25,6 @@ namespace drivetest {
 using quix5::TestResult;
 
 namespace {
-
-/// Everything that a run needs, checked before anything is touched.
-struct PreparedRun {
-    std::unique_ptr<quix5::Module> module;
-    const quix5::OfferedTest* test = nullptr;
-    quix5::DiagDevice device;
-    HeldDrive held;  ///< of a test that writes; goes last
-    bool writes = false;
-    std::optional<Obstacle> obstacle;  ///< what the guard of tests that write will refuse
-    RunJournal journal;
-    OutputFile log;
-    OutputFile events;
-    std::shared_ptr<OutputQueue> logQueue;  ///< null without a log
-    std::unique_ptr<RunRecord> record;      ///< null without one
-};
-
-bool isOptical(const quix5::OfferedTest& test) {
-    return test.entry->needs == quix5::DeviceCapability::SCSIMMC;
-}
-
-bool openOutputs(const RunOptions& options, PreparedRun& run, std::string& error) {
-    const OutputRules rules{guardDrive(options.device, options.journalFolder), options.replaceOutputs};
-    if (!options.logFile.empty())
-        run.log = openOutput("the log", options.logFile, rules, error);
-    if (error.empty() && !options.eventsFile.empty())
-        run.events = openOutput("the record", options.eventsFile, rules, error);
-    if (error.empty() && run.log && run.events && isSameOutput(run.log, run.events))
-        error = "the log and the record cannot both be written to " + options.eventsFile + ": name two files";
-    return error.empty();
-}
-
-/// Nothing refuses the run any more: what the files held is gone from here on.
-void startOutputs(const RunOptions& options, PreparedRun& run) {
-    if (run.log)
-        run.logQueue = OutputQueue::of(std::move(run.log));
-    if (run.events)
-        run.record = std::make_unique<RunRecord>(
-            std::make_unique<RecordWriter>(options.eventsFile, std::move(run.events)));
-}
 
 bool prepare(const RunOptions& options, PreparedRun& run, std::string& error) {
     run.module = loadModule(options.moduleFile, error);
@@ -161,50 +123,6 @@ TestResult runPrepared(PreparedRun& run, RunHost& host, Console& console) {
     return result;
 }
 
-/// Sectors that were not put back are worse than any verdict.
-int finishJournal(PreparedRun& run, const TestResult& result, const RunHost& host, Console& console) {
-    const WatchedJournal* const watched = run.journal.watched();
-    if (run.record != nullptr && watched != nullptr && !watched->unrestored().empty())
-        run.record->addUnrestored(watched->unrestored(), run.journal.path());
-    const bool restored = run.journal.finish(run.device.osLocator().utf8(), console);
-    // Without a watch there is only the test's word for it.
-    const bool isDoubted = host.hasShown("cannotRestoreData");
-    const bool isLost = watched == nullptr && isDoubted;
-    if (watched != nullptr && restored && isDoubted)
-        console.line("         all sectors were compared: the drive holds all its data");
-    return restored && !isLost ? exitStatusOf(result) : kExitNotRestored;
-}
-
-int finish(PreparedRun& run, const TestResult& result, const RunHost& host, Console& console) {
-    const int status = finishJournal(run, result, host, console);
-    const std::string reason = libDrive2::lastOpenErrorStr().utf8();
-    if (run.obstacle && exitStatusOf(result) == run.obstacle->status)
-        console.line("         " + run.obstacle->reason + "; " + run.obstacle->advice);
-    else if (host.statistics() == nullptr && result == TestResult::CANNOTRUN && !reason.empty())
-        console.line("         " + reason);
-    else if (result == TestResult::INCORRECTMEDIA && isOptical(*run.test))
-        console.line(
-            run.writes
-                ? "         it records on media that are neither closed nor write-protected, of kinds "
-                  "that it can write"
-                : "         it reads data from media of the kinds in MMCsupportedProfiles with at least "
-                  "MinDataCapacity sectors");
-    if (run.record != nullptr)
-        run.record->end(result, host.counts(), host.statistics());
-    printSummary(console, *run.test, run.device, result, host);
-    if (run.record == nullptr)
-        return status;
-    if (!run.record->ok()) {
-        complain("the record " + run.record->path() + " is incomplete: " +
-                 (run.record->wasGivenUp() ? "nobody took what was left of it"
-                                           : "it could not be written to the end"));
-        return run.record->wasGivenUp() || status == kExitNotRestored ? status : kExitInternalError;
-    }
-    if (run.record->path() != "-")
-        console.line("  record    " + run.record->path());
-    return status;
-}
-
 }  // namespace
 
 int runTests(const RunOptions& options) {
@@ -230,7 +148,7 @@ int runTests(const RunOptions& options) {
         complain(error);
         return quix5::StopRequest::made() ? kExitUserAborted : kExitUsage;
     }
-    startOutputs(options, run);
+    startOutputs(options, run, console);
     warnOfMissingTexts();
     zel::LogFactory::setPriority(options.logPriority);
     zel::SkippingClock simulatedTime;
@@ -240,6 +158,8 @@ int runTests(const RunOptions& options) {
     // Nobody could answer without a terminal.
     RunHost host(console, run.record.get(), run.logQueue.get(), options.prompts && isTerminal(stdin));
     host.setJournal(run.journal.watched());
+    if (options.slowMs != 0)
+        host.setSlowLimit(std::chrono::milliseconds(options.slowMs));
     std::optional<UseWatch> watch;
     if (run.held.isHeld()) {
         host.setHeldDrive(&run.held);
@@ -249,7 +169,7 @@ int runTests(const RunOptions& options) {
     if (run.record != nullptr)
         run.record->begin(run.test->descriptor, run.device, options.commandLine);
     const TestResult result = runPrepared(run, host, console);
-    const int status = finish(run, result, host, console);
+    const int status = endRun(options, run, result, host, console);
     zel::Clock::install(nullptr);
     return status;
 }

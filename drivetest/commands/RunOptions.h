@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -12,6 +13,8 @@ struct RunOptions {
     std::vector<std::string> parameters;  ///< NAME=VALUE
     std::vector<std::string> properties;  ///< NAME=VALUE
     std::string eventsFile;               ///< "-" for standard output; empty for none
+    bool keepRecord = true;               ///< in the folder for records, when no file is named for it
+    std::string badListFile;
     std::string logFile;
     bool replaceOutputs = false;  ///< files that hold something already
     int logPriority = 3;
@@ -22,6 +25,8 @@ struct RunOptions {
     bool verifyRestores = true;
     std::string journalFolder;  ///< empty for the default one
     bool prompts = true;
+    unsigned slowMs = 0;  ///< transfers that take longer are too slow; 0 for no such limit
+    std::uint64_t slowAllowed = 0;
     std::string commandLine;  ///< as typed, for the record
 };
 

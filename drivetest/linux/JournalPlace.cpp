@@ -16,6 +16,18 @@ std::string stateFolder() {
     return state != nullptr && *state == '/' ? state : "/var/lib/drivetest";
 }
 
+/// Root's is the machine's.
+std::string userFolder() {
+    if (geteuid() == 0)
+        return stateFolder();
+    // XDG base directories: state that should outlast restarts.
+    const char* const state = std::getenv("XDG_STATE_HOME");
+    if (state != nullptr && *state == '/')
+        return std::string(state) + "/drivetest";
+    const char* const home = std::getenv("HOME");
+    return std::string(home != nullptr ? home : ".") + "/.local/state/drivetest";
+}
+
 }  // namespace
 
 std::string defaultRegisterFolder() {
@@ -29,14 +41,11 @@ std::string fileSystemOf(const std::string& folder) {
 }
 
 std::string defaultJournalFolder() {
-    if (geteuid() == 0)
-        return stateFolder() + "/journal";
-    // XDG base directories: state that should outlast restarts.
-    const char* const state = std::getenv("XDG_STATE_HOME");
-    if (state != nullptr && *state == '/')
-        return std::string(state) + "/drivetest/journal";
-    const char* const home = std::getenv("HOME");
-    return std::string(home != nullptr ? home : ".") + "/.local/state/drivetest/journal";
+    return userFolder() + "/journal";
+}
+
+std::string defaultRecordFolder() {
+    return userFolder() + "/records";
 }
 
 }  // namespace drivetest

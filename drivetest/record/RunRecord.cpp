@@ -14,6 +14,7 @@ namespace {
 
 constexpr const char* kHardwareId = "drive";
 constexpr const char* kSoftwareId = "drivetest";
+constexpr std::uint64_t kMostLogLines = 1000;
 
 Json jsonOf(const quix5::Value& value) {
     const zel::ZELValue& held = value.getZELValue();
@@ -87,15 +88,27 @@ std::optional<double> numberGiven(const quix5::Test& test, const char* name) {
     return std::nullopt;
 }
 
+/// All that are in force, given or by default.
 Json describeParameters(const quix5::Test& test) {
-    Json given = Json::object();
+    Json inForce = Json::object();
     for (const quix5::Parameter* parameter : test.parameters())
-        if (parameter->isset())
-            given[parameter->name().utf8()] = jsonOf(parameter->value());
-    return given;
+        if (const auto value = parameter->isset() ? parameter->value() : parameter->defaultValue())
+            inForce[parameter->name().utf8()] = jsonOf(*value);
+    return inForce;
+}
+
+RecordedEvent recorded(const quix5::Event& event, const char* type, const std::string& cause) {
+    RecordedEvent result{event.key().utf8(), type, cause, event.localizedMessage().utf8(), Json::object()};
+    for (const auto& [name, value] : event.variables())
+        result.variables[name.utf8()] = jsonOf(value);
+    return result;
 }
 
 }  // namespace
+
+RunRecord::RunRecord(std::unique_ptr<RecordWriter> writer)
+    : m_writer(std::move(writer)),
+      m_events([this](const char* name, Json content) { writeJoined(name, std::move(content)); }) {}
 
 void RunRecord::begin(const quix5::Test& test, const quix5::DiagDevice& device,
                       const std::string& commandLine) {
@@ -120,20 +133,27 @@ void RunRecord::writeExtension(const char* name, Json content) {
     m_writer->writeStep("extension", {{"name", name}, {"content", std::move(content)}});
 }
 
-void RunRecord::writeEventExtension(const quix5::Event& event, const char* type) {
-    Json variables = Json::object();
-    for (const auto& [name, value] : event.variables())
-        variables[name.utf8()] = jsonOf(value);
-    writeExtension("event", {{"key", event.key().utf8()},
-                             {"type", type},
-                             {"message", event.localizedMessage().utf8()},
-                             {"variables", std::move(variables)}});
+/// Several that became one are diagnosed together, too.
+void RunRecord::writeJoined(const char* name, Json content) {
+    const bool isDiagnosed = content.contains("count") && content["type"] == "ERR";
+    Json diagnosis;
+    if (isDiagnosed)
+        diagnosis = {{"verdict", content["key"]},
+                     {"type", "FAIL"},
+                     {"message", std::to_string(content["count"].get<std::uint64_t>()) +
+                                     " times: " + content["message"].get<std::string>() + " ... " +
+                                     content["lastMessage"].get<std::string>()},
+                     {"hardwareInfoId", kHardwareId}};
+    writeExtension(name, std::move(content));
+    if (isDiagnosed)
+        m_writer->writeStep("diagnosis", std::move(diagnosis));
 }
 
-void RunRecord::addEvent(const quix5::Event& event, quix5::EventType type, quix5::SourceLocation where) {
-    writeEventExtension(event, quix5::nameOf(type));
+void RunRecord::addEvent(const quix5::Event& event, quix5::EventType type, const std::string& cause,
+                         quix5::SourceLocation where) {
+    const bool isWhole = m_events.add(recorded(event, quix5::nameOf(type), cause));
     noteRate(event);
-    if (type == quix5::EventType::ERR)
+    if (isWhole && type == quix5::EventType::ERR)
         m_writer->writeStep("diagnosis", {{"verdict", event.key().utf8()},
                                           {"type", "FAIL"},
                                           {"message", event.localizedMessage().utf8()},
@@ -141,8 +161,10 @@ void RunRecord::addEvent(const quix5::Event& event, quix5::EventType type, quix5
                                           {"sourceLocation", jsonOf(where)}});
 }
 
-void RunRecord::addRunError(const quix5::Event& event, quix5::SourceLocation where) {
-    writeEventExtension(event, quix5::nameOf(quix5::EventType::ERR));
+void RunRecord::addRunError(const quix5::Event& event, const std::string& cause,
+                            quix5::SourceLocation where) {
+    m_events.flush();
+    m_events.add(recorded(event, quix5::nameOf(quix5::EventType::ERR), cause));
     m_hasError = true;
     m_writer->writeStep("error", {{"symptom", event.key().utf8()},
                                   {"message", event.localizedMessage().utf8()},
@@ -151,6 +173,14 @@ void RunRecord::addRunError(const quix5::Event& event, quix5::SourceLocation whe
 }
 
 void RunRecord::addLog(const zel::String& logger, int priority, const zel::String& text) {
+    if (++m_logLines > kMostLogLines + 1)
+        return;
+    if (m_logLines > kMostLogLines) {
+        m_writer->writeStep(
+            "log",
+            {{"severity", "INFO"}, {"message", "further lines are not kept here: a file of --log has them"}});
+        return;
+    }
     m_writer->writeStep("log",
                         {{"severity", severityOf(priority)}, {"message", (logger + ": " + text).utf8()}});
 }
@@ -199,6 +229,7 @@ void RunRecord::addUnrestored(const std::vector<WatchedJournal::Range>& ranges, 
 
 void RunRecord::end(const TestResult& result, const EventCounts& counts, const DriveStatistics* statistics) {
     const Verdict verdict = verdictOf(result);
+    m_events.flush();
     if (std::string(verdict.status) == "ERROR" && !m_hasError)
         m_writer->writeStep("error", {{"symptom", result.name()},
                                       {"message", std::string("the test ended with ") + result.name()},
@@ -209,6 +240,9 @@ void RunRecord::end(const TestResult& result, const EventCounts& counts, const D
         writeRate(*statistics,
                   {libDrive2::DriveOperation::write, "writeRate", "WriteSpeedInfo", "WriteRateThreshold"});
         writeExtension("surface", surfaceJson(statistics->surface(), statistics->sectorBytes()));
+        for (Json& part : badSectorsJson(statistics->badSectors()))
+            writeExtension("badSectors", std::move(part));
+        writeExtension("slowTransfers", slowTransfersJson(statistics->slowTransfers()));
         writeExtension("latency", latencyJson(statistics->latencies()));
     }
     writeExtension("coverage", coverageJson(statistics != nullptr ? statistics->coverage() : Coverage{}));

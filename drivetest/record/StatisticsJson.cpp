@@ -1,12 +1,15 @@
 #include "drivetest/record/StatisticsJson.h"
 
 #include <cmath>
+#include <utility>
 
 namespace drivetest {
 
 namespace {
 
 constexpr double kMegabyte = 1048576;
+/// A line of the record stays short enough to be looked at.
+constexpr std::size_t kMostRanges = 5000;
 
 /// Three digits after the point say all there is to say.
 double rounded(double value) {
@@ -34,7 +37,8 @@ Json runLengths(const std::vector<SurfaceMap::Cell>& cells, ValueOf valueOf) {
 }  // namespace
 
 Json coverageJson(const Coverage& coverage) {
-    return {{"requested", coverage.requested},
+    return {{"unit", nameOf(coverage.unit)},
+            {"requested", coverage.requested},
             {"tested", coverage.tested},
             {"failed", coverage.failed},
             {"skipped", coverage.skipped}};
@@ -55,6 +59,35 @@ Json surfaceJson(const SurfaceMap& surface, std::uint32_t sectorBytes) {
             {"outcomes", runLengths(cells, outcome)},
             {"slowestUs", runLengths(cells, slowest)},
             {"megabytesPerSecond", runLengths(cells, rate)}};
+}
+
+std::vector<Json> badSectorsJson(const BadSectors& bad) {
+    std::vector<Json> parts;
+    std::vector<Json> open(bad.causes().size());
+    for (const auto& [first, span] : bad.spans()) {
+        Json& part = open[span.cause];
+        if (part.is_null())
+            part = {{"fault", nameOf(bad.causes()[span.cause].fault)},
+                    {"words", bad.causes()[span.cause].words},
+                    {"ranges", Json::array()}};
+        part["ranges"].push_back(Json::array({first, first + span.count - 1}));
+        if (part["ranges"].size() == kMostRanges)
+            parts.push_back(std::exchange(part, Json()));
+    }
+    for (Json& part : open)
+        if (!part.is_null())
+            parts.push_back(std::move(part));
+    return parts;
+}
+
+Json slowTransfersJson(const SlowTransfers& slow) {
+    Json slowest = Json::array();
+    for (const SlowTransfers::Transfer& transfer : slow.slowest())
+        slowest.push_back({{"operation", nameOf(transfer.operation)},
+                           {"sector", transfer.lba},
+                           {"lastSector", transfer.lba + transfer.count - 1},
+                           {"durationUs", microseconds(transfer.duration)}});
+    return {{"over150ms", slow.slow()}, {"over500ms", slow.verySlow()}, {"slowest", std::move(slowest)}};
 }
 
 Json latencyJson(const std::map<libDrive2::DriveOperation, LatencyHistogram>& latencies) {

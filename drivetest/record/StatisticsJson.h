@@ -5,12 +5,19 @@
 
 namespace drivetest {
 
-/// {requested, tested, failed, skipped}
+/// {unit, requested, tested, failed, skipped}; the unit is "sectors" or "positions"
 Json coverageJson(const Coverage& coverage);
 
 /// {sectorsPerCell, cells, outcomes, slowestUs, megabytesPerSecond}. The lists run over all cells as pairs
 /// [value, how many cells in a row]; outcomes are 0 untested, 1 good, 2 failed; null is not measured.
 Json surfaceJson(const SurfaceMap& surface, std::uint32_t sectorBytes);
+
+/// {fault, words, ranges: [[first, last]…]}: a part for each fault and the drive's words for it, and more
+/// where there are many ranges; empty for a drive without bad sectors.
+std::vector<Json> badSectorsJson(const BadSectors& bad);
+
+/// {over150ms, over500ms, slowest: [{operation, sector, lastSector, durationUs}…]}
+Json slowTransfersJson(const SlowTransfers& slow);
 
 /// Per kind of operation: {operation, count, p50Us, p90Us, p99Us, p999Us, longestUs, buckets: [[upToUs,
 /// count]…]}

@@ -27,8 +27,9 @@ ProgressSnapshot RunHost::snapshot() {
 void RunHost::show(const quix5::Event& event, const char* type) {
     m_lastMessage = event.localizedMessage();
     const std::uint64_t shown = ++m_shown[event.key()];
+    // A range that took no time to measure.
     if (shown <= kShownPerKey)
-        m_console.line(type + m_lastMessage.utf8());
+        m_console.line(type + m_lastMessage.replace("inf MB/s", "too short to measure").utf8());
     if (shown == kShownPerKey)
         m_console.line("        (more of this kind are counted and kept in the record only)");
 }
@@ -46,7 +47,7 @@ bool RunHost::sendEvent(const quix5::Event& event, quix5::EventType type, quix5:
     if (type == quix5::EventType::ERR || type == quix5::EventType::WARNING)
         showCause();
     if (m_record != nullptr)
-        m_record->addEvent(event, type, where);
+        m_record->addEvent(event, type, causeOf(type), where);
     return true;
 }
 
@@ -54,7 +55,7 @@ void RunHost::error(const quix5::Event& event, quix5::SourceLocation where) {
     show(event, "error:   ");
     showCause();
     if (m_record != nullptr)
-        m_record->addRunError(event, where);
+        m_record->addRunError(event, causeOf(quix5::EventType::ERR), where);
 }
 
 void RunHost::warning(const quix5::Event& event, quix5::SourceLocation where) {
@@ -62,7 +63,7 @@ void RunHost::warning(const quix5::Event& event, quix5::SourceLocation where) {
     show(event, "warning: ");
     showCause();
     if (m_record != nullptr)
-        m_record->addEvent(event, quix5::EventType::WARNING, where);
+        m_record->addEvent(event, quix5::EventType::WARNING, causeOf(quix5::EventType::WARNING), where);
 }
 
 void RunHost::progress(const quix5::LocalizedString& text) {
@@ -118,6 +119,8 @@ quix5::TestResult RunHost::driveObtained(libDrive2::Drive& drive, const quix5::D
     const std::lock_guard lock(m_mutex);
     m_drive = &drive;
     m_statistics = std::make_unique<DriveStatistics>(drive.getSectorCount(), drive.getSectorSize());
+    if (m_slowLimit)
+        m_statistics->setSlowLimit(*m_slowLimit);
     drive.setObserver(m_statistics.get());
     drive.setJournal(m_journal);
     return mayRun ? quix5::TestResult::PASS : quix5::TestResult::CANNOTRUN;
@@ -148,6 +151,12 @@ void RunHost::putBackLeftovers() {
                        " that the test had left overwritten");
     if (!outcome.left.empty())
         m_console.line("         not everything could be put back: " + outcome.reason.utf8());
+}
+
+/// The drive's own words, where an operation has just failed.
+std::string RunHost::causeOf(quix5::EventType type) const {
+    return m_drive != nullptr && type != quix5::EventType::INFORMATIVE ? m_drive->lastErrorWords().utf8()
+                                                                       : std::string();
 }
 
 /// The test's words for a drive that takes no more transfers are the same for all causes.

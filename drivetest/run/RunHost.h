@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <functional>
 #include <map>
 #include <memory>
@@ -34,6 +35,9 @@ public:
     /// run.
     void setUseWatch(UseWatch* watch) { m_watch = watch; }
 
+    /// Transfers that take longer are counted in the statistics, too.
+    void setSlowLimit(std::chrono::milliseconds limit) { m_slowLimit = limit; }
+
     /// Whether the test was stopped because somebody has begun to use its drive.
     [[nodiscard]] bool isDisturbed() const { return m_isDisturbed; }
 
@@ -64,6 +68,7 @@ private:
     bool isHeldDrive(libDrive2::Drive& drive);
     void show(const quix5::Event& event, const char* type);
     void showCause();
+    [[nodiscard]] std::string causeOf(quix5::EventType type) const;
     void putBackLeftovers();
 
     Console& m_console;
@@ -73,6 +78,7 @@ private:
     WatchedJournal* m_journal = nullptr;
     const HeldDrive* m_held = nullptr;
     UseWatch* m_watch = nullptr;
+    std::optional<std::chrono::milliseconds> m_slowLimit;
     bool m_isDisturbed = false;
     bool m_isCauseShown = false;
     libDrive2::Drive* m_drive = nullptr;

@@ -1,5 +1,6 @@
 #include "drivetest/run/Summary.h"
 
+#include "drivetest/report/BadList.h"
 #include "drivetest/terminal/Texts.h"
 #include "zel/Format.h"
 
@@ -9,11 +10,35 @@ using quix5::TestResult;
 
 namespace {
 
+/// Further lines under a label.
+constexpr const char* kIndent = "            ";
+
+/// Whether a drive that passes was so slow in places that nobody should take it for healthy: far slower than
+/// it is otherwise.
+bool hasOutliers(const DriveStatistics& statistics) {
+    constexpr int kFarSlower = 4;
+    for (const auto& [operation, histogram] : statistics.latencies())
+        if (histogram.longest() > SlowTransfers::kVerySlow &&
+            histogram.longest() > kFarSlower * histogram.percentile(0.5))
+            return true;
+    return false;
+}
+
+const char* meaningOfPass(const RunHost& host) {
+    if (host.counts().warnings > 0)
+        return "no error was found; see the warnings";
+    if (host.statistics() != nullptr && hasOutliers(*host.statistics()))
+        return "no error was found, but some transfers were far slower than the others";
+    return "no problem was found";
+}
+
 /// The result in words.
-const char* meaningOf(const TestResult& result) {
-    switch (result.code()) {
+const char* meaningOf(const SummaryFacts& facts, const RunHost& host) {
+    if (facts.isDataMissing)
+        return "not all data was put back";
+    switch (facts.result.code()) {
         case TestResult::PASS:
-            return "no problem was found";
+            return meaningOfPass(host);
         case TestResult::WARN:
             return "no error, but something needs attention";
         case TestResult::NOTSUPPORTED:
@@ -45,8 +70,9 @@ const char* meaningOf(const TestResult& result) {
 void printTotals(Console& console, const DriveStatistics& statistics) {
     const Coverage& coverage = statistics.coverage();
     if (coverage.requested > 0)
-        console.line(zel::format("  sectors   %u requested = %u tested + %u failed + %u skipped",
-                                 coverage.requested, coverage.tested, coverage.failed, coverage.skipped)
+        console.line(zel::format("  %-9s %u requested = %u tested + %u failed + %u skipped",
+                                 nameOf(coverage.unit), coverage.requested, coverage.tested, coverage.failed,
+                                 coverage.skipped)
                          .utf8());
     for (const auto& [direction, label] : {std::pair{libDrive2::DriveOperation::read, "read"},
                                            std::pair{libDrive2::DriveOperation::write, "written"}}) {
@@ -61,17 +87,45 @@ void printTotals(Console& console, const DriveStatistics& statistics) {
     }
 }
 
+void printBadSectors(Console& console, const BadSectors& bad, const std::string& allBadSectors) {
+    if (bad.count() == 0)
+        return;
+    std::string label = "  bad       ";
+    for (const std::string& line : badRangeLines(bad)) {
+        console.line(label + line);
+        label = kIndent;
+    }
+    if (bad.ranges().size() > kMostShownRanges)
+        console.line(kIndent + (allBadSectors.empty() ? "--bad-list FILE writes them all"
+                                                      : "all are in " + allBadSectors));
+}
+
+void printSlowTransfers(Console& console, const SlowTransfers& slow) {
+    if (slow.slow() == 0)
+        return;
+    console.line("  slow      " + countText(slow.slow(), "transfer") + " took over 150 ms, " +
+                 std::to_string(slow.verySlow()) + " of them over 500 ms; the slowest:");
+    for (const SlowTransfers::Transfer& transfer : slow.slowest())
+        if (transfer.duration > SlowTransfers::kSlow)
+            console.line(kIndent + durationText(transfer.duration) + "  " + nameOf(transfer.operation) + " " +
+                         sectorsText(transfer.lba, transfer.count));
+}
+
 }  // namespace
 
 void printSummary(Console& console, const quix5::OfferedTest& test, const quix5::DiagDevice& device,
-                  const TestResult& result, const RunHost& host) {
+                  const SummaryFacts& facts, const RunHost& host) {
+    const TestResult& result = facts.result;
     // Bad parameters were named in one sentence; there is nothing to sum up.
     if (result == TestResult::BADPARAMS)
         return;
     console.line(test.descriptor.name().utf8() + " on " + device.osLocator().utf8() + ": " + result.name() +
-                 " - " + meaningOf(result));
-    if (host.statistics() != nullptr)
-        printTotals(console, *host.statistics());
+                 " - " + meaningOf(facts, host));
+    if (const DriveStatistics* const statistics = host.statistics()) {
+        printTotals(console, *statistics);
+        printBadSectors(console, statistics->badSectors(), facts.allBadSectors);
+        printSlowTransfers(console, statistics->slowTransfers());
+    }
     const EventCounts counts = host.counts();
     console.line("  reported  " + countText(counts.errors, "error") + ", " +
                  countText(counts.warnings, "warning"));

@@ -6,8 +6,16 @@
 
 namespace drivetest {
 
-/// What a person reads at the end of a run: the verdict, what was covered, how fast, what was reported.
+/// What the summary tells beside what the host has seen.
+struct SummaryFacts {
+    quix5::TestResult result{};
+    bool isDataMissing = false;   ///< sectors were not put back
+    std::string allBadSectors{};  ///< the file that lists them all; empty for none
+};
+
+/// What a person reads at the end of a run: the verdict, what was covered, what is bad or slow, how fast,
+/// what was reported.
 void printSummary(Console& console, const quix5::OfferedTest& test, const quix5::DiagDevice& device,
-                  const quix5::TestResult& result, const RunHost& host);
+                  const SummaryFacts& facts, const RunHost& host);
 
 }  // namespace drivetest

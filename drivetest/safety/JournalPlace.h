@@ -8,6 +8,9 @@ namespace drivetest {
 /// for others.
 std::string defaultJournalFolder();
 
+/// Where the records of runs are kept for which the user names no file: beside the journals.
+std::string defaultRecordFolder();
+
 /// Where all users of the machine register their open journals. The environment variable DRIVETEST_STATE, an
 /// absolute path, names the folder that holds it, and root's journals too.
 std::string defaultRegisterFolder();

@@ -1,7 +1,6 @@
 #include "drivetest/safety/RunJournal.h"
 
 #include <algorithm>
-#include <cctype>
 #include <chrono>
 #include <filesystem>
 #include <set>
@@ -58,9 +57,7 @@ std::string fileName(const DriveIdentity& drive) {
     std::string name = drive.serial.utf8();
     if (name.empty())
         name = drive.model.utf8().substr(drive.model.utf8().find_last_of("/,") + 1);
-    std::replace_if(
-        name.begin(), name.end(), [](unsigned char c) { return std::isalnum(c) == 0 && c != '.'; }, '_');
-    return std::to_string(micros) + "-" + name.substr(0, 40);
+    return std::to_string(micros) + "-" + fileNameText(name);
 }
 
 /// For whoever recovers from another folder.

@@ -6,20 +6,21 @@ namespace drivetest {
 
 namespace {
 
-/// Errors that tell of the drive as a whole, not of the sectors.
-bool speaksOfSectors(libDrive2::_LIBDRIVE2_ERROR_TYPES error) {
-    switch (error) {
-        case libDrive2::LIBDRIVE2_MEDIA_ERROR:
-        case libDrive2::LIBDRIVE2_DRIVE_ERROR:
-        case libDrive2::LIBDRIVE2_LINK_ERROR:
-        case libDrive2::LIBDRIVE2_TIMEOUT:
-            return true;
-        default:
-            return false;
-    }
-}
+/// Tests go over a drive in order, so that few spans arise; a sample of a large drive has many.
+constexpr std::size_t kMostSpans = 1U << 17;
 
 }  // namespace
+
+const char* nameOf(Coverage::Unit unit) {
+    return unit == Coverage::Unit::sectors ? "sectors" : "positions";
+}
+
+CoverageCounter::CoverageCounter(Settled settled) : m_settled(std::move(settled)), m_good(kMostSpans) {}
+
+void CoverageCounter::plan(std::uint64_t count, Coverage::Unit unit) {
+    m_planned.requested = count;
+    m_planned.unit = unit;
+}
 
 bool CoverageCounter::isInside(std::uint64_t lba, std::uint32_t count) const {
     return lba >= m_lba && lba - m_lba <= m_count && count <= m_count - (lba - m_lba);
@@ -29,7 +30,6 @@ void CoverageCounter::open(std::uint64_t lba, std::uint32_t count) {
     m_lba = lba;
     m_count = count;
     m_whole = State::unknown;
-    m_narrowed = false;
     m_states.clear();
 }
 
@@ -44,46 +44,44 @@ void CoverageCounter::add(std::uint64_t lba, std::uint32_t count, libDrive2::_LI
     if (!isInside(lba, count))
         visit(lba, count);
     const bool good = outcome == libDrive2::LIBDRIVE2_NO_ERROR;
-    if (!good && !speaksOfSectors(outcome)) {
-        // Gone while a failed chunk was looked into: what failed before may have been the same.
-        m_narrowed = m_narrowed || count < m_count;
-        return;
-    }
-    if (count == m_count && m_count > 1) {
-        m_narrowed = m_narrowed && good;
-        applyToAll(good ? Step::chunkGood : Step::chunkBad);
-    } else {
-        m_narrowed = true;
-        applyToPart(lba, count, good ? Step::partGood : Step::partBad);
-    }
+    const bool isWhole = count == m_count && m_count > 1;
+    if (isWhole || good)
+        apply(lba, count, !good ? Step::chunkBad : isWhole ? Step::chunkGood : Step::partGood);
+}
+
+void CoverageCounter::condemn(std::uint64_t lba, std::uint64_t count) {
+    const std::uint64_t first = std::max(lba, m_lba);
+    const std::uint64_t end = std::min(lba + count, m_lba + m_count);
+    if (first < end)
+        apply(first, static_cast<std::uint32_t>(end - first), Step::condemned);
+}
+
+void CoverageCounter::skip(std::uint64_t lba, std::uint32_t count) {
+    if (!isInside(lba, count))
+        visit(lba, count);
+    apply(lba, count, Step::skipped);
 }
 
 CoverageCounter::State CoverageCounter::next(State known, Step step) {
-    if (known == State::failed)
-        return known;
     switch (step) {
         // A failed chunk is cleared sector by sector, not by a later transfer that happens to succeed.
         case Step::chunkGood:
-            return known == State::suspect ? known : State::good;
+            return known == State::unknown ? State::good : known;
         case Step::chunkBad:
-            return State::suspect;
+            return known == State::good ? State::suspect : std::max(known, State::suspect);
         case Step::partGood:
-            return State::good;
-        case Step::partBad:
+            return std::max(known, State::good);
+        case Step::skipped:
+            return std::max(known, State::skipped);
+        case Step::condemned:
             return State::failed;
     }
     return known;
 }
 
-void CoverageCounter::applyToAll(Step step) {
-    m_whole = next(m_whole, step);
-    for (State& state : m_states)
-        state = next(state, step);
-}
-
-void CoverageCounter::applyToPart(std::uint64_t lba, std::uint32_t count, Step step) {
-    if (count == m_count) {
-        applyToAll(step);
+void CoverageCounter::apply(std::uint64_t lba, std::uint32_t count, Step step) {
+    if (count == m_count && m_states.empty()) {
+        m_whole = next(m_whole, step);
         return;
     }
     if (m_states.empty())
@@ -92,46 +90,47 @@ void CoverageCounter::applyToPart(std::uint64_t lba, std::uint32_t count, Step s
     std::transform(first, first + count, first, [step](State known) { return next(known, step); });
 }
 
-void CoverageCounter::count(std::uint64_t lba, std::uint64_t sectors, SectorOutcome outcome) {
-    if (outcome == SectorOutcome::untested || sectors == 0)
+void CoverageCounter::settleRun(std::uint64_t lba, std::uint64_t count, State state) {
+    if (state == State::failed)
+        m_positionsFailed += count;
+    if (state != State::good || count == 0)
         return;
-    (outcome == SectorOutcome::good ? m_tested : m_failed) += sectors;
+    m_positionsGood += count;
+    m_good.add(lba, count);
     if (m_settled)
-        m_settled(lba, sectors, outcome);
+        m_settled(lba, count);
 }
 
 void CoverageCounter::settle() {
-    // Without narrowing, a failed transfer speaks of all its sectors; with it, of those that were tried.
-    const auto outcomeOf = [this](State state) {
-        switch (state) {
-            case State::good:
-                return SectorOutcome::good;
-            case State::failed:
-                return SectorOutcome::failed;
-            case State::suspect:
-                return m_narrowed ? SectorOutcome::untested : SectorOutcome::failed;
-            case State::unknown:
-                break;
-        }
-        return SectorOutcome::untested;
-    };
     if (m_states.empty()) {
-        count(m_lba, m_count, outcomeOf(m_whole));
+        settleRun(m_lba, m_count, m_whole);
     } else {
         for (std::size_t start = 0, end = 0; start < m_states.size(); start = end) {
             while (end < m_states.size() && m_states[end] == m_states[start])
                 ++end;
-            count(m_lba + start, end - start, outcomeOf(m_states[start]));
+            settleRun(m_lba + start, end - start, m_states[start]);
         }
     }
     open(0, 0);
 }
 
-Coverage CoverageCounter::finish() {
+/// What was good once may have been found bad later.
+std::uint64_t CoverageCounter::goodSectors(const BadSectors& bad) const {
+    std::uint64_t good = m_good.size();
+    for (const auto& [first, span] : bad.spans())
+        good -= m_good.countWithin(first, span.count);
+    return good;
+}
+
+Coverage CoverageCounter::finish(const BadSectors& bad) {
     settle();
-    const std::uint64_t visited = m_tested + m_failed;
-    const std::uint64_t requested = std::max(m_requested, visited);
-    return {requested, m_tested, m_failed, requested - visited};
+    Coverage coverage = m_planned;
+    const bool countsPositions = coverage.unit == Coverage::Unit::positions;
+    coverage.tested = countsPositions ? m_positionsGood : goodSectors(bad);
+    coverage.failed = countsPositions ? m_positionsFailed : bad.count();
+    coverage.requested = std::max(coverage.requested, coverage.tested + coverage.failed);
+    coverage.skipped = coverage.requested - coverage.tested - coverage.failed;
+    return coverage;
 }
 
 }  // namespace drivetest

@@ -4,62 +4,74 @@
 #include <functional>
 #include <vector>
 
+#include "drivetest/statistics/BadSectors.h"
+#include "drivetest/statistics/SectorSet.h"
 #include "libDrive2/DriveObserver.h"
 
 namespace drivetest {
 
-/// What is known of a tested sector, from best to worst.
-enum class SectorOutcome : std::uint8_t { untested, good, failed };
-
-/// Sectors of a run; they add up: requested = tested + failed + skipped.
+/// What became of a run's sectors, or positions: requested = tested + failed + skipped.
 struct Coverage {
+    enum class Unit : std::uint8_t {
+        sectors,   ///< each counted once, however often it was visited
+        positions  ///< of one sector each; some may have been visited several times
+    };
+
+    Unit unit = Unit::sectors;
     std::uint64_t requested = 0;
     std::uint64_t tested = 0;  ///< and found good
     std::uint64_t failed = 0;
     std::uint64_t skipped = 0;
 };
 
-/// Counts what became of each sector, from the stream of drive operations. Tests work on one chunk at a time,
-/// perhaps several times over and down to single sectors: operations inside the current chunk refine what is
-/// known of it; the next announced chunk or operation outside settles it. Memory depends on the size of a
-/// chunk alone.
+/// "sectors", "positions"
+const char* nameOf(Coverage::Unit unit);
+
+/// Counts what became of each sector. What is bad the test says; what is good the stream of its operations:
+/// tests work on one chunk at a time, perhaps several times over and down to single sectors. Operations
+/// inside the current chunk refine what is known of it; the next announced chunk or operation outside settles
+/// it.
 class CoverageCounter {
 public:
-    /// Told of every settled run of equal sectors (never `untested`).
-    using Settled = std::function<void(std::uint64_t lba, std::uint64_t count, SectorOutcome outcome)>;
+    /// Told of every settled run of good sectors.
+    using Settled = std::function<void(std::uint64_t lba, std::uint64_t count)>;
 
-    explicit CoverageCounter(Settled settled = {}) : m_settled(std::move(settled)) {}
+    explicit CoverageCounter(Settled settled = {});
 
-    void plan(std::uint64_t sectors) { m_requested = sectors; }
+    void plan(std::uint64_t count, Coverage::Unit unit);
     /// A new chunk begins, even where it is the sectors of the one before.
     void visit(std::uint64_t lba, std::uint32_t count);
     void add(std::uint64_t lba, std::uint32_t count, libDrive2::_LIBDRIVE2_ERROR_TYPES outcome);
-    /// Settles the last chunk; call once, when the run is over.
-    Coverage finish();
+    /// The test found them bad, wherever they lie.
+    void condemn(std::uint64_t lba, std::uint64_t count);
+    /// The test leaves these sectors of the current chunk untested.
+    void skip(std::uint64_t lba, std::uint32_t count);
+    /// Settles the last chunk; call once, when the run is over. `bad` holds all that was condemned.
+    Coverage finish(const BadSectors& bad);
 
 private:
     /// What is known of a sector of the current chunk. `suspect`: a transfer of several sectors failed.
-    enum class State : std::uint8_t { unknown, suspect, good, failed };
+    enum class State : std::uint8_t { unknown, suspect, good, skipped, failed };
+    /// What is learnt of sectors: by a transfer of the whole chunk or of a part of it, or from the test.
+    enum class Step : std::uint8_t { chunkGood, chunkBad, partGood, skipped, condemned };
 
+    static State next(State known, Step step);
     [[nodiscard]] bool isInside(std::uint64_t lba, std::uint32_t count) const;
     void open(std::uint64_t lba, std::uint32_t count);
-    /// What a transfer says of the sectors it touched: of the whole chunk, or of a part of it.
-    enum class Step : std::uint8_t { chunkGood, chunkBad, partGood, partBad };
-    static State next(State known, Step step);
-    void applyToAll(Step step);
-    void applyToPart(std::uint64_t lba, std::uint32_t count, Step step);
+    void apply(std::uint64_t lba, std::uint32_t count, Step step);
     void settle();
-    void count(std::uint64_t lba, std::uint64_t sectors, SectorOutcome outcome);
+    void settleRun(std::uint64_t lba, std::uint64_t count, State state);
+    [[nodiscard]] std::uint64_t goodSectors(const BadSectors& bad) const;
 
     Settled m_settled;
-    std::uint64_t m_requested = 0;
-    std::uint64_t m_tested = 0;
-    std::uint64_t m_failed = 0;
+    Coverage m_planned;
+    SectorSet m_good;
+    std::uint64_t m_positionsGood = 0;
+    std::uint64_t m_positionsFailed = 0;
 
     std::uint64_t m_lba = 0;
     std::uint32_t m_count = 0;
     State m_whole = State::unknown;  ///< of all sectors, while m_states is empty
-    bool m_narrowed = false;         ///< parts of the chunk were tried on their own
     std::vector<State> m_states;
 };
 

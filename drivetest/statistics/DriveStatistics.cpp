@@ -19,13 +19,28 @@ std::optional<double> TransferTotals::megabytesPerSecond() const {
 
 DriveStatistics::DriveStatistics(std::uint64_t sectors, std::uint32_t sectorBytes)
     : m_sectorBytes(sectorBytes),
-      m_counter([this](auto lba, auto count, auto outcome) { m_surface.addOutcome(lba, count, outcome); }),
+      m_counter([this](auto lba, auto count) { m_surface.addOutcome(lba, count, SectorOutcome::good); }),
       m_surface(sectors),
       m_readLatency(m_latencies[DriveOperation::read]),
       m_lastEnd(zel::Clock::current().now()) {}
 
 void DriveStatistics::onPlan(std::uint64_t sectors) {
-    m_counter.plan(sectors);
+    m_counter.plan(sectors, Coverage::Unit::sectors);
+}
+
+void DriveStatistics::onPlanPositions(std::uint64_t positions) {
+    m_counter.plan(positions, Coverage::Unit::positions);
+}
+
+void DriveStatistics::onCondemned(const libDrive2::CondemnedSectors& condemned) {
+    const auto& [lba, count] = condemned.sectors;
+    m_counter.condemn(lba, count);
+    m_bad.add(condemned);
+    m_surface.addOutcome(lba, count, SectorOutcome::failed);
+}
+
+void DriveStatistics::onSkipped(std::uint64_t lba, std::uint32_t count) {
+    m_counter.skip(lba, count);
 }
 
 void DriveStatistics::onVisit(std::uint64_t lba, std::uint32_t count) {
@@ -45,6 +60,7 @@ void DriveStatistics::onOperation(const libDrive2::DriveOperationReport& report)
         (report.operation == DriveOperation::read ? m_readLatency : m_latencies[report.operation])
             .add(report.duration);
         m_surface.addTransfer(report.lba, report.count, report.duration);
+        m_slowTransfers.add(report);
     }
     if (report.operation == DriveOperation::read || report.operation == DriveOperation::write)
         addTransfer(report, spent);
@@ -61,7 +77,7 @@ void DriveStatistics::addTransfer(const libDrive2::DriveOperationReport& report,
 }
 
 void DriveStatistics::finish() {
-    m_result = m_counter.finish();
+    m_result = m_counter.finish(m_bad);
 }
 
 const TransferTotals& DriveStatistics::totals(DriveOperation direction) const {

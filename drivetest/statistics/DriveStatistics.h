@@ -4,8 +4,10 @@
 #include <map>
 #include <optional>
 
+#include "drivetest/statistics/BadSectors.h"
 #include "drivetest/statistics/CoverageCounter.h"
 #include "drivetest/statistics/LatencyHistogram.h"
+#include "drivetest/statistics/SlowTransfers.h"
 #include "drivetest/statistics/SurfaceMap.h"
 #include "libDrive2/DriveObserver.h"
 #include "zel/Clock.h"
@@ -21,19 +23,28 @@ struct TransferTotals {
     [[nodiscard]] std::optional<double> megabytesPerSecond() const;
 };
 
-/// Watches a drive during a run: coverage, surface, latencies and rates, in memory of fixed size.
+/// Watches a drive during a run: what is bad, coverage, surface, latencies and rates, in memory of bounded
+/// size.
 class DriveStatistics : public libDrive2::DriveObserver {
 public:
     DriveStatistics(std::uint64_t sectors, std::uint32_t sectorBytes);
 
     void onOperation(const libDrive2::DriveOperationReport& report) override;
     void onPlan(std::uint64_t sectors) override;
+    void onPlanPositions(std::uint64_t positions) override;
     void onVisit(std::uint64_t lba, std::uint32_t count) override;
+    void onCondemned(const libDrive2::CondemnedSectors& condemned) override;
+    void onSkipped(std::uint64_t lba, std::uint32_t count) override;
+
+    /// Transfers beyond it are counted, too.
+    void setSlowLimit(std::chrono::milliseconds limit) { m_slowTransfers.setLimit(limit); }
 
     /// Settles what is open; call once, when the run is over and before the getters below.
     void finish();
 
     [[nodiscard]] const Coverage& coverage() const { return m_result; }
+    [[nodiscard]] const BadSectors& badSectors() const { return m_bad; }
+    [[nodiscard]] const SlowTransfers& slowTransfers() const { return m_slowTransfers; }
     [[nodiscard]] std::uint32_t sectorBytes() const { return m_sectorBytes; }
     [[nodiscard]] const SurfaceMap& surface() const { return m_surface; }
     [[nodiscard]] const std::map<libDrive2::DriveOperation, LatencyHistogram>& latencies() const {
@@ -49,6 +60,8 @@ private:
 
     std::uint32_t m_sectorBytes;
     CoverageCounter m_counter;
+    BadSectors m_bad;
+    SlowTransfers m_slowTransfers;
     SurfaceMap m_surface;
     std::map<libDrive2::DriveOperation, LatencyHistogram> m_latencies;
     LatencyHistogram& m_readLatency;  ///< spares the look-up for the most frequent operation

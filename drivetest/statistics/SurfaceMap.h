@@ -4,9 +4,10 @@
 #include <cstdint>
 #include <vector>
 
-#include "drivetest/statistics/CoverageCounter.h"
-
 namespace drivetest {
+
+/// What is known of a tested sector, from best to worst.
+enum class SectorOutcome : std::uint8_t { untested, good, failed };
 
 /// The surface of a drive in a fixed number of cells of equal size. A cell keeps its worst outcome, its
 /// slowest transfer and its mean rate.

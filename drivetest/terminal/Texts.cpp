@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cctype>
 #include <cstdio>
 #include <iterator>
 
@@ -69,6 +70,13 @@ std::string shown(CodePoint point, std::string_view bytes) {
 }
 
 }  // namespace
+
+std::string fileNameText(std::string text) {
+    constexpr std::size_t kMostLength = 40;
+    std::replace_if(
+        text.begin(), text.end(), [](unsigned char c) { return std::isalnum(c) == 0 && c != '.'; }, '_');
+    return text.substr(0, kMostLength);
+}
 
 std::string durationText(std::chrono::nanoseconds duration) {
     if (duration < std::chrono::seconds(10))

@@ -105,7 +105,7 @@ _LIBDRIVE2_ERROR_TYPES AtaDrive::settle(const AtaResponse& response, const Drive
     if (status.type == LIBDRIVE2_DRIVE_ERROR && m_identity->security.locked)
         return fail(LIBDRIVE2_NO_ACCESS,
                     describe(action, name) + " failed: the drive is locked by its security password");
-    return fail(status.type, describe(action, name) + " failed: " + status.text);
+    return fail(status.type, describe(action, name) + " failed: " + status.text, status.text);
 }
 
 _LIBDRIVE2_ERROR_TYPES AtaDrive::perform(const AtaRequest& request, const DriveAction& action) {

@@ -137,8 +137,9 @@ _LIBDRIVE2_ERROR_TYPES Drive::doLoadDrive() {
     return fail(LIBDRIVE2_NOT_SUPPORTED, "the drive has no tray");
 }
 
-_LIBDRIVE2_ERROR_TYPES Drive::fail(_LIBDRIVE2_ERROR_TYPES type, zel::String text) {
+_LIBDRIVE2_ERROR_TYPES Drive::fail(_LIBDRIVE2_ERROR_TYPES type, zel::String text, zel::String words) {
     m_errorText = std::move(text);
+    m_errorWords = std::move(words);
     return type;
 }
 
@@ -161,6 +162,7 @@ bool Drive::perform(DriveOperation operation, std::uint64_t lba, std::uint32_t c
     const bool timed = m_observer != nullptr && !streamingTransfers;
     const zel::Clock::Duration start = timed ? zel::Clock::current().now() : zel::Clock::Duration::zero();
     m_recovered = false;
+    m_lastLba = lba;
     std::uint32_t attempts = 0;
     do {
         m_isRepeat = attempts > 0;
@@ -184,7 +186,7 @@ bool Drive::perform(DriveOperation operation, std::uint64_t lba, std::uint32_t c
 
 _LIBDRIVE2_ERROR_TYPES Drive::judgeTimeout() {
     const zel::String text = m_errorText;
-    return doAnswers() ? fail(LIBDRIVE2_TIMEOUT, text)
+    return doAnswers() ? fail(LIBDRIVE2_TIMEOUT, text, m_errorWords)
                        : fail(LIBDRIVE2_NO_ACCESS, text + "; it answers nothing any more");
 }
 
@@ -284,6 +286,12 @@ zel::String Drive::getLastErrorStr() {
     return doGetLastErrorStr(text) == LIBDRIVE2_NO_ERROR ? text : zel::String();
 }
 
+/// Sectors with the same fault have the same words.
+zel::String Drive::lastErrorWords() const {
+    return lastError != LIBDRIVE2_NO_ERROR ? m_errorWords.replace(zel::format(" at sector %u", m_lastLba), "")
+                                           : zel::String();
+}
+
 void Drive::setCallback(std::unique_ptr<DriveCallback> callback) {
     m_callback = std::move(callback);
 }
@@ -301,7 +309,7 @@ void Drive::planPositions(std::uint64_t positions) {
 void Drive::condemnSectors(std::uint64_t lba, std::uint64_t count, SectorFault fault) {
     if (m_observer == nullptr || count == 0)
         return;
-    const zel::String words = lastError != LIBDRIVE2_NO_ERROR ? getLastErrorStr() : zel::String();
+    const zel::String words = lastErrorWords();
     m_observer->onCondemned({{lba, count}, fault, words});
 }
 

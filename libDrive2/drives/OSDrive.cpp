@@ -74,7 +74,8 @@ _LIBDRIVE2_ERROR_TYPES OSDrive::doQueryMediumInfo() {
 _LIBDRIVE2_ERROR_TYPES OSDrive::failTransfer(const char* what, std::uint64_t lba, std::uint32_t count,
                                              DeviceStatus status) {
     const DeviceStatus explained = explain(std::move(status));
-    return fail(explained.type, describe({what, lba, count}, m_osLocator) + " failed: " + explained.text);
+    return fail(explained.type, describe({what, lba, count}, m_osLocator) + " failed: " + explained.text,
+                explained.text);
 }
 
 _LIBDRIVE2_ERROR_TYPES OSDrive::doReadSector(std::uint64_t lba, std::uint32_t count, void* buffer,

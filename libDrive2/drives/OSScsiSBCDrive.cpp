@@ -46,7 +46,8 @@ bool OSScsiSBCDrive::reOpenHandle() {
 _LIBDRIVE2_ERROR_TYPES OSScsiSBCDrive::perform(const ScsiRequest& request, const DriveAction& action) {
     const scsi::Outcome outcome = ScsiUnit(*m_passThrough).execute(request);
     if (!outcome.status.ok())
-        return fail(outcome.status.type, describe(action, osLocator()) + " failed: " + outcome.status.text);
+        return fail(outcome.status.type, describe(action, osLocator()) + " failed: " + outcome.status.text,
+                    outcome.status.text);
     if (!outcome.recovered.empty())
         noteRecovered(describe(action, osLocator()) + " needed recovery by the drive: " + outcome.recovered);
     return LIBDRIVE2_NO_ERROR;

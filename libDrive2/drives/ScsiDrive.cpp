@@ -47,7 +47,8 @@ bool ScsiDrive::reOpenHandle() {
 _LIBDRIVE2_ERROR_TYPES ScsiDrive::settle(const scsi::Outcome& outcome, std::size_t bytes,
                                          const DriveAction& action) {
     if (!outcome.status.ok())
-        return fail(outcome.status.type, describe(action, name) + " failed: " + outcome.status.text);
+        return fail(outcome.status.type, describe(action, name) + " failed: " + outcome.status.text,
+                    outcome.status.text);
     if (outcome.transferredBytes < bytes)
         return fail(LIBDRIVE2_LINK_ERROR,
                     describe(action, name) + zel::format(" failed: only %u of %u bytes were transferred",

@@ -36,7 +36,7 @@ class Contents(program.ImageTest):
 
     def test_what_stays_when_nothing_is_preserved(self):
         image = self.make_image(20 * MIB + 512)
-        cache_area = self.original[:4 * MIB + 512] + 128 * (b"\x34\x12".ljust(256 * 512, b"\0"))
+        cache_area = self.original[:4 * MIB + 512] + b"\x34\x12" * (128 * 256 * 256)
         for test, parameter, left in (("LinearPatternTest", "NumberOfPatterns=4", b"\x0f" * len(self.original)),
                                       ("LinearPatternTest", "OverridePattern=a5", b"\xa5" * len(self.original)),
                                       ("CacheTest", "IsolateFailedLBA=no", cache_area)):

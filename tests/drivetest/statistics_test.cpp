@@ -1,82 +1,155 @@
 #include <gmock/gmock.h>
 
+#include <random>
+#include <set>
+#include <sstream>
+
+#include "drivetest/record/EventJoiner.h"
 #include "drivetest/record/StatisticsJson.h"
+#include "drivetest/report/BadList.h"
 #include "drivetest/statistics/DriveStatistics.h"
 
 namespace drivetest {
 namespace {
 
 using namespace std::chrono_literals;
-using libDrive2::LIBDRIVE2_BUSY;
 using libDrive2::LIBDRIVE2_MEDIA_ERROR;
 using libDrive2::LIBDRIVE2_NO_ACCESS;
 using libDrive2::LIBDRIVE2_NO_ERROR;
 
-struct Transfer {
-    std::uint64_t lba;
-    std::uint32_t count;
-    libDrive2::_LIBDRIVE2_ERROR_TYPES outcome;
-};
+using Coverages = Coverage::Unit;
 
-struct CoverageCase {
-    const char* what;
-    std::uint64_t planned;
-    std::vector<Transfer> transfers;
-    std::string expected;  ///< requested = tested + failed + skipped
-};
-
-std::string coverageOf(const CoverageCase& example) {
+/// Does what its words say: "r0+4" a good transfer, "r0+4!" a failed one, "r0+4?" one of a drive that is
+/// gone; "v" announces a chunk, "x" condemns sectors, "s" skips them.
+std::string coverageOf(std::uint64_t planned, Coverages unit, const std::string& course) {
+    BadSectors bad;
     CoverageCounter counter;
-    counter.plan(example.planned);
-    for (const Transfer& transfer : example.transfers)
-        counter.add(transfer.lba, transfer.count, transfer.outcome);
-    const Coverage coverage = counter.finish();
+    counter.plan(planned, unit);
+    std::istringstream words(course);
+    const zel::String none;
+    for (std::string word; words >> word;) {
+        const std::uint64_t lba = std::stoull(word.substr(1));
+        const auto count = static_cast<std::uint32_t>(std::stoul(word.substr(word.find('+') + 1)));
+        if (word[0] == 'v')
+            counter.visit(lba, count);
+        else if (word[0] == 's')
+            counter.skip(lba, count);
+        else if (word[0] == 'r')
+            counter.add(lba, count,
+                        word.back() == '!'   ? LIBDRIVE2_MEDIA_ERROR
+                        : word.back() == '?' ? LIBDRIVE2_NO_ACCESS
+                                             : LIBDRIVE2_NO_ERROR);
+        else {
+            counter.condemn(lba, count);
+            bad.add({{lba, count}, libDrive2::SectorFault::unreadable, none});
+        }
+    }
+    const Coverage coverage = counter.finish(bad);
     return std::to_string(coverage.requested) + " = " + std::to_string(coverage.tested) + " + " +
            std::to_string(coverage.failed) + " + " + std::to_string(coverage.skipped);
 }
 
 TEST(CoverageCounter, CountsEverySectorOnceAndAddsUp) {
-    constexpr auto ok = LIBDRIVE2_NO_ERROR;
-    constexpr auto bad = LIBDRIVE2_MEDIA_ERROR;
-    const CoverageCase cases[] = {
-        {"all good", 12, {{0, 8, ok}, {8, 4, ok}}, "12 = 12 + 0 + 0"},
-        {"narrowed", 4, {{0, 4, bad}, {0, 1, ok}, {1, 1, bad}, {2, 1, ok}, {3, 1, bad}}, "4 = 2 + 2 + 0"},
-        {"not narrowed", 8, {{0, 4, bad}, {4, 4, ok}}, "8 = 4 + 4 + 0"},
-        {"recovered while narrowing", 2, {{0, 2, bad}, {0, 1, ok}, {1, 1, ok}}, "2 = 2 + 0 + 0"},
-        {"narrowing cut short", 4, {{0, 4, bad}, {0, 1, bad}}, "4 = 0 + 1 + 3"},
-        {"failed sector, later good", 1, {{7, 1, bad}, {7, 1, ok}}, "1 = 0 + 1 + 0"},
-        {"chunk written, then unreadable", 2, {{0, 2, ok}, {0, 2, bad}}, "2 = 0 + 2 + 0"},
-        {"failed chunk, second pass good", 4, {{0, 4, bad}, {0, 4, ok}}, "4 = 0 + 4 + 0"},
-        {"chunk worked on several times", 4, {{0, 4, ok}, {0, 4, ok}, {0, 4, ok}}, "4 = 4 + 0 + 0"},
-        {"drive gone", 8, {{0, 4, ok}, {4, 4, LIBDRIVE2_NO_ACCESS}}, "8 = 4 + 0 + 4"},
-        {"busy while narrowing", 2, {{0, 2, bad}, {0, 1, bad}, {1, 1, LIBDRIVE2_BUSY}}, "2 = 0 + 1 + 1"},
-        {"gone while narrowing", 4, {{0, 4, bad}, {0, 1, LIBDRIVE2_NO_ACCESS}}, "4 = 0 + 0 + 4"},
-        {"strided", 2, {{0, 1, ok}, {10, 1, ok}}, "2 = 2 + 0 + 0"},
-        {"never planned", 0, {{0, 4, ok}}, "4 = 4 + 0 + 0"},
-        {"never started", 9, {}, "9 = 0 + 0 + 9"},
-        {"the last sectors there can be",
-         2,
-         {{~0ULL - 1, 2, bad}, {~0ULL - 1, 1, ok}, {~0ULL, 1, bad}},
+    const struct {
+        const char* what;
+        std::uint64_t planned;
+        const char* course;
+        const char* expected;  ///< requested = tested + failed + skipped
+    } cases[] = {
+        {"all good", 12, "r0+8 r8+4", "12 = 12 + 0 + 0"},
+        {"narrowed", 4, "r0+4! r0+1 r1+1! x1+1 r2+1 r3+1! x3+1", "4 = 2 + 2 + 0"},
+        {"not narrowed", 8, "r0+4! x0+4 r4+4", "8 = 4 + 4 + 0"},
+        {"recovered while narrowing", 2, "r0+2! r0+1 r1+1", "2 = 2 + 0 + 0"},
+        {"narrowing cut short", 4, "r0+4! r0+1! x0+1", "4 = 0 + 1 + 3"},
+        {"failed sector, later good", 1, "r7+1! x7+1 r7+1", "1 = 0 + 1 + 0"},
+        {"chunk written, then unreadable", 2, "r0+2 r0+2! x0+2", "2 = 0 + 2 + 0"},
+        {"failed chunk that nobody condemns", 4, "r0+4! r0+4", "4 = 0 + 0 + 4"},
+        {"good transfers of wrong data", 4, "r0+4 r0+4 x2+1", "4 = 3 + 1 + 0"},
+        {"chunk that could not be saved", 4, "r0+4! s0+4 r0+1 r1+1! x1+1 r2+1 r3+1", "4 = 0 + 1 + 3"},
+        {"chunk left in the middle", 8, "r0+4 r4+4 s4+4 r4+4", "8 = 4 + 0 + 4"},
+        {"drive gone", 8, "r0+4 r4+4?", "8 = 4 + 0 + 4"},
+        {"gone while narrowing", 4, "r0+4! r0+1 r1+1?", "4 = 1 + 0 + 3"},
+        {"a second pass over the same", 8, "v0+8 r0+4 r4+4 v2+4 r2+4", "8 = 8 + 0 + 0"},
+        {"bad in the second pass only", 8, "r0+8 v2+4 r2+4! x3+2", "8 = 6 + 2 + 0"},
+        {"the second pass goes further", 8, "v4+4 r4+4 v0+8 r0+4 r4+4", "8 = 8 + 0 + 0"},
+        {"strided", 2, "r0+1 r10+1", "2 = 2 + 0 + 0"},
+        {"never planned", 0, "r0+4", "4 = 4 + 0 + 0"},
+        {"never started", 9, "", "9 = 0 + 0 + 9"},
+        {"the last sectors there can be", 2,
+         "r18446744073709551613+2! r18446744073709551613+1 r18446744073709551614+1! x18446744073709551614+1",
          "2 = 1 + 1 + 0"},
     };
-    for (const CoverageCase& example : cases)
-        EXPECT_EQ(coverageOf(example), example.expected) << example.what;
+    for (const auto& c : cases)
+        EXPECT_EQ(coverageOf(c.planned, Coverages::sectors, c.course), c.expected) << c.what;
+    EXPECT_EQ(coverageOf(4, Coverages::positions, "v5+1 r5+1 v5+1 r5+1 v6+1 r6+1! x6+1 v6+1 r6+1! x6+1"),
+              "4 = 2 + 2 + 0");
 }
 
-TEST(CoverageCounter, CountsAnnouncedVisitsEachTime) {
-    CoverageCounter counter;
-    for (const std::uint64_t lba : {5, 5, 6}) {  // a seek test that comes back
-        counter.visit(lba, 1);
-        counter.add(lba, 1, LIBDRIVE2_NO_ERROR);
+TEST(SectorSet, CountsDifferentSectorsHoweverTheyCome) {
+    std::mt19937 random(7);  // NOLINT(bugprone-random-generator-seed): the same course each time
+    for (int round = 0; round < 20; ++round) {
+        SectorSet set(1000);
+        std::set<std::uint64_t> model;
+        for (int i = 0; i < 60; ++i) {
+            const std::uint64_t lba = random() % 200;
+            const std::uint64_t count = random() % 12;
+            set.add(lba, count);
+            for (std::uint64_t at = lba; at < lba + count; ++at)
+                model.insert(at);
+            ASSERT_EQ(set.size(), model.size());
+        }
+        const auto within = std::distance(model.lower_bound(50), model.lower_bound(90));
+        EXPECT_EQ(set.countWithin(50, 40), static_cast<std::uint64_t>(within));
     }
-    counter.visit(10, 8);  // a chunk in pieces, twice over; the second time a piece fails
-    for (const auto outcome : {LIBDRIVE2_NO_ERROR, LIBDRIVE2_MEDIA_ERROR}) {
-        counter.add(10, 4, LIBDRIVE2_NO_ERROR);
-        counter.add(14, 4, outcome);
-    }
-    const Coverage coverage = counter.finish();
-    EXPECT_EQ(coverage.tested, 7U);
-    EXPECT_EQ(coverage.failed, 4U);
+    SectorSet full(2);
+    for (const std::uint64_t lba : {0, 10, 20, 30, 5})  // the last one lies before what is kept no more
+        full.add(lba, 1);
+    EXPECT_EQ(full.size(), 4U);
+}
+
+TEST(BadSectors, KeepsEachOnceWithItsFirstCause) {
+    BadSectors bad;
+    const zel::String crc("crc");
+    const zel::String none;
+    bad.add({{10, 5}, libDrive2::SectorFault::unreadable, crc});
+    bad.add({{8, 10}, libDrive2::SectorFault::wrongData, none});
+    bad.add({{18, 1}, libDrive2::SectorFault::wrongData, none});
+    bad.add({{77, 1}, libDrive2::SectorFault::unreadable, crc});
+    EXPECT_EQ(bad.count(), 12U);
+    EXPECT_THAT(bad.ranges(),
+                testing::ElementsAre(libDrive2::SectorSpan{8, 11}, libDrive2::SectorSpan{77, 1}));
+    EXPECT_EQ(badListText(bad, "T on D"),
+              "# T on D\n# 12 bad sectors: first-last count fault\n8-9 2 wrongData\n10-14 5 unreadable\n"
+              "15-18 4 wrongData\n77 1 unreadable\n");
+    EXPECT_THAT(badRangeLines(bad), testing::ElementsAre("8-18, 11 sectors", "77"));
+    EXPECT_EQ(Json(badSectorsJson(bad)).dump(),
+              R"([{"fault":"unreadable","words":"crc","ranges":[[10,14],[77,77]]},)"
+              R"({"fault":"wrongData","words":"","ranges":[[8,9],[15,18]]}])");
+    for (std::uint64_t lba = 1000; lba < 1200; lba += 2)
+        bad.add({{lba, 1}, libDrive2::SectorFault::unreadable, none});
+    EXPECT_EQ(badRangeLines(bad).size(), 51U);
+    EXPECT_EQ(badRangeLines(bad).front(), "8-18, 11 sectors");
+    EXPECT_EQ(badRangeLines(bad).back(), "these are the largest of 102 ranges");
+}
+
+TEST(EventJoiner, JoinsEqualOnesAfterTheFirstThousand) {
+    std::vector<Json> out;
+    std::vector<std::string> names;
+    EventJoiner joiner([&](const char* name, Json content) {
+        names.emplace_back(name);
+        out.push_back(std::move(content));
+    });
+    for (int i = 0; i < 3000; ++i)
+        joiner.add({i % 2 == 0 ? "a" : "b", "ERR", "", "at " + std::to_string(i), {{"n", i}}});
+    joiner.add({"c", "WARNING", "tired", "once", Json::object()});
+    EXPECT_EQ(out.size(), 1000U);
+    joiner.flush();
+    ASSERT_EQ(out.size(), 1003U);
+    EXPECT_EQ(names[1000], "events");
+    EXPECT_EQ(out[1000].dump(), R"({"key":"a","type":"ERR","message":"at 1000","variables":{"n":1000},)"
+                                R"("count":1000,"lastMessage":"at 2998","lastVariables":{"n":2998}})");
+    EXPECT_EQ(names[1002] + out[1002].dump(),
+              R"(event{"key":"c","type":"WARNING","message":"once","variables":{},"cause":"tired"})");
 }
 
 TEST(SurfaceMap, KeepsTheWorstOfACellAndFixedSize) {
@@ -150,7 +223,11 @@ TEST(DriveStatistics, RatesAndTotalsInSimulatedTime) {
     EXPECT_EQ(reads.megabytesPerSecond(), 2.0);
     EXPECT_EQ(statistics.totals(libDrive2::DriveOperation::write).megabytesPerSecond(), std::nullopt);
     EXPECT_EQ(coverageJson(statistics.coverage()).dump(),
-              R"({"requested":4096,"tested":4096,"failed":0,"skipped":0})");
+              R"({"unit":"sectors","requested":4096,"tested":4096,"failed":0,"skipped":0})");
+    EXPECT_EQ(slowTransfersJson(statistics.slowTransfers()).dump(),
+              R"({"over150ms":2,"over500ms":0,"slowest":[)"
+              R"({"operation":"read","sector":0,"lastSector":2047,"durationUs":500000.0},)"
+              R"({"operation":"read","sector":2048,"lastSector":4095,"durationUs":500000.0}]})");
     EXPECT_EQ(latencyJson(statistics.latencies())["operations"].size(), 1U);
 }
 

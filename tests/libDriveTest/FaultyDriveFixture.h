@@ -7,6 +7,28 @@
 
 namespace libDriveTest {
 
+/// Keeps what a test makes of the sectors: "1+1 unreadable; skipped 0+4; ".
+class AccountKeeper : public libDrive2::DriveObserver {
+public:
+    std::string account{};
+
+    void onOperation(const libDrive2::DriveOperationReport& /*report*/) override {}
+    void onCondemned(const libDrive2::CondemnedSectors& condemned) override {
+        static constexpr const char* kFaults[] = {"unreadable", "unwritable", "unreachable", "wrongData"};
+        add("", condemned.sectors.lba, condemned.sectors.count);
+        account += std::string(" ") + kFaults[static_cast<int>(condemned.fault)] + "; ";
+    }
+    void onSkipped(std::uint64_t lba, std::uint32_t count) override {
+        add("skipped ", lba, count);
+        account += "; ";
+    }
+
+private:
+    void add(const char* what, std::uint64_t lba, std::uint64_t count) {
+        account += what + std::to_string(lba) + "+" + std::to_string(count);
+    }
+};
+
 /// A test over a simulated drive whose transfers fail where the test case says.
 class FaultyDriveFixture : public ModuleFixture {
 protected:
@@ -25,6 +47,15 @@ protected:
         faulty = owned.get();
         tested = libDrive2::SharedDrive(
             std::make_unique<libDrive2::OSDrive>(libDrive2::SharedBlockHandle(std::move(owned)), locator));
+        tested->setObserver(&keeper);
+        before = contents();
+    }
+    /// Gives every sector other contents.
+    void fill() {
+        std::vector<char> bytes(before.size());
+        for (std::size_t at = 0; at < bytes.size(); ++at)
+            bytes[at] = static_cast<char>(at / 512 * 7 + at % 512 + 1);
+        EXPECT_TRUE(model->write(0, bytes.data(), bytes.size()).ok());
         before = contents();
     }
 
@@ -47,6 +78,7 @@ protected:
         host.log.clear();
         host.percents.clear();
         host.stopChecks = 0;
+        keeper.account.clear();
         faulty->restart();
         return TestClass(tested).run();
     }
@@ -73,6 +105,7 @@ protected:
         return (faulty->trace + "|").substr(0, wanted.size());
     }
 
+    AccountKeeper keeper;
     libDrive2::SharedBlockHandle model;
     FaultyHandle* faulty = nullptr;
     libDrive2::SharedDrive tested;

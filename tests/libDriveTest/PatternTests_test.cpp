@@ -110,9 +110,9 @@ TEST_F(PatternTests, GoOnAfterAFaultInTheFirstChunk) {
         std::string line{};
     } cases[] = {
         // The backup.
-        {"", "r0+2! r2+2 w2+2 ", FAIL, "ERR cannotRdOrigRange(sector=0, endsector=1); ", 1,
+        {"", "r0+2! r0+1 r1+1 r2+2 w2+2 ", FAIL, "ERR cannotRdOrigRange(sector=0, endsector=1); ", 1,
          "Failed to backup sector 0 (count: 2)"},
-        {"", "r0+2! r2+2 w2+2!8 |", FAIL,
+        {"", "r0+2! r0+1 r1+1 r2+2 w2+2!8 |", FAIL,
          "ERR cannotRdOrigRange(sector=0, endsector=1); WARNING deviceBusy(); "},
         // A pattern's write.
         {"", "r0+2 w0+2! w0+1 w1+1 r0+2 w0+2 ", WARN, afterWrite, 4, narrowing + "writing " + planned},
@@ -146,7 +146,7 @@ TEST_F(PatternTests, GoOnAfterAFaultInTheFirstChunk) {
         {"", "r0+2 w0+2 r0+2 w0+2! w0+1!8 w0+1 w1+1 r2+2 ", WARN, afterWrite, 1,
          "  Restoring sector 0 failed"},
         // Narrowing retries; after it whole chunks are not retried again.
-        {"RetryCount=1", "r0+2 w0+2! w0+1 w1+1 r0+2! r0+1 r1+1 w0+2! w0+1 w1+1 r2+2! r4+2 ", FAIL,
+        {"RetryCount=1", "r0+2 w0+2! w0+1 w1+1 r0+2! r0+1 r1+1 w0+2! w0+1 w1+1 r2+2! r2+1 r3+1 r4+2 ", FAIL,
          afterWrite + afterRead + afterWrite + "ERR cannotRdOrigRange(sector=2, endsector=3); "},
     };
     for (const auto& c : cases) {

@@ -110,7 +110,7 @@ TEST_F(SpeedTests, WriteOnlyAfterGoodReads) {
         {"", "r0+1 r1+1 r4+1 r5+1 w4+1 w5+1 w4+1 w5+1 |", infinite, PASS},
         {"PreserveData=no", "r0+1 r1+1 w4+1 w5+1 |", infinite, PASS},
         {"", "r0+1 r1+1! |", "ERR readSectorErr(ReadSector=1); ", FAIL},
-        {"", "r0+1 r1+1 r4+1 r5+1! |", "ERR cannotRdOrigRange(sector=4, endsector=5); ", FAIL},
+        {"", "r0+1 r1+1 r4+1 r5+1! r4+1 r5+1 |", "ERR cannotRdOrigRange(sector=4, endsector=5); ", FAIL},
         {"", "r0+1 r1+1 r4+1 r5+1 w4+1! w5+1 w4+1 w5+1 |", "ERR writeSectorErr(WriteSector=4); ", FAIL},
         {"MaxErrors=1", "r0+1 r1+1 r4+1 r5+1 w4+1! w4+1 w5+1 |",
          "ERR writeSectorErr(WriteSector=4); error hitMaxErr(MaxError=1); ", FAIL},

@@ -32,6 +32,8 @@ VERDICTS = {
 }
 EVENT_TYPES = ("ERR", "WARNING", "INFORMATIVE")
 COVERAGE = ("requested", "tested", "failed", "skipped")
+EVENT_PARTS = {"key", "type", "message", "variables"}
+FAULTS = ("unreadable", "unwritable", "unreachable", "wrongData")
 CLOSING = ("coverage", "result")  # extensions that every ended step has once, behind everything but extensions
 
 
@@ -79,6 +81,7 @@ def refuse_constant(name):
 class Step:
     def __init__(self):
         self.status = None  # once it has ended
+        self.bad = []       # ranges of bad sectors: (first, last)
         self.closing = {}   # the extensions of CLOSING: name -> content
 
 
@@ -203,20 +206,38 @@ class RecordCheck:
 
     def _check_extension(self, step, name, content, **_):
         if name == "event":
-            self._check_event(content)
+            self._check_event(content, EVENT_PARTS)
+        elif name == "events":
+            self._check_event(content, EVENT_PARTS | {"count", "lastMessage", "lastVariables"})
+        if name in ("event", "events"):
             if step.closing:
                 self._fault(f"no event may follow the {' and '.join(step.closing)} of a step")
         elif name in CLOSING:
             if name in step.closing:
                 self._fault(f"extension {name} comes a second time in its step")
             step.closing[name] = content
-            (self._check_coverage if name == "coverage" else self._check_result)(content)
+            if name == "coverage":
+                self._check_coverage(step, content)
+            else:
+                self._check_result(content)
         elif name == "unrestored":
             self._check_unrestored(content)
+        elif name == "badSectors":
+            self._check_bad_sectors(step, content)
 
-    def _check_event(self, content):
-        if set(content) != {"key", "type", "message", "variables"}:
-            self._fault(f"extension event: has {sorted(content)}, expected key, type, message and variables")
+    def _check_bad_sectors(self, step, content):
+        ranges = content.get("ranges")
+        if set(content) != {"fault", "words", "ranges"} or content["fault"] not in FAULTS or not ranges:
+            self._fault(f"extension badSectors: fault, words and ranges expected, not {content}")
+            return
+        for first, last in ranges:
+            if first > last:
+                self._fault(f"extension badSectors: {first}-{last} is no range")
+            step.bad.append((first, last))
+
+    def _check_event(self, content, parts):
+        if set(content) - {"cause"} != parts:
+            self._fault(f"extension event: has {sorted(content)}, expected {sorted(parts)} and perhaps a cause")
             return
         if not isinstance(content["key"], str) or not content["key"]:
             self._fault("extension event: key is not a text")
@@ -227,12 +248,17 @@ class RecordCheck:
         if not isinstance(content["variables"], dict):
             self._fault("extension event: variables is not an object")
 
-    def _check_coverage(self, content):
+    def _check_coverage(self, step, content):
         counts = [content.get(name) for name in COVERAGE]
         if not all(is_count(count) for count in counts):
             self._fault(f"extension coverage: {', '.join(COVERAGE)} must be counts, but are {counts}")
         elif counts[0] != sum(counts[1:]):
             self._fault("extension coverage: requested {} is not tested {} + failed {} + skipped {}".format(*counts))
+        bad = sum(last - first + 1 for first, last in step.bad)
+        if content.get("unit") not in ("sectors", "positions"):
+            self._fault(f"extension coverage: unknown unit {content.get('unit')!r}")
+        elif content["unit"] == "sectors" and bad != content.get("failed"):
+            self._fault(f"extension coverage: {content.get('failed')} sectors failed, but {bad} are listed as bad")
 
     def _check_result(self, content):
         if content.get("result") not in VERDICTS:

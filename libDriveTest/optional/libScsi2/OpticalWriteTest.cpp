@@ -38,6 +38,8 @@ OpticalWriteTest::~OpticalWriteTest() = default;
 TestResult OpticalWriteTest::runTest() {
     const std::string scope = std::string(m_name) + "::Run";
     const zel::TraceLogger trace(m_logger, scope.c_str());
+    m_starts.clear();
+    m_plannedSectors = 0;
     recordableDrive().setRecordableCallback(std::make_unique<DriveTestMMCRWCallback>(*this));
     if (const TestResult media = checkMedia(parameters::maxRetries.value()); media != TestResult::PASS)
         return media;
@@ -150,8 +152,7 @@ TestResult OpticalWriteTest::record(Recording& recording) {
     m_read = zel::Buffer(bytes);
     std::uint64_t start = recordableDrive().getNextWriteAddress();
     showAt(*strings::mmcrwStartingWrite, start);
-    // Each sector is visited twice at every speed.
-    drive->planSectors(2 * recording.count * recording.speedCount);
+    planDifferent(recording, start);
     TestResult outcome = writeUnits(recording, start);
     const bool wrote = recording.unitsWritten != 0;
     if (wrote && !recordableDrive().closeOpenTrack())
@@ -170,6 +171,13 @@ TestResult OpticalWriteTest::record(Recording& recording) {
     m_written = zel::Buffer();
     m_read = zel::Buffer();
     return outcome;
+}
+
+/// At the next speed some media are recorded over, others further on.
+void OpticalWriteTest::planDifferent(const Recording& recording, std::uint64_t start) {
+    if (m_starts.insert(start).second)
+        m_plannedSectors += recording.count;
+    drive->planSectors(m_plannedSectors);
 }
 
 void OpticalWriteTest::showAt(quix5::LocalizedString& text, std::uint64_t sector) {
@@ -211,6 +219,7 @@ TestResult OpticalWriteTest::writeUnits(Recording& recording, std::uint64_t star
         fillPattern(recording, k);
         if (!drive->writeSector(lba, recording.unit, m_written.data(),
                                 static_cast<std::uint32_t>(m_written.size()))) {
+            drive->condemnSectors(lba, recording.unit, SectorFault::unwritable);
             reportRange(*events::writeSectorRangeErr, "lastSector", lba, recording.unit);
             return TestResult::FAIL;
         }
@@ -241,6 +250,7 @@ TestResult OpticalWriteTest::compareUnit(const Recording& recording, std::uint64
     const std::uint64_t lba = recordableDrive().getNextWriteAddress(position);
     const auto bytes = static_cast<std::uint32_t>(m_read.size());
     if (!drive->readSector(lba, recording.unit, m_read.data(), bytes)) {
+        drive->condemnSectors(lba, recording.unit, SectorFault::unreadable);
         reportRange(*events::readSectorRangeErr, "lastSector", lba, recording.unit);
         return TestResult::FAIL;
     }
@@ -252,6 +262,7 @@ TestResult OpticalWriteTest::compareUnit(const Recording& recording, std::uint64
 }
 
 void OpticalWriteTest::reportMiscompare(const Recording& recording, std::uint64_t lba) {
+    condemnDifferences(lba, recording.unit, m_written.data(), m_read.data());
     reportRange(*events::patternMismatchRange, "end_sector", lba, recording.unit);
     m_logger.line(3, "miscompare @", lba, ":");
     if (!m_logger.allows(3))

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <optional>
+#include <set>
 #include <vector>
 
 #include "DriveTestMMCRW.h"
@@ -66,6 +67,7 @@ private:
     void closeSession();
 
     void fillPattern(const Recording& recording, std::uint64_t k);
+    void planDifferent(const Recording& recording, std::uint64_t start);
     void reportRange(Event& event, const char* lastName, std::uint64_t lba, std::uint32_t unit);
     void reportMiscompare(const Recording& recording, std::uint64_t lba);
     TestResult failPreparation(const char* reason, TestResult outcome);
@@ -73,6 +75,8 @@ private:
 
     zel::Logger& m_logger;
     const char* m_name;
+    std::set<std::uint64_t> m_starts;  ///< of the recordings of this run
+    std::uint64_t m_plannedSectors = 0;
     zel::Buffer m_written;
     zel::Buffer m_read;
 };

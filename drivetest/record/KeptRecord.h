@@ -1,0 +1,22 @@
+#pragma once
+
+#include <string>
+
+#include "drivetest/run/OutputFile.h"
+
+namespace drivetest {
+
+/// The file of a record that is kept without having been asked for, and its path.
+struct KeptRecord {
+    OutputFile file{};
+    std::string path{};
+};
+
+/// "20261122T061500Z-S4EVNX0N-LinearReadTest": sorted by time, and for a person to recognise.
+std::string recordName(const std::string& drive, const std::string& test);
+
+/// Makes the file NAME.jsonl in the folder for records, which is made where there is none yet, and which
+/// nobody else may write to. Without a file on failure, after a sentence in `problem`.
+KeptRecord createKeptRecord(const std::string& name, std::string& problem);
+
+}  // namespace drivetest

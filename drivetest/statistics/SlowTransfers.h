@@ -1,0 +1,42 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <vector>
+
+#include "libDrive2/DriveObserver.h"
+
+namespace drivetest {
+
+/// The slowest timed transfers of a run, and how many took longer than what people look for.
+class SlowTransfers {
+public:
+    static constexpr std::chrono::milliseconds kSlow{150};
+    static constexpr std::chrono::milliseconds kVerySlow{500};
+
+    struct Transfer {
+        libDrive2::DriveOperation operation;
+        std::uint64_t lba;
+        std::uint32_t count;
+        std::chrono::nanoseconds duration;
+    };
+
+    /// Counts transfers longer than this, too.
+    void setLimit(std::chrono::milliseconds limit) { m_limit = limit; }
+    void add(const libDrive2::DriveOperationReport& report);
+
+    /// Slowest first; a few at most.
+    [[nodiscard]] const std::vector<Transfer>& slowest() const { return m_slowest; }
+    [[nodiscard]] std::uint64_t slow() const { return m_slow; }
+    [[nodiscard]] std::uint64_t verySlow() const { return m_verySlow; }
+    [[nodiscard]] std::uint64_t beyondLimit() const { return m_beyondLimit; }
+
+private:
+    std::vector<Transfer> m_slowest;
+    std::chrono::nanoseconds m_limit = std::chrono::nanoseconds::max();
+    std::uint64_t m_slow = 0;
+    std::uint64_t m_verySlow = 0;
+    std::uint64_t m_beyondLimit = 0;
+};
+
+}  // namespace drivetest
