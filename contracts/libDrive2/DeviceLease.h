@@ -47,6 +47,9 @@ public:
     /// See DeviceLockingManager.
     virtual zel::Array<VolumeContent> contents() = 0;
     virtual bool isEncrypted(zel::String& reason) = 0;
+    /// Whether it takes writes in the order of its zones only (a host-managed zoned drive, ZBC), so that no
+    /// sector can be overwritten and put back in its place.
+    [[nodiscard]] virtual bool takesWritesInOrderOnly() const { return false; }
     /// A handle to the drive; null on failure. Must not outlive the lease.
     virtual SharedBlockHandle openBlock(bool writable, zel::String& reason) = 0;
 

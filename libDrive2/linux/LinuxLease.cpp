@@ -127,6 +127,12 @@ zel::String LinuxLease::findDifference() const {
     return {};
 }
 
+bool LinuxLease::takesWritesInOrderOnly() const {
+    struct stat found {};
+    return fstat(m_descriptor.get(), &found) == 0 && S_ISBLK(found.st_mode) &&
+           SysfsBlock(found.st_rdev).disk().attribute("queue/zoned") == "host-managed";
+}
+
 SharedBlockHandle LinuxLease::openBlock(bool writable, zel::String& reason) {
     const std::uint32_t access = kAccessRead | (writable ? kAccessWrite : 0);
     auto handle = LinuxBlockHandle::open(m_path, access, kShareRead | kShareWrite);

@@ -20,6 +20,7 @@ public:
     zel::Array<zel::String> users() override { return m_volumes.holders(); }
     zel::Array<VolumeContent> contents() override { return m_volumes.contents(); }
     bool isEncrypted(zel::String& reason) override { return m_volumes.isEncrypted(reason); }
+    [[nodiscard]] bool takesWritesInOrderOnly() const override;
     SharedBlockHandle openBlock(bool writable, zel::String& reason) override;
 
 private:
