@@ -69,6 +69,8 @@ void addRunOptions(CLI::App& command, RunOptions& options) {
                     "Confirm that a test may write to the drive: its serial number, or the DEVICE as given\n"
                     "where it has none (\"confirm\" in \"drivetest devices --json\")")
         ->type_name("SERIAL");
+    command.add_flag("--allow-unexamined", options.allowUnexamined,
+                     "Write even where sectors that could tell of an encrypted volume cannot be read");
     command.add_flag_callback(
         "--no-journal", [&options] { options.journal = false; },
         "Keep no undo journal: a crash or a power cut then costs the sectors that were being tested");

@@ -9,6 +9,7 @@
 #include "drivetest/run/Signals.h"
 #include "drivetest/run/StandardStreams.h"
 #include "drivetest/run/Summary.h"
+#include "drivetest/safety/ReadStart.h"
 #include "drivetest/safety/RunJournal.h"
 #include "drivetest/safety/SafeStart.h"
 #include "drivetest/terminal/Terminal.h"
@@ -30,7 +31,8 @@ struct PreparedRun {
     std::unique_ptr<quix5::Module> module;
     const quix5::OfferedTest* test = nullptr;
     quix5::DiagDevice device;
-    HeldDrive held;  ///< of a test that writes; goes last
+    HeldDrive held;                                     ///< of a test that writes; goes last
+    std::unique_ptr<libDrive2::DeviceLease> readLease;  ///< of one that only reads; null where it got none
     bool writes = false;
     std::optional<Obstacle> obstacle;  ///< what the guard of tests that write will refuse
     RunJournal journal;
@@ -101,13 +103,13 @@ ExitStatus checkDrive(const RunOptions& options, const PreparedRun& run) {
     return kExitPass;
 }
 
-/// A test that writes starts only when the user has confirmed it for this drive, and when its journal is
-/// ready.
-ExitStatus prepareWriting(const RunOptions& options, PreparedRun& run, Console& console) {
-    if (run.test->descriptor.isDestructive()) {
-        run.held.take(run.device);
-        run.obstacle = findObstacle(run.device, run.held);
-    }
+/// A test that reads keeps those that write away. A test that writes starts only when the user has confirmed
+/// it for this drive, and when its journal is ready.
+ExitStatus prepareDrive(const RunOptions& options, PreparedRun& run, Console& console) {
+    if (!run.test->descriptor.isDestructive())
+        return takeForReading(run.device, run.readLease, console);
+    run.held.take(run.device);
+    run.obstacle = findObstacle(run.device, run.held, options.allowUnexamined);
     if (!run.writes)
         return kExitPass;
     const ExitStatus confirmed = confirmWriting({run.test->descriptor, run.device, run.held, run.obstacle,
@@ -178,7 +180,7 @@ int finishJournal(PreparedRun& run, const TestResult& result, const RunHost& hos
 int finish(PreparedRun& run, const TestResult& result, const RunHost& host, Console& console) {
     const int status = finishJournal(run, result, host, console);
     const std::string reason = libDrive2::lastOpenErrorStr().utf8();
-    if (run.obstacle && exitStatusOf(result) == run.obstacle->status)
+    if (run.obstacle && run.obstacle->isKnownToTest && exitStatusOf(result) == run.obstacle->status)
         console.line("         " + run.obstacle->reason + "; " + run.obstacle->advice);
     else if (host.statistics() == nullptr && result == TestResult::CANNOTRUN && !reason.empty())
         console.line("         " + reason);
@@ -223,7 +225,7 @@ int runTests(const RunOptions& options) {
     if (const ExitStatus refused = checkDrive(options, run); refused != kExitPass)
         return refused;
     Console console(options.eventsFile == "-" ? stderr : stdout);
-    if (const ExitStatus refused = prepareWriting(options, run, console); refused != kExitPass)
+    if (const ExitStatus refused = prepareDrive(options, run, console); refused != kExitPass)
         return refused;
     // Only now: what an earlier run wrote is not replaced by nothing.
     if (!openOutputs(options, run, error)) {
