@@ -1,6 +1,3 @@
-#include <filesystem>
-#include <system_error>
-
 #include "drivetest/ExitStatus.h"
 #include "drivetest/commands/Commands.h"
 #include "drivetest/devices/Drives.h"
@@ -86,12 +83,11 @@ ExitStatus checkDrive(const RunOptions& options, const PreparedRun& run) {
         return kExitCannotRun;
     }
     if (!run.device.hasCapability(run.test->entry->needs)) {
-        std::error_code ignored;
-        const bool isMissing =
-            !options.device.starts_with("sim:") && !std::filesystem::exists(options.device, ignored);
-        complain(options.test + " tests optical drives, and " + options.device +
-                 (isMissing ? " does not exist" : " is none") +
-                 ": \"drivetest devices\" lists the drives of this machine");
+        std::string missing;
+        complain(options.test + " tests optical drives, and " +
+                 (isThere(options.device, missing)
+                      ? options.device + " is none: \"drivetest devices\" lists the drives of this machine"
+                      : missing));
         return kExitUsage;
     }
     if (flagProperty(run.device, kPropertyLocked)) {
@@ -156,6 +152,9 @@ TestResult runPrepared(PreparedRun& run, RunHost& host, Console& console) {
     quix5::DiagModule::install(previousHost);
     const bool journalEndedIt = run.journal.watched() != nullptr && !run.journal.watched()->failure().empty();
     // Nobody asked for these stops.
+    if (result == TestResult::USERABORTED && !OutputQueue::standardFailure().empty() &&
+        !quix5::StopRequest::made())
+        return TestResult::INTERNALERROR;
     if (result == TestResult::USERABORTED && host.isDisturbed() && !quix5::StopRequest::made())
         return TestResult::DEVICEBUSY;
     if (result == TestResult::USERABORTED && journalEndedIt && !quix5::StopRequest::made())

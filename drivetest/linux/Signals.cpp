@@ -36,11 +36,14 @@ void install(int signal, void (*handler)(int)) {
 
 }  // namespace
 
+void letWritesFail() {
+    for (const int signal : {SIGPIPE, SIGXFSZ})
+        install(signal, SIG_IGN);
+}
+
 void stopOnSignals() {
     for (const int signal : endingSignals())
         install(signal, requestStop);
-    for (const int signal : {SIGPIPE, SIGXFSZ})
-        install(signal, SIG_IGN);
 }
 
 void leaveSignalsToOthers() {

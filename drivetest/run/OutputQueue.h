@@ -29,6 +29,9 @@ public:
     static bool waitForStandard(const std::function<bool()>& isPatient);
     /// finish() for the standard streams that were used.
     static void finishStandard();
+    /// Why one of them takes nothing more ("standard output cannot be written to: No space left on device");
+    /// empty while both do.
+    static std::string standardFailure();
 
     /// Returns at once.
     void add(std::string text);
@@ -47,6 +50,7 @@ public:
 
 private:
     struct State;
+    [[nodiscard]] std::string failure() const;
     bool wait(const std::function<bool()>& isPatient) const;
 
     std::shared_ptr<State>

@@ -76,7 +76,7 @@ bool RunHost::checkForStop() {
         OutputQueue::waitForRoom();
     lookForUsers();
     // A test must not go on overwriting what cannot be saved, or was not put back.
-    return quix5::StopRequest::made() || m_isDisturbed ||
+    return quix5::StopRequest::made() || m_isDisturbed || !OutputQueue::standardFailure().empty() ||
            (m_journal != nullptr && !m_journal->failure().empty());
 }
 

@@ -6,6 +6,7 @@ import unittest
 import program
 
 DRIVE = "sim:disk,sectors=1000"
+ORDER = "__libDriveTest_AccessOrder"
 
 
 class BadInput(program.ProgramTest):
@@ -18,7 +19,13 @@ class BadInput(program.ProgramTest):
         (["run", "LinearReadTest", DRIVE, "-p", "MaxErrors=many"], '"many" is no value for MaxErrors: give a whole number'),
         (["run", "LinearReadTest", DRIVE, "-p", "SectorPercentToTest=-5"], '"-5" is no value for SectorPercentToTest'),
         (["run", "LinearReadTest", DRIVE, "-p", "XferSizeHinting=maybe"], "give true or false"),
+        (["run", "LinearSeekTest", DRIVE, "-p", "SeekMethod=raed"], '"raed" is no value for SeekMethod: give seek or read'),
         (["run", "LinearReadTest", DRIVE, "--property", "x"], '"x" is no device property'),
+        (["run", "LinearReadTest", DRIVE, "--property", ORDER + "=1:2"], '"1:2" is no access order: give DriveTestSearchOrder:N'),
+        (["run", "LinearReadTest", DRIVE, "--property", ORDER + "=DriveTestSearchOrder:6:x"], "6 block device"),
+        (["run", "LinearReadTest", DRIVE, "--property", ORDER + "=DriveTestSearchOrder:9"], "8 NVMe"),
+        (["recover", "/no/such/drive"], '/no/such/drive does not exist: "drivetest devices" lists'),
+        (["recover", "sim:toaster"], 'there is no kind "toaster"'),
         (["run", "LinearReadTest", DRIVE + ",colour=red"], 'it does not know "colour"'),
         (["run", "LinearReadTest", DRIVE + ",bad=5-3"], '"5-3" is no value for "bad"'),
         (["run", "LinearReadTest", DRIVE + ",bad=1000"], "sector 1000 lies beyond its end"),
