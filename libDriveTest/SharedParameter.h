@@ -39,6 +39,13 @@ public:
         test.addParameter(m_parameter);
     }
 
+    /// The same for a parameter that nothing reads: it has no default.
+    void addUnreadTo(quix5::Test& test) {
+        if (m_parameter == nullptr)
+            m_parameter = quix5::DiagModule::createParameter(m_name, m_type, "", m_flag, false);
+        test.addParameter(m_parameter);
+    }
+
     /// The value given, or the default.
     [[nodiscard]] T value() const {
         T given = m_default;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -100,7 +101,8 @@ public:
 
     /// The text of the last failure.
     [[nodiscard]] zel::String getLastErrorStr();
-    /// The layer's own retries per operation (first attempt not counted). Default 0.
+    /// The layer's own retries per operation (first attempt not counted). Default 0. Any thread may change
+    /// the number, also while an operation makes them.
     [[nodiscard]] std::uint32_t getRetryCount() const { return m_retryCount; }
     void setRetryCount(std::uint32_t retries) { m_retryCount = retries; }
     void setRetryCallbackBehavior(_LIBDRIVE2_RETRY_CALLBACK_BEHAVIOR behavior) { m_behavior = behavior; }
@@ -111,8 +113,8 @@ public:
     /// Watches all operations; not owned, null for none. Without one nothing is measured.
     void setObserver(DriveObserver* observer) { m_observer = observer; }
     /// These tell the observer: how many different sectors the test is about to visit, or how many positions
-    /// of one sector each; what it found bad, with the words of the operation that just failed; what it leaves
-    /// untested. DriveObserver says more.
+    /// of one sector each; what it found bad, with the words of the operation that just failed; what it
+    /// leaves untested. DriveObserver says more.
     void planSectors(std::uint64_t sectors);
     void planPositions(std::uint64_t positions);
     void condemnSectors(std::uint64_t lba, std::uint64_t count, SectorFault fault);
@@ -205,7 +207,7 @@ private:
     std::vector<ProtectedRange> m_protected;
     std::unique_ptr<DriveCallback> m_callback;
     zel::String m_errorText;
-    std::uint32_t m_retryCount = 0;
+    std::atomic<std::uint32_t> m_retryCount = 0;
     _LIBDRIVE2_RETRY_CALLBACK_BEHAVIOR m_behavior = LIBDRIVE2_RETRY_AND_REPORT;
     bool m_recovered = false;
     bool m_isRepeat = false;

@@ -1,6 +1,7 @@
 #include "drivetest/ExitStatus.h"
 #include "drivetest/commands/Commands.h"
 #include "drivetest/devices/Drives.h"
+#include "drivetest/run/HurryWatch.h"
 #include "drivetest/run/RunHost.h"
 #include "drivetest/run/Setup.h"
 #include "drivetest/run/Signals.h"
@@ -13,6 +14,7 @@
 #include "libDrive2/DeviceOpeners.h"
 #include "quix5/DiagModule.h"
 #include "quix5/Library.h"
+#include "quix5/ParameterText.h"
 #include "quix5/Runner.h"
 #include "quix5/StopRequest.h"
 #include "zel/Resource.h"
@@ -142,6 +144,7 @@ TestResult runPrepared(PreparedRun& run, RunHost& host, Console& console) {
         const ProgressDisplay display(
             console, run.test->descriptor.name().utf8() + " " + run.device.osLocator().utf8(),
             [&host] { return host.snapshot(); });
+        const HurryWatch hurry([&host] { host.giveUpAttempts(); });
         // What stood in the way may be gone by now, but nothing was prepared for writing.
         const bool writes = run.writes && !run.obstacle;
         const std::uint32_t access = libDrive2::kAccessRead | (writes ? libDrive2::kAccessWrite : 0);
@@ -176,13 +179,37 @@ int finishJournal(PreparedRun& run, const TestResult& result, const RunHost& hos
     return restored && !isLost ? exitStatusOf(result) : kExitNotRestored;
 }
 
+/// To the person, and as what kept the test from a verdict.
+void tellProblem(PreparedRun& run, const char* symptom, const std::string& sentence, Console& console) {
+    console.line("         " + sentence);
+    if (run.record != nullptr)
+        run.record->addProblem(symptom, sentence);
+}
+
+/// What is valid for the parameters in "NAME:VALUE, NAME:VALUE".
+void describeParameters(const quix5::Test& test, const zel::String& refused, Console& console) {
+    for (const zel::String& item : refused.tokenize(", "))
+        if (const zel::Array<zel::String> name = item.tokenize(":");
+            !name.isEmpty() && quix5::findParameter(test, name[0]) != nullptr)
+            console.line("         " + name[0].utf8() + ": " + describeText("Parameter." + name[0].utf8()));
+}
+
 int finish(PreparedRun& run, const TestResult& result, const RunHost& host, Console& console) {
     const int status = finishJournal(run, result, host, console);
+    setAtStake(AtStake::nothing);
     const std::string reason = libDrive2::lastOpenErrorStr().utf8();
     if (run.obstacle && run.obstacle->isKnownToTest && exitStatusOf(result) == run.obstacle->status)
         console.line("         " + run.obstacle->reason + "; " + run.obstacle->advice);
     else if (host.statistics() == nullptr && result == TestResult::CANNOTRUN && !reason.empty())
-        console.line("         " + reason);
+        tellProblem(run, "driveNotOpened", reason, console);
+    else if (result == TestResult::CANNOTRUN && !host.lossOfAccess().empty())
+        tellProblem(
+            run, "driveLost",
+            run.device.osLocator().utf8() +
+                " could be opened, and stopped taking commands while it was tested: " + host.lossOfAccess(),
+            console);
+    else if (result == TestResult::BADPARAMS)
+        describeParameters(run.test->descriptor, host.refusedValues(), console);
     else if (result == TestResult::INCORRECTMEDIA && isOptical(*run.test))
         console.line(
             run.writes
@@ -249,6 +276,8 @@ int runTests(const RunOptions& options) {
     }
     if (run.record != nullptr)
         run.record->begin(run.test->descriptor, run.device, options.commandLine);
+    if (const WatchedJournal* const watched = run.journal.watched(); watched != nullptr)
+        setAtStake(watched->outlivesCrash() ? AtStake::journaledSectors : AtStake::unprotectedSectors);
     const TestResult result = runPrepared(run, host, console);
     const int status = finish(run, result, host, console);
     zel::Clock::install(nullptr);

@@ -150,6 +150,13 @@ void RunRecord::addRunError(const quix5::Event& event, quix5::SourceLocation whe
                                   {"sourceLocation", jsonOf(where)}});
 }
 
+void RunRecord::addProblem(const char* symptom, const std::string& message) {
+    m_hasError = true;
+    m_writer->writeStep(
+        "error",
+        {{"symptom", symptom}, {"message", message}, {"softwareInfoIds", Json::array({kSoftwareId})}});
+}
+
 void RunRecord::addLog(const zel::String& logger, int priority, const zel::String& text) {
     m_writer->writeStep("log",
                         {{"severity", severityOf(priority)}, {"message", (logger + ": " + text).utf8()}});
@@ -200,9 +207,7 @@ void RunRecord::addUnrestored(const std::vector<WatchedJournal::Range>& ranges, 
 void RunRecord::end(const TestResult& result, const EventCounts& counts, const DriveStatistics* statistics) {
     const Verdict verdict = verdictOf(result);
     if (std::string(verdict.status) == "ERROR" && !m_hasError)
-        m_writer->writeStep("error", {{"symptom", result.name()},
-                                      {"message", std::string("the test ended with ") + result.name()},
-                                      {"softwareInfoIds", Json::array({kSoftwareId})}});
+        addProblem(result.name(), std::string("the test ended with ") + result.name());
     if (statistics != nullptr) {
         writeRate(*statistics,
                   {libDrive2::DriveOperation::read, "readRate", "ReadSpeedInfo", "ReadRateThreshold"});

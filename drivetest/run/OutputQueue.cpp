@@ -196,7 +196,9 @@ bool OutputQueue::wait(const std::function<bool()>& isPatient) const {
 bool OutputQueue::finish() {
     static const Clock::time_point firstCall = Clock::now();
     const Clock::time_point end = std::max(firstCall + kPatience, Clock::now() + kLeastPatience);
-    const bool idle = wait([end] { return !quix5::StopRequest::made() || Clock::now() < end; });
+    const bool idle = wait([end] {
+        return !quix5::StopRequest::made() || (Clock::now() < end && !quix5::StopRequest::isInsistedOn());
+    });
     const std::lock_guard lock(m_state->mutex);
     if (!idle && !m_state->isIdle()) {
         m_state->givenUp = true;

@@ -12,6 +12,9 @@ namespace {
 /// A drive with a million bad sectors must not bury everything else on the screen.
 constexpr std::uint64_t kShownPerKey = 20;
 
+/// The variable by which a test names the parameters whose values it refuses: "NAME:VALUE, NAME:VALUE".
+constexpr const char* kRefusedValues = "params";
+
 }  // namespace
 
 RunHost::RunHost(Console& console, RunRecord* record, OutputQueue* log, bool prompts)
@@ -19,12 +22,24 @@ RunHost::RunHost(Console& console, RunRecord* record, OutputQueue* log, bool pro
 
 ProgressSnapshot RunHost::snapshot() {
     const std::lock_guard lock(m_mutex);
-    const std::string activity = quix5::StopRequest::made() ? "stopping after this transfer" : m_activity;
+    const char* const stopping =
+        quix5::StopRequest::isInsistedOn()
+            ? "stopping without further attempts; Ctrl-C once more ends at once, and restores nothing"
+            : "stopping after this transfer; Ctrl-C again gives up further attempts";
     return {m_percent, m_statistics != nullptr ? m_statistics->bytesMoved() : 0, m_errors, m_warnings,
-            activity};
+            quix5::StopRequest::made() ? stopping : m_activity};
+}
+
+void RunHost::giveUpAttempts() {
+    const std::lock_guard lock(m_mutex);
+    if (m_drive != nullptr)
+        m_drive->setRetryCount(0);
 }
 
 void RunHost::show(const quix5::Event& event, const char* type) {
+    for (const auto& [name, value] : event.variables())
+        if (name == kRefusedValues)
+            m_refusedValues = value.valueString().zelString();
     m_lastMessage = event.localizedMessage();
     const std::uint64_t shown = ++m_shown[event.key()];
     if (shown <= kShownPerKey)
@@ -124,6 +139,8 @@ quix5::TestResult RunHost::driveObtained(libDrive2::Drive& drive, const quix5::D
 }
 
 void RunHost::driveReleased() {
+    if (m_drive->lastError == libDrive2::LIBDRIVE2_NO_ACCESS)
+        m_lossOfAccess = m_drive->getLastErrorStr().utf8();
     // It points to the test, which is gone.
     m_drive->setCallback(nullptr);
     m_drive->setObserver(nullptr);
@@ -131,6 +148,7 @@ void RunHost::driveReleased() {
     if (m_journal != nullptr)
         putBackLeftovers();
     m_drive->setJournal(nullptr);
+    const std::lock_guard lock(m_mutex);
     m_drive = nullptr;
 }
 

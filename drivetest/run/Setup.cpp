@@ -7,6 +7,7 @@
 #include "drivetest/devices/AccessOrder.h"
 #include "drivetest/devices/Drives.h"
 #include "drivetest/terminal/Terminal.h"
+#include "quix5/Library.h"
 #include "quix5/ParameterText.h"
 #include "zel/Resource.h"
 
@@ -105,6 +106,13 @@ bool makeDevice(const std::string& locator, const std::vector<std::string>& prop
         device.setProperty(name, value);
     }
     return true;
+}
+
+std::string describeText(const std::string& key) {
+    zel::String text;
+    zel::Resource::getString(quix5::registeredLibrary(), key.c_str(), zel::ZELLocale::getGlobalLocale(),
+                             text);
+    return text.utf8();
 }
 
 void chooseLanguage(const std::string& option) {

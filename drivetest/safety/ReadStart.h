@@ -15,4 +15,7 @@ namespace drivetest {
 ExitStatus takeForReading(const quix5::DiagDevice& device, std::unique_ptr<libDrive2::DeviceLease>& lease,
                           Console& console);
 
+/// Says what of a file is no whole sector, and therefore not tested.
+void tellOfRest(const quix5::DiagDevice& device, const libDrive2::DeviceLease& lease, Console& console);
+
 }  // namespace drivetest

@@ -1,6 +1,7 @@
 #include "drivetest/safety/SafeStart.h"
 
 #include "drivetest/devices/Drives.h"
+#include "drivetest/safety/ReadStart.h"
 #include "drivetest/terminal/Terminal.h"
 #include "drivetest/terminal/Texts.h"
 #include "libDrive2/DeviceLockingManager.h"
@@ -46,6 +47,8 @@ void showDrive(const ConfirmationRequest& request, Console& console) {
         addToIdentity(sizeText(bytes));
     console.line(request.test.name().utf8() + " writes to " + path +
                  (identity.empty() ? "" : ": " + identity));
+    if (request.held.isHeld())
+        tellOfRest(device, request.held.lease(), console);
     const auto contents = libDrive2::DeviceLockingManager(device.osLocator()).contents();
     // Of a drive that cannot be looked at, the refusal tells.
     if (contents.isEmpty() && !request.obstacle)

@@ -67,7 +67,12 @@ class BadInput(program.ProgramTest):
                 self.assertEqual((run.status, run.result(), run.end()), (2, "BADPARAMS", "ERROR/NOT_APPLICABLE"))
                 self.assertEqual([e["symptom"] for e in run.steps("error")], ["invalidParameters"])
                 self.assertIn(item, run.out)
-                self.assertEqual(run.out.count("\n"), 2, run.out)  # the sentence, and where the record lies
+                lines = run.out.splitlines()  # the sentence, what is valid for each, and where the record lies
+                self.assertEqual([line.split(":")[0].strip() for line in lines[1:-1]],
+                                 [each.split(":")[0] for each in item.split(", ")])
+                for line in lines[1:-1]:
+                    if "Range" in line:
+                        self.assertRegex(line, r"number.*10MB.*2\^30 bytes|10MB, 50%, MIN, MAX, MIN\+\.\.\., MAX-\.\.\..*2\^30 bytes")
 
     def test_a_drive_is_no_place_for_output(self):
         image = self.path("drive.img")

@@ -38,7 +38,7 @@ class Contents(program.ImageTest):
         image = self.make_image(20 * MIB + 512)
         cache_area = self.original[:4 * MIB + 512] + 128 * (b"\x34\x12".ljust(256 * 512, b"\0"))
         for test, parameter, left in (("LinearPatternTest", "NumberOfPatterns=4", b"\x0f" * len(self.original)),
-                                      ("LinearPatternTest", "OverridePattern=a5", b"\xa5" * len(self.original)),
+                                      ("LinearPatternTest", "OverridePattern=0xA5", b"\xa5" * len(self.original)),
                                       ("CacheTest", "IsolateFailedLBA=no", cache_area)):
             with self.subTest(test=test, parameter=parameter):
                 self.make_image(0, (0, self.original))
