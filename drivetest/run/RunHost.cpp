@@ -139,8 +139,6 @@ quix5::TestResult RunHost::driveObtained(libDrive2::Drive& drive, const quix5::D
 }
 
 void RunHost::driveReleased() {
-    if (m_drive->lastError == libDrive2::LIBDRIVE2_NO_ACCESS)
-        m_lossOfAccess = m_drive->getLastErrorStr().utf8();
     // It points to the test, which is gone.
     m_drive->setCallback(nullptr);
     m_drive->setObserver(nullptr);
@@ -172,6 +170,8 @@ void RunHost::putBackLeftovers() {
 void RunHost::showCause() {
     using enum libDrive2::_LIBDRIVE2_ERROR_TYPES;
     const auto error = m_drive != nullptr ? m_drive->lastError : LIBDRIVE2_NO_ERROR;
+    if (error == LIBDRIVE2_NO_ACCESS)
+        m_lossOfAccess = m_drive->getLastErrorStr().utf8();
     const bool isOfDrive = error == LIBDRIVE2_NO_ACCESS || error == LIBDRIVE2_BUSY ||
                            error == LIBDRIVE2_WRITE_PROTECTED_MEDIUM ||
                            error == LIBDRIVE2_WRITE_PROTECTED_DEVICE;

@@ -60,7 +60,7 @@ class BadInput(program.ProgramTest):
         for parameters, item in ((["StartRange=min"], "StartRange:min"), (["EndRange=100%"], "EndRange:100%"),
                                  (["StartRange=1000"], "StartRange:1000, EndRange:MAX"),
                                  (["SectorPercentToTest=150"], "SectorPercentToTest:150"),
-                                 (["SectorPercentToTest=0.01"], "NumberOfSeeks:0, SectorPercentToTest:0.01"),
+                                 (["SectorPercentToTest=0.01"], "StartRange:MIN, EndRange:MAX, NumberOfSeeks:0, SectorPercentToTest:0.01"),
                                  (["StartRange=" + "9" * 10000], "StartRange:999")):
             with self.subTest(parameters=parameters):
                 run = self.run_test(DRIVE, *parameters)
