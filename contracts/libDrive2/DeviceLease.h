@@ -10,7 +10,8 @@ namespace libDrive2 {
 
 /// What a drive is taken for.
 enum class LeasePurpose : std::uint8_t {
-    look,   ///< to read from it; others may use it meanwhile
+    look,   ///< to see what it is; others may use it meanwhile
+    read,   ///< to read all of it; others may use it meanwhile, but not take it for writing
     write,  ///< for this process alone
 };
 
@@ -21,8 +22,8 @@ enum class LeasePurpose : std::uint8_t {
 class DeviceLease {
 public:
     /// Opens the drive (a device path, an image file, "sim:…") and finds out what it is. For writing: takes
-    /// it exclusively, with all its partitions. Null on failure; `failure` then has the type
-    /// LIBDRIVE2_BUSY when somebody uses it, and a text that says who.
+    /// it exclusively, with all its partitions. For reading: beside other readers. Null on failure; `failure`
+    /// then has the type LIBDRIVE2_BUSY when somebody uses it, and a text that says who.
     static std::unique_ptr<DeviceLease> take(const zel::String& locator, LeasePurpose purpose,
                                              DeviceStatus& failure);
     /// The locators of all block devices of this machine, partitions and mappings too, that can hold
@@ -46,7 +47,7 @@ public:
     virtual zel::Array<zel::String> users() = 0;
     /// See DeviceLockingManager.
     virtual zel::Array<VolumeContent> contents() = 0;
-    virtual bool isEncrypted(zel::String& reason) = 0;
+    virtual Encryption examineEncryption(zel::String& reason) = 0;
     /// Whether it takes writes in the order of its zones only (a host-managed zoned drive, ZBC), so that no
     /// sector can be overwritten and put back in its place.
     [[nodiscard]] virtual bool takesWritesInOrderOnly() const { return false; }
@@ -55,6 +56,7 @@ public:
 
 protected:
     explicit DeviceLease(LeasePurpose purpose) : m_purpose(purpose) {}
+    [[nodiscard]] LeasePurpose purpose() const { return m_purpose; }
 
 private:
     LeasePurpose m_purpose;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -103,7 +104,8 @@ public:
     /// The device's own words in it (sense, status, registers), without the place where that is known; empty
     /// after a success, or where it gave none.
     [[nodiscard]] zel::String lastErrorWords() const;
-    /// The layer's own retries per operation (first attempt not counted). Default 0.
+    /// The layer's own retries per operation (first attempt not counted). Default 0. Any thread may change
+    /// the number, also while an operation makes them.
     [[nodiscard]] std::uint32_t getRetryCount() const { return m_retryCount; }
     void setRetryCount(std::uint32_t retries) { m_retryCount = retries; }
     void setRetryCallbackBehavior(_LIBDRIVE2_RETRY_CALLBACK_BEHAVIOR behavior) { m_behavior = behavior; }
@@ -211,7 +213,7 @@ private:
     zel::String m_errorText;
     zel::String m_errorWords;
     std::uint64_t m_lastLba = 0;  ///< of the last operation
-    std::uint32_t m_retryCount = 0;
+    std::atomic<std::uint32_t> m_retryCount = 0;
     _LIBDRIVE2_RETRY_CALLBACK_BEHAVIOR m_behavior = LIBDRIVE2_RETRY_AND_REPORT;
     bool m_recovered = false;
     bool m_isRepeat = false;

@@ -80,7 +80,9 @@ LinuxLease::~LinuxLease() {
 DeviceStatus LinuxLease::begin() {
     DeviceStatus status = identify(m_identity);
     zel::String reason;
-    if (status.ok() && isExclusive() && !m_volumes.lock(reason))
+    const bool isLocked = !status.ok() || purpose() == LeasePurpose::look ||
+                          (isExclusive() ? m_volumes.lock(reason) : m_volumes.lockForReading(reason));
+    if (!isLocked)
         return {LIBDRIVE2_BUSY, reason};
     if (!status.ok())
         status.text = m_path + " cannot be used: " + status.text;

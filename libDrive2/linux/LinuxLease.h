@@ -19,7 +19,7 @@ public:
     bool isUnchanged(zel::String& difference) override;
     zel::Array<zel::String> users() override { return m_volumes.holders(); }
     zel::Array<VolumeContent> contents() override { return m_volumes.contents(); }
-    bool isEncrypted(zel::String& reason) override { return m_volumes.isEncrypted(reason); }
+    Encryption examineEncryption(zel::String& reason) override { return m_volumes.examineEncryption(reason); }
     [[nodiscard]] bool takesWritesInOrderOnly() const override;
     SharedBlockHandle openBlock(bool writable, zel::String& reason) override;
 

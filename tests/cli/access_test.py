@@ -18,15 +18,14 @@ class Access(program.ProgramTest):
 
     def test_the_order_picks_the_drive(self):
         for kind, order, expected in (("scsi", None, "OSScsiSBCDrive"), ("scsi", ":2", "ScsiSBCDrive"),
-                                      ("scsi", ":6", "OSDrive"), ("scsi", ":x", "OSScsiSBCDrive"),
+                                      ("scsi", ":6", "OSDrive"),
                                       ("ata", None, "OSDrive"), ("ata", ":1", "AtaDrive"),
                                       ("ata,emulated", ":1:2", "ScsiSBCDrive"), ("nvme", ":4:8", "NVMeDrive"),
                                       ("ufi", None, "UFIFloppyDrive")):
             with self.subTest(kind=kind, order=order):
-                run, log, made = self.reach("sim:%s,sectors=2000,bad=7+1999" % kind, *([ORDER + order] if order else []))
+                run, _, made = self.reach("sim:%s,sectors=2000,bad=7+1999" % kind, *([ORDER + order] if order else []))
                 self.assertEqual((made, run.coverage()), ([expected], "2000 = 1998 + 2 + 0"))
                 self.assertEqual(run.events(), ["readSectorErr ReadSector=7", "readSectorErr ReadSector=1999"])
-                self.assertEqual("Token 1 in serialization is not a valid unsigned int" in log, order == ":x")
 
     def test_refuses_what_cannot_be_reached_so(self):
         run, _, made = self.reach("sim:scsi", ORDER + ":8")

@@ -64,6 +64,71 @@ class Stop(program.ProgramTest):
         self.assertEqual(process.wait(30), 130)
 
 
+class Insistence(program.ImageTest):
+    """A drive that fails forever, and a person who does not want to wait."""
+    FOREVER = "RetryCount=4294967295"
+
+    def begin(self, test, device, *options):
+        process = subprocess.Popen(self.command("run", test, device, "-p", self.FOREVER, "--events", self.record, *options),
+                                   stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True)
+        self.addCleanup(process.stderr.close)
+        self.addCleanup(process.wait)
+        self.addCleanup(process.kill)
+        return process
+
+    def signal_often(self, process, times):
+        """Each when the one before was taken: two that wait are one."""
+        for _ in range(times):
+            process.send_signal(signal.SIGINT)
+            self.wait_for(lambda: process.poll() is not None or self.pending(process) == 0)
+
+    @staticmethod
+    def pending(process):
+        with open("/proc/%d/status" % process.pid, encoding="ascii") as status:
+            return int(next(line.split()[1] for line in status if line.startswith("ShdPnd:")), 16)
+
+    def wait_for(self, happened):
+        end = time.monotonic() + 60
+        while not happened():
+            self.assertLess(time.monotonic(), end)
+            time.sleep(0.01)
+
+    def test_the_second_gives_up_attempts_and_restores(self):
+        image = self.make_image(1 << 20)
+        for test, fault, options in (("LinearReadTest", "bad=100", []), ("LinearPatternTest", "bad-write=100", ["--confirm", "S1"])):
+            with self.subTest(test=test):
+                process = self.begin(test, "sim:disk,serial=S1,image=%s,%s" % (image, fault), *options)
+                self.wait_for(lambda: os.path.exists(self.record) and os.path.getsize(self.record) > 300)
+                if options:
+                    self.wait_for(self.changed)
+                self.signal_often(process, 1)
+                with self.assertRaises(subprocess.TimeoutExpired):
+                    process.wait(0.5)
+                self.signal_often(process, 1)
+                process.wait(30)
+                self.assertEqual((process.returncode in (1, 130), self.changed()), (True, []))
+                self.check_record(self.record)
+                os.remove(self.record)
+
+    def test_the_third_ends_at_once_and_leaves_the_journal(self):
+        device = "sim:disk,serial=S1,image=%s,bad-write=100" % self.make_image(1 << 20)
+        for options, sentence in (([], 'the journal keeps their data, and "drivetest recover" puts it back'),
+                                  (["--no-journal"], "no journal keeps their data")):
+            with self.subTest(options=options):
+                process = self.begin("LinearPatternTest", device, "--confirm", "S1", *options)
+                self.wait_for(self.changed)
+                self.signal_often(process, 3)
+                self.assertEqual(process.wait(30), 9)
+                said = process.stderr.read()
+                self.assertIn("drivetest: ended at once: sectors may hold what the test wrote", said)
+                self.assertIn(sentence, said)
+                self.assertNotEqual(self.changed(), [])
+                os.remove(self.record)
+                if not options:
+                    recovered = self.start("recover", "sim:disk,serial=S1,image=" + self.image)
+                    self.assertEqual((recovered.returncode, self.changed()), (0, []), recovered.stderr)
+
+
 class AtATerminal(program.ProgramTest):
     def test_status_line_is_drawn_in_place_and_fits(self):
         status, seen = self.converse(["run", "LinearReadTest", ENDLESS], [(" 0 %", "\x03")], columns=60)
