@@ -33,6 +33,7 @@ protected:
         model = openOpticalDrive(locator);
         quix5::DiagDevice device;
         device.setLocators(locator, "");
+        device.setName("the writer");
         Profiles::forget();
         LIBDRIVE2_MEDIA_STATE state{};
         const auto number = static_cast<std::uint32_t>(selector[1] - '0');
@@ -43,6 +44,7 @@ protected:
         const std::string type = made ? typeid(*made).name() : "";
         std::smatch name;
         std::regex_search(type, name, std::regex("[A-Z][A-Za-z]+Drive"));
+        EXPECT_TRUE(!made || made->name == "the writer");
         return std::to_string(state) + name.str();
     }
     /// The medium in the drive.
