@@ -22,7 +22,7 @@ public:
 
     bool isEncrypted(zel::String& reason) override { return m_lease.isEncrypted(reason); }
     bool lock(zel::String& /*reason*/) override { return true; }
-    bool unlock(zel::String& /*reason*/) override { return true; }
+    bool unlock(zel::String& reason) override { return m_lease.unlockVolumes(reason); }
     zel::Array<zel::String> holders() override { return m_lease.users(); }
     zel::Array<VolumeContent> contents() override { return m_lease.contents(); }
 

@@ -18,6 +18,7 @@ public:
     bool isUnchanged(zel::String& difference) override;
     zel::Array<zel::String> users() override;
     zel::Array<VolumeContent> contents() override { return m_volumes->contents(); }
+    bool unlockVolumes(zel::String& reason) override { return m_volumes->unlock(reason); }
     bool isEncrypted(zel::String& reason) override { return m_volumes->isEncrypted(reason); }
     SharedBlockHandle openBlock(bool writable, zel::String& reason) override;
 
