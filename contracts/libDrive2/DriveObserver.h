@@ -39,15 +39,18 @@ struct CondemnedSectors {
     const zel::String& words;
 };
 
-/// Watches a drive's operations and what a test makes of them; installed with Drive::setObserver, not owned. Called on the test's thread
-/// after every operation: it must be quick and must not call the drive.
+/// Watches a drive's operations and what a test makes of them; installed with Drive::setObserver, not owned.
+/// Called on the test's thread after every operation: it must be quick and must not call the drive.
 class DriveObserver {
 public:
     virtual ~DriveObserver() = default;
     virtual void onOperation(const DriveOperationReport& report) = 0;
+    /// A removable medium is ready, and has this size: perhaps not what the drive had before.
+    virtual void onMedium(std::uint64_t /*sectors*/, std::uint32_t /*sectorBytes*/) {}
     /// The test is about to visit this many different sectors.
     virtual void onPlan(std::uint64_t /*sectors*/) {}
-    /// The test is about to visit this many positions, of one sector each, perhaps some of them several times.
+    /// The test is about to visit this many positions, of one sector each, perhaps some of them several
+    /// times.
     virtual void onPlanPositions(std::uint64_t /*positions*/) {}
     /// The test turns to these sectors: all it does inside them until the next such call, or an operation
     /// outside of them, is one visit.
