@@ -30,7 +30,8 @@ struct PreparedRun {
     std::unique_ptr<quix5::Module> module;
     const quix5::OfferedTest* test = nullptr;
     quix5::DiagDevice device;
-    HeldDrive held;  ///< of a test that writes; goes last
+    HeldDrive held;                                 ///< of a test that writes; goes last
+    std::unique_ptr<libDrive2::DeviceLease> quiet;  ///< of an optical drive that is read; null without
     bool writes = false;
     std::optional<Obstacle> obstacle;  ///< what the guard of tests that write will refuse
     RunJournal journal;
@@ -121,6 +122,17 @@ ExitStatus prepareWriting(const RunOptions& options, PreparedRun& run, Console& 
     return run.journal.prepare({run.device, run.held, options.journalFolder,
                                 preservesData(run.test->descriptor), options.journal, options.verifyRestores},
                                console);
+}
+
+/// Holds an optical drive for a test that reads: whoever mounts media as they come in would disturb it. A
+/// disc that is in use already, and a generic node, which cannot be held, are read all the same.
+void holdOffMounters(PreparedRun& run) {
+    const zel::String& locator = run.device.osLocator();
+    if (run.held.isHeld() || !run.device.hasCapability(quix5::DeviceCapability::SCSIMMC) ||
+        locator.utf8().starts_with("sim:"))
+        return;
+    libDrive2::DeviceStatus ignored;
+    run.quiet = libDrive2::DeviceLease::take(locator, libDrive2::LeasePurpose::write, ignored);
 }
 
 void warnOfMissingTexts() {
@@ -231,14 +243,17 @@ int runTests(const RunOptions& options) {
         return quix5::StopRequest::made() ? kExitUserAborted : kExitUsage;
     }
     startOutputs(options, run);
+    holdOffMounters(run);
     warnOfMissingTexts();
     zel::LogFactory::setPriority(options.logPriority);
     zel::SkippingClock simulatedTime;
     if (options.device.starts_with("sim:"))
         zel::Clock::install(&simulatedTime);
 
-    // Nobody could answer without a terminal.
-    RunHost host(console, run.record.get(), run.logQueue.get(), options.prompts && isTerminal(stdin));
+    // Nobody could answer without a terminal; and what was confirmed is the drive with the medium that it
+    // had.
+    const bool mayPrompt = options.prompts && isTerminal(stdin) && (!run.writes || isOptical(*run.test));
+    RunHost host(console, run.record.get(), run.logQueue.get(), mayPrompt);
     host.setJournal(run.journal.watched());
     std::optional<UseWatch> watch;
     if (run.held.isHeld()) {
