@@ -139,11 +139,11 @@ std::uint64_t LinuxLease::mediumNumber() const {
     struct stat found {};
     if (fstat(m_descriptor.get(), &found) != 0 || !S_ISBLK(found.st_mode))
         return 0;
-    // It makes the kernel look.
+    const SysfsBlock device(found.st_rdev);
     const MediumProbe probe(pathOfDescriptor(m_descriptor.get()), found);
-    return probe.isRemovable() && probe.hasMedium()
-               ? SysfsBlock(found.st_rdev).disk().numberAttribute("diskseq")
-               : 0;
+    // Asking for the medium makes the kernel look. An optical drive is held for whatever is put into it.
+    const bool counts = probe.isRemovable() && !device.isOptical() && probe.hasMedium();
+    return counts ? device.disk().numberAttribute("diskseq") : 0;
 }
 
 bool LinuxLease::isSameMedium(zel::String& difference) {

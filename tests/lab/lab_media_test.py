@@ -84,7 +84,7 @@ class PutIn(lab_test.LabTest):
     def test_nobody_mounts_the_disc_that_a_test_waits_for(self):
         self.take_out(CD_DRIVE)
         run = self.ask("/dev/sr0", MMC)
-        status, said = self.lab.guest.run("mkdir -p /cd; mount -t iso9660 /dev/sr0 /cd")
+        status, said = self.lab.guest.run("mkdir -p /cd; modprobe ext4; mount -r -t ext4 /dev/sr0 /cd")
         self.put(CD_DRIVE, 0)
         run.ended(60)
         self.assertNotEqual(status, 0)
