@@ -27,7 +27,7 @@ class EmptyDrive:
 
 FLOPPY_DRIVE = EmptyDrive("fd", ["-device", "floppy,id=fd,bus=fdc.0,unit=1,drive-type=144"], "echo fd1", 512, (2880, 1440))
 CARD_READER = EmptyDrive("card", ["-drive", "if=none,id=card", "-device", "usb-storage,bus=usb.0,removable=on,drive=card"],
-                         "grep -lx 1 /sys/block/sd*/removable | cut -d/ -f4", 512, (8192, 3000))
+                         "grep -slx 1 /sys/block/sd*/removable | cut -d/ -f4", 512, (8192, 3000))
 CD_DRIVE = EmptyDrive("cd", ["-device", "ide-cd,id=cd,bus=ide.0"], "echo sr0", 2048, (900, 500))
 METHODS = {FLOPPY_DRIVE: (FLOPPY,), CARD_READER: (BLOCK_AND_SCSI, SCSI, BLOCK), CD_DRIVE: (MMC, BLOCK)}
 
@@ -51,6 +51,8 @@ class PutIn(lab_test.LabTest):
         """Starts a test that comes to ask for a medium."""
         run = self.lab.start("LinearReadTest", path, method, options=[AT_A_TERMINAL])
         run.wait_until(lambda: "prompting for media" in run.log())
+        if "prompting for media" not in run.log():
+            self.fail(run.ended().out)
         return run
 
     def take_out(self, drive):
@@ -58,7 +60,8 @@ class PutIn(lab_test.LabTest):
 
     def put(self, drive, number):
         self.lab.guest.qemu("blockdev-change-medium", **drive.place, format="raw",
-                            filename=str(self.lab.folder / f"{drive.name}-{number}.img"), **{"read-only-mode": "read-only"})
+                            filename=str(self.lab.folder / f"{drive.name}-{number}.img"),
+                            **{"read-only-mode": "read-only" if drive is CD_DRIVE else "read-write"})
 
     def check_drive(self, drive):
         path = self.lab.node(drive.node)
