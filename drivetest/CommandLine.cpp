@@ -48,8 +48,8 @@ void addRunOptions(CLI::App& command, RunOptions& options) {
             "Kinds: disk scsi ata nvme floppy ufi optical\n"
             "Keys: sectors=N sector-size=N image=PATH bad=A+B-C bad-write= bad-seek= corrupt=\n"
             "transient=LBA:TIMES slow=A-B:MS gone-at=N busy-at=N speed=MB/s serial=TEXT\n"
-            "media=none wp removable encrypted recovered=A+B-C temperature=N sense=descriptor\n"
-            "locked emulated\n"
+            "media=MEDIUM>MEDIUM... (none disk disk:SECTORS) wp removable encrypted locked emulated\n"
+            "recovered=A+B-C temperature=N sense=descriptor volumes=busy|stuck\n"
             "optical: media=NAME>NAME... (none cdrom cdaudio cdmixed cdr cdrw cdrw-ow dvdrom dvdr dvdrw\n"
             "dvdrw-ow dvdr-dl dvdr-dl-lj dvdrw-dl dvd+r dvd+rw dvd+r-dl dvd+rw-dl dvdram bdrom bdr\n"
             "bdr-random bdre) state=blank|appendable|closed|unformatted tray=no performance=none")

@@ -22,7 +22,7 @@ public:
 
     Encryption examineEncryption(zel::String& reason) override { return m_lease.examineEncryption(reason); }
     bool lock(zel::String& /*reason*/) override { return true; }
-    bool unlock(zel::String& /*reason*/) override { return true; }
+    bool unlock(zel::String& reason) override { return m_lease.unlockVolumes(reason); }
     zel::Array<zel::String> holders() override { return m_lease.users(); }
     zel::Array<VolumeContent> contents() override { return m_lease.contents(); }
 

@@ -36,15 +36,21 @@ public:
 
     [[nodiscard]] virtual const zel::String& locator() const = 0;
     [[nodiscard]] bool isExclusive() const { return m_purpose == LeasePurpose::write; }
-    /// What the drive was when it was taken.
+    /// What the drive was when it was taken; no sectors for one without a medium.
     [[nodiscard]] virtual const DriveIdentity& identity() const = 0;
     /// A path that leads to the descriptor's drive for as long as the lease lives, and to no other; empty
     /// where the system has none.
     [[nodiscard]] virtual zel::String descriptorPath() const = 0;
     /// Asks the descriptor again. False, with what is different, when the drive is gone or is another one.
     virtual bool isUnchanged(zel::String& difference) = 0;
+    /// Whether the medium in a removable drive is the one of then; true of a lease that was taken without
+    /// one. False, with what is different, also when the system cannot rule out that it was changed.
+    virtual bool isSameMedium(zel::String& /*difference*/) { return true; }
     /// Who uses the drive beside this lease; looked for again at each call.
     virtual zel::Array<zel::String> users() = 0;
+    /// False when partitions or volumes of the drive could not be given back to the system. The drive itself
+    /// stays in hand.
+    virtual bool unlockVolumes(zel::String& /*reason*/) { return true; }
     /// See DeviceLockingManager.
     virtual zel::Array<VolumeContent> contents() = 0;
     virtual Encryption examineEncryption(zel::String& reason) = 0;

@@ -158,8 +158,10 @@ int runTests(const RunOptions& options) {
     if (options.device.starts_with("sim:"))
         zel::Clock::install(&simulatedTime);
 
-    // Nobody could answer without a terminal.
-    RunHost host(console, run.record.get(), run.logQueue.get(), options.prompts && isTerminal(stdin));
+    // Nobody could answer without a terminal; and what was confirmed is the drive with the medium that it
+    // had.
+    const bool mayPrompt = options.prompts && isTerminal(stdin) && (!run.writes || isOptical(*run.test));
+    RunHost host(console, run.record.get(), run.logQueue.get(), mayPrompt);
     host.setJournal(run.journal.watched());
     if (options.slowMs != 0)
         host.setSlowLimit(std::chrono::milliseconds(options.slowMs));

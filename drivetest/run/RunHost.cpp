@@ -115,7 +115,7 @@ quix5::MessageBox2* RunHost::createMessageBox2(const zel::String& text, const ze
 /// confirmed.
 bool RunHost::isHeldDrive(libDrive2::Drive& drive) {
     std::string difference;
-    if (!m_held->isUnchanged(difference)) {
+    if (!m_held->isAsShown(difference)) {
         m_console.line("error:   " + difference + "; nothing was written");
         return false;
     }

@@ -8,8 +8,25 @@
 
 namespace drivetest {
 
+namespace {
+
+/// Whoever mounts media as they come in would disturb the test of an optical drive. A disc that is in use
+/// already, and a generic node, which cannot be held, are read all the same.
+std::unique_ptr<libDrive2::DeviceLease> holdOffMounters(const quix5::DiagDevice& device) {
+    libDrive2::DeviceStatus ignored;
+    if (!device.hasCapability(quix5::DeviceCapability::SCSIMMC) ||
+        device.osLocator().utf8().starts_with("sim:"))
+        return nullptr;
+    return libDrive2::DeviceLease::take(device.osLocator(), libDrive2::LeasePurpose::write, ignored);
+}
+
+}  // namespace
+
 ExitStatus takeForReading(const quix5::DiagDevice& device, std::unique_ptr<libDrive2::DeviceLease>& lease,
                           Console& console) {
+    lease = holdOffMounters(device);
+    if (lease != nullptr)
+        return kExitPass;
     libDrive2::DeviceStatus failure;
     lease = libDrive2::DeviceLease::take(device.osLocator(), libDrive2::LeasePurpose::read, failure);
     if (failure.type == libDrive2::LIBDRIVE2_BUSY) {

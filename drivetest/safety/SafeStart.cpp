@@ -70,7 +70,7 @@ ExitStatus refuse(const std::string& sentence, ExitStatus status) {
 /// What was confirmed is the drive that was shown: a person takes long enough to change it.
 ExitStatus checkUnchanged(const ConfirmationRequest& request) {
     std::string difference;
-    if (!request.held.isHeld() || request.held.isUnchanged(difference))
+    if (!request.held.isHeld() || request.held.isAsShown(difference))
         return kExitPass;
     return refuse(difference + "; nothing was written", kExitCannotRun);
 }
@@ -101,6 +101,13 @@ std::optional<Obstacle> findObstacle(const DiagDevice& device, const HeldDrive& 
         return Obstacle{kExitCannotRun, reason,
                         "tests that write leave alone what is encrypted: decrypt or wipe it first, or run a "
                         "test that reads"};
+    // What comes into the drive later was neither shown nor confirmed. Optical media are another matter: what
+    // is recorded goes to new ones.
+    if (held.isHeld() && held.identity().sectors == 0 &&
+        device.hasCapability(quix5::DeviceCapability::RemovableStorage) &&
+        !device.hasCapability(quix5::DeviceCapability::SCSIMMC))
+        return Obstacle{kExitMedia, "there is no medium in " + device.osLocator().utf8(),
+                        "put in the one that may be written to, so that it can be shown, then start again"};
     if (isBusy)
         return Obstacle{kExitBusy, held.failure().text.utf8(),
                         "unmount it, switch swap off, stop what uses it, then try again"};

@@ -12,6 +12,7 @@
 #include "libDrive2/PlatformOpeners.h"
 #include "libDrive2/linux/ErrnoError.h"
 #include "libDrive2/linux/LinuxBlockHandle.h"
+#include "libDrive2/linux/MediumProbe.h"
 #include "libDrive2/linux/StorageUsers.h"
 #include "libDrive2/linux/SysfsBlock.h"
 #include "libDrive2/linux/VolumeSignatures.h"
@@ -97,7 +98,18 @@ FileDescriptor LinuxVolumes::reopen(int flags) {
     // waiting for its other end. Others are not ready before they were opened for waiting.
     const bool isDrive = S_ISREG(status->st_mode) || S_ISBLK(status->st_mode);
     const int patience = isDrive && !isOptical() ? 0 : O_NONBLOCK;
-    return openFile("/proc/self/fd/" + std::to_string(m_opened.get()), flags | patience);
+    const std::string path = "/proc/self/fd/" + std::to_string(m_opened.get());
+    const MediumProbe probe(path, *status);
+    FileDescriptor opened = openFile(path, flags | patience);
+    // A drive without a medium can be held, too.
+    if (!opened && probe.meansNoMedium(errno))
+        opened = openFile(path, flags | O_NONBLOCK);
+    return opened;
+}
+
+bool LinuxVolumes::hasMedium() {
+    const auto status = found();
+    return status && MediumProbe("/proc/self/fd/" + std::to_string(m_opened.get()), *status).hasMedium();
 }
 
 bool LinuxVolumes::isOptical() {
@@ -124,9 +136,9 @@ Encryption LinuxVolumes::examineEncryption(zel::String& reason) {
         reason = m_path + " cannot be examined for encrypted volumes: " + errnoStatus(errno).text;
         return Encryption::unexamined;
     }
-    // Nor is there a volume where an optical medium holds no recording yet.
+    // Nor is there a volume without a medium, or where an optical medium holds no recording yet.
     std::uint8_t first = 0;
-    if (isOptical() && pread(device.get(), &first, 1, 0) != 1)
+    if (!hasMedium() || (isOptical() && pread(device.get(), &first, 1, 0) != 1))
         return Encryption::none;
     // Past the page cache, which reads the sectors beside the wanted ones too.
     const auto handle = LinuxBlockHandle::open("/proc/self/fd/" + std::to_string(device.get()), kAccessRead,

@@ -39,6 +39,7 @@ private:
     /// Another descriptor of the same; with errno set when there is none.
     FileDescriptor reopen(int flags);
     bool isOptical();
+    bool hasMedium();
     bool lockAgainstOthers(int fd, bool isBlockDevice, bool writable, zel::String& reason) const;
     bool lockOtherPaths(zel::String& reason);
     zel::String describeBusy();

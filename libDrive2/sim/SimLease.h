@@ -21,6 +21,7 @@ public:
     Encryption examineEncryption(zel::String& reason) override {
         return m_volumes->examineEncryption(reason);
     }
+    bool unlockVolumes(zel::String& reason) override { return m_volumes->unlock(reason); }
     SharedBlockHandle openBlock(bool writable, zel::String& reason) override;
 
 private:

@@ -9,6 +9,8 @@ namespace libDrive2 {
 
 namespace {
 
+constexpr const char* kInUse = "the simulated drive is in use";
+
 class SimVolumes : public DeviceLockingManager::Volumes {
 public:
     explicit SimVolumes(const zel::String& locator)
@@ -28,10 +30,18 @@ public:
     bool lock(zel::String& reason) override {
         if (!m_options)
             reason = m_error;
-        return m_options && (m_image == nullptr || m_image->lock(reason));
+        else if (is(SimVolumeState::busy))
+            reason = kInUse;
+        return m_options && !is(SimVolumeState::busy) && (m_image == nullptr || m_image->lock(reason));
     }
-    bool unlock(zel::String& reason) override { return m_image == nullptr || m_image->unlock(reason); }
+    bool unlock(zel::String& reason) override {
+        if (is(SimVolumeState::stuck))
+            reason = "the volumes of the simulated drive could not be given back";
+        return !is(SimVolumeState::stuck) && (m_image == nullptr || m_image->unlock(reason));
+    }
     zel::Array<zel::String> holders() override {
+        if (is(SimVolumeState::busy))
+            return {kInUse};
         return m_image != nullptr ? m_image->holders() : zel::Array<zel::String>();
     }
     zel::Array<VolumeContent> contents() override {
@@ -42,6 +52,8 @@ public:
     }
 
 private:
+    [[nodiscard]] bool is(SimVolumeState state) const { return m_options && m_options->volumes == state; }
+
     /// Of the file itself: an examination must not count among the drive's commands.
     Encryption examineImage(zel::String& reason) {
         SharedBlockHandle image = OsDevice::openOsDevice(m_options->imagePath, kAccessRead,

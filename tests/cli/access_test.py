@@ -37,5 +37,17 @@ class Access(program.ProgramTest):
             self.assertIn(sentence, process.stderr)
 
 
+class Volumes(program.ProgramTest):
+    def test_volumes_that_cannot_be_had_or_given_back(self):
+        for state, status, result, events, said in (
+                ("busy", 5, "DEVICEBUSY", ["cannotOpenAccessDenied"], "the simulated drive is in use"),
+                ("stuck", 0, "PASS", [], "Unable to unlock one or more volumes")):
+            drive = "sim:disk,sectors=100,volumes=" + state
+            run = self.run_test(drive, test="LinearPatternTest", options=("--confirm", drive, "--log", self.path(state)))
+            with open(self.path(state), encoding="utf-8") as log:
+                self.assertIn(said, run.out + log.read())
+            self.assertEqual((run.status, run.result(), run.events()), (status, result, events), run.out)
+
+
 if __name__ == "__main__":
     unittest.main()

@@ -139,13 +139,36 @@ class AtATerminal(program.ProgramTest):
 
     def test_prompts_for_a_medium(self):
         drive = "sim:disk,removable,media=none"
-        prompt = "Insert Media: Please insert a medium. [Enter: continue, c: cancel]"
+        prompt = "Insert a medium: Please insert a medium for this test. (DriveTst Simulated disk) [Enter: continue, c: cancel]"
         status, seen = self.converse(["run", "LinearReadTest", drive], [(prompt, "c\n")])
         self.assertEqual((status, seen.count(prompt)), (130, 1))
         status, seen = self.converse(["run", "LinearReadTest", drive, "-p", "MaxRetries=1"], [(prompt, "\n")])
         self.assertEqual((status, seen.count(prompt)), (4, 1))
         status, seen = self.converse(["run", "LinearReadTest", drive, "--no-prompt"], [])
         self.assertEqual((status, seen.count(prompt)), (4, 0))
+
+    def test_a_medium_put_in_at_the_prompt_is_tested_to_its_end(self):
+        drives = ["sim:%s,media=none>disk:1000" % kind for kind in ("disk,removable", "scsi,removable", "floppy", "ufi")]
+        for drive in drives:
+            with self.subTest(drive=drive):
+                record = self.path("record%d" % drives.index(drive))
+                # Nothing is drawn over the question, however long the answer takes.
+                status, seen = self.converse(["run", "LinearReadTest", drive, "--events", record],
+                                             [("cancel]", lambda: time.sleep(0.5) or "\n")], columns=200)
+                self.assertEqual(status, 0, seen)
+                self.assertIn("1000 requested = 1000 tested", seen)
+                self.assertNotIn("LinearReadTest sim:", seen.split("cancel]")[1].split("\n")[0])
+                run = program.Outcome(subprocess.CompletedProcess([], status, seen, ""), record)
+                self.assertEqual(sum(cells for code, cells in run.extensions("surface")[0]["outcomes"] if code == 1), 1000)
+
+    def test_only_the_medium_that_was_shown_is_written_to(self):
+        drive = "sim:disk,removable,media=none>disk"
+        status, seen = self.converse(["run", "LinearPatternTest", drive, "--confirm", drive], [], columns=200)
+        self.assertEqual((status, "[Enter" in seen), (4, False), seen)
+        self.assertIn("there is no medium in %s; put in the one that may be written to" % drive, seen)
+        verifying = ["run", "LinearPatternTest", drive + ":1000", "-p", "VerifyOnly=yes", "-p", "OverridePattern=00"]
+        status, seen = self.converse(verifying, [("cancel]", "\n")])
+        self.assertIn("1000 requested", seen)
 
 
 if __name__ == "__main__":
