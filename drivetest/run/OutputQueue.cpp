@@ -24,6 +24,8 @@ constexpr std::size_t kMostBytes = std::size_t{64} << 20;
 /// How soon a stop request is noticed while waiting.
 constexpr std::chrono::milliseconds kStopInterval{20};
 constexpr std::chrono::seconds kPatience{2};
+/// Of each queue once the stop is insisted on; who reads at all takes what is left in less.
+constexpr std::chrono::milliseconds kHurriedPatience{500};
 /// Each queue's share when others have used up the patience.
 constexpr std::chrono::milliseconds kLeastPatience{200};
 
@@ -196,8 +198,10 @@ bool OutputQueue::wait(const std::function<bool()>& isPatient) const {
 bool OutputQueue::finish() {
     static const Clock::time_point firstCall = Clock::now();
     const Clock::time_point end = std::max(firstCall + kPatience, Clock::now() + kLeastPatience);
-    const bool idle = wait([end] {
-        return !quix5::StopRequest::made() || (Clock::now() < end && !quix5::StopRequest::isInsistedOn());
+    const Clock::time_point hurriedEnd = std::min(end, Clock::now() + kHurriedPatience);
+    const bool idle = wait([end, hurriedEnd] {
+        const Clock::time_point last = quix5::StopRequest::isInsistedOn() ? hurriedEnd : end;
+        return !quix5::StopRequest::made() || Clock::now() < last;
     });
     const std::lock_guard lock(m_state->mutex);
     if (!idle && !m_state->isIdle()) {

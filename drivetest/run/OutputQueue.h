@@ -38,7 +38,7 @@ public:
     /// Whether something waits to be written.
     [[nodiscard]] bool isBusy() const;
     /// Waits until all is written; once a stop is requested, no longer than two seconds after the first call
-    /// in the process, and not at all once it is insisted on, and gives the rest up. False when something
+    /// in the process, and half a second once it is insisted on, and gives the rest up. False when something
     /// could not be written.
     bool finish();
     /// Whether finish() left something unwritten because nobody took it.

@@ -47,11 +47,12 @@ TestResult judgeSlowness(const RunOptions& options, const TestResult& result, co
     return judged;
 }
 
-/// To the person, and as what kept the test from a verdict.
-void tellProblem(PreparedRun& run, const char* symptom, const std::string& sentence, Console& console) {
+/// To the person, who has seen the cause, and in the record, with it, as what kept the test from a verdict.
+void tellProblem(PreparedRun& run, const char* symptom, const std::string& sentence, const std::string& cause,
+                 Console& console) {
     console.line("         " + sentence);
     if (run.record != nullptr)
-        run.record->addProblem(symptom, sentence);
+        run.record->addProblem(symptom, sentence + (cause.empty() ? "" : ": " + cause));
 }
 
 /// What is valid for the parameters in "NAME:VALUE, NAME:VALUE".
@@ -68,13 +69,12 @@ void explain(PreparedRun& run, const TestResult& result, const RunHost& host, Co
     if (run.obstacle && run.obstacle->isKnownToTest && exitStatusOf(result) == run.obstacle->status)
         console.line("         " + run.obstacle->reason + "; " + run.obstacle->advice);
     else if (host.statistics() == nullptr && result == TestResult::CANNOTRUN && !reason.empty())
-        tellProblem(run, "driveNotOpened", reason, console);
+        tellProblem(run, "driveNotOpened", reason, {}, console);
     else if (result == TestResult::CANNOTRUN && !host.lossOfAccess().empty())
-        tellProblem(
-            run, "driveLost",
-            run.device.osLocator().utf8() +
-                " could be opened, and stopped taking commands while it was tested: " + host.lossOfAccess(),
-            console);
+        tellProblem(run, "driveLost",
+                    run.device.osLocator().utf8() +
+                        " could be opened, and stopped taking commands while it was tested",
+                    host.lossOfAccess(), console);
     else if (result == TestResult::BADPARAMS)
         describeParameters(run.test->descriptor, host.refusedValues(), console);
     else if (result == TestResult::INCORRECTMEDIA && isOptical(*run.test))
