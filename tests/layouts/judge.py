@@ -2,6 +2,7 @@
 
 import json
 import re
+import sys
 
 LINE = re.compile(r"(\d+)(?:-(\d+))? (\d+) (\w+)")
 UNTESTED, GOOD, FAILED = range(3)
@@ -106,6 +107,19 @@ class Judgement:
             expected[sector // per_cell] = FAILED
         wrong = [cell for cell, (a, b) in enumerate(zip(self._surface, expected)) if a != b]
         return self._check("wrong cells of the surface", wrong[:5], []) and len(self._surface) == len(expected)
+
+
+def print_table(layouts, judged):
+    """What came out of each layout, and on standard error what is wrong; the exit status tells whether anything is."""
+    print(HEADING, flush=True)
+    is_right = True
+    for layout in layouts:
+        judgement = judged(layout)
+        print(judgement.row(), flush=True)
+        for problem in judgement.problems:
+            print(f"{layout.name}: {problem}", file=sys.stderr, flush=True)
+        is_right = is_right and not judgement.problems
+    return 0 if is_right else 1
 
 
 def share(part, whole):
