@@ -85,7 +85,7 @@ class Judgement:
             tested = found["tested"] or 0
             expected["tested"], expected["skipped"] = tested, expected["requested"] - expected["failed"] - tested
             self._check("part of the drive was skipped", expected["skipped"] > 0, True)
-            self._check("good cells of the surface", self._surface.count(GOOD), tested)
+            self._check("good cells of the surface", self._surface.count(GOOD), -(-tested // self._sectors_per_cell()))
         return self._check("coverage", found, expected)
 
     def _read_surface(self):
@@ -94,9 +94,11 @@ class Judgement:
             cells += bytes([outcome]) * count
         return cells
 
+    def _sectors_per_cell(self):
+        return self._only("surface").get("sectorsPerCell", 1)
+
     def _check_surface(self):
-        content = self._only("surface")
-        per_cell = content.get("sectorsPerCell", 1)
+        content, per_cell = self._only("surface"), self._sectors_per_cell()
         expected = bytearray(-(-self.layout.sectors // per_cell))
         self._check("cells of the surface", (content.get("cells"), len(self._surface)), (len(expected),) * 2)
         if self.layout.ends_anywhere:
