@@ -6,6 +6,7 @@
 
 #include "drivetest/ExitStatus.h"
 #include "drivetest/commands/Commands.h"
+#include "drivetest/devices/AccessOrder.h"
 #include "drivetest/safety/JournalPlace.h"
 #include "drivetest/terminal/Console.h"
 #include "drivetest/terminal/Texts.h"
@@ -47,8 +48,8 @@ void addRunOptions(CLI::App& command, RunOptions& options) {
             "Kinds: disk scsi ata nvme floppy ufi optical\n"
             "Keys: sectors=N sector-size=N image=PATH bad=A+B-C bad-write= bad-seek= corrupt=\n"
             "transient=LBA:TIMES slow=A-B:MS gone-at=N busy-at=N speed=MB/s serial=TEXT\n"
-            "media=none wp removable encrypted recovered=A+B-C temperature=N sense=descriptor\n"
-            "locked emulated\n"
+            "media=MEDIUM>MEDIUM... (none disk disk:SECTORS) wp removable encrypted locked emulated\n"
+            "recovered=A+B-C temperature=N sense=descriptor volumes=busy|stuck\n"
             "optical: media=NAME>NAME... (none cdrom cdaudio cdmixed cdr cdrw cdrw-ow dvdrom dvdr dvdrw\n"
             "dvdrw-ow dvdr-dl dvdr-dl-lj dvdrw-dl dvd+r dvd+rw dvd+r-dl dvd+rw-dl dvdram bdrom bdr\n"
             "bdr-random bdre) state=blank|appendable|closed|unformatted tray=no performance=none")
@@ -58,10 +59,8 @@ void addRunOptions(CLI::App& command, RunOptions& options) {
         ->allow_extra_args(false);
     command
         .add_option("--property", options.properties,
-                    "Property of the device; repeatable. How it is reached:\n"
-                    "__libDriveTest_AccessOrder=DriveTestSearchOrder:N:N..., tried in this order:\n"
-                    "1 ATA, 2 SCSI, 3 optical, 4 USB floppy, 5 floppy, 6 block device,\n"
-                    "7 block device with SCSI, 8 NVMe")
+                    "Property of the device; repeatable. How it is reached:\n" +
+                        std::string(kAccessOrderProperty) + "=" + kAccessOrderForms)
         ->type_name("NAME=VALUE")
         ->allow_extra_args(false);
     command
@@ -69,6 +68,8 @@ void addRunOptions(CLI::App& command, RunOptions& options) {
                     "Confirm that a test may write to the drive: its serial number, or the DEVICE as given\n"
                     "where it has none (\"confirm\" in \"drivetest devices --json\")")
         ->type_name("SERIAL");
+    command.add_flag("--allow-unexamined", options.allowUnexamined,
+                     "Write even where sectors that could tell of an encrypted volume cannot be read");
     command.add_flag_callback(
         "--no-journal", [&options] { options.journal = false; },
         "Keep no undo journal: a crash or a power cut then costs the sectors that were being tested");

@@ -20,9 +20,9 @@ class LeasedVolumes : public DeviceLockingManager::Volumes {
 public:
     explicit LeasedVolumes(DeviceLease& lease) : m_lease(lease) {}
 
-    bool isEncrypted(zel::String& reason) override { return m_lease.isEncrypted(reason); }
+    Encryption examineEncryption(zel::String& reason) override { return m_lease.examineEncryption(reason); }
     bool lock(zel::String& /*reason*/) override { return true; }
-    bool unlock(zel::String& /*reason*/) override { return true; }
+    bool unlock(zel::String& reason) override { return m_lease.unlockVolumes(reason); }
     zel::Array<zel::String> holders() override { return m_lease.users(); }
     zel::Array<VolumeContent> contents() override { return m_lease.contents(); }
 
@@ -48,10 +48,14 @@ DeviceLockingManager::~DeviceLockingManager() {
 }
 
 bool DeviceLockingManager::isBitLockerEnabledOnVolumes() {
-    const bool encrypted = m_volumes->isEncrypted(m_lastError);
-    if (encrypted)
+    return examineEncryption() == Encryption::found;
+}
+
+Encryption DeviceLockingManager::examineEncryption() {
+    const Encryption encryption = m_volumes->examineEncryption(m_lastError);
+    if (encryption != Encryption::none)
         logger().line(3, m_lastError);
-    return encrypted;
+    return encryption;
 }
 
 bool DeviceLockingManager::lockVolumes() {

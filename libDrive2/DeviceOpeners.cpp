@@ -1,6 +1,7 @@
 #include "libDrive2/DeviceOpeners.h"
 
 #include "libDrive2/OpenError.h"
+#include "libDrive2/OpenLeases.h"
 #include "libDrive2/PlatformOpeners.h"
 #include "libDrive2/bridges/PathSPCDevice.h"
 #include "libDrive2/sim/SimDevices.h"
@@ -50,7 +51,10 @@ zel::SharedPointer<ScsiSPCDevice> ScsiInfo::openScsiDevice(const quix5::DiagDevi
     // What a simulated drive refuses by its locator it would refuse by any other name.
     if (isSimLocator(device.osLocator()))
         return {};
-    std::unique_ptr<ScsiPassThrough> path = openPlatformScsiObject(device.osLocator());
+    // No access is named: what is written to is in hand.
+    const DeviceLease* const lease = OpenLeases::find(device.osLocator());
+    std::unique_ptr<ScsiPassThrough> path =
+        openPlatformScsiObject(device.osLocator(), lease != nullptr && lease->isExclusive());
     if (path == nullptr)
         return {};
     return zel::SharedPointer<ScsiSPCDevice>(std::make_unique<PathSPCDevice>(std::move(path)));

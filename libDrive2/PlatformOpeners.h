@@ -17,7 +17,7 @@ std::unique_ptr<BlockHandle> openPlatformBlockDevice(const zel::String& path, st
                                                      std::uint32_t shareMode);
 std::unique_ptr<ScsiPassThrough> openPlatformScsiDevice(const zel::String& path, std::uint32_t desiredAccess);
 /// By another way than the device's own path, where the system has one.
-std::unique_ptr<ScsiPassThrough> openPlatformScsiObject(const zel::String& path);
+std::unique_ptr<ScsiPassThrough> openPlatformScsiObject(const zel::String& path, bool writable);
 std::unique_ptr<AtaDevice> openPlatformAtaDevice(const zel::String& path);
 std::unique_ptr<NVMeDevice> openPlatformNVMeDevice(const zel::String& path);
 std::unique_ptr<DeviceLockingManager::Volumes> platformVolumes(const zel::String& path);

@@ -105,8 +105,10 @@ quix5::CreatedDrive DriveFactory::create(const DRIVE_IMPLEMENTATIONS* searchOrde
         }
         if (!(this->*method->fits)())
             continue;
-        if (OwnedDrive drive = (this->*method->open)())
+        if (OwnedDrive drive = (this->*method->open)()) {
+            drive->name = m_device.name();
             return {libDrive2::SharedDrive(std::move(drive)), TestResult::PASS};
+        }
         // Only ATA leaves the device to the next method: another answer to its commands is no failure.
         if (method->number != DRIVE_IMPLEMENTATION_ATA)
             return refuse(events::cannotOpenDeviceRemoved.get(), TestResult::CANNOTRUN);

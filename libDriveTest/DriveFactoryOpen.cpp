@@ -94,7 +94,6 @@ DriveFactory::OwnedDrive DriveFactory::openScsiSBC() {
         drive = openByDeviceObject(m_device);
     if (drive == nullptr)
         return nullptr;
-    drive->name = m_device.name();
     if (drive->supportsFUA())
         log.line(1, "Device ", locator, " supports FUA");
     else
@@ -142,7 +141,6 @@ DriveFactory::OwnedDrive DriveFactory::openOsScsiSBC() {
         return nullptr;
     auto drive = std::make_unique<libDrive2::OSScsiSBCDrive>(std::move(handle), std::move(passThrough),
                                                              m_device.osLocator());
-    drive->name = m_device.name();
     drive->setMediaCapabilities(mediaCapabilities());
     logCreated("OSScsiSBCDrive");
     return drive;

@@ -23,7 +23,7 @@ void addCommonParameters(Test& test) {
     parameters::promptUserForMedia.addTo(test);
     parameters::xferSizeHinting.addTo(test);
     parameters::maxErrors.addTo(test);
-    parameters::maxWarnings.addTo(test);
+    parameters::maxWarnings.addUnreadTo(test);
     parameters::warnRMB.addTo(test);
     parameters::retryCount.addTo(test);
     parameters::maxRetries.addTo(test);

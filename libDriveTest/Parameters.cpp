@@ -21,7 +21,8 @@ SharedParameter<std::uint64_t> numberOfSeeks{"NumberOfSeeks", DataType::UINT64, 
 SharedParameter<double> sectorPercentToTest{"SectorPercentToTest", DataType::PERCENT, 100.0};
 SharedParameter<bool> isolateFailedLBA{"IsolateFailedLBA", DataType::BOOLEAN, true};
 
-SharedParameter<zel::String> seekMethod{"SeekMethod", DataType::STRING, "seek"};
+constexpr const char* kSeekMethods[] = {"seek", "read"};
+SharedParameter<zel::String> seekMethod{"SeekMethod", DataType::STRING, "seek", false, kSeekMethods};
 
 SharedParameter<bool> preserveData{"PreserveData", DataType::BOOLEAN, true};
 SharedParameter<std::uint32_t> numberOfPatterns{"NumberOfPatterns", DataType::UINT32, 4};

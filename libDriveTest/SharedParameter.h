@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <type_traits>
 
 #include "quix5/DiagModule.h"
@@ -24,14 +25,24 @@ template <class T>
 class SharedParameter {
 public:
     constexpr SharedParameter(const char* name, quix5::DataType type,
-                              typename DefaultOf<T>::type defaultValue, bool flag = false)
-        : m_name(name), m_type(type), m_default(defaultValue), m_flag(flag) {}
+                              typename DefaultOf<T>::type defaultValue, bool flag = false,
+                              std::span<const char* const> choices = {})
+        : m_name(name), m_type(type), m_default(defaultValue), m_flag(flag), m_choices(choices) {}
 
     void addTo(quix5::Test& test) {
         if (m_parameter == nullptr) {
             m_parameter = quix5::DiagModule::createParameter(m_name, m_type, "", m_flag, false);
             m_parameter->stateDefault(asValue(m_default));
+            for (const char* choice : m_choices)
+                m_parameter->addChoice(choice);
         }
+        test.addParameter(m_parameter);
+    }
+
+    /// The same for a parameter that nothing reads: it has no default.
+    void addUnreadTo(quix5::Test& test) {
+        if (m_parameter == nullptr)
+            m_parameter = quix5::DiagModule::createParameter(m_name, m_type, "", m_flag, false);
         test.addParameter(m_parameter);
     }
 
@@ -60,6 +71,7 @@ private:
     quix5::DataType m_type;
     typename DefaultOf<T>::type m_default;
     bool m_flag;  ///< the first of createParameter()
+    std::span<const char* const> m_choices;
     quix5::Parameter* m_parameter = nullptr;
 };
 

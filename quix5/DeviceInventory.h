@@ -19,7 +19,7 @@ inline constexpr const char* kPropertySectorSize = "SectorSize";  ///< UINT32
 std::vector<DiagDevice> listDevices();
 
 /// The listed drive that a path names, also through links such as those in /dev/disk/by-id; for any other
-/// path (a partition, an image file, a path that does not exist) a device with nothing but its locator and
+/// path (a partition, a mapping, an image file, a path that does not exist) a device with nothing but its locator and
 /// the capability HardDrive.
 DiagDevice findDevice(const zel::String& locator);
 

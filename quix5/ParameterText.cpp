@@ -1,5 +1,6 @@
 #include "quix5/ParameterText.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <string>
@@ -60,6 +61,22 @@ std::optional<Value> parseValue(DataType type, const zel::String& text) {
             return parsePercent(text.utf8());
     }
     return std::nullopt;
+}
+
+std::optional<Value> parseValue(const Parameter& parameter, const zel::String& text) {
+    const auto& choices = parameter.choices();
+    const bool isValid =
+        choices.empty() || std::any_of(choices.begin(), choices.end(), [&text](const zel::String& choice) {
+            return text.compareNoCase(choice) == 0;
+        });
+    return isValid ? parseValue(parameter.type(), text) : std::nullopt;
+}
+
+zel::String describeValues(const Parameter& parameter) {
+    zel::String text;
+    for (const zel::String& choice : parameter.choices())
+        text += (text.isEmpty() ? "" : " or ") + choice;
+    return text.isEmpty() ? zel::String(describeType(parameter.type())) : text;
 }
 
 const char* describeType(DataType type) {

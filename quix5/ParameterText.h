@@ -12,6 +12,11 @@ namespace quix5 {
 /// or without "%". Nothing when the text is no such value.
 std::optional<Value> parseValue(DataType type, const zel::String& text);
 
+/// The value that a text gives for a parameter: by its type, and one of its choices where it has some.
+std::optional<Value> parseValue(const Parameter& parameter, const zel::String& text);
+/// What a user should type for a parameter.
+zel::String describeValues(const Parameter& parameter);
+
 /// What a user should type for a type, for example "a whole number".
 const char* describeType(DataType type);
 /// The type in one word, for listings.

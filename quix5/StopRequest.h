@@ -6,7 +6,11 @@ namespace quix5 {
 class StopRequest {
 public:
     static void make() noexcept;
+    /// A person asks, perhaps again; gives how often by now.
+    static int insist() noexcept;
     [[nodiscard]] static bool made() noexcept;
+    /// Whether a person asked more than once: what need not be done is to be left undone.
+    [[nodiscard]] static bool isInsistedOn() noexcept;
 };
 
 }  // namespace quix5

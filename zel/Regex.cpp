@@ -6,8 +6,8 @@ namespace zel {
 
 namespace {
 
-/// The matcher recurses once a character: longer texts could exhaust the stack.
-constexpr std::size_t kMaxLength = 1024;
+/// Takes time by the length of the text, and no stack: the usual way recurses once a character.
+constexpr auto kFlags = std::regex::ECMAScript | std::regex_constants::__polynomial;
 
 }  // namespace
 
@@ -17,7 +17,7 @@ struct Regex::Compiled {
 
 Regex::Regex(const char* pattern) {
     try {
-        m_compiled = std::make_unique<Compiled>(Compiled{std::regex(pattern)});
+        m_compiled = std::make_unique<Compiled>(Compiled{std::regex(pattern, kFlags)});
     } catch (const std::regex_error&) {
         m_compiled.reset();
     }
@@ -26,7 +26,7 @@ Regex::Regex(const char* pattern) {
 Regex::~Regex() = default;
 
 Matcher::Matcher(const Regex& regex, const String& text) {
-    if (regex.m_compiled == nullptr || text.length() > kMaxLength)
+    if (regex.m_compiled == nullptr)
         return;
     try {
         const std::string bytes = text.utf8();

@@ -89,11 +89,11 @@ bool parseNumber(const std::u16string& units, Number& value, unsigned radix) {
         digits += static_cast<char>(unit);
     }
     std::size_t skip = 0;
-    if (radix == 0) {
-        const bool hexadecimal = digits.starts_with("0x") || digits.starts_with("0X");
-        radix = hexadecimal ? 16 : 10;
-        skip = hexadecimal ? 2 : 0;
-    }
+    const bool isMarked = digits.starts_with("0x") || digits.starts_with("0X");
+    if (radix == 0)
+        radix = isMarked ? 16 : 10;
+    if (radix == 16 && isMarked)
+        skip = 2;
     if (radix < 2 || radix > 36)
         return false;
     Number parsed = 0;

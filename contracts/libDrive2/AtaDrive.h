@@ -45,9 +45,9 @@ protected:
     _LIBDRIVE2_ERROR_TYPES doFlushCache() override;
     _LIBDRIVE2_ERROR_TYPES doStartDrive() override;
     _LIBDRIVE2_ERROR_TYPES doStopDrive() override;
-    bool doAnswers() override;
 
 private:
+    bool answers();
     /// Sends a command; the action begins the text of a failure.
     _LIBDRIVE2_ERROR_TYPES perform(const AtaRequest& request, const DriveAction& action);
     bool performSecurity(AtaRequest request, const zel::String& password, bool enhanced, const char* what);

@@ -24,7 +24,7 @@ struct BlockDeviceInfo {
     std::uint32_t physicalSectorBytes = 0;
     std::uint32_t optimalTransferBytes = 0;
     bool removable = false;
-    bool mediumPresent = true;
+    bool mediumPresent = true;  ///< of one that is not, the sizes mean nothing
     bool writable = false;
 };
 
@@ -55,6 +55,8 @@ public:
     virtual DeviceStatus lockMedium(bool /*lock*/) {
         return {LIBDRIVE2_NOT_SUPPORTED, "the medium cannot be locked in"};
     }
+    /// Also to see a medium that has come: a handle that was opened without one, or with another one,
+    /// transfers nothing until then.
     virtual DeviceStatus reopen() = 0;
 };
 

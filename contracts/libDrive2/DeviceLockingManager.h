@@ -14,6 +14,13 @@ struct VolumeContent {
     std::uint64_t bytes = 0;  ///< 0 where it has no size of its own
 };
 
+/// What could be found out about encrypted volumes on a device.
+enum class Encryption : std::uint8_t {
+    none,
+    found,
+    unexamined,  ///< a sector that could hold a signature, or tell where one is, cannot be read
+};
+
 /// The volumes on one device: who uses them, whether they are encrypted, and their lock. Blocks as long as
 /// the operating system's calls do; one thread at a time.
 class DeviceLockingManager {
@@ -25,10 +32,12 @@ public:
     DeviceLockingManager(const DeviceLockingManager&) = delete;
     DeviceLockingManager& operator=(const DeviceLockingManager&) = delete;
 
-    /// Whether the device or a partition of it holds an encrypted volume (BitLocker, LUKS). A device that
-    /// cannot be examined counts as encrypted: nothing may be written to it. An optical medium without a
-    /// recording that can be read holds none.
+    /// Whether an encrypted volume (BitLocker, LUKS) was found on the device or a partition of it.
+    /// getLastErrorStr() then names it.
     bool isBitLockerEnabledOnVolumes();
+    /// The same, and whether it could be found out; getLastErrorStr() tells why not. An optical medium
+    /// without a recording that can be read holds none.
+    Encryption examineEncryption();
     /// Takes the device and all its partitions for this process alone, or none of them. False names the
     /// users of the device in getLastErrorStr() and in the log.
     bool lockVolumes();
@@ -48,7 +57,7 @@ public:
     class Volumes {
     public:
         virtual ~Volumes() = default;
-        virtual bool isEncrypted(zel::String& reason) = 0;
+        virtual Encryption examineEncryption(zel::String& reason) = 0;
         virtual bool lock(zel::String& reason) = 0;
         virtual bool unlock(zel::String& reason) = 0;
         virtual zel::Array<zel::String> holders() = 0;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -61,9 +62,12 @@ public:
     virtual bool isMediaPresent();
     virtual bool isMediaLoading();
     virtual bool isMediaCorrect();
-    /// Blocks up to the timeout; true as soon as a medium is ready.
+    /// Blocks up to the timeout; true as soon as a medium is ready. What the getters tell of a removable
+    /// medium is asked anew then: it may be another one.
     virtual bool waitForMedia(std::uint32_t timeoutMs);
-    /// True when auto-run was switched off; the caller then owes a reenableAutoRun().
+    /// True when auto-run was switched off; the caller then owes a reenableAutoRun(). Linux has nothing to
+    /// switch: what keeps auto-mounters away from a drive there is that somebody holds it exclusively, as a
+    /// DeviceLease for writing does.
     virtual bool disableAutoRun();
     virtual bool reenableAutoRun();
     /// Preferred sectors per read or write, 1 to `limit`.
@@ -91,6 +95,8 @@ public:
     bool syncCache();
     bool startDrive();
     bool stopDrive();
+    /// Locks the medium in, until it is released again. Meanwhile ejectDrive() and a drive without a medium
+    /// open the lock, and waitForMedia() closes it over the medium that has come.
     bool preventMediumRemoval(bool prevent);
     bool ejectDrive();
     bool loadDrive();
@@ -103,7 +109,8 @@ public:
     /// The device's own words in it (sense, status, registers), without the place where that is known; empty
     /// after a success, or where it gave none.
     [[nodiscard]] zel::String lastErrorWords() const;
-    /// The layer's own retries per operation (first attempt not counted). Default 0.
+    /// The layer's own retries per operation (first attempt not counted). Default 0. Any thread may change
+    /// the number, also while an operation makes them.
     [[nodiscard]] std::uint32_t getRetryCount() const { return m_retryCount; }
     void setRetryCount(std::uint32_t retries) { m_retryCount = retries; }
     void setRetryCallbackBehavior(_LIBDRIVE2_RETRY_CALLBACK_BEHAVIOR behavior) { m_behavior = behavior; }
@@ -169,9 +176,9 @@ protected:
     virtual _LIBDRIVE2_ERROR_TYPES doEjectDrive();
     virtual _LIBDRIVE2_ERROR_TYPES doLoadDrive();
 
-    /// Asked after a timeout: whether the drive answers at all. A sector may keep it silent for long; a drive
-    /// that answers nothing any more is gone.
-    virtual bool doAnswers() { return true; }
+    /// For classes that can ask, after a timeout, whether the drive answers at all. A sector may keep it
+    /// silent for long; a drive that answers nothing any more is gone.
+    void setAnswerProbe(std::function<bool()> answers) { m_answers = std::move(answers); }
 
     /// For hooks: keeps the error's text and returns its type. `words` are the device's own in it: sense,
     /// status, registers.
@@ -192,6 +199,9 @@ private:
     _LIBDRIVE2_ERROR_TYPES judgeTimeout();
     [[nodiscard]] bool mayRetry(_LIBDRIVE2_ERROR_TYPES error, std::uint32_t attempts) const;
     void notify(std::uint32_t code, std::uint32_t behaviorBit);
+    bool awaitMedium(std::uint32_t timeoutMs);
+    void takeMedium();
+    void lockMedium(bool lock);
     struct ProtectedRange {
         std::uint64_t lba;         ///< as protectSectors() was told
         std::uint64_t journalLba;  ///< of the whole physical sectors
@@ -208,11 +218,14 @@ private:
     SectorJournal* m_journal = nullptr;
     std::vector<ProtectedRange> m_protected;
     std::unique_ptr<DriveCallback> m_callback;
+    std::function<bool()> m_answers;  ///< empty where nobody can tell
     zel::String m_errorText;
     zel::String m_errorWords;
     std::uint64_t m_lastLba = 0;  ///< of the last operation
-    std::uint32_t m_retryCount = 0;
+    std::atomic<std::uint32_t> m_retryCount = 0;
     _LIBDRIVE2_RETRY_CALLBACK_BEHAVIOR m_behavior = LIBDRIVE2_RETRY_AND_REPORT;
+    bool m_keepsMedium = false;  ///< whether the medium is to be locked in
+    bool m_isMediumLocked = false;
     bool m_recovered = false;
     bool m_isRepeat = false;
     bool m_hasNativeSectors = true;

@@ -45,6 +45,8 @@ class DriveObserver {
 public:
     virtual ~DriveObserver() = default;
     virtual void onOperation(const DriveOperationReport& report) = 0;
+    /// A removable medium is ready, and has this size: perhaps not what the drive had before.
+    virtual void onMedium(std::uint64_t /*sectors*/, std::uint32_t /*sectorBytes*/) {}
     /// The test is about to visit this many different sectors.
     virtual void onPlan(std::uint64_t /*sectors*/) {}
     /// The test is about to visit this many positions, of one sector each, perhaps some of them several

@@ -33,9 +33,9 @@ protected:
                                          std::uint32_t bufferBytes) override;
     _LIBDRIVE2_ERROR_TYPES doSeekSector(std::uint64_t lba) override;
     _LIBDRIVE2_ERROR_TYPES doFlushCache() override;
-    bool doAnswers() override;
 
 private:
+    bool answers();
     _LIBDRIVE2_ERROR_TYPES perform(const NVMeCommand& command, const DriveAction& action);
     _LIBDRIVE2_ERROR_TYPES settle(const NVMeResponse& response, const DriveAction& action);
     template <class MakeCommand>

@@ -29,7 +29,6 @@ protected:
     _LIBDRIVE2_ERROR_TYPES doPreventMediumRemoval(bool prevent) override;
     _LIBDRIVE2_ERROR_TYPES doEjectDrive() override;
     _LIBDRIVE2_ERROR_TYPES doLoadDrive() override;
-    bool doAnswers() override;
     DeviceStatus explain(DeviceStatus status) override;
 
 private:

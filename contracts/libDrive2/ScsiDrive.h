@@ -34,7 +34,6 @@ protected:
     _LIBDRIVE2_ERROR_TYPES doPreventMediumRemoval(bool prevent) override;
     _LIBDRIVE2_ERROR_TYPES doEjectDrive() override;
     _LIBDRIVE2_ERROR_TYPES doLoadDrive() override;
-    bool doAnswers() override;
 
     [[nodiscard]] const SharedScsiPassThrough& passThrough() const { return m_passThrough; }
     /// Sends a command; the action begins the text of a failure. All of the data must have moved.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <optional>
+#include <vector>
 
 #include "quix5/Value.h"
 
@@ -24,6 +25,10 @@ public:
     [[nodiscard]] const std::optional<Value>& defaultValue() const { return m_default; }
     void stateDefault(const Value& value) { m_default = value; }
 
+    /// The texts that are valid, in any case of letters; empty when all are.
+    [[nodiscard]] const std::vector<zel::String>& choices() const { return m_choices; }
+    void addChoice(const zel::String& choice) { m_choices.push_back(choice); }
+
     /// For the framework only.
     void set(const Value& value) { m_value = value; }
     void unset() { m_value.reset(); }
@@ -33,6 +38,7 @@ private:
     DataType m_type;
     std::optional<Value> m_value;
     std::optional<Value> m_default;
+    std::vector<zel::String> m_choices;
 };
 
 }  // namespace quix5

@@ -24,7 +24,7 @@ private:
     std::unique_ptr<Compiled> m_compiled;
 };
 
-/// One text matched against one expression. Texts of more than 1024 code units never match.
+/// One text matched against one expression. Of any length.
 class Matcher {
 public:
     Matcher(const Regex& regex, const String& text);

@@ -50,9 +50,9 @@ public:
     /// Every occurrence of `what` replaced; an empty `what` changes nothing.
     [[nodiscard]] String replace(const String& what, const String& with) const;
 
-    /// Unsigned numbers: digits only, the whole text, no sign and no blanks. Radix 2 to 36; radix 0
-    /// takes "0x" as hexadecimal and everything else as decimal. False (value untouched) when the text
-    /// is no such number or does not fit.
+    /// Unsigned numbers: digits only, the whole text, no sign and no blanks. Radix 2 to 36, 16 also with
+    /// "0x"; radix 0 takes "0x" as hexadecimal and everything else as decimal. False (value untouched)
+    /// when the text is no such number or does not fit.
     bool strToUInt(std::uint32_t& value, unsigned radix = 10) const;
     bool strToUInt64(std::uint64_t& value, unsigned radix = 10) const;
     bool toUint32(std::uint32_t& value, unsigned radix = 0) const;

@@ -3,6 +3,7 @@
 #include <set>
 
 #include "drivetest/commands/Commands.h"
+#include "drivetest/devices/Drives.h"
 #include "drivetest/safety/JournalPlace.h"
 
 namespace drivetest {
@@ -92,6 +93,10 @@ private:
 int recoverDrives(const RecoverOptions& options) {
     std::set<std::string> paths;
     std::string problem;
+    if (!options.device.empty() && !isThere(options.device, problem)) {
+        complain(problem);
+        return kExitUsage;
+    }
     if (!findJournals(options.folder, paths, problem)) {
         complain(problem);
         return kExitCannotRun;

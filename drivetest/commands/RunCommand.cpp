@@ -1,9 +1,7 @@
-#include <filesystem>
-#include <system_error>
-
 #include "drivetest/ExitStatus.h"
 #include "drivetest/commands/Commands.h"
 #include "drivetest/devices/Drives.h"
+#include "drivetest/run/HurryWatch.h"
 #include "drivetest/run/PreparedRun.h"
 #include "drivetest/run/RunEnd.h"
 #include "drivetest/run/RunHost.h"
@@ -11,11 +9,13 @@
 #include "drivetest/run/Setup.h"
 #include "drivetest/run/Signals.h"
 #include "drivetest/run/StandardStreams.h"
+#include "drivetest/safety/ReadStart.h"
 #include "drivetest/safety/SafeStart.h"
 #include "drivetest/terminal/Terminal.h"
 #include "libDrive2/DeviceOpeners.h"
 #include "quix5/DiagModule.h"
 #include "quix5/Library.h"
+#include "quix5/ParameterText.h"
 #include "quix5/Runner.h"
 #include "quix5/StopRequest.h"
 #include "zel/Resource.h"
@@ -46,12 +46,11 @@ ExitStatus checkDrive(const RunOptions& options, const PreparedRun& run) {
         return kExitCannotRun;
     }
     if (!run.device.hasCapability(run.test->entry->needs)) {
-        std::error_code ignored;
-        const bool isMissing =
-            !options.device.starts_with("sim:") && !std::filesystem::exists(options.device, ignored);
-        complain(options.test + " tests optical drives, and " + options.device +
-                 (isMissing ? " does not exist" : " is none") +
-                 ": \"drivetest devices\" lists the drives of this machine");
+        std::string missing;
+        complain(options.test + " tests optical drives, and " +
+                 (isThere(options.device, missing)
+                      ? options.device + " is none: \"drivetest devices\" lists the drives of this machine"
+                      : missing));
         return kExitUsage;
     }
     if (flagProperty(run.device, kPropertyLocked)) {
@@ -63,13 +62,13 @@ ExitStatus checkDrive(const RunOptions& options, const PreparedRun& run) {
     return kExitPass;
 }
 
-/// A test that writes starts only when the user has confirmed it for this drive, and when its journal is
-/// ready.
-ExitStatus prepareWriting(const RunOptions& options, PreparedRun& run, Console& console) {
-    if (run.test->descriptor.isDestructive()) {
-        run.held.take(run.device);
-        run.obstacle = findObstacle(run.device, run.held);
-    }
+/// A test that reads keeps those that write away. A test that writes starts only when the user has confirmed
+/// it for this drive, and when its journal is ready.
+ExitStatus prepareDrive(const RunOptions& options, PreparedRun& run, Console& console) {
+    if (!run.test->descriptor.isDestructive())
+        return takeForReading(run.device, run.readLease, console);
+    run.held.take(run.device);
+    run.obstacle = findObstacle(run.device, run.held, options.allowUnexamined);
     if (!run.writes)
         return kExitPass;
     const ExitStatus confirmed = confirmWriting({run.test->descriptor, run.device, run.held, run.obstacle,
@@ -106,6 +105,7 @@ TestResult runPrepared(PreparedRun& run, RunHost& host, Console& console) {
         const ProgressDisplay display(
             console, run.test->descriptor.name().utf8() + " " + run.device.osLocator().utf8(),
             [&host] { return host.snapshot(); });
+        const HurryWatch hurry([&host] { host.giveUpAttempts(); });
         // What stood in the way may be gone by now, but nothing was prepared for writing.
         const bool writes = run.writes && !run.obstacle;
         const std::uint32_t access = libDrive2::kAccessRead | (writes ? libDrive2::kAccessWrite : 0);
@@ -116,6 +116,9 @@ TestResult runPrepared(PreparedRun& run, RunHost& host, Console& console) {
     quix5::DiagModule::install(previousHost);
     const bool journalEndedIt = run.journal.watched() != nullptr && !run.journal.watched()->failure().empty();
     // Nobody asked for these stops.
+    if (result == TestResult::USERABORTED && !OutputQueue::standardFailure().empty() &&
+        !quix5::StopRequest::made())
+        return TestResult::INTERNALERROR;
     if (result == TestResult::USERABORTED && host.isDisturbed() && !quix5::StopRequest::made())
         return TestResult::DEVICEBUSY;
     if (result == TestResult::USERABORTED && journalEndedIt && !quix5::StopRequest::made())
@@ -141,7 +144,7 @@ int runTests(const RunOptions& options) {
     if (const ExitStatus refused = checkDrive(options, run); refused != kExitPass)
         return refused;
     Console console(options.eventsFile == "-" ? stderr : stdout);
-    if (const ExitStatus refused = prepareWriting(options, run, console); refused != kExitPass)
+    if (const ExitStatus refused = prepareDrive(options, run, console); refused != kExitPass)
         return refused;
     // Only now: what an earlier run wrote is not replaced by nothing.
     if (!openOutputs(options, run, error)) {
@@ -155,8 +158,10 @@ int runTests(const RunOptions& options) {
     if (options.device.starts_with("sim:"))
         zel::Clock::install(&simulatedTime);
 
-    // Nobody could answer without a terminal.
-    RunHost host(console, run.record.get(), run.logQueue.get(), options.prompts && isTerminal(stdin));
+    // Nobody could answer without a terminal; and what was confirmed is the drive with the medium that it
+    // had.
+    const bool mayPrompt = options.prompts && isTerminal(stdin) && (!run.writes || isOptical(*run.test));
+    RunHost host(console, run.record.get(), run.logQueue.get(), mayPrompt);
     host.setJournal(run.journal.watched());
     if (options.slowMs != 0)
         host.setSlowLimit(std::chrono::milliseconds(options.slowMs));
@@ -168,6 +173,8 @@ int runTests(const RunOptions& options) {
     }
     if (run.record != nullptr)
         run.record->begin(run.test->descriptor, run.device, options.commandLine);
+    if (const WatchedJournal* const watched = run.journal.watched(); watched != nullptr)
+        setAtStake(watched->outlivesCrash() ? AtStake::journaledSectors : AtStake::unprotectedSectors);
     const TestResult result = runPrepared(run, host, console);
     const int status = endRun(options, run, result, host, console);
     zel::Clock::install(nullptr);

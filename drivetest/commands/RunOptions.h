@@ -20,7 +20,8 @@ struct RunOptions {
     int logPriority = 3;
     std::string language;
     std::string moduleFile;
-    std::string confirm;  ///< what names the drive that may be written to; empty for none
+    std::string confirm;           ///< what names the drive that may be written to; empty for none
+    bool allowUnexamined = false;  ///< write although encryption could not be looked for everywhere
     bool journal = true;
     bool verifyRestores = true;
     std::string journalFolder;  ///< empty for the default one

@@ -5,25 +5,16 @@
 #include "drivetest/commands/Commands.h"
 #include "drivetest/run/Setup.h"
 #include "drivetest/terminal/Console.h"
-#include "quix5/Library.h"
 #include "quix5/ParameterText.h"
-#include "zel/Resource.h"
 
 namespace drivetest {
 
 namespace {
 
-std::string describe(const std::string& key) {
-    zel::String text;
-    zel::Resource::getString(quix5::registeredLibrary(), key.c_str(), zel::ZELLocale::getGlobalLocale(),
-                             text);
-    return text.utf8();
-}
-
 void printTest(const quix5::OfferedTest& test) {
     const std::string name = test.descriptor.name().utf8();
     std::printf("%-26s %s%s\n", name.c_str(), test.descriptor.isDestructive() ? "[writes] " : "",
-                describe("Test." + name).c_str());
+                describeText("Test." + name).c_str());
 }
 
 void printParameters(const quix5::Test& test) {
@@ -34,7 +25,7 @@ void printParameters(const quix5::Test& test) {
     for (const quix5::Parameter* parameter : test.parameters()) {
         const std::string name = parameter->name().utf8();
         std::printf("  %-*s  %-7s  %s\n", static_cast<int>(width), name.c_str(),
-                    quix5::typeName(parameter->type()), describe("Parameter." + name).c_str());
+                    quix5::typeName(parameter->type()), describeText("Parameter." + name).c_str());
     }
 }
 

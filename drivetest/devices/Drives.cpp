@@ -72,6 +72,14 @@ std::vector<DiagDevice> listDrives() {
     return devices;
 }
 
+bool isThere(const std::string& locator, std::string& error) {
+    error = libDrive2::checkLocator(locator).utf8();
+    std::error_code failed;
+    if (error.empty() && !locator.starts_with("sim:") && !std::filesystem::exists(locator, failed))
+        error = locator + " does not exist: \"drivetest devices\" lists the drives of this machine";
+    return error.empty();
+}
+
 bool findDrive(const std::string& locator, DiagDevice& device, std::string& error) {
     error = libDrive2::checkLocator(locator).utf8();
     if (!error.empty())

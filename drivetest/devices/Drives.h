@@ -15,6 +15,9 @@ inline constexpr const char* kPropertyLocked = "ATASecurityLocked";
 /// The drives of this machine, with what the drives themselves tell.
 std::vector<quix5::DiagDevice> listDrives();
 
+/// Whether the locator names something at all; false after a sentence in `error`.
+bool isThere(const std::string& locator, std::string& error);
+
 /// The drive that a locator names; false after a sentence in `error`.
 bool findDrive(const std::string& locator, quix5::DiagDevice& device, std::string& error);
 

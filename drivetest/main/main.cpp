@@ -1,12 +1,41 @@
+#include <cerrno>
+#include <cstdio>
+#include <iostream>
+#include <system_error>
+
 #include "drivetest/CommandLine.h"
 #include "drivetest/ExitStatus.h"
 #include "drivetest/run/OutputQueue.h"
+#include "drivetest/run/Signals.h"
 #include "drivetest/run/StandardStreams.h"
+#include "drivetest/terminal/Console.h"
+
+namespace {
+
+constexpr std::size_t kMostPrinted = std::size_t{1} << 20;
+
+/// Why not all that was printed has arrived; empty when it has.
+std::string findLoss() {
+    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0)
+        return "standard output cannot be written to: " + std::generic_category().message(errno);
+    return drivetest::OutputQueue::standardFailure();
+}
+
+}  // namespace
 
 int main(int argc, char** argv) {
     if (!drivetest::openClosedStreams())
         return drivetest::kExitCannotRun;
+    drivetest::letWritesFail();
+    // What is printed without a run is written at the end, where a failure is noticed.
+    std::setvbuf(stdout, nullptr, _IOFBF, kMostPrinted);
     const int status = drivetest::runCommandLine(argc, argv);
+    std::cout.flush();
     drivetest::OutputQueue::finishStandard();
-    return status;
+    const std::string loss = findLoss();
+    if (loss.empty())
+        return status;
+    drivetest::complain(loss + "; what was printed is incomplete");
+    drivetest::OutputQueue::finishStandard();
+    return status == drivetest::kExitPass ? drivetest::kExitInternalError : status;
 }

@@ -172,6 +172,13 @@ void RunRecord::addRunError(const quix5::Event& event, const std::string& cause,
                                   {"sourceLocation", jsonOf(where)}});
 }
 
+void RunRecord::addProblem(const char* symptom, const std::string& message) {
+    m_hasError = true;
+    m_writer->writeStep(
+        "error",
+        {{"symptom", symptom}, {"message", message}, {"softwareInfoIds", Json::array({kSoftwareId})}});
+}
+
 void RunRecord::addLog(const zel::String& logger, int priority, const zel::String& text) {
     if (++m_logLines > kMostLogLines + 1)
         return;
@@ -231,9 +238,7 @@ void RunRecord::end(const TestResult& result, const EventCounts& counts, const D
     const Verdict verdict = verdictOf(result);
     m_events.flush();
     if (std::string(verdict.status) == "ERROR" && !m_hasError)
-        m_writer->writeStep("error", {{"symptom", result.name()},
-                                      {"message", std::string("the test ended with ") + result.name()},
-                                      {"softwareInfoIds", Json::array({kSoftwareId})}});
+        addProblem(result.name(), std::string("the test ended with ") + result.name());
     if (statistics != nullptr) {
         writeRate(*statistics,
                   {libDrive2::DriveOperation::read, "readRate", "ReadSpeedInfo", "ReadRateThreshold"});

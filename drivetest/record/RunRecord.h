@@ -37,6 +37,8 @@ public:
     /// Sectors that may hold test patterns, and the journal that holds their data (empty for none).
     void addUnrestored(const std::vector<WatchedJournal::Range>& ranges, const std::string& journal);
     /// `statistics` is null when the run never got a drive.
+    /// What kept the test from a verdict on the drive, before end().
+    void addProblem(const char* symptom, const std::string& message);
     void end(const quix5::TestResult& result, const EventCounts& counts, const DriveStatistics* statistics);
 
     [[nodiscard]] bool ok() const { return m_writer->ok(); }

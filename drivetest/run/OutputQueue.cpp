@@ -3,10 +3,13 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <condition_variable>
 #include <deque>
 #include <mutex>
+#include <system_error>
+#include <utility>
 
 #include "drivetest/run/Signals.h"
 #include "quix5/StopRequest.h"
@@ -63,6 +66,7 @@ struct OutputQueue::State {
     OutputFile file;
     bool writing = false;
     bool failed = false;
+    int error = 0;  ///< why, as errno
     bool givenUp = false;
     bool closing = false;
 };
@@ -79,11 +83,13 @@ void OutputQueue::State::writeFirst(std::unique_lock<std::mutex>& lock) {
     writing = true;
     lock.unlock();
     const bool ok = file.write(line);
+    const int reason = ok ? 0 : errno;
     lock.lock();
     writing = false;
     bytesOfAll -= costOf(line);
     if (!ok) {
         failed = true;
+        error = reason;
         discard();
     }
 }
@@ -150,6 +156,22 @@ void OutputQueue::finishStandard() {
             queue->finish();
 }
 
+std::string OutputQueue::failure() const {
+    const std::lock_guard lock(m_state->mutex);
+    return m_state->failed ? std::generic_category().message(m_state->error) : std::string();
+}
+
+std::string OutputQueue::standardFailure() {
+    const auto queues = StandardQueues::get().used();
+    for (const auto& [descriptor, name] : {std::pair{1, "standard output"}, {2, "standard error"}}) {
+        const auto& queue = queues.at(static_cast<std::size_t>(descriptor));
+        const std::string reason = queue != nullptr ? queue->failure() : std::string();
+        if (!reason.empty())
+            return std::string(name) + " cannot be written to: " + reason;
+    }
+    return {};
+}
+
 void OutputQueue::add(std::string text) {
     const std::lock_guard lock(m_state->mutex);
     if (m_state->failed || m_state->givenUp)
@@ -174,7 +196,9 @@ bool OutputQueue::wait(const std::function<bool()>& isPatient) const {
 bool OutputQueue::finish() {
     static const Clock::time_point firstCall = Clock::now();
     const Clock::time_point end = std::max(firstCall + kPatience, Clock::now() + kLeastPatience);
-    const bool idle = wait([end] { return !quix5::StopRequest::made() || Clock::now() < end; });
+    const bool idle = wait([end] {
+        return !quix5::StopRequest::made() || (Clock::now() < end && !quix5::StopRequest::isInsistedOn());
+    });
     const std::lock_guard lock(m_state->mutex);
     if (!idle && !m_state->isIdle()) {
         m_state->givenUp = true;

@@ -29,13 +29,17 @@ public:
     static bool waitForStandard(const std::function<bool()>& isPatient);
     /// finish() for the standard streams that were used.
     static void finishStandard();
+    /// Why one of them takes nothing more ("standard output cannot be written to: No space left on device");
+    /// empty while both do.
+    static std::string standardFailure();
 
     /// Returns at once.
     void add(std::string text);
     /// Whether something waits to be written.
     [[nodiscard]] bool isBusy() const;
     /// Waits until all is written; once a stop is requested, no longer than two seconds after the first call
-    /// in the process, and gives the rest up. False when something could not be written.
+    /// in the process, and not at all once it is insisted on, and gives the rest up. False when something
+    /// could not be written.
     bool finish();
     /// Whether finish() left something unwritten because nobody took it.
     [[nodiscard]] bool wasGivenUp() const;
@@ -47,6 +51,7 @@ public:
 
 private:
     struct State;
+    [[nodiscard]] std::string failure() const;
     bool wait(const std::function<bool()>& isPatient) const;
 
     std::shared_ptr<State>

@@ -20,7 +20,8 @@ struct PreparedRun {
     std::unique_ptr<quix5::Module> module;
     const quix5::OfferedTest* test = nullptr;
     quix5::DiagDevice device;
-    HeldDrive held;  ///< of a test that writes; goes last
+    HeldDrive held;                                     ///< of a test that writes; goes last
+    std::unique_ptr<libDrive2::DeviceLease> readLease;  ///< of one that only reads; null where it got none
     bool writes = false;
     std::optional<Obstacle> obstacle;  ///< what the guard of tests that write will refuse
     RunJournal journal;

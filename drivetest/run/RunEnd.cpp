@@ -4,9 +4,12 @@
 
 #include "drivetest/ExitStatus.h"
 #include "drivetest/run/RunOutputs.h"
+#include "drivetest/run/Setup.h"
+#include "drivetest/run/Signals.h"
 #include "drivetest/run/Summary.h"
 #include "drivetest/terminal/Texts.h"
 #include "libDrive2/DeviceOpeners.h"
+#include "quix5/ParameterText.h"
 
 namespace drivetest {
 
@@ -44,13 +47,36 @@ TestResult judgeSlowness(const RunOptions& options, const TestResult& result, co
     return judged;
 }
 
+/// To the person, and as what kept the test from a verdict.
+void tellProblem(PreparedRun& run, const char* symptom, const std::string& sentence, Console& console) {
+    console.line("         " + sentence);
+    if (run.record != nullptr)
+        run.record->addProblem(symptom, sentence);
+}
+
+/// What is valid for the parameters in "NAME:VALUE, NAME:VALUE".
+void describeParameters(const quix5::Test& test, const zel::String& refused, Console& console) {
+    for (const zel::String& item : refused.tokenize(", "))
+        if (const zel::Array<zel::String> name = item.tokenize(":");
+            !name.isEmpty() && quix5::findParameter(test, name[0]) != nullptr)
+            console.line("         " + name[0].utf8() + ": " + describeText("Parameter." + name[0].utf8()));
+}
+
 /// What the result alone does not say.
-void explain(const PreparedRun& run, const TestResult& result, const RunHost& host, Console& console) {
+void explain(PreparedRun& run, const TestResult& result, const RunHost& host, Console& console) {
     const std::string reason = libDrive2::lastOpenErrorStr().utf8();
-    if (run.obstacle && exitStatusOf(result) == run.obstacle->status)
+    if (run.obstacle && run.obstacle->isKnownToTest && exitStatusOf(result) == run.obstacle->status)
         console.line("         " + run.obstacle->reason + "; " + run.obstacle->advice);
     else if (host.statistics() == nullptr && result == TestResult::CANNOTRUN && !reason.empty())
-        console.line("         " + reason);
+        tellProblem(run, "driveNotOpened", reason, console);
+    else if (result == TestResult::CANNOTRUN && !host.lossOfAccess().empty())
+        tellProblem(
+            run, "driveLost",
+            run.device.osLocator().utf8() +
+                " could be opened, and stopped taking commands while it was tested: " + host.lossOfAccess(),
+            console);
+    else if (result == TestResult::BADPARAMS)
+        describeParameters(run.test->descriptor, host.refusedValues(), console);
     else if (result == TestResult::INCORRECTMEDIA && isOptical(*run.test))
         console.line(
             run.writes
@@ -85,6 +111,7 @@ std::string listOf(const RunOptions& options, const PreparedRun& run) {
 int endRun(const RunOptions& options, PreparedRun& run, const TestResult& result, const RunHost& host,
            Console& console) {
     const bool isDataMissing = !settleJournal(run, host, console);
+    setAtStake(AtStake::nothing);
     explain(run, result, host, console);
     TestResult judged = judgeSlowness(options, result, host, console);
     if (isDataMissing)

@@ -12,6 +12,9 @@ namespace {
 /// A drive with a million bad sectors must not bury everything else on the screen.
 constexpr std::uint64_t kShownPerKey = 20;
 
+/// The variable by which a test names the parameters whose values it refuses: "NAME:VALUE, NAME:VALUE".
+constexpr const char* kRefusedValues = "params";
+
 }  // namespace
 
 RunHost::RunHost(Console& console, RunRecord* record, OutputQueue* log, bool prompts)
@@ -19,12 +22,24 @@ RunHost::RunHost(Console& console, RunRecord* record, OutputQueue* log, bool pro
 
 ProgressSnapshot RunHost::snapshot() {
     const std::lock_guard lock(m_mutex);
-    const std::string activity = quix5::StopRequest::made() ? "stopping after this transfer" : m_activity;
+    const char* const stopping =
+        quix5::StopRequest::isInsistedOn()
+            ? "stopping without further attempts; Ctrl-C once more ends at once, and restores nothing"
+            : "stopping after this transfer; Ctrl-C again gives up further attempts";
     return {m_percent, m_statistics != nullptr ? m_statistics->bytesMoved() : 0, m_errors, m_warnings,
-            activity};
+            quix5::StopRequest::made() ? stopping : m_activity};
+}
+
+void RunHost::giveUpAttempts() {
+    const std::lock_guard lock(m_mutex);
+    if (m_drive != nullptr)
+        m_drive->setRetryCount(0);
 }
 
 void RunHost::show(const quix5::Event& event, const char* type) {
+    for (const auto& [name, value] : event.variables())
+        if (name == kRefusedValues)
+            m_refusedValues = value.valueString().zelString();
     m_lastMessage = event.localizedMessage();
     const std::uint64_t shown = ++m_shown[event.key()];
     // A range that took no time to measure.
@@ -77,7 +92,7 @@ bool RunHost::checkForStop() {
         OutputQueue::waitForRoom();
     lookForUsers();
     // A test must not go on overwriting what cannot be saved, or was not put back.
-    return quix5::StopRequest::made() || m_isDisturbed ||
+    return quix5::StopRequest::made() || m_isDisturbed || !OutputQueue::standardFailure().empty() ||
            (m_journal != nullptr && !m_journal->failure().empty());
 }
 
@@ -100,7 +115,7 @@ quix5::MessageBox2* RunHost::createMessageBox2(const zel::String& text, const ze
 /// confirmed.
 bool RunHost::isHeldDrive(libDrive2::Drive& drive) {
     std::string difference;
-    if (!m_held->isUnchanged(difference)) {
+    if (!m_held->isAsShown(difference)) {
         m_console.line("error:   " + difference + "; nothing was written");
         return false;
     }
@@ -134,6 +149,7 @@ void RunHost::driveReleased() {
     if (m_journal != nullptr)
         putBackLeftovers();
     m_drive->setJournal(nullptr);
+    const std::lock_guard lock(m_mutex);
     m_drive = nullptr;
 }
 
@@ -163,6 +179,8 @@ std::string RunHost::causeOf(quix5::EventType type) const {
 void RunHost::showCause() {
     using enum libDrive2::_LIBDRIVE2_ERROR_TYPES;
     const auto error = m_drive != nullptr ? m_drive->lastError : LIBDRIVE2_NO_ERROR;
+    if (error == LIBDRIVE2_NO_ACCESS)
+        m_lossOfAccess = m_drive->getLastErrorStr().utf8();
     const bool isOfDrive = error == LIBDRIVE2_NO_ACCESS || error == LIBDRIVE2_BUSY ||
                            error == LIBDRIVE2_WRITE_PROTECTED_MEDIUM ||
                            error == LIBDRIVE2_WRITE_PROTECTED_DEVICE;

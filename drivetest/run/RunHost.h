@@ -41,6 +41,13 @@ public:
     /// Whether the test was stopped because somebody has begun to use its drive.
     [[nodiscard]] bool isDisturbed() const { return m_isDisturbed; }
 
+    /// From any thread: what fails now is not tried again.
+    void giveUpAttempts();
+    /// Why the drive could not be reached any more when the test ended; empty when it could.
+    [[nodiscard]] const std::string& lossOfAccess() const { return m_lossOfAccess; }
+    /// The parameters that the test refused: "NAME:VALUE, NAME:VALUE"; empty for none.
+    [[nodiscard]] const zel::String& refusedValues() const { return m_refusedValues; }
+
     /// For the display's thread.
     [[nodiscard]] ProgressSnapshot snapshot();
     /// Whether an event of this key was shown.
@@ -84,7 +91,9 @@ private:
     libDrive2::Drive* m_drive = nullptr;
     std::map<zel::String, std::uint64_t> m_shown;  ///< by event key
     zel::String m_lastMessage;                     ///< of the last event
-    std::mutex m_mutex;                            ///< guards m_activity and m_statistics against the display
+    zel::String m_refusedValues;
+    std::string m_lossOfAccess;
+    std::mutex m_mutex;  ///< guards m_activity, m_statistics and m_drive against the other threads
     std::string m_activity;
     std::unique_ptr<DriveStatistics> m_statistics;
     std::atomic<int> m_percent{0};

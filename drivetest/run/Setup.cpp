@@ -1,10 +1,13 @@
 #include "drivetest/run/Setup.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 
+#include "drivetest/devices/AccessOrder.h"
 #include "drivetest/devices/Drives.h"
 #include "drivetest/terminal/Terminal.h"
+#include "quix5/Library.h"
 #include "quix5/ParameterText.h"
 #include "zel/Resource.h"
 
@@ -68,10 +71,10 @@ bool applyParameters(const quix5::Test& test, const std::vector<std::string>& as
                     "; it has: " + parameterNames(test);
             return false;
         }
-        const auto value = quix5::parseValue(parameter->type(), text);
+        const auto value = quix5::parseValue(*parameter, text);
         if (!value) {
             error = inQuotes(text) + " is no value for " + name.utf8() + ": give " +
-                    quix5::describeType(parameter->type());
+                    quix5::describeValues(*parameter).utf8();
             return false;
         }
         parameter->set(*value);
@@ -95,9 +98,21 @@ bool makeDevice(const std::string& locator, const std::vector<std::string>& prop
                     " says which drive it is; it comes from the drive itself and cannot be given";
             return false;
         }
+        if (name == kAccessOrderProperty && !isAccessOrder(value.utf8())) {
+            error = inQuotes(value) + " is no access order: give " + kAccessOrderForms;
+            std::replace(error.begin(), error.end(), '\n', ' ');
+            return false;
+        }
         device.setProperty(name, value);
     }
     return true;
+}
+
+std::string describeText(const std::string& key) {
+    zel::String text;
+    zel::Resource::getString(quix5::registeredLibrary(), key.c_str(), zel::ZELLocale::getGlobalLocale(),
+                             text);
+    return text.utf8();
 }
 
 void chooseLanguage(const std::string& option) {

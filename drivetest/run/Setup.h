@@ -21,6 +21,9 @@ bool applyParameters(const quix5::Test& test, const std::vector<std::string>& as
 bool makeDevice(const std::string& locator, const std::vector<std::string>& properties,
                 quix5::DiagDevice& device, std::string& error);
 
+/// What the module's texts say of "Test.NAME" or "Parameter.NAME", in the language of the texts.
+std::string describeText(const std::string& key);
+
 /// Takes the language of the texts from the option or, when it is empty, from the environment.
 void chooseLanguage(const std::string& option);
 

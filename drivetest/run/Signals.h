@@ -2,10 +2,22 @@
 
 namespace drivetest {
 
-/// Turns every signal that would end the process, and is no fault of its own, into a stop request. A reader
-/// that goes away, or a limit on the size of files, becomes a failed write instead. Signals that were ignored
-/// stay ignored; no call is restarted after a signal.
+/// A reader that goes away, or a limit on the size of files, becomes a failed write.
+void letWritesFail();
+
+/// Turns every signal that would end the process, and is no fault of its own, into a stop request. The second
+/// SIGINT or SIGTERM insists on it, the third ends the process at once. Signals that were ignored stay
+/// ignored; no call is restarted after a signal.
 void stopOnSignals();
+
+/// What an end at once leaves behind.
+enum class AtStake : unsigned char {
+    nothing,
+    journaledSectors,    ///< the journal keeps their data
+    unprotectedSectors,  ///< nothing but this process does
+};
+/// For the last words of such an end, and its exit status.
+void setAtStake(AtStake stake);
 
 /// Keeps signals from the calling thread: they interrupt the others, whose waiting they are to end.
 void leaveSignalsToOthers();

@@ -34,4 +34,13 @@ bool HeldDrive::isUnchanged(std::string& difference) const {
     return unchanged;
 }
 
+bool HeldDrive::isAsShown(std::string& difference) const {
+    if (!isUnchanged(difference))
+        return false;
+    zel::String text;
+    const bool same = m_lease->isSameMedium(text);
+    difference = text.utf8();
+    return same;
+}
+
 }  // namespace drivetest

@@ -24,6 +24,8 @@ public:
     [[nodiscard]] const libDrive2::DriveIdentity& identity() const { return m_identity; }
     /// Whether it is still the drive that was shown. False after a sentence in `difference`.
     bool isUnchanged(std::string& difference) const;
+    /// The same, and with the medium that was shown: a bus that was reset may raise doubt of that.
+    bool isAsShown(std::string& difference) const;
 
 private:
     std::unique_ptr<libDrive2::DeviceLease> m_lease;

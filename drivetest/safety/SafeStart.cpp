@@ -1,6 +1,7 @@
 #include "drivetest/safety/SafeStart.h"
 
 #include "drivetest/devices/Drives.h"
+#include "drivetest/safety/ReadStart.h"
 #include "drivetest/terminal/Terminal.h"
 #include "drivetest/terminal/Texts.h"
 #include "libDrive2/DeviceLockingManager.h"
@@ -37,12 +38,17 @@ void showDrive(const ConfirmationRequest& request, Console& console) {
     const DiagDevice& device = request.device;
     const std::string path = device.osLocator().utf8();
     std::string identity = textProperty(device, quix5::kPropertyModel);
+    const auto addToIdentity = [&identity](const std::string& text) {
+        identity += (identity.empty() ? "" : ", ") + text;
+    };
     if (hasSerial(device))
-        identity += ", serial number " + textProperty(device, quix5::kPropertySerial);
+        addToIdentity("serial number " + textProperty(device, quix5::kPropertySerial));
     if (const std::uint64_t bytes = numberProperty(device, quix5::kPropertyBytes); bytes != 0)
-        identity += (identity.empty() ? "" : ", ") + sizeText(bytes);
+        addToIdentity(sizeText(bytes));
     console.line(request.test.name().utf8() + " writes to " + path +
                  (identity.empty() ? "" : ": " + identity));
+    if (request.held.isHeld())
+        tellOfRest(device, request.held.lease(), console);
     const auto contents = libDrive2::DeviceLockingManager(device.osLocator()).contents();
     // Of a drive that cannot be looked at, the refusal tells.
     if (contents.isEmpty() && !request.obstacle)
@@ -64,7 +70,7 @@ ExitStatus refuse(const std::string& sentence, ExitStatus status) {
 /// What was confirmed is the drive that was shown: a person takes long enough to change it.
 ExitStatus checkUnchanged(const ConfirmationRequest& request) {
     std::string difference;
-    if (!request.held.isHeld() || request.held.isUnchanged(difference))
+    if (!request.held.isHeld() || request.held.isAsShown(difference))
         return kExitPass;
     return refuse(difference + "; nothing was written", kExitCannotRun);
 }
@@ -84,19 +90,38 @@ bool preservesData(const quix5::Test& test) {
     return quix5::findParameter(test, kPreserveData) != nullptr && flagOf(test, kPreserveData, true);
 }
 
-std::optional<Obstacle> findObstacle(const DiagDevice& device, const HeldDrive& held) {
+std::optional<Obstacle> findObstacle(const DiagDevice& device, const HeldDrive& held, bool allowUnexamined) {
     const bool isBusy = held.failure().type == libDrive2::LIBDRIVE2_BUSY;
     if (!held.isHeld() && !isBusy)
         return Obstacle{kExitCannotRun, held.failure().text.utf8(), "nothing was written"};
     libDrive2::DeviceLockingManager volumes(device.osLocator());
-    if (volumes.isBitLockerEnabledOnVolumes())
-        return Obstacle{
-            kExitCannotRun, volumes.getLastErrorStr().utf8(),
-            "tests that write leave alone what is encrypted or cannot be examined: decrypt or wipe it "
-            "first, or run a test that reads"};
+    const libDrive2::Encryption encryption = volumes.examineEncryption();
+    const std::string reason = volumes.getLastErrorStr().utf8();
+    if (encryption == libDrive2::Encryption::found)
+        return Obstacle{kExitCannotRun, reason,
+                        "tests that write leave alone what is encrypted: decrypt or wipe it first, or run a "
+                        "test that reads"};
+    // What comes into the drive later was neither shown nor confirmed. Optical media are another matter: what
+    // is recorded goes to new ones.
+    if (held.isHeld() && held.identity().sectors == 0 &&
+        device.hasCapability(quix5::DeviceCapability::RemovableStorage) &&
+        !device.hasCapability(quix5::DeviceCapability::SCSIMMC))
+        return Obstacle{kExitMedia, "there is no medium in " + device.osLocator().utf8(),
+                        "put in the one that may be written to, so that it can be shown, then start again"};
     if (isBusy)
         return Obstacle{kExitBusy, held.failure().text.utf8(),
                         "unmount it, switch swap off, stop what uses it, then try again"};
+    if (held.lease().takesWritesInOrderOnly())
+        return Obstacle{kExitCannotRun,
+                        device.osLocator().utf8() +
+                            " is a host-managed zoned drive: it takes writes only in the order of its zones, "
+                            "so that nothing could be put back",
+                        "run a test that reads", false};
+    if (encryption == libDrive2::Encryption::unexamined && !allowUnexamined)
+        return Obstacle{kExitCannotRun, reason,
+                        "if you know that it holds none, or need none of it, give --allow-unexamined beside "
+                        "--confirm; nothing was written",
+                        false};
     return std::nullopt;
 }
 
@@ -104,9 +129,10 @@ ExitStatus confirmWriting(const ConfirmationRequest& request, Console& console) 
     const std::string path = request.device.osLocator().utf8();
     const std::string expected = confirmationOf(request.device);
     showDrive(request, console);
-    if (request.given == expected)
+    const bool isRefusedHere = request.obstacle && !request.obstacle->isKnownToTest;
+    if (request.given == expected && !isRefusedHere)
         return checkUnchanged(request);
-    if (!request.given.empty())
+    if (!request.given.empty() && request.given != expected)
         return refuse("--confirm " + quoted(request.given) + " does not name " + path + ": type " +
                           whatToType(request.device) + ", if this is the drive you mean; nothing was written",
                       kExitUsage);

@@ -25,10 +25,12 @@ struct Obstacle {
     ExitStatus status;
     std::string reason;
     std::string advice;
+    bool isKnownToTest = true;  ///< the guard of tests that write sees it too, and says so in the record
 };
-/// Looks for what the guard of tests that write will refuse: an encrypted volume, a user of the drive, a
-/// drive that could not be taken.
-std::optional<Obstacle> findObstacle(const quix5::DiagDevice& device, const HeldDrive& held);
+/// Looks for an encrypted volume, for sectors that could tell of one and cannot be read (unless
+/// `allowUnexamined`), for a user of the drive, and whether the drive could be taken.
+std::optional<Obstacle> findObstacle(const quix5::DiagDevice& device, const HeldDrive& held,
+                                     bool allowUnexamined);
 
 /// How a test that writes is to be confirmed.
 struct ConfirmationRequest {

@@ -24,6 +24,12 @@ DriveStatistics::DriveStatistics(std::uint64_t sectors, std::uint32_t sectorByte
       m_readLatency(m_latencies[DriveOperation::read]),
       m_lastEnd(zel::Clock::current().now()) {}
 
+/// Nothing was transferred from the one before: tests see to their medium first.
+void DriveStatistics::onMedium(std::uint64_t sectors, std::uint32_t sectorBytes) {
+    m_sectorBytes = sectorBytes;
+    m_surface = SurfaceMap(sectors);
+}
+
 void DriveStatistics::onPlan(std::uint64_t sectors) {
     m_counter.plan(sectors, Coverage::Unit::sectors);
 }

@@ -30,6 +30,7 @@ public:
     DriveStatistics(std::uint64_t sectors, std::uint32_t sectorBytes);
 
     void onOperation(const libDrive2::DriveOperationReport& report) override;
+    void onMedium(std::uint64_t sectors, std::uint32_t sectorBytes) override;
     void onPlan(std::uint64_t sectors) override;
     void onPlanPositions(std::uint64_t positions) override;
     void onVisit(std::uint64_t lba, std::uint32_t count) override;

@@ -38,7 +38,7 @@ void Console::line(const std::string& text) {
 void Console::status(const std::string& text) {
     const std::lock_guard lock(m_mutex);
     // What is shown would be out of date when it came to be seen.
-    if (!m_live || m_queue->isBusy())
+    if (!m_live || m_asking || m_queue->isBusy())
         return;
     std::string update = erasure();
     m_status = shorten(printable(text), terminalWidth(m_stream) - 1);
@@ -49,6 +49,11 @@ void Console::clearStatus() {
     const std::lock_guard lock(m_mutex);
     m_queue->add(erasure());
     m_status.clear();
+}
+
+void Console::setAsking(bool asking) {
+    m_asking = asking;
+    clearStatus();
 }
 
 void complain(const std::string& sentence) {

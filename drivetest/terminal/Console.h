@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdio>
 #include <memory>
 #include <mutex>
@@ -22,6 +23,9 @@ public:
     void status(const std::string& text);
     /// Takes the status line off the screen.
     void clearStatus();
+    /// Progress is not shown while somebody is asked something.
+    void setAsking(bool asking);
+    [[nodiscard]] bool isAsking() const { return m_asking; }
 
 private:
     [[nodiscard]] std::string erasure() const;
@@ -31,6 +35,7 @@ private:
     std::shared_ptr<OutputQueue> m_queue;
     std::mutex m_mutex;
     std::string m_status;
+    std::atomic<bool> m_asking{false};
 };
 
 /// A sentence to standard error: "drivetest: …".

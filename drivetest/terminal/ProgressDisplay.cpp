@@ -47,6 +47,8 @@ void ProgressDisplay::show() {
     const std::chrono::milliseconds interval = m_console.isLive() ? kLiveInterval : kPlainInterval;
     std::unique_lock lock(m_mutex);
     while (!m_wake.wait_for(lock, interval, [this] { return m_ending; })) {
+        if (m_console.isAsking())
+            continue;
         const std::string text = progressText(m_title, m_snapshot(), m_watch.elapsed());
         if (m_console.isLive())
             m_console.status(text);

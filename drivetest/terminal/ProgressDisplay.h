@@ -26,7 +26,7 @@ std::string progressText(const std::string& title, const ProgressSnapshot& now,
                          std::chrono::nanoseconds elapsed);
 
 /// Shows a running test from a thread of its own: several times a second on a terminal, a plain line now and
-/// then without one. Runs from construction to destruction.
+/// then without one; nothing while the console asks. Runs from construction to destruction.
 class ProgressDisplay {
 public:
     /// `snapshot` is called on the display's thread.

@@ -9,7 +9,12 @@ using quix5::MessageBox2_Returns;
 TerminalPrompt::TerminalPrompt(Console& console, const zel::String& text, const zel::String& title)
     : m_console(console), m_text(title.utf8() + ": " + text.utf8() + " [Enter: continue, c: cancel]") {}
 
+TerminalPrompt::~TerminalPrompt() {
+    m_console.setAsking(false);
+}
+
 bool TerminalPrompt::display() {
+    m_console.setAsking(true);
     m_console.line(m_text);
     return true;
 }

@@ -7,9 +7,14 @@
 namespace drivetest {
 
 /// A prompt on the terminal: Enter is OK, c and Enter cancels. Destroyed unanswered, it stays on the screen.
+/// As long as it lives, the status line rests.
 class TerminalPrompt : public quix5::MessageBox2 {
 public:
     TerminalPrompt(Console& console, const zel::String& text, const zel::String& title);
+
+    ~TerminalPrompt() override;
+    TerminalPrompt(const TerminalPrompt&) = delete;
+    TerminalPrompt& operator=(const TerminalPrompt&) = delete;
 
     bool display() override;
     bool wait(std::uint32_t milliseconds) override;

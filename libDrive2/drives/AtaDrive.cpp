@@ -43,6 +43,7 @@ AtaDrive::AtaDrive(SharedAtaDevice device)
       m_pool(std::make_unique<CommandPool>()),
       m_identity(std::make_unique<ata::Identity>()) {
     (void)AtaDrive::doQueryDeviceInfo();
+    setAnswerProbe([this] { return answers(); });
 }
 
 AtaDrive::~AtaDrive() = default;
@@ -160,7 +161,7 @@ _LIBDRIVE2_ERROR_TYPES AtaDrive::doStopDrive() {
     return perform(ata::standbyImmediate(), {"stopping the motor"});
 }
 
-bool AtaDrive::doAnswers() {
+bool AtaDrive::answers() {
     const DeviceStatus delivery = m_device->execute(ata::checkPowerMode()).delivery;
     return delivery.type != LIBDRIVE2_TIMEOUT && delivery.type != LIBDRIVE2_NO_ACCESS;
 }

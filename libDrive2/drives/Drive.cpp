@@ -10,8 +10,6 @@ namespace libDrive2 {
 
 namespace {
 
-constexpr std::chrono::milliseconds kMediaPollInterval{100};
-
 /// Errors that another attempt may overcome. The others tell of a state, not of an accident.
 bool isTransientKind(_LIBDRIVE2_ERROR_TYPES error) {
     return error == LIBDRIVE2_MEDIA_ERROR || error == LIBDRIVE2_DRIVE_ERROR ||
@@ -32,43 +30,12 @@ std::uint64_t Drive::getPhysicalSectorCount() {
     return (getSectorCount() + ratio - 1) / ratio;
 }
 
-LIBDRIVE2_MEDIA_STATE Drive::mediaState() {
-    if (!isMediaPresent())
-        return LIBDRIVE2_MEDIA_NONE;
-    return isMediaCorrect() ? LIBDRIVE2_MEDIA_CORRECT : LIBDRIVE2_MEDIA_INCORRECT;
-}
-
 std::uint32_t Drive::mediaCapabilties() {
     return 0;
 }
 std::uint32_t Drive::supportedCapabilties() {
     return 0;
 }
-bool Drive::isMediaRemovable() {
-    return false;
-}
-bool Drive::isMediaPresent() {
-    return true;
-}
-bool Drive::isMediaLoading() {
-    return false;
-}
-bool Drive::isMediaCorrect() {
-    return isMediaPresent();
-}
-
-bool Drive::waitForMedia(std::uint32_t timeoutMs) {
-    const zel::Stopwatch watch;
-    const zel::Clock::Duration timeout = std::chrono::milliseconds(timeoutMs);
-    while (!isMediaPresent()) {
-        if (watch.elapsed() >= timeout)
-            return false;
-        const auto left = timeout - watch.elapsed();
-        zel::Clock::current().sleep(std::min<zel::Clock::Duration>(kMediaPollInterval, left));
-    }
-    return true;
-}
-
 bool Drive::disableAutoRun() {
     return false;
 }
@@ -126,17 +93,6 @@ _LIBDRIVE2_ERROR_TYPES Drive::doStopDrive() {
     return fail(LIBDRIVE2_NOT_SUPPORTED, "the drive cannot be stopped");
 }
 
-_LIBDRIVE2_ERROR_TYPES Drive::doPreventMediumRemoval(bool /*prevent*/) {
-    return fail(LIBDRIVE2_NOT_SUPPORTED, "the medium cannot be locked in");
-}
-
-_LIBDRIVE2_ERROR_TYPES Drive::doEjectDrive() {
-    return fail(LIBDRIVE2_NOT_SUPPORTED, "the drive has no tray");
-}
-_LIBDRIVE2_ERROR_TYPES Drive::doLoadDrive() {
-    return fail(LIBDRIVE2_NOT_SUPPORTED, "the drive has no tray");
-}
-
 _LIBDRIVE2_ERROR_TYPES Drive::fail(_LIBDRIVE2_ERROR_TYPES type, zel::String text, zel::String words) {
     m_errorText = std::move(text);
     m_errorWords = std::move(words);
@@ -186,8 +142,9 @@ bool Drive::perform(DriveOperation operation, std::uint64_t lba, std::uint32_t c
 
 _LIBDRIVE2_ERROR_TYPES Drive::judgeTimeout() {
     const zel::String text = m_errorText;
-    return doAnswers() ? fail(LIBDRIVE2_TIMEOUT, text, m_errorWords)
-                       : fail(LIBDRIVE2_NO_ACCESS, text + "; it answers nothing any more");
+    return m_answers == nullptr || m_answers()
+               ? fail(LIBDRIVE2_TIMEOUT, text, m_errorWords)
+               : fail(LIBDRIVE2_NO_ACCESS, text + "; it answers nothing any more");
 }
 
 /// A drive that could not be asked when it was opened may answer now.
@@ -270,11 +227,18 @@ bool Drive::stopDrive() {
 }
 
 bool Drive::preventMediumRemoval(bool prevent) {
-    return perform(DriveOperation::other, 0, 0, [&] { return doPreventMediumRemoval(prevent); });
+    m_keepsMedium = prevent;
+    const bool done = perform(DriveOperation::other, 0, 0, [&] { return doPreventMediumRemoval(prevent); });
+    m_isMediumLocked = prevent && done;
+    return done;
 }
 
 bool Drive::ejectDrive() {
-    return perform(DriveOperation::other, 0, 0, [&] { return doEjectDrive(); });
+    lockMedium(false);
+    const bool ejected = perform(DriveOperation::other, 0, 0, [&] { return doEjectDrive(); });
+    if (!ejected)
+        lockMedium(true);
+    return ejected;
 }
 
 bool Drive::loadDrive() {

@@ -34,6 +34,7 @@ private:
 NVMeDrive::NVMeDrive(SharedNVMeDevice device)
     : m_device(std::move(device)), m_pool(std::make_unique<CommandPool>()) {
     (void)NVMeDrive::doQueryDeviceInfo();
+    setAnswerProbe([this] { return answers(); });
 }
 
 NVMeDrive::~NVMeDrive() = default;
@@ -161,7 +162,7 @@ _LIBDRIVE2_ERROR_TYPES NVMeDrive::doSeekSector(std::uint64_t lba) {
     return perform(nvme::verify(m_device->namespaceId(), lba, 1), {"seeking to", lba, 1});
 }
 
-bool NVMeDrive::doAnswers() {
+bool NVMeDrive::answers() {
     std::vector<std::uint8_t> answer(nvme::kHealthLogBytes);
     const NVMeCommand command = nvme::withData(nvme::healthLog(), answer.data(), answer.size());
     const DeviceStatus status = nvme::statusOf(m_device->execute(command));

@@ -38,6 +38,9 @@ bool OSDrive::isMediaPresent() {
     // Only a removable medium can have come or gone since the last look.
     if (m_handle->info().removable)
         (void)m_handle->query();
+    // A handle that was opened without a medium sees none that comes.
+    if (!m_handle->info().mediumPresent)
+        (void)m_handle->reopen();
     return m_handle->info().mediumPresent;
 }
 
@@ -67,8 +70,9 @@ _LIBDRIVE2_ERROR_TYPES OSDrive::take(DeviceStatus status) {
 _LIBDRIVE2_ERROR_TYPES OSDrive::doQueryDeviceInfo() {
     return take(m_handle->query());
 }
+/// The system measures a medium when the drive is opened.
 _LIBDRIVE2_ERROR_TYPES OSDrive::doQueryMediumInfo() {
-    return take(m_handle->query());
+    return take(isMediaRemovable() ? m_handle->reopen() : m_handle->query());
 }
 
 _LIBDRIVE2_ERROR_TYPES OSDrive::failTransfer(const char* what, std::uint64_t lba, std::uint32_t count,

@@ -12,6 +12,7 @@ OSScsiSBCDrive::OSScsiSBCDrive(SharedBlockHandle handle, SharedScsiPassThrough p
                                zel::String osLocator)
     : OSDrive(std::move(handle), std::move(osLocator)), m_passThrough(std::move(passThrough)) {
     (void)OSScsiSBCDrive::doQueryDeviceInfo();
+    setAnswerProbe([this] { return ScsiUnit(*m_passThrough).answers(); });
 }
 
 _LIBDRIVE2_ERROR_TYPES OSScsiSBCDrive::doQueryDeviceInfo() {
@@ -27,8 +28,10 @@ bool OSScsiSBCDrive::isMediaRemovable() {
 bool OSScsiSBCDrive::isMediaPresent() {
     if (!m_isRemovable)
         return true;
-    // The block interface notices a new medium only when it is asked.
-    return ScsiUnit(*m_passThrough).readiness() == ScsiUnit::Readiness::ready && OSDrive::isMediaPresent();
+    // The block interface notices a new medium only when it is asked, and before another has heard the
+    // drive's news of it.
+    const bool isSeen = OSDrive::isMediaPresent();
+    return ScsiUnit(*m_passThrough).readiness() == ScsiUnit::Readiness::ready && isSeen;
 }
 
 std::unique_ptr<TemperatureAccessor> OSScsiSBCDrive::getTemperatureAccessor() {
@@ -51,10 +54,6 @@ _LIBDRIVE2_ERROR_TYPES OSScsiSBCDrive::perform(const ScsiRequest& request, const
     if (!outcome.recovered.empty())
         noteRecovered(describe(action, osLocator()) + " needed recovery by the drive: " + outcome.recovered);
     return LIBDRIVE2_NO_ERROR;
-}
-
-bool OSScsiSBCDrive::doAnswers() {
-    return ScsiUnit(*m_passThrough).answers();
 }
 
 /// The kernel has one error number for much of what is no fault of the medium: the unit itself knows.

@@ -11,6 +11,7 @@ namespace libDrive2 {
 ScsiDrive::ScsiDrive(SharedScsiPassThrough passThrough)
     : m_passThrough(std::move(passThrough)), m_pool(std::make_unique<CommandPool>()) {
     (void)ScsiDrive::doQueryDeviceInfo();
+    setAnswerProbe([this] { return ScsiUnit(*m_passThrough).answers(); });
 }
 
 ScsiDrive::~ScsiDrive() = default;
@@ -75,10 +76,6 @@ _LIBDRIVE2_ERROR_TYPES ScsiDrive::transfer(const DriveAction& action, std::uint8
             return settle(outcome, std::size_t{piece.count} * cut.sectorBytes,
                           {action.what, piece.lba, piece.count});
         });
-}
-
-bool ScsiDrive::doAnswers() {
-    return ScsiUnit(*m_passThrough).answers();
 }
 
 _LIBDRIVE2_ERROR_TYPES ScsiDrive::doFlushCache() {

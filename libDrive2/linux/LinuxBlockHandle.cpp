@@ -72,7 +72,29 @@ std::unique_ptr<LinuxBlockHandle> LinuxBlockHandle::open(const zel::String& path
     return handle;
 }
 
+MediumProbe LinuxBlockHandle::mediumProbe() const {
+    const std::string path = OpenLeases::pathOf(m_path).utf8();
+    struct stat found {};
+    if (::stat(path.c_str(), &found) != 0)
+        found = {};
+    return {path, found};
+}
+
+/// A handle to wait with: it transfers nothing.
+DeviceStatus LinuxBlockHandle::openEmpty() {
+    const std::string path = OpenLeases::pathOf(m_path).utf8();
+    m_buffered =
+        FileDescriptor(zel::uninterrupted([&] { return ::open(path.c_str(), m_openFlags | O_NONBLOCK); }));
+    m_isEmpty = static_cast<bool>(m_buffered);
+    return m_isEmpty ? DeviceStatus{} : errnoStatus(errno);
+}
+
 DeviceStatus LinuxBlockHandle::openDescriptors() {
+    const MediumProbe probe = mediumProbe();
+    const bool hasMedium = probe.hasMedium();
+    if (m_isEmpty && !hasMedium)
+        return {};
+    m_isEmpty = false;
     // Closed first: an exclusive open would otherwise collide with our own.
     m_direct.reset();
     m_buffered.reset();
@@ -80,9 +102,11 @@ DeviceStatus LinuxBlockHandle::openDescriptors() {
     const auto opened = [&path](int flags) {
         return FileDescriptor(zel::uninterrupted([&] { return ::open(path.c_str(), flags); }));
     };
+    if (!hasMedium)
+        return openEmpty();
     m_buffered = opened(m_openFlags);
     if (!m_buffered)
-        return errnoStatus(errno);
+        return probe.meansNoMedium(errno) ? openEmpty() : errnoStatus(errno);
     // Without O_EXCL, which the descriptor above already holds for both.
     m_direct = opened((m_openFlags & ~O_EXCL) | O_DIRECT);
     return {};
@@ -105,19 +129,22 @@ DeviceStatus LinuxBlockHandle::query() {
 }
 
 DeviceStatus LinuxBlockHandle::queryBlockDevice() {
+    const MediumProbe probe = mediumProbe();
+    m_info.removable = probe.isRemovable();
+    // First: it makes the kernel measure what has come since.
+    const bool hasMedium = !m_isEmpty && probe.hasMedium();
     std::uint64_t bytes = 0;
     int logical = 0;
     unsigned physical = 0;
-    struct stat found {};
     if (ioctl(m_buffered.get(), BLKGETSIZE64, &bytes) != 0 ||
         ioctl(m_buffered.get(), BLKSSZGET, &logical) != 0 ||
-        ioctl(m_buffered.get(), BLKPBSZGET, &physical) != 0 || fstat(m_buffered.get(), &found) != 0)
+        ioctl(m_buffered.get(), BLKPBSZGET, &physical) != 0)
         return errnoStatus(errno);
-    m_info.bytes = bytes;
     m_info.logicalSectorBytes = static_cast<std::uint32_t>(logical);
     m_info.physicalSectorBytes = physical;
-    m_info.removable = SysfsBlock(found.st_rdev).isRemovable();
-    m_info.mediumPresent = !m_info.removable || bytes > 0;
+    m_info.mediumPresent = !m_info.removable || (hasMedium && bytes > 0);
+    // The kernel's driver of optical drives makes up a size while it has seen no medium.
+    m_info.bytes = m_info.mediumPresent ? bytes : 0;
     m_directAlignment = m_info.logicalSectorBytes;
     return {};
 }
@@ -145,19 +172,22 @@ bool LinuxBlockHandle::isGone() const {
         return false;
     std::uint64_t bytes = 0;
     struct stat found {};
-    if (ioctl(m_buffered.get(), BLKGETSIZE64, &bytes) != 0 || bytes == 0 ||
-        fstat(m_buffered.get(), &found) != 0)
+    if (ioctl(m_buffered.get(), BLKGETSIZE64, &bytes) != 0 || fstat(m_buffered.get(), &found) != 0)
         return true;
-    return !SysfsBlock(found.st_rdev).isUsable();
+    return !SysfsBlock(found.st_rdev).isUsable() || (bytes == 0 && !m_info.removable);
 }
 
 DeviceStatus LinuxBlockHandle::failure(int error) const {
+    if (m_isEmpty)
+        return {LIBDRIVE2_NO_ACCESS, "there is no medium in the drive"};
     if (error == IoRing::kEndOfDevice)
         return {LIBDRIVE2_NO_ACCESS, "it ends before these sectors: it became smaller"};
     DeviceStatus status = errnoStatus(error);
     // The kernel answers plain I/O errors for a drive that was pulled: those are no bad sectors.
     if (status.type == LIBDRIVE2_MEDIA_ERROR && isGone())
         return {LIBDRIVE2_NO_ACCESS, "the device is gone (" + status.text + ")"};
+    if (status.type == LIBDRIVE2_MEDIA_ERROR && m_info.removable && !mediumProbe().hasMedium())
+        return {LIBDRIVE2_NO_ACCESS, "the medium was taken out (" + status.text + ")"};
     return status;
 }
 

@@ -5,10 +5,12 @@
 #include "libDrive2/BlockHandle.h"
 #include "libDrive2/linux/FileDescriptor.h"
 #include "libDrive2/linux/IoRing.h"
+#include "libDrive2/linux/MediumProbe.h"
 
 namespace libDrive2 {
 
-/// A block device or an image file. Reads and writes bypass the page cache where the system allows it.
+/// A block device or an image file. Reads and writes bypass the page cache where the system allows it. A
+/// removable drive without a medium opens, too.
 class LinuxBlockHandle : public BlockHandle {
 public:
     /// Null on failure, which is kept with noteOpenError().
@@ -27,6 +29,9 @@ private:
     LinuxBlockHandle(std::string path, int openFlags) : m_path(std::move(path)), m_openFlags(openFlags) {}
 
     DeviceStatus openDescriptors();
+    DeviceStatus openEmpty();
+    /// Of the drive that the path leads to.
+    [[nodiscard]] MediumProbe mediumProbe() const;
     DeviceStatus queryBlockDevice();
     DeviceStatus queryFile();
     DeviceStatus transfer(bool writing, std::uint64_t offset, std::uint8_t* buffer, std::size_t bytes);
@@ -45,6 +50,7 @@ private:
     BlockDeviceInfo m_info;
     std::uint32_t m_directAlignment = 512;  ///< of offsets and sizes of direct transfers
     bool m_isBlockDevice = false;
+    bool m_isEmpty = false;  ///< opened without a medium, only to wait for one
 };
 
 }  // namespace libDrive2

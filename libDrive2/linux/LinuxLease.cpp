@@ -13,6 +13,7 @@
 #include "libDrive2/PlatformOpeners.h"
 #include "libDrive2/linux/ErrnoError.h"
 #include "libDrive2/linux/LinuxBlockHandle.h"
+#include "libDrive2/linux/MediumProbe.h"
 #include "libDrive2/linux/StorageMap.h"
 
 namespace libDrive2 {
@@ -78,9 +79,12 @@ LinuxLease::~LinuxLease() {
 }
 
 DeviceStatus LinuxLease::begin() {
+    m_mediumNumber = mediumNumber();
     DeviceStatus status = identify(m_identity);
     zel::String reason;
-    if (status.ok() && isExclusive() && !m_volumes.lock(reason))
+    const bool isLocked = !status.ok() || purpose() == LeasePurpose::look ||
+                          (isExclusive() ? m_volumes.lock(reason) : m_volumes.lockForReading(reason));
+    if (!isLocked)
         return {LIBDRIVE2_BUSY, reason};
     if (!status.ok())
         status.text = m_path + " cannot be used: " + status.text;
@@ -118,13 +122,43 @@ zel::String LinuxLease::findDifference() const {
     const SysfsBlock device(S_ISBLK(found.st_mode) ? found.st_rdev : 0);
     // Media come and go in an optical drive; it stays the drive that it is.
     const bool hasOwnSize = !device.isOptical();
-    if (S_ISBLK(found.st_mode) && (!device.isUsable() || (hasOwnSize && now.sectors == 0)))
+    const bool isEmpty = hasOwnSize && now.sectors == 0 && m_identity.sectors != 0;
+    const bool isRemovable = MediumProbe(pathOfDescriptor(m_descriptor.get()), found).isRemovable();
+    if (S_ISBLK(found.st_mode) && (!device.isUsable() || (isEmpty && !isRemovable)))
         return m_path + " is gone: it was taken away or switched off";
+    if (isEmpty && isRemovable)
+        return m_path + " holds no medium any more: it was taken out";
     if (!isMadeOfTheSame(now, m_identity))
         return m_path + " is stored on something else now: another drive has taken its place";
-    if (hasOwnSize && (now.sectors != m_identity.sectors || now.sectorBytes != m_identity.sectorBytes))
+    const bool wasEmpty = isRemovable && m_identity.sectors == 0;
+    if (hasOwnSize && !wasEmpty &&
+        (now.sectors != m_identity.sectors || now.sectorBytes != m_identity.sectorBytes))
         return m_path + " has another size now: " + now.describe();
     return {};
+}
+
+bool LinuxLease::takesWritesInOrderOnly() const {
+    struct stat found {};
+    return fstat(m_descriptor.get(), &found) == 0 && S_ISBLK(found.st_mode) &&
+           SysfsBlock(found.st_rdev).disk().attribute("queue/zoned") == "host-managed";
+}
+
+std::uint64_t LinuxLease::mediumNumber() const {
+    struct stat found {};
+    if (fstat(m_descriptor.get(), &found) != 0 || !S_ISBLK(found.st_mode))
+        return 0;
+    const SysfsBlock device(found.st_rdev);
+    const MediumProbe probe(pathOfDescriptor(m_descriptor.get()), found);
+    // Asking for the medium makes the kernel look. An optical drive is held for whatever is put into it.
+    const bool counts = probe.isRemovable() && !device.isOptical() && probe.hasMedium();
+    return counts ? device.disk().numberAttribute("diskseq") : 0;
+}
+
+bool LinuxLease::isSameMedium(zel::String& difference) {
+    if (m_identity.sectors == 0 || mediumNumber() == m_mediumNumber)
+        return true;
+    difference = "the medium in " + m_path + " is not, or may not be, the one that was shown: start again";
+    return false;
 }
 
 SharedBlockHandle LinuxLease::openBlock(bool writable, zel::String& reason) {

@@ -17,9 +17,11 @@ public:
     [[nodiscard]] const DriveIdentity& identity() const override { return m_identity; }
     [[nodiscard]] zel::String descriptorPath() const override;
     bool isUnchanged(zel::String& difference) override;
+    bool isSameMedium(zel::String& difference) override;
     zel::Array<zel::String> users() override { return m_volumes.holders(); }
     zel::Array<VolumeContent> contents() override { return m_volumes.contents(); }
-    bool isEncrypted(zel::String& reason) override { return m_volumes.isEncrypted(reason); }
+    Encryption examineEncryption(zel::String& reason) override { return m_volumes.examineEncryption(reason); }
+    [[nodiscard]] bool takesWritesInOrderOnly() const override;
     SharedBlockHandle openBlock(bool writable, zel::String& reason) override;
 
 private:
@@ -28,11 +30,14 @@ private:
     DeviceStatus begin();
     DeviceStatus identify(DriveIdentity& identity) const;
     [[nodiscard]] zel::String findDifference() const;
+    /// The kernel's number of the medium, which it changes with every medium; 0 where it has none.
+    [[nodiscard]] std::uint64_t mediumNumber() const;
 
     zel::String m_path;
     FileDescriptor m_descriptor;
     LinuxVolumes m_volumes;
     DriveIdentity m_identity;
+    std::uint64_t m_mediumNumber = 0;
 };
 
 }  // namespace libDrive2

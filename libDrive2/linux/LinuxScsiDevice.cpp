@@ -138,7 +138,7 @@ std::unique_ptr<ScsiPassThrough> openPlatformScsiDevice(const zel::String& path,
     const bool writable = (desiredAccess & kAccessWrite) != 0;
     if (!writable || !isOptical(path))
         return LinuxScsiDevice::open(path, writable);
-    if (auto generic = openPlatformScsiObject(path))
+    if (auto generic = openPlatformScsiObject(path, true))
         return generic;
     return LinuxScsiDevice::open(path, false);
 }

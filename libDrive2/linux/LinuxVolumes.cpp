@@ -3,12 +3,16 @@
 #include <fcntl.h>
 #include <sys/file.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <string>
 
+#include "libDrive2/DeviceOpeners.h"
+#include "libDrive2/EncryptedVolumes.h"
 #include "libDrive2/PlatformOpeners.h"
 #include "libDrive2/linux/ErrnoError.h"
 #include "libDrive2/linux/LinuxBlockHandle.h"
+#include "libDrive2/linux/MediumProbe.h"
 #include "libDrive2/linux/StorageUsers.h"
 #include "libDrive2/linux/SysfsBlock.h"
 #include "libDrive2/linux/VolumeSignatures.h"
@@ -21,13 +25,38 @@ FileDescriptor openFile(const std::string& path, int flags) {
     return FileDescriptor(uninterrupted([&path, flags] { return ::open(path.c_str(), flags | O_CLOEXEC); }));
 }
 
+struct flock lockOfAll(int type) {
+    struct flock all {};
+    all.l_type = static_cast<short>(type);
+    all.l_whence = SEEK_SET;
+    return all;
+}
+
 /// A lock over all bytes that belongs to the descriptor: unlike those that belong to a process, it is not
 /// lost when the process closes some other descriptor of the same file.
-int takeOfdLock(int fd, bool writable) {
-    struct flock all {};
-    all.l_type = static_cast<short>(writable ? F_WRLCK : F_RDLCK);
-    all.l_whence = SEEK_SET;
+int takeOfdLock(int fd, int type) {
+    struct flock all = lockOfAll(type);
     return uninterrupted([fd, &all] { return fcntl(fd, F_OFD_SETLK, &all); });
+}
+
+bool isLockedByOthers(int error) {
+    return error == EAGAIN || error == EACCES;
+}
+
+/// What the lock of another program says of its use.
+const char* describeLock(int fd) {
+    struct flock found = lockOfAll(F_WRLCK);
+    const bool isToRead = fcntl(fd, F_OFD_GETLK, &found) == 0 && found.l_type == F_RDLCK;
+    return isToRead
+               ? " is in use: another program, such as a test that reads, keeps others from writing to it"
+               : " is in use: another program has locked it";
+}
+
+SectorSource sectorsOf(BlockHandle& device) {
+    const std::uint32_t bytes = std::max(1U, device.info().logicalSectorBytes);
+    return {bytes, device.info().bytes / bytes, [&device, bytes](std::uint64_t lba, std::uint8_t* data) {
+                return device.read(lba * bytes, data, bytes).ok();
+            }};
 }
 
 zel::String join(const zel::Array<zel::String>& users) {
@@ -35,6 +64,18 @@ zel::String join(const zel::Array<zel::String>& users) {
     for (const zel::String& user : users)
         text += (text.isEmpty() ? "" : ", ") + user;
     return text;
+}
+
+/// The disk of a partition, or the partitions of a disk.
+std::vector<std::string> relatedNodes(dev_t number) {
+    std::vector<std::string> nodes;
+    const SysfsBlock device(number);
+    if (device.isPartition())
+        return {"/dev/" + device.disk().name()};
+    for (const SysfsBlock::Member& member : device.members())
+        if (member.number != number)
+            nodes.push_back("/dev/" + member.name);
+    return nodes;
 }
 
 }  // namespace
@@ -57,7 +98,18 @@ FileDescriptor LinuxVolumes::reopen(int flags) {
     // waiting for its other end. Others are not ready before they were opened for waiting.
     const bool isDrive = S_ISREG(status->st_mode) || S_ISBLK(status->st_mode);
     const int patience = isDrive && !isOptical() ? 0 : O_NONBLOCK;
-    return openFile("/proc/self/fd/" + std::to_string(m_opened.get()), flags | patience);
+    const std::string path = "/proc/self/fd/" + std::to_string(m_opened.get());
+    const MediumProbe probe(path, *status);
+    FileDescriptor opened = openFile(path, flags | patience);
+    // A drive without a medium can be held, too.
+    if (!opened && probe.meansNoMedium(errno))
+        opened = openFile(path, flags | O_NONBLOCK);
+    return opened;
+}
+
+bool LinuxVolumes::hasMedium() {
+    const auto status = found();
+    return status && MediumProbe("/proc/self/fd/" + std::to_string(m_opened.get()), *status).hasMedium();
 }
 
 bool LinuxVolumes::isOptical() {
@@ -78,17 +130,24 @@ zel::Array<VolumeContent> LinuxVolumes::contents() {
     return device ? describeContents(device.get()) : zel::Array<VolumeContent>();
 }
 
-bool LinuxVolumes::isEncrypted(zel::String& reason) {
+Encryption LinuxVolumes::examineEncryption(zel::String& reason) {
     const FileDescriptor device = reopen(O_RDONLY);
     if (!device) {
         reason = m_path + " cannot be examined for encrypted volumes: " + errnoStatus(errno).text;
-        return true;
+        return Encryption::unexamined;
     }
-    // Nor is there a volume where an optical medium holds no recording yet.
+    // Nor is there a volume without a medium, or where an optical medium holds no recording yet.
     std::uint8_t first = 0;
-    if (isOptical() && pread(device.get(), &first, 1, 0) != 1)
-        return false;
-    return holdsEncryptedVolume(device.get(), m_path, reason);
+    if (!hasMedium() || (isOptical() && pread(device.get(), &first, 1, 0) != 1))
+        return Encryption::none;
+    // Past the page cache, which reads the sectors beside the wanted ones too.
+    const auto handle = LinuxBlockHandle::open("/proc/self/fd/" + std::to_string(device.get()), kAccessRead,
+                                               kShareRead | kShareWrite);
+    if (handle == nullptr) {
+        reason = m_path + " cannot be examined for encrypted volumes: " + lastOpenErrorStr();
+        return Encryption::unexamined;
+    }
+    return findEncryptedVolume(sectorsOf(*handle), m_path, listPartitions(device.get()), reason);
 }
 
 bool LinuxVolumes::lock(zel::String& reason) {
@@ -119,22 +178,49 @@ bool LinuxVolumes::lock(zel::String& reason) {
 
 /// By both ways that programs have to agree on it: who uses the one does not see the other.
 bool LinuxVolumes::lockAgainstOthers(int fd, bool isBlockDevice, bool writable, zel::String& reason) const {
-    // Of a block device, the system's own services take that lock for a moment whenever it changes.
-    if (!isBlockDevice && uninterrupted([fd] { return flock(fd, LOCK_EX | LOCK_NB); }) != 0) {
-        reason = m_path + " cannot be taken for this test alone: " + errnoStatus(errno).text;
+    const bool isLocked =
+        takeOfdLock(fd, writable ? F_WRLCK : F_RDLCK) == 0 &&
+        // Of a block device, the system's own services take that lock for a moment whenever
+        // it changes.
+        (isBlockDevice || uninterrupted([fd] { return flock(fd, LOCK_EX | LOCK_NB); }) == 0);
+    if (isLocked)
+        return true;
+    const int error = errno;
+    reason = m_path + (isLockedByOthers(error)
+                           ? zel::String(describeLock(fd))
+                           : " cannot be taken for this test alone: " + errnoStatus(error).text);
+    return false;
+}
+
+bool LinuxVolumes::lockForReading(zel::String& reason) {
+    const auto status = found();
+    FileDescriptor device = reopen(O_RDONLY);
+    if (!status || !device)
+        return true;  // nothing to keep anybody from: the test will tell
+    const bool isBlockDevice = S_ISBLK(status->st_mode);
+    // Where there are no such locks, nobody else has one either.
+    const auto isRefused = [isBlockDevice](int fd) {
+        return (!isBlockDevice && flock(fd, LOCK_SH | LOCK_NB) != 0 && errno == EWOULDBLOCK) ||
+               (takeOfdLock(fd, F_RDLCK) != 0 && isLockedByOthers(errno));
+    };
+    bool refused = isRefused(device.get());
+    for (const std::string& other :
+         isBlockDevice ? relatedNodes(status->st_rdev) : std::vector<std::string>()) {
+        m_others.push_back(openFile(other, O_RDONLY | O_NONBLOCK));
+        refused = refused || (m_others.back() && isRefused(m_others.back().get()));
+    }
+    if (refused) {
+        m_others.clear();
+        reason = m_path + " is in use: another program, such as a test that writes, has locked it";
         return false;
     }
-    if (takeOfdLock(fd, writable) == 0)
-        return true;
-    reason = errno == EAGAIN || errno == EACCES
-                 ? m_path + " is in use: another program has locked it"
-                 : m_path + " cannot be taken for this test alone: " + errnoStatus(errno).text;
-    return false;
+    m_lock = std::move(device);
+    return true;
 }
 
 /// The kernel knows nothing of the other paths to a drive that it gave away by one of them.
 bool LinuxVolumes::lockOtherPaths(zel::String& reason) {
-    m_otherPaths.clear();
+    m_others.clear();
     const auto status = found();
     if (!status || !S_ISBLK(status->st_mode))
         return true;
@@ -142,14 +228,14 @@ bool LinuxVolumes::lockOtherPaths(zel::String& reason) {
     for (const SysfsBlock& path : device.otherPaths()) {
         FileDescriptor other = openFile("/dev/" + path.name(), O_RDONLY | O_EXCL | O_NONBLOCK);
         if (!other && errno == EBUSY) {
-            m_otherPaths.clear();
+            m_others.clear();
             reason = m_path + " is in use: " + path.name() + " (another path to " + device.name() +
                      ") is taken by another program";
             return false;
         }
         // A path without a node, or one that is down, is nobody's way to the drive.
         if (other)
-            m_otherPaths.push_back(std::move(other));
+            m_others.push_back(std::move(other));
     }
     return true;
 }
@@ -163,7 +249,7 @@ zel::String LinuxVolumes::describeBusy() {
 }
 
 bool LinuxVolumes::unlock(zel::String& reason) {
-    m_otherPaths.clear();
+    m_others.clear();
     if (m_lock.reset())
         return true;
     reason = m_path + " could not be given back: " + errnoStatus(errno).text;

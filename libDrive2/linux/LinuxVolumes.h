@@ -21,11 +21,14 @@ public:
     LinuxVolumes(const zel::String& path, FileDescriptor opened)
         : m_path(path), m_opened(std::move(opened)) {}
 
-    bool isEncrypted(zel::String& reason) override;
+    Encryption examineEncryption(zel::String& reason) override;
     bool lock(zel::String& reason) override;
     bool unlock(zel::String& reason) override;
     zel::Array<zel::String> holders() override;
     zel::Array<VolumeContent> contents() override;
+    /// Keeps those who lock() the device, its disk or one of its partitions from it, and them only. Needs no
+    /// more than the right to read. False while one of them has it, with who in `reason`.
+    bool lockForReading(zel::String& reason);
 
     /// Of the lock; -1 while there is none. Belongs to this object.
     [[nodiscard]] int lockedDescriptor() const { return m_lock.get(); }
@@ -36,6 +39,7 @@ private:
     /// Another descriptor of the same; with errno set when there is none.
     FileDescriptor reopen(int flags);
     bool isOptical();
+    bool hasMedium();
     bool lockAgainstOthers(int fd, bool isBlockDevice, bool writable, zel::String& reason) const;
     bool lockOtherPaths(zel::String& reason);
     zel::String describeBusy();
@@ -43,7 +47,7 @@ private:
     zel::String m_path;
     FileDescriptor m_opened;
     FileDescriptor m_lock;
-    std::vector<FileDescriptor> m_otherPaths;  ///< locked with it
+    std::vector<FileDescriptor> m_others;  ///< locked with it
 };
 
 }  // namespace libDrive2

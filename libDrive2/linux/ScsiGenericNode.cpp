@@ -12,7 +12,7 @@
 namespace libDrive2 {
 
 /// The generic node of a disk answers also where its block node does not open.
-std::unique_ptr<ScsiPassThrough> openPlatformScsiObject(const zel::String& path) {
+std::unique_ptr<ScsiPassThrough> openPlatformScsiObject(const zel::String& path, bool writable) {
     struct stat found {};
     if (stat(OpenLeases::pathOf(path).utf8().c_str(), &found) != 0) {
         noteOpenError(path + " cannot be opened: " + errnoStatus(errno).text);
@@ -23,7 +23,7 @@ std::unique_ptr<ScsiPassThrough> openPlatformScsiObject(const zel::String& path)
         noteOpenError(path + " cannot be opened for SCSI commands: it is no SCSI device");
         return nullptr;
     }
-    return LinuxScsiDevice::open("/dev/" + node, true);
+    return LinuxScsiDevice::open("/dev/" + node, writable);
 }
 
 }  // namespace libDrive2

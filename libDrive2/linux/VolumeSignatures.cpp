@@ -1,18 +1,11 @@
 #include "libDrive2/linux/VolumeSignatures.h"
 
 #include <blkid/blkid.h>
-#include <unistd.h>
 
-#include <array>
-#include <cerrno>
 #include <memory>
-#include <string>
-#include <string_view>
-#include <vector>
+#include <type_traits>
 
-#include "libDrive2/linux/ErrnoError.h"
 #include "zel/Format.h"
-#include "zel/Uninterrupted.h"
 
 namespace libDrive2 {
 
@@ -25,57 +18,11 @@ using Probe = std::unique_ptr<std::remove_pointer_t<blkid_probe>, FreeProbe>;
 
 constexpr blkid_loff_t kTableUnit = 512;  ///< libblkid counts partitions in these, whatever the sector size
 
-enum class Finding { clear, encrypted, unreadable };
-
 Probe openProbe(int fd, blkid_loff_t offset, blkid_loff_t bytes) {
     Probe probe(blkid_new_probe());
     if (probe != nullptr && blkid_probe_set_device(probe.get(), fd, offset, bytes) != 0)
         probe.reset();
     return probe;
-}
-
-/// The signature alone: of a damaged header libblkid would say that it is none, but the data behind it may
-/// still be wanted.
-Finding examineStart(int fd, blkid_loff_t offset, std::string& type) {
-    std::array<char, 512> start{};
-    if (zel::uninterrupted([&] { return pread(fd, start.data(), start.size(), offset); }) < 0) {
-        type = errnoStatus(errno).text.utf8();
-        return Finding::unreadable;
-    }
-    const std::string_view text(start.data(), start.size());
-    const bool isLuks = text.starts_with("LUKS\xBA\xBE");
-    if (!isLuks && text.substr(3, 8) != "-FVE-FS-")
-        return Finding::clear;
-    type = isLuks ? "crypto_LUKS" : "BitLocker";
-    return Finding::encrypted;
-}
-
-Finding examine(int fd, blkid_loff_t offset, blkid_loff_t bytes, std::string& type) {
-    if (const Finding found = examineStart(fd, offset, type); found != Finding::clear)
-        return found;
-    const Probe probe = openProbe(fd, offset, bytes);
-    if (probe == nullptr)
-        return Finding::unreadable;
-    blkid_probe_enable_superblocks(probe.get(), 1);
-    blkid_probe_set_superblocks_flags(probe.get(), BLKID_SUBLKS_TYPE);
-    int found = 0;
-    while ((found = blkid_do_probe(probe.get())) == 0) {
-        const char* value = nullptr;
-        if (blkid_probe_lookup_value(probe.get(), "TYPE", &value, nullptr) != 0)
-            continue;
-        type = value;
-        if (type == "crypto_LUKS" || type == "BitLocker")
-            return Finding::encrypted;
-    }
-    return found < 0 ? Finding::unreadable : Finding::clear;
-}
-
-bool report(Finding finding, const zel::String& where, const std::string& type, zel::String& reason) {
-    if (finding == Finding::encrypted)
-        reason = where + " holds an encrypted volume (" + type + ")";
-    else if (finding == Finding::unreadable)
-        reason = where + " cannot be examined for encrypted volumes" + (type.empty() ? "" : ": " + type);
-    return finding != Finding::clear;
 }
 
 /// The partitions in the table that a probe of the whole device found.
@@ -93,7 +40,6 @@ public:
         blkid_loff_t offset, bytes;
     };
 
-    [[nodiscard]] bool readable() const { return m_probe != nullptr; }
     /// The table's kind; null without one.
     [[nodiscard]] const char* table() const {
         const blkid_parttable found = m_list != nullptr ? blkid_partlist_get_table(m_list) : nullptr;
@@ -136,18 +82,11 @@ zel::String describeVolume(int fd, blkid_loff_t offset, blkid_loff_t bytes) {
 
 }  // namespace
 
-bool holdsEncryptedVolume(int fd, const zel::String& path, zel::String& reason) {
-    std::string type;
-    if (report(examine(fd, 0, 0, type), path, type, reason))
-        return true;
-    const Partitions partitions(fd);
-    if (!partitions.readable())
-        return report(Finding::unreadable, path, type, reason);
-    for (const Partitions::Partition& each : partitions.all())
-        if (report(examine(fd, each.offset, each.bytes, type),
-                   zel::format("partition %i of %s", each.number, path), type, reason))
-            return true;
-    return false;
+std::vector<PartitionStart> listPartitions(int fd) {
+    std::vector<PartitionStart> found;
+    for (const Partitions::Partition& each : Partitions(fd).all())
+        found.push_back({each.number, static_cast<std::uint64_t>(each.offset)});
+    return found;
 }
 
 zel::Array<VolumeContent> describeContents(int fd) {

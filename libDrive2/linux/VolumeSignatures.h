@@ -1,13 +1,12 @@
 #pragma once
 
 #include "libDrive2/DeviceLockingManager.h"
-#include "zel/String.h"
+#include "libDrive2/PartitionTable.h"
 
 namespace libDrive2 {
 
-/// Whether the device open at `fd`, or a partition in its partition table, holds an encrypted volume;
-/// `reason` then names it. A device whose start cannot be read counts as encrypted.
-bool holdsEncryptedVolume(int fd, const zel::String& path, zel::String& reason);
+/// The partitions of the device open at `fd`, by tables of any kind; none where it cannot be read.
+std::vector<PartitionStart> listPartitions(int fd);
 
 /// The partition table, partitions and file systems of the device open at `fd`.
 zel::Array<VolumeContent> describeContents(int fd);

@@ -52,12 +52,22 @@ SimBlockHandle::SimBlockHandle(std::shared_ptr<SimMedium> medium, bool writable)
     m_info.optimalTransferBytes = kOptimalTransferBytes;
     m_info.removable = options.removable;
     m_info.writable = writable;
-    (void)query();
+    (void)SimBlockHandle::reopen();
+}
+
+DeviceStatus SimBlockHandle::reopen() {
+    m_opened = m_medium->inserted();
+    m_isOpenedEmpty = !m_medium->isPresent();
+    return query();
+}
+
+bool SimBlockHandle::seesMedium() const {
+    return m_medium->isPresent() && !m_isOpenedEmpty && m_opened == m_medium->inserted();
 }
 
 DeviceStatus SimBlockHandle::query() {
-    m_info.bytes = m_medium->bytes();
-    m_info.mediumPresent = m_medium->isPresent();
+    m_info.mediumPresent = seesMedium();
+    m_info.bytes = m_info.mediumPresent ? m_medium->bytes() : 0;
     return {};
 }
 
@@ -69,9 +79,15 @@ DeviceStatus SimBlockHandle::perform(Operation operation) {
     return toStatus(outcome);
 }
 
+/// An operation that needs the medium.
+template <class Operation>
+DeviceStatus SimBlockHandle::onMedium(Operation operation) {
+    return perform([&] { return seesMedium() ? operation() : SimOutcome{SimFault::noMedium}; });
+}
+
 DeviceStatus SimBlockHandle::read(std::uint64_t offset, void* buffer, std::size_t bytes) {
     const std::uint32_t sectorBytes = m_info.logicalSectorBytes;
-    return perform([&] {
+    return onMedium([&] {
         return m_medium->read(offset / sectorBytes, static_cast<std::uint32_t>(bytes / sectorBytes),
                               static_cast<std::uint8_t*>(buffer));
     });
@@ -81,7 +97,7 @@ DeviceStatus SimBlockHandle::write(std::uint64_t offset, const void* buffer, std
     if (!m_info.writable)
         return {LIBDRIVE2_WRITE_PROTECTED_DEVICE, "the device was opened for reading only"};
     const std::uint32_t sectorBytes = m_info.logicalSectorBytes;
-    return perform([&] {
+    return onMedium([&] {
         return m_medium->write(offset / sectorBytes, static_cast<std::uint32_t>(bytes / sectorBytes),
                                static_cast<const std::uint8_t*>(buffer));
     });
@@ -89,11 +105,11 @@ DeviceStatus SimBlockHandle::write(std::uint64_t offset, const void* buffer, std
 
 /// As behind an operating system, which moves the head only to read: an unreadable sector is not reached.
 DeviceStatus SimBlockHandle::seek(std::uint64_t offset) {
-    return perform([&] { return m_medium->verify(offset / m_info.logicalSectorBytes, 1); });
+    return onMedium([&] { return m_medium->verify(offset / m_info.logicalSectorBytes, 1); });
 }
 
 DeviceStatus SimBlockHandle::flush() {
-    return perform([&] { return m_medium->flush(); });
+    return onMedium([&] { return m_medium->flush(); });
 }
 
 DeviceStatus SimBlockHandle::eject() {

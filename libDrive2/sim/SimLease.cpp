@@ -38,6 +38,11 @@ bool SimLease::begin(LeasePurpose purpose, DeviceStatus& failure) {
         failure = {LIBDRIVE2_NO_ACCESS, problem};
         return false;
     }
+    if (zel::String reason; purpose == LeasePurpose::write && options->volumes == SimVolumeState::busy &&
+                            !m_volumes->lock(reason)) {
+        failure = {LIBDRIVE2_BUSY, reason};
+        return false;
+    }
     m_identity.sectorBytes = std::max(1U, described->sectorBytes);
     m_identity.sectors = described->bytes / m_identity.sectorBytes;
     if (m_image == nullptr) {

@@ -18,7 +18,10 @@ public:
     bool isUnchanged(zel::String& difference) override;
     zel::Array<zel::String> users() override;
     zel::Array<VolumeContent> contents() override { return m_volumes->contents(); }
-    bool isEncrypted(zel::String& reason) override { return m_volumes->isEncrypted(reason); }
+    Encryption examineEncryption(zel::String& reason) override {
+        return m_volumes->examineEncryption(reason);
+    }
+    bool unlockVolumes(zel::String& reason) override { return m_volumes->unlock(reason); }
     SharedBlockHandle openBlock(bool writable, zel::String& reason) override;
 
 private:

@@ -99,8 +99,23 @@ bool parseSectorSize(const std::string& text, SimOptions& options) {
 bool parseMedia(const std::string& text, SimOptions& options) {
     if (options.kind == SimKind::optical)
         return options.optical.parseMedia(text);
-    options.mediumPresent = text != "none";
-    return text == "none" || text == "disk";
+    options.media.clear();
+    for (const std::string& piece : split(text, '>')) {
+        SimMediumChoice medium{piece != "none"};
+        std::string name = piece;
+        if (piece.find(':') != std::string::npos &&
+            (!splitNumber(piece, name, medium.sectors) || medium.sectors == 0))
+            return false;
+        if (name != "disk" && piece != "none")
+            return false;
+        options.media.push_back(medium);
+    }
+    return true;
+}
+
+bool parseVolumes(const std::string& text, SimOptions& options) {
+    options.volumes = text == "busy" ? SimVolumeState::busy : SimVolumeState::stuck;
+    return text == "busy" || text == "stuck";
 }
 
 bool parsePositive(const std::string& text, std::uint64_t& value) {
@@ -168,7 +183,7 @@ constexpr std::array kKeys = {
     Key{"busy-at", kNumberForm, [](auto& v, auto& o) { return parsePositive(v, o.busyAt); }},
     Key{"speed", "MB/s, a whole number from 1 to 1000000", parseSpeed},
     Key{"serial", "a text", [](auto& v, auto& o) { return takeText(v, o.serial); }},
-    Key{"media", "none or disk; for optical the names of media, such as none>cdr>dvd+rw", parseMedia,
+    Key{"media", "media such as none>disk>disk:1000 (sectors); for optical none>cdr>dvd+rw", parseMedia,
         kLoadable | kOpticalOnly},
     Key{"state", "blank, appendable, closed or unformatted",
         [](auto& v, auto& o) { return o.optical.parseState(v); }, kOpticalOnly},
@@ -179,6 +194,7 @@ constexpr std::array kKeys = {
     Key{"wp", nullptr, [](auto&, auto& o) { return o.writeProtected = true; }},
     Key{"removable", nullptr, [](auto&, auto& o) { return o.removable = true; }, kLoadable | kAtaOnly},
     Key{"encrypted", nullptr, [](auto&, auto& o) { return o.encrypted = true; }},
+    Key{"volumes", "busy or stuck", parseVolumes},
     Key{"locked", nullptr, [](auto&, auto& o) { return o.locked = true; }, kAtaOnly},
     Key{"emulated", nullptr, [](auto&, auto& o) { return o.emulated = true; }, kAtaOnly},
 };
@@ -265,6 +281,9 @@ std::string checkSize(const SimOptions& options) {
         return "it has more sectors than can be addressed";
     if (options.sectors == 0 && options.kind != SimKind::disk)
         return "it has no sectors";
+    for (const SimMediumChoice& medium : options.media)
+        if (medium.sectors > options.sectors)
+            return "a medium of it has more sectors than \"sectors\" allows";
     // A fault beyond the end would never be met: surely a mistake.
     const auto beyond = [&options](std::uint64_t lba) {
         return lba >= options.sectors ? "sector " + std::to_string(lba) + " lies beyond its end"

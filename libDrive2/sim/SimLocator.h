@@ -19,6 +19,19 @@ struct SlowRange {
     std::uint64_t milliseconds;
 };
 
+/// What becomes of an attempt to lock the volumes of a drive.
+enum class SimVolumeState : std::uint8_t {
+    free,
+    busy,   ///< they cannot be locked
+    stuck,  ///< they can, but not be given back
+};
+
+/// A medium of a drive that takes several.
+struct SimMediumChoice {
+    bool present = true;
+    std::uint64_t sectors = 0;  ///< 0: as many as the drive's options say
+};
+
 /// What a "sim:KIND,KEY=VALUE…" locator describes.
 struct SimOptions {
     SimKind kind = SimKind::disk;
@@ -40,8 +53,9 @@ struct SimOptions {
     bool sectorsGiven = false;
     bool writeProtected = false;
     bool removable = false;
-    bool mediumPresent = true;
+    std::vector<SimMediumChoice> media{{}};  ///< the first is in the drive, every load puts in the next
     bool encrypted = false;
+    SimVolumeState volumes = SimVolumeState::free;
     bool descriptorSense = false;
     bool locked = false;    ///< with a password
     bool emulated = false;  ///< an ATA drive that also answers SCSI commands

@@ -18,8 +18,19 @@ constexpr std::uint32_t kEraseBytes = 1048576;
 }  // namespace
 
 SimMedium::SimMedium(SimOptions options, SharedBlockHandle image)
-    : m_options(std::move(options)), m_image(std::move(image)), m_store(m_options.sectorBytes) {
+    : m_options(std::move(options)),
+      m_mostSectors(m_options.sectors),
+      m_image(std::move(image)),
+      m_store(m_options.sectorBytes) {
     m_state.security = SimSecurity(m_options.locked);
+    insert(0);
+}
+
+void SimMedium::insert(std::size_t number) {
+    m_inserted = number;
+    const std::uint64_t sectors = m_options.media[number].sectors;
+    m_options.sectors = sectors != 0 ? sectors : m_mostSectors;
+    m_store = SectorStore(m_options.sectorBytes);
 }
 
 bool SimMedium::isWriteProtected() const {
@@ -31,10 +42,13 @@ std::uint64_t SimMedium::bytes() const {
 }
 
 void SimMedium::load() {
-    if (m_state.loaded || !m_options.mediumPresent)
+    if (isPresent())
         return;
     m_state.loaded = true;
-    m_state.unitAttention = kMediumMayHaveChanged;
+    if (m_inserted + 1 < m_options.media.size())
+        insert(m_inserted + 1);
+    if (isPresent())
+        m_state.unitAttention = kMediumMayHaveChanged;
 }
 
 SimOutcome SimMedium::beginCommand() {

@@ -49,7 +49,9 @@ public:
     SimMedium(SimOptions options, SharedBlockHandle image);
 
     [[nodiscard]] const SimOptions& options() const { return m_options; }
-    [[nodiscard]] bool isPresent() const { return m_options.mediumPresent && m_state.loaded; }
+    [[nodiscard]] bool isPresent() const { return m_options.media[m_inserted].present && m_state.loaded; }
+    /// Which medium of the options it is; another number is another medium.
+    [[nodiscard]] std::size_t inserted() const { return m_inserted; }
     [[nodiscard]] bool isWriteProtected() const;
     /// 0 without a medium.
     [[nodiscard]] std::uint64_t bytes() const;
@@ -57,7 +59,7 @@ public:
     [[nodiscard]] const SimDriveState& state() const { return m_state; }
 
     void eject() { m_state.loaded = false; }
-    /// A medium that was out may be another one: a unit attention tells.
+    /// Puts in the next medium; the last one stays the medium. A unit attention tells that it may be another.
     void load();
 
     [[nodiscard]] const SharedBlockHandle& image() const { return m_image; }
@@ -80,6 +82,7 @@ public:
     [[nodiscard]] SimOutcome checkAccess(std::uint64_t lba, std::uint64_t count) const;
 
 private:
+    void insert(std::size_t number);
     void spendTime(std::uint64_t lba, std::uint32_t count);
     SimOutcome findUnreadable(std::uint64_t lba, std::uint32_t count);
     bool hitTransient(std::uint64_t lba, std::uint32_t count, std::uint64_t& hit);
@@ -87,7 +90,9 @@ private:
     SimOutcome fetch(std::uint64_t lba, std::uint32_t count, std::uint8_t* buffer);
     SimOutcome store(std::uint64_t lba, std::uint32_t count, const std::uint8_t* buffer);
 
-    SimOptions m_options;
+    SimOptions m_options;         ///< with the sectors of the medium that is in the drive
+    std::uint64_t m_mostSectors;  ///< that a medium can have
+    std::size_t m_inserted = 0;
     SharedBlockHandle m_image;
     SectorStore m_store;
     SimDriveState m_state;

@@ -1,5 +1,7 @@
 #include "libDrive2/sim/SimVolumes.h"
 
+#include "libDrive2/DeviceOpeners.h"
+#include "libDrive2/EncryptedVolumes.h"
 #include "libDrive2/PlatformOpeners.h"
 #include "libDrive2/sim/SimLocator.h"
 
@@ -7,24 +9,39 @@ namespace libDrive2 {
 
 namespace {
 
+constexpr const char* kInUse = "the simulated drive is in use";
+
 class SimVolumes : public DeviceLockingManager::Volumes {
 public:
-    explicit SimVolumes(const zel::String& locator) : m_options(parseSimLocator(locator, m_error)) {
+    explicit SimVolumes(const zel::String& locator)
+        : m_locator(locator), m_options(parseSimLocator(locator, m_error)) {
         if (m_options && !m_options->imagePath.empty())
             m_image = platformVolumes(m_options->imagePath);
     }
 
-    bool isEncrypted(zel::String& reason) override {
+    Encryption examineEncryption(zel::String& reason) override {
         reason = m_options ? zel::String("the simulated drive is encrypted") : m_error;
-        return !m_options || m_options->encrypted;
+        if (!m_options)
+            return Encryption::unexamined;
+        if (m_options->encrypted)
+            return Encryption::found;
+        return m_image != nullptr ? examineImage(reason) : Encryption::none;
     }
     bool lock(zel::String& reason) override {
         if (!m_options)
             reason = m_error;
-        return m_options && (m_image == nullptr || m_image->lock(reason));
+        else if (is(SimVolumeState::busy))
+            reason = kInUse;
+        return m_options && !is(SimVolumeState::busy) && (m_image == nullptr || m_image->lock(reason));
     }
-    bool unlock(zel::String& reason) override { return m_image == nullptr || m_image->unlock(reason); }
+    bool unlock(zel::String& reason) override {
+        if (is(SimVolumeState::stuck))
+            reason = "the volumes of the simulated drive could not be given back";
+        return !is(SimVolumeState::stuck) && (m_image == nullptr || m_image->unlock(reason));
+    }
     zel::Array<zel::String> holders() override {
+        if (is(SimVolumeState::busy))
+            return {kInUse};
         return m_image != nullptr ? m_image->holders() : zel::Array<zel::String>();
     }
     zel::Array<VolumeContent> contents() override {
@@ -35,6 +52,25 @@ public:
     }
 
 private:
+    [[nodiscard]] bool is(SimVolumeState state) const { return m_options && m_options->volumes == state; }
+
+    /// Of the file itself: an examination must not count among the drive's commands.
+    Encryption examineImage(zel::String& reason) {
+        SharedBlockHandle image = OsDevice::openOsDevice(m_options->imagePath, kAccessRead,
+                                                         kShareRead | kShareWrite, kOpenExisting, 0);
+        if (!image) {
+            reason = m_locator + " cannot be examined for encrypted volumes: " + lastOpenErrorStr();
+            return Encryption::unexamined;
+        }
+        const std::uint32_t bytes = m_options->sectorBytes;
+        const auto read = [this, bytes, &image](std::uint64_t lba, std::uint8_t* data) {
+            std::uint64_t bad = 0;
+            return !m_options->bad.findFirst(lba, 1, bad) && image->read(lba * bytes, data, bytes).ok();
+        };
+        return findEncryptedVolume({bytes, image->info().bytes / bytes, read}, m_locator, {}, reason);
+    }
+
+    zel::String m_locator;
     zel::String m_error;
     std::optional<SimOptions> m_options;
     std::unique_ptr<DeviceLockingManager::Volumes> m_image;  ///< of the file that holds the contents

@@ -6,7 +6,7 @@
 
 namespace libDrive2 {
 
-/// The volumes of a simulated drive: encrypted when its locator says so, never in use.
+/// The volumes of a simulated drive: encrypted, in use, or not to be given back when its locator says so.
 std::unique_ptr<DeviceLockingManager::Volumes> simVolumes(const zel::String& locator);
 
 }  // namespace libDrive2

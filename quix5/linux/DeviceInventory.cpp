@@ -157,17 +157,24 @@ dev_t blockNumberOf(const std::string& path) {
     return 0;
 }
 
-/// Devices in the system's memory and mappings of other drives are no drives; nor is a slot with nothing
-/// in it, such as a free loop device.
-bool isDrive(udev_device* device) {
-    if (trimmed(udev_device_get_devtype(device)) != "disk")
-        return false;
+bool isNamed(udev_device* device, std::initializer_list<const char*> prefixes) {
     const std::string name = trimmed(udev_device_get_sysname(device));
-    for (const char* prefix : {"ram", "zram", "dm-", "md"})
-        if (name.starts_with(prefix))
-            return false;
+    return std::any_of(prefixes.begin(), prefixes.end(),
+                       [&name](const char* prefix) { return name.starts_with(prefix); });
+}
+
+/// Left out are swap in memory, arrays of other drives, and slots with nothing in them, such as free loop
+/// devices.
+bool isListed(udev_device* device) {
+    if (trimmed(udev_device_get_devtype(device)) != "disk" || isNamed(device, {"zram", "md"}))
+        return false;
     const bool removable = attribute(device, "removable") == "1";
-    return numberAttribute(device, "size") > 0 || (removable && !name.starts_with("loop"));
+    return numberAttribute(device, "size") > 0 || (removable && !isNamed(device, {"loop"}));
+}
+
+/// Disks in memory and mappings can be tested, but nothing of them is known beyond their path.
+bool isDrive(udev_device* device) {
+    return isListed(device) && !isNamed(device, {"ram", "dm-"});
 }
 
 std::uint64_t bytesOf(udev_device* device) {
@@ -179,7 +186,7 @@ std::uint64_t bytesOf(udev_device* device) {
 DiagDevice describe(udev_device* device) {
     DiagDevice described;
     const std::string model =
-        firstKnown(device, {"ID_MODEL"}, {"device/model", "device/name", "loop/backing_file"});
+        firstKnown(device, {"ID_MODEL"}, {"device/model", "device/name", "loop/backing_file", "dm/name"});
     const std::string node = trimmed(udev_device_get_devnode(device));
     described.setLocators(node, addressOf(device));
     described.setName(model.empty() ? node : model);
@@ -208,7 +215,7 @@ std::vector<DiagDevice> listDevices() {
     udev_list_entry* entry = nullptr;
     udev_list_entry_foreach(entry, udev_enumerate_get_list_entry(enumeration.get())) {
         const UdevDevice device(udev_device_new_from_syspath(context.get(), udev_list_entry_get_name(entry)));
-        if (device != nullptr && isDrive(device.get()))
+        if (device != nullptr && isListed(device.get()))
             devices.push_back(describe(device.get()));
     }
     std::sort(devices.begin(), devices.end(),

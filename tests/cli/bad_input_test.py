@@ -6,6 +6,7 @@ import unittest
 import program
 
 DRIVE = "sim:disk,sectors=1000"
+ORDER = "__libDriveTest_AccessOrder"
 
 
 class BadInput(program.ProgramTest):
@@ -18,7 +19,13 @@ class BadInput(program.ProgramTest):
         (["run", "LinearReadTest", DRIVE, "-p", "MaxErrors=many"], '"many" is no value for MaxErrors: give a whole number'),
         (["run", "LinearReadTest", DRIVE, "-p", "SectorPercentToTest=-5"], '"-5" is no value for SectorPercentToTest'),
         (["run", "LinearReadTest", DRIVE, "-p", "XferSizeHinting=maybe"], "give true or false"),
+        (["run", "LinearSeekTest", DRIVE, "-p", "SeekMethod=raed"], '"raed" is no value for SeekMethod: give seek or read'),
         (["run", "LinearReadTest", DRIVE, "--property", "x"], '"x" is no device property'),
+        (["run", "LinearReadTest", DRIVE, "--property", ORDER + "=1:2"], '"1:2" is no access order: give DriveTestSearchOrder:N'),
+        (["run", "LinearReadTest", DRIVE, "--property", ORDER + "=DriveTestSearchOrder:6:x"], "6 block device"),
+        (["run", "LinearReadTest", DRIVE, "--property", ORDER + "=DriveTestSearchOrder:9"], "8 NVMe"),
+        (["recover", "/no/such/drive"], '/no/such/drive does not exist: "drivetest devices" lists'),
+        (["recover", "sim:toaster"], 'there is no kind "toaster"'),
         (["run", "LinearReadTest", DRIVE + ",colour=red"], 'it does not know "colour"'),
         (["run", "LinearReadTest", DRIVE + ",bad=5-3"], '"5-3" is no value for "bad"'),
         (["run", "LinearReadTest", DRIVE + ",bad=1000"], "sector 1000 lies beyond its end"),
@@ -53,14 +60,19 @@ class BadInput(program.ProgramTest):
         for parameters, item in ((["StartRange=min"], "StartRange:min"), (["EndRange=100%"], "EndRange:100%"),
                                  (["StartRange=1000"], "StartRange:1000, EndRange:MAX"),
                                  (["SectorPercentToTest=150"], "SectorPercentToTest:150"),
-                                 (["SectorPercentToTest=0.01"], "NumberOfSeeks:0, SectorPercentToTest:0.01"),
+                                 (["SectorPercentToTest=0.01"], "StartRange:MIN, EndRange:MAX, NumberOfSeeks:0, SectorPercentToTest:0.01"),
                                  (["StartRange=" + "9" * 10000], "StartRange:999")):
             with self.subTest(parameters=parameters):
                 run = self.run_test(DRIVE, *parameters)
                 self.assertEqual((run.status, run.result(), run.end()), (2, "BADPARAMS", "ERROR/NOT_APPLICABLE"))
                 self.assertEqual([e["symptom"] for e in run.steps("error")], ["invalidParameters"])
                 self.assertIn(item, run.out)
-                self.assertEqual(run.out.count("\n"), 2, run.out)  # the sentence, and where the record lies
+                lines = run.out.splitlines()  # the sentence, what is valid for each, and where the record lies
+                self.assertEqual([line.split(":")[0].strip() for line in lines[1:-1]],
+                                 [each.split(":")[0] for each in item.split(", ")])
+                for line in lines[1:-1]:
+                    if "Range" in line:
+                        self.assertRegex(line, r"number.*10MB.*2\^30 bytes|10MB, 50%, MIN, MAX, MIN\+\.\.\., MAX-\.\.\..*2\^30 bytes")
 
     def test_a_drive_is_no_place_for_output(self):
         image = self.path("drive.img")

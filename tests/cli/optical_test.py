@@ -8,7 +8,7 @@ import unittest
 
 import program
 
-PROMPT = "Insert Media: Please insert a medium. [Enter: continue, c: cancel]"
+PROMPT = "Insert a medium: Please insert a medium for this test. (DriveTst Simulated writer) [Enter: continue, c: cancel]"
 
 
 class Media(program.ProgramTest):

@@ -178,11 +178,28 @@ class NobodyReads(program.ImageTest):
         process = self.popen("LinearReadTest", image, "--events", self.record, stderr=subprocess.PIPE, preexec_fn=limit)
         self.assertIn(b"is incomplete: it could not be written", process.communicate(timeout=60)[1])
         self.assertEqual((process.returncode, os.path.getsize(self.record)), (8, 1000))
-        reader, writer = os.pipe()
+
+    def test_streams_that_take_nothing_end_the_program(self):
+        """A full disk, and a reader that went away: the test stops and puts everything back."""
+        image = self.make_image(20 * MIB)
+        os.truncate(image, 1 << 40)  # its end is never reached
+        reader, gone = os.pipe()
         os.close(reader)
-        process = self.popen("LinearPatternTest", image, "--confirm", image, stdout=writer)
-        os.close(writer)
-        self.assertEqual((process.wait(60), self.changed()), (0, []))
+        self.addCleanup(os.close, gone)
+        with open("/dev/full", "wb") as full:
+            for stream, reason in ((full, "No space left on device"), (gone, "Broken pipe")):
+                for arguments in (["tests"], ["tests", "CacheTest"], ["devices"], ["devices", "--json"], ["--help"],
+                                  ["run", "LinearReadTest", "sim:disk,bad=5,image=" + image],
+                                  ["run", "LinearReadTest", image, "--events", "-"]):
+                    with self.subTest(arguments=arguments, reason=reason):
+                        process = subprocess.run(self.command(*arguments), stdin=subprocess.DEVNULL, stdout=stream,
+                                                 stderr=subprocess.PIPE, text=True, timeout=60, check=False)
+                        self.assertEqual(process.returncode, 8, process.stderr)
+                        self.assertIn("standard output cannot be written to: " + reason, process.stderr)
+                self.make_image(20 * MIB)
+                process = self.popen("LinearPatternTest", image, "--confirm", image, stdout=stream)
+                self.assertEqual((process.wait(60), self.changed()), (8, []))
+                os.truncate(image, 1 << 40)
 
     def test_a_stopped_terminal_holds_nothing_up(self):
         terminal, its_end = os.openpty()

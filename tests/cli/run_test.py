@@ -86,8 +86,26 @@ class Files(program.ProgramTest):
                 run = self.run_test(path)
                 self.assertEqual((run.status, run.result()), (6, "CANNOTRUN"))
                 self.assertEqual(run.events(), ["cannotOpenDeviceRemoved"])
-                self.assertIn(reason, run.out)
-                self.assertIn(path, run.out)
+                (error,) = run.steps("error")
+                self.assertEqual(error["symptom"], "driveNotOpened")
+                for text in (run.out, error["message"]):
+                    self.assertIn(reason, text)
+                    self.assertIn(path, text)
+
+    def test_what_stops_a_test_is_told_apart(self):
+        gone = self.run_test("sim:disk,sectors=100000,gone-at=5")
+        self.assertEqual([e["symptom"] for e in gone.steps("error")], ["driveLost"])
+        for text in (gone.out, gone.steps("error")[0]["message"]):
+            self.assertIn("sim:disk,sectors=100000,gone-at=5 could be opened, and stopped taking commands", text)
+        self.assertNotIn("cable", gone.out)
+
+    def test_the_rest_of_a_file(self):
+        image = self.make_image(20001, tail=bytes(100))
+        written = self.start("run", "CacheTest", image, "--confirm", image)
+        for text in (self.run_test(image).out, written.stdout):
+            self.assertIn("the last 100 bytes are no whole sector and are not tested", text)
+        os.truncate(image, 512 * 20000)
+        self.assertNotIn("whole sector", self.run_test(image).out)
 
     def test_faults_over_an_image_file(self):
         run = self.run_test("sim:disk,image=%s,bad=0+19999" % self.make_image(20000))

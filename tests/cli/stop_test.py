@@ -64,6 +64,71 @@ class Stop(program.ProgramTest):
         self.assertEqual(process.wait(30), 130)
 
 
+class Insistence(program.ImageTest):
+    """A drive that fails forever, and a person who does not want to wait."""
+    FOREVER = "RetryCount=4294967295"
+
+    def begin(self, test, device, *options):
+        process = subprocess.Popen(self.command("run", test, device, "-p", self.FOREVER, "--events", self.record, *options),
+                                   stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True)
+        self.addCleanup(process.stderr.close)
+        self.addCleanup(process.wait)
+        self.addCleanup(process.kill)
+        return process
+
+    def signal_often(self, process, times):
+        """Each when the one before was taken: two that wait are one."""
+        for _ in range(times):
+            process.send_signal(signal.SIGINT)
+            self.wait_for(lambda: process.poll() is not None or self.pending(process) == 0)
+
+    @staticmethod
+    def pending(process):
+        with open("/proc/%d/status" % process.pid, encoding="ascii") as status:
+            return int(next(line.split()[1] for line in status if line.startswith("ShdPnd:")), 16)
+
+    def wait_for(self, happened):
+        end = time.monotonic() + 60
+        while not happened():
+            self.assertLess(time.monotonic(), end)
+            time.sleep(0.01)
+
+    def test_the_second_gives_up_attempts_and_restores(self):
+        image = self.make_image(1 << 20)
+        for test, fault, options in (("LinearReadTest", "bad=100", []), ("LinearPatternTest", "bad-write=100", ["--confirm", "S1"])):
+            with self.subTest(test=test):
+                process = self.begin(test, "sim:disk,serial=S1,image=%s,%s" % (image, fault), *options)
+                self.wait_for(lambda: os.path.exists(self.record) and os.path.getsize(self.record) > 300)
+                if options:
+                    self.wait_for(self.changed)
+                self.signal_often(process, 1)
+                with self.assertRaises(subprocess.TimeoutExpired):
+                    process.wait(0.5)
+                self.signal_often(process, 1)
+                process.wait(30)
+                self.assertEqual((process.returncode in (1, 130), self.changed()), (True, []))
+                self.check_record(self.record)
+                os.remove(self.record)
+
+    def test_the_third_ends_at_once_and_leaves_the_journal(self):
+        device = "sim:disk,serial=S1,image=%s,bad-write=100" % self.make_image(1 << 20)
+        for options, sentence in (([], 'the journal keeps their data, and "drivetest recover" puts it back'),
+                                  (["--no-journal"], "no journal keeps their data")):
+            with self.subTest(options=options):
+                process = self.begin("LinearPatternTest", device, "--confirm", "S1", *options)
+                self.wait_for(self.changed)
+                self.signal_often(process, 3)
+                self.assertEqual(process.wait(30), 9)
+                said = process.stderr.read()
+                self.assertIn("drivetest: ended at once: sectors may hold what the test wrote", said)
+                self.assertIn(sentence, said)
+                self.assertNotEqual(self.changed(), [])
+                os.remove(self.record)
+                if not options:
+                    recovered = self.start("recover", "sim:disk,serial=S1,image=" + self.image)
+                    self.assertEqual((recovered.returncode, self.changed()), (0, []), recovered.stderr)
+
+
 class AtATerminal(program.ProgramTest):
     def test_status_line_is_drawn_in_place_and_fits(self):
         status, seen = self.converse(["run", "LinearReadTest", ENDLESS], [(" 0 %", "\x03")], columns=60)
@@ -74,13 +139,36 @@ class AtATerminal(program.ProgramTest):
 
     def test_prompts_for_a_medium(self):
         drive = "sim:disk,removable,media=none"
-        prompt = "Insert Media: Please insert a medium. [Enter: continue, c: cancel]"
+        prompt = "Insert a medium: Please insert a medium for this test. (DriveTst Simulated disk) [Enter: continue, c: cancel]"
         status, seen = self.converse(["run", "LinearReadTest", drive], [(prompt, "c\n")])
         self.assertEqual((status, seen.count(prompt)), (130, 1))
         status, seen = self.converse(["run", "LinearReadTest", drive, "-p", "MaxRetries=1"], [(prompt, "\n")])
         self.assertEqual((status, seen.count(prompt)), (4, 1))
         status, seen = self.converse(["run", "LinearReadTest", drive, "--no-prompt"], [])
         self.assertEqual((status, seen.count(prompt)), (4, 0))
+
+    def test_a_medium_put_in_at_the_prompt_is_tested_to_its_end(self):
+        drives = ["sim:%s,media=none>disk:1000" % kind for kind in ("disk,removable", "scsi,removable", "floppy", "ufi")]
+        for drive in drives:
+            with self.subTest(drive=drive):
+                record = self.path("record%d" % drives.index(drive))
+                # Nothing is drawn over the question, however long the answer takes.
+                status, seen = self.converse(["run", "LinearReadTest", drive, "--events", record],
+                                             [("cancel]", lambda: time.sleep(0.5) or "\n")], columns=200)
+                self.assertEqual(status, 0, seen)
+                self.assertIn("1000 requested = 1000 tested", seen)
+                self.assertNotIn("LinearReadTest sim:", seen.split("cancel]")[1].split("\n")[0])
+                run = program.Outcome(subprocess.CompletedProcess([], status, seen, ""), record)
+                self.assertEqual(sum(cells for code, cells in run.extensions("surface")[0]["outcomes"] if code == 1), 1000)
+
+    def test_only_the_medium_that_was_shown_is_written_to(self):
+        drive = "sim:disk,removable,media=none>disk"
+        status, seen = self.converse(["run", "LinearPatternTest", drive, "--confirm", drive], [], columns=200)
+        self.assertEqual((status, "[Enter" in seen), (4, False), seen)
+        self.assertIn("there is no medium in %s; put in the one that may be written to" % drive, seen)
+        verifying = ["run", "LinearPatternTest", drive + ":1000", "-p", "VerifyOnly=yes", "-p", "OverridePattern=00"]
+        status, seen = self.converse(verifying, [("cancel]", "\n")])
+        self.assertIn("1000 requested", seen)
 
 
 if __name__ == "__main__":

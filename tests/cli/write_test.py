@@ -38,7 +38,7 @@ class Contents(program.ImageTest):
         image = self.make_image(20 * MIB + 512)
         cache_area = self.original[:4 * MIB + 512] + b"\x34\x12" * (128 * 256 * 256)
         for test, parameter, left in (("LinearPatternTest", "NumberOfPatterns=4", b"\x0f" * len(self.original)),
-                                      ("LinearPatternTest", "OverridePattern=a5", b"\xa5" * len(self.original)),
+                                      ("LinearPatternTest", "OverridePattern=0xA5", b"\xa5" * len(self.original)),
                                       ("CacheTest", "IsolateFailedLBA=no", cache_area)):
             with self.subTest(test=test, parameter=parameter):
                 self.make_image(0, (0, self.original))
@@ -198,7 +198,7 @@ class Refusal(program.ImageTest):
 
     def test_encrypted_drives(self):
         inside = (partition_table((2048, 16384)), (MIB, LUKS[1]))
-        advice = "tests that write leave alone what is encrypted or cannot be examined: decrypt or wipe it first"
+        advice = "tests that write leave alone what is encrypted: decrypt or wipe it first"
         for test, pieces, where, kind in (("LinearPatternTest", [LUKS], "", "crypto_LUKS"),
                                           ("CacheTest", BITLOCKER, "", "BitLocker"),
                                           ("ReadWriteSpeedTest", inside, "partition 1 of ", "crypto_LUKS")):
@@ -209,6 +209,23 @@ class Refusal(program.ImageTest):
                     self.refused(test, device, 6, "%s%s holds an encrypted volume (%s)" % (where, device, kind), advice)
             subprocess.run(["losetup", "-d", device], check=True)
         self.refused("CacheTest", "sim:disk,encrypted", 6, "the simulated drive is encrypted", advice)
+
+    def test_sectors_that_cannot_be_read(self):
+        """One where a signature could be is refused, unless the user says so; others do not matter."""
+        image = self.make_image(20 * MIB, partition_table((2048, 16384)))
+        for bad, where in ((0, ""), (2048, "partition 1 of ")):
+            device = "sim:disk,image=%s,bad=%d" % (image, bad)
+            reason = "%s%s cannot be examined for encrypted volumes: sector %d cannot be read" % (where, device, bad)
+            process = self.start("run", "LinearPatternTest", device, "--confirm", device)
+            self.assertEqual((process.returncode, self.changed()), (6, []))
+            self.assertIn(reason, process.stderr)
+            self.assertIn("give --allow-unexamined beside --confirm", process.stderr)
+            self.assertEqual(self.start("run", "LinearPatternTest", device, "--allow-unexamined").returncode, 2)
+            run = self.write("LinearPatternTest", device, options=["--allow-unexamined"])
+            self.assertEqual((run.status, run.result(), self.changed()), (1, "FAIL", []), run.out)
+        last = len(self.original) // 512 - 1
+        run = self.write("LinearPatternTest", "sim:disk,image=%s,bad=1+63+%d" % (image, last))
+        self.assertEqual((run.status, run.result(), self.changed()), (1, "FAIL", []))
 
     def test_drives_in_use(self):
         device, folder = self.make_loop(20 * MIB), self.path("mounted")

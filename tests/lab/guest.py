@@ -82,7 +82,7 @@ class Guest:
         # It must not outlive this process, however that ends.
         command = ["setpriv", "--pdeathsig", "KILL", tool("qemu-system-x86_64", "qemu-system-x86"),
                    *"-M q35 -accel tcg,thread=multi -smp 2 -m 1024 -nodefaults -display none -no-reboot".split(),
-                   "-kernel", kernel.image, "-initrd", image, "-append", "console=ttyS0 quiet panic=-1 clocksource=tsc tsc=reliable",
+                   "-kernel", kernel.image, "-initrd", image, "-append", "console=ttyS0 quiet panic=-1 no_timer_check clocksource=tsc tsc=reliable",
                    "-serial", f"file:{self.console}", "-chardev", f"socket,id=agent,fd={pipes[0]}",
                    "-serial", "chardev:agent",
                    "-chardev", f"socket,id=qmp,fd={pipes[1]}", "-mon", "chardev=qmp,mode=control",

@@ -145,12 +145,11 @@ class Reading(OpticalTest):
 
     def test_empty_drives(self):
         for name in ("empty, ATA", "empty, SCSI", "empty"):
-            for method, status, result, said in ((MMC, 4, "NOMEDIA", "there is no medium in the drive"),
-                                                 (BLOCK, 6, "CANNOTRUN", "No medium found")):
+            for method in (MMC, BLOCK):
                 with self.subTest(drive=name, method=method):
                     run = self.lab.read(self.lab.path(name), method).ended()
-                    self.assertEqual((run.faults(), run.status, run.result()), ([], status, result), run.out)
-                    self.assertIn(said, run.out)
+                    self.assertEqual((run.faults(), run.status, run.result()), ([], 4, "NOMEDIA"), run.out)
+                    self.assertIn("there is no medium in the drive", run.out)
 
 
 class Recording(OpticalTest):

@@ -244,6 +244,16 @@ class Surface(LabTest):
                  "&& echo 16 >size && echo 1 >memory_backed && echo +4660-4661 >badblocks && echo 1 >power")
         self.check_surface(LAB.node("echo nullb0"), 32768, (4660, 4661), BLOCK)
 
+    def test_zones_are_read_and_never_written(self):
+        """A host-managed drive takes no write in place: nothing could be put back."""
+        self.addCleanup(LAB.must, "rmdir /sys/kernel/config/nullb/nullb0; rmmod null_blk")
+        LAB.must("modprobe null_blk nr_devices=0; cd /sys/kernel/config/nullb && mkdir nullb0 && cd nullb0 "
+                 "&& echo 16 >size && echo 1 >memory_backed && echo 1 >zoned && echo 4 >zone_size && echo 1 >power")
+        path = LAB.node("echo nullb0")
+        self.check_surface(path, 32768, (), BLOCK)
+        status, said = LAB.guest.run(f"drivetest run LinearPatternTest {path} --confirm {path} --no-journal")
+        self.assertEqual((status, "in the order of its zones" in said), (6, True), said)
+
     def test_floppy(self):
         LAB.must("modprobe floppy")
         for method in (FLOPPY, BLOCK):

@@ -156,6 +156,32 @@ TEST_P(DriveContract, TellsWhatItIsAndEndsThere) {
     EXPECT_TRUE(drive->getSectorCount() == 0 && !drive->isMediaPresent() && act('r', 0, 1) == '9');
 }
 
+struct MediumWatch : DriveObserver {
+    void onOperation(const DriveOperationReport& /*report*/) override {}
+    void onMedium(std::uint64_t sectors, std::uint32_t /*sectorBytes*/) override { seen.push_back(sectors); }
+    std::vector<std::uint64_t> seen;
+};
+
+TEST_P(DriveContract, TakesTheMediumThatComesAndLocksItIn) {
+    if (kind.is("ata") || kind.is("nvme"))
+        GTEST_SKIP() << "its medium is a part of it";
+    open(std::string(kind.is("Floppy") ? "" : ",removable") + ",media=none>disk:1000>disk:77");
+    MediumWatch watch;
+    drive->setObserver(&watch);
+    const auto isLocked = [this] { return openBlock(locator)->eject().type == LIBDRIVE2_BUSY; };
+    EXPECT_TRUE(drive->preventMediumRemoval(true));
+    for (const std::uint32_t sectors : {1000U, 77U}) {
+        EXPECT_TRUE(drive->ejectDrive()) << text();
+        EXPECT_FALSE(isLocked() || drive->waitForMedia(200) || isLocked());
+        EXPECT_TRUE(drive->loadDrive() && drive->waitForMedia(200)) << text();
+        EXPECT_TRUE(isLocked());
+        EXPECT_EQ(drive->getSectorCount(), sectors);
+        EXPECT_EQ(std::string({act('r', sectors - 1, 1), act('r', sectors, 1)}), "05");
+    }
+    EXPECT_TRUE(drive->preventMediumRemoval(false) && !isLocked());
+    EXPECT_EQ(watch.seen, (std::vector<std::uint64_t>{1000, 77}));
+}
+
 TEST_P(DriveContract, ReadsBackWhatWasWrittenAndNothingElse) {
     open();
     std::vector<std::pair<std::uint64_t, std::uint32_t>> ranges = {

@@ -5,6 +5,7 @@
 #include <deque>
 
 #include "Fixtures.h"
+#include "libDrive2/OSDrive.h"
 #include "zel/Format.h"
 
 namespace libDrive2 {
@@ -162,6 +163,30 @@ TEST_F(DriveTest, NotifiesByTheBitsOfTheBehaviour) {
     drive.recovers = false;
     read(7, 0, {kGood});
     EXPECT_THAT(drive.log, ElementsAre("4: the drive helped itself"));
+}
+
+/// The place of a virtual function among those of its class, by which other programs call it (Itanium C++
+/// ABI: a pointer to it holds its offset).
+template <class Function>
+std::ptrdiff_t placeOf(Function function) {
+    std::ptrdiff_t offset = 0;
+    std::memcpy(&offset, &function, sizeof offset);
+    return offset / static_cast<std::ptrdiff_t>(sizeof(void*));
+}
+
+TEST(DriveLayout, HooksStandWhereTheyArePublished) {
+    struct Places : OSDrive {
+        static std::vector<std::ptrdiff_t> all() {
+            return {placeOf(&Places::getSectorSize),          placeOf(&Places::mediaState),
+                    placeOf(&Places::waitForMedia),           placeOf(&Places::queryMediumInfo),
+                    placeOf(&Places::reOpenHandle),           placeOf(&Places::doQueryDeviceInfo),
+                    placeOf(&Places::doReadSector),           placeOf(&Places::doSeekSector),
+                    placeOf(&Places::doPreventMediumRemoval), placeOf(&Places::doLoadDrive),
+                    placeOf(&Places::setMediaCapabilities)};
+        }
+    };
+    // The destructor has two.
+    EXPECT_THAT(Places::all(), ElementsAre(0, 4, 11, 17, 21, 22, 25, 28, 34, 36, 37));
 }
 
 TEST_F(DriveTest, RefusesImpossibleTransfersWithoutTryingThem) {

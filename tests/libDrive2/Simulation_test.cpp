@@ -226,6 +226,20 @@ TEST_F(SimMediumTest, RefusesWhatTheMediumOrTheOpenDoesNotAllow) {
     EXPECT_EQ(drive.mediaState(), LIBDRIVE2_MEDIA_NONE);
 }
 
+TEST_F(SimMediumTest, AnotherMediumIsSeenByWhoeverOpensAgain) {
+    open(",removable,media=none>disk:20>disk");
+    for (const std::uint64_t sectors : {20U, 1000U}) {
+        EXPECT_TRUE(handle->load().ok());
+        EXPECT_EQ(read(0) + std::to_string(handle->info().bytes), "9 there is no medium in the drive0");
+        EXPECT_TRUE(handle->reopen().ok());
+        EXPECT_EQ(handle->info().bytes, sectors * kSector);
+        EXPECT_EQ(read(19) + write(0), "okok");
+        EXPECT_TRUE(handle->eject().ok() && handle->query().ok() && !handle->info().mediumPresent);
+    }
+    for (const auto* const wrong : {"media=disk:101", "media=disk:0", "media=disc", "media=none:5"})
+        EXPECT_FALSE(openBlock(std::string("sim:disk,sectors=100,removable,") + wrong)) << wrong;
+}
+
 TEST_F(SimMediumTest, MayBeLargerThanAnyMemory) {
     open(",sectors=1099511627776,sector-size=4096");
     EXPECT_EQ(handle->info().bytes, std::uint64_t{1} << 52);

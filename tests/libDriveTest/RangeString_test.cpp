@@ -72,6 +72,14 @@ TEST(RangeString, GivesItsSectorOrSaysWhyNot) {
         }
 }
 
+TEST(RangeString, TakesTextsOfAnyLength) {
+    const std::string blanks(1000000, ' ');
+    EXPECT_EQ(outcome(blanks + "5" + blanks, 1000, 512), "5");
+    EXPECT_EQ(outcome("MIN" + blanks + "+" + std::string(2000, '0') + "1KB", 1000, 512), "2");
+    EXPECT_EQ(outcome(std::string(2000, '9'), 1000, 512), "no");
+    EXPECT_EQ(outcome(blanks, 1000, 512), "no: Invalid input range");
+}
+
 TEST(RangeString, RoundsPercentagesDownAndWrapsTheirProduct) {
     EXPECT_EQ(outcome("50%", 1001, 512), "500");
     // 3 * 2^63 is 2^63, 50 * 2^63 is 0.

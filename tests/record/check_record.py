@@ -18,6 +18,11 @@ except ImportError:
     sys.exit("check_record.py: needs the Python package jsonschema for " + sys.executable +
              "; run scripts/setup.sh --dev and start this with /usr/bin/python3")
 
+try:
+    import referencing  # which jsonschema from 4.18 on resolves references with
+except ImportError:
+    referencing = None
+
 SCHEMAS = pathlib.Path(__file__).resolve().parent / "schemas"
 RFC3339 = re.compile(r"\d{4}-\d\d-\d\d[Tt]\d\d:\d\d:\d\d(\.\d+)?([Zz]|[+-]\d\d:\d\d)", re.ASCII)
 
@@ -50,7 +55,10 @@ def load_validator():
     documents = [json.loads(path.read_text(encoding="utf-8")) for path in sorted(SCHEMAS.glob("*.json"))]
     store = {document["$id"]: document for document in documents}
     root = next(document for name, document in store.items() if name.endswith("/output"))
-    return jsonschema.Draft202012Validator(root, resolver=jsonschema.RefResolver(root["$id"], root, store=store))
+    if referencing is None:
+        return jsonschema.Draft202012Validator(root, resolver=jsonschema.RefResolver(root["$id"], root, store=store))
+    registry = referencing.Registry().with_contents(store.items())
+    return jsonschema.Draft202012Validator(root, registry=registry)
 
 
 def explain(errors):

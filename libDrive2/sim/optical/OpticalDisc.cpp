@@ -35,7 +35,6 @@ SimOptions contentsOf(const OpticalMediaType& type, SimOptions options) {
     options.sectors = capacityOf(type, options);
     options.megabytesPerSecond = 0;
     options.writeProtected = false;
-    options.mediumPresent = true;
     return options;
 }
 

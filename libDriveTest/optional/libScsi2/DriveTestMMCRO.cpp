@@ -37,7 +37,7 @@ public:
     ReadableMediumSearch(const MediumRequest& request, MMCRO_TEST test)
         : MediumSearch(request, logger()), m_test(test) {}
 
-    std::unique_ptr<ScsiMMCDrive> takeDrive() { return std::move(m_found); }
+    std::unique_ptr<ScsiMMCDrive> takeDrive() { return named(std::move(m_found)); }
 
 private:
     Verdict examine(const Medium& medium, String& message) override {

@@ -74,7 +74,7 @@ public:
     WritableMediumSearch(const MediumRequest& request, MMCRW_TEST test)
         : MediumSearch(request, logger()), m_test(test) {}
 
-    std::unique_ptr<RecordableDrive> takeDrive() { return std::move(m_found); }
+    std::unique_ptr<RecordableDrive> takeDrive() { return named(std::move(m_found)); }
 
 private:
     Verdict examine(const Medium& medium, String& message) override {

@@ -59,7 +59,7 @@ bool MediumSearch::open() {
         m_state = LIBDRIVE2_MEDIA_NOT_OPENED;
         return false;
     }
-    m_drive = std::make_unique<libDrive2::ScsiMMCDrive>(m_handle);
+    m_drive = named(std::make_unique<libDrive2::ScsiMMCDrive>(m_handle));
     return true;
 }
 

@@ -54,6 +54,13 @@ protected:
     [[nodiscard]] static bool isAccepted(std::uint32_t profile);
     [[nodiscard]] libDrive2::ScsiMMCDrive& drive() const { return *m_drive; }
     [[nodiscard]] const libDrive2::SharedScsiPassThrough& handle() const { return m_handle; }
+    /// Gives a drive, which may be null, the device's name.
+    template <class DriveClass>
+    std::unique_ptr<DriveClass> named(std::unique_ptr<DriveClass> drive) const {
+        if (drive != nullptr)
+            drive->name = m_device.name();
+        return drive;
+    }
     [[nodiscard]] bool mayPrompt() const { return m_mayPrompt; }
     /// Auto-run is switched on again when the search is over.
     void disableAutoRun();

@@ -131,6 +131,34 @@ TEST(DeviceLease, HoldsWhatItTook) {
     }
 }
 
+TEST(DeviceLease, ReadersKeepWritersAwayAndNobodyElse) {
+    const TempFile image(kSize);
+    const TempFile attached(kSize);
+    const LoopDevice loop(attached.path);
+    std::vector<std::string> locators{image.path, "sim:disk,image=" + image.path};
+    if (!loop.path.empty())
+        locators.push_back(loop.path);
+    for (const std::string& locator : locators) {
+        DeviceStatus failure;
+        auto first = DeviceLease::take(locator, LeasePurpose::read, failure);
+        const auto second = DeviceLease::take(locator, LeasePurpose::read, failure);
+        ASSERT_TRUE(first != nullptr && second != nullptr) << failure.text.utf8();
+        first.reset();
+        EXPECT_EQ(DeviceLease::take(locator, LeasePurpose::write, failure), nullptr);
+        EXPECT_EQ(failure.type, LIBDRIVE2_BUSY);
+        EXPECT_THAT(failure.text.utf8(),
+                    HasSubstr("such as a test that reads, keeps others from writing to it"));
+    }
+    for (const std::string& locator : locators) {
+        DeviceStatus failure;
+        const auto writer = DeviceLease::take(locator, LeasePurpose::write, failure);
+        ASSERT_NE(writer, nullptr) << failure.text.utf8();
+        EXPECT_EQ(DeviceLease::take(locator, LeasePurpose::read, failure), nullptr);
+        EXPECT_EQ(failure.type, LIBDRIVE2_BUSY);
+        EXPECT_THAT(failure.text.utf8(), HasSubstr("such as a test that writes, has locked it"));
+    }
+}
+
 TEST(DeviceLease, NoticesAMappingThatLeadsElsewhere) {
     const TempFile image(kSize), other(kSize);
     const LoopDevice loop(image.path), elsewhere(other.path);

@@ -28,16 +28,17 @@ std::string refusal(const std::string& locator) {
     return manager.lockVolumes() ? "" : manager.getLastErrorStr().utf8();
 }
 
-/// Why the device counts as encrypted, "" when it does not.
+/// What was found out about encrypted volumes, "" when there are none. Only found ones are encryption.
 std::string encryption(const std::string& locator) {
     DeviceLockingManager manager(locator);
-    return manager.isBitLockerEnabledOnVolumes() ? manager.getLastErrorStr().utf8() : "";
+    const Encryption found = manager.examineEncryption();
+    EXPECT_EQ(manager.isBitLockerEnabledOnVolumes(), found == Encryption::found);
+    return found != Encryption::none ? manager.getLastErrorStr().utf8() : "";
 }
 
 TEST(DeviceLocking, AFreeImageIsTakenByOneAtATime) {
     const TempFile image(1 << 20);
-    const std::string taken =
-        image.path + " cannot be taken for this test alone: Resource temporarily unavailable";
+    const std::string taken = image.path + " is in use: another program has locked it";
     {
         DeviceLockingManager first(image.path);
         EXPECT_TRUE(first.lockVolumes() && first.lockVolumes());
@@ -65,9 +66,12 @@ TEST(DeviceLocking, SeesAndTakesTheLocksOfOtherPrograms) {
         some.l_len = 1;
         return fcntl(other.get(), F_OFD_SETLK, &some) == 0;
     };
-    for (const short type : std::initializer_list<short>{F_RDLCK, F_WRLCK}) {
+    for (const auto& [type, what] :
+         {std::pair<short, std::string>{F_RDLCK,
+                                        ", such as a test that reads, keeps others from writing to it"},
+          {F_WRLCK, " has locked it"}}) {
         ASSERT_TRUE(take(type));
-        EXPECT_EQ(refusal(image.path), image.path + " is in use: another program has locked it");
+        EXPECT_EQ(refusal(image.path), image.path + " is in use: another program" + what);
     }
     ASSERT_TRUE(take(F_UNLCK));
 
@@ -124,6 +128,13 @@ TEST(DeviceLocking, FindsEncryptedVolumes) {
 TEST(DeviceLocking, SimulatedDrivesAreAsTheirLocatorSays) {
     EXPECT_EQ(encryption("sim:disk,encrypted"), "the simulated drive is encrypted");
     EXPECT_THAT(encryption("sim:disk,x"), testing::StartsWith("the simulated drive \"sim:disk,x\""));
+    const TempFile image(1 << 20);
+    const std::string over = "sim:disk,image=" + image.path;
+    EXPECT_EQ(encryption(over + ",bad=1+64+2047"), "");
+    EXPECT_EQ(encryption(over + ",bad=0"),
+              over + ",bad=0 cannot be examined for encrypted volumes: sector 0 cannot be read");
+    image.put(0, "LUKS\xBA\xBE");
+    EXPECT_EQ(encryption(over + ",bad=1"), over + ",bad=1 holds an encrypted volume (crypto_LUKS)");
     EXPECT_EQ(encryption("sim:disk") + refusal("sim:disk"), "");
     EXPECT_THAT(refusal("sim:disk,x"),
                 testing::StartsWith("the simulated drive \"sim:disk,x\" cannot be made"));

@@ -33,6 +33,7 @@ protected:
         model = openOpticalDrive(locator);
         quix5::DiagDevice device;
         device.setLocators(locator, "");
+        device.setName("the writer");
         Profiles::forget();
         LIBDRIVE2_MEDIA_STATE state{};
         const auto number = static_cast<std::uint32_t>(selector[1] - '0');
@@ -43,6 +44,7 @@ protected:
         const std::string type = made ? typeid(*made).name() : "";
         std::smatch name;
         std::regex_search(type, name, std::regex("[A-Z][A-Za-z]+Drive"));
+        EXPECT_TRUE(!made || made->name == "the writer");
         return std::to_string(state) + name.str();
     }
     /// The medium in the drive.
@@ -107,16 +109,16 @@ TEST_F(MediumSearchTest, TellsWhyAMediumDoesNotDo) {
     for (const Texts& row : rowsOf(R"(r0|cdrom,sectors=5999||3| little disc disc|@0x8
 r0|cdrom,sectors=6000||1CDDrive||
 r0|cdrom,sectors=5999|MinDataCapacity=5999|1CDDrive||
-r0|cdrom|MMCsupportedProfiles=DVDROM|3| simple CD|
-w0|cdr|MMCsupportedProfiles=CDRW|3| simple CD|
-r1|cdaudio||3| simple CD|; 3 media capabilties unsupported : 0x60000@0x8
+r0|cdrom|MMCsupportedProfiles=DVDROM|3| simple CD (the writer)|
+w0|cdr|MMCsupportedProfiles=CDRW|3| simple CD (the writer)|
+r1|cdaudio||3| simple CD (the writer)|; 3 media capabilties unsupported : 0x60000@0x8
 r1|cdmixed,sectors=90000|StartRange=30001|3| little disc disc|; 3 media capabilties unsupported : 0xe0000@0x8
 r1|cdmixed,sectors=90000|StartRange=29999|1CDDrive||
 r0|cdmixed,sectors=90000|StartRange=30001|1CDDrive||
 r1|cdmixed,sectors=90000|StartRange=60000 EndRange=50000|1CDDrive||
-r0|hddvdrom||3| simple CD|; 3 media capabilties unsupported : 0x4000000@0x50
-w0|cdrom||3| simple CD|@0x8
-w1|cdr||3| simple CD|@0x9
+r0|hddvdrom||3| simple CD (the writer)|; 3 media capabilties unsupported : 0x4000000@0x50
+w0|cdrom||3| simple CD (the writer)|@0x8
+w1|cdr||3| simple CD (the writer)|@0x9
 w0|dvd+rw,wp||3| protected CD more|
 w0|cdr,state=closed||3| protected CD more|
 w1|dvdr,state=closed||3| protected CD more|
@@ -138,24 +140,24 @@ TEST_F(MediumSearchTest, AsksUntilAMediumFits) {
     // Selector, medium, parameters, answers (O and C; "+" when somebody simply puts one in), the check that
     // stops it, what is found, prompted, in the drive at each prompt and when that comes, in it then; aborts.
     for (const Texts& row : rowsOf(R"(r0|cdrom|||99|1CDDrive|||cdrom0
-r0|dvdrom>cdrom|MMCsupportedProfiles=CDROM|O|99|1CDDrive| simple CD|-@1 |cdrom0
-r0|dvdrom>dvdrom>cdrom|MMCsupportedProfiles=CDROM|OO|99|1CDDrive| simple CD wrong CD CD|-@1 -@7 |cdrom0
+r0|dvdrom>cdrom|MMCsupportedProfiles=CDROM|O|99|1CDDrive| simple CD (the writer)|-@1 |cdrom0
+r0|dvdrom>dvdrom>cdrom|MMCsupportedProfiles=CDROM|OO|99|1CDDrive| simple CD (the writer) wrong CD CD (the writer)|-@1 -@7 |cdrom0
 r0|none>cdrom|||99|1CDDrive|||cdrom0
-r0|none>cdrom|AlwaysEject=yes|O|99|1CDDrive| simple CD|-@1 |cdrom0
-r0|none>none>cdrom||O|99|1CDDrive| simple CD|-@9 |cdrom0
-r0|cdrom|AlwaysEject=yes|O|99|1CDDrive| simple CD|-@1 |cdrom0
+r0|none>cdrom|AlwaysEject=yes|O|99|1CDDrive| simple CD (the writer)|-@1 |cdrom0
+r0|none>none>cdrom||O|99|1CDDrive| simple CD (the writer)|-@9 |cdrom0
+r0|cdrom|AlwaysEject=yes|O|99|1CDDrive| simple CD (the writer)|-@1 |cdrom0
 r0|cdrom|AlwaysEject=yes DoNotEject=yes|O|99|1CDDrive|||cdrom0
 r0|cdr>cdrom|DoNotEject=yes MaxRetries=2|OO|99|3| little disc disc little disc disc|cdr@0 cdr@0 |cdr0
-r0|dvdrom>cdrom|MMCsupportedProfiles=CDROM MaxRetries=1|OO|99|3| simple CD|-@1 |cdrom0
-r0|dvdrom|MMCsupportedProfiles=CDROM MaxRetries=0 DoNotEject=yes|OOOC|99|3| simple CD wrong CD CD wrong CD CD wrong CD CD
+r0|dvdrom>cdrom|MMCsupportedProfiles=CDROM MaxRetries=1|OO|99|3| simple CD (the writer)|-@1 |cdrom0
+r0|dvdrom|MMCsupportedProfiles=CDROM MaxRetries=0 DoNotEject=yes|OOOC|99|3| simple CD (the writer) wrong CD CD (the writer) wrong CD CD (the writer) wrong CD CD (the writer)
   dvdrom@0 dvdrom@0 dvdrom@0 dvdrom@0 |dvdrom2
-r0|dvdrom>cdrom|MMCsupportedProfiles=CDROM|C|99|3| simple CD|-@1 |cdrom2
-r0|dvdrom>cdrom|MMCsupportedProfiles=CDROM||99|3| simple CD||-0
-r0|dvdrom>cdrom|MMCsupportedProfiles=CDROM|O|1|3| simple CD|-@1 |cdrom0
+r0|dvdrom>cdrom|MMCsupportedProfiles=CDROM|C|99|3| simple CD (the writer)|-@1 |cdrom2
+r0|dvdrom>cdrom|MMCsupportedProfiles=CDROM||99|3| simple CD (the writer)||-0
+r0|dvdrom>cdrom|MMCsupportedProfiles=CDROM|O|1|3| simple CD (the writer)|-@1 |cdrom0
 r0|cdrom|||1|1CDDrive|||cdrom0
-r0|none>cdrom,tray=no||+|99|1CDDrive| simple CD|-@7 -@11 -@15 |cdrom0
-w0|cdrom>cdrom>cdr||OO|99|1CDRecordableDrive| simple CD wrong CD CD|-@1 -@7 |cdr0
-w0|cdrom>cdr||O|3|3| simple CD|-@1 |cdr0
+r0|none>cdrom,tray=no||+|99|1CDDrive| simple CD (the writer)|-@7 -@11 -@15 |cdrom0
+w0|cdrom>cdrom>cdr||OO|99|1CDRecordableDrive| simple CD (the writer) wrong CD CD (the writer)|-@1 -@7 |cdr0
+w0|cdrom>cdr||O|3|3| simple CD (the writer)|-@1 |cdr0
 w0|cdr|||1|0|||cdr0
 r0|gone|||99|4|||0)")) {
         SCOPED_TRACE(row[1] + " " + row[2] + " " + row[3]);

@@ -1,0 +1,41 @@
+#include "drivetest/run/HurryWatch.h"
+
+#include <chrono>
+#include <utility>
+
+#include "drivetest/run/Signals.h"
+#include "quix5/StopRequest.h"
+
+namespace drivetest {
+
+namespace {
+
+constexpr std::chrono::milliseconds kInterval{50};
+
+}  // namespace
+
+HurryWatch::HurryWatch(std::function<void()> hurry)
+    : m_hurry(std::move(hurry)), m_thread([this] {
+          leaveSignalsToOthers();
+          watch();
+      }) {}
+
+HurryWatch::~HurryWatch() {
+    {
+        const std::lock_guard lock(m_mutex);
+        m_ending = true;
+    }
+    m_wake.notify_one();
+    m_thread.join();
+}
+
+void HurryWatch::watch() {
+    std::unique_lock lock(m_mutex);
+    while (!m_wake.wait_for(lock, kInterval, [this] { return m_ending; }))
+        if (quix5::StopRequest::isInsistedOn()) {
+            m_hurry();
+            return;
+        }
+}
+
+}  // namespace drivetest
