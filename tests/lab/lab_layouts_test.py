@@ -56,16 +56,18 @@ class LayoutsLab(lab_test.Lab):
 
     def _judged(self, layout, disk):
         path = self.path(disk) if disk else self.node(layout.find)
+        bad_list = self.guest.share / "bad"
+        bad_list.unlink(missing_ok=True)
         run = self._start(layout, path).ended()
-        text = (self.guest.share / "bad").read_text()
-        judgement = judge.Judgement(layout, run.status, run.record_path.read_text(), text)
+        texts = [path.read_text() if path.exists() else "{}" for path in (run.record_path, bad_list)]
+        judgement = judge.Judgement(layout, run.status, *texts)
         judgement.problems += run.faults()[:3]
         if judgement.problems:
             judgement.problems.append(run.out)
         return judgement
 
     def _start(self, layout, path):
-        options = ["--no-record --no-prompt --force --bad-list /host/bad", *layout.options]
+        options = ["--no-record --no-prompt --bad-list /host/bad", *layout.options]
         if layout.test in layouts.WRITING_TESTS:
             self._confirms = {}  # the drives have changed
             return self.write(layout.test, path, layout.method, *layout.parameters, options=options)
@@ -96,14 +98,13 @@ def setUpModule():
 
 def print_table():
     lab = LayoutsLab(make_disks())
-    print(judge.HEADING)
-    for layout in guest_layouts.GUEST:
-        print(lab.judged(layout).row(), flush=True)
-    lab.close()
+    try:
+        return judge.print_table(guest_layouts.GUEST, lab.judged)
+    finally:
+        lab.close()
 
 
 if __name__ == "__main__":
     if "--table" in sys.argv:
-        print_table()
-    else:
-        unittest.main(verbosity=2)
+        sys.exit(print_table())
+    unittest.main(verbosity=2)

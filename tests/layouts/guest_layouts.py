@@ -58,10 +58,10 @@ def scsi_debug(name, options, sectors=32768, then="true", **expected):
                        find=SCSI_DEBUG, free="rmmod scsi_debug", **expected)
 
 
-def around_the_fault(name, disk, patterns, **expected):
+def around_the_fault(name, disk, sectors, patterns, **expected):
     """120 sectors in chunks of 6, of which the first has a sector that fails when it is written."""
     parameters = ("StartRange=120", "EndRange=240", f"NumberOfPatterns={patterns}", "RetryCount=0")
-    return GuestLayout(name, disk, 8192, test="LinearPatternTest", parameters=parameters, area="120-239", method=NVME,
+    return GuestLayout(name, disk, sectors, test="LinearPatternTest", parameters=parameters, area="120-239", method=NVME,
                        verdict="FAIL", bad={"unwritable": "122"}, **expected)
 
 
@@ -110,8 +110,8 @@ GUEST = [
     GuestLayout("NVMe, a passing error", "nvme-once", 8704, method=NVME, verdict="WARN"),
     GuestLayout("USB", "usb-bad", 8832, method=SCSI, **unreadable(SEVERAL)),
     GuestLayout("AHCI", "ahci-bad", 8320, parameters=("RetryCount=0",), **unreadable(SEVERAL)),
-    around_the_fault("NVMe, unwritable", "nvme-always", 1, skipped="126-239"),
-    around_the_fault("NVMe, unwritable for a while", "nvme-twice", 4),
-    around_the_fault("NVMe, fails only when it is put back", "nvme-after", 4, unrestored=True, skipped="126-239"),
+    around_the_fault("NVMe, unwritable", "nvme-always", 9216, 1, skipped="126-239"),
+    around_the_fault("NVMe, unwritable for a while", "nvme-twice", 9344, 4),
+    around_the_fault("NVMe, fails only when it is put back", "nvme-after", 9472, 4, unrestored=True, skipped="126-239"),
     GuestLayout("NVMe, pulled out", "nvme-pulled", 131072, pulled=True, verdict="CANNOTRUN", skipped="rest"),
 ]

@@ -2,6 +2,7 @@
 
 import json
 import re
+import sys
 
 LINE = re.compile(r"(\d+)(?:-(\d+))? (\d+) (\w+)")
 UNTESTED, GOOD, FAILED = range(3)
@@ -84,7 +85,7 @@ class Judgement:
             tested = found["tested"] or 0
             expected["tested"], expected["skipped"] = tested, expected["requested"] - expected["failed"] - tested
             self._check("part of the drive was skipped", expected["skipped"] > 0, True)
-            self._check("good cells of the surface", self._surface.count(GOOD), tested)
+            self._check("good cells of the surface", self._surface.count(GOOD), -(-tested // self._sectors_per_cell()))
         return self._check("coverage", found, expected)
 
     def _read_surface(self):
@@ -93,9 +94,11 @@ class Judgement:
             cells += bytes([outcome]) * count
         return cells
 
+    def _sectors_per_cell(self):
+        return self._only("surface").get("sectorsPerCell", 1)
+
     def _check_surface(self):
-        content = self._only("surface")
-        per_cell = content.get("sectorsPerCell", 1)
+        content, per_cell = self._only("surface"), self._sectors_per_cell()
         expected = bytearray(-(-self.layout.sectors // per_cell))
         self._check("cells of the surface", (content.get("cells"), len(self._surface)), (len(expected),) * 2)
         if self.layout.ends_anywhere:
@@ -106,6 +109,19 @@ class Judgement:
             expected[sector // per_cell] = FAILED
         wrong = [cell for cell, (a, b) in enumerate(zip(self._surface, expected)) if a != b]
         return self._check("wrong cells of the surface", wrong[:5], []) and len(self._surface) == len(expected)
+
+
+def print_table(layouts, judged):
+    """What came out of each layout, and on standard error what is wrong; the exit status tells whether anything is."""
+    print(HEADING, flush=True)
+    is_right = True
+    for layout in layouts:
+        judgement = judged(layout)
+        print(judgement.row(), flush=True)
+        for problem in judgement.problems:
+            print(f"{layout.name}: {problem}", file=sys.stderr, flush=True)
+        is_right = is_right and not judgement.problems
+    return 0 if is_right else 1
 
 
 def share(part, whole):

@@ -62,7 +62,4 @@ for _layout in layouts.SIMULATED:
 if __name__ == "__main__":
     if "--table" not in sys.argv:
         unittest.main()
-    print(judge.HEADING)
-    for _layout in layouts.SIMULATED:
-        if not _layout.needs or offers(_layout.needs):
-            print(judged(_layout).row())
+    sys.exit(judge.print_table([each for each in layouts.SIMULATED if not each.needs or offers(each.needs)], judged))
