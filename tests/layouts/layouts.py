@@ -34,7 +34,6 @@ class Layout:
     area: str = "all"  # list of the sectors that the test is asked for
     skipped: str = ""  # list; "rest": what the drive was not there for, wherever that began
     positions: tuple = ()  # of a seek test: how many in all, that failed, and that were left out
-    needs: str = ""  # option without which the layout cannot be run
 
     @property
     def status(self):
@@ -126,8 +125,7 @@ READING = [
     failing("at the end of 2^40 sectors", "bad=1099511627000", "1099511627000", sectors=1 << 40,
             parameters=("StartRange=1099511626776", "EndRange=1099511627776"), area="1099511626776-1099511627775"),
     disk("slow sectors", "slow=1000-1100:2000"),
-    disk("slow sectors where that counts", "slow=1000-1100:2000", options=("--slow-ms", "1000"), verdict="WARN",
-         needs="--slow-ms"),
+    disk("slow sectors where that counts", "slow=1000-1100:2000", options=("--slow-ms", "1000"), verdict="WARN"),
     disk("write-protected", "wp"),
 ]
 

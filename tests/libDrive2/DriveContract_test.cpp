@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cstring>
+#include <ostream>
 
 #include "Fixtures.h"
 #include "libDrive2/AtaDrive.h"
@@ -27,6 +28,10 @@ struct Kind {
     std::uint32_t sectorBytes = is("4096") ? 4096 : 512;
     std::uint32_t maxTransfer = (is("Floppy") || is("System") ? 65536 : 1048576) / sectorBytes;
 };
+
+void PrintTo(const Kind& kind, std::ostream* out) {
+    *out << kind.locator;
+}
 
 constexpr const char *kHuge = ",sectors=8589934592", *k4096 = ",sector-size=4096";
 const Kind kKinds[] = {{"ScsiSBC", "scsi"},

@@ -36,12 +36,13 @@ GOOD = [
     step(measurement={"name": "readRate", "value": 12.5, "unit": "MB/s", "hardwareInfoId": "drive",
                       "validators": [{"type": "GREATER_THAN", "value": 1}]}),
     step(error={"symptom": "odd", "softwareInfoIds": ["s"]}),
-    extension("coverage", requested=10, tested=6, failed=1, skipped=3),
+    extension("badSectors", fault="unreadable", words="sense 3/11/00", ranges=[[7, 7]]),
+    extension("coverage", requested=10, tested=6, failed=1, skipped=3, unit="sectors"),
     extension("result", result="FAIL", errors=1, warnings=0),
     step(testStepEnd={"status": "COMPLETE"}),
     {"testRunArtifact": {"testRunEnd": {"status": "COMPLETE", "result": "FAIL"}}},
 ]
-START, EVENT, DIAGNOSIS, LOG, ERROR, COVERAGE, RESULT, STEP_END, RUN_END = 1, 3, 4, 5, 7, 8, 9, 10, 11
+START, EVENT, DIAGNOSIS, LOG, ERROR, BAD, COVERAGE, RESULT, STEP_END, RUN_END = 1, 3, 4, 5, 7, 8, 9, 10, 11, 12
 
 
 def numbered(documents):
@@ -100,34 +101,38 @@ SPOILED = [
     (put(1, 0, "schemaVersion", "major"), 1, "against the schema at /schemaVersion/major"),
     (drop(0), 1, "the first line, and no other, must be the schemaVersion"),
     (repeat(START), 3, "the second line, and no other, must be the testRunStart"),
-    (drop(RUN_END), 11, "does not end with a testRunEnd"),
-    (repeat(RUN_END), 13, "nothing may follow the testRunEnd"),
-    (drop(STEP_END), 11, "step '0' has no testStepEnd"),
+    (drop(RUN_END), 12, "does not end with a testRunEnd"),
+    (repeat(RUN_END), 14, "nothing may follow the testRunEnd"),
+    (drop(STEP_END), 12, "step '0' has no testStepEnd"),
     (move(LOG, 2), 3, "step '0' has not started"),
-    (move(LOG, STEP_END), 11, "step '0' has ended before"),
+    (move(LOG, STEP_END), 12, "step '0' has ended before"),
     (put("1", LOG, "testStepArtifact", "testStepId"), 6, "step '1' has not started"),
-    (move(LOG, RESULT), 10, "only extensions may follow the coverage and result"),
-    (move(EVENT, RESULT), 10, "no event may follow"),
+    (move(LOG, RESULT), 11, "only extensions may follow the coverage and result"),
+    (move(EVENT, RESULT), 11, "no event may follow"),
     (repeat(2), 4, "step '0' starts twice"),
-    (end("COMPLETE", "NOT_APPLICABLE"), 12, "status COMPLETE does not go with result NOT_APPLICABLE"),
-    (end("ERROR", "NOT_APPLICABLE"), 12, "ERROR/NOT_APPLICABLE does not go with the test's result FAIL"),
-    (content(RESULT, "result", "USERABORTED"), 12, "COMPLETE/FAIL does not go with the test's result USERABORTED"),
-    (content(RESULT, "result", "WARN"), 12, "COMPLETE/FAIL does not go with the test's result WARN"),
-    (put("SKIP", STEP_END, "testStepArtifact", "testStepEnd", "status"), 12, "but step '0' ended with SKIP"),
+    (end("COMPLETE", "NOT_APPLICABLE"), 13, "status COMPLETE does not go with result NOT_APPLICABLE"),
+    (end("ERROR", "NOT_APPLICABLE"), 13, "ERROR/NOT_APPLICABLE does not go with the test's result FAIL"),
+    (content(RESULT, "result", "USERABORTED"), 13, "COMPLETE/FAIL does not go with the test's result USERABORTED"),
+    (content(RESULT, "result", "WARN"), 13, "COMPLETE/FAIL does not go with the test's result WARN"),
+    (put("SKIP", STEP_END, "testStepArtifact", "testStepEnd", "status"), 13, "but step '0' ended with SKIP"),
     (put("x", DIAGNOSIS, "testStepArtifact", "diagnosis", "hardwareInfoId"), 5, "hardwareInfoId 'x' is not in"),
     (put(["x"], ERROR, "testStepArtifact", "error", "softwareInfoIds"), 8, "softwareInfoId 'x' is not in"),
-    (drop(COVERAGE), 10, "ends without the extension coverage"),
-    (repeat(RESULT), 11, "extension result comes a second time"),
-    (content(COVERAGE, "tested", 7), 9, "requested 10 is not tested 7 + failed 1 + skipped 3"),
-    (content(COVERAGE, "failed", -1), 9, "must be counts"),
-    (content(RESULT, "errors", -1), 10, "errors must be a count"),
-    (content(RESULT, "result", "MAYBE"), 10, "unknown result 'MAYBE'"),
+    (drop(COVERAGE), 11, "ends without the extension coverage"),
+    (repeat(RESULT), 12, "extension result comes a second time"),
+    (content(COVERAGE, "tested", 7), 10, "requested 10 is not tested 7 + failed 1 + skipped 3"),
+    (content(COVERAGE, "failed", -1), 10, "must be counts"),
+    (content(COVERAGE, "unit", "LBAs"), 10, "unknown unit 'LBAs'"),
+    (content(BAD, "ranges", [[7, 7], [9, 9]]), 10, "1 sectors failed, but 2 are listed as bad"),
+    (content(BAD, "ranges", [[8, 7]]), 9, "8-7 is no range"),
+    (content(BAD, "fault", "worn"), 9, "fault, words and ranges expected"),
+    (content(RESULT, "errors", -1), 11, "errors must be a count"),
+    (content(RESULT, "result", "MAYBE"), 11, "unknown result 'MAYBE'"),
     (content(EVENT, "type", "ERROR"), 4, "type is 'ERROR'"),
     (content(EVENT, "key", ""), 4, "key is not a text"),
     (content(EVENT, "message", None), 4, "message is not a text"),
     (content(EVENT, "variables", []), 4, "variables is not an object"),
     (lambda documents: documents.__delitem__(slice(2, RUN_END)), 3, "the run has no step"),
-    (content(EVENT, "extra", 1), 4, "expected key, type, message and variables"),
+    (content(EVENT, "extra", 1), 4, "expected ['key', 'message', 'type', 'variables'] and perhaps a cause"),
     (unrestored(journal=""), 4, "ranges of sector and lastSector expected"),
     (unrestored((0, 7), (9, 8), journal=""), 4, "'lastSector': 8}]"),
     (unrestored((0, 7), (8, None), journal=""), 4, "'lastSector': None}]"),
@@ -189,14 +194,14 @@ class CheckRecordTest(unittest.TestCase):
             data = b"".join(lines[:kept])
             self.assertEqual(self.check(data, partial=True), [], kept)
             self.expect(self.check(data), kept, "does not end with a testRunEnd")
-        self.expect(self.check(b"".join(lines)[:-1], partial=True), 12, "cut off")
+        self.expect(self.check(b"".join(lines)[:-1], partial=True), 13, "cut off")
         self.expect(self.check(b"", partial=True), 1, "no complete line")
 
     def test_command_names_file_and_line(self):
         program = str(pathlib.Path(check_record.__file__))
         with tempfile.TemporaryDirectory() as folder:
             record = pathlib.Path(folder) / "record.jsonl"
-            doubled = (GOOD + GOOD[-1:], 1, f"{record}:13: nothing may follow the testRunEnd\n")
+            doubled = (GOOD + GOOD[-1:], 1, f"{record}:14: nothing may follow the testRunEnd\n")
             for documents, status, output in ((GOOD, 0, ""), doubled):
                 record.write_bytes(as_bytes(numbered(documents)))
                 run = subprocess.run([sys.executable, program, record], capture_output=True, text=True, check=False)

@@ -50,7 +50,9 @@ TEST(String, ParsesNumbersUpToTheirLimits) {
     for (const char* text :
          {"", "-1", "+1", " 1", "1 ", "1.0", "FF", "0x", "0x-1", "0x0x1", "١", "1ı", "18446744073709551616"})
         EXPECT_EQ(numbers(text, 0), "77 77") << text;
-    for (const unsigned radix : {1U, 2U, 10U, 16U, 37U})
+    EXPECT_EQ(numbers("0x2", 16) + ", " + numbers("0XfF", 16), "2 2, 255 255");
+    EXPECT_EQ(numbers("0x", 16), "77 77");
+    for (const unsigned radix : {1U, 2U, 10U, 37U})
         EXPECT_EQ(numbers("0x2", radix), "77 77") << radix;
 }
 
