@@ -16,15 +16,15 @@ class BadSectors(program.ProgramTest):
 
     def test_are_listed_everywhere_alike(self):
         listed = self.path("bad.txt")
-        run = self.run_test("sim:scsi,sectors=9000,bad=77+1000-3000,corrupt=5", "MaxErrors=0", options=["--bad-list", listed],
+        run = self.run_test("sim:scsi,sectors=9000,bad=77+1000-3000,corrupt=500", "MaxErrors=0", options=["--bad-list", listed],
                             test="LinearReadCompareTest")
         self.assertEqual((run.status, run.coverage()), (1, "9000 = 6997 + 2003 + 0"))
-        self.assertIn("  bad       5\n            77\n            1000-3000, 2001 sectors\n", run.out)
+        self.assertIn("  bad       77\n            500\n            1000-3000, 2001 sectors\n", run.out)
         with open(listed, encoding="utf-8") as lines:
             self.assertEqual([line.strip() for line in lines if line[0] != "#"],
-                             ["5 1 wrongData", "77 1 unreadable", "1000-3000 2001 unreadable"])
+                             ["77 1 unreadable", "500 1 wrongData", "1000-3000 2001 unreadable"])
         found = {(each["fault"], "read error" in each["words"]): each["ranges"] for each in run.extensions("badSectors")}
-        self.assertEqual(found, {("wrongData", False): [[5, 5]], ("unreadable", True): [[77, 77], [1000, 3000]]})
+        self.assertEqual(found, {("wrongData", False): [[500, 500]], ("unreadable", True): [[77, 77], [1000, 3000]]})
         causes = {each.get("cause", "") for each in run.extensions("event") if each["key"] == "readSectorErr"}
         self.assertEqual(len(causes), 1, causes)
         parameters = run.artifacts()[1]["testRunArtifact"]["testRunStart"]["parameters"]
