@@ -39,7 +39,7 @@ void addJournalOption(CLI::App& command, std::string& folder) {
         ->type_name("DIR");
 }
 
-void addRunOptions(CLI::App& command, RunOptions& options) {
+void addWhatToTest(CLI::App& command, RunOptions& options) {
     command.add_option("TEST", options.test, "Name of the test; \"drivetest tests\" lists them")->required();
     command
         .add_option(
@@ -63,6 +63,10 @@ void addRunOptions(CLI::App& command, RunOptions& options) {
                         std::string(kAccessOrderProperty) + "=" + kAccessOrderForms)
         ->type_name("NAME=VALUE")
         ->allow_extra_args(false);
+}
+
+/// What a test that writes asks for.
+void addSafetyOptions(CLI::App& command, RunOptions& options) {
     command
         .add_option("--confirm", options.confirm,
                     "Confirm that a test may write to the drive: its serial number, or the DEVICE as given\n"
@@ -76,6 +80,10 @@ void addRunOptions(CLI::App& command, RunOptions& options) {
     command.add_flag("--verify-restore,!--no-verify-restore", options.verifyRestores,
                      "Read back what was put back, and compare; on unless --no-verify-restore is given");
     addJournalOption(command, options.journalFolder);
+}
+
+/// What is written of a run.
+void addOutputOptions(CLI::App& command, RunOptions& options) {
     command
         .add_option("--events", options.eventsFile,
                     "Write the record of the run, JSON Lines; - is standard output\n"
@@ -89,18 +97,6 @@ void addRunOptions(CLI::App& command, RunOptions& options) {
         .add_option("--bad-list", options.badListFile,
                     "Write the list of bad sectors: a range a line, \"first-last count fault\"")
         ->type_name("FILE");
-    auto* const slow = command
-                           .add_option("--slow-ms", options.slowMs,
-                                       "Make a PASS a WARN when transfers take longer than this")
-                           ->type_name("N")
-                           ->check(CLI::PositiveNumber);
-    command
-        .add_option("--slow-count", options.slowAllowed, "So many transfers may take longer than --slow-ms")
-        ->type_name("N")
-        ->needs(slow)
-        ->capture_default_str();
-    command.add_flag_callback(
-        "--no-prompt", [&options] { options.prompts = false; }, "Never ask anything");
     command.add_option("--log", options.logFile, "Write the log")->type_name("FILE");
     command.add_flag("--force", options.replaceOutputs,
                      "Replace what the files of --events, --log and --bad-list hold; else they must be\n"
@@ -112,6 +108,28 @@ void addRunOptions(CLI::App& command, RunOptions& options) {
         ->type_name("N")
         ->check(CLI::Range(0, 4))
         ->capture_default_str();
+}
+
+void addSlownessOptions(CLI::App& command, RunOptions& options) {
+    auto* const slow = command
+                           .add_option("--slow-ms", options.slowMs,
+                                       "Make a PASS a WARN when transfers take longer than this")
+                           ->type_name("N")
+                           ->check(CLI::PositiveNumber);
+    command
+        .add_option("--slow-count", options.slowAllowed, "So many transfers may take longer than --slow-ms")
+        ->type_name("N")
+        ->needs(slow)
+        ->capture_default_str();
+}
+
+void addRunOptions(CLI::App& command, RunOptions& options) {
+    addWhatToTest(command, options);
+    addSafetyOptions(command, options);
+    addOutputOptions(command, options);
+    addSlownessOptions(command, options);
+    command.add_flag_callback(
+        "--no-prompt", [&options] { options.prompts = false; }, "Never ask anything");
     addModuleOptions(command, options.moduleFile, options.language);
 }
 

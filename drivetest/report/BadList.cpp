@@ -53,8 +53,9 @@ std::vector<std::string> badRangeLines(const BadSectors& bad) {
     const std::size_t all = ranges.size();
     const bool isCut = all > kMostShownRanges;
     if (isCut) {
-        std::stable_sort(ranges.begin(), ranges.end(),
-                         [](const SectorSpan& a, const SectorSpan& b) { return a.count > b.count; });
+        std::sort(ranges.begin(), ranges.end(), [](const SectorSpan& a, const SectorSpan& b) {
+            return a.count != b.count ? a.count > b.count : a.lba < b.lba;
+        });
         ranges.resize(kMostShownRanges);
     }
     std::vector<std::string> lines;

@@ -52,20 +52,18 @@ namespace {
 const char* adviceOn(int errnoValue) {
     switch (errnoValue) {
         case ENOSPC:
-            return "; there is no room left where it is stored: make room there, on the file system or in "
-                   "the "
-                   "pool beneath it";
+            return "; there is no room left where it is stored: make room there, in its file system or pool";
         case EDQUOT:
             return "; the quota of the file system that it is stored on is used up: make room there";
         case EFBIG:
             return "; it may not grow that far: raise the limit of file sizes (ulimit -f), or store it on a "
                    "file system for larger files";
         case EROFS:
-            return "; what it is stored on is mounted or set read-only";
+            return "; it is write-protected, or what it is stored on is mounted read-only";
         case EPERM:
             return "; the system forbids it: it may be set immutable, sealed or read-only";
         case EACCES:
-            return "; run as root or get the right to open it";
+            return "; run as root or get the right to open it, unless it is set read-only";
         default:
             return "";
     }

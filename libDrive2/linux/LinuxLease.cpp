@@ -80,15 +80,15 @@ LinuxLease::~LinuxLease() {
 
 DeviceStatus LinuxLease::begin() {
     m_mediumNumber = mediumNumber();
-    DeviceStatus status = identify(m_identity);
-    zel::String reason;
-    const bool isLocked = !status.ok() || purpose() == LeasePurpose::look ||
-                          (isExclusive() ? m_volumes.lock(reason) : m_volumes.lockForReading(reason));
-    if (!isLocked)
-        return {LIBDRIVE2_BUSY, reason};
+    const DeviceStatus status = identify(m_identity);
     if (!status.ok())
-        status.text = m_path + " cannot be used: " + status.text;
-    return status;
+        return {status.type, m_path + " cannot be used: " + status.text};
+    if (isExclusive())
+        return m_volumes.hold();
+    zel::String reason;
+    return purpose() == LeasePurpose::look || m_volumes.lockForReading(reason)
+               ? DeviceStatus{}
+               : DeviceStatus{LIBDRIVE2_BUSY, reason};
 }
 
 zel::String LinuxLease::descriptorPath() const {

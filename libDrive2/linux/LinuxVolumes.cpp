@@ -151,12 +151,17 @@ Encryption LinuxVolumes::examineEncryption(zel::String& reason) {
 }
 
 bool LinuxVolumes::lock(zel::String& reason) {
+    const DeviceStatus status = hold();
+    if (!status.ok())
+        reason = status.text;
+    return status.ok();
+}
+
+DeviceStatus LinuxVolumes::hold() {
     if (m_lock)
-        return true;
-    if (const auto users = holders(); !users.isEmpty()) {
-        reason = m_path + " is in use: " + join(users);
-        return false;
-    }
+        return {};
+    if (const auto users = holders(); !users.isEmpty())
+        return {LIBDRIVE2_BUSY, m_path + " is in use: " + join(users)};
     const auto status = found();
     const bool isBlockDevice = status && S_ISBLK(status->st_mode);
     // The kernel gives a whole disk exclusively only when nobody holds one of its partitions, and then
@@ -166,14 +171,15 @@ bool LinuxVolumes::lock(zel::String& reason) {
     FileDescriptor device = reopen((writable ? O_RDWR : O_RDONLY) | (isBlockDevice ? O_EXCL : 0));
     if (!device) {
         const int error = errno;
-        reason = m_path + " cannot be taken for this test alone: " + errnoStatus(error).text +
-                 (error == EBUSY ? describeBusy() : zel::String());
-        return false;
+        return {error == EACCES ? LIBDRIVE2_WRITE_PROTECTED_DEVICE : errorTypeOf(error),
+                m_path + " cannot be taken for this test alone: " + errnoStatus(error).text +
+                    (error == EBUSY ? describeBusy() : zel::String())};
     }
+    zel::String reason;
     if (!lockAgainstOthers(device.get(), isBlockDevice, writable, reason) || !lockOtherPaths(reason))
-        return false;
+        return {LIBDRIVE2_BUSY, reason};
     m_lock = std::move(device);
-    return true;
+    return {};
 }
 
 /// By both ways that programs have to agree on it: who uses the one does not see the other.

@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "libDrive2/BlockHandle.h"
 #include "libDrive2/DeviceLockingManager.h"
 #include "libDrive2/linux/FileDescriptor.h"
 
@@ -23,6 +24,9 @@ public:
 
     Encryption examineEncryption(zel::String& reason) override;
     bool lock(zel::String& reason) override;
+    /// What lock() does, with the kind of its failure: LIBDRIVE2_BUSY when others have the device, and
+    /// LIBDRIVE2_WRITE_PROTECTED_DEVICE when it may not be written to.
+    DeviceStatus hold();
     bool unlock(zel::String& reason) override;
     zel::Array<zel::String> holders() override;
     zel::Array<VolumeContent> contents() override;

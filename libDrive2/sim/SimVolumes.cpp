@@ -25,7 +25,7 @@ public:
             return Encryption::unexamined;
         if (m_options->encrypted)
             return Encryption::found;
-        return m_image != nullptr ? examineImage(reason) : Encryption::none;
+        return m_image != nullptr ? examineImage(*m_options, reason) : Encryption::none;
     }
     bool lock(zel::String& reason) override {
         if (!m_options)
@@ -55,17 +55,17 @@ private:
     [[nodiscard]] bool is(SimVolumeState state) const { return m_options && m_options->volumes == state; }
 
     /// Of the file itself: an examination must not count among the drive's commands.
-    Encryption examineImage(zel::String& reason) {
-        SharedBlockHandle image = OsDevice::openOsDevice(m_options->imagePath, kAccessRead,
+    Encryption examineImage(const SimOptions& options, zel::String& reason) const {
+        SharedBlockHandle image = OsDevice::openOsDevice(options.imagePath, kAccessRead,
                                                          kShareRead | kShareWrite, kOpenExisting, 0);
         if (!image) {
             reason = m_locator + " cannot be examined for encrypted volumes: " + lastOpenErrorStr();
             return Encryption::unexamined;
         }
-        const std::uint32_t bytes = m_options->sectorBytes;
-        const auto read = [this, bytes, &image](std::uint64_t lba, std::uint8_t* data) {
+        const std::uint32_t bytes = options.sectorBytes;
+        const auto read = [&options, bytes, &image](std::uint64_t lba, std::uint8_t* data) {
             std::uint64_t bad = 0;
-            return !m_options->bad.findFirst(lba, 1, bad) && image->read(lba * bytes, data, bytes).ok();
+            return !options.bad.findFirst(lba, 1, bad) && image->read(lba * bytes, data, bytes).ok();
         };
         return findEncryptedVolume({bytes, image->info().bytes / bytes, read}, m_locator, {}, reason);
     }

@@ -58,9 +58,12 @@ class Readers(program.ProgramTest):
     def test_need_no_right_to_write(self):
         os.chmod(self.folder, 0o755)
         os.chmod(self.image, 0o444)
-        process = self.start("run", "LinearReadTest", self.image, "-p", "NumberOfSeeks=5",
-                             **({"user": 65534} if os.geteuid() == 0 else {}))
+        nobody = {"user": 65534} if os.geteuid() == 0 else {}
+        process = self.start("run", "LinearReadTest", self.image, "-p", "NumberOfSeeks=5", **nobody)
         self.assertEqual(process.returncode, 0, process.stderr)
+        process = self.start("run", "LinearPatternTest", self.image, "--confirm", self.image, **nobody)
+        self.assertEqual(process.returncode, 6, process.stderr)
+        self.assertRegex(process.stderr, "cannot be taken for this test alone: Permission denied.*; nothing was written")
 
     def test_say_who_uses_the_drive(self):
         os.truncate(self.image, 20 << 20)

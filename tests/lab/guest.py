@@ -71,7 +71,7 @@ class Guest:
 
     def __init__(self, folder, kernel, image, arguments):
         self.share = folder / "share"
-        self.share.mkdir()
+        self.share.mkdir(exist_ok=True)
         self.console = folder / "console"
         self.ended = {}  # number of a script -> exit status
         self._numbers = 0
@@ -93,8 +93,12 @@ class Guest:
         agent.close()
         control.close()
         threading.Thread(target=self._listen, daemon=True).start()
-        self.wait_until(lambda: "ready" in self.ended, 120, "the start of the guest")
         self._answers = self._control.makefile("r")
+        try:
+            self.wait_until(lambda: "ready" in self.ended, 120, "the start of the guest")
+        except GuestError:
+            self.close()
+            raise
         self.qemu("qmp_capabilities")
 
     def alive(self):

@@ -5,6 +5,7 @@ import unittest
 import disks
 import lab_test
 
+SECTORS = 100  # that a run writes
 # The programs are told that nobody makes device nodes for them.
 ALONE = "export MDADM_NO_UDEV=1 DM_DISABLE_UDEV=1 LVM_SUPPRESS_FD_WARNINGS=1; mkdir -p /run/lock/lvm /run/mdadm /srv"
 MIRROR = "--run --assume-clean --bitmap=none --level=1 --raid-devices=2 {a} {b}"
@@ -60,7 +61,7 @@ class Users(lab_test.LabTest):
         self.lab.must("sync")
 
     def start(self, path, confirm):
-        return self.lab.start("LinearPatternTest", path, None, f"EndRange={SECTORS - 1}", "NumberOfPatterns=1",
+        return self.lab.start("LinearPatternTest", path, None, f"EndRange={SECTORS}", "NumberOfPatterns=1",
                               options=[f"--confirm {confirm}"]).ended()
 
     def check_refused(self, path, reason, disk, confirm=""):

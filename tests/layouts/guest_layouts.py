@@ -104,7 +104,7 @@ GUEST = [
     scsi_debug("SCSI, sectors of 4096 bytes", "opts=2 sector_size=4096 medium_error_start=255 medium_error_count=2", 4096,
                method=SCSI, **unreadable("255-256")),
     scsi_debug("SCSI, corrected", "", then=RECOVERED, method=SCSI, verdict="WARN"),
-    scsi_debug("SCSI, write-protected", "wp=1", test="LinearPatternTest", method=SCSI, verdict="CANNOTRUN", area=""),
+    scsi_debug("SCSI, write-protected", "wp=1", method=SCSI),
     GuestLayout("NVMe", "nvme-bad", 8192, method=NVME, **unreadable(SEVERAL)),
     GuestLayout("NVMe as block device", "nvme-bad", 8192, **unreadable(SEVERAL)),
     GuestLayout("NVMe, a passing error", "nvme-once", 8704, method=NVME, verdict="WARN"),
