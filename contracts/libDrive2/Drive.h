@@ -195,7 +195,7 @@ private:
     template <class Hook>
     bool performTransfer(DriveOperation operation, std::uint64_t lba, std::uint32_t count,
                          std::uint32_t bufferBytes, Hook hook);
-    _LIBDRIVE2_ERROR_TYPES requireSectorSize();
+    _LIBDRIVE2_ERROR_TYPES askSectorSize();
     _LIBDRIVE2_ERROR_TYPES judgeTimeout();
     [[nodiscard]] bool mayRetry(_LIBDRIVE2_ERROR_TYPES error, std::uint32_t attempts) const;
     void notify(std::uint32_t code, std::uint32_t behaviorBit);

@@ -116,8 +116,7 @@ TestResult runPrepared(PreparedRun& run, RunHost& host, Console& console) {
     quix5::DiagModule::install(previousHost);
     const bool journalEndedIt = run.journal.watched() != nullptr && !run.journal.watched()->failure().empty();
     // Nobody asked for these stops.
-    if (result == TestResult::USERABORTED && !OutputQueue::standardFailure().empty() &&
-        !quix5::StopRequest::made())
+    if (result == TestResult::USERABORTED && OutputQueue::hasStandardFailed() && !quix5::StopRequest::made())
         return TestResult::INTERNALERROR;
     if (result == TestResult::USERABORTED && host.isDisturbed() && !quix5::StopRequest::made())
         return TestResult::DEVICEBUSY;

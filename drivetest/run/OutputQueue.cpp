@@ -30,6 +30,8 @@ constexpr std::chrono::milliseconds kHurriedPatience{500};
 constexpr std::chrono::milliseconds kLeastPatience{200};
 
 std::atomic<std::size_t> bytesOfAll{0};
+/// Whether any queue has; asked at every step of a test.
+std::atomic<bool> hasOneFailed{false};
 
 /// With what a line costs besides its text.
 std::size_t costOf(const std::string& text) {
@@ -92,6 +94,7 @@ void OutputQueue::State::writeFirst(std::unique_lock<std::mutex>& lock) {
     if (!ok) {
         failed = true;
         error = reason;
+        hasOneFailed = true;
         discard();
     }
 }
@@ -110,6 +113,7 @@ void OutputQueue::State::writeAll() {
 
 OutputQueue::OutputQueue(OutputFile file) : m_state(std::make_shared<State>(std::move(file))) {
     m_state->failed = !m_state->file.begin();
+    hasOneFailed = hasOneFailed || m_state->failed;
     m_thread = std::thread([state = m_state] {
         leaveSignalsToOthers();
         state->writeAll();
@@ -161,6 +165,10 @@ void OutputQueue::finishStandard() {
 std::string OutputQueue::failure() const {
     const std::lock_guard lock(m_state->mutex);
     return m_state->failed ? std::generic_category().message(m_state->error) : std::string();
+}
+
+bool OutputQueue::hasStandardFailed() {
+    return hasOneFailed && !standardFailure().empty();
 }
 
 std::string OutputQueue::standardFailure() {

@@ -32,6 +32,8 @@ public:
     /// Why one of them takes nothing more ("standard output cannot be written to: No space left on device");
     /// empty while both do.
     static std::string standardFailure();
+    /// Whether there is one; costs next to nothing.
+    static bool hasStandardFailed();
 
     /// Returns at once.
     void add(std::string text);

@@ -92,7 +92,7 @@ bool RunHost::checkForStop() {
         OutputQueue::waitForRoom();
     lookForUsers();
     // A test must not go on overwriting what cannot be saved, or was not put back.
-    return quix5::StopRequest::made() || m_isDisturbed || !OutputQueue::standardFailure().empty() ||
+    return quix5::StopRequest::made() || m_isDisturbed || OutputQueue::hasStandardFailed() ||
            (m_journal != nullptr && !m_journal->failure().empty());
 }
 

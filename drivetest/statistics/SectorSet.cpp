@@ -4,19 +4,14 @@
 
 namespace drivetest {
 
-void SectorSet::add(std::uint64_t lba, std::uint64_t count) {
+void SectorSet::addElsewhere(std::uint64_t lba, std::uint64_t count) {
     if (count == 0)
         return;
     const std::uint64_t end = lba + count;
-    const bool extendsLast = !m_spans.empty() && lba == m_end && m_spans.rbegin()->second == m_end;
-    if (extendsLast) {
-        m_spans.rbegin()->second = end;
-        m_size += count;
-    } else if (m_spans.size() < m_mostSpans) {
+    if (m_spans.size() < m_mostSpans)
         insert(lba, end);
-    } else if (lba >= m_end) {
+    else if (lba >= m_end)
         m_size += count;
-    }
     m_end = std::max(m_end, end);
 }
 
@@ -45,7 +40,7 @@ void SectorSet::insert(std::uint64_t first, std::uint64_t end) {
         end = std::max(end, span->second);
         span = m_spans.erase(span);
     }
-    m_spans.emplace(first, end);
+    m_latest = m_spans.emplace(first, end).first;
 }
 
 }  // namespace drivetest

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <chrono>
 #include <cstdint>
 #include <vector>
@@ -22,8 +23,14 @@ public:
     };
 
     /// Counts transfers longer than this, too.
-    void setLimit(std::chrono::milliseconds limit) { m_limit = limit; }
-    void add(const libDrive2::DriveOperationReport& report);
+    void setLimit(std::chrono::milliseconds limit) {
+        m_limit = limit;
+        m_ordinary = std::min(m_ordinary, m_limit);
+    }
+    void add(const libDrive2::DriveOperationReport& report) {
+        if (report.duration > m_ordinary)
+            note(report);
+    }
 
     /// Slowest first; a few at most.
     [[nodiscard]] const std::vector<Transfer>& slowest() const { return m_slowest; }
@@ -32,7 +39,10 @@ public:
     [[nodiscard]] std::uint64_t beyondLimit() const { return m_beyondLimit; }
 
 private:
+    void note(const libDrive2::DriveOperationReport& report);
+
     std::vector<Transfer> m_slowest;
+    std::chrono::nanoseconds m_ordinary{0};  ///< what takes no longer is neither counted nor kept
     std::chrono::nanoseconds m_limit = std::chrono::nanoseconds::max();
     std::uint64_t m_slow = 0;
     std::uint64_t m_verySlow = 0;

@@ -148,9 +148,7 @@ _LIBDRIVE2_ERROR_TYPES Drive::judgeTimeout() {
 }
 
 /// A drive that could not be asked when it was opened may answer now.
-_LIBDRIVE2_ERROR_TYPES Drive::requireSectorSize() {
-    if (getSectorSize() != 0)
-        return LIBDRIVE2_NO_ERROR;
+_LIBDRIVE2_ERROR_TYPES Drive::askSectorSize() {
     _LIBDRIVE2_ERROR_TYPES error = doQueryDeviceInfo();
     if (error == LIBDRIVE2_NO_ERROR && getSectorSize() == 0)
         error = doQueryMediumInfo();
@@ -163,8 +161,9 @@ template <class Hook>
 bool Drive::performTransfer(DriveOperation operation, std::uint64_t lba, std::uint32_t count,
                             std::uint32_t bufferBytes, Hook hook) {
     return perform(operation, lba, count, [&]() -> _LIBDRIVE2_ERROR_TYPES {
-        if (const auto unknown = requireSectorSize(); unknown != LIBDRIVE2_NO_ERROR)
-            return unknown;
+        if (getSectorSize() == 0)
+            if (const auto unknown = askSectorSize(); unknown != LIBDRIVE2_NO_ERROR)
+                return unknown;
         // A drive that does not tell its size has to judge for itself.
         const std::uint64_t sectors = getSectorCount();
         if (sectors != 0 && (lba > sectors || count > sectors - lba))
