@@ -4,19 +4,18 @@
 #include <memory>
 
 #include "libDrive2/Drive.h"
-#include "libDrive2/ScsiPassThrough.h"
+#include "libDrive2/ScsiMechanics.h"
 
 namespace libDrive2 {
 
 class CommandPool;
-struct DriveAction;
 struct TransferCut;
 namespace scsi {
 struct Outcome;
 }
 
 /// Common base of the drives that speak SCSI commands.
-class ScsiDrive : public Drive {
+class ScsiDrive : public ScsiMechanics<Drive> {
 public:
     explicit ScsiDrive(SharedScsiPassThrough passThrough);
     ~ScsiDrive() override;
@@ -29,15 +28,9 @@ public:
 protected:
     _LIBDRIVE2_ERROR_TYPES doQueryDeviceInfo() override;
     _LIBDRIVE2_ERROR_TYPES doFlushCache() override;
-    _LIBDRIVE2_ERROR_TYPES doStartDrive() override;
-    _LIBDRIVE2_ERROR_TYPES doStopDrive() override;
-    _LIBDRIVE2_ERROR_TYPES doPreventMediumRemoval(bool prevent) override;
-    _LIBDRIVE2_ERROR_TYPES doEjectDrive() override;
-    _LIBDRIVE2_ERROR_TYPES doLoadDrive() override;
 
     [[nodiscard]] const SharedScsiPassThrough& passThrough() const { return m_passThrough; }
-    /// Sends a command; the action begins the text of a failure. All of the data must have moved.
-    _LIBDRIVE2_ERROR_TYPES perform(const ScsiRequest& request, const DriveAction& action);
+    _LIBDRIVE2_ERROR_TYPES perform(const ScsiRequest& request, const DriveAction& action) override;
     /// Moves sectors by several commands; `makeRequest(lba, count)` gives each but for its buffer.
     using MakeRequest = std::function<ScsiRequest(std::uint64_t lba, std::uint32_t count)>;
     _LIBDRIVE2_ERROR_TYPES transfer(const DriveAction& action, std::uint8_t* buffer, const TransferCut& cut,

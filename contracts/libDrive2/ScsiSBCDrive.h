@@ -36,13 +36,10 @@ protected:
                                         std::uint32_t bufferBytes) override;
     _LIBDRIVE2_ERROR_TYPES doWriteSector(std::uint64_t lba, std::uint32_t count, const void* buffer,
                                          std::uint32_t bufferBytes) override;
-    _LIBDRIVE2_ERROR_TYPES doSeekSector(std::uint64_t lba) override;
 
     void setCapacity(std::uint64_t sectors, std::uint32_t sectorBytes, std::uint32_t physicalSectorBytes);
 
 private:
-    enum class SeekMethod : std::uint8_t { seek, verify, read };
-
     [[nodiscard]] TransferCut cut() const;
     void queryLimits();
 
@@ -50,7 +47,6 @@ private:
     std::uint32_t m_sectorBytes = 0;
     std::uint32_t m_physicalSectorBytes = 0;
     std::uint32_t m_maxTransferSectors = 0;  ///< of one command, by the device's own limit; 0 none
-    SeekMethod m_seekMethod = SeekMethod::seek;
     bool m_supportsForceUnitAccess = false;
 };
 

@@ -2,8 +2,8 @@
 
 #include "libDrive2/commands/AtaCommands.h"
 #include "libDrive2/commands/AtaPassThrough.h"
-#include "libDrive2/commands/ScsiSense.h"
 #include "libDrive2/drives/ScsiUnit.h"
+#include "libDrive2/drives/UnitAttention.h"
 
 namespace libDrive2 {
 
@@ -12,12 +12,8 @@ SatAtaDevice::SatAtaDevice(std::unique_ptr<ScsiPassThrough> path) : m_path(std::
 }
 
 AtaResponse SatAtaDevice::execute(const AtaRequest& request) {
-    constexpr int kMaxAttempts = 5;
-    const ScsiRequest command = ata::toPassThrough(request);
-    ScsiResponse response = m_path->execute(command);
     // A unit that only had news to tell has not passed the command on.
-    for (int attempt = 1; scsi::judge(response).repeat && attempt < kMaxAttempts; ++attempt)
-        response = m_path->execute(command);
+    const ScsiResponse response = executePast(News::ofUnit, *m_path, ata::toPassThrough(request)).response;
     AtaResponse answer = ata::fromPassThrough(response, request);
     const bool failed = !answer.delivery.ok() || (answer.status & 0x21) != 0;
     if (!failed && response.transferredBytes < request.dataBytes)

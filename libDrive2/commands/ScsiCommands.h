@@ -36,7 +36,6 @@ ScsiRequest withData(ScsiRequest request, void* data, std::size_t bytes);
 
 inline constexpr std::uint8_t kPageSupportedPages = 0x00;
 inline constexpr std::uint8_t kPageUnitSerialNumber = 0x80;
-inline constexpr std::uint8_t kPageAtaInformation = 0x89;
 inline constexpr std::uint8_t kPageBlockLimits = 0xB0;
 inline constexpr std::uint8_t kPageBlockCharacteristics = 0xB1;
 inline constexpr std::uint8_t kModePageCaching = 0x08;

@@ -54,9 +54,6 @@ struct Outcome {
 
     /// The device told news instead of executing the command: send it once more.
     bool repeat = false;
-
-    /// The device does not know the command or a field of it.
-    [[nodiscard]] bool isUnsupported() const { return status.type == LIBDRIVE2_NOT_SUPPORTED; }
 };
 
 /// The sense data that a response holds, whatever length it claims.

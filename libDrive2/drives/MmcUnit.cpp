@@ -3,14 +3,12 @@
 #include <algorithm>
 
 #include "libDrive2/commands/ScsiCommands.h"
-#include "libDrive2/commands/ScsiSense.h"
+#include "libDrive2/drives/UnitAttention.h"
 
 namespace libDrive2 {
 
 namespace {
 
-/// A reset, a changed medium and changed modes may follow each other; more is a unit out of order.
-constexpr int kMaxAttempts = 5;
 constexpr std::uint16_t kConfigurationAllocation = 512;
 constexpr std::uint16_t kDiscAllocation = 34;
 constexpr std::uint16_t kTrackAllocation = 48;
@@ -24,20 +22,12 @@ constexpr std::uint16_t kPerformanceBytes = 16;
 constexpr std::uint16_t kMaxSpeeds = 64;
 constexpr unsigned kMaxTracks = 2302;  ///< of a DVD-R, which has the most
 
-/// To a question even a changed medium is mere news: drives take one that they blanked for that, too.
-bool isNews(const scsi::Outcome& outcome) {
-    return outcome.repeat || (outcome.sense && outcome.sense->key == scsi::kSenseUnitAttention);
-}
-
 }  // namespace
 
 std::vector<std::uint8_t> MmcUnit::ask(const ScsiRequest& request, std::size_t bytes) {
     std::vector<std::uint8_t> answer(bytes);
-    scsi::Outcome outcome;
-    int attempt = 0;
-    do
-        outcome = scsi::judge(m_device.execute(scsi::withData(request, answer.data(), answer.size())));
-    while (isNews(outcome) && ++attempt < kMaxAttempts);
+    const scsi::Outcome outcome =
+        executePast(News::ofMedium, m_device, scsi::withData(request, answer.data(), answer.size())).outcome;
     m_why = outcome.status;
     answer.resize(outcome.status.ok() ? std::min(bytes, outcome.transferredBytes) : 0);
     return answer;
@@ -133,13 +123,7 @@ std::optional<std::vector<zel_write_speed_desc_t>> MmcUnit::writeSpeeds() {
 }
 
 MmcUnit::Progress MmcUnit::progress() {
-    ScsiResponse response;
-    scsi::Outcome outcome;
-    int attempt = 0;
-    do {
-        response = m_device.execute(scsi::testUnitReady());
-        outcome = scsi::judge(response);
-    } while (isNews(outcome) && ++attempt < kMaxAttempts);
+    const auto [response, outcome] = executePast(News::ofMedium, m_device, scsi::testUnitReady());
     if (outcome.status.type != LIBDRIVE2_BUSY)
         return {false, outcome.status, std::nullopt};
     return {true, outcome.status, mmc::parseProgress(scsi::senseOf(response))};

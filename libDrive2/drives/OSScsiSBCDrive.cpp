@@ -1,7 +1,5 @@
 #include "libDrive2/OSScsiSBCDrive.h"
 
-#include <limits>
-
 #include "libDrive2/commands/ScsiCommands.h"
 #include "libDrive2/drives/DriveAction.h"
 #include "libDrive2/drives/ScsiUnit.h"
@@ -10,7 +8,7 @@ namespace libDrive2 {
 
 OSScsiSBCDrive::OSScsiSBCDrive(SharedBlockHandle handle, SharedScsiPassThrough passThrough,
                                zel::String osLocator)
-    : OSDrive(std::move(handle), std::move(osLocator)), m_passThrough(std::move(passThrough)) {
+    : ScsiMechanics(std::move(handle), std::move(osLocator)), m_passThrough(std::move(passThrough)) {
     (void)OSScsiSBCDrive::doQueryDeviceInfo();
     setAnswerProbe([this] { return ScsiUnit(*m_passThrough).answers(); });
 }
@@ -66,20 +64,6 @@ DeviceStatus OSScsiSBCDrive::explain(DeviceStatus status) {
     return cannotBeReached ? outcome.status : status;
 }
 
-_LIBDRIVE2_ERROR_TYPES OSScsiSBCDrive::doSeekSector(std::uint64_t lba) {
-    const std::uint64_t lastOfSeek = std::numeric_limits<std::uint32_t>::max();
-    if (m_canSeek) {
-        const bool reachesAll = getSectorCount() <= lastOfSeek + 1;
-        const _LIBDRIVE2_ERROR_TYPES error =
-            perform(reachesAll ? scsi::seek(static_cast<std::uint32_t>(lba)) : scsi::verify(lba, 1),
-                    {"seeking to", lba, 1});
-        if (error != LIBDRIVE2_NOT_SUPPORTED)
-            return error;
-        m_canSeek = false;
-    }
-    return OSDrive::doSeekSector(lba);
-}
-
 _LIBDRIVE2_ERROR_TYPES OSScsiSBCDrive::doSyncCache() {
     return doFlushCache();
 }
@@ -90,23 +74,6 @@ _LIBDRIVE2_ERROR_TYPES OSScsiSBCDrive::doFlushCache() {
         return error;
     const _LIBDRIVE2_ERROR_TYPES error = perform(scsi::synchronizeCache(), {"flushing the cache"});
     return error == LIBDRIVE2_NOT_SUPPORTED ? LIBDRIVE2_NO_ERROR : error;
-}
-
-_LIBDRIVE2_ERROR_TYPES OSScsiSBCDrive::doStartDrive() {
-    return perform(scsi::startStopUnit(scsi::StartStop::start), {"starting the motor"});
-}
-_LIBDRIVE2_ERROR_TYPES OSScsiSBCDrive::doStopDrive() {
-    return perform(scsi::startStopUnit(scsi::StartStop::stop), {"stopping the motor"});
-}
-_LIBDRIVE2_ERROR_TYPES OSScsiSBCDrive::doPreventMediumRemoval(bool prevent) {
-    return perform(scsi::preventMediumRemoval(prevent),
-                   {prevent ? "locking the medium" : "releasing the medium"});
-}
-_LIBDRIVE2_ERROR_TYPES OSScsiSBCDrive::doEjectDrive() {
-    return perform(scsi::startStopUnit(scsi::StartStop::eject), {"ejecting the medium"});
-}
-_LIBDRIVE2_ERROR_TYPES OSScsiSBCDrive::doLoadDrive() {
-    return perform(scsi::startStopUnit(scsi::StartStop::load), {"loading the medium"});
 }
 
 }  // namespace libDrive2

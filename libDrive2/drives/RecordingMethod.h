@@ -24,7 +24,4 @@ struct RecordingMethod {
     std::optional<mmc::WriteParameters> parameters;  ///< nothing for media that take none
 };
 
-/// DVD-R and DVD-RW, shared by their two classes.
-RecordingMethod dvdMinusMethod(_MMC_PROFILES profile);
-
 }  // namespace libDrive2

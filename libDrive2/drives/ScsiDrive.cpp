@@ -81,21 +81,4 @@ _LIBDRIVE2_ERROR_TYPES ScsiDrive::transfer(const DriveAction& action, std::uint8
 _LIBDRIVE2_ERROR_TYPES ScsiDrive::doFlushCache() {
     return perform(scsi::synchronizeCache(), {"flushing the cache"});
 }
-_LIBDRIVE2_ERROR_TYPES ScsiDrive::doStartDrive() {
-    return perform(scsi::startStopUnit(scsi::StartStop::start), {"starting the motor"});
-}
-_LIBDRIVE2_ERROR_TYPES ScsiDrive::doStopDrive() {
-    return perform(scsi::startStopUnit(scsi::StartStop::stop), {"stopping the motor"});
-}
-_LIBDRIVE2_ERROR_TYPES ScsiDrive::doPreventMediumRemoval(bool prevent) {
-    return perform(scsi::preventMediumRemoval(prevent),
-                   {prevent ? "locking the medium" : "releasing the medium"});
-}
-_LIBDRIVE2_ERROR_TYPES ScsiDrive::doEjectDrive() {
-    return perform(scsi::startStopUnit(scsi::StartStop::eject), {"ejecting the medium"});
-}
-_LIBDRIVE2_ERROR_TYPES ScsiDrive::doLoadDrive() {
-    return perform(scsi::startStopUnit(scsi::StartStop::load), {"loading the medium"});
-}
-
 }  // namespace libDrive2

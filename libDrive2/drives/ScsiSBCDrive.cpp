@@ -70,9 +70,6 @@ void ScsiSBCDrive::setCapacity(std::uint64_t sectors, std::uint32_t sectorBytes,
     m_sectors = sectors;
     m_sectorBytes = sectorBytes;
     m_physicalSectorBytes = physicalSectorBytes;
-    // SEEK(10) does not reach every sector of a large drive; one method for all keeps them comparable.
-    m_seekMethod = sectors > std::uint64_t{std::numeric_limits<std::uint32_t>::max()} + 1 ? SeekMethod::verify
-                                                                                          : SeekMethod::seek;
 }
 
 std::uint32_t ScsiSBCDrive::getSectorSize() {
@@ -122,19 +119,6 @@ _LIBDRIVE2_ERROR_TYPES ScsiSBCDrive::doWriteSector(std::uint64_t lba, std::uint3
     return transfer(
         {"writing", lba, count}, static_cast<std::uint8_t*>(const_cast<void*>(buffer)), cut(),
         [forced](std::uint64_t at, std::uint32_t sectors) { return scsi::write(at, sectors, forced); });
-}
-
-_LIBDRIVE2_ERROR_TYPES ScsiSBCDrive::doSeekSector(std::uint64_t lba) {
-    if (m_seekMethod == SeekMethod::read)
-        return Drive::doSeekSector(lba);
-    const bool seeks = m_seekMethod == SeekMethod::seek;
-    const _LIBDRIVE2_ERROR_TYPES error = perform(
-        seeks ? scsi::seek(static_cast<std::uint32_t>(lba)) : scsi::verify(lba, 1), {"seeking to", lba, 1});
-    if (error != LIBDRIVE2_NOT_SUPPORTED)
-        return error;
-    // Newer drives do not know SEEK any more; some know neither.
-    m_seekMethod = seeks ? SeekMethod::verify : SeekMethod::read;
-    return doSeekSector(lba);
 }
 
 }  // namespace libDrive2

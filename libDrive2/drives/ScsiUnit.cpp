@@ -3,24 +3,18 @@
 #include <algorithm>
 
 #include "libDrive2/commands/ScsiCommands.h"
+#include "libDrive2/drives/UnitAttention.h"
 
 namespace libDrive2 {
 
 namespace {
 
-/// A reset, a changed mode and a changed microcode may follow each other; more is a unit out of order.
-constexpr int kMaxAttempts = 5;
 constexpr std::uint16_t kInquiryAllocation = 96;
 constexpr std::uint16_t kPageAllocation = 252;
 /// What devices are asked by other systems, too: some answer nothing else well.
 constexpr std::uint8_t kModeAllocation = 192;
 constexpr std::uint8_t kCapacity16Bytes = 32;
 constexpr std::uint8_t kCapacity10Bytes = 8;
-
-/// To a question even a changed medium is mere news: the answer is about what is there now.
-bool isNews(const scsi::Outcome& outcome) {
-    return outcome.repeat || (outcome.sense && outcome.sense->key == scsi::kSenseUnitAttention);
-}
 
 class ScsiTemperature : public TemperatureAccessor {
 public:
@@ -39,18 +33,13 @@ private:
 }  // namespace
 
 scsi::Outcome ScsiUnit::execute(const ScsiRequest& request) {
-    scsi::Outcome outcome = scsi::judge(m_device.execute(request));
-    for (int attempt = 1; outcome.repeat && attempt < kMaxAttempts; ++attempt)
-        outcome = scsi::judge(m_device.execute(request));
-    return outcome;
+    return executePast(News::ofUnit, m_device, request).outcome;
 }
 
 ScsiUnit::Readiness ScsiUnit::readiness() {
     constexpr std::uint8_t kNotReady = 0x04;
     constexpr std::uint8_t kNoMedium = 0x3A;
-    scsi::Outcome outcome = execute(scsi::testUnitReady());
-    for (int attempt = 1; isNews(outcome) && attempt < kMaxAttempts; ++attempt)
-        outcome = execute(scsi::testUnitReady());
+    const scsi::Outcome outcome = executePast(News::ofMedium, m_device, scsi::testUnitReady()).outcome;
     if (outcome.status.ok())
         return Readiness::ready;
     if (!outcome.sense || outcome.sense->key != scsi::kSenseNotReady)
@@ -69,16 +58,11 @@ bool ScsiUnit::answers() {
 
 std::vector<std::uint8_t> ScsiUnit::ask(const ScsiRequest& request, std::size_t bytes, DeviceStatus* why) {
     std::vector<std::uint8_t> answer(bytes);
-    ScsiResponse response;
-    scsi::Outcome outcome;
-    int attempt = 0;
-    do {
-        response = m_device.execute(scsi::withData(request, answer.data(), answer.size()));
-        outcome = scsi::judge(response);
-    } while (isNews(outcome) && ++attempt < kMaxAttempts);
+    const scsi::Outcome outcome =
+        executePast(News::ofMedium, m_device, scsi::withData(request, answer.data(), answer.size())).outcome;
     if (why != nullptr)
         *why = outcome.status;
-    answer.resize(outcome.status.ok() ? std::min(bytes, response.transferredBytes) : 0);
+    answer.resize(outcome.status.ok() ? std::min(bytes, outcome.transferredBytes) : 0);
     return answer;
 }
 

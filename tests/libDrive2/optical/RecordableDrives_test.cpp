@@ -1,11 +1,5 @@
+#include "libDrive2/RecordableDrives.h"
 #include "ScriptedUnit.h"
-#include "libDrive2/BDREDrive.h"
-#include "libDrive2/CDRROWDrive.h"
-#include "libDrive2/CDRecordableDrive.h"
-#include "libDrive2/DVDMRDLLJDrive.h"
-#include "libDrive2/DVDMinusDrive.h"
-#include "libDrive2/DVDPlusDrive.h"
-#include "libDrive2/DVDRAMRWDrive.h"
 
 namespace libDrive2 {
 namespace {

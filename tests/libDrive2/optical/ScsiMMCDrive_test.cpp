@@ -1,8 +1,7 @@
 #include "libDrive2/ScsiMMCDrive.h"
 
 #include "ScriptedUnit.h"
-#include "libDrive2/CDDrive.h"
-#include "libDrive2/DVDDrive.h"
+#include "libDrive2/OpticalReadDrives.h"
 
 namespace libDrive2 {
 namespace {

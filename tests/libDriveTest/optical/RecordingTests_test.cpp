@@ -1,7 +1,7 @@
 #include <set>
 
 #include "OpticalFixture.h"
-#include "libDrive2/DVDPlusDrive.h"
+#include "libDrive2/RecordableDrives.h"
 #include "libDriveTest/optional/libScsi2/DriveTestMMCRWCallback.h"
 #include "libDriveTest/optional/libScsi2/PatternTestMMC.h"
 #include "libDriveTest/optional/libScsi2/RandomWriteTestMMC.h"
