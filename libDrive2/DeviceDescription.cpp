@@ -1,18 +1,22 @@
 #include "libDrive2/DeviceDescription.h"
 
 #include "libDrive2/DeviceOpeners.h"
+#include "libDrive2/DeviceProvider.h"
 #include "libDrive2/commands/AtaCommands.h"
-#include "libDrive2/sim/SimDevices.h"
+#include "libDrive2/sim/SimLocator.h"
 
 namespace libDrive2 {
 
-bool describeSimulatedDevice(const zel::String& locator, SimulatedDevice& description, zel::String& error) {
-    const std::optional<SimIdentity> identity = describeSimDevice(locator, error);
-    if (!identity)
-        return false;
-    description = {identity->capabilities, identity->model, identity->serial,
-                   identity->firmware,     identity->bytes, identity->sectorBytes};
-    return true;
+bool isSimulated(const zel::String& locator) {
+    return DeviceProvider::of(locator).isSimulated();
+}
+
+zel::String describeSimulatedLocators() {
+    return describeSimLocators();
+}
+
+bool describeDevice(const zel::String& locator, DeviceDescription& description, zel::String& error) {
+    return DeviceProvider::of(locator).describe(locator, description, error);
 }
 
 bool readAtaSecurity(const quix5::DiagDevice& device, AtaSecurity& security) {

@@ -1,9 +1,7 @@
 #include "libDrive2/DeviceLockingManager.h"
 
+#include "libDrive2/DeviceProvider.h"
 #include "libDrive2/OpenLeases.h"
-#include "libDrive2/PlatformOpeners.h"
-#include "libDrive2/sim/SimLocator.h"
-#include "libDrive2/sim/SimVolumes.h"
 #include "zel/Log.h"
 
 namespace libDrive2 {
@@ -33,9 +31,7 @@ private:
 std::unique_ptr<DeviceLockingManager::Volumes> volumesOf(const zel::String& locator) {
     if (DeviceLease* const lease = OpenLeases::find(locator); lease != nullptr && lease->isExclusive())
         return std::make_unique<LeasedVolumes>(*lease);
-    if (isSimLocator(locator))
-        return simVolumes(locator);
-    return platformVolumes(locator);
+    return DeviceProvider::of(locator).volumes(locator);
 }
 
 }  // namespace

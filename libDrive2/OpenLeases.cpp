@@ -4,6 +4,8 @@
 #include <mutex>
 #include <vector>
 
+#include "libDrive2/DeviceProvider.h"
+
 namespace libDrive2 {
 
 namespace {
@@ -19,6 +21,15 @@ Known& known() {
 }
 
 }  // namespace
+
+std::unique_ptr<DeviceLease> DeviceLease::take(const zel::String& locator, LeasePurpose purpose,
+                                               DeviceStatus& failure) {
+    return DeviceProvider::of(locator).take(locator, purpose, failure);
+}
+
+zel::Array<zel::String> DeviceLease::listLocators() {
+    return DeviceProvider::system().listLocators();
+}
 
 void OpenLeases::add(DeviceLease& lease) {
     const std::lock_guard lock(known().mutex);

@@ -7,16 +7,23 @@
 
 namespace libDrive2 {
 
-/// What a simulated drive says of itself.
-struct SimulatedDevice {
+/// What a device is, as far as those know who open it; the inventory of the system's drives knows more of
+/// those.
+struct DeviceDescription {
     quix5::DeviceCapability capabilities;
-    zel::String model, serial, firmware;  ///< the serial number is empty unless the locator gives one
-    std::uint64_t bytes = 0;              ///< 0 without a medium
-    std::uint32_t sectorBytes = 0;
+    zel::String model, serial, firmware;  ///< empty where nothing is told
+    std::uint64_t bytes = 0;              ///< 0 without a medium, or where only the inventory knows
+    std::uint32_t sectorBytes = 0;        ///< 0 where only the inventory knows
 };
 
-/// False when the locator describes no drive; `error` then says why.
-bool describeSimulatedDevice(const zel::String& locator, SimulatedDevice& description, zel::String& error);
+/// Whether the locator is that of a model, whose time is zel::Clock's. Opens nothing.
+bool isSimulated(const zel::String& locator);
+
+/// What follows "sim:" in locators: kinds, keys and media, in lines of at most 90 columns.
+zel::String describeSimulatedLocators();
+
+/// False when the locator cannot be that of a device; `error` then says why.
+bool describeDevice(const zel::String& locator, DeviceDescription& description, zel::String& error);
 
 /// The security feature set of an ATA drive (ACS-4, IDENTIFY DEVICE word 128).
 struct AtaSecurity {

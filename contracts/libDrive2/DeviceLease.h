@@ -57,6 +57,8 @@ public:
     /// Whether it takes writes in the order of its zones only (a host-managed zoned drive, ZBC), so that no
     /// sector can be overwritten and put back in its place.
     [[nodiscard]] virtual bool takesWritesInOrderOnly() const { return false; }
+    /// Whether what is written to it is still there when the process has ended.
+    [[nodiscard]] virtual bool outlivesProcess() const { return true; }
     /// A handle to the drive; null on failure. Must not outlive the lease.
     virtual SharedBlockHandle openBlock(bool writable, zel::String& reason) = 0;
 

@@ -37,30 +37,18 @@ void setText(DiagDevice& device, const char* name, const zel::String& text) {
         device.setProperty(name, text);
 }
 
-/// The inventory knows no image files.
-void addFileSize(const std::string& locator, DiagDevice& device) {
-    std::error_code isNone;
-    const auto bytes = std::filesystem::file_size(locator, isNone);
-    if (!isNone && device.property(quix5::kPropertyBytes) == nullptr)
-        device.setProperty(quix5::kPropertyBytes, std::uint64_t{bytes});
-}
-
-bool describeSimulated(const std::string& locator, DiagDevice& device, std::string& error) {
-    libDrive2::SimulatedDevice simulated;
-    zel::String why;
-    if (!libDrive2::describeSimulatedDevice(locator, simulated, why)) {
-        error = why.utf8();
-        return false;
+/// What the inventory does not know: simulated drives, and image files.
+void addDescription(const libDrive2::DeviceDescription& described, bool isSimulated, DiagDevice& device) {
+    if (isSimulated) {
+        device.setName(described.model);
+        device.setCapabilities(described.capabilities);
+        device.setProperty(quix5::kPropertySectorSize, described.sectorBytes);
     }
-    device.setLocators(locator, locator);
-    device.setName(simulated.model);
-    device.setCapabilities(simulated.capabilities);
-    setText(device, quix5::kPropertyModel, simulated.model);
-    setText(device, quix5::kPropertySerial, simulated.serial);
-    setText(device, quix5::kPropertyFirmware, simulated.firmware);
-    device.setProperty(quix5::kPropertyBytes, simulated.bytes);
-    device.setProperty(quix5::kPropertySectorSize, simulated.sectorBytes);
-    return true;
+    setText(device, quix5::kPropertyModel, described.model);
+    setText(device, quix5::kPropertySerial, described.serial);
+    setText(device, quix5::kPropertyFirmware, described.firmware);
+    if (described.bytes != 0 || isSimulated)
+        device.setProperty(quix5::kPropertyBytes, described.bytes);
 }
 
 }  // namespace
@@ -73,24 +61,29 @@ std::vector<DiagDevice> listDrives() {
 }
 
 bool isThere(const std::string& locator, std::string& error) {
-    error = libDrive2::checkLocator(locator).utf8();
+    libDrive2::DeviceDescription described;
+    zel::String problem;
     std::error_code failed;
-    if (error.empty() && !locator.starts_with("sim:") && !std::filesystem::exists(locator, failed))
+    if (!libDrive2::describeDevice(locator, described, problem))
+        error = problem.utf8();
+    else if (!libDrive2::isSimulated(locator) && !std::filesystem::exists(locator, failed))
         error = locator + " does not exist: \"drivetest devices\" lists the drives of this machine";
     return error.empty();
 }
 
 bool findDrive(const std::string& locator, DiagDevice& device, std::string& error) {
-    error = libDrive2::checkLocator(locator).utf8();
-    if (!error.empty())
+    libDrive2::DeviceDescription described;
+    zel::String problem;
+    if (!libDrive2::describeDevice(locator, described, problem)) {
+        error = problem.utf8();
         return false;
-    if (locator.starts_with("sim:")) {
-        if (!describeSimulated(locator, device, error))
-            return false;
-    } else {
-        device = quix5::findDevice(locator);
-        addFileSize(locator, device);
     }
+    const bool isSimulated = libDrive2::isSimulated(locator);
+    if (isSimulated)
+        device.setLocators(locator, locator);
+    else
+        device = quix5::findDevice(locator);
+    addDescription(described, isSimulated, device);
     addSecurity(device);
     return true;
 }
@@ -102,7 +95,10 @@ void describeAgain(DiagDevice& device, const std::string& path) {
             device.setProperty(name, property->value());
         else
             device.removeProperty(name);
-    addFileSize(path, device);
+    libDrive2::DeviceDescription described;
+    zel::String ignored;
+    if (libDrive2::describeDevice(path, described, ignored))
+        addDescription(described, false, device);
     addSecurity(device);
 }
 

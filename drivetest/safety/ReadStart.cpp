@@ -4,6 +4,7 @@
 
 #include "drivetest/devices/Drives.h"
 #include "drivetest/terminal/Texts.h"
+#include "libDrive2/DeviceDescription.h"
 #include "quix5/DeviceInventory.h"
 
 namespace drivetest {
@@ -14,8 +15,7 @@ namespace {
 /// already, and a generic node, which cannot be held, are read all the same.
 std::unique_ptr<libDrive2::DeviceLease> holdOffMounters(const quix5::DiagDevice& device) {
     libDrive2::DeviceStatus ignored;
-    if (!device.hasCapability(quix5::DeviceCapability::SCSIMMC) ||
-        device.osLocator().utf8().starts_with("sim:"))
+    if (!device.hasCapability(quix5::DeviceCapability::SCSIMMC) || libDrive2::isSimulated(device.osLocator()))
         return nullptr;
     return libDrive2::DeviceLease::take(device.osLocator(), libDrive2::LeasePurpose::write, ignored);
 }

@@ -67,11 +67,6 @@ std::string absolutePath(const std::string& locator) {
     return none ? locator : path.string();
 }
 
-/// What a simulated drive holds in memory is gone with the process anyway.
-bool outlivesProcess(const std::string& locator) {
-    return !locator.starts_with("sim:") || locator.find("image=") != std::string::npos;
-}
-
 }  // namespace
 
 RunJournal::~RunJournal() {
@@ -94,7 +89,7 @@ ExitStatus RunJournal::prepare(const JournalRequest& request, Console& console) 
         return refused;
     if (!request.preserves)
         return kExitPass;
-    if (request.wanted && outlivesProcess(request.device.osLocator().utf8()))
+    if (request.wanted && request.held.lease().outlivesProcess())
         if (const ExitStatus refused = create(request, console); refused != kExitPass)
             return refused;
     m_watched = std::make_unique<WatchedJournal>(m_journal.get());

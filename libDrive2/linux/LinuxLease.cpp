@@ -10,7 +10,6 @@
 
 #include "libDrive2/DeviceOpeners.h"
 #include "libDrive2/OpenLeases.h"
-#include "libDrive2/PlatformOpeners.h"
 #include "libDrive2/linux/ErrnoError.h"
 #include "libDrive2/linux/LinuxBlockHandle.h"
 #include "libDrive2/linux/MediumProbe.h"
@@ -167,26 +166,6 @@ SharedBlockHandle LinuxLease::openBlock(bool writable, zel::String& reason) {
     if (handle == nullptr)
         reason = lastOpenErrorStr();
     return SharedBlockHandle(std::unique_ptr<BlockHandle>(std::move(handle)));
-}
-
-/// Of optical drives and of slots with nothing in them there is nothing to hold.
-zel::Array<zel::String> listPlatformLocators() {
-    zel::Array<zel::String> locators;
-    std::error_code failed;
-    std::vector<std::string> names;
-    for (std::filesystem::directory_iterator entry("/sys/class/block", failed), end; entry != end;
-         entry.increment(failed))
-        if (readLine(entry->path() / "size") != "0" && !entry->path().filename().string().starts_with("sr"))
-            names.push_back(entry->path().filename().string());
-    std::sort(names.begin(), names.end());
-    for (const std::string& name : names)
-        locators.append("/dev/" + name);
-    return locators;
-}
-
-std::unique_ptr<DeviceLease> takePlatformLease(const zel::String& path, LeasePurpose purpose,
-                                               DeviceStatus& failure) {
-    return LinuxLease::take(path, purpose, failure);
 }
 
 }  // namespace libDrive2

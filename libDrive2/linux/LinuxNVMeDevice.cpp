@@ -6,7 +6,6 @@
 #include <cerrno>
 
 #include "libDrive2/OpenError.h"
-#include "libDrive2/PlatformOpeners.h"
 #include "libDrive2/linux/HeldSignals.h"
 
 namespace libDrive2 {
@@ -52,10 +51,6 @@ NVMeResponse LinuxNVMeDevice::execute(const NVMeCommand& command) {
     else
         response.status = static_cast<std::uint16_t>(result);
     return response;
-}
-
-std::unique_ptr<NVMeDevice> openPlatformNVMeDevice(const zel::String& path) {
-    return LinuxNVMeDevice::open(path);
 }
 
 }  // namespace libDrive2

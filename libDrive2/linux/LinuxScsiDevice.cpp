@@ -8,7 +8,6 @@
 
 #include "libDrive2/DeviceOpeners.h"
 #include "libDrive2/OpenError.h"
-#include "libDrive2/PlatformOpeners.h"
 #include "libDrive2/bridges/SatAtaDevice.h"
 #include "libDrive2/commands/ScsiCommands.h"
 #include "libDrive2/linux/HeldSignals.h"
@@ -118,34 +117,6 @@ ScsiResponse LinuxScsiDevice::execute(const ScsiRequest& request) {
     if (!response.delivery.ok() && m_node.isGone())
         response.delivery.type = LIBDRIVE2_NO_ACCESS;
     return response;
-}
-
-namespace {
-
-bool isOptical(const zel::String& path) {
-    struct stat found {};
-    return stat(path.utf8().c_str(), &found) == 0 && S_ISBLK(found.st_mode) &&
-           SysfsBlock(found.st_rdev).isOptical();
-}
-
-}  // namespace
-
-/// The block node of an optical drive opens for writing only with a medium that the system itself could write
-/// to. Its generic node always does; without one, root may send all commands through a node that was opened
-/// for reading.
-std::unique_ptr<ScsiPassThrough> openPlatformScsiDevice(const zel::String& path,
-                                                        std::uint32_t desiredAccess) {
-    const bool writable = (desiredAccess & kAccessWrite) != 0;
-    if (!writable || !isOptical(path))
-        return LinuxScsiDevice::open(path, writable);
-    if (auto generic = openPlatformScsiObject(path, true))
-        return generic;
-    return LinuxScsiDevice::open(path, false);
-}
-
-std::unique_ptr<AtaDevice> openPlatformAtaDevice(const zel::String& path) {
-    std::unique_ptr<LinuxScsiDevice> device = LinuxScsiDevice::open(path, false);
-    return device != nullptr ? std::make_unique<SatAtaDevice>(std::move(device)) : nullptr;
 }
 
 }  // namespace libDrive2

@@ -9,7 +9,6 @@
 
 #include "libDrive2/DeviceOpeners.h"
 #include "libDrive2/EncryptedVolumes.h"
-#include "libDrive2/PlatformOpeners.h"
 #include "libDrive2/linux/ErrnoError.h"
 #include "libDrive2/linux/LinuxBlockHandle.h"
 #include "libDrive2/linux/MediumProbe.h"
@@ -260,15 +259,6 @@ bool LinuxVolumes::unlock(zel::String& reason) {
         return true;
     reason = m_path + " could not be given back: " + errnoStatus(errno).text;
     return false;
-}
-
-std::unique_ptr<DeviceLockingManager::Volumes> platformVolumes(const zel::String& path) {
-    return std::make_unique<LinuxVolumes>(path);
-}
-
-std::unique_ptr<BlockHandle> openPlatformBlockDevice(const zel::String& path, std::uint32_t desiredAccess,
-                                                     std::uint32_t shareMode) {
-    return LinuxBlockHandle::open(path, desiredAccess, shareMode);
 }
 
 }  // namespace libDrive2

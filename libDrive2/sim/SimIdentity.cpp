@@ -29,23 +29,37 @@ DeviceCapability capabilitiesOf(const SimOptions& options) {
     return DeviceCapability::HardDrive;
 }
 
+/// What all kinds of drives say alike.
+SimIdentity identityOf(const SimOptions& options) {
+    SimIdentity identity;
+    identity.capabilities = capabilitiesOf(options);
+    identity.model = std::string(kSimVendor).append(" ").append(traitsOf(options.kind).product);
+    identity.serial = options.serial;
+    identity.firmware = kFirmware;
+    return identity;
+}
+
 }  // namespace
 
 SimIdentity identify(const SimMedium& medium) {
     const SimOptions& options = medium.options();
     const SimSecurity& security = medium.state().security;
-    SimIdentity identity;
-    identity.capabilities = capabilitiesOf(options);
+    SimIdentity identity = identityOf(options);
     if (options.removable)
         identity.capabilities = identity.capabilities | DeviceCapability::RemovableStorage;
-    identity.model = std::string(kSimVendor).append(" ").append(traitsOf(options.kind).product);
-    identity.serial = options.serial;
-    identity.firmware = kFirmware;
     identity.bytes = medium.bytes();
     identity.sectorBytes = options.sectorBytes;
     identity.securitySupported = options.kind == SimKind::ata;
     identity.securityEnabled = security.isEnabled();
     identity.securityLocked = security.isLocked();
+    return identity;
+}
+
+SimIdentity identify(const OpticalDrive& drive) {
+    SimIdentity identity = identityOf(drive.options());
+    const std::uint64_t sectors = drive.disc() != nullptr ? drive.disc()->readableSectors() : 0;
+    identity.bytes = sectors * kOpticalSectorBytes;
+    identity.sectorBytes = kOpticalSectorBytes;
     return identity;
 }
 

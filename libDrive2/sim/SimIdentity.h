@@ -4,6 +4,7 @@
 #include <string>
 
 #include "libDrive2/sim/SimMedium.h"
+#include "libDrive2/sim/optical/OpticalDrive.h"
 #include "quix5/DiagDevice.h"
 
 namespace libDrive2 {
@@ -25,5 +26,6 @@ struct SimIdentity {
 inline constexpr const char* kSimVendor = "DriveTst";
 
 SimIdentity identify(const SimMedium& medium);
+SimIdentity identify(const OpticalDrive& drive);
 
 }  // namespace libDrive2

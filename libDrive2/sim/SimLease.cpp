@@ -4,9 +4,8 @@
 
 #include "libDrive2/DeviceOpeners.h"
 #include "libDrive2/OpenLeases.h"
-#include "libDrive2/sim/SimDevices.h"
-#include "libDrive2/sim/SimLocator.h"
-#include "libDrive2/sim/SimVolumes.h"
+#include "libDrive2/sim/SimDrives.h"
+#include "libDrive2/sim/SimProvider.h"
 
 namespace libDrive2 {
 
@@ -17,7 +16,7 @@ std::unique_ptr<DeviceLease> SimLease::take(const zel::String& locator, LeasePur
 }
 
 SimLease::SimLease(const zel::String& locator, LeasePurpose purpose)
-    : DeviceLease(purpose), m_locator(locator), m_volumes(simVolumes(locator)) {
+    : DeviceLease(purpose), m_locator(locator), m_volumes(locator) {
     OpenLeases::add(*this);
 }
 
@@ -27,24 +26,24 @@ SimLease::~SimLease() {
 
 bool SimLease::begin(LeasePurpose purpose, DeviceStatus& failure) {
     zel::String problem;
-    const auto options = parseSimLocator(m_locator, problem);
-    if (options && !options->imagePath.empty()) {
+    const auto options = SimDrives::get().options(m_locator, problem);
+    if (options != nullptr && !options->imagePath.empty()) {
         m_image = DeviceLease::take(options->imagePath, purpose, failure);
         if (m_image == nullptr)
             return false;
     }
-    const auto described = options ? describeSimDevice(m_locator, problem) : std::nullopt;
-    if (!described) {
+    DeviceDescription described;
+    if (options == nullptr || !SimProvider::get().describe(m_locator, described, problem)) {
         failure = {LIBDRIVE2_NO_ACCESS, problem};
         return false;
     }
     if (zel::String reason; purpose == LeasePurpose::write && options->volumes == SimVolumeState::busy &&
-                            !m_volumes->lock(reason)) {
+                            !m_volumes.lock(reason)) {
         failure = {LIBDRIVE2_BUSY, reason};
         return false;
     }
-    m_identity.sectorBytes = std::max(1U, described->sectorBytes);
-    m_identity.sectors = described->bytes / m_identity.sectorBytes;
+    m_identity.sectorBytes = std::max(1U, described.sectorBytes);
+    m_identity.sectors = described.bytes / m_identity.sectorBytes;
     if (m_image == nullptr) {
         m_identity.storage = {{"boot:" + m_locator.utf8(), 0, 0}};
         return true;
@@ -64,7 +63,7 @@ zel::Array<zel::String> SimLease::users() {
 }
 
 SharedBlockHandle SimLease::openBlock(bool writable, zel::String& reason) {
-    auto handle = openSimBlockDevice(m_locator, kAccessRead | (writable ? kAccessWrite : 0));
+    auto handle = SimProvider::get().openBlock(m_locator, kAccessRead | (writable ? kAccessWrite : 0), 0);
     if (handle == nullptr)
         reason = lastOpenErrorStr();
     return SharedBlockHandle(std::move(handle));

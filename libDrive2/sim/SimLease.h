@@ -1,6 +1,7 @@
 #pragma once
 
 #include "libDrive2/DeviceLease.h"
+#include "libDrive2/sim/SimVolumes.h"
 
 namespace libDrive2 {
 
@@ -17,11 +18,10 @@ public:
     [[nodiscard]] zel::String descriptorPath() const override { return {}; }
     bool isUnchanged(zel::String& difference) override;
     zel::Array<zel::String> users() override;
-    zel::Array<VolumeContent> contents() override { return m_volumes->contents(); }
-    Encryption examineEncryption(zel::String& reason) override {
-        return m_volumes->examineEncryption(reason);
-    }
-    bool unlockVolumes(zel::String& reason) override { return m_volumes->unlock(reason); }
+    zel::Array<VolumeContent> contents() override { return m_volumes.contents(); }
+    Encryption examineEncryption(zel::String& reason) override { return m_volumes.examineEncryption(reason); }
+    [[nodiscard]] bool outlivesProcess() const override { return m_image != nullptr; }
+    bool unlockVolumes(zel::String& reason) override { return m_volumes.unlock(reason); }
     SharedBlockHandle openBlock(bool writable, zel::String& reason) override;
 
 private:
@@ -32,7 +32,7 @@ private:
     zel::String m_locator;
     DriveIdentity m_identity;
     std::unique_ptr<DeviceLease> m_image;  ///< null without a file
-    std::unique_ptr<DeviceLockingManager::Volumes> m_volumes;
+    SimVolumes m_volumes;
 };
 
 }  // namespace libDrive2

@@ -153,7 +153,8 @@ bool takeText(const std::string& text, std::string& value) {
 
 struct Key {
     std::string_view name;
-    const char* form;  ///< null for a key without a value
+    const char* hint;  ///< the form of its value in help; null for a key without one
+    const char* form;  ///< in sentences
     bool (*parse)(const std::string& value, SimOptions& options);
     SimKinds kinds = kAllSimKinds;
 };
@@ -169,34 +170,56 @@ constexpr SimKinds kWithTemperature = simKinds(SimKind::scsi, SimKind::ata, SimK
 constexpr SimKinds kAtaOnly = simKinds(SimKind::ata);
 
 constexpr std::array kKeys = {
-    Key{"sectors", "a whole number", parseSectors},
-    Key{"sector-size", "a power of two from 128 to 65536", parseSectorSize, kWithSectorSizes},
-    Key{"image", "the path of a file", [](auto& v, auto& o) { return takeText(v, o.imagePath); }},
-    Key{"bad", kRangesForm, [](auto& v, auto& o) { return parseRanges(v, o.bad); }},
-    Key{"bad-write", kRangesForm, [](auto& v, auto& o) { return parseRanges(v, o.badWrite); }},
-    Key{"bad-seek", kRangesForm, [](auto& v, auto& o) { return parseRanges(v, o.badSeek); }},
-    Key{"corrupt", kRangesForm, [](auto& v, auto& o) { return parseRanges(v, o.corrupt); }},
-    Key{"recovered", kRangesForm, [](auto& v, auto& o) { return parseRanges(v, o.recovered); }},
-    Key{"transient", "LBA:TIMES, joined by +", parseTransient},
-    Key{"slow", "A-B:MILLISECONDS (at most 86400000), joined by +", parseSlow},
-    Key{"gone-at", kNumberForm, [](auto& v, auto& o) { return parsePositive(v, o.goneAt); }},
-    Key{"busy-at", kNumberForm, [](auto& v, auto& o) { return parsePositive(v, o.busyAt); }},
-    Key{"speed", "MB/s, a whole number from 1 to 1000000", parseSpeed},
-    Key{"serial", "a text", [](auto& v, auto& o) { return takeText(v, o.serial); }},
-    Key{"media", "media such as none>disk>disk:1000 (sectors); for optical none>cdr>dvd+rw", parseMedia,
+    Key{"sectors", "N", "a whole number", parseSectors},
+    Key{"sector-size", "N", "a power of two from 128 to 65536", parseSectorSize, kWithSectorSizes},
+    Key{"image", "PATH", "the path of a file", [](auto& v, auto& o) { return takeText(v, o.imagePath); }},
+    Key{"bad", "A+B-C", kRangesForm, [](auto& v, auto& o) { return parseRanges(v, o.bad); }},
+    Key{"bad-write", "A+B-C", kRangesForm, [](auto& v, auto& o) { return parseRanges(v, o.badWrite); }},
+    Key{"bad-seek", "A+B-C", kRangesForm, [](auto& v, auto& o) { return parseRanges(v, o.badSeek); }},
+    Key{"corrupt", "A+B-C", kRangesForm, [](auto& v, auto& o) { return parseRanges(v, o.corrupt); }},
+    Key{"recovered", "A+B-C", kRangesForm, [](auto& v, auto& o) { return parseRanges(v, o.recovered); }},
+    Key{"transient", "LBA:TIMES", "LBA:TIMES, joined by +", parseTransient},
+    Key{"slow", "A-B:MS", "A-B:MILLISECONDS (at most 86400000), joined by +", parseSlow},
+    Key{"gone-at", "N", kNumberForm, [](auto& v, auto& o) { return parsePositive(v, o.goneAt); }},
+    Key{"busy-at", "N", kNumberForm, [](auto& v, auto& o) { return parsePositive(v, o.busyAt); }},
+    Key{"speed", "MB/s", "MB/s, a whole number from 1 to 1000000", parseSpeed},
+    Key{"serial", "TEXT", "a text", [](auto& v, auto& o) { return takeText(v, o.serial); }},
+    Key{"media", "MEDIUM>MEDIUM...",
+        "media such as none>disk>disk:1000 (sectors); for optical none>cdr>dvd+rw", parseMedia,
         kLoadable | kOpticalOnly},
-    Key{"state", "blank, appendable, closed or unformatted",
+    Key{"state", "blank|appendable|closed|unformatted", "blank, appendable, closed or unformatted",
         [](auto& v, auto& o) { return o.optical.parseState(v); }, kOpticalOnly},
-    Key{"tray", "yes or no", parseTray, kOpticalOnly},
-    Key{"performance", "none", parsePerformance, kOpticalOnly},
-    Key{"temperature", "degrees Celsius from 0 to 200", parseTemperature, kWithTemperature},
-    Key{"sense", "fixed or descriptor", parseSense, kWithSense},
-    Key{"wp", nullptr, [](auto&, auto& o) { return o.writeProtected = true; }},
-    Key{"removable", nullptr, [](auto&, auto& o) { return o.removable = true; }, kLoadable | kAtaOnly},
-    Key{"encrypted", nullptr, [](auto&, auto& o) { return o.encrypted = true; }},
-    Key{"volumes", "busy or stuck", parseVolumes},
-    Key{"locked", nullptr, [](auto&, auto& o) { return o.locked = true; }, kAtaOnly},
-    Key{"emulated", nullptr, [](auto&, auto& o) { return o.emulated = true; }, kAtaOnly},
+    Key{"tray", "yes|no", "yes or no", parseTray, kOpticalOnly},
+    Key{"performance", "none", "none", parsePerformance, kOpticalOnly},
+    Key{"temperature", "N", "degrees Celsius from 0 to 200", parseTemperature, kWithTemperature},
+    Key{"sense", "fixed|descriptor", "fixed or descriptor", parseSense, kWithSense},
+    Key{"wp", nullptr, nullptr, [](auto&, auto& o) { return o.writeProtected = true; }},
+    Key{"removable", nullptr, nullptr, [](auto&, auto& o) { return o.removable = true; },
+        kLoadable | kAtaOnly},
+    Key{"encrypted", nullptr, nullptr, [](auto&, auto& o) { return o.encrypted = true; }},
+    Key{"volumes", "busy|stuck", "busy or stuck", parseVolumes},
+    Key{"locked", nullptr, nullptr, [](auto&, auto& o) { return o.locked = true; }, kAtaOnly},
+    Key{"emulated", nullptr, nullptr, [](auto&, auto& o) { return o.emulated = true; }, kAtaOnly},
+};
+
+/// Words in lines that fit a terminal beside the names of options.
+class HelpText {
+public:
+    void begin(const std::string& label) {
+        m_text += (m_text.empty() ? "" : "\n") + label;
+        m_column = label.size();
+    }
+    void add(const std::string& word) {
+        const bool fits = m_column + 1 + word.size() <= kColumns;
+        m_text += (fits ? " " : "\n") + word;
+        m_column = fits ? m_column + 1 + word.size() : word.size();
+    }
+    [[nodiscard]] const std::string& text() const { return m_text; }
+
+private:
+    static constexpr std::size_t kColumns = 90;
+    std::string m_text;
+    std::size_t m_column = 0;
 };
 
 std::string listKeys() {
@@ -219,9 +242,9 @@ std::string applyKey(const Key& key, const std::string& name, const std::optiona
                      SimOptions& options) {
     if ((key.kinds & simKinds(options.kind)) == 0)
         return "\"" + name + "\" is only for " + listKinds(key.kinds);
-    if (key.form == nullptr && value)
+    if (key.hint == nullptr && value)
         return "\"" + name + "\" takes no value";
-    if (key.form != nullptr && !value)
+    if (key.hint != nullptr && !value)
         return "\"" + name + "\" needs a value: " + key.form;
     const std::string text = value.value_or("");
     if (key.parse(text, options))
@@ -298,6 +321,25 @@ std::string checkSize(const SimOptions& options) {
         if (slow.range.last >= options.sectors)
             return beyond(slow.range.last);
     return options.transient.empty() ? "" : beyond(options.transient.rbegin()->first);
+}
+
+zel::String describeSimLocators() {
+    HelpText help;
+    help.begin("Kinds:");
+    for (const SimKindTraits& kind : kSimKinds)
+        help.add(std::string(kind.name));
+    help.begin("Keys:");
+    for (const Key& key : kKeys)
+        if (key.kinds != kOpticalOnly)
+            help.add(std::string(key.name) + (key.hint != nullptr ? std::string("=") + key.hint : ""));
+    help.begin("Of optical ones:");
+    for (const Key& key : kKeys)
+        if (key.kinds == kOpticalOnly)
+            help.add(std::string(key.name) + "=" + key.hint);
+    help.begin("Media (of others than optical ones: none disk disk:SECTORS): none");
+    for (const OpticalMediaType& type : opticalMediaTypes())
+        help.add(std::string(type.name));
+    return help.text();
 }
 
 bool isSimLocator(const zel::String& locator) {

@@ -64,6 +64,9 @@ struct SimOptions {
 
 bool isSimLocator(const zel::String& locator);
 
+/// The kinds, keys and media that locators can name, for help.
+zel::String describeSimLocators();
+
 /// Nothing when the locator is malformed; `error` then says what is wrong in one sentence.
 std::optional<SimOptions> parseSimLocator(const zel::String& locator, zel::String& error);
 

@@ -8,7 +8,7 @@
 #include "libDrive2/OSFloppyDrive.h"
 #include "libDrive2/OSScsiSBCDrive.h"
 #include "libDrive2/UFIFloppyDrive.h"
-#include "libDrive2/sim/SimDevices.h"
+#include "libDrive2/sim/SimProvider.h"
 #include "zel/Buffer.h"
 #include "zel/Format.h"
 
@@ -57,11 +57,11 @@ struct ScsiObject : ScsiSBCDevice {
 };
 
 std::unique_ptr<Drive> openAs(const Kind& kind, const std::string& at) {
-    const SharedScsiPassThrough scsi(openSimScsiDevice(at, kReadWrite));
+    const SharedScsiPassThrough scsi(SimProvider::get().openScsi(at, kReadWrite));
     if (kind.is("Ata"))
-        return std::make_unique<AtaDrive>(SharedAtaDevice(openSimAtaDevice(at)));
+        return std::make_unique<AtaDrive>(SharedAtaDevice(SimProvider::get().openAta(at)));
     if (kind.is("NVMe"))
-        return std::make_unique<NVMeDrive>(SharedNVMeDevice(openSimNVMeDevice(at)));
+        return std::make_unique<NVMeDrive>(SharedNVMeDevice(SimProvider::get().openNVMe(at)));
     if (kind.is("UFI"))
         return std::make_unique<UFIFloppyDrive>(scsi);
     if (kind.is("Floppy"))

@@ -1,7 +1,7 @@
 #include "Fixtures.h"
 #include "libDrive2/OSDrive.h"
-#include "libDrive2/sim/SimDevices.h"
 #include "libDrive2/sim/SimLocator.h"
+#include "libDrive2/sim/SimProvider.h"
 #include "zel/Format.h"
 
 namespace libDrive2 {
@@ -71,8 +71,8 @@ TEST(SimLocator, RefusesWhatAKindDoesNotHave) {
     for (const auto& c : cases)
         EXPECT_THAT(checkLocator(std::string("sim:") + c.locator).utf8(),
                     testing::EndsWith(std::string("cannot be made: ") + c.problem));
-    EXPECT_FALSE(openSimScsiDevice("sim:ata", kReadWrite));
-    EXPECT_FALSE(openSimNVMeDevice("sim:scsi"));
+    EXPECT_FALSE(SimProvider::get().openScsi("sim:ata", kReadWrite));
+    EXPECT_FALSE(SimProvider::get().openNVMe("sim:scsi"));
     EXPECT_EQ(lastOpenErrorStr().utf8(), "the simulated drive \"sim:scsi\" has no NVMe interface");
 }
 
@@ -82,7 +82,7 @@ TEST(SimDevices, HandlesOfOneLocatorShareADriveUntilTheLastIsClosed) {
     const zel::String locator("sim:ata,emulated,gone-at=4");
     std::string data(kSector, 'w');
     SharedBlockHandle block = openBlock(locator.utf8());
-    auto ata = openSimAtaDevice(locator);
+    auto ata = SimProvider::get().openAta(locator);
     const AtaRequest read{{0, 1, 9, 0x40, 0x25},     AtaProtocol::dma, true,
                           DataDirection::fromDevice, data.data(),      data.size()};
     const ScsiRequest ready{{}, 6};
@@ -90,11 +90,11 @@ TEST(SimDevices, HandlesOfOneLocatorShareADriveUntilTheLastIsClosed) {
     data.assign(kSector, '?');
     EXPECT_EQ(ata->execute(read).status, 0x50);
     EXPECT_THAT(data, Each('w'));
-    EXPECT_EQ(openSimScsiDevice(locator, kReadWrite)->execute(ready).status, 2);
+    EXPECT_EQ(SimProvider::get().openScsi(locator, kReadWrite)->execute(ready).status, 2);
     EXPECT_EQ(ata->execute(read).delivery.type, LIBDRIVE2_NO_ACCESS);
     ata.reset();
     block.release();
-    EXPECT_EQ(openSimAtaDevice(locator)->execute(read).status, 0x50);
+    EXPECT_EQ(SimProvider::get().openAta(locator)->execute(read).status, 0x50);
     EXPECT_NE(data, std::string(kSector, 'w'));
 }
 

@@ -10,7 +10,7 @@
 #include "libDrive2/OSScsiSBCDrive.h"
 #include "libDrive2/ScsiSBCDrive.h"
 #include "libDrive2/bridges/SatAtaDevice.h"
-#include "libDrive2/sim/SimDevices.h"
+#include "libDrive2/sim/SimProvider.h"
 
 namespace libDrive2 {
 namespace {
@@ -51,7 +51,8 @@ protected:
     void open(const std::string& keys, TamperedScsi::Tamper tamper, bool bySystem = false) {
         const std::string locator = "sim:scsi,sectors=1000" + keys;
         SharedScsiPassThrough path(std::make_unique<TamperedScsi>(
-            openSimScsiDevice(locator, kReadWrite), [this, tamper](const auto& request, auto& response) {
+            SimProvider::get().openScsi(locator, kReadWrite),
+            [this, tamper](const auto& request, auto& response) {
                 asked += shown(request).substr(request.direction == DataDirection::toDevice ? 4 : 3, 5) + ' ';
                 tamper(request, response);
             }));
@@ -133,7 +134,8 @@ struct WideScsi : TamperedScsi {
 
 TEST_F(ScsiTransport, KeepsCommandsInFlightAndTellsTheFirstFailure) {
     auto owned = std::make_unique<WideScsi>(
-        openSimScsiDevice("sim:scsi,sectors=1000,bad=24+25+37", kReadWrite), [](const auto&, auto&) {});
+        SimProvider::get().openScsi("sim:scsi,sectors=1000,bad=24+25+37", kReadWrite),
+        [](const auto&, auto&) {});
     const WideScsi& device = *owned;
     ScsiSBCDrive wide{SharedScsiPassThrough(std::move(owned))};
     const SharedBlockHandle model = openBlock("sim:scsi,sectors=1000,bad=24+25+37");
@@ -180,7 +182,7 @@ TEST_F(ScsiTransport, SeeksAsTheDriveCan) {
     EXPECT_TRUE(!drive->seekSector(9) && drive->seekSector(8));
     EXPECT_EQ(asked, "2B 00 2B 00 2F 00 2F 00 2F 00 28 00 28 00 ");
     open("", refuse, true);
-    EXPECT_TRUE(drive->seekSector(8) && drive->seekSector(8) && asked == "2B 00 ") << asked;
+    EXPECT_TRUE(drive->seekSector(8) && drive->seekSector(8) && asked == "2B 00 2F 00 ") << asked;
 }
 
 TEST_F(ScsiTransport, TrustsNoCapacityThatContradictsItself) {
@@ -217,11 +219,11 @@ TEST(AtaTransport, ABridgeMustShowTheSameSizeBothWays) {
                                       {"000003E8 00000200", "yes yes"},
                                       {"000003E7 00001000", "yes yes"},
                                       {"", "no no"}}) {
-        const auto ata = openSimAtaDevice("sim:ata,emulated,sectors=1000");
+        const auto ata = SimProvider::get().openAta("sim:ata,emulated,sectors=1000");
         const auto capacity = fromHex(bytes);
         std::vector<int> writes;
         auto bridge = std::make_unique<SatAtaDevice>(std::make_unique<TamperedScsi>(
-            openSimScsiDevice("sim:ata,emulated,sectors=1000", kReadWrite),
+            SimProvider::get().openScsi("sim:ata,emulated,sectors=1000", kReadWrite),
             [&](const ScsiRequest& request, ScsiResponse& response) {
                 if (request.cdb[0] == 0x25)
                     std::copy(capacity.begin(), capacity.end(), static_cast<std::uint8_t*>(request.data));
@@ -253,7 +255,7 @@ TEST(AtaTransport, ABridgeMustShowTheSameSizeBothWays) {
 
 TEST(AtaTransport, ALockedDriveSaysSoUntilItIsUnlocked) {
     char buffer[512] = {};
-    AtaDrive drive{SharedAtaDevice(openSimAtaDevice("sim:ata,locked"))};
+    AtaDrive drive{SharedAtaDevice(SimProvider::get().openAta("sim:ata,locked"))};
     for (int i = 0; i < 3; ++i) {
         EXPECT_FALSE(i == 0   ? drive.readSector(0, 1, buffer, 512)
                      : i == 1 ? drive.writeSector(0, 1, buffer, 512)
@@ -270,7 +272,8 @@ TEST(NVMeTransport, RefusesMetadataWithinSectorsAndBypassesTheCacheOnRepeats) {
     for (const bool interleaved : {true, false}) {
         std::string forced;
         auto device = std::make_unique<TamperedNVMe>(
-            openSimNVMeDevice("sim:nvme,transient=5:1"), [&](const NVMeCommand& command, NVMeResponse&) {
+            SimProvider::get().openNVMe("sim:nvme,transient=5:1"),
+            [&](const NVMeCommand& command, NVMeResponse&) {
                 auto* const bytes = static_cast<std::uint8_t*>(command.data);
                 if (!command.admin)
                     forced += (command.cdw12 & 0x40000000) != 0 ? 'F' : '-';

@@ -73,11 +73,4 @@ const OpticalMediaType* findOpticalMedia(std::string_view name) {
     return found != kTypes.end() ? found : nullptr;
 }
 
-std::string listOpticalMedia() {
-    std::string names = "none";
-    for (const OpticalMediaType& type : kTypes)
-        names.append(", ").append(type.name);
-    return names;
-}
-
 }  // namespace libDrive2

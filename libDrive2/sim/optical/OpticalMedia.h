@@ -62,7 +62,5 @@ inline constexpr std::uint16_t kNoProfile = 0;
 std::span<const OpticalMediaType> opticalMediaTypes();
 /// Null for a name that no medium has.
 const OpticalMediaType* findOpticalMedia(std::string_view name);
-/// "none, cdrom, …".
-std::string listOpticalMedia();
 
 }  // namespace libDrive2

@@ -11,7 +11,7 @@
 #include "CommandRing.h"
 #include "TargetHost.h"
 #include "libDrive2/DeviceOpeners.h"
-#include "libDrive2/sim/optical/OpticalDevices.h"
+#include "libDrive2/sim/SimDrives.h"
 #include "zel/Clock.h"
 
 namespace lab {
@@ -48,7 +48,7 @@ private:
     TargetHost host;
     std::vector<std::jthread> players;
     for (unsigned unit = 0; unit < locators.size(); ++unit) {
-        const auto drive = libDrive2::openOpticalDrive(locators[unit]);
+        const auto drive = libDrive2::SimDrives::get().optical(locators[unit]);
         if (drive == nullptr)
             end(libDrive2::lastOpenErrorStr().utf8());
         players.emplace_back(play, drive, host.create(unit));

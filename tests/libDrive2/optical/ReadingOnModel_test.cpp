@@ -2,12 +2,9 @@
 #include <sstream>
 
 #include "Fixtures.h"
-#include "libDrive2/BDDrive.h"
-#include "libDrive2/CDDrive.h"
-#include "libDrive2/DVDDrive.h"
-#include "libDrive2/DVDRAMDrive.h"
+#include "libDrive2/OpticalReadDrives.h"
 #include "libDrive2/sim/SimBytes.h"
-#include "libDrive2/sim/SimDevices.h"
+#include "libDrive2/sim/SimProvider.h"
 
 namespace libDrive2 {
 namespace {
@@ -15,7 +12,7 @@ namespace {
 template <class Class = ScsiMMCDrive>
 std::unique_ptr<Class> open(const std::string& keys) {
     return std::make_unique<Class>(
-        SharedScsiPassThrough(openSimScsiDevice("sim:optical," + keys, kReadWrite)));
+        SharedScsiPassThrough(SimProvider::get().openScsi("sim:optical," + keys, kReadWrite)));
 }
 
 /// How a read ended: the error type and why.

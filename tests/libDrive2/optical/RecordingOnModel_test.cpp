@@ -3,15 +3,9 @@
 #include <sstream>
 
 #include "Fixtures.h"
-#include "libDrive2/BDREDrive.h"
-#include "libDrive2/CDRROWDrive.h"
-#include "libDrive2/CDRecordableDrive.h"
-#include "libDrive2/DVDMRDLLJDrive.h"
-#include "libDrive2/DVDMinusDrive.h"
-#include "libDrive2/DVDPlusDrive.h"
-#include "libDrive2/DVDRAMRWDrive.h"
+#include "libDrive2/RecordableDrives.h"
 #include "libDrive2/sim/SimBytes.h"
-#include "libDrive2/sim/SimDevices.h"
+#include "libDrive2/sim/SimProvider.h"
 
 namespace libDrive2 {
 namespace {
@@ -22,7 +16,7 @@ constexpr std::uint64_t kAll = 0;
 using Bytes = std::vector<std::uint8_t>;
 
 SharedScsiPassThrough openDrive(const std::string& keys) {
-    return SharedScsiPassThrough(openSimScsiDevice("sim:optical," + keys, kReadWrite));
+    return SharedScsiPassThrough(SimProvider::get().openScsi("sim:optical," + keys, kReadWrite));
 }
 
 /// The class for writing to a medium, in order or at random.

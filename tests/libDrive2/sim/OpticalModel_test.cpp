@@ -2,7 +2,7 @@
 
 #include "Fixtures.h"
 #include "libDrive2/sim/SimBytes.h"
-#include "libDrive2/sim/SimDevices.h"
+#include "libDrive2/sim/SimProvider.h"
 
 namespace libDrive2 {
 namespace {
@@ -19,7 +19,7 @@ constexpr DataDirection kIn = DataDirection::fromDevice, kOut = DataDirection::t
 class OpticalModel : public testing::Test {
 protected:
     void open(const std::string& keys) {
-        drive = openSimScsiDevice("sim:optical," + keys, kReadWrite);
+        drive = SimProvider::get().openScsi("sim:optical," + keys, kReadWrite);
         ASSERT_TRUE(drive) << keys;
         EXPECT_EQ(run({0}), "6/29/00");
     }

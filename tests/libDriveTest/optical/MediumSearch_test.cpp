@@ -1,7 +1,7 @@
 #include <regex>
 
 #include "OpticalFixture.h"
-#include "libDrive2/sim/optical/OpticalDevices.h"
+#include "libDrive2/sim/SimDrives.h"
 #include "libDriveTest/Events.h"
 #include "libDriveTest/optional/libScsi2/DriveTestMMCRO.h"
 #include "libDriveTest/optional/libScsi2/DriveTestMMCRW.h"
@@ -30,7 +30,7 @@ protected:
     std::string search(const std::string& medium, const std::string& selector) {
         const std::string locator = medium == "gone" ? "sim:none" : "sim:optical,media=" + medium;
         model.reset();
-        model = openOpticalDrive(locator);
+        model = SimDrives::get().optical(locator);
         quix5::DiagDevice device;
         device.setLocators(locator, "");
         device.setName("the writer");

@@ -1,0 +1,27 @@
+#pragma once
+
+#include "libDrive2/DeviceProvider.h"
+
+namespace libDrive2 {
+
+/// The block devices and generic SCSI nodes of Linux, and image files.
+class LinuxProvider : public DeviceProvider {
+public:
+    [[nodiscard]] bool owns(const zel::String& /*locator*/) const override { return true; }
+    /// Any path may come to lead to a device.
+    zel::String check(const zel::String& /*locator*/) override { return {}; }
+    bool describe(const zel::String& path, DeviceDescription& description, zel::String& error) override;
+    std::unique_ptr<BlockHandle> openBlock(const zel::String& path, std::uint32_t desiredAccess,
+                                           std::uint32_t shareMode) override;
+    std::unique_ptr<ScsiPassThrough> openScsi(const zel::String& path, std::uint32_t desiredAccess) override;
+    /// The generic node of a disk answers also where its block node does not open.
+    std::unique_ptr<ScsiPassThrough> openScsiObject(const zel::String& path, bool writable) override;
+    std::unique_ptr<AtaDevice> openAta(const zel::String& path) override;
+    std::unique_ptr<NVMeDevice> openNVMe(const zel::String& path) override;
+    std::unique_ptr<DeviceLockingManager::Volumes> volumes(const zel::String& path) override;
+    std::unique_ptr<DeviceLease> take(const zel::String& path, LeasePurpose purpose,
+                                      DeviceStatus& failure) override;
+    zel::Array<zel::String> listLocators() override;
+};
+
+}  // namespace libDrive2
