@@ -7,9 +7,11 @@
 #include "drivetest/ExitStatus.h"
 #include "drivetest/commands/Commands.h"
 #include "drivetest/devices/AccessOrder.h"
+#include "drivetest/report/OutputFormats.h"
 #include "drivetest/safety/JournalPlace.h"
 #include "drivetest/terminal/Console.h"
 #include "drivetest/terminal/Texts.h"
+#include "libDrive2/DeviceDescription.h"
 
 namespace drivetest {
 
@@ -42,17 +44,9 @@ void addJournalOption(CLI::App& command, std::string& folder) {
 void addWhatToTest(CLI::App& command, RunOptions& options) {
     command.add_option("TEST", options.test, "Name of the test; \"drivetest tests\" lists them")->required();
     command
-        .add_option(
-            "DEVICE", options.device,
-            "Drive: a device path, an image file, or sim:KIND[,KEY=VALUE]...\n"
-            "Kinds: disk scsi ata nvme floppy ufi optical\n"
-            "Keys: sectors=N sector-size=N image=PATH bad=A+B-C bad-write= bad-seek= corrupt=\n"
-            "transient=LBA:TIMES slow=A-B:MS gone-at=N busy-at=N speed=MB/s serial=TEXT\n"
-            "media=MEDIUM>MEDIUM... (none disk disk:SECTORS) wp removable encrypted locked emulated\n"
-            "recovered=A+B-C temperature=N sense=descriptor volumes=busy|stuck\n"
-            "optical: media=NAME>NAME... (none cdrom cdaudio cdmixed cdr cdrw cdrw-ow dvdrom dvdr dvdrw\n"
-            "dvdrw-ow dvdr-dl dvdr-dl-lj dvdrw-dl dvd+r dvd+rw dvd+r-dl dvd+rw-dl dvdram bdrom bdr\n"
-            "bdr-random bdre) state=blank|appendable|closed|unformatted tray=no performance=none")
+        .add_option("DEVICE", options.device,
+                    "Drive: a device path, an image file, or sim:KIND[,KEY=VALUE]...\n" +
+                        libDrive2::describeSimulatedLocators().utf8())
         ->required();
     command.add_option("-p,--param", options.parameters, "Parameter of the test; repeatable")
         ->type_name("NAME=VALUE")
@@ -84,20 +78,11 @@ void addSafetyOptions(CLI::App& command, RunOptions& options) {
 
 /// What is written of a run.
 void addOutputOptions(CLI::App& command, RunOptions& options) {
-    command
-        .add_option("--events", options.eventsFile,
-                    "Write the record of the run, JSON Lines; - is standard output\n"
-                    "(default: a file in " +
-                        defaultRecordFolder() + ")")
-        ->type_name("FILE");
+    for (const OutputFormat& format : outputFormats())
+        command.add_option(format.option, options.outputs[format.option], format.help)->type_name("FILE");
     command.add_flag_callback(
         "--no-record", [&options] { options.keepRecord = false; },
         "Keep no record where --events names no file for it");
-    command
-        .add_option("--bad-list", options.badListFile,
-                    "Write the list of bad sectors: a range a line, \"first-last count fault\"")
-        ->type_name("FILE");
-    command.add_option("--log", options.logFile, "Write the log")->type_name("FILE");
     command.add_flag("--force", options.replaceOutputs,
                      "Replace what the files of --events, --log and --bad-list hold; else they must be\n"
                      "new or empty");

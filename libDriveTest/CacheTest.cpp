@@ -3,6 +3,7 @@
 #include <array>
 
 #include "Parameters.h"
+#include "RangeSetup.h"
 
 namespace libDriveTest {
 
@@ -32,7 +33,9 @@ void CacheTest::init(Test& test) {
 TestResult CacheTest::runTest() {
     const zel::TraceLogger trace(m_logger, "CacheTest::Run");
     Pass pass;
-    if (const TestResult setUp = setUpWholeRange(m_logger, pass.range); setUp != TestResult::PASS)
+    if (const TestResult found = setUpDrive(pass.range); found != TestResult::PASS)
+        return found;
+    if (const TestResult setUp = RangeSetup(m_logger).takeWhole(pass.range); setUp != TestResult::PASS)
         return setUp;
     pass.preserve = parameters::preserveData.value();
     pass.isolate = parameters::isolateFailedLBA.value();

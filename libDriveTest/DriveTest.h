@@ -6,7 +6,6 @@
 
 #include "DriveTestAccessor.h"
 #include "RangePlan.h"
-#include "SharedParameter.h"
 #include "libDrive2/Drive.h"
 #include "quix5/DiagDevice.h"
 #include "quix5/DiagModule.h"
@@ -38,12 +37,6 @@ struct non_fail_result {
     _LIBDRIVE2_ERROR_TYPES errorType;
     TestResult result;
     Event* event;  ///< sent as a warning; may be null
-};
-
-/// The two parameters that name a range.
-struct RangeParameters {
-    const SharedParameter<String>& start;
-    const SharedParameter<String>& end;
 };
 
 /// Stands for "no previous sector" in reportSeekErr().
@@ -123,29 +116,14 @@ protected:
     /// For an error that ends a test without counting as a failure: reports it and gives the test's result.
     std::optional<TestResult> endOnNonFail(_LIBDRIVE2_ERROR_TYPES errorType);
 
-    /// Raises `invalidParameters` with the items, logs it, and gives BADPARAMS.
-    static TestResult reportInvalidParameters(zel::Logger& logger, std::initializer_list<String> items,
-                                              std::source_location where = std::source_location::current());
-
     /// The pre-test media check; 0 prompts means no limit.
     TestResult checkMedia(unsigned int maxPrompts);
     static String __localize(const char* key, const char* fallback);
     static MessageBox2_Returns __promptForMedia(zel::CopiedResource<zel::PointerStorage<Drive>> drive,
                                                 bool ignored, bool incorrect, String message);
 
-    /// Set-up that tests share, in steps: media and size; the texts of a range; the range against the drive's
-    /// size, which gives all of it to test. PASS to go on; anything else is the test's result.
+    /// The medium and its size, which tests set up first. PASS to go on; anything else is the test's result.
     TestResult setUpDrive(RangePlan& plan);
-    static TestResult parseRange(zel::Logger& logger, const RangeParameters& given, RangePlan& plan);
-    static TestResult checkRange(zel::Logger& logger, const RangeParameters& given, RangePlan& plan);
-    /// All three for StartRange and EndRange; and with the share of the range that the read, seek and pattern
-    /// tests take.
-    TestResult setUpWholeRange(zel::Logger& logger, RangePlan& plan);
-    TestResult setUpRange(zel::Logger& logger, RangePlan& plan);
-    /// Reads the sectors of a failed chunk one by one and reports those that fail. A result ends the test at
-    /// once; `sectorFailed` tells whether any did.
-    std::optional<TestResult> narrowReadFailure(zel::Logger& logger, const FailedChunk& chunk,
-                                                bool& sectorFailed);
 
     static bool cannotOpenDevice() { return false; }
     static bool deviceBusy() { return false; }

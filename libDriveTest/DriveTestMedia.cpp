@@ -183,4 +183,20 @@ TestResult DriveTest::resultOfMediaState(LIBDRIVE2_MEDIA_STATE state, bool remov
     return state == LIBDRIVE2_MEDIA_INCORRECT ? TestResult::INCORRECTMEDIA : TestResult::NOMEDIA;
 }
 
+TestResult DriveTest::setUpDrive(RangePlan& plan) {
+    if (const TestResult media = checkMedia(parameters::maxRetries.value()); media != TestResult::PASS)
+        return media;
+    plan.sectorCount = drive->getSectorCount();
+    if (plan.sectorCount == 0) {
+        sendEvent(*events::cannotGetTotalSectors, EventType::WARNING);
+        return TestResult::WARN;
+    }
+    plan.sectorSize = drive->getSectorSize();
+    if (plan.sectorSize == 0) {
+        sendEvent(*events::cannotGetSectorSize, EventType::WARNING);
+        return TestResult::WARN;
+    }
+    return TestResult::PASS;
+}
+
 }  // namespace libDriveTest

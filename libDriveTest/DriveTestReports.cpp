@@ -160,16 +160,4 @@ std::optional<TestResult> DriveTest::endOnNonFail(_LIBDRIVE2_ERROR_TYPES errorTy
     return getCurrentResult(errorType);
 }
 
-TestResult DriveTest::reportInvalidParameters(zel::Logger& logger, std::initializer_list<String> items,
-                                              std::source_location where) {
-    String text;
-    for (const String& item : items)
-        text += (text.isEmpty() ? "" : ", ") + item;
-    events::invalidParameters->setVariable("params", text);
-    DiagModule::error(events::invalidParameters.get(), where.file_name(), static_cast<int>(where.line()));
-    if (logger.allows(4))
-        logger.line(4, events::invalidParameters->localizedMessage());
-    return TestResult::BADPARAMS;
-}
-
 }  // namespace libDriveTest

@@ -28,62 +28,62 @@ using SharedString = SharedObject<quix5::LocalizedString, quix5::DiagModule::cre
 
 namespace events {
 
-extern SharedEvent testNotSupported;
-extern SharedEvent cannotOpen;
-extern SharedEvent cannotOpenAccessDenied;
-extern SharedEvent cannotOpenDeviceRemoved;
-extern SharedEvent cannotOpenDeviceRDOnly;
-extern SharedEvent cannotOpenDeviceNoMedium;
-extern SharedEvent writeSectorRangeErr;
-extern SharedEvent readSectorRangeErr;
-extern SharedEvent invalidParameters;
-extern SharedEvent isolationRecovered;
-extern SharedEvent harddrivePasswordProtected;
-extern SharedEvent cannotGetTotalSectors;
-extern SharedEvent cannotGetSectorSize;
-extern SharedEvent deviceBusy;
-extern SharedEvent cannotEjectMedia;
-extern SharedEvent cannotInitializeDevice;
-extern SharedEvent cannotAccessDevice;
-extern SharedEvent encryptedDriveDetected;
-extern SharedEvent readSectorErr;
-extern SharedEvent writeSectorErr;
-extern SharedEvent seekSectorErr;
-extern SharedEvent dataMiscompareErr;
-extern SharedEvent userAbortSector;
-extern SharedEvent hitMaxErr;
-extern SharedEvent advancedError;
-extern SharedEvent nonCritical;
-extern SharedEvent mediumNotPresentRMBZero;
+inline SharedEvent testNotSupported{"testNotSupported"};
+inline SharedEvent cannotOpen{"cannotOpen"};
+inline SharedEvent cannotOpenAccessDenied{"cannotOpenAccessDenied"};
+inline SharedEvent cannotOpenDeviceRemoved{"cannotOpenDeviceRemoved"};
+inline SharedEvent cannotOpenDeviceRDOnly{"cannotOpenDeviceRDOnly"};
+inline SharedEvent cannotOpenDeviceNoMedium{"cannotOpenDeviceNoMedium"};
+inline SharedEvent writeSectorRangeErr{"writeSectorRangeErr"};
+inline SharedEvent readSectorRangeErr{"readSectorRangeErr"};
+inline SharedEvent invalidParameters{"invalidParameters"};
+inline SharedEvent isolationRecovered{"isolationRecovered"};
+inline SharedEvent harddrivePasswordProtected{"harddrivePasswordProtected"};
+inline SharedEvent cannotGetTotalSectors{"cannotGetTotalSectors"};
+inline SharedEvent cannotGetSectorSize{"cannotGetSectorSize"};
+inline SharedEvent deviceBusy{"deviceBusy"};
+inline SharedEvent cannotEjectMedia{"cannotEjectMedia"};
+inline SharedEvent cannotInitializeDevice{"CannotInitializeDevice"};
+inline SharedEvent cannotAccessDevice{"CannotAccessDevice"};
+inline SharedEvent encryptedDriveDetected{"EncryptedDriveDetected"};
+inline SharedEvent readSectorErr{"readSectorErr"};
+inline SharedEvent writeSectorErr{"writeSectorErr"};
+inline SharedEvent seekSectorErr{"seekSectorErr"};
+inline SharedEvent dataMiscompareErr{"dataMiscompareErr"};
+inline SharedEvent userAbortSector{"userAbortSector"};
+inline SharedEvent hitMaxErr{"hitMaxErr"};
+inline SharedEvent advancedError{"advancedError"};
+inline SharedEvent nonCritical{"nonCritical"};
+inline SharedEvent mediumNotPresentRMBZero{"MediumNotPresentRMBZero"};
 
 // Of tests that write.
-extern SharedEvent cannotRdOrigRange;
-extern SharedEvent patternBufferCorrupt;
-extern SharedEvent cannotRestoreData;
-extern SharedEvent patternMismatch;
-extern SharedEvent patternMismatchRange;
-extern SharedEvent invalidPatternCnt;
-extern SharedEvent writeProtectedMedia;
+inline SharedEvent cannotRdOrigRange{"cannotRdOrigRange"};
+inline SharedEvent patternBufferCorrupt{"patternBufferCorrupt"};
+inline SharedEvent cannotRestoreData{"cannotRestoreData"};
+inline SharedEvent patternMismatch{"patternMismatch"};
+inline SharedEvent patternMismatchRange{"patternMismatchRange"};
+inline SharedEvent invalidPatternCnt{"invalidPatternCnt"};
+inline SharedEvent writeProtectedMedia{"writeProtectedMedia"};
 
 // Of tests that measure a rate.
-extern SharedEvent readSpeedInfo;
-extern SharedEvent readSpeedNotReached;
-extern SharedEvent writeSpeedInfo;
-extern SharedEvent writeSpeedNotReached;
+inline SharedEvent readSpeedInfo{"ReadSpeedInfo"};
+inline SharedEvent readSpeedNotReached{"ReadSpeedNotReached"};
+inline SharedEvent writeSpeedInfo{"WriteSpeedInfo"};
+inline SharedEvent writeSpeedNotReached{"WriteSpeedNotReached"};
 
 // Of tests of optical drives.
-extern SharedEvent notEnoughData;
-extern SharedEvent speedNotReached;
-extern SharedEvent speedExceeded;
-extern SharedEvent mmcrwCannotPrepareForWrite;
-extern SharedEvent mmcrwCannotReserveSectors;
-extern SharedEvent mmcrwCannotSetWriteParameters;
-extern SharedEvent mmcrwCannotCloseSession;
-extern SharedEvent mmcrwCannotSetWriteSpeed;
-extern SharedEvent mmcrwCannotFormat;
-extern SharedEvent mmcrwFormatNotSupported;
-extern SharedEvent mmcrwCannotBlank;
-extern SharedEvent mmcrwCannotFindFreeSectors;
+inline SharedEvent notEnoughData{"NotEnoughData"};
+inline SharedEvent speedNotReached{"SpeedNotReached"};
+inline SharedEvent speedExceeded{"SpeedExceeded"};
+inline SharedEvent mmcrwCannotPrepareForWrite{"MMCRWcannotPrepareForWrite"};
+inline SharedEvent mmcrwCannotReserveSectors{"MMCRWcannotReserveSectors"};
+inline SharedEvent mmcrwCannotSetWriteParameters{"MMCRWcannotSetWriteParameters"};
+inline SharedEvent mmcrwCannotCloseSession{"MMCRWcannotCloseSession"};
+inline SharedEvent mmcrwCannotSetWriteSpeed{"MMCRWcannotSetWriteSpeed"};
+inline SharedEvent mmcrwCannotFormat{"MMCRWcannotFormat"};
+inline SharedEvent mmcrwFormatNotSupported{"MMCRWformatNotSupported"};
+inline SharedEvent mmcrwCannotBlank{"MMCRWcannotBlank"};
+inline SharedEvent mmcrwCannotFindFreeSectors{"MMCRWcannotFindFreeSectors"};
 
 /// Creates, in their settled order, those that every test needs, and those that tests of a kind need.
 void createCommon();
@@ -94,28 +94,28 @@ void createForRecording();
 
 namespace strings {
 
-extern SharedString mediaType;
-extern SharedString testInformationMessage;
-extern SharedString insertWritableMedia;
-extern SharedString deviceBusyLS;
+inline SharedString mediaType{"mediaType"};
+inline SharedString testInformationMessage{"testInformationMessage"};
+inline SharedString insertWritableMedia{"InsertWritableMedia"};
+inline SharedString deviceBusyLS{"deviceBusyLS"};
 
-extern SharedString speedTestInformationMessage;
-extern SharedString rwSpeedTestInformationMessage;
+inline SharedString speedTestInformationMessage{"speedTestInformationMessage"};
+inline SharedString rwSpeedTestInformationMessage{"rwSpeedTestInformationMessage"};
 
-extern SharedString notEnoughData;
-extern SharedString dataCD;
-extern SharedString mixedModeCD;
-extern SharedString verboseInvalidMediaMessage;
-extern SharedString disc;
-extern SharedString runningAtReadSpeed;
-extern SharedString mmcrwPreparingForWrite;
-extern SharedString mmcrwStartingWrite;
-extern SharedString mmcrwStartingReadCompare;
-extern SharedString mmcrwClosingSession;
-extern SharedString mmcrwSettingWriteSpeed;
-extern SharedString mmcrwFormatting;
-extern SharedString mmcrwBlanking;
-extern SharedString mmcrwReservingTrack;
+inline SharedString notEnoughData{"NotEnoughDataLS"};
+inline SharedString dataCD{"DataCD"};
+inline SharedString mixedModeCD{"MixedModeCD"};
+inline SharedString verboseInvalidMediaMessage{"verboseInvalidMediaMessage"};
+inline SharedString disc{"disc"};
+inline SharedString runningAtReadSpeed{"RunningAtReadSpeed"};
+inline SharedString mmcrwPreparingForWrite{"MMCRWpreparingForWrite"};
+inline SharedString mmcrwStartingWrite{"MMCRWstartingWrite"};
+inline SharedString mmcrwStartingReadCompare{"MMCRWstartingReadCompare"};
+inline SharedString mmcrwClosingSession{"MMCRWclosingSession"};
+inline SharedString mmcrwSettingWriteSpeed{"MMCRWsettingWriteSpeed"};
+inline SharedString mmcrwFormatting{"MMCRWformatting"};
+inline SharedString mmcrwBlanking{"MMCRWblanking"};
+inline SharedString mmcrwReservingTrack{"MMCRWreservingTrack"};
 
 void createCommon();
 void createForReadingDiscs();

@@ -4,6 +4,7 @@
 
 #include "DriveTestLogger.h"
 #include "Parameters.h"
+#include "RangeSetup.h"
 
 namespace libDriveTest {
 
@@ -35,7 +36,9 @@ TestResult LinearChunkTest::runTest() {
     const std::string scope = std::string(m_name) + "::Run";
     const zel::TraceLogger trace(m_logger, scope.c_str());
     Pass pass;
-    if (const TestResult setUp = setUpRange(m_logger, pass.range); setUp != TestResult::PASS)
+    if (const TestResult found = setUpDrive(pass.range); found != TestResult::PASS)
+        return found;
+    if (const TestResult setUp = RangeSetup(m_logger).takeShare(pass.range); setUp != TestResult::PASS)
         return setUp;
     pass.isolate = parameters::isolateFailedLBA.value();
     pass.divisor = pass.range.divisor();
@@ -109,8 +112,37 @@ std::optional<TestResult> LinearChunkTest::handleReadFailure(const Pass& pass, s
         reportRdErr(lba, blockCount);
         return std::nullopt;
     }
-    const FailedChunk chunk{lba, blockCount, pass.range.sectorSize, buffer.data(), pass.behavior};
-    return narrowReadFailure(m_logger, chunk, sectorFailed);
+    return narrowReadFailure(pass, lba, buffer, sectorFailed);
+}
+
+std::optional<TestResult> LinearChunkTest::narrowReadFailure(const Pass& pass, std::uint64_t lba,
+                                                             zel::Buffer& buffer, bool& sectorFailed) {
+    const String errorText = drive->getLastErrorStr();
+    const std::uint64_t last = lba + pass.chunks.blockCount - 1;
+    sectorFailed = false;
+    m_logger.line(3, zel::formatted("Error reading sectors %I64u through %I64u, due to: ", lba, last),
+                  errorText);
+    drive->setRetryCallbackBehavior(libDrive2::LIBDRIVE2_RETRY_AND_REPORT);
+    for (std::uint64_t sector = lba; sector <= last && !hitEventLimits(false); ++sector) {
+        m_logger.line(1, "Narrowing read failure, by testing one sector at LBA: ", sector);
+        std::uint8_t* const place = buffer.data() + (sector - lba) * pass.range.sectorSize;
+        if (drive->readSector(sector, 1, place, pass.range.sectorSize))
+            continue;
+        if (const auto ended = endOnNonFail(drive->lastError))
+            return ended;
+        sectorFailed = true;
+        reportRdErr(sector);
+    }
+    drive->setRetryCallbackBehavior(pass.behavior);
+    if (!sectorFailed) {
+        m_logger.line(4,
+                      zel::formatted("Unable to isolate individual sectors in the range %I64u through %I64u, "
+                                     "original error message: ",
+                                     lba, last),
+                      errorText);
+        reportIsolationRecover(lba, pass.chunks.blockCount, errorText);
+    }
+    return std::nullopt;
 }
 
 }  // namespace libDriveTest

@@ -40,6 +40,9 @@ protected:
 private:
     void logParameters(const Pass& pass) const;
     TestResult testChunks(Pass& pass);
+    /// Reads the sectors of a failed chunk one by one, each to its own place, and reports those that fail.
+    std::optional<TestResult> narrowReadFailure(const Pass& pass, std::uint64_t lba, zel::Buffer& buffer,
+                                                bool& sectorFailed);
     void startPartialChunk(Pass& pass, std::uint64_t lba);
 
     const char* m_name;

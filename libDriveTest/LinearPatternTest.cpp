@@ -7,6 +7,7 @@
 #include "Events.h"
 #include "Parameters.h"
 #include "PatternTable.h"
+#include "RangeSetup.h"
 
 namespace libDriveTest {
 
@@ -47,7 +48,9 @@ void LinearPatternTest::init(Test& test) {
 TestResult LinearPatternTest::runTest() {
     const zel::TraceLogger trace(m_logger, "LinearPatternTest::Run");
     Pass pass;
-    if (const TestResult setUp = setUpRange(m_logger, pass.range); setUp != TestResult::PASS)
+    if (const TestResult found = setUpDrive(pass.range); found != TestResult::PASS)
+        return found;
+    if (const TestResult setUp = RangeSetup(m_logger).takeShare(pass.range); setUp != TestResult::PASS)
         return setUp;
     pass.preserve = parameters::preserveData.value();
     pass.isolate = parameters::isolateFailedLBA.value();

@@ -9,6 +9,7 @@
 #include "LinearReadCompareTest.h"
 #include "LinearReadTest.h"
 #include "LinearSeekTest.h"
+#include "Parameters.h"
 #include "RandomSeekTest.h"
 #include "ReadSpeedTest.h"
 #include "ReadWriteSpeedTest.h"
@@ -92,39 +93,46 @@ quix5::CreatedDrive createFixedDisk(const DiagDevice& device, quix5::OpenMode mo
 }
 
 template <class TestClass>
-constexpr quix5::TestEntry fixedDiskTest(const char* name) {
-    return {name, TestClass::init, createFixedDisk, createTest<TestClass>, {}};
+constexpr quix5::TestEntry fixedDiskTest(const char* name, quix5::TestTraits traits = {}) {
+    return {name, TestClass::init, createFixedDisk, createTest<TestClass>, traits};
 }
 
 template <class TestClass>
 constexpr quix5::TestEntry opticalReadTest(const char* name) {
-    return {name, TestClass::init, createReadableOptical, createOpticalTest<TestClass, ScsiMMCDrive>,
-            quix5::DeviceCapability::SCSIMMC};
+    return {name,
+            TestClass::init,
+            createReadableOptical,
+            createOpticalTest<TestClass, ScsiMMCDrive>,
+            {.needs = quix5::DeviceCapability::SCSIMMC, .mediaText = "Media.reading"}};
 }
 
 template <class TestClass, MMCRW_TEST media>
 constexpr quix5::TestEntry opticalWriteTest(const char* name) {
-    return {name, TestClass::init, createRecordableOptical<media>,
-            createOpticalTest<TestClass, RecordableDrive>, quix5::DeviceCapability::SCSIMMC};
+    return {name,
+            TestClass::init,
+            createRecordableOptical<media>,
+            createOpticalTest<TestClass, RecordableDrive>,
+            {.needs = quix5::DeviceCapability::SCSIMMC, .mediaText = "Media.recording"}};
 }
 
-constexpr quix5::TestEntry kTests[] = {
+const quix5::TestEntry kTests[] = {
     fixedDiskTest<LinearReadTest>("LinearReadTest"),
     fixedDiskTest<LinearReadCompareTest>("LinearReadCompareTest"),
     fixedDiskTest<LinearSeekTest>("LinearSeekTest"),
     fixedDiskTest<RandomSeekTest>("RandomSeekTest"),
     fixedDiskTest<FunnelSeekTest>("FunnelSeekTest"),
-    fixedDiskTest<LinearPatternTest>("LinearPatternTest"),
-    fixedDiskTest<CacheTest>("CacheTest"),
+    fixedDiskTest<LinearPatternTest>("LinearPatternTest", {.writesUnless = parameters::verifyOnly.name(),
+                                                           .preservesIf = parameters::preserveData.name()}),
+    fixedDiskTest<CacheTest>("CacheTest", {.preservesIf = parameters::preserveData.name()}),
     fixedDiskTest<ReadSpeedTest>("ReadSpeedTest"),
-    fixedDiskTest<ReadWriteSpeedTest>("ReadWriteSpeedTest"),
+    fixedDiskTest<ReadWriteSpeedTest>("ReadWriteSpeedTest", {.preservesIf = parameters::preserveData.name()}),
     opticalReadTest<DefaultReadPerformanceTest>("DefaultReadPerformanceTest"),
     opticalReadTest<ReadPerformanceTest>("ReadPerformanceTest"),
     opticalWriteTest<PatternTestMMC, MMCRW_ANY_RECORDABLE>("PatternTestMMC"),
     opticalWriteTest<RandomWriteTestMMC, MMCRW_REWRITABLE>("RandomWriteTestMMC"),
 };
 
-constexpr quix5::ModuleDescriptor kDescriptor = {
+const quix5::ModuleDescriptor kDescriptor = {
     quix5::kModuleInterfaceVersion, "libDriveTest", DRIVETEST_VERSION, kTests, std::size(kTests),
 };
 

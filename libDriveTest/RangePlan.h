@@ -30,16 +30,6 @@ struct ChunkPlan {
     static ChunkPlan make(const RangePlan& range, bool hinting, std::uint16_t optimal, std::uint64_t shares);
 };
 
-/// A chunk whose read failed.
-struct FailedChunk {
-    std::uint64_t lba;
-    std::uint16_t blockCount;
-    std::uint32_t sectorSize;
-    std::uint8_t* buffer;  ///< of the whole chunk: each sector is read to its own place in it
-    /// What to set on the drive again after the chunk.
-    libDrive2::_LIBDRIVE2_RETRY_CALLBACK_BEHAVIOR behaviorAfter;
-};
-
 /// Reporting without retries where failing chunks are narrowed to sectors, else everything.
 libDrive2::_LIBDRIVE2_RETRY_CALLBACK_BEHAVIOR chunkBehavior(std::uint16_t blockCount, bool isolate);
 

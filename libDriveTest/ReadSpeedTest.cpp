@@ -2,6 +2,7 @@
 
 #include "Events.h"
 #include "Parameters.h"
+#include "RangeSetup.h"
 #include "zel/Clock.h"
 
 namespace libDriveTest {
@@ -31,7 +32,9 @@ void ReadSpeedTest::init(Test& test) {
 TestResult ReadSpeedTest::runTest() {
     const zel::TraceLogger trace(m_logger, "ReadSpeedTest::Run");
     ReadPass pass;
-    if (const TestResult setUp = setUpWholeRange(m_logger, pass.range); setUp != TestResult::PASS)
+    if (const TestResult found = setUpDrive(pass.range); found != TestResult::PASS)
+        return found;
+    if (const TestResult setUp = RangeSetup(m_logger).takeWhole(pass.range); setUp != TestResult::PASS)
         return setUp;
     pass.sizes = planChunks(pass.range.sectorsToTest, kChunkBytes);
     const double threshold = parameters::readRateThreshold.value();
@@ -46,7 +49,7 @@ TestResult ReadSpeedTest::runTest() {
     drive->streamingTransfers = true;
     drive->setRetryCallbackBehavior(libDrive2::LIBDRIVE2_RETRY_AND_REPORT);
     drive->planSectors(pass.range.sectorsToTest);
-    return measure(pass, threshold);
+    return measure(pass);
 }
 
 void ReadSpeedTest::logParameters(const ReadPass& pass, double threshold) const {
@@ -65,7 +68,7 @@ void ReadSpeedTest::logParameters(const ReadPass& pass, double threshold) const 
     log.line(1, zel::formatted(" Retries:               %u", drive->getRetryCount()));
 }
 
-TestResult ReadSpeedTest::measure(const ReadPass& pass, double threshold) {
+TestResult ReadSpeedTest::measure(const ReadPass& pass) {
     const zel::Stopwatch watch;
     if (const auto ended = readRange(pass))
         return *ended;
@@ -73,9 +76,9 @@ TestResult ReadSpeedTest::measure(const ReadPass& pass, double threshold) {
     if (counted != TestResult::PASS)
         return counted;
     const auto bytes = static_cast<double>(pass.range.sectorsToTest * pass.range.sectorSize);
-    const double rate = megabytesPerSecond(bytes, watch.elapsedMilliseconds());
-    sendSpeedInfo(*events::readSpeedInfo, rate);
-    checkThreshold({rate, threshold, *events::readSpeedNotReached}, counted);
+    const Rate rate = readRate(megabytesPerSecond(bytes, watch.elapsedMilliseconds()));
+    sendSpeedInfo(rate);
+    checkThreshold(rate, counted);
     return counted;
 }
 

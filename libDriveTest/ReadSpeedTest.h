@@ -16,7 +16,7 @@ public:
 
 private:
     void logParameters(const ReadPass& pass, double threshold) const;
-    TestResult measure(const ReadPass& pass, double threshold);
+    TestResult measure(const ReadPass& pass);
 };
 
 }  // namespace libDriveTest

@@ -6,6 +6,7 @@
 
 #include "Events.h"
 #include "Parameters.h"
+#include "RangeSetup.h"
 #include "RangeString.h"
 #include "zel/Clock.h"
 
@@ -79,10 +80,10 @@ TestResult ReadWriteSpeedTest::setUpRanges(RangePlan& reads, RangePlan& writes) 
         !parseRangeParam(writeStartRange, writes, writes.startLba) ||
         !parseRangeParam(writeEndRange, writes, writes.endLba))
         return TestResult::BADPARAMS;
-    const TestResult checked = checkRange(m_logger, {startRange, endRange}, reads);
+    const TestResult checked = RangeSetup(m_logger).check({startRange, endRange}, reads);
     if (checked != TestResult::PASS)
         return checked;
-    return checkRange(m_logger, {writeStartRange, writeEndRange}, writes);
+    return RangeSetup(m_logger).check({writeStartRange, writeEndRange}, writes);
 }
 
 TestResult ReadWriteSpeedTest::runTest() {
@@ -292,11 +293,17 @@ std::optional<TestResult> ReadWriteSpeedTest::restoreChunk(std::uint64_t lba, st
 
 TestResult ReadWriteSpeedTest::sendRates(double readRate, double writeRate) {
     TestResult verdict = TestResult::PASS;
-    sendSpeedInfo(*events::writeSpeedInfo, writeRate);
-    sendSpeedInfo(*events::readSpeedInfo, readRate);
-    checkThreshold({writeRate, parameters::writeRateThreshold.value(), *events::writeSpeedNotReached},
-                   verdict);
-    checkThreshold({readRate, parameters::readRateThreshold.value(), *events::readSpeedNotReached}, verdict);
+    const Rate write{"writeRate",
+                     writeRate,
+                     parameters::writeRateThreshold.name(),
+                     parameters::writeRateThreshold.value(),
+                     *events::writeSpeedInfo,
+                     *events::writeSpeedNotReached};
+    const Rate read = SpeedTest::readRate(readRate);
+    sendSpeedInfo(write);
+    sendSpeedInfo(read);
+    checkThreshold(write, verdict);
+    checkThreshold(read, verdict);
     return verdict;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "ChunkBackup.h"
+#include "SharedParameter.h"
 #include "SpeedTest.h"
 
 namespace libDriveTest {

@@ -4,6 +4,7 @@
 
 #include "DriveTestLogger.h"
 #include "Parameters.h"
+#include "RangeSetup.h"
 
 namespace libDriveTest {
 
@@ -27,7 +28,9 @@ TestResult SeekTest::runTest() {
     const zel::TraceLogger trace(m_logger, scope.c_str());
     Pass pass;
     pass.reads = parameters::seekMethod.value().toLower() == "read";
-    if (const TestResult setUp = setUpRange(m_logger, pass.range); setUp != TestResult::PASS)
+    if (const TestResult found = setUpDrive(pass.range); found != TestResult::PASS)
+        return found;
+    if (const TestResult setUp = RangeSetup(m_logger).takeShare(pass.range); setUp != TestResult::PASS)
         return setUp;
     if (pass.range.sectorSize == 0)
         return TestResult::INTERNALERROR;

@@ -29,6 +29,8 @@ public:
                               std::span<const char* const> choices = {})
         : m_name(name), m_type(type), m_default(defaultValue), m_flag(flag), m_choices(choices) {}
 
+    [[nodiscard]] constexpr const char* name() const { return m_name; }
+
     void addTo(quix5::Test& test) {
         if (m_parameter == nullptr) {
             m_parameter = quix5::DiagModule::createParameter(m_name, m_type, "", m_flag, false);

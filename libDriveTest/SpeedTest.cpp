@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "DriveTestLogger.h"
+#include "Events.h"
 #include "Parameters.h"
 
 namespace libDriveTest {
@@ -104,9 +105,20 @@ bool SpeedTest::readSectors(std::uint64_t sector, std::uint32_t count, std::uint
     return allRead;
 }
 
-void SpeedTest::sendSpeedInfo(Event& info, double rate) {
-    info.setVariable("speed", speedText(rate));
-    sendEvent(info, EventType::INFORMATIVE);
+SpeedTest::Rate SpeedTest::readRate(double megabytesPerSecond) {
+    return {"readRate",
+            megabytesPerSecond,
+            parameters::readRateThreshold.name(),
+            parameters::readRateThreshold.value(),
+            *events::readSpeedInfo,
+            *events::readSpeedNotReached};
+}
+
+void SpeedTest::sendSpeedInfo(const Rate& rate) {
+    rate.info.setVariable("speed", speedText(rate.megabytesPerSecond));
+    rate.info.setMeasurement(
+        {rate.name, rate.megabytesPerSecond, "MB/s", rate.thresholdName, rate.threshold});
+    sendEvent(rate.info, EventType::INFORMATIVE);
 }
 
 void SpeedTest::checkThreshold(const Rate& rate, TestResult& verdict) {

@@ -41,13 +41,17 @@ protected:
 
     /// A rate and what is said of it.
     struct Rate {
+        const char* name;
         double megabytesPerSecond;
+        const char* thresholdName;
         double threshold;
+        Event& info;
         Event& notReached;
     };
+    [[nodiscard]] static Rate readRate(double megabytesPerSecond);
     /// Says that a rate is below its threshold, if it is; the verdict becomes WARN or FAIL.
     void checkThreshold(const Rate& rate, TestResult& verdict);
-    void sendSpeedInfo(Event& info, double rate);
+    void sendSpeedInfo(const Rate& rate);
 
     zel::Logger& m_logger;
     std::uint32_t blockBytes = 0;  ///< of one chunk

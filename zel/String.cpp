@@ -111,14 +111,6 @@ String::String(const char* utf8) : String(std::string_view(utf8 == nullptr ? "" 
 
 String::String(std::string_view utf8) : m_units(fromUtf8(utf8)) {}
 
-String String::fromLowerBytes(std::string_view bytes) {
-    std::u16string units;
-    units.reserve(bytes.size());
-    for (const char byte : bytes)
-        units += static_cast<char16_t>(static_cast<unsigned char>(byte));
-    return String(std::move(units));
-}
-
 String String::number(std::uint64_t value) {
     return std::to_string(value);
 }

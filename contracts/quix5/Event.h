@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -32,6 +33,15 @@ private:
     std::vector<std::pair<zel::String, Value>> m_variables;
 };
 
+/// What a test measured, as a number; its events' texts tell it to people.
+struct Measurement {
+    zel::String name;  ///< such as "readRate"
+    double value = 0;
+    zel::String unit;
+    zel::String limitName{};  ///< of the parameter that sets the least it must be; empty for none
+    double atLeast = 0;
+};
+
 /// A named, localizable message; created through DiagModule::createEvent, owned by the framework for the
 /// life of the process and reused. Variables stay until they are overwritten.
 class Event : public LocalizableMessage {
@@ -39,8 +49,14 @@ public:
     using LocalizableMessage::LocalizableMessage;
 
     Event* setVariable(const char* name, const Value& value);
+    /// Stays, like a variable, until it is overwritten.
+    void setMeasurement(Measurement measurement) { m_measurement = std::move(measurement); }
+    [[nodiscard]] const std::optional<Measurement>& measurement() const { return m_measurement; }
     /// The text in the global locale with its variables filled in.
     [[nodiscard]] zel::String localizedMessage() const { return message(); }
+
+private:
+    std::optional<Measurement> m_measurement;
 };
 
 /// A localizable text; created through DiagModule::createLocalizedString, owned and kept like an event.

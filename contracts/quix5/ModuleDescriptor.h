@@ -36,13 +36,22 @@ public:
     virtual TestResult runWriteTest(const DiagDevice& device) = 0;
 };
 
+/// What a program must know of a test before it lets it run: names of its parameters of yes or no, null for
+/// none. Whether it writes at all the descriptor says (Test::isDestructive()).
+struct TestTraits {
+    DeviceCapability needs{};            ///< what a device must be capable of to be tested; nothing for any
+    const char* writesUnless = nullptr;  ///< when this is yes, the test writes nothing
+    const char* preservesIf = nullptr;   ///< when this is yes, it puts back what it overwrites
+    const char* mediaText = nullptr;     ///< key of the text that tells which media it takes
+};
+
 /// One row of the module's table of tests.
 struct TestEntry {
     const char* name;
     void (*init)(Test& test);
     CreatedDrive (*createDrive)(const DiagDevice& device, OpenMode mode);
     std::unique_ptr<RunnableTest> (*createTest)(zel::SharedPointer<libDrive2::Drive> drive);
-    DeviceCapability needs;  ///< what a device must be capable of to be tested; nothing for any
+    TestTraits traits;
 };
 
 /// What a module exports: static data, valid while the module is loaded.
@@ -54,7 +63,7 @@ struct ModuleDescriptor {
     std::size_t testCount;
 };
 
-inline constexpr std::uint32_t kModuleInterfaceVersion = 2;
+inline constexpr std::uint32_t kModuleInterfaceVersion = 3;
 
 /// The one function that a module exports, under this name with C linkage.
 using ModuleDescriptorFunction = const ModuleDescriptor* (*)();

@@ -20,8 +20,6 @@ public:
     String(const std::string& utf8) : String(std::string_view(utf8)) {}
     explicit String(std::u16string units) : m_units(std::move(units)) {}
 
-    /// Each byte becomes the code unit of the same value.
-    static String fromLowerBytes(std::string_view bytes);
     /// The decimal form of a number.
     static String number(std::uint64_t value);
 

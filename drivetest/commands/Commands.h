@@ -3,7 +3,7 @@
 #include <string>
 
 #include "drivetest/commands/RunOptions.h"
-#include "drivetest/recovery/JournalRecovery.h"
+#include "drivetest/recovery/DriveRecovery.h"
 
 namespace drivetest {
 

@@ -45,7 +45,7 @@ public:
 
     void begin(const std::set<std::string>& paths) {
         for (const std::string& path : paths) {
-            auto recovery = std::make_unique<JournalRecovery>(m_options, path, m_console);
+            auto recovery = std::make_unique<DriveRecovery>(m_options, path, m_console);
             m_status = worse(m_status, recovery->begin());
             if (recovery->isOpen())
                 m_all.push_back(std::move(recovery));
@@ -71,7 +71,7 @@ public:
 
 private:
     ExitStatus runUnlessNewerIsOpen(std::size_t index) {
-        JournalRecovery& recovery = *m_all[index];
+        DriveRecovery& recovery = *m_all[index];
         for (std::size_t newer = 0; newer < index; ++newer)
             if (m_all[newer]->isOpen() && !m_options.dryRun &&
                 libDrive2::sharesStorage(m_all[newer]->header().drive, recovery.header().drive)) {
@@ -84,7 +84,7 @@ private:
 
     const RecoverOptions& m_options;
     Console& m_console;
-    std::vector<std::unique_ptr<JournalRecovery>> m_all;
+    std::vector<std::unique_ptr<DriveRecovery>> m_all;
     ExitStatus m_status = kExitPass;
 };
 

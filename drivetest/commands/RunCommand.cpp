@@ -12,6 +12,7 @@
 #include "drivetest/safety/ReadStart.h"
 #include "drivetest/safety/SafeStart.h"
 #include "drivetest/terminal/Terminal.h"
+#include "libDrive2/DeviceDescription.h"
 #include "libDrive2/DeviceOpeners.h"
 #include "quix5/DiagModule.h"
 #include "quix5/Library.h"
@@ -34,7 +35,7 @@ bool prepare(const RunOptions& options, PreparedRun& run, std::string& error) {
     if (run.test == nullptr || !applyParameters(run.test->descriptor, options.parameters, error) ||
         !makeDevice(options.device, options.properties, run.device, error))
         return false;
-    run.writes = writesToDrive(run.test->descriptor);
+    run.writes = writesToDrive(*run.test);
     return true;
 }
 
@@ -45,7 +46,7 @@ ExitStatus checkDrive(const RunOptions& options, const PreparedRun& run) {
                  ": the device has a property that excludes it");
         return kExitCannotRun;
     }
-    if (!run.device.hasCapability(run.test->entry->needs)) {
+    if (!run.device.hasCapability(run.test->entry->traits.needs)) {
         std::string missing;
         complain(options.test + " tests optical drives, and " +
                  (isThere(options.device, missing)
@@ -71,7 +72,7 @@ ExitStatus prepareDrive(const RunOptions& options, PreparedRun& run, Console& co
     run.obstacle = findObstacle(run.device, run.held, options.allowUnexamined);
     if (!run.writes)
         return kExitPass;
-    const ExitStatus confirmed = confirmWriting({run.test->descriptor, run.device, run.held, run.obstacle,
+    const ExitStatus confirmed = confirmWriting({*run.test, run.device, run.held, run.obstacle,
                                                  options.confirm, options.prompts && isTerminal(stdin)},
                                                 console);
     if (confirmed != kExitPass || run.obstacle)
@@ -79,8 +80,8 @@ ExitStatus prepareDrive(const RunOptions& options, PreparedRun& run, Console& co
     // What an optical test writes replaces what the medium holds; there is nothing to put back.
     if (isOptical(*run.test))
         return kExitPass;
-    return run.journal.prepare({run.device, run.held, options.journalFolder,
-                                preservesData(run.test->descriptor), options.journal, options.verifyRestores},
+    return run.journal.prepare({run.device, run.held, options.journalFolder, preservesData(*run.test),
+                                options.journal, options.verifyRestores},
                                console);
 }
 
@@ -142,7 +143,7 @@ int runTests(const RunOptions& options) {
     }
     if (const ExitStatus refused = checkDrive(options, run); refused != kExitPass)
         return refused;
-    Console console(options.eventsFile == "-" ? stderr : stdout);
+    Console console(options.outputOf(kRecordOption) == "-" ? stderr : stdout);
     if (const ExitStatus refused = prepareDrive(options, run, console); refused != kExitPass)
         return refused;
     // Only now: what an earlier run wrote is not replaced by nothing.
@@ -154,13 +155,13 @@ int runTests(const RunOptions& options) {
     warnOfMissingTexts();
     zel::LogFactory::setPriority(options.logPriority);
     zel::SkippingClock simulatedTime;
-    if (options.device.starts_with("sim:"))
+    if (libDrive2::isSimulated(options.device))
         zel::Clock::install(&simulatedTime);
 
     // Nobody could answer without a terminal; and what was confirmed is the drive with the medium that it
     // had.
     const bool mayPrompt = options.prompts && isTerminal(stdin) && (!run.writes || isOptical(*run.test));
-    RunHost host(console, run.record.get(), run.logQueue.get(), mayPrompt);
+    RunHost host(console, run.reporters, mayPrompt);
     host.setJournal(run.journal.watched());
     if (options.slowMs != 0)
         host.setSlowLimit(std::chrono::milliseconds(options.slowMs));
@@ -170,8 +171,7 @@ int runTests(const RunOptions& options) {
         watch.emplace([&run] { return usersOf(run.held.lease()); });
         host.setUseWatch(&*watch);
     }
-    if (run.record != nullptr)
-        run.record->begin(run.test->descriptor, run.device, options.commandLine);
+    run.reporters.begin({run.test->descriptor, run.device, options.commandLine});
     if (const WatchedJournal* const watched = run.journal.watched(); watched != nullptr)
         setAtStake(watched->outlivesCrash() ? AtStake::journaledSectors : AtStake::unprotectedSectors);
     const TestResult result = runPrepared(run, host, console);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -12,10 +13,9 @@ struct RunOptions {
     std::string device;
     std::vector<std::string> parameters;  ///< NAME=VALUE
     std::vector<std::string> properties;  ///< NAME=VALUE
-    std::string eventsFile;               ///< "-" for standard output; empty for none
-    bool keepRecord = true;               ///< in the folder for records, when no file is named for it
-    std::string badListFile;
-    std::string logFile;
+    std::map<std::string, std::string>
+        outputs;                  ///< files by the option of their format; "-": standard output
+    bool keepRecord = true;       ///< in the folder for records, when no file is named for it
     bool replaceOutputs = false;  ///< files that hold something already
     int logPriority = 3;
     std::string language;
@@ -29,6 +29,12 @@ struct RunOptions {
     unsigned slowMs = 0;  ///< transfers that take longer are too slow; 0 for no such limit
     std::uint64_t slowAllowed = 0;
     std::string commandLine;  ///< as typed, for the record
+
+    /// Empty for none.
+    [[nodiscard]] std::string outputOf(const char* option) const {
+        const auto named = outputs.find(option);
+        return named != outputs.end() ? named->second : std::string();
+    }
 };
 
 }  // namespace drivetest

@@ -1,10 +1,11 @@
 #include "drivetest/record/RunRecord.h"
 
 #include <cmath>
-#include <cstdio>
-#include <optional>
+#include <utility>
 
+#include "drivetest/devices/Drives.h"
 #include "drivetest/record/StatisticsJson.h"
+#include "quix5/DeviceInventory.h"
 
 namespace drivetest {
 
@@ -15,6 +16,7 @@ namespace {
 constexpr const char* kHardwareId = "drive";
 constexpr const char* kSoftwareId = "drivetest";
 constexpr std::uint64_t kMostLogLines = 1000;
+constexpr int kLeastLogPriority = 3;
 
 Json jsonOf(const quix5::Value& value) {
     const zel::ZELValue& held = value.getZELValue();
@@ -60,32 +62,16 @@ Verdict verdictOf(const TestResult& result) {
     }
 }
 
-/// The text of a device's property; empty when it has none.
-std::string propertyText(const quix5::DiagDevice& device, const char* name) {
-    const quix5::DeviceProperty* const property = device.property(name);
-    return property != nullptr ? property->value().valueString().zelString().utf8() : std::string();
-}
-
 Json describeDrive(const quix5::DiagDevice& device) {
     Json drive{{"hardwareInfoId", kHardwareId},
                {"name", device.name().utf8()},
                {"location", device.osLocator().utf8()}};
-    for (const auto& [field, property] :
-         {std::pair{"serialNumber", "Serial"}, {"revision", "Firmware"}, {"manufacturer", "Vendor"}})
-        if (const std::string text = propertyText(device, property); !text.empty())
+    for (const auto& [field, property] : {std::pair{"serialNumber", quix5::kPropertySerial},
+                                          {"revision", quix5::kPropertyFirmware},
+                                          {"manufacturer", quix5::kPropertyVendor}})
+        if (const std::string text = textProperty(device, property); !text.empty())
             drive[field] = text;
     return drive;
-}
-
-/// The value of a number's parameter, given or by default; nothing when the test has no such parameter.
-std::optional<double> numberGiven(const quix5::Test& test, const char* name) {
-    for (const quix5::Parameter* parameter : test.parameters()) {
-        double number = 0;
-        const auto value = parameter->isset() ? parameter->value() : parameter->defaultValue();
-        if (parameter->name() == name && value && value->getZELValue().get(number))
-            return number;
-    }
-    return std::nullopt;
 }
 
 /// All that are in force, given or by default.
@@ -110,23 +96,22 @@ RunRecord::RunRecord(std::unique_ptr<RecordWriter> writer)
     : m_writer(std::move(writer)),
       m_events([this](const char* name, Json content) { writeJoined(name, std::move(content)); }) {}
 
-void RunRecord::begin(const quix5::Test& test, const quix5::DiagDevice& device,
-                      const std::string& commandLine) {
-    m_test = &test;
+void RunRecord::begin(const RunStart& start) {
+    m_test = &start.test;
     m_writer->writeSchemaVersion();
     Json dut{{"dutInfoId", "0"},
-             {"name", device.osLocator().utf8()},
+             {"name", start.device.osLocator().utf8()},
              {"softwareInfos", Json::array({{{"softwareInfoId", kSoftwareId},
                                              {"name", "drivetest"},
                                              {"version", DRIVETEST_VERSION},
                                              {"softwareType", "APPLICATION"}}})},
-             {"hardwareInfos", Json::array({describeDrive(device)})}};
+             {"hardwareInfos", Json::array({describeDrive(start.device)})}};
     m_writer->writeRun("testRunStart", {{"name", "drivetest"},
                                         {"version", DRIVETEST_VERSION},
-                                        {"commandLine", zel::String(commandLine).utf8()},
-                                        {"parameters", describeParameters(test)},
+                                        {"commandLine", zel::String(start.commandLine).utf8()},
+                                        {"parameters", describeParameters(start.test)},
                                         {"dutInfo", std::move(dut)}});
-    m_writer->writeStep("testStepStart", {{"name", test.name().utf8()}});
+    m_writer->writeStep("testStepStart", {{"name", start.test.name().utf8()}});
 }
 
 void RunRecord::writeExtension(const char* name, Json content) {
@@ -149,38 +134,38 @@ void RunRecord::writeJoined(const char* name, Json content) {
         m_writer->writeStep("diagnosis", std::move(diagnosis));
 }
 
-void RunRecord::addEvent(const quix5::Event& event, quix5::EventType type, const std::string& cause,
-                         quix5::SourceLocation where) {
-    const bool isWhole = m_events.add(recorded(event, quix5::nameOf(type), cause));
-    noteRate(event);
-    if (isWhole && type == quix5::EventType::ERR)
-        m_writer->writeStep("diagnosis", {{"verdict", event.key().utf8()},
+void RunRecord::event(const RunEvent& event) {
+    m_lastMessage = event.event.localizedMessage();
+    const bool isWhole = m_events.add(recorded(event.event, quix5::nameOf(event.type), event.cause));
+    // A range that took no time to measure has no number.
+    if (const auto& measured = event.event.measurement(); measured && std::isfinite(measured->value))
+        m_measured[measured->name] = *measured;
+    if (isWhole && event.type == quix5::EventType::ERR)
+        m_writer->writeStep("diagnosis", {{"verdict", event.event.key().utf8()},
                                           {"type", "FAIL"},
-                                          {"message", event.localizedMessage().utf8()},
+                                          {"message", m_lastMessage.utf8()},
                                           {"hardwareInfoId", kHardwareId},
-                                          {"sourceLocation", jsonOf(where)}});
+                                          {"sourceLocation", jsonOf(event.where)}});
 }
 
-void RunRecord::addRunError(const quix5::Event& event, const std::string& cause,
-                            quix5::SourceLocation where) {
-    m_events.flush();
-    m_events.add(recorded(event, quix5::nameOf(quix5::EventType::ERR), cause));
+void RunRecord::runError(const RunError& error) {
+    if (error.event != nullptr) {
+        m_lastMessage = error.event->localizedMessage();
+        m_events.flush();
+        m_events.add(recorded(*error.event, quix5::nameOf(quix5::EventType::ERR), error.cause));
+    }
     m_hasError = true;
-    m_writer->writeStep("error", {{"symptom", event.key().utf8()},
-                                  {"message", event.localizedMessage().utf8()},
-                                  {"softwareInfoIds", Json::array({kSoftwareId})},
-                                  {"sourceLocation", jsonOf(where)}});
+    const bool isCauseToldApart = error.event != nullptr || error.cause.empty();
+    Json content{{"symptom", error.symptom},
+                 {"message", error.message + (isCauseToldApart ? "" : ": " + error.cause)},
+                 {"softwareInfoIds", Json::array({kSoftwareId})}};
+    if (error.where)
+        content["sourceLocation"] = jsonOf(*error.where);
+    m_writer->writeStep("error", std::move(content));
 }
 
-void RunRecord::addProblem(const char* symptom, const std::string& message) {
-    m_hasError = true;
-    m_writer->writeStep(
-        "error",
-        {{"symptom", symptom}, {"message", message}, {"softwareInfoIds", Json::array({kSoftwareId})}});
-}
-
-void RunRecord::addLog(const zel::String& logger, int priority, const zel::String& text) {
-    if (++m_logLines > kMostLogLines + 1)
+void RunRecord::log(const zel::String& logger, int priority, const zel::String& text) {
+    if (priority < kLeastLogPriority || text == m_lastMessage || ++m_logLines > kMostLogLines + 1)
         return;
     if (m_logLines > kMostLogLines) {
         m_writer->writeStep(
@@ -192,58 +177,46 @@ void RunRecord::addLog(const zel::String& logger, int priority, const zel::Strin
                         {{"severity", severityOf(priority)}, {"message", (logger + ": " + text).utf8()}});
 }
 
-/// A direction's rate: the name of its measurement, the event by which a test states it, the parameter that
-/// sets what it must reach.
-struct RunRecord::Rate {
-    libDrive2::DriveOperation direction;
-    const char* name;
-    const char* event;
-    const char* threshold;
-};
-
-void RunRecord::noteRate(const quix5::Event& event) {
-    for (const auto& [name, value] : event.variables()) {
-        double rate = 0;
-        if (name == "speed" &&
-            std::sscanf(value.valueString().zelString().utf8().c_str(), "%lf", &rate) == 1 &&
-            std::isfinite(rate))
-            m_statedRates[event.key()] = rate;
-    }
+void RunRecord::writeMeasurement(const quix5::Measurement& measurement) {
+    Json content{{"name", measurement.name.utf8()},
+                 {"value", measurement.value},
+                 {"unit", measurement.unit.utf8()},
+                 {"hardwareInfoId", kHardwareId}};
+    if (!measurement.limitName.isEmpty())
+        content["validators"] = Json::array({{{"name", measurement.limitName.utf8()},
+                                              {"type", "GREATER_THAN_OR_EQUAL"},
+                                              {"value", measurement.atLeast}}});
+    m_writer->writeStep("measurement", std::move(content));
 }
 
 /// What the test itself measured goes before what the drive did while it ran.
-void RunRecord::writeRate(const DriveStatistics& statistics, const Rate& rate) {
-    std::optional<double> value = statistics.totals(rate.direction).megabytesPerSecond();
-    const auto stated = m_statedRates.find(rate.event);
-    if (stated != m_statedRates.end())
-        value = stated->second;
-    if (!value)
-        return;
-    Json measurement{
-        {"name", rate.name}, {"value", *value}, {"unit", "MB/s"}, {"hardwareInfoId", kHardwareId}};
-    if (const auto least = numberGiven(*m_test, rate.threshold); least)
-        measurement["validators"] =
-            Json::array({{{"name", rate.threshold}, {"type", "GREATER_THAN_OR_EQUAL"}, {"value", *least}}});
-    m_writer->writeStep("measurement", std::move(measurement));
+void RunRecord::writeRates(const DriveStatistics& statistics) {
+    for (const auto& [direction, name] : {std::pair{libDrive2::DriveOperation::read, "readRate"},
+                                          std::pair{libDrive2::DriveOperation::write, "writeRate"}}) {
+        const auto rate = statistics.totals(direction).megabytesPerSecond();
+        if (rate && !m_measured.contains(name))
+            m_measured[name] = {name, *rate, "MB/s"};
+    }
+    for (const auto& [name, measurement] : m_measured)
+        writeMeasurement(measurement);
 }
 
-void RunRecord::addUnrestored(const std::vector<WatchedJournal::Range>& ranges, const std::string& journal) {
+void RunRecord::unrestored(const Ranges& ranges, const std::string& journal) {
     Json list = Json::array();
     for (const WatchedJournal::Range& range : ranges)
         list.push_back({{"sector", range.lba}, {"lastSector", range.lba + range.count - 1}});
     writeExtension("unrestored", {{"ranges", std::move(list)}, {"journal", journal}});
 }
 
-void RunRecord::end(const TestResult& result, const EventCounts& counts, const DriveStatistics* statistics) {
+void RunRecord::end(const RunSummary& summary) {
+    const TestResult& result = summary.result;
+    const DriveStatistics* const statistics = summary.statistics;
     const Verdict verdict = verdictOf(result);
     m_events.flush();
     if (std::string(verdict.status) == "ERROR" && !m_hasError)
-        addProblem(result.name(), std::string("the test ended with ") + result.name());
+        runError({nullptr, result.name(), std::string("the test ended with ") + result.name(), {}, {}, {}});
     if (statistics != nullptr) {
-        writeRate(*statistics,
-                  {libDrive2::DriveOperation::read, "readRate", "ReadSpeedInfo", "ReadRateThreshold"});
-        writeRate(*statistics,
-                  {libDrive2::DriveOperation::write, "writeRate", "WriteSpeedInfo", "WriteRateThreshold"});
+        writeRates(*statistics);
         writeExtension("surface", surfaceJson(statistics->surface(), statistics->sectorBytes()));
         for (Json& part : badSectorsJson(statistics->badSectors()))
             writeExtension("badSectors", std::move(part));
@@ -251,10 +224,15 @@ void RunRecord::end(const TestResult& result, const EventCounts& counts, const D
         writeExtension("latency", latencyJson(statistics->latencies()));
     }
     writeExtension("coverage", coverageJson(statistics != nullptr ? statistics->coverage() : Coverage{}));
-    writeExtension("result",
-                   {{"result", result.name()}, {"errors", counts.errors}, {"warnings", counts.warnings}});
+    writeExtension("result", {{"result", result.name()},
+                              {"errors", summary.counts.errors},
+                              {"warnings", summary.counts.warnings}});
     m_writer->writeStep("testStepEnd", {{"status", verdict.status}});
     m_writer->writeRun("testRunEnd", {{"status", verdict.status}, {"result", verdict.result}});
+}
+
+ReportState RunRecord::state() {
+    return {m_writer->ok(), m_writer->wasGivenUp(), m_writer->path()};
 }
 
 }  // namespace drivetest

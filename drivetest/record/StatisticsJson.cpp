@@ -7,7 +7,6 @@ namespace drivetest {
 
 namespace {
 
-constexpr double kMegabyte = 1048576;
 /// A line of the record stays short enough to be looked at.
 constexpr std::size_t kMostRanges = 5000;
 
@@ -51,7 +50,7 @@ Json surfaceJson(const SurfaceMap& surface, std::uint32_t sectorBytes) {
         return cell.sectors > 0 ? Json(microseconds(cell.slowest)) : Json();
     };
     const auto rate = [sectorBytes](const auto& cell) {
-        return cell.seconds > 0 ? Json(rounded(cell.sectors * sectorBytes / kMegabyte / cell.seconds))
+        return cell.seconds > 0 ? Json(rounded(cell.sectors * sectorBytes / kBytesPerMegabyte / cell.seconds))
                                 : Json();
     };
     return {{"sectorsPerCell", surface.sectorsPerCell()},

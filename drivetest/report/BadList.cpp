@@ -48,6 +48,16 @@ std::string badListText(const BadSectors& bad, const std::string& title) {
     return text;
 }
 
+void BadListReporter::begin(const RunStart& start) {
+    m_title = start.test.name().utf8() + " on " + start.device.osLocator().utf8();
+}
+
+void BadListReporter::end(const RunSummary& summary) {
+    const std::string text =
+        badListText(summary.statistics != nullptr ? summary.statistics->badSectors() : BadSectors(), m_title);
+    m_isWritten = m_file.begin() && m_file.write(text);
+}
+
 std::vector<std::string> badRangeLines(const BadSectors& bad) {
     std::vector<SectorSpan> ranges = bad.ranges();
     const std::size_t all = ranges.size();

@@ -3,10 +3,10 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
-#include "drivetest/record/RunRecord.h"
-#include "drivetest/run/OutputFile.h"
-#include "drivetest/run/OutputQueue.h"
+#include "drivetest/report/OutputFormats.h"
+#include "drivetest/report/RunReporters.h"
 #include "drivetest/safety/HeldDrive.h"
 #include "drivetest/safety/RunJournal.h"
 #include "drivetest/safety/SafeStart.h"
@@ -14,6 +14,13 @@
 #include "quix5/Module.h"
 
 namespace drivetest {
+
+/// A file that the user named for a format, or that is kept unasked.
+struct NamedOutput {
+    const OutputFormat* format;
+    std::string path;
+    OutputFile file;
+};
 
 /// Everything that a run needs, checked before anything is touched.
 struct PreparedRun {
@@ -25,16 +32,12 @@ struct PreparedRun {
     bool writes = false;
     std::optional<Obstacle> obstacle;  ///< what the guard of tests that write will refuse
     RunJournal journal;
-    OutputFile log;
-    OutputFile events;
-    OutputFile badList;
-    std::string recordPath;
-    std::shared_ptr<OutputQueue> logQueue;  ///< null without a log
-    std::unique_ptr<RunRecord> record;      ///< null without one
+    std::vector<NamedOutput> outputs;
+    RunReporters reporters;
 };
 
 inline bool isOptical(const quix5::OfferedTest& test) {
-    return test.entry->needs == quix5::DeviceCapability::SCSIMMC;
+    return test.entry->traits.needs == quix5::DeviceCapability::SCSIMMC;
 }
 
 }  // namespace drivetest

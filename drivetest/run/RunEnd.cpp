@@ -1,12 +1,12 @@
 #include "drivetest/run/RunEnd.h"
 
+#include <algorithm>
 #include <string>
 
 #include "drivetest/ExitStatus.h"
 #include "drivetest/run/RunOutputs.h"
 #include "drivetest/run/Setup.h"
 #include "drivetest/run/Signals.h"
-#include "drivetest/run/Summary.h"
 #include "drivetest/terminal/Texts.h"
 #include "libDrive2/DeviceOpeners.h"
 #include "quix5/ParameterText.h"
@@ -18,16 +18,11 @@ using quix5::TestResult;
 namespace {
 
 /// False when sectors were not put back.
-bool settleJournal(PreparedRun& run, const RunHost& host, Console& console) {
+bool settleJournal(PreparedRun& run, Console& console) {
     const WatchedJournal* const watched = run.journal.watched();
-    if (run.record != nullptr && watched != nullptr && !watched->unrestored().empty())
-        run.record->addUnrestored(watched->unrestored(), run.journal.path());
-    const bool restored = run.journal.finish(run.device.osLocator().utf8(), console);
-    // Without a watch there is only the test's word for it.
-    const bool isDoubted = host.hasShown("cannotRestoreData");
-    if (watched != nullptr && restored && isDoubted)
-        console.line("         all sectors were compared: the drive holds all its data");
-    return restored && (watched != nullptr || !isDoubted);
+    if (watched != nullptr && !watched->unrestored().empty())
+        run.reporters.unrestored(watched->unrestored(), run.journal.path());
+    return run.journal.finish(run.device.osLocator().utf8(), console);
 }
 
 /// A drive that is slow beyond what the user allows.
@@ -47,14 +42,6 @@ TestResult judgeSlowness(const RunOptions& options, const TestResult& result, co
     return judged;
 }
 
-/// To the person, who has seen the cause, and in the record, with it, as what kept the test from a verdict.
-void tellProblem(PreparedRun& run, const char* symptom, const std::string& sentence, const std::string& cause,
-                 Console& console) {
-    console.line("         " + sentence);
-    if (run.record != nullptr)
-        run.record->addProblem(symptom, sentence + (cause.empty() ? "" : ": " + cause));
-}
-
 /// What is valid for the parameters in "NAME:VALUE, NAME:VALUE".
 void describeParameters(const quix5::Test& test, const zel::String& refused, Console& console) {
     for (const zel::String& item : refused.tokenize(", "))
@@ -69,60 +56,61 @@ void explain(PreparedRun& run, const TestResult& result, const RunHost& host, Co
     if (run.obstacle && run.obstacle->isKnownToTest && exitStatusOf(result) == run.obstacle->status)
         console.line("         " + run.obstacle->reason + "; " + run.obstacle->advice);
     else if (host.statistics() == nullptr && result == TestResult::CANNOTRUN && !reason.empty())
-        tellProblem(run, "driveNotOpened", reason, {}, console);
+        run.reporters.runError({nullptr, "driveNotOpened", reason, {}, {}, {}});
     else if (result == TestResult::CANNOTRUN && !host.lossOfAccess().empty())
-        tellProblem(run, "driveLost",
-                    run.device.osLocator().utf8() +
-                        " could be opened, and stopped taking commands while it was tested",
-                    host.lossOfAccess(), console);
+        run.reporters.runError({nullptr,
+                                "driveLost",
+                                run.device.osLocator().utf8() +
+                                    " could be opened, and stopped taking commands while it was tested",
+                                host.lossOfAccess(),
+                                {},
+                                {}});
     else if (result == TestResult::BADPARAMS)
         describeParameters(run.test->descriptor, host.refusedValues(), console);
-    else if (result == TestResult::INCORRECTMEDIA && isOptical(*run.test))
-        console.line(
-            run.writes
-                ? "         it records on media that are neither closed nor write-protected, of kinds "
-                  "that it can write"
-                : "         it reads data from media of the kinds in MMCsupportedProfiles with at least "
-                  "MinDataCapacity sectors");
+    else if (result == TestResult::INCORRECTMEDIA && run.test->entry->traits.mediaText != nullptr)
+        console.line("         " + describeText(run.test->entry->traits.mediaText));
 }
 
 /// The exit status, worse than `status` when the record has a hole.
-int closeRecord(const RunRecord& record, int status, Console& console) {
-    if (!record.ok()) {
-        complain(
-            "the record " + record.path() + " is incomplete: " +
-            (record.wasGivenUp() ? "nobody took what was left of it" : "it could not be written to the end"));
-        return record.wasGivenUp() || status == kExitNotRestored ? status : kExitInternalError;
+int closeOutputs(const PreparedRun& run, int status, Console& console) {
+    for (std::size_t i = 0; i < run.outputs.size(); ++i) {
+        const OutputFormat& format = *run.outputs[i].format;
+        const bool isRecord = format.option == kRecordOption;
+        const ReportState state = run.reporters.all()[i]->state();
+        if (!state.isComplete) {
+            complain(std::string(format.what) + " " + state.path + " is incomplete: " +
+                     (state.wasGivenUp ? "nobody took what was left of it"
+                                       : "it could not be written to the end"));
+            if (isRecord && !state.wasGivenUp && status != kExitNotRestored)
+                status = kExitInternalError;
+        } else if (isRecord && state.path != "-") {
+            console.line("  record    " + state.path);
+        }
     }
-    if (record.path() != "-")
-        console.line("  record    " + record.path());
     return status;
 }
 
 /// Where all bad sectors are listed.
 std::string listOf(const RunOptions& options, const PreparedRun& run) {
-    if (!options.badListFile.empty())
-        return options.badListFile;
-    return run.record != nullptr ? "the record" : "";
+    const std::string list = options.outputOf(kBadListOption);
+    const bool hasRecord = std::any_of(run.outputs.begin(), run.outputs.end(), [](const NamedOutput& output) {
+        return output.format->option == kRecordOption;
+    });
+    return !list.empty() ? list : hasRecord ? "the record" : "";
 }
 
 }  // namespace
 
 int endRun(const RunOptions& options, PreparedRun& run, const TestResult& result, const RunHost& host,
            Console& console) {
-    const bool isDataMissing = !settleJournal(run, host, console);
+    const bool isDataMissing = !settleJournal(run, console);
     setAtStake(AtStake::nothing);
     explain(run, result, host, console);
     TestResult judged = judgeSlowness(options, result, host, console);
     if (isDataMissing)
         judged.merge(TestResult::FAIL);
-    const DriveStatistics* const statistics = host.statistics();
-    if (run.record != nullptr)
-        run.record->end(judged, host.counts(), statistics);
-    writeBadList(run, options.badListFile, statistics != nullptr ? &statistics->badSectors() : nullptr);
-    printSummary(console, *run.test, run.device, {judged, isDataMissing, listOf(options, run)}, host);
-    const int status = isDataMissing ? kExitNotRestored : exitStatusOf(judged);
-    return run.record != nullptr ? closeRecord(*run.record, status, console) : status;
+    run.reporters.end({judged, host.counts(), host.statistics(), isDataMissing, listOf(options, run)});
+    return closeOutputs(run, isDataMissing ? kExitNotRestored : exitStatusOf(judged), console);
 }
 
 }  // namespace drivetest

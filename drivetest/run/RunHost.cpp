@@ -9,16 +9,13 @@ namespace drivetest {
 
 namespace {
 
-/// A drive with a million bad sectors must not bury everything else on the screen.
-constexpr std::uint64_t kShownPerKey = 20;
-
 /// The variable by which a test names the parameters whose values it refuses: "NAME:VALUE, NAME:VALUE".
 constexpr const char* kRefusedValues = "params";
 
 }  // namespace
 
-RunHost::RunHost(Console& console, RunRecord* record, OutputQueue* log, bool prompts)
-    : m_console(console), m_record(record), m_log(log), m_prompts(prompts) {}
+RunHost::RunHost(Console& console, RunReporter& reporter, bool prompts)
+    : m_console(console), m_reporter(reporter), m_prompts(prompts) {}
 
 ProgressSnapshot RunHost::snapshot() {
     const std::lock_guard lock(m_mutex);
@@ -36,17 +33,10 @@ void RunHost::giveUpAttempts() {
         m_drive->setRetryCount(0);
 }
 
-void RunHost::show(const quix5::Event& event, const char* type) {
+void RunHost::noteRefusedValues(const quix5::Event& event) {
     for (const auto& [name, value] : event.variables())
         if (name == kRefusedValues)
             m_refusedValues = value.valueString().zelString();
-    m_lastMessage = event.localizedMessage();
-    const std::uint64_t shown = ++m_shown[event.key()];
-    // A range that took no time to measure.
-    if (shown <= kShownPerKey)
-        m_console.line(type + m_lastMessage.replace("inf MB/s", "too short to measure").utf8());
-    if (shown == kShownPerKey)
-        m_console.line("        (more of this kind are counted and kept in the record only)");
 }
 
 void RunHost::registerLibrary(const zel::String& /*name*/) {}
@@ -56,29 +46,20 @@ bool RunHost::sendEvent(const quix5::Event& event, quix5::EventType type, quix5:
         ++m_errors;
     else if (type == quix5::EventType::WARNING)
         ++m_warnings;
-    show(event, type == quix5::EventType::ERR       ? "error:   "
-                : type == quix5::EventType::WARNING ? "warning: "
-                                                    : "info:    ");
-    if (type == quix5::EventType::ERR || type == quix5::EventType::WARNING)
-        showCause();
-    if (m_record != nullptr)
-        m_record->addEvent(event, type, causeOf(type), where);
+    noteRefusedValues(event);
+    m_reporter.event({event, type, causeOf(type), lossOfDrive(type), where});
     return true;
 }
 
 void RunHost::error(const quix5::Event& event, quix5::SourceLocation where) {
-    show(event, "error:   ");
-    showCause();
-    if (m_record != nullptr)
-        m_record->addRunError(event, causeOf(quix5::EventType::ERR), where);
+    constexpr auto kType = quix5::EventType::ERR;
+    noteRefusedValues(event);
+    m_reporter.runError({&event, event.key().utf8(), event.localizedMessage().utf8(), causeOf(kType),
+                         lossOfDrive(kType), where});
 }
 
 void RunHost::warning(const quix5::Event& event, quix5::SourceLocation where) {
-    ++m_warnings;
-    show(event, "warning: ");
-    showCause();
-    if (m_record != nullptr)
-        m_record->addEvent(event, quix5::EventType::WARNING, causeOf(quix5::EventType::WARNING), where);
+    sendEvent(event, quix5::EventType::WARNING, where);
 }
 
 void RunHost::progress(const quix5::LocalizedString& text) {
@@ -160,11 +141,14 @@ void RunHost::putBackLeftovers() {
         std::string difference;
         return m_held == nullptr || m_held->isUnchanged(difference);
     };
+    const bool wasOwed = !m_journal->unrestored().empty();
     const libDrive2::RestoreOutcome outcome = m_drive->restoreProtected(isSameDrive);
     m_journal->narrowUnrestored(outcome.left);
     if (outcome.putBack > 0)
         m_console.line("         put back " + countText(outcome.putBack, "sector") +
                        " that the test had left overwritten");
+    else if (wasOwed && outcome.left.empty())
+        m_console.line("         all sectors were compared: the drive holds all its data");
     if (!outcome.left.empty())
         m_console.line("         not everything could be put back: " + outcome.reason.utf8());
 }
@@ -175,29 +159,22 @@ std::string RunHost::causeOf(quix5::EventType type) const {
                                                                        : std::string();
 }
 
-/// The test's words for a drive that takes no more transfers are the same for all causes.
-void RunHost::showCause() {
+/// Why the drive takes no more transfers; empty when it does. A journal that fails is told at the end.
+std::string RunHost::lossOfDrive(quix5::EventType type) {
     using enum libDrive2::_LIBDRIVE2_ERROR_TYPES;
-    const auto error = m_drive != nullptr ? m_drive->lastError : LIBDRIVE2_NO_ERROR;
+    const auto error =
+        m_drive != nullptr && type != quix5::EventType::INFORMATIVE ? m_drive->lastError : LIBDRIVE2_NO_ERROR;
     if (error == LIBDRIVE2_NO_ACCESS)
         m_lossOfAccess = m_drive->getLastErrorStr().utf8();
     const bool isOfDrive = error == LIBDRIVE2_NO_ACCESS || error == LIBDRIVE2_BUSY ||
                            error == LIBDRIVE2_WRITE_PROTECTED_MEDIUM ||
                            error == LIBDRIVE2_WRITE_PROTECTED_DEVICE;
-    // A journal that fails is told at the end.
     const bool isOfJournal = m_journal != nullptr && !m_journal->failure().empty();
-    if (!isOfDrive || isOfJournal || m_isCauseShown)
-        return;
-    m_isCauseShown = true;
-    m_console.line("         " + m_drive->getLastErrorStr().utf8());
+    return isOfDrive && !isOfJournal ? m_drive->getLastErrorStr().utf8() : std::string();
 }
 
 void RunHost::write(const zel::String& logger, int priority, const zel::String& text) {
-    if (m_log != nullptr)
-        m_log->add(printable(std::to_string(priority) + " " + logger.utf8() + ": " + text.utf8()) + "\n");
-    // The record keeps what went wrong beside the events; the log file everything that was asked for.
-    if (m_record != nullptr && priority >= 3 && text != m_lastMessage)
-        m_record->addLog(logger, priority, text);
+    m_reporter.log(logger, priority, text);
 }
 
 }  // namespace drivetest

@@ -3,17 +3,14 @@
 #include <atomic>
 #include <chrono>
 #include <functional>
-#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
 
-#include "drivetest/record/RunRecord.h"
-#include "drivetest/run/OutputQueue.h"
+#include "drivetest/report/RunReporter.h"
 #include "drivetest/safety/HeldDrive.h"
 #include "drivetest/safety/UseWatch.h"
 #include "drivetest/safety/WatchedJournal.h"
-#include "drivetest/statistics/DriveStatistics.h"
 #include "drivetest/terminal/Console.h"
 #include "drivetest/terminal/ProgressDisplay.h"
 #include "quix5/Host.h"
@@ -21,12 +18,11 @@
 
 namespace drivetest {
 
-/// The host of a run of the program: shows what the test tells on the console, keeps it in the record, and
-/// watches the drive.
+/// The host of a run of the program: hands on what the test tells to who reports it, and watches the drive.
 class RunHost : public quix5::Host, public zel::LogSink {
 public:
-    /// `record` and `log` may be null; all must outlive the host.
-    RunHost(Console& console, RunRecord* record, OutputQueue* log, bool prompts);
+    /// Both must outlive the host. The console is for what the program itself has to say, and asks.
+    RunHost(Console& console, RunReporter& reporter, bool prompts);
     /// What to attach to the drive; null for none. It must outlive the run.
     void setJournal(WatchedJournal* journal) { m_journal = journal; }
     /// The drive in hand, which the drive of the run must be; null when none is. It must outlive the run.
@@ -50,8 +46,6 @@ public:
 
     /// For the display's thread.
     [[nodiscard]] ProgressSnapshot snapshot();
-    /// Whether an event of this key was shown.
-    [[nodiscard]] bool hasShown(const char* key) const { return m_shown.contains(key); }
     [[nodiscard]] EventCounts counts() const { return {m_errors, m_warnings}; }
     /// Null until a drive was obtained.
     [[nodiscard]] const DriveStatistics* statistics() const { return m_statistics.get(); }
@@ -73,24 +67,20 @@ public:
 private:
     void lookForUsers();
     bool isHeldDrive(libDrive2::Drive& drive);
-    void show(const quix5::Event& event, const char* type);
-    void showCause();
+    void noteRefusedValues(const quix5::Event& event);
     [[nodiscard]] std::string causeOf(quix5::EventType type) const;
+    std::string lossOfDrive(quix5::EventType type);
     void putBackLeftovers();
 
     Console& m_console;
-    RunRecord* m_record;
-    OutputQueue* m_log;
+    RunReporter& m_reporter;
     bool m_prompts;
     WatchedJournal* m_journal = nullptr;
     const HeldDrive* m_held = nullptr;
     UseWatch* m_watch = nullptr;
     std::optional<std::chrono::milliseconds> m_slowLimit;
     bool m_isDisturbed = false;
-    bool m_isCauseShown = false;
     libDrive2::Drive* m_drive = nullptr;
-    std::map<zel::String, std::uint64_t> m_shown;  ///< by event key
-    zel::String m_lastMessage;                     ///< of the last event
     zel::String m_refusedValues;
     std::string m_lossOfAccess;
     std::mutex m_mutex;  ///< guards m_activity, m_statistics and m_drive against the other threads

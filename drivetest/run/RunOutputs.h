@@ -4,18 +4,14 @@
 
 #include "drivetest/commands/RunOptions.h"
 #include "drivetest/run/PreparedRun.h"
-#include "drivetest/statistics/BadSectors.h"
 #include "drivetest/terminal/Console.h"
 
 namespace drivetest {
 
 /// Opens the files that the user named. False after a sentence in `error`.
 bool openOutputs(const RunOptions& options, PreparedRun& run, std::string& error);
-/// Nothing refuses the run any more: what the files held is gone from here on. A record that nobody named a
-/// file for goes to the folder for records.
+/// Nothing refuses the run any more: what the files held is gone from here on, and the reporters are made. A
+/// record that nobody named a file for goes to the folder for records.
 void startOutputs(const RunOptions& options, PreparedRun& run, Console& console);
-
-/// `bad` is null for a run that had no drive.
-void writeBadList(PreparedRun& run, const std::string& path, const BadSectors* bad);
 
 }  // namespace drivetest

@@ -7,6 +7,7 @@
 #include "drivetest/devices/AccessOrder.h"
 #include "drivetest/devices/Drives.h"
 #include "drivetest/terminal/Terminal.h"
+#include "drivetest/terminal/Texts.h"
 #include "quix5/Library.h"
 #include "quix5/ParameterText.h"
 #include "zel/Resource.h"
@@ -25,10 +26,6 @@ bool splitAssignment(const std::string& text, zel::String& name, zel::String& va
     name = text.substr(0, equals);
     value = text.substr(equals + 1);
     return true;
-}
-
-std::string inQuotes(const zel::String& text) {
-    return "\"" + text.utf8() + "\"";
 }
 
 std::string parameterNames(const quix5::Test& test) {
@@ -50,7 +47,7 @@ const quix5::OfferedTest* findTest(const quix5::Module& module, const std::strin
     const quix5::OfferedTest* const test = module.find(name);
     if (test != nullptr)
         return test;
-    error = "there is no test " + inQuotes(name) + "; there are:";
+    error = "there is no test " + quoted(name) + "; there are:";
     for (const quix5::OfferedTest& offered : module.tests())
         error += " " + offered.descriptor.name().utf8();
     return nullptr;
@@ -62,18 +59,18 @@ bool applyParameters(const quix5::Test& test, const std::vector<std::string>& as
         zel::String name;
         zel::String text;
         if (!splitAssignment(assignment, name, text)) {
-            error = inQuotes(assignment) + " is no parameter: write NAME=VALUE";
+            error = quoted(assignment) + " is no parameter: write NAME=VALUE";
             return false;
         }
         quix5::Parameter* const parameter = quix5::findParameter(test, name);
         if (parameter == nullptr) {
-            error = test.name().utf8() + " has no parameter " + inQuotes(name) +
+            error = test.name().utf8() + " has no parameter " + quoted(name.utf8()) +
                     "; it has: " + parameterNames(test);
             return false;
         }
         const auto value = quix5::parseValue(*parameter, text);
         if (!value) {
-            error = inQuotes(text) + " is no value for " + name.utf8() + ": give " +
+            error = quoted(text.utf8()) + " is no value for " + name.utf8() + ": give " +
                     quix5::describeValues(*parameter).utf8();
             return false;
         }
@@ -90,7 +87,7 @@ bool makeDevice(const std::string& locator, const std::vector<std::string>& prop
         zel::String name;
         zel::String value;
         if (!splitAssignment(assignment, name, value)) {
-            error = inQuotes(assignment) + " is no device property: write NAME=VALUE";
+            error = quoted(assignment) + " is no device property: write NAME=VALUE";
             return false;
         }
         if (isIdentityProperty(name.utf8())) {
@@ -99,7 +96,7 @@ bool makeDevice(const std::string& locator, const std::vector<std::string>& prop
             return false;
         }
         if (name == kAccessOrderProperty && !isAccessOrder(value.utf8())) {
-            error = inQuotes(value) + " is no access order: give " + kAccessOrderForms;
+            error = quoted(value.utf8()) + " is no access order: give " + kAccessOrderForms;
             std::replace(error.begin(), error.end(), '\n', ' ');
             return false;
         }

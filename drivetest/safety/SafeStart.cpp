@@ -14,16 +14,13 @@ namespace {
 
 using quix5::DiagDevice;
 
-constexpr const char* kPreserveData = "PreserveData";
-
-/// The value of a parameter of yes or no; `fallback` when the test has none of that name or it is not set.
-bool flagOf(const quix5::Test& test, const char* name, bool fallback) {
-    const quix5::Parameter* const parameter = quix5::findParameter(test, name);
-    return parameter != nullptr && parameter->isset() ? parameter->value().valueBool() : fallback;
-}
-
-std::string quoted(const std::string& text) {
-    return "\"" + text + "\"";
+/// The value of a parameter of yes or no, given or by default; false without one.
+bool flagOf(const quix5::Test& test, const char* name) {
+    const quix5::Parameter* const parameter = name != nullptr ? quix5::findParameter(test, name) : nullptr;
+    if (parameter == nullptr)
+        return false;
+    const auto value = parameter->isset() ? parameter->value() : parameter->defaultValue();
+    return value && value->valueBool();
 }
 
 bool hasSerial(const DiagDevice& device) {
@@ -45,7 +42,7 @@ void showDrive(const ConfirmationRequest& request, Console& console) {
         addToIdentity("serial number " + textProperty(device, quix5::kPropertySerial));
     if (const std::uint64_t bytes = numberProperty(device, quix5::kPropertyBytes); bytes != 0)
         addToIdentity(sizeText(bytes));
-    console.line(request.test.name().utf8() + " writes to " + path +
+    console.line(request.test.descriptor.name().utf8() + " writes to " + path +
                  (identity.empty() ? "" : ": " + identity));
     if (request.held.isHeld())
         tellOfRest(device, request.held.lease(), console);
@@ -56,10 +53,11 @@ void showDrive(const ConfirmationRequest& request, Console& console) {
     for (const libDrive2::VolumeContent& content : contents)
         console.line("  it holds " + content.what.utf8() +
                      (content.bytes != 0 ? ", " + sizeText(content.bytes) : ""));
-    if (quix5::findParameter(request.test, kPreserveData) == nullptr)
+    const char* const preserves = request.test.entry->traits.preservesIf;
+    if (preserves == nullptr)
         console.line("  the test records on the medium: WHAT IT HOLDS WILL BE LOST");
     else if (!preservesData(request.test))
-        console.line("  PreserveData is off: WHAT IT HOLDS WILL BE LOST");
+        console.line(std::string("  ") + preserves + " is off: WHAT IT HOLDS WILL BE LOST");
 }
 
 ExitStatus refuse(const std::string& sentence, ExitStatus status) {
@@ -82,12 +80,12 @@ std::string confirmationOf(const DiagDevice& device) {
     return serial.empty() ? device.osLocator().utf8() : serial;
 }
 
-bool writesToDrive(const quix5::Test& test) {
-    return test.isDestructive() && !flagOf(test, "VerifyOnly", false);
+bool writesToDrive(const quix5::OfferedTest& test) {
+    return test.descriptor.isDestructive() && !flagOf(test.descriptor, test.entry->traits.writesUnless);
 }
 
-bool preservesData(const quix5::Test& test) {
-    return quix5::findParameter(test, kPreserveData) != nullptr && flagOf(test, kPreserveData, true);
+bool preservesData(const quix5::OfferedTest& test) {
+    return flagOf(test.descriptor, test.entry->traits.preservesIf);
 }
 
 std::optional<Obstacle> findObstacle(const DiagDevice& device, const HeldDrive& held, bool allowUnexamined) {
@@ -142,8 +140,9 @@ ExitStatus confirmWriting(const ConfirmationRequest& request, Console& console) 
     if (request.obstacle)
         return refuse(request.obstacle->reason + "; " + request.obstacle->advice, request.obstacle->status);
     if (!request.mayAsk)
-        return refuse(request.test.name().utf8() + " writes to the drive: confirm that with --confirm " +
-                          quoted(expected) + "; nothing was written",
+        return refuse(request.test.descriptor.name().utf8() +
+                          " writes to the drive: confirm that with --confirm " + quoted(expected) +
+                          "; nothing was written",
                       kExitUsage);
     console.line("Type " + whatToType(request.device) +
                  ", to go on; anything else leaves the drive as it is:");

@@ -7,7 +7,7 @@
 #include "drivetest/safety/HeldDrive.h"
 #include "drivetest/terminal/Console.h"
 #include "quix5/DiagDevice.h"
-#include "quix5/Test.h"
+#include "quix5/Module.h"
 
 namespace drivetest {
 
@@ -15,10 +15,10 @@ namespace drivetest {
 std::string confirmationOf(const quix5::DiagDevice& device);
 
 /// Whether the test, with the parameters that are set, writes to the drive.
-bool writesToDrive(const quix5::Test& test);
+bool writesToDrive(const quix5::OfferedTest& test);
 
 /// Whether the test, with the parameters that are set, puts back what it overwrites.
-bool preservesData(const quix5::Test& test);
+bool preservesData(const quix5::OfferedTest& test);
 
 /// Why a drive must not be written to, and what to do about it.
 struct Obstacle {
@@ -34,7 +34,7 @@ std::optional<Obstacle> findObstacle(const quix5::DiagDevice& device, const Held
 
 /// How a test that writes is to be confirmed.
 struct ConfirmationRequest {
-    const quix5::Test& test;
+    const quix5::OfferedTest& test;
     const quix5::DiagDevice& device;
     const HeldDrive& held;
     const std::optional<Obstacle>& obstacle;

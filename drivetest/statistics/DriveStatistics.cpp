@@ -4,17 +4,11 @@ namespace drivetest {
 
 using libDrive2::DriveOperation;
 
-namespace {
-
-constexpr double kMegabyte = 1048576;
-
-}  // namespace
-
 std::optional<double> TransferTotals::megabytesPerSecond() const {
     const double seconds = std::chrono::duration<double>(elapsed).count();
     if (bytes == 0 || seconds <= 0)
         return std::nullopt;
-    return static_cast<double>(bytes) / kMegabyte / seconds;
+    return static_cast<double>(bytes) / kBytesPerMegabyte / seconds;
 }
 
 DriveStatistics::DriveStatistics(std::uint64_t sectors, std::uint32_t sectorBytes)

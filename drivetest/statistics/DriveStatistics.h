@@ -14,6 +14,9 @@
 
 namespace drivetest {
 
+/// Of rates.
+inline constexpr double kBytesPerMegabyte = 1048576;
+
 /// What one direction of transfers moved.
 struct TransferTotals {
     std::uint64_t bytes = 0;

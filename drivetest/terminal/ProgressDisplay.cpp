@@ -1,5 +1,6 @@
 #include "drivetest/terminal/ProgressDisplay.h"
 
+#include "drivetest/statistics/DriveStatistics.h"
 #include "drivetest/terminal/Texts.h"
 #include "zel/Format.h"
 
@@ -9,7 +10,6 @@ namespace {
 
 constexpr std::chrono::milliseconds kLiveInterval{200};
 constexpr std::chrono::seconds kPlainInterval{10};
-constexpr double kMegabyte = 1048576;
 
 }  // namespace
 
@@ -18,7 +18,8 @@ std::string progressText(const std::string& title, const ProgressSnapshot& now,
     const double seconds = std::chrono::duration<double>(elapsed).count();
     std::string text = title + "  " + std::to_string(now.percent) + " %";
     if (seconds > 0)
-        text += zel::format("  %.1f MB/s", static_cast<double>(now.bytes) / kMegabyte / seconds).utf8();
+        text +=
+            zel::format("  %.1f MB/s", static_cast<double>(now.bytes) / kBytesPerMegabyte / seconds).utf8();
     text += "  " + durationText(elapsed);
     if (now.percent > 0 && now.percent < 100)
         text += ", " + durationText(elapsed / now.percent * (100 - now.percent)) + " left";

@@ -96,6 +96,10 @@ std::string sizeText(std::uint64_t bytes) {
     return zel::format("%.1f %s", value, units[unit]).utf8();
 }
 
+std::string quoted(const std::string& text) {
+    return "\"" + text + "\"";
+}
+
 std::string sectorsText(std::uint64_t lba, std::uint64_t count) {
     if (count == 1)
         return "sector " + std::to_string(lba);

@@ -11,6 +11,8 @@ namespace drivetest {
 std::string durationText(std::chrono::nanoseconds duration);
 /// "931.5 GiB"
 std::string sizeText(std::uint64_t bytes);
+/// "\"text\""
+std::string quoted(const std::string& text);
 /// "sectors 7 through 9", "sector 7"
 std::string sectorsText(std::uint64_t lba, std::uint64_t count);
 /// "3 errors", "1 error"

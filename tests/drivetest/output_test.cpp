@@ -76,7 +76,8 @@ TEST(OutputQueue, AHostWaitsForRoomOnlyWhereItMay) {
     OutputQueue log(pipe.writer());
     const std::unique_ptr<std::FILE, int (*)(std::FILE*)> sink(std::tmpfile(), &std::fclose);
     Console console(sink.get());
-    RunHost host(console, nullptr, &log, false);
+    RunReporter nobody;
+    RunHost host(console, nobody, false);
     WatchedJournal journal(nullptr);
     host.setJournal(&journal);
     const std::string chunk(512, 'c');

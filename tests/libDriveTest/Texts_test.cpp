@@ -35,7 +35,7 @@ Words placeholders(const std::string& text) {
 Words textKeys() {
     Words keys;
     for (const auto& entry : std::filesystem::recursive_directory_iterator(MODULE_SOURCES))
-        if (entry.path().extension() == ".cpp") {
+        if (entry.path().extension() == ".cpp" || entry.path().extension() == ".h") {
             std::ostringstream source;
             source << std::ifstream(entry.path()).rdbuf();
             keys.merge(findAll(source.str(), "SharedEvent ", "{\"", '"'));
@@ -59,6 +59,8 @@ TEST_F(Texts, ExistInEveryLanguageWithTheSamePlaceholders) {
         quix5::Test offered(entry.name);
         entry.init(offered);
         keys.insert("Test." + offered.name().utf8());
+        if (entry.traits.mediaText != nullptr)
+            keys.insert(entry.traits.mediaText);
         for (const quix5::Parameter* parameter : offered.parameters())
             keys.insert("Parameter." + parameter->name().utf8());
     }

@@ -2,6 +2,7 @@
 
 #include "../../Events.h"
 #include "../../Parameters.h"
+#include "../../RangeSetup.h"
 
 namespace libDriveTest {
 

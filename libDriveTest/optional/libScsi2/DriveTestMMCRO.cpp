@@ -5,10 +5,7 @@
 #include "../../Parameters.h"
 #include "../../RangeString.h"
 #include "MediumSearch.h"
-#include "libDrive2/BDDrive.h"
-#include "libDrive2/CDDrive.h"
-#include "libDrive2/DVDDrive.h"
-#include "libDrive2/DVDRAMDrive.h"
+#include "libDrive2/OpticalReadDrives.h"
 
 namespace libDriveTest {
 

@@ -6,13 +6,7 @@
 #include "../../Events.h"
 #include "../../Parameters.h"
 #include "MediumSearch.h"
-#include "libDrive2/BDREDrive.h"
-#include "libDrive2/CDRROWDrive.h"
-#include "libDrive2/CDRecordableDrive.h"
-#include "libDrive2/DVDMRDLLJDrive.h"
-#include "libDrive2/DVDMinusDrive.h"
-#include "libDrive2/DVDPlusDrive.h"
-#include "libDrive2/DVDRAMRWDrive.h"
+#include "libDrive2/RecordableDrives.h"
 
 namespace libDriveTest {
 

@@ -5,6 +5,7 @@
 #include "../../DriveTestLogger.h"
 #include "../../Events.h"
 #include "../../Parameters.h"
+#include "../../RangeSetup.h"
 
 namespace libDriveTest {
 
@@ -36,7 +37,7 @@ void OpticalReadTest::addCommon(Test& test) {
 TestResult OpticalReadTest::setUpMedium(RangePlan& range) {
     if (const TestResult found = setUpDrive(range); found != TestResult::PASS)
         return found;
-    return parseRange(m_logger, {parameters::startRange, parameters::endRange}, range);
+    return RangeSetup(m_logger).parse({parameters::startRange, parameters::endRange}, range);
 }
 
 TestResult OpticalReadTest::checkStretch(const RangePlan& range) {

@@ -4,6 +4,7 @@
 
 #include "../../Events.h"
 #include "../../Parameters.h"
+#include "../../RangeSetup.h"
 #include "BigEndian.h"
 #include "zel/Clock.h"
 

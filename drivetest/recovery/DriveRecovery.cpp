@@ -1,4 +1,4 @@
-#include "drivetest/recovery/JournalRecovery.h"
+#include "drivetest/recovery/DriveRecovery.h"
 
 #include <algorithm>
 #include <ctime>
@@ -54,12 +54,12 @@ const char* verbOf(SectorFinding finding, bool dryRun) {
 
 }  // namespace
 
-ExitStatus JournalRecovery::fail(const std::string& sentence, ExitStatus status) {
+ExitStatus DriveRecovery::fail(const std::string& sentence, ExitStatus status) {
     complain(sentence);
     return status;
 }
 
-ExitStatus JournalRecovery::begin() {
+ExitStatus DriveRecovery::begin() {
     std::string problem;
     zel::String reason;
     switch (stateOfJournal(m_path, m_register.knows(m_path), &m_journal, problem)) {
@@ -83,7 +83,7 @@ ExitStatus JournalRecovery::begin() {
     return kExitPass;
 }
 
-ExitStatus JournalRecovery::run() {
+ExitStatus DriveRecovery::run() {
     zel::String reason;
     m_file = JournalFolder::open(m_path, reason);
     if (m_file == nullptr)
@@ -95,7 +95,7 @@ ExitStatus JournalRecovery::run() {
     return drive ? recoverOn(*drive) : fail(problem, m_isBusy ? kExitBusy : kExitNotRestored);
 }
 
-ExitStatus JournalRecovery::discard() {
+ExitStatus DriveRecovery::discard() {
     std::string problem;
     if (m_options.dryRun) {
         m_console.line(m_path + ": its run left nothing to put back");
@@ -107,7 +107,7 @@ ExitStatus JournalRecovery::discard() {
     return kExitPass;
 }
 
-void JournalRecovery::showHeader() const {
+void DriveRecovery::showHeader() const {
     const auto& header = m_journal.header;
     m_console.line(m_path);
     m_console.line("  of " + header.drive.describe().utf8() + ", begun " +
@@ -123,7 +123,7 @@ void JournalRecovery::showHeader() const {
 }
 
 /// Takes the drive, and looks only then whether it is the one: what its path leads to can change.
-std::optional<FoundDrive> JournalRecovery::take(const std::string& locator, std::string& problem) {
+std::optional<FoundDrive> DriveRecovery::take(const std::string& locator, std::string& problem) {
     FoundDrive found;
     if (!findDrive(locator, found.device, problem))
         return std::nullopt;
@@ -141,13 +141,13 @@ std::optional<FoundDrive> JournalRecovery::take(const std::string& locator, std:
 }
 
 /// Of what is not named, only what is proven to be the drive is taken at all.
-bool JournalRecovery::isItsDrive(const std::string& locator) const {
+bool DriveRecovery::isItsDrive(const std::string& locator) const {
     libDrive2::DeviceStatus failure;
     const auto looked = libDrive2::DeviceLease::take(locator, libDrive2::LeasePurpose::look, failure);
     return looked != nullptr && libDrive2::isSameDrive(looked->identity(), m_journal.header.drive);
 }
 
-std::optional<FoundDrive> JournalRecovery::findItsDrive(std::string& problem) {
+std::optional<FoundDrive> DriveRecovery::findItsDrive(std::string& problem) {
     const libDrive2::JournalHeader& header = m_journal.header;
     if (!m_options.device.empty())
         return take(m_options.device, problem);
@@ -164,7 +164,7 @@ std::optional<FoundDrive> JournalRecovery::findItsDrive(std::string& problem) {
     return std::nullopt;
 }
 
-ExitStatus JournalRecovery::recoverOn(FoundDrive& found) {
+ExitStatus DriveRecovery::recoverOn(FoundDrive& found) {
     zel::String reason;
     const auto drive = found.lease->openBlock(!m_options.dryRun, reason);
     if (!drive)
@@ -188,7 +188,7 @@ ExitStatus JournalRecovery::recoverOn(FoundDrive& found) {
     return settle(report, found.device.osLocator().utf8());
 }
 
-void JournalRecovery::showFindings(const libDrive2::RecoveryReport& report) const {
+void DriveRecovery::showFindings(const libDrive2::RecoveryReport& report) const {
     for (std::size_t i = 0; i < std::min(report.ranges.size(), kShownRanges); ++i) {
         const libDrive2::FoundRange& range = report.ranges[i];
         std::string text =
@@ -207,7 +207,7 @@ void JournalRecovery::showFindings(const libDrive2::RecoveryReport& report) cons
 }
 
 /// Why the journal stays, and what the person can do.
-void JournalRecovery::showKept(const libDrive2::RecoveryReport& report, const std::string& path) const {
+void DriveRecovery::showKept(const libDrive2::RecoveryReport& report, const std::string& path) const {
     const std::string byForce = " --force: what is overwritten is exported first";
     std::string advice = "\"drivetest recover\" can be tried again";
     if (report.isOtherDrive)
@@ -232,7 +232,7 @@ void JournalRecovery::showKept(const libDrive2::RecoveryReport& report, const st
     complain("the journal " + m_path + " is kept: " + advice);
 }
 
-ExitStatus JournalRecovery::settle(const libDrive2::RecoveryReport& report, const std::string& path) {
+ExitStatus DriveRecovery::settle(const libDrive2::RecoveryReport& report, const std::string& path) {
     if (!report.problem.isEmpty())
         complain(path + ": " + report.problem.utf8());
     if (m_options.dryRun)

@@ -1,4 +1,4 @@
-#include "drivetest/run/Summary.h"
+#include "drivetest/report/ConsoleReporter.h"
 
 #include "drivetest/report/BadList.h"
 #include "drivetest/terminal/Texts.h"
@@ -6,9 +6,13 @@
 
 namespace drivetest {
 
+using quix5::EventType;
 using quix5::TestResult;
 
 namespace {
+
+/// A drive with a million bad sectors must not bury everything else on the screen.
+constexpr std::uint64_t kShownPerKey = 20;
 
 /// Further lines under a label.
 constexpr const char* kIndent = "            ";
@@ -24,21 +28,21 @@ bool hasOutliers(const DriveStatistics& statistics) {
     return false;
 }
 
-const char* meaningOfPass(const RunHost& host) {
-    if (host.counts().warnings > 0)
+const char* meaningOfPass(const RunSummary& summary) {
+    if (summary.counts.warnings > 0)
         return "no error was found; see the warnings";
-    if (host.statistics() != nullptr && hasOutliers(*host.statistics()))
+    if (summary.statistics != nullptr && hasOutliers(*summary.statistics))
         return "no error was found, but some transfers were far slower than the others";
     return "no problem was found";
 }
 
 /// The result in words.
-const char* meaningOf(const SummaryFacts& facts, const RunHost& host) {
-    if (facts.isDataMissing)
+const char* meaningOf(const RunSummary& summary) {
+    if (summary.isDataMissing)
         return "not all data was put back";
-    switch (facts.result.code()) {
+    switch (summary.result.code()) {
         case TestResult::PASS:
-            return meaningOfPass(host);
+            return meaningOfPass(summary);
         case TestResult::WARN:
             return "no error, but something needs attention";
         case TestResult::NOTSUPPORTED:
@@ -113,22 +117,54 @@ void printSlowTransfers(Console& console, const SlowTransfers& slow) {
 
 }  // namespace
 
-void printSummary(Console& console, const quix5::OfferedTest& test, const quix5::DiagDevice& device,
-                  const SummaryFacts& facts, const RunHost& host) {
-    const TestResult& result = facts.result;
-    // Bad parameters were named in one sentence; there is nothing to sum up.
-    if (result == TestResult::BADPARAMS)
+void ConsoleReporter::begin(const RunStart& start) {
+    m_title = start.test.name().utf8() + " on " + start.device.osLocator().utf8();
+}
+
+void ConsoleReporter::show(const quix5::Event& event, const char* type) {
+    const std::uint64_t shown = ++m_shown[event.key()];
+    // A range that took no time to measure.
+    if (shown <= kShownPerKey)
+        m_console.line(type + event.localizedMessage().replace("inf MB/s", "too short to measure").utf8());
+    if (shown == kShownPerKey)
+        m_console.line("        (more of this kind are counted and kept in the record only)");
+}
+
+/// The test's words for a drive that takes no more transfers are the same for all causes.
+void ConsoleReporter::showLoss(const std::string& lossOfDrive) {
+    if (lossOfDrive.empty() || m_isLossShown)
         return;
-    console.line(test.descriptor.name().utf8() + " on " + device.osLocator().utf8() + ": " + result.name() +
-                 " - " + meaningOf(facts, host));
-    if (const DriveStatistics* const statistics = host.statistics()) {
-        printTotals(console, *statistics);
-        printBadSectors(console, statistics->badSectors(), facts.allBadSectors);
-        printSlowTransfers(console, statistics->slowTransfers());
+    m_isLossShown = true;
+    m_console.line("         " + lossOfDrive);
+}
+
+void ConsoleReporter::event(const RunEvent& event) {
+    show(event.event, event.type == EventType::ERR       ? "error:   "
+                      : event.type == EventType::WARNING ? "warning: "
+                                                         : "info:    ");
+    showLoss(event.lossOfDrive);
+}
+
+void ConsoleReporter::runError(const RunError& error) {
+    if (error.event != nullptr)
+        show(*error.event, "error:   ");
+    else
+        m_console.line("         " + error.message);
+    showLoss(error.lossOfDrive);
+}
+
+void ConsoleReporter::end(const RunSummary& summary) {
+    // Bad parameters were named in one sentence; there is nothing to sum up.
+    if (summary.result == TestResult::BADPARAMS)
+        return;
+    m_console.line(m_title + ": " + summary.result.name() + " - " + meaningOf(summary));
+    if (summary.statistics != nullptr) {
+        printTotals(m_console, *summary.statistics);
+        printBadSectors(m_console, summary.statistics->badSectors(), summary.allBadSectors);
+        printSlowTransfers(m_console, summary.statistics->slowTransfers());
     }
-    const EventCounts counts = host.counts();
-    console.line("  reported  " + countText(counts.errors, "error") + ", " +
-                 countText(counts.warnings, "warning"));
+    m_console.line("  reported  " + countText(summary.counts.errors, "error") + ", " +
+                   countText(summary.counts.warnings, "warning"));
 }
 
 }  // namespace drivetest

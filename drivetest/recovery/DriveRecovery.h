@@ -30,9 +30,9 @@ struct FoundDrive {
 
 /// Puts back what one journal holds: finds its drive, takes it, recovers, and deletes the journal when all is
 /// settled. Says what it does.
-class JournalRecovery {
+class DriveRecovery {
 public:
-    JournalRecovery(const RecoverOptions& options, std::string path, Console& console)
+    DriveRecovery(const RecoverOptions& options, std::string path, Console& console)
         : m_options(options), m_path(std::move(path)), m_console(console) {}
 
     /// Reads the journal; one that proves to be settled is deleted. run() is only for one that isOpen() then.

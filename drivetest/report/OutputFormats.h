@@ -1,0 +1,26 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "drivetest/report/RunReporter.h"
+#include "drivetest/run/OutputFile.h"
+
+namespace drivetest {
+
+inline constexpr const char* kRecordOption = "--events";
+inline constexpr const char* kBadListOption = "--bad-list";
+
+/// A form in which a run can be written to a file of the user's.
+struct OutputFormat {
+    const char* option;  ///< of the command line, which names the file
+    std::string help;
+    const char* what;  ///< in messages: "the record"
+    std::unique_ptr<RunReporter> (*make)(const std::string& path, OutputFile file);
+};
+
+/// All there are.
+const std::vector<OutputFormat>& outputFormats();
+
+}  // namespace drivetest

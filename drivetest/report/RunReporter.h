@@ -1,0 +1,87 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "drivetest/safety/WatchedJournal.h"
+#include "drivetest/statistics/DriveStatistics.h"
+#include "quix5/DiagDevice.h"
+#include "quix5/Event.h"
+#include "quix5/Host.h"
+#include "quix5/Test.h"
+#include "quix5/TestResult.h"
+
+namespace drivetest {
+
+/// What a run begins with. The test and the device outlive all reporters.
+struct RunStart {
+    const quix5::Test& test;
+    const quix5::DiagDevice& device;
+    std::string commandLine;
+};
+
+/// An event that the test sent of its drive.
+struct RunEvent {
+    const quix5::Event& event;
+    quix5::EventType type;
+    std::string cause;        ///< the drive's own words for it; empty for none
+    std::string lossOfDrive;  ///< why the whole drive takes no transfers; empty when it does
+    quix5::SourceLocation where;
+};
+
+/// A problem of the run itself.
+struct RunError {
+    const quix5::Event* event;  ///< by which the test told it; null when the program did
+    std::string symptom;        ///< a short name; the event's key
+    std::string message;
+    std::string cause;
+    std::string lossOfDrive;
+    std::optional<quix5::SourceLocation> where;
+};
+
+/// Counts of the events of a run. Problems of the run itself, such as a reached limit, are none.
+struct EventCounts {
+    std::uint64_t errors = 0;
+    std::uint64_t warnings = 0;
+};
+
+/// What a run ends with.
+struct RunSummary {
+    quix5::TestResult result{};
+    EventCounts counts{};
+    const DriveStatistics* statistics = nullptr;  ///< null when the run never got a drive
+    bool isDataMissing = false;                   ///< sectors were not put back
+    std::string allBadSectors{};                  ///< the file that lists them all; empty for none
+};
+
+/// What became of a reporter's file.
+struct ReportState {
+    bool isComplete = true;
+    bool wasGivenUp = false;  ///< incomplete only because nobody took what was left of it
+    std::string path{};       ///< empty for none
+};
+
+/// Tells somebody of a run, in one form: a format of output is one such class and one row in OutputFormats.
+/// Calls come from one thread, begin() first and end() last, and do not wait for whoever reads.
+class RunReporter {
+public:
+    using Ranges = std::vector<WatchedJournal::Range>;
+
+    virtual ~RunReporter() = default;
+
+    virtual void begin(const RunStart& /*start*/) {}
+    virtual void event(const RunEvent& /*event*/) {}
+    virtual void runError(const RunError& /*error*/) {}
+    /// A line of the log.
+    virtual void log(const zel::String& /*logger*/, int /*priority*/, const zel::String& /*text*/) {}
+    /// Sectors that may hold test patterns, and the journal that holds their data (empty for none).
+    virtual void unrestored(const Ranges& /*ranges*/, const std::string& /*journal*/) {}
+    virtual void end(const RunSummary& /*summary*/) {}
+
+    /// After end(): waits until all is written, as long as OutputQueue::finish() does.
+    [[nodiscard]] virtual ReportState state() { return {}; }
+};
+
+}  // namespace drivetest
