@@ -1,4 +1,5 @@
 # Settings that every target of the project gets.
+file(RELATIVE_PATH path_to_sources ${CMAKE_BINARY_DIR} ${CMAKE_SOURCE_DIR}) # as the compiler is given them
 add_library(project_options INTERFACE)
 target_compile_options(project_options INTERFACE
     -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wnon-virtual-dtor -Wold-style-cast
@@ -6,7 +7,7 @@ target_compile_options(project_options INTERFACE
     # GCC 12 sees overlaps in std::string's operator+ that are not there (GCC bug 105651).
     $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>
     # Source locations that events carry must not name the machine that built them.
-    -ffile-prefix-map=${CMAKE_SOURCE_DIR}/=)
+    -ffile-prefix-map=${CMAKE_SOURCE_DIR}/= -ffile-prefix-map=${path_to_sources}/=)
 target_compile_definitions(project_options INTERFACE _FILE_OFFSET_BITS=64)
 
 # The folder that holds a platform's own sources, such as zel/linux.

@@ -59,11 +59,14 @@ check_header() {
     }
 }
 
-# A header under windows/ needs that system's own headers.
+# Of headers that a source includes first the build has proven it.
 check_headers() {
+    local headers
+    headers="$(/usr/bin/python3 -B scripts/check_includes.py --headers "$root")"
     export -f check_header
     # shellcheck disable=SC2016 # expands in the inner shell
-    tracked '*.h' | grep -v '/windows/' | xargs -d '\n' -P "$jobs" -I '{}' bash -c 'check_header "$1"' - '{}'
+    xargs -d '\n' -P "$jobs" -I '{}' bash -c 'check_header "$1"' - '{}' <<<"$headers"
+    echo "$(wc -l <<<"$headers") headers compiled"
 }
 
 check_includes() { /usr/bin/python3 -B scripts/check_includes.py "$root" build/dev/compile_commands.json; }
@@ -91,13 +94,20 @@ run_tests() {
     return "$status"
 }
 
-# The tests' own sources are left out: GoogleTest's macros are none of ours, and cost most of the time.
-check_tidy() {
-    local files
-    files="$(jq -r '.[].file' build/dev/compile_commands.json | grep -v "^$root/tests/" | sort -u)"
-    xargs -d '\n' -P "$jobs" -n 2 clang-tidy-19 -p build/dev --quiet <<<"$files" 2>"$notes/clang-tidy.log" ||
-        { grep -E 'error:' "$notes/clang-tidy.log" || true; return 1; }
-    echo "$(wc -l <<<"$files") sources without a finding"
+check_tidy() { /usr/bin/python3 -B scripts/tidy.py "$root" build/dev/compile_commands.json "$jobs"; }
+
+# run_shuffled PRESET: the unit tests, each program as a whole and in an order that no test may rely on.
+run_shuffled() {
+    [ ! -e "$notes/$1.unbuilt" ] || fail "nothing was run: the build of preset $1 failed, see above"
+    local seed="${SEED:-$((RANDOM + 1))}" program name failed=0
+    echo "order of the tests: SEED=$seed"
+    for program in "build/$1/bin"/tests_*; do
+        name="$(basename "$program")"
+        "$program" --gtest_shuffle --gtest_random_seed="$seed" --gtest_output="xml:$notes/$1-$name.xml" \
+            >"$notes/$1-$name.log" 2>&1 || { failed=1; grep -vE '^\[ +(OK|RUN) |^\[-+\]' "$notes/$1-$name.log"; }
+        /usr/bin/python3 -B scripts/count_tests.py "$notes/$1-$name.xml" "$1-$name" "$notes"
+    done
+    return "$failed"
 }
 
 step "set-up" set_up
@@ -108,7 +118,7 @@ step "who includes whom" check_includes
 step "unit and command-line tests" run_tests dev 'unit|cli'
 step "clang-tidy" check_tidy
 step "build with sanitizers (preset asan)" build_preset asan
-step "unit tests with sanitizers" run_tests asan unit
+step "unit tests with sanitizers, shuffled" run_shuffled asan
 step "tests in a virtual machine" run_tests dev lab
 step "build of the fuzz targets (preset fuzz)" build_preset fuzz
 step "parsers under fuzzing" run_tests fuzz fuzz

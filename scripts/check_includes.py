@@ -3,7 +3,8 @@
 the operating system and of other libraries are for the folders linux/ and windows/. The module, moreover, sees
 contracts/ alone.
 
-Arguments: the project's folder and a compile_commands.json of it. Prints faults as FILE:LINE: WHAT.
+Arguments: the project's folder and a compile_commands.json of it. Prints faults as FILE:LINE: WHAT. With --headers and
+the folder: lists the headers that have to be compiled alone, as no source of their name includes them first.
 """
 
 import json
@@ -14,6 +15,7 @@ import sys
 
 LIBRARIES = ("contracts", "zel", "quix5", "libDrive2", "libDriveTest")
 MODULE = "libDriveTest"
+PROGRAM = "drivetest"
 # Elsewhere than in a platform's folder, these libraries are part of what the file is for.
 EXCEPTIONS = {("zel/Resource.cpp", "nlohmann/json.hpp"), ("libDrive2/journal/Checksum.cpp", "xxhash.h")}
 INCLUDE = re.compile(r'\s*#\s*include\s*(?:"([^"]+)"|<([^>]+)>)')
@@ -45,6 +47,41 @@ def check_sources(root, library):
                 yield f"{source.relative_to(root)}:{number}: {library} must not include {name}"
 
 
+def own_header(root, source):
+    """The header that a source implements, or None: that of its name beside it, or in the contracts."""
+    relative = source.relative_to(root).with_suffix(".h")
+    places = [root / relative, root / "contracts" / relative.parts[0] / relative.name]
+    return next((place for place in places if place.is_file()), None)
+
+
+def first_include(root, source):
+    """The header that a source includes first."""
+    for line in source.read_text(encoding="utf-8").splitlines():
+        if include := INCLUDE.match(line):
+            found = [(base / (include[1] or "")).resolve() for base in (source.parent, root / "contracts", root)]
+            return next((path for path in found if path.is_file()), None)
+    return None
+
+
+def check_first_includes(root):
+    """A header that its source includes first is proven to compile alone."""
+    for library in LIBRARIES + (PROGRAM,):
+        for source in sources(root, library):
+            own = own_header(root, source) if source.suffix == ".cpp" else None
+            if own is not None and first_include(root, source) != own:
+                yield f"{source.relative_to(root)}:1: the first #include must be its own header, {own.relative_to(root)}"
+
+
+def headers_to_compile(root):
+    """Those that no source includes first."""
+    proven = {first_include(root, source) for library in LIBRARIES + (PROGRAM,) for source in sources(root, library)
+              if source.suffix == ".cpp"}
+    for library in LIBRARIES + (PROGRAM, "tests"):
+        for header in sources(root, library):
+            if header.suffix == ".h" and header not in proven and "windows" not in header.parts:
+                yield header.relative_to(root).as_posix()
+
+
 def include_paths(command):
     """The arguments of a compiler's command that lead to headers."""
     words = iter(shlex.split(command))
@@ -68,12 +105,15 @@ def check_module_path(root, commands):
 
 
 def main():
+    if len(sys.argv) == 3 and sys.argv[1] == "--headers":
+        print("\n".join(headers_to_compile(pathlib.Path(sys.argv[2]).resolve())))
+        return 0
     if len(sys.argv) != 3:
-        sys.exit("use it as: check_includes.py FOLDER COMPILE_COMMANDS")
+        sys.exit("use it as: check_includes.py FOLDER COMPILE_COMMANDS, or check_includes.py --headers FOLDER")
     root = pathlib.Path(sys.argv[1]).resolve()
     commands = json.loads(pathlib.Path(sys.argv[2]).read_text(encoding="utf-8"))
     faults = [fault for library in LIBRARIES for fault in check_sources(root, library)]
-    faults += check_module_path(root, commands)
+    faults += [*check_first_includes(root), *check_module_path(root, commands)]
     print("\n".join(faults), end="\n" if faults else "")
     return 1 if faults else 0
 

@@ -14,6 +14,9 @@ fail() {
 # JOBS limits how many processes work side by side.
 jobs="${JOBS:-$(nproc)}"
 
+# One compiler cache serves all clones of the project.
+export CCACHE_BASEDIR="$root" CCACHE_NOHASHDIR=1
+
 # build PRESET [CMAKE OPTION...]: configures and builds build/PRESET.
 build() {
     local preset="$1"

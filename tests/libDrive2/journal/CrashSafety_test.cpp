@@ -29,17 +29,16 @@ TEST(CrashSafety, SeveralJournalsOfADriveAreRecoveredNewestFirst) {
 TEST(CrashSafety, FaultsAreFound) {
     const auto isLost = HasSubstr(" is lost");
     const auto isFound = AnyOf(HasSubstr("sector "), HasSubstr("left something to do"));
-    EXPECT_THAT(CrashChecker({.journalIgnoresFlush = true}).checkRun(),
-                AnyOf(isLost, HasSubstr("left something to do")));
+    const auto isNoticed = AnyOf(isLost, HasSubstr("left something to do"));
+    EXPECT_THAT(CrashChecker({.journalIgnoresFlush = true}).checkRun(), isNoticed);
     EXPECT_THAT(CrashChecker({.driveIgnoresFlush = true}).checkRun(), isLost);
     EXPECT_THAT(CrashChecker({.checksumsDoNotCount = true}).checkRun(), isFound);
     EXPECT_THAT(CrashChecker({.isBlind = true}).checkRun(), isFound);
-    EXPECT_THAT(CrashChecker({.notesAreIgnored = true}).checkRun(), isLost);
+    EXPECT_THAT(CrashChecker({.notesAreIgnored = true}).checkRun(), isNoticed);
     EXPECT_THAT(CrashChecker({.nothingIsMended = true}).checkRun(), isLost);
     EXPECT_THAT(CrashChecker({.undecodableIsSettled = true}).checkRun(), isLost);
     EXPECT_THAT(CrashChecker({.foreignIsOverwritten = true}).checkRun(), HasSubstr(" lost a foreign change"));
-    EXPECT_THAT(CrashChecker({.oldestIsFirst = true}).checkSecondRun(1),
-                AnyOf(isLost, HasSubstr("left something to do")));
+    EXPECT_THAT(CrashChecker({.oldestIsFirst = true}).checkSecondRun(1), isNoticed);
 }
 
 }  // namespace
