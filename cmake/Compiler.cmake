@@ -7,7 +7,7 @@ target_compile_options(project_options INTERFACE
     # GCC 12 sees overlaps in std::string's operator+ that are not there (GCC bug 105651).
     $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>
     # Source locations that events carry must not name the machine that built them.
-    -ffile-prefix-map=${CMAKE_SOURCE_DIR}/= -ffile-prefix-map=${path_to_sources}/=)
+    -ffile-prefix-map=${CMAKE_SOURCE_DIR}/= -ffile-prefix-map=${path_to_sources}=)
 target_compile_definitions(project_options INTERFACE _FILE_OFFSET_BITS=64)
 
 # The folder that holds a platform's own sources, such as zel/linux.
