@@ -113,7 +113,8 @@ void OutputQueue::State::writeAll() {
 
 OutputQueue::OutputQueue(OutputFile file) : m_state(std::make_shared<State>(std::move(file))) {
     m_state->failed = !m_state->file.begin();
-    hasOneFailed = hasOneFailed || m_state->failed;
+    if (m_state->failed)
+        hasOneFailed = true;
     m_thread = std::thread([state = m_state] {
         leaveSignalsToOthers();
         state->writeAll();

@@ -55,6 +55,8 @@ void explain(PreparedRun& run, const TestResult& result, const RunHost& host, Co
     const std::string reason = libDrive2::lastOpenErrorStr().utf8();
     if (run.obstacle && run.obstacle->isKnownToTest && exitStatusOf(result) == run.obstacle->status)
         console.line("         " + run.obstacle->reason + "; " + run.obstacle->advice);
+    else if (result == TestResult::DEVICEBUSY && !run.held.failure().ok())
+        console.line("         " + run.held.failure().text.utf8());
     else if (host.statistics() == nullptr && result == TestResult::CANNOTRUN && !reason.empty())
         run.reporters.runError({nullptr, "driveNotOpened", reason, {}, {}, {}});
     else if (result == TestResult::CANNOTRUN && !host.lossOfAccess().empty())

@@ -170,7 +170,8 @@ DeviceStatus LinuxVolumes::hold() {
     FileDescriptor device = reopen((writable ? O_RDWR : O_RDONLY) | (isBlockDevice ? O_EXCL : 0));
     if (!device) {
         const int error = errno;
-        return {error == EACCES ? LIBDRIVE2_WRITE_PROTECTED_DEVICE : errorTypeOf(error),
+        const bool isForbidden = error == EACCES || errorTypeOf(error) == LIBDRIVE2_WRITE_PROTECTED_DEVICE;
+        return {isForbidden ? LIBDRIVE2_WRITE_PROTECTED_DEVICE : LIBDRIVE2_BUSY,
                 m_path + " cannot be taken for this test alone: " + errnoStatus(error).text +
                     (error == EBUSY ? describeBusy() : zel::String())};
     }

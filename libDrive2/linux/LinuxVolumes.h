@@ -24,8 +24,8 @@ public:
 
     Encryption examineEncryption(zel::String& reason) override;
     bool lock(zel::String& reason) override;
-    /// What lock() does, with the kind of its failure: LIBDRIVE2_BUSY when others have the device, and
-    /// LIBDRIVE2_WRITE_PROTECTED_DEVICE when it may not be written to.
+    /// What lock() does, with the kind of its failure: LIBDRIVE2_WRITE_PROTECTED_DEVICE when the device may
+    /// not be written to, else LIBDRIVE2_BUSY.
     DeviceStatus hold();
     bool unlock(zel::String& reason) override;
     zel::Array<zel::String> holders() override;

@@ -1,8 +1,14 @@
 """What a case tests: the same bytes of one image, reached as a drive by one name and then by another."""
 
 import os
+import pathlib
 import subprocess
+import sys
 import time
+
+sys.path.append(str(pathlib.Path(__file__).resolve().parent.parent / "cli"))
+
+import loops  # noqa: E402
 
 MIB = 1 << 20
 START = MIB  # of a partition, in bytes
@@ -81,11 +87,11 @@ class Loop(Image):
     """A loop device; its other name is one that is attached to a hard link of the image."""
 
     def attach(self, file):
-        self.disk = call("losetup", "--show", "-P", "-f", "-b", str(self.sector_bytes), file, attempts=9)
+        self.disk = loops.attach(file, "-P", "-b", str(self.sector_bytes))
         self.path = self.confirm = self.disk
 
     def detach(self):
-        call("losetup", "-d", self.disk, attempts=9)
+        loops.detach(self.disk)
 
     def node(self):
         return self.path

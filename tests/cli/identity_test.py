@@ -1,10 +1,12 @@
 """Names lead elsewhere: what is confirmed, written and put back is one drive, and other names of it are no other drive."""
 
+import contextlib
 import os
 import shutil
 import subprocess
 import unittest
 
+import loops
 import program
 import recover_test
 
@@ -37,8 +39,8 @@ class Confirmed(program.ImageTest):
         other = shutil.copy(self.image, self.path("other.img"))
 
         def swap():
-            command("losetup", "-d", device)
-            command("losetup", device, other, check=False)
+            with contextlib.suppress(OSError):  # as long as the program keeps it open
+                loops.move(device, other)
             return device + "\n"
 
         seen = self.converse([*WRITE, device, "-p", "PreserveData=no"], [("to go on", swap)])[1]
@@ -60,17 +62,17 @@ class Confirmed(program.ImageTest):
 
 
 class Recovered(recover_test.RecoveryTest):
-    def attach(self, image, loop=None):
-        """The partition of an image behind a loop device, the named one or any."""
-        command(*(("losetup", loop, image) if loop else ("losetup", "-f", image)))
-        name = loop or command("losetup", "-j", image, "-O", "NAME", "-n").split()[0]
-        command("addpart", name, "1", "2048", "8192")
-        self.addCleanup(self.detach, name)
-        return name
+    def attach(self, image):
+        """The loop device of an image, with a partition."""
+        loop = loops.attach(image)
+        self.addCleanup(self.detach, loop)
+        command("addpart", loop, "1", "2048", "8192")
+        return loop
 
     def detach(self, loop):
-        command("delpart", loop, "1", check=False)
-        command("losetup", "-d", loop, check=False)
+        if loops.is_attached(loop):
+            command("delpart", loop, "1", check=False)
+            loops.detach(loop)
 
     def test_a_partition_after_the_disks_have_changed_places(self):
         if os.geteuid() != 0:
@@ -81,8 +83,9 @@ class Recovered(recover_test.RecoveryTest):
         process = self.stop_when_it_has_written(loop + "p1")
         process.kill()
         process.wait()
-        self.detach(loop)
-        self.attach(other, loop)
+        command("delpart", loop, "1")
+        loops.move(loop, other)
+        command("addpart", loop, "1", "2048", "8192")
         self.left_alone(9, says="its drive is not there", also=[other])
         self.left_alone(9, loop + "p1", says="the journal is of another drive", also=[other])
         self.attach(image)

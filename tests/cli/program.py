@@ -15,6 +15,8 @@ import termios
 import time
 import unittest
 
+import loops
+
 PROGRAM = os.environ["DRIVETEST"]
 CHECKER = os.environ["RECORD_CHECKER"]
 
@@ -168,9 +170,9 @@ def loop_device(test, path):
     """Attaches a file to a loop device for the length of a test; skips the test where that cannot be done."""
     if os.geteuid() != 0:
         test.skipTest("loop devices need root")
-    attached = subprocess.run(["losetup", "--show", "-f", path], capture_output=True, text=True, check=False)
-    if attached.returncode != 0:
-        test.skipTest("loop devices do not work here: " + attached.stderr.strip())
-    device = attached.stdout.strip()
-    test.addCleanup(subprocess.run, ["losetup", "-d", device], check=False, stderr=subprocess.DEVNULL)
+    try:
+        device = loops.attach(path)
+    except OSError as error:
+        test.skipTest("loop devices do not work here: %s" % error)
+    test.addCleanup(loops.detach, device)
     return device

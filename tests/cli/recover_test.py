@@ -8,6 +8,7 @@ import subprocess
 import time
 import unittest
 
+import loops
 import program
 
 MIB = 1 << 20
@@ -76,9 +77,8 @@ class PutBack(RecoveryTest):
     def test_the_drive_is_found_under_another_path(self):
         device = self.make_loop(4 * MIB)
         self.interrupt(device)
-        subprocess.run(["losetup", "-d", device], check=True)
         other = shutil.copy(self.image, self.path("other.img"))
-        subprocess.run(["losetup", device, other], check=True)
+        loops.move(device, other)
         program.loop_device(self, self.image)
         held = read(other)
         self.recover(0)
@@ -147,7 +147,7 @@ class NotPutBack(RecoveryTest):
         self.left_alone(5, self.image, says="%s is attached to %s" % (self.image, lower))
         upper = program.loop_device(self, lower)
         self.left_alone(5, lower, says="is attached to " + upper)
-        subprocess.run(["losetup", "-d", upper], check=True)
+        loops.detach(upper)
         self.recover(0, lower)
         self.assertEqual(self.changed(), [])
 

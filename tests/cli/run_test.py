@@ -1,9 +1,9 @@
 """Runs that end in every verdict, on simulated drives, image files and loop devices."""
 
 import os
-import subprocess
 import unittest
 
+import loops
 import program
 
 
@@ -121,7 +121,7 @@ class Files(program.ProgramTest):
 
     def test_loop_device_that_vanishes_is_no_list_of_bad_sectors(self):
         device = program.loop_device(self, self.make_image(1000))
-        subprocess.run(["losetup", "-d", device], check=True)
+        loops.detach(device)
         run = self.run_test(device)
         self.assertNotIn("readSectorErr", " ".join(run.events()))
         self.assertIn(run.result(), ("WARN", "CANNOTRUN"))

@@ -9,6 +9,7 @@ import subprocess
 import time
 import unittest
 
+import loops
 import program
 
 MIB = 1 << 20
@@ -207,7 +208,7 @@ class Refusal(program.ImageTest):
                 device = attach(self.image)
                 with self.subTest(kind=kind, device=device):
                     self.refused(test, device, 6, "%s%s holds an encrypted volume (%s)" % (where, device, kind), advice)
-            subprocess.run(["losetup", "-d", device], check=True)
+            loops.detach(device)
         self.refused("CacheTest", "sim:disk,encrypted", 6, "the simulated drive is encrypted", advice)
 
     def test_sectors_that_cannot_be_read(self):
@@ -235,7 +236,7 @@ class Refusal(program.ImageTest):
         upper = program.loop_device(self, device)
         self.refused("CacheTest", device, 5, "%s is in use: %s is attached to %s" % (device, name, upper), advice)
         self.assertEqual(self.converse(["run", "CacheTest", device], [])[0], 5)  # without asking
-        subprocess.run(["losetup", "-d", upper], check=True)
+        loops.detach(upper)
         subprocess.run(["/sbin/mkfs.ext4", "-Fq", device], check=True)
         self.original = self.contents()
         os.mkdir(folder)
