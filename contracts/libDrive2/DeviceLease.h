@@ -59,7 +59,8 @@ public:
     [[nodiscard]] virtual bool takesWritesInOrderOnly() const { return false; }
     /// Whether what is written to it is still there when the process has ended.
     [[nodiscard]] virtual bool outlivesProcess() const { return true; }
-    /// A handle to the drive; null on failure. Must not outlive the lease.
+    /// A handle to the drive; null on failure. Must not outlive the lease; one that only reads may be
+    /// shared with other callers.
     virtual SharedBlockHandle openBlock(bool writable, zel::String& reason) = 0;
 
 protected:

@@ -50,13 +50,14 @@ std::uint32_t directFileAlignment(int fd) {
 }  // namespace
 
 std::unique_ptr<LinuxBlockHandle> LinuxBlockHandle::open(const zel::String& path, std::uint32_t desiredAccess,
-                                                         std::uint32_t shareMode) {
+                                                         std::uint32_t shareMode, const zel::String& name) {
+    const zel::String& called = name.isEmpty() ? path : name;
     struct stat found {};
     if (::stat(OpenLeases::pathOf(path).utf8().c_str(), &found) != 0) {
-        noteOpenError(path + " cannot be opened: " + errnoStatus(errno).text);
+        noteOpenError(called + " cannot be opened: " + errnoStatus(errno).text);
         return nullptr;
     }
-    if (const zel::String problem = checkKind(path, found); !problem.isEmpty()) {
+    if (const zel::String problem = checkKind(called, found); !problem.isEmpty()) {
         noteOpenError(problem);
         return nullptr;
     }
@@ -65,7 +66,7 @@ std::unique_ptr<LinuxBlockHandle> LinuxBlockHandle::open(const zel::String& path
         O_CLOEXEC | ((desiredAccess & kAccessWrite) != 0 ? O_RDWR : O_RDONLY) | (exclusive ? O_EXCL : 0);
     std::unique_ptr<LinuxBlockHandle> handle(new LinuxBlockHandle(path.utf8(), flags));
     if (const DeviceStatus status = handle->reopen(); !status.ok()) {
-        noteOpenError(path + " cannot be opened: " + status.text);
+        noteOpenError(called + " cannot be opened: " + status.text);
         return nullptr;
     }
     handle->m_ring = IoRing::create();

@@ -13,9 +13,9 @@ namespace libDrive2 {
 /// removable drive without a medium opens, too.
 class LinuxBlockHandle : public BlockHandle {
 public:
-    /// Null on failure, which is kept with noteOpenError().
+    /// Null on failure, which is kept with noteOpenError(); `name` is what it calls the path, if not so.
     static std::unique_ptr<LinuxBlockHandle> open(const zel::String& path, std::uint32_t desiredAccess,
-                                                  std::uint32_t shareMode);
+                                                  std::uint32_t shareMode, const zel::String& name = {});
 
     [[nodiscard]] const BlockDeviceInfo& info() const override { return m_info; }
     DeviceStatus query() override;
@@ -24,6 +24,8 @@ public:
     DeviceStatus flush() override;
     DeviceStatus dropCache() override;
     DeviceStatus reopen() override;
+    /// For what transfers do not tell; reopen() closes it.
+    [[nodiscard]] int descriptor() const { return m_buffered.get(); }
 
 private:
     LinuxBlockHandle(std::string path, int openFlags) : m_path(std::move(path)), m_openFlags(openFlags) {}

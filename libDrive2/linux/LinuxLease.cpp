@@ -161,8 +161,9 @@ bool LinuxLease::isSameMedium(zel::String& difference) {
 }
 
 SharedBlockHandle LinuxLease::openBlock(bool writable, zel::String& reason) {
-    const std::uint32_t access = kAccessRead | (writable ? kAccessWrite : 0);
-    auto handle = LinuxBlockHandle::open(m_path, access, kShareRead | kShareWrite);
+    if (!writable)
+        return m_volumes.reader(reason);
+    auto handle = LinuxBlockHandle::open(m_path, kAccessRead | kAccessWrite, kShareRead | kShareWrite);
     if (handle == nullptr)
         reason = lastOpenErrorStr();
     return SharedBlockHandle(std::unique_ptr<BlockHandle>(std::move(handle)));

@@ -24,6 +24,10 @@ FileDescriptor openFile(const std::string& path, int flags) {
     return FileDescriptor(uninterrupted([&path, flags] { return ::open(path.c_str(), flags | O_CLOEXEC); }));
 }
 
+std::string pathOf(const FileDescriptor& opened) {
+    return "/proc/self/fd/" + std::to_string(opened.get());
+}
+
 struct flock lockOfAll(int type) {
     struct flock all {};
     all.l_type = static_cast<short>(type);
@@ -97,7 +101,7 @@ FileDescriptor LinuxVolumes::reopen(int flags) {
     // waiting for its other end. Others are not ready before they were opened for waiting.
     const bool isDrive = S_ISREG(status->st_mode) || S_ISBLK(status->st_mode);
     const int patience = isDrive && !isOptical() ? 0 : O_NONBLOCK;
-    const std::string path = "/proc/self/fd/" + std::to_string(m_opened.get());
+    const std::string path = pathOf(m_opened);
     const MediumProbe probe(path, *status);
     FileDescriptor opened = openFile(path, flags | patience);
     // A drive without a medium can be held, too.
@@ -108,7 +112,7 @@ FileDescriptor LinuxVolumes::reopen(int flags) {
 
 bool LinuxVolumes::hasMedium() {
     const auto status = found();
-    return status && MediumProbe("/proc/self/fd/" + std::to_string(m_opened.get()), *status).hasMedium();
+    return status && MediumProbe(pathOf(m_opened), *status).hasMedium();
 }
 
 bool LinuxVolumes::isOptical() {
@@ -124,29 +128,44 @@ zel::Array<zel::String> LinuxVolumes::holders() {
     return users;
 }
 
+zel::SharedPointer<LinuxBlockHandle> LinuxVolumes::reader(zel::String& problem) {
+    if (!found()) {
+        problem = errnoStatus(errno).text;
+        return {};
+    }
+    if (!m_reader) {
+        m_reader = zel::SharedPointer<LinuxBlockHandle>(
+            LinuxBlockHandle::open(pathOf(m_opened), kAccessRead, kShareRead | kShareWrite, m_path));
+        problem = lastOpenErrorStr();
+        return m_reader;
+    }
+    const DeviceStatus status = m_reader->info().removable ? m_reader->reopen() : m_reader->query();
+    if (!status.ok()) {
+        problem = status.text;
+        m_reader.release();
+    }
+    return m_reader;
+}
+
 zel::Array<VolumeContent> LinuxVolumes::contents() {
-    const FileDescriptor device = reopen(O_RDONLY);
-    return device ? describeContents(device.get()) : zel::Array<VolumeContent>();
+    zel::String problem;
+    const auto device = reader(problem);
+    return device ? describeContents(device->descriptor()) : zel::Array<VolumeContent>();
 }
 
 Encryption LinuxVolumes::examineEncryption(zel::String& reason) {
-    const FileDescriptor device = reopen(O_RDONLY);
+    zel::String problem;
+    const auto device = reader(problem);
     if (!device) {
-        reason = m_path + " cannot be examined for encrypted volumes: " + errnoStatus(errno).text;
+        reason = m_path + " cannot be examined for encrypted volumes: " + problem;
         return Encryption::unexamined;
     }
     // Nor is there a volume without a medium, or where an optical medium holds no recording yet.
     std::uint8_t first = 0;
-    if (!hasMedium() || (isOptical() && pread(device.get(), &first, 1, 0) != 1))
+    if (!hasMedium() || (isOptical() && !device->read(0, &first, 1).ok()))
         return Encryption::none;
-    // Past the page cache, which reads the sectors beside the wanted ones too.
-    const auto handle = LinuxBlockHandle::open("/proc/self/fd/" + std::to_string(device.get()), kAccessRead,
-                                               kShareRead | kShareWrite);
-    if (handle == nullptr) {
-        reason = m_path + " cannot be examined for encrypted volumes: " + lastOpenErrorStr();
-        return Encryption::unexamined;
-    }
-    return findEncryptedVolume(sectorsOf(*handle), m_path, listPartitions(device.get()), reason);
+    // Sectors are read past the page cache, which would read those beside the wanted ones too.
+    return findEncryptedVolume(sectorsOf(*device), m_path, listPartitions(device->descriptor()), reason);
 }
 
 bool LinuxVolumes::lock(zel::String& reason) {

@@ -6,9 +6,9 @@
 #include <utility>
 #include <vector>
 
-#include "libDrive2/BlockHandle.h"
 #include "libDrive2/DeviceLockingManager.h"
 #include "libDrive2/linux/FileDescriptor.h"
+#include "libDrive2/linux/LinuxBlockHandle.h"
 
 namespace libDrive2 {
 
@@ -36,6 +36,9 @@ public:
 
     /// Of the lock; -1 while there is none. Belongs to this object.
     [[nodiscard]] int lockedDescriptor() const { return m_lock.get(); }
+    /// For all that is read of the content: opened once, and anew only to see what medium there is. Empty
+    /// on failure, with why in `problem`.
+    zel::SharedPointer<LinuxBlockHandle> reader(zel::String& problem);
 
 private:
     /// What the path led to; nothing, with errno set, when it led nowhere.
@@ -51,6 +54,7 @@ private:
     zel::String m_path;
     FileDescriptor m_opened;
     FileDescriptor m_lock;
+    zel::SharedPointer<LinuxBlockHandle> m_reader;
     std::vector<FileDescriptor> m_others;  ///< locked with it
 };
 

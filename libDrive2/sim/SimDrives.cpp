@@ -2,6 +2,7 @@
 
 #include "libDrive2/DeviceOpeners.h"
 #include "libDrive2/OpenError.h"
+#include "libDrive2/OpenLeases.h"
 
 namespace libDrive2 {
 
@@ -9,10 +10,6 @@ namespace {
 
 /// Drives that nobody uses are remembered up to this number of all.
 constexpr std::size_t kRemembered = 64;
-
-SharedBlockHandle openImage(const std::string& path, std::uint32_t desiredAccess) {
-    return OsDevice::openOsDevice(path, desiredAccess, kShareRead | kShareWrite, kOpenExisting, 0);
-}
 
 std::uint32_t bytesOfSector(const SimOptions& options) {
     return options.kind == SimKind::optical ? kOpticalSectorBytes : options.sectorBytes;
@@ -23,7 +20,7 @@ std::uint32_t bytesOfSector(const SimOptions& options) {
 bool openContents(SimOptions& options, std::uint32_t desiredAccess, SharedBlockHandle& image) {
     if (options.imagePath.empty())
         return true;
-    image = openImage(options.imagePath, desiredAccess);
+    image = openSimImage(options.imagePath, desiredAccess);
     if (!image)
         return false;
     const std::uint64_t imageSectors = image->info().bytes / bytesOfSector(options);
@@ -43,7 +40,7 @@ bool openContents(SimOptions& options, std::uint32_t desiredAccess, SharedBlockH
 bool ensureAccess(SimMedium& medium, std::uint32_t desiredAccess) {
     if ((desiredAccess & kAccessWrite) == 0 || !medium.image() || medium.image()->info().writable)
         return true;
-    SharedBlockHandle image = openImage(medium.options().imagePath, desiredAccess);
+    SharedBlockHandle image = openSimImage(medium.options().imagePath, desiredAccess);
     const bool opened = static_cast<bool>(image);
     if (opened)
         medium.setImage(std::move(image));
@@ -51,6 +48,17 @@ bool ensureAccess(SimMedium& medium, std::uint32_t desiredAccess) {
 }
 
 }  // namespace
+
+SharedBlockHandle openSimImage(const zel::String& path, std::uint32_t desiredAccess) {
+    DeviceLease* const lease = OpenLeases::find(path);
+    if (lease == nullptr)
+        return OsDevice::openOsDevice(path, desiredAccess, kShareRead | kShareWrite, kOpenExisting, 0);
+    zel::String problem;
+    SharedBlockHandle image = lease->openBlock((desiredAccess & kAccessWrite) != 0, problem);
+    if (!image)
+        noteOpenError(problem);
+    return image;
+}
 
 SimDrives& SimDrives::get() {
     static SimDrives drives;

@@ -10,6 +10,10 @@
 
 namespace libDrive2 {
 
+/// The file of a simulated drive's contents, by the lease on it if there is one. Null, with the reason noted,
+/// when it does not open.
+SharedBlockHandle openSimImage(const zel::String& path, std::uint32_t desiredAccess);
+
 /// The simulated drives of this process, by locator. Handles that are open on the same locator at the same
 /// time are handles of one drive: they share its contents, its faults' counts and its state, and are used by
 /// one thread at a time. Null, with the reason noted, when the drive cannot be made. Any thread may ask.

@@ -61,8 +61,7 @@ zel::Array<VolumeContent> SimVolumes::contents() {
 
 /// Of the file itself: an examination must not count among the drive's commands.
 Encryption SimVolumes::examineImage(zel::String& reason) const {
-    SharedBlockHandle image =
-        OsDevice::openOsDevice(m_options->imagePath, kAccessRead, kShareRead | kShareWrite, kOpenExisting, 0);
+    SharedBlockHandle image = openSimImage(m_options->imagePath, kAccessRead);
     if (!image) {
         reason = m_locator + " cannot be examined for encrypted volumes: " + lastOpenErrorStr();
         return Encryption::unexamined;
