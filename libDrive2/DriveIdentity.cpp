@@ -11,21 +11,17 @@ namespace libDrive2 {
 
 namespace {
 
-constexpr std::string_view kFilePrefix = "file:";
-constexpr std::string_view kBootPrefix = "boot:";
+using Kind = StorageId::Kind;
 
-/// "file:FILE SYSTEM:INODE" and the birth behind it, which is not always known: of a deleted file, for one.
-std::pair<std::string_view, std::string_view> splitBirth(std::string_view id) {
-    const auto colon = id.find_last_of(':');
-    return {id.substr(0, colon), id.substr(colon + 1)};
-}
+/// As text forms begin.
+constexpr std::pair<Kind, std::string_view> kKindNames[] = {
+    {Kind::boot, "boot:"},  {Kind::wwid, "wwid:"}, {Kind::serial, "serial:"}, {Kind::partition, "partuuid:"},
+    {Kind::mapping, "dm:"}, {Kind::array, "md:"},  {Kind::file, "file:"},
+};
 
-bool isSameId(std::string_view a, std::string_view b) {
-    if (!a.starts_with(kFilePrefix) || !b.starts_with(kFilePrefix))
-        return !a.empty() && a == b;
-    const auto [fileA, birthA] = splitBirth(a);
-    const auto [fileB, birthB] = splitBirth(b);
-    return fileA == fileB && (birthA.empty() || birthB.empty() || birthA == birthB);
+bool isSameId(const StorageId& a, const StorageId& b) {
+    return !a.empty() && a.kind == b.kind && a.value == b.value &&
+           (a.birth.empty() || b.birth.empty() || a.birth == b.birth);
 }
 
 std::uint64_t endOf(const StorageExtent& extent) {
@@ -52,7 +48,7 @@ bool isSameStorage(const std::vector<StorageExtent>& a, const std::vector<Storag
 
 bool isLasting(const std::vector<StorageExtent>& storage) {
     return !storage.empty() && std::none_of(storage.begin(), storage.end(), [](const StorageExtent& extent) {
-        return extent.id.starts_with(kBootPrefix);
+        return extent.id.kind == Kind::boot;
     });
 }
 
@@ -86,8 +82,8 @@ bool parseNumber(std::string_view text, Number& number) {
 }
 
 std::string lineOf(const StorageExtent& extent) {
-    return std::to_string(extent.start) + " " + std::to_string(extent.bytes) + " " + escaped(extent.id) +
-           "\n";
+    return std::to_string(extent.start) + " " + std::to_string(extent.bytes) + " " +
+           escaped(extent.id.toText()) + "\n";
 }
 
 bool parseExtent(std::string_view text, std::vector<StorageExtent>& extents) {
@@ -122,6 +118,34 @@ bool parseField(std::string_view name, std::string_view value, DriveIdentity& id
 
 }  // namespace
 
+StorageId::StorageId(const std::string& text) : kind(text.empty() ? Kind::none : Kind::other), value(text) {
+    for (const auto& [named, name] : kKindNames)
+        if (text.starts_with(name)) {
+            kind = named;
+            value = text.substr(name.size());
+        }
+    if (const auto colon = value.find_last_of(':'); kind == Kind::file && colon != std::string::npos) {
+        birth = value.substr(colon + 1);
+        value.resize(colon);
+    }
+}
+
+std::string StorageId::toText() const {
+    std::string text;
+    for (const auto& [named, name] : kKindNames)
+        if (named == kind)
+            text = name;
+    return text + value + (kind == Kind::file ? ":" + birth : "");
+}
+
+StorageId StorageId::part(std::uint64_t start, std::uint64_t bytes) const {
+    StorageId piece = *this;
+    if (!empty() && (start != 0 || bytes != 0))
+        (kind == Kind::file ? piece.birth : piece.value) +=
+            "+" + std::to_string(start) + "+" + std::to_string(bytes);
+    return piece;
+}
+
 zel::String DriveIdentity::describe() const {
     return zel::format(
         "%s, %s, %u sectors of %u bytes", model.isEmpty() ? zel::String("unknown model") : model,
@@ -131,7 +155,7 @@ zel::String DriveIdentity::describe() const {
 std::string DriveIdentity::toText() const {
     std::string text = "model " + escaped(model.utf8()) + "\nserial " + escaped(serial.utf8()) +
                        "\nsectors " + std::to_string(sectors) + "\nsector-bytes " +
-                       std::to_string(sectorBytes) + "\nid " + escaped(id) + "\n";
+                       std::to_string(sectorBytes) + "\nid " + escaped(id.toText()) + "\n";
     for (const StorageExtent& extent : storage)
         text += "storage " + lineOf(extent);
     for (const StorageExtent& extent : carriers)

@@ -2,18 +2,48 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "zel/String.h"
 
 namespace libDrive2 {
 
+/// What the system proves of a disk, a file, a partition or a mapping.
+struct StorageId {
+    enum class Kind : std::uint8_t {
+        none,       ///< nothing is proven
+        boot,       ///< means something only until the system restarts or the disk is taken away
+        wwid,       ///< of NVMe the namespace's EUI-64, NGUID or UUID
+        serial,     ///< with model and size
+        partition,  ///< the UUID in the partition table
+        mapping,    ///< the UUID of a device-mapper's device
+        array,      ///< the UUID that its members bear
+        file,       ///< file system and inode
+        other,      ///< unknown to this version
+    };
+    StorageId() = default;
+    StorageId(Kind which, std::string text) : kind(which), value(std::move(text)) {}
+    /// From its text form, such as "wwid:naa.5000c500a1b2c3d4" or "file:FILE SYSTEM:INODE:BIRTH".
+    StorageId(const std::string& text);
+    StorageId(const char* text) : StorageId(std::string(text)) {}
+
+    [[nodiscard]] bool empty() const { return kind == Kind::none; }
+    [[nodiscard]] std::string toText() const;
+    /// Of a stretch of it; `bytes` 0: to the end.
+    [[nodiscard]] StorageId part(std::uint64_t start, std::uint64_t bytes) const;
+    bool operator==(const StorageId&) const = default;
+
+    Kind kind = Kind::none;
+    std::string value{};
+    /// Of a file: when it was made, as inodes are used again; empty when that is not known, as of a deleted
+    /// one.
+    std::string birth{};
+};
+
 /// A stretch of a disk or a file.
 struct StorageExtent {
-    /// Of the whole disk or file: what the system proves of it, such as "wwid:naa.5000c500a1b2c3d4" or
-    /// "file:FILE SYSTEM:INODE:BIRTH" (BIRTH may be missing). What begins with "boot:" means something only
-    /// until the system restarts or the disk is taken away.
-    std::string id{};
+    StorageId id{};           ///< of the whole disk or file
     std::uint64_t start = 0;  ///< bytes
     std::uint64_t bytes = 0;  ///< 0: to the end
 
@@ -29,7 +59,7 @@ struct DriveIdentity {
     /// The strongest thing that the system proves: a WWID, an EUI-64 or NGUID, a serial number with a model,
     /// a PARTUUID, the UUID of a mapping or an array, a file's file system and inode. Empty when it proves
     /// nothing that outlasts a restart.
-    std::string id{};
+    StorageId id{};
     /// All that it is exactly made of, down to disks and files; itself where nothing more is known.
     std::vector<StorageExtent> storage{};
     /// What lies beneath that in a way that is not followed to the byte: the members of an array, what the

@@ -1,8 +1,14 @@
 #include "libDrive2/linux/LoopTable.h"
 
-#include <filesystem>
+#include <fcntl.h>
+#include <linux/loop.h>
+#include <sys/ioctl.h>
 
-#include "libDrive2/linux/LoopBacking.h"
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+#include "libDrive2/linux/FileDescriptor.h"
 #include "libDrive2/linux/SysfsBlock.h"
 
 namespace libDrive2 {
@@ -10,6 +16,34 @@ namespace libDrive2 {
 namespace fs = std::filesystem;
 
 namespace {
+
+/// All of it: a name may have line feeds in it.
+std::string backingPathOf(const SysfsBlock& device) {
+    std::ifstream stream(device.folder() / "loop" / "backing_file");
+    std::string path{std::istreambuf_iterator<char>(stream), {}};
+    if (path.ends_with('\n'))
+        path.pop_back();
+    return path;
+}
+
+bool readStatus(const std::string& node, dev_t loop, loop_info64& status) {
+    const FileDescriptor device(::open(node.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOFOLLOW));
+    struct stat found {};
+    return device && fstat(device.get(), &found) == 0 && S_ISBLK(found.st_mode) && found.st_rdev == loop &&
+           ioctl(device.get(), LOOP_GET_STATUS64, &status) == 0;
+}
+
+/// Where the device may not be opened, what the name leads to now has to do. That of a deleted file ends in
+/// " (deleted)" and leads nowhere.
+bool statByName(LoopBacking& backing) {
+    struct stat found {};
+    if (stat(backing.path.c_str(), &found) != 0)
+        return false;
+    backing.isBlockDevice = S_ISBLK(found.st_mode);
+    backing.device = backing.isBlockDevice ? found.st_rdev : found.st_dev;
+    backing.inode = found.st_ino;
+    return true;
+}
 
 StorageNode nodeOf(const LoopBacking& backing) {
     StorageNode node;
@@ -25,6 +59,26 @@ StorageNode::StorageNode(const struct stat& found)
     : isDevice(S_ISBLK(found.st_mode)),
       device(isDevice ? found.st_rdev : found.st_dev),
       inode(isDevice ? 0 : found.st_ino) {}
+
+std::optional<LoopBacking> LoopBacking::of(dev_t loop) {
+    const SysfsBlock device(loop);
+    LoopBacking backing;
+    backing.path = device.folder().empty() ? "" : backingPathOf(device);
+    if (backing.path.empty())
+        return std::nullopt;
+    backing.offset = device.numberAttribute("loop/offset");
+    backing.bytes = device.numberAttribute("loop/sizelimit");
+    loop_info64 status{};
+    if (!readStatus("/dev/" + device.name(), loop, status))
+        return statByName(backing) ? std::optional(backing) : std::nullopt;
+    // Of a file the second number is none, or repeats the first. The kernel writes numbers as the C library.
+    backing.isBlockDevice = status.lo_rdevice != 0 && status.lo_rdevice != status.lo_device;
+    backing.device = static_cast<dev_t>(backing.isBlockDevice ? status.lo_rdevice : status.lo_device);
+    backing.inode = static_cast<ino_t>(status.lo_inode);
+    backing.offset = status.lo_offset;
+    backing.bytes = status.lo_sizelimit;
+    return backing;
+}
 
 std::vector<AttachedLoop> listLoops() {
     std::vector<AttachedLoop> loops;

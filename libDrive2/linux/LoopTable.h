@@ -1,7 +1,10 @@
 #pragma once
 
 #include <sys/stat.h>
+#include <sys/types.h>
 
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -17,6 +20,18 @@ struct StorageNode {
     ino_t inode = 0;   ///< 0 for a device
 
     bool operator==(const StorageNode&) const = default;
+};
+
+/// What a loop device is attached to, as the kernel knows it: whatever became of the name that was used then.
+struct LoopBacking {
+    bool isBlockDevice = false;
+    dev_t device = 0;                     ///< the block device, or the device of the file's file system
+    ino_t inode = 0;                      ///< of the file
+    std::uint64_t offset = 0, bytes = 0;  ///< bytes: 0 to the end
+    std::string path;                     ///< the name at that time; may lead elsewhere by now
+
+    /// Nothing when the device is no attached loop device.
+    static std::optional<LoopBacking> of(dev_t loop);
 };
 
 /// A loop device with something behind it.

@@ -6,11 +6,9 @@
 #include <optional>
 #include <sstream>
 
-#include "libDrive2/linux/DiskIdentity.h"
-#include "libDrive2/linux/FileIdentity.h"
 #include "libDrive2/linux/MappingTable.h"
 #include "libDrive2/linux/MountTable.h"
-#include "libDrive2/linux/PartitionId.h"
+#include "libDrive2/linux/StorageIds.h"
 
 namespace libDrive2 {
 
@@ -62,10 +60,6 @@ bool isStoredElsewhere(const std::string& type) {
     return types.contains(type);
 }
 
-std::string rangeText(std::uint64_t start, std::uint64_t bytes) {
-    return start == 0 && bytes == 0 ? "" : "+" + std::to_string(start) + "+" + std::to_string(bytes);
-}
-
 }  // namespace
 
 fs::path nearestExisting(const fs::path& path) {
@@ -97,7 +91,7 @@ StorageMap::View StorageMap::ofDevice(dev_t number) {
     }
     View view;
     if (device.isPartition())
-        view = ofPartition(device, number);
+        view = ofPartition(device);
     else if (const auto backing = LoopBacking::of(number))
         view = ofLoop(*backing);
     else if (!device.attribute("dm/name").empty())
@@ -111,38 +105,34 @@ StorageMap::View StorageMap::ofDevice(dev_t number) {
 }
 
 StorageMap::View StorageMap::ofDisk(const SysfsBlock& device, dev_t number) {
-    const std::string lasting = lastingIdOf(device);
+    const StorageId lasting = lastingIdOf(device);
     return {lasting, {{lasting.empty() ? passingIdOf(device, number) : lasting}}, {}};
 }
 
-StorageMap::View StorageMap::ofPartition(const SysfsBlock& device, dev_t number) {
+StorageMap::View StorageMap::ofPartition(const SysfsBlock& device) {
     const View disk = ofDevice(device.disk().number());
     const std::uint64_t start = device.numberAttribute("start") * kSizeUnit;
     const std::uint64_t bytes = device.numberAttribute("size") * kSizeUnit;
-    View view{disk.id.empty() ? std::string() : disk.id + rangeText(start, bytes),
-              slice(disk.storage, start, bytes), disk.carriers};
-    if (view.id.empty())
-        view.id = partitionIdOf(device, number);
-    return view;
+    return {disk.id.empty() ? partitionIdOf(device) : disk.id.part(start, bytes),
+            slice(disk.storage, start, bytes), disk.carriers};
 }
 
 StorageMap::View StorageMap::ofLoop(const LoopBacking& backing) {
     const View whole = backing.isBlockDevice ? ofDevice(backing.device)
                                              : ofFile(backing.device, backing.inode, backing.path);
-    const std::string range = rangeText(backing.offset, backing.bytes);
-    return {whole.id.empty() ? std::string() : whole.id + range,
-            slice(whole.storage, backing.offset, backing.bytes), whole.carriers};
+    return {whole.id.part(backing.offset, backing.bytes), slice(whole.storage, backing.offset, backing.bytes),
+            whole.carriers};
 }
 
 StorageMap::View StorageMap::ofMapping(const SysfsBlock& device, dev_t number) {
     const std::string uuid = device.attribute("dm/uuid");
-    const std::string id = uuid.empty() ? "" : "dm:" + uuid;
+    const StorageId id = uuid.empty() ? StorageId() : StorageId(StorageId::Kind::mapping, uuid);
     const auto table = mappingTableOf(number);
     if (!table)
         return overMembers(id, device, number);
     View view{id, {}, {}};
     for (const MappedStretch& stretch : *table) {
-        const View below = stretch.device == 0 ? View{"", {{}}, {}} : ofDevice(stretch.device);
+        const View below = stretch.device == 0 ? View{{}, {{}}, {}} : ofDevice(stretch.device);
         append(view.storage, slice(below.storage, stretch.offset, stretch.bytes));
         append(view.carriers, below.carriers);
     }
@@ -150,12 +140,10 @@ StorageMap::View StorageMap::ofMapping(const SysfsBlock& device, dev_t number) {
 }
 
 StorageMap::View StorageMap::ofArray(const SysfsBlock& device, dev_t number) {
-    const bool isArray = !device.attribute("md/level").empty();
-    const std::string uuid = isArray ? memberUuidOf(device.slaves().front().number()) : std::string();
-    return overMembers(uuid.empty() ? "" : "md:" + uuid, device, number);
+    return overMembers(arrayIdOf(device), device, number);
 }
 
-StorageMap::View StorageMap::overMembers(const std::string& id, const SysfsBlock& device, dev_t number) {
+StorageMap::View StorageMap::overMembers(const StorageId& id, const SysfsBlock& device, dev_t number) {
     View view{id, {{id.empty() ? passingIdOf(device, number) : id}}, {}};
     for (const SysfsBlock& member : device.slaves())
         addCarrier(view, member.number());
@@ -169,8 +157,8 @@ void StorageMap::addCarrier(View& view, dev_t number) {
 }
 
 StorageMap::View StorageMap::ofFile(dev_t fileSystem, ino_t inode, const std::string& path) {
-    const std::string id = fileIdOf(fileSystem, inode, path);
-    View view{id.starts_with("file:") ? id : std::string(), {{id}}, {}};
+    const StorageId id = fileIdOf(fileSystem, inode, path);
+    View view{id.kind == StorageId::Kind::file ? id : StorageId(), {{id}}, {}};
     if (m_entered.insert(fileSystem).second)
         addFileSystem(view, fileSystem, path);
     return view;

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "libDrive2/DriveIdentity.h"
-#include "libDrive2/linux/LoopBacking.h"
+#include "libDrive2/linux/LoopTable.h"
 #include "libDrive2/linux/SysfsBlock.h"
 
 namespace libDrive2 {
@@ -18,7 +18,7 @@ namespace libDrive2 {
 class StorageMap {
 public:
     struct View {
-        std::string id{};                       ///< see DriveIdentity
+        StorageId id{};                         ///< see DriveIdentity
         std::vector<StorageExtent> storage{};   ///< see DriveIdentity
         std::vector<StorageExtent> carriers{};  ///< see DriveIdentity
     };
@@ -30,13 +30,13 @@ public:
 
 private:
     View ofDevice(dev_t number);
-    View ofPartition(const SysfsBlock& device, dev_t number);
+    View ofPartition(const SysfsBlock& device);
     View ofLoop(const LoopBacking& backing);
     View ofMapping(const SysfsBlock& device, dev_t number);
     View ofArray(const SysfsBlock& device, dev_t number);
     View ofDisk(const SysfsBlock& device, dev_t number);
     View ofFile(dev_t fileSystem, ino_t inode, const std::string& path);
-    View overMembers(const std::string& id, const SysfsBlock& device, dev_t number);
+    View overMembers(const StorageId& id, const SysfsBlock& device, dev_t number);
     void addCarrier(View& view, dev_t number);
     void addFileSystem(View& view, dev_t fileSystem, const std::filesystem::path& path);
     void addMountSource(View& view, dev_t fileSystem, const std::filesystem::path& path);

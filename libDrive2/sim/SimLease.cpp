@@ -45,7 +45,7 @@ bool SimLease::begin(LeasePurpose purpose, DeviceStatus& failure) {
     m_identity.sectorBytes = std::max(1U, described.sectorBytes);
     m_identity.sectors = described.bytes / m_identity.sectorBytes;
     if (m_image == nullptr) {
-        m_identity.storage = {{"boot:" + m_locator.utf8(), 0, 0}};
+        m_identity.storage = {{StorageId(StorageId::Kind::boot, m_locator.utf8())}};
         return true;
     }
     m_identity.id = m_image->identity().id;

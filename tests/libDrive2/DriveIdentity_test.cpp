@@ -77,7 +77,7 @@ TEST(DriveIdentity, SaysWhatIsTheSameDriveAndWhatSharesItsBytes) {
         EXPECT_EQ(sharesStorage(row.b, row.a), row.shares) << row.what;
     }
     for (const DriveIdentity* stable : {&sda, &image, &lv, &clonedPartition})
-        EXPECT_TRUE(isStable(*stable)) << stable->id;
+        EXPECT_TRUE(isStable(*stable)) << stable->id.toText();
     for (const DriveIdentity* passing : {&stick, &nothing})
         EXPECT_FALSE(isStable(*passing));
 }

@@ -133,7 +133,7 @@ TEST_F(Recovery, RefusesAnotherDrive) {
                               "sectors of 512 bytes)"));
     }
     EXPECT_EQ(findings(true, true), "erter");
-    world.of.id.clear();
+    world.of.id = {};
     EXPECT_EQ(findings(true), "erter");
     world.isNamed = false;
     EXPECT_EQ(findings(true), "");
@@ -145,7 +145,7 @@ TEST_F(Recovery, RefusesAnotherDrive) {
 
 TEST(WeakIdentity, ACopyOfTheDriveSettlesNothing) {
     DriveIdentity weak = identity();
-    weak.id.clear();
+    weak.id = {};
     weak.storage = {{"boot:1:disk", 0, 0}};
     for (const bool hasPatterns : {false, true}) {
         Journalled world(weak);

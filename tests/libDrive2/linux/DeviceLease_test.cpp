@@ -43,7 +43,7 @@ struct Mapping {
 TEST(DeviceLease, KnowsAFileByWhateverName) {
     const TempFile image(kSize), other(kSize);
     const DriveIdentity file = identityOf(image.path);
-    EXPECT_TRUE(isStable(file)) << file.id;
+    EXPECT_TRUE(isStable(file)) << file.id.toText();
     EXPECT_EQ(file.sectors, kSize / 512);
     EXPECT_FALSE(sharesStorage(file, identityOf(other.path)));
     EXPECT_TRUE(isSameDrive(file, identityOf("sim:disk,serial=X,image=" + image.path)));
