@@ -1,7 +1,6 @@
 #include "libDrive2/DeviceOpeners.h"
 
 #include "libDrive2/DeviceProvider.h"
-#include "libDrive2/OpenError.h"
 #include "libDrive2/OpenLeases.h"
 #include "libDrive2/bridges/PathSPCDevice.h"
 #include "quix5/DiagDevice.h"

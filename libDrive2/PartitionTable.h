@@ -1,10 +1,18 @@
 #pragma once
 
+#include <cstdint>
+#include <functional>
 #include <vector>
 
-#include "libDrive2/SectorSource.h"
-
 namespace libDrive2 {
+
+/// The sectors of a device, one by one: what cannot be read of its start must not hide the rest.
+struct SectorSource {
+    std::uint32_t sectorBytes = 512;
+    std::uint64_t sectors = 0;
+    /// Fills `data` with the `sectorBytes` bytes of a sector; false when it cannot be read.
+    std::function<bool(std::uint64_t lba, std::uint8_t* data)> read;
+};
 
 /// Where a partition begins, in bytes, and its number in the table.
 struct PartitionStart {

@@ -3,7 +3,7 @@
 #include <deque>
 #include <utility>
 
-#include "quix5/Library.h"
+#include "quix5/Module.h"
 
 namespace quix5 {
 

@@ -4,7 +4,7 @@
 #include <map>
 #include <string>
 
-#include "quix5/Library.h"
+#include "quix5/Module.h"
 #include "zel/Resource.h"
 
 namespace quix5 {

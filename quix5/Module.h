@@ -10,6 +10,10 @@
 
 namespace quix5 {
 
+/// The name under which the loaded module registered itself; also the name of its resource package.
+/// Empty before that.
+const zel::String& registeredLibrary();
+
 /// One test that a module offers: its row and its filled-in descriptor.
 struct OfferedTest {
     const TestEntry* entry;

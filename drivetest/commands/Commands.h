@@ -7,6 +7,9 @@
 
 namespace drivetest {
 
+/// Parses the arguments, runs the command they name, and gives the exit status.
+int runCommandLine(int argc, char** argv);
+
 /// Each carries out one command of the program and gives its exit status.
 int listTests(const std::string& test, const std::string& moduleFile, const std::string& language);
 int listDevices(bool json);

@@ -15,7 +15,6 @@
 #include "libDrive2/DeviceDescription.h"
 #include "libDrive2/DeviceOpeners.h"
 #include "quix5/DiagModule.h"
-#include "quix5/Library.h"
 #include "quix5/ParameterText.h"
 #include "quix5/Runner.h"
 #include "quix5/StopRequest.h"

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <iterator>
+#include <regex>
 #include <system_error>
 
 #include "libDrive2/DeviceDescription.h"
@@ -143,6 +144,12 @@ std::vector<std::string> capabilityNames(const DiagDevice& device) {
         if (device.hasCapability(capability))
             names.emplace_back(name);
     return names;
+}
+
+bool isAccessOrder(const std::string& text) {
+    static const std::regex form("DriveTestSearchOrder(:[1-8]){1,100}");
+    // Longer ones would only repeat themselves.
+    return text.size() < 1000 && std::regex_match(text, form);
 }
 
 }  // namespace drivetest

@@ -3,8 +3,8 @@
 #include <iostream>
 #include <system_error>
 
-#include "drivetest/CommandLine.h"
 #include "drivetest/ExitStatus.h"
+#include "drivetest/commands/Commands.h"
 #include "drivetest/run/OutputQueue.h"
 #include "drivetest/run/Signals.h"
 #include "drivetest/run/StandardStreams.h"

@@ -4,11 +4,9 @@
 #include <cstdlib>
 #include <filesystem>
 
-#include "drivetest/devices/AccessOrder.h"
 #include "drivetest/devices/Drives.h"
 #include "drivetest/terminal/Terminal.h"
 #include "drivetest/terminal/Texts.h"
-#include "quix5/Library.h"
 #include "quix5/ParameterText.h"
 #include "zel/Resource.h"
 

@@ -1,10 +1,44 @@
 #include "drivetest/safety/JournalPlace.h"
 
+#include <filesystem>
+
+#include "drivetest/terminal/Texts.h"
+#include "libDrive2/JournalFolder.h"
+
 namespace drivetest {
+
+namespace {
+
+/// What any disk takes without wearing.
+constexpr std::uint64_t kWorthTelling = 10'000'000'000;
+
+/// "FOLDER (ext4 on /dev/sda1, 79.0 GiB free)"
+std::string placeText(const std::string& folder) {
+    std::filesystem::path existing = folder;
+    std::error_code failed;
+    while (!std::filesystem::exists(existing, failed) && existing.has_relative_path())
+        existing = existing.parent_path();
+    const auto space = std::filesystem::space(existing, failed);
+    const std::string system = fileSystemOf(folder);
+    const std::string free = failed ? "" : sizeText(space.available) + " free";
+    if (system.empty() && free.empty())
+        return folder;
+    return folder + " (" + system + (system.empty() || free.empty() ? "" : ", ") + free + ")";
+}
+
+}  // namespace
 
 std::string recoverCommand(const std::string& locator, const std::string& folder) {
     const std::string option = folder == defaultJournalFolder() ? "" : " --journal " + folder;
     return "\"drivetest recover " + locator + option + "\"";
+}
+
+std::vector<std::string> journalCostLines(std::uint64_t testedBytes, const std::string& folder) {
+    if (testedBytes < kWorthTelling || libDrive2::JournalFolder(folder).isVolatile())
+        return {};
+    return {"the undo journal writes what is tested once to its own disk, up to " + sizeText(testedBytes) +
+                ", in " + placeText(folder),
+            "keep it on a disk made for that much, not on the system's SSD or a memory card: --journal DIR"};
 }
 
 }  // namespace drivetest

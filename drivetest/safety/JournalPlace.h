@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
+#include <vector>
 
 namespace drivetest {
 
@@ -21,5 +23,9 @@ std::string fileSystemOf(const std::string& folder);
 /// The command that puts back what a journal in that folder holds, in quotes; the folder is named unless it
 /// is the default one.
 std::string recoverCommand(const std::string& locator, const std::string& folder);
+
+/// What to tell before a run whose journal wears the disk that it lies on: lines for people, none for a small
+/// test or a folder in memory.
+std::vector<std::string> journalCostLines(std::uint64_t testedBytes, const std::string& folder);
 
 }  // namespace drivetest

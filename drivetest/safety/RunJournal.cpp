@@ -5,7 +5,6 @@
 #include <filesystem>
 #include <set>
 
-#include "drivetest/safety/JournalCost.h"
 #include "drivetest/safety/JournalPlace.h"
 #include "drivetest/safety/OpenJournals.h"
 #include "drivetest/terminal/Texts.h"

@@ -11,7 +11,7 @@
 #include <cstring>
 
 #include "libDrive2/DeviceOpeners.h"
-#include "libDrive2/OpenError.h"
+#include "libDrive2/DeviceProvider.h"
 #include "libDrive2/OpenLeases.h"
 #include "libDrive2/linux/ErrnoError.h"
 #include "libDrive2/linux/SysfsBlock.h"

@@ -5,7 +5,7 @@
 
 #include <cerrno>
 
-#include "libDrive2/OpenError.h"
+#include "libDrive2/DeviceProvider.h"
 #include "libDrive2/linux/HeldSignals.h"
 
 namespace libDrive2 {

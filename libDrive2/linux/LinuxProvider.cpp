@@ -7,7 +7,6 @@
 #include <filesystem>
 
 #include "libDrive2/DeviceOpeners.h"
-#include "libDrive2/OpenError.h"
 #include "libDrive2/OpenLeases.h"
 #include "libDrive2/bridges/SatAtaDevice.h"
 #include "libDrive2/linux/ErrnoError.h"

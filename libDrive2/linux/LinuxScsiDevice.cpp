@@ -7,7 +7,7 @@
 #include <cerrno>
 
 #include "libDrive2/DeviceOpeners.h"
-#include "libDrive2/OpenError.h"
+#include "libDrive2/DeviceProvider.h"
 #include "libDrive2/bridges/SatAtaDevice.h"
 #include "libDrive2/commands/ScsiCommands.h"
 #include "libDrive2/linux/HeldSignals.h"

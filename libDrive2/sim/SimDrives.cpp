@@ -1,7 +1,7 @@
 #include "libDrive2/sim/SimDrives.h"
 
 #include "libDrive2/DeviceOpeners.h"
-#include "libDrive2/OpenError.h"
+#include "libDrive2/DeviceProvider.h"
 #include "libDrive2/OpenLeases.h"
 
 namespace libDrive2 {

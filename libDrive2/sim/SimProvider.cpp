@@ -1,7 +1,6 @@
 #include "libDrive2/sim/SimProvider.h"
 
 #include "libDrive2/DeviceOpeners.h"
-#include "libDrive2/OpenError.h"
 #include "libDrive2/sim/SimAtaDevice.h"
 #include "libDrive2/sim/SimBlockHandle.h"
 #include "libDrive2/sim/SimDrives.h"

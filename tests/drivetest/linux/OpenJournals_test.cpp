@@ -10,7 +10,7 @@
 #include <fstream>
 
 #include "drivetest/recovery/ExportFolder.h"
-#include "drivetest/safety/JournalCost.h"
+#include "drivetest/safety/JournalPlace.h"
 #include "libDrive2/JournalFolder.h"
 #include "libDrive2/UndoJournal.h"
 

@@ -1,12 +1,10 @@
-#include "drivetest/CommandLine.h"
-
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <iostream>
 
 #include "drivetest/ExitStatus.h"
 #include "drivetest/commands/Commands.h"
-#include "drivetest/devices/AccessOrder.h"
+#include "drivetest/devices/Drives.h"
 #include "drivetest/report/OutputFormats.h"
 #include "drivetest/safety/JournalPlace.h"
 #include "drivetest/terminal/Console.h"
