@@ -7,13 +7,6 @@
 
 namespace drivetest {
 
-namespace {
-
-/// The variable by which a test names the parameters whose values it refuses: "NAME:VALUE, NAME:VALUE".
-constexpr const char* kRefusedValues = "params";
-
-}  // namespace
-
 RunHost::RunHost(Console& console, RunReporter& reporter, bool prompts)
     : m_console(console), m_reporter(reporter), m_prompts(prompts) {}
 
@@ -33,12 +26,6 @@ void RunHost::giveUpAttempts() {
         m_drive->setRetryCount(0);
 }
 
-void RunHost::noteRefusedValues(const quix5::Event& event) {
-    for (const auto& [name, value] : event.variables())
-        if (name == kRefusedValues)
-            m_refusedValues = value.valueString().zelString();
-}
-
 void RunHost::registerLibrary(const zel::String& /*name*/) {}
 
 bool RunHost::sendEvent(const quix5::Event& event, quix5::EventType type, quix5::SourceLocation where) {
@@ -46,14 +33,14 @@ bool RunHost::sendEvent(const quix5::Event& event, quix5::EventType type, quix5:
         ++m_errors;
     else if (type == quix5::EventType::WARNING)
         ++m_warnings;
-    noteRefusedValues(event);
     m_reporter.event({event, type, causeOf(type), lossOfDrive(type), where});
     return true;
 }
 
 void RunHost::error(const quix5::Event& event, quix5::SourceLocation where) {
     constexpr auto kType = quix5::EventType::ERR;
-    noteRefusedValues(event);
+    for (const auto& [name, value] : event.variables())
+        m_refusedValues = value.valueString().zelString();
     m_reporter.runError({&event, event.key().utf8(), event.localizedMessage().utf8(), causeOf(kType),
                          lossOfDrive(kType), where});
 }

@@ -41,7 +41,7 @@ public:
     void giveUpAttempts();
     /// Why the drive could not be reached any more when the test ended; empty when it could.
     [[nodiscard]] const std::string& lossOfAccess() const { return m_lossOfAccess; }
-    /// The parameters that the test refused: "NAME:VALUE, NAME:VALUE"; empty for none.
+    /// What the last problem of the run was with: of refused parameters "NAME:VALUE, NAME:VALUE".
     [[nodiscard]] const zel::String& refusedValues() const { return m_refusedValues; }
 
     /// For the display's thread.
@@ -67,7 +67,6 @@ public:
 private:
     void lookForUsers();
     bool isHeldDrive(libDrive2::Drive& drive);
-    void noteRefusedValues(const quix5::Event& event);
     [[nodiscard]] std::string causeOf(quix5::EventType type) const;
     std::string lossOfDrive(quix5::EventType type);
     void putBackLeftovers();

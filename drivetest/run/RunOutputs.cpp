@@ -6,6 +6,7 @@
 #include "drivetest/devices/Drives.h"
 #include "drivetest/record/KeptRecord.h"
 #include "drivetest/report/ConsoleReporter.h"
+#include "drivetest/run/DataGuard.h"
 #include "quix5/DeviceInventory.h"
 
 namespace drivetest {
@@ -17,11 +18,50 @@ const OutputFormat& recordFormat() {
                          [](const OutputFormat& format) { return format.option == kRecordOption; });
 }
 
+}  // namespace
+
+std::unique_ptr<RunOutputs> RunOutputs::open(const RunOptions& options, const TakenDrive& drive,
+                                             Console& console, std::string& error) {
+    auto outputs = std::make_unique<RunOutputs>();
+    if (!outputs->openNamed(options, error))
+        return nullptr;
+    outputs->keepRecord(options, drive.chosen.device, console);
+    for (Output& output : outputs->m_outputs)
+        outputs->m_reporters.add(output.format->make(output.path, std::move(output.file)));
+    outputs->m_reporters.add(std::make_unique<ConsoleReporter>(console));
+    return outputs;
+}
+
+bool RunOutputs::openNamed(const RunOptions& options, std::string& error) {
+    const OutputRules rules{guardDrive(options.device, options.journalFolder), options.replaceOutputs};
+    for (const OutputFormat& format : outputFormats()) {
+        const std::string path = options.outputOf(format.option);
+        if (path.empty())
+            continue;
+        Output output{&format, path, openOutput(format.what, path, rules, error)};
+        if (error.empty())
+            error = findClash(output);
+        if (!error.empty())
+            return false;
+        m_outputs.push_back(std::move(output));
+    }
+    return true;
+}
+
+/// Why two formats cannot be written to these files; empty when they can.
+std::string RunOutputs::findClash(const Output& output) const {
+    for (const Output& other : m_outputs)
+        if (isSameOutput(other.file, output.file))
+            return std::string(other.format->what) + " and " + output.format->what +
+                   " cannot both be written to " + output.path + ": name two files";
+    return {};
+}
+
 /// A record that nobody asked for is no reason to refuse the run.
-void keepRecord(const RunOptions& options, PreparedRun& run, Console& console) {
+void RunOutputs::keepRecord(const RunOptions& options, const quix5::DiagDevice& device, Console& console) {
     if (!options.keepRecord || !options.outputOf(kRecordOption).empty())
         return;
-    std::string drive = textProperty(run.device, quix5::kPropertySerial);
+    std::string drive = textProperty(device, quix5::kPropertySerial);
     if (drive.empty())
         drive = options.device.substr(options.device.find_last_of('/') + 1);
     std::string problem;
@@ -29,41 +69,35 @@ void keepRecord(const RunOptions& options, PreparedRun& run, Console& console) {
     if (!problem.empty())
         console.line("warning: no record of this run is kept: " + problem);
     if (kept.file)
-        run.outputs.push_back({&recordFormat(), kept.path, std::move(kept.file)});
+        m_outputs.push_back({&recordFormat(), kept.path, std::move(kept.file)});
 }
 
-/// Why two formats cannot be written to these files; empty when they can.
-std::string findClash(const std::vector<NamedOutput>& before, const NamedOutput& output) {
-    for (const NamedOutput& other : before)
-        if (isSameOutput(other.file, output.file))
-            return std::string(other.format->what) + " and " + output.format->what +
-                   " cannot both be written to " + output.path + ": name two files";
-    return {};
+std::string RunOutputs::badSectorsList() const {
+    std::string list;
+    for (const Output& output : m_outputs)
+        if (output.format->option == kBadListOption)
+            return output.path;
+        else if (output.format->option == kRecordOption)
+            list = "the record";
+    return list;
 }
 
-}  // namespace
-
-bool openOutputs(const RunOptions& options, PreparedRun& run, std::string& error) {
-    const OutputRules rules{guardDrive(options.device, options.journalFolder), options.replaceOutputs};
-    for (const OutputFormat& format : outputFormats()) {
-        const std::string path = options.outputOf(format.option);
-        if (path.empty())
-            continue;
-        NamedOutput output{&format, path, openOutput(format.what, path, rules, error)};
-        if (error.empty())
-            error = findClash(run.outputs, output);
-        if (!error.empty())
-            return false;
-        run.outputs.push_back(std::move(output));
+int RunOutputs::close(int status, Console& console) const {
+    for (std::size_t i = 0; i < m_outputs.size(); ++i) {
+        const OutputFormat& format = *m_outputs[i].format;
+        const bool isRecord = format.option == kRecordOption;
+        const ReportState state = m_reporters.all()[i]->state();
+        if (!state.isComplete) {
+            complain(std::string(format.what) + " " + state.path + " is incomplete: " +
+                     (state.wasGivenUp ? "nobody took what was left of it"
+                                       : "it could not be written to the end"));
+            if (isRecord && !state.wasGivenUp && status != kExitNotRestored)
+                status = kExitInternalError;
+        } else if (isRecord && state.path != "-") {
+            console.line("  record    " + state.path);
+        }
     }
-    return true;
-}
-
-void startOutputs(const RunOptions& options, PreparedRun& run, Console& console) {
-    keepRecord(options, run, console);
-    for (NamedOutput& output : run.outputs)
-        run.reporters.add(output.format->make(output.path, std::move(output.file)));
-    run.reporters.add(std::make_unique<ConsoleReporter>(console));
+    return status;
 }
 
 }  // namespace drivetest

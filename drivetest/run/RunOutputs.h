@@ -1,17 +1,44 @@
 #pragma once
 
+#include <memory>
 #include <string>
+#include <vector>
 
 #include "drivetest/commands/RunOptions.h"
-#include "drivetest/run/PreparedRun.h"
+#include "drivetest/report/OutputFormats.h"
+#include "drivetest/report/RunReporters.h"
+#include "drivetest/safety/TakenDrive.h"
 #include "drivetest/terminal/Console.h"
 
 namespace drivetest {
 
-/// Opens the files that the user named. False after a sentence in `error`.
-bool openOutputs(const RunOptions& options, PreparedRun& run, std::string& error);
-/// Nothing refuses the run any more: what the files held is gone from here on, and the reporters are made. A
-/// record that nobody named a file for goes to the folder for records.
-void startOutputs(const RunOptions& options, PreparedRun& run, Console& console);
+/// The files that a run is told in, and all who tell of it.
+class RunOutputs {
+public:
+    /// Once nothing refuses the run any more: what the files held is gone. A record that nobody named a file
+    /// for goes to the folder for records. Null after a sentence in `error`.
+    static std::unique_ptr<RunOutputs> open(const RunOptions& options, const TakenDrive& drive,
+                                            Console& console, std::string& error);
+
+    RunReporters& reporters() { return m_reporters; }
+    /// The file that lists all bad sectors, or "the record"; empty for none.
+    [[nodiscard]] std::string badSectorsList() const;
+    /// After the end was reported: waits for what is still to be written. The exit status, worse than
+    /// `status` when the record has a hole.
+    int close(int status, Console& console) const;
+
+private:
+    struct Output {
+        const OutputFormat* format;
+        std::string path;
+        OutputFile file;
+    };
+    bool openNamed(const RunOptions& options, std::string& error);
+    void keepRecord(const RunOptions& options, const quix5::DiagDevice& device, Console& console);
+    [[nodiscard]] std::string findClash(const Output& output) const;
+
+    std::vector<Output> m_outputs;
+    RunReporters m_reporters;
+};
 
 }  // namespace drivetest

@@ -5,9 +5,12 @@
 #include <filesystem>
 
 #include "drivetest/devices/Drives.h"
+#include "drivetest/safety/SafeStart.h"
+#include "drivetest/terminal/Console.h"
 #include "drivetest/terminal/Terminal.h"
 #include "drivetest/terminal/Texts.h"
 #include "quix5/ParameterText.h"
+#include "quix5/Runner.h"
 #include "zel/Resource.h"
 
 namespace drivetest {
@@ -33,24 +36,7 @@ std::string parameterNames(const quix5::Test& test) {
     return names;
 }
 
-}  // namespace
-
-std::unique_ptr<quix5::Module> loadModule(const std::string& file, std::string& error) {
-    const std::filesystem::path beside =
-        std::filesystem::path(programFolder()) / quix5::SharedLibrary::fileName(kModuleName);
-    return quix5::Module::load(file.empty() ? beside.string() : file, error);
-}
-
-const quix5::OfferedTest* findTest(const quix5::Module& module, const std::string& name, std::string& error) {
-    const quix5::OfferedTest* const test = module.find(name);
-    if (test != nullptr)
-        return test;
-    error = "there is no test " + quoted(name) + "; there are:";
-    for (const quix5::OfferedTest& offered : module.tests())
-        error += " " + offered.descriptor.name().utf8();
-    return nullptr;
-}
-
+/// Sets the test's parameters from NAME=VALUE texts.
 bool applyParameters(const quix5::Test& test, const std::vector<std::string>& assignments,
                      std::string& error) {
     for (const std::string& assignment : assignments) {
@@ -77,6 +63,7 @@ bool applyParameters(const quix5::Test& test, const std::vector<std::string>& as
     return true;
 }
 
+/// The device that a locator names, with properties from NAME=VALUE texts.
 bool makeDevice(const std::string& locator, const std::vector<std::string>& properties,
                 quix5::DiagDevice& device, std::string& error) {
     if (!findDrive(locator, device, error))
@@ -101,6 +88,69 @@ bool makeDevice(const std::string& locator, const std::vector<std::string>& prop
         device.setProperty(name, value);
     }
     return true;
+}
+
+bool choose(const RunOptions& options, ChosenTest& chosen, std::string& error) {
+    chosen.module = loadModule(options.moduleFile, error);
+    if (chosen.module == nullptr)
+        return false;
+    chosen.test = findTest(*chosen.module, options.test, error);
+    if (chosen.test == nullptr || !applyParameters(chosen.test->descriptor, options.parameters, error) ||
+        !makeDevice(options.device, options.properties, chosen.device, error))
+        return false;
+    chosen.writes = writesToDrive(*chosen.test);
+    return true;
+}
+
+/// Whether the test is offered and the drive lets itself be tested; gives the exit status and why not.
+ExitStatus checkDevice(const ChosenTest& chosen, std::string& error) {
+    const std::string test = chosen.test->descriptor.name().utf8();
+    const std::string device = chosen.device.osLocator().utf8();
+    if (!quix5::isOffered(chosen.test->descriptor, chosen.device)) {
+        error = test + " is not offered for " + device + ": the device has a property that excludes it";
+        return kExitCannotRun;
+    }
+    if (!chosen.device.hasCapability(chosen.test->entry->traits.needs)) {
+        if (isThere(device, error))
+            error = device + " is none: \"drivetest devices\" lists the drives of this machine";
+        error = test + " tests optical drives, and " + error;
+        return kExitUsage;
+    }
+    if (flagProperty(chosen.device, kPropertyLocked)) {
+        error = device +
+                " is locked by its ATA password, so nothing on it can be read: unlock it first (hdparm "
+                "--security-unlock), then try again";
+        return kExitCannotRun;
+    }
+    return kExitPass;
+}
+
+}  // namespace
+
+std::optional<ChosenTest> chooseTest(const RunOptions& options, ExitStatus& refused) {
+    ChosenTest chosen;
+    std::string error;
+    refused = choose(options, chosen, error) ? checkDevice(chosen, error) : kExitUsage;
+    if (refused == kExitPass)
+        return chosen;
+    complain(error);
+    return std::nullopt;
+}
+
+std::unique_ptr<quix5::Module> loadModule(const std::string& file, std::string& error) {
+    const std::filesystem::path beside =
+        std::filesystem::path(programFolder()) / quix5::SharedLibrary::fileName(kModuleName);
+    return quix5::Module::load(file.empty() ? beside.string() : file, error);
+}
+
+const quix5::OfferedTest* findTest(const quix5::Module& module, const std::string& name, std::string& error) {
+    const quix5::OfferedTest* const test = module.find(name);
+    if (test != nullptr)
+        return test;
+    error = "there is no test " + quoted(name) + "; there are:";
+    for (const quix5::OfferedTest& offered : module.tests())
+        error += " " + offered.descriptor.name().utf8();
+    return nullptr;
 }
 
 std::string describeText(const std::string& key) {

@@ -1,25 +1,36 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "drivetest/ExitStatus.h"
+#include "drivetest/commands/RunOptions.h"
 #include "quix5/DiagDevice.h"
 #include "quix5/Module.h"
 
 namespace drivetest {
+
+/// What a run is to be of: a test with its parameters, and a device that it is made for.
+struct ChosenTest {
+    std::unique_ptr<quix5::Module> module;
+    const quix5::OfferedTest* test = nullptr;
+    quix5::DiagDevice device;
+    bool writes = false;  ///< with the parameters that are set
+
+    [[nodiscard]] bool isOptical() const {
+        return test->entry->traits.needs == quix5::DeviceCapability::SCSIMMC;
+    }
+};
+/// Nothing, with the exit status in `refused`, after a sentence that says what is wrong.
+std::optional<ChosenTest> chooseTest(const RunOptions& options, ExitStatus& refused);
 
 /// Each gives false (or null, or nothing) after a sentence in `error` that says what is wrong.
 
 /// Loads the module of that file, or the one beside the program when it is empty.
 std::unique_ptr<quix5::Module> loadModule(const std::string& file, std::string& error);
 const quix5::OfferedTest* findTest(const quix5::Module& module, const std::string& name, std::string& error);
-/// Sets the test's parameters from NAME=VALUE texts.
-bool applyParameters(const quix5::Test& test, const std::vector<std::string>& assignments,
-                     std::string& error);
-/// The device that a locator names, with properties from NAME=VALUE texts.
-bool makeDevice(const std::string& locator, const std::vector<std::string>& properties,
-                quix5::DiagDevice& device, std::string& error);
 
 /// What the module's texts say of "Test.NAME" or "Parameter.NAME", in the language of the texts.
 std::string describeText(const std::string& key);

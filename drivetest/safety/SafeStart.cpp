@@ -1,7 +1,8 @@
 #include "drivetest/safety/SafeStart.h"
 
+#include <algorithm>
+
 #include "drivetest/devices/Drives.h"
-#include "drivetest/safety/ReadStart.h"
 #include "drivetest/terminal/Terminal.h"
 #include "drivetest/terminal/Texts.h"
 #include "libDrive2/DeviceLockingManager.h"
@@ -74,6 +75,14 @@ ExitStatus checkUnchanged(const ConfirmationRequest& request) {
 }
 
 }  // namespace
+
+void tellOfRest(const DiagDevice& device, const libDrive2::DeviceLease& lease, Console& console) {
+    const std::uint64_t rest =
+        numberProperty(device, quix5::kPropertyBytes) % std::max(1U, lease.identity().sectorBytes);
+    if (rest != 0)
+        console.line("note:    the last " + countText(rest, "byte") +
+                     " are no whole sector and are not tested");
+}
 
 std::string confirmationOf(const DiagDevice& device) {
     const std::string serial = textProperty(device, quix5::kPropertySerial);

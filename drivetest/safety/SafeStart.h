@@ -14,6 +14,9 @@ namespace drivetest {
 /// What to type to confirm a test that writes: the serial number, or the locator of a drive without one.
 std::string confirmationOf(const quix5::DiagDevice& device);
 
+/// Says what of a file is no whole sector, and therefore not tested.
+void tellOfRest(const quix5::DiagDevice& device, const libDrive2::DeviceLease& lease, Console& console);
+
 /// Whether the test, with the parameters that are set, writes to the drive.
 bool writesToDrive(const quix5::OfferedTest& test);
 

@@ -1,0 +1,162 @@
+#include "drivetest/run/TestRun.h"
+
+#include <vector>
+
+#include "drivetest/ExitStatus.h"
+#include "drivetest/run/HurryWatch.h"
+#include "drivetest/run/Signals.h"
+#include "drivetest/terminal/Terminal.h"
+#include "drivetest/terminal/Texts.h"
+#include "libDrive2/DeviceOpeners.h"
+#include "quix5/DiagModule.h"
+#include "quix5/ParameterText.h"
+#include "quix5/Runner.h"
+#include "quix5/StopRequest.h"
+
+namespace drivetest {
+
+using quix5::TestResult;
+
+namespace {
+
+std::vector<std::string> usersOf(libDrive2::DeviceLease& lease) {
+    std::vector<std::string> users;
+    for (const zel::String& user : lease.users())
+        users.push_back(user.utf8());
+    return users;
+}
+
+/// What is valid for the parameters in "NAME:VALUE, NAME:VALUE".
+void describeParameters(const quix5::Test& test, const zel::String& refused, Console& console) {
+    for (const zel::String& item : refused.tokenize(", "))
+        if (const zel::Array<zel::String> name = item.tokenize(":");
+            !name.isEmpty() && quix5::findParameter(test, name[0]) != nullptr)
+            console.line("         " + name[0].utf8() + ": " + describeText("Parameter." + name[0].utf8()));
+}
+
+/// Nobody could answer without a terminal; and what was confirmed is the drive with the medium that it had.
+bool mayPrompt(const RunOptions& options, const ChosenTest& chosen) {
+    return options.prompts && isTerminal(stdin) && (!chosen.writes || chosen.isOptical());
+}
+
+}  // namespace
+
+TestRun::TestRun(const RunOptions& options, TakenDrive& drive, RunOutputs& outputs, Console& console)
+    : m_options(options),
+      m_chosen(drive.chosen),
+      m_drive(drive),
+      m_outputs(outputs),
+      m_console(console),
+      m_host(console, outputs.reporters(), mayPrompt(options, drive.chosen)) {
+    m_host.setJournal(drive.journal.watched());
+    if (options.slowMs != 0)
+        m_host.setSlowLimit(std::chrono::milliseconds(options.slowMs));
+    if (!drive.held.isHeld())
+        return;
+    m_host.setHeldDrive(&drive.held);
+    m_watch.emplace([&drive] { return usersOf(drive.held.lease()); });
+    m_host.setUseWatch(&*m_watch);
+}
+
+int TestRun::execute() {
+    m_outputs.reporters().begin({m_chosen.test->descriptor, m_chosen.device, m_options.commandLine});
+    if (const WatchedJournal* const watched = m_drive.journal.watched(); watched != nullptr)
+        setAtStake(watched->outlivesCrash() ? AtStake::journaledSectors : AtStake::unprotectedSectors);
+    return end(explainStop(runTest()));
+}
+
+TestResult TestRun::runTest() {
+    quix5::Host* const previousHost = quix5::DiagModule::install(&m_host);
+    zel::LogSink* const previousSink = zel::LogFactory::setSink(&m_host);
+    TestResult result;
+    {
+        const ProgressDisplay display(m_console, m_options.test + " " + m_options.device,
+                                      [this] { return m_host.snapshot(); });
+        const HurryWatch hurry([this] { m_host.giveUpAttempts(); });
+        // What stood in the way may be gone by now, but nothing was prepared for writing.
+        const bool writes = m_chosen.writes && !m_drive.obstacle;
+        const std::uint32_t access = libDrive2::kAccessRead | (writes ? libDrive2::kAccessWrite : 0);
+        result = quix5::runTest(*m_chosen.test, m_chosen.device,
+                                {access, libDrive2::kShareRead | libDrive2::kShareWrite}, m_host);
+    }
+    zel::LogFactory::setSink(previousSink);
+    quix5::DiagModule::install(previousHost);
+    return result;
+}
+
+/// The program stops tests, too, without anybody having asked for it.
+TestResult TestRun::explainStop(const TestResult& result) const {
+    if (result != TestResult::USERABORTED || quix5::StopRequest::made())
+        return result;
+    const WatchedJournal* const watched = m_drive.journal.watched();
+    if (OutputQueue::hasStandardFailed())
+        return TestResult::INTERNALERROR;
+    if (m_host.isDisturbed())
+        return TestResult::DEVICEBUSY;
+    if (watched != nullptr && !watched->failure().empty())
+        return m_host.counts().errors > 0 ? TestResult::FAIL : TestResult::CANNOTRUN;
+    return result;
+}
+
+int TestRun::end(const TestResult& result) {
+    const bool isDataMissing = !settleJournal();
+    setAtStake(AtStake::nothing);
+    explain(result);
+    TestResult judged = judgeSlowness(result);
+    if (isDataMissing)
+        judged.merge(TestResult::FAIL);
+    m_outputs.reporters().end(
+        {judged, m_host.counts(), m_host.statistics(), isDataMissing, m_outputs.badSectorsList()});
+    return m_outputs.close(isDataMissing ? kExitNotRestored : exitStatusOf(judged), m_console);
+}
+
+/// False when sectors were not put back.
+bool TestRun::settleJournal() {
+    RunJournal& journal = m_drive.journal;
+    if (journal.watched() != nullptr && !journal.watched()->unrestored().empty())
+        m_outputs.reporters().unrestored(journal.watched()->unrestored(), journal.path());
+    return journal.finish(m_options.device, m_console);
+}
+
+/// What the result alone does not say.
+void TestRun::explain(const TestResult& result) {
+    const std::string reason = libDrive2::lastOpenErrorStr().utf8();
+    const std::optional<Obstacle>& obstacle = m_drive.obstacle;
+    const char* const mediaText = m_chosen.test->entry->traits.mediaText;
+    if (obstacle && obstacle->isKnownToTest && exitStatusOf(result) == obstacle->status)
+        m_console.line("         " + obstacle->reason + "; " + obstacle->advice);
+    else if (result == TestResult::DEVICEBUSY && !m_drive.held.failure().ok())
+        m_console.line("         " + m_drive.held.failure().text.utf8());
+    else if (m_host.statistics() == nullptr && result == TestResult::CANNOTRUN && !reason.empty())
+        m_outputs.reporters().runError({nullptr, "driveNotOpened", reason, {}, {}, {}});
+    else if (result == TestResult::CANNOTRUN && !m_host.lossOfAccess().empty())
+        m_outputs.reporters().runError(
+            {nullptr,
+             "driveLost",
+             m_options.device + " could be opened, and stopped taking commands while it was tested",
+             m_host.lossOfAccess(),
+             {},
+             {}});
+    else if (result == TestResult::BADPARAMS)
+        describeParameters(m_chosen.test->descriptor, m_host.refusedValues(), m_console);
+    else if (result == TestResult::INCORRECTMEDIA && mediaText != nullptr)
+        m_console.line("         " + describeText(mediaText));
+}
+
+/// A drive that is slow beyond what the user allows.
+TestResult TestRun::judgeSlowness(const TestResult& result) const {
+    const DriveStatistics* const statistics = m_host.statistics();
+    if (m_options.slowMs == 0 || statistics == nullptr)
+        return result;
+    const std::uint64_t slow = statistics->slowTransfers().beyondLimit();
+    if (slow <= m_options.slowAllowed)
+        return result;
+    m_console.line("warning: " + countText(slow, "transfer") + " took longer than " +
+                   std::to_string(m_options.slowMs) + " ms, and " + std::to_string(m_options.slowAllowed) +
+                   " may (--slow-ms, --slow-count)");
+    TestResult judged = result;
+    judged.merge(TestResult::WARN);
+    return judged;
+}
+
+}  // namespace drivetest

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "drivetest/commands/RunOptions.h"
+#include "drivetest/run/RunHost.h"
+#include "drivetest/run/RunOutputs.h"
+#include "drivetest/safety/TakenDrive.h"
+#include "drivetest/terminal/Console.h"
+#include "quix5/TestResult.h"
+
+namespace drivetest {
+
+/// The run itself. What it is made of can be had only by the steps before: a test that was chosen, its drive
+/// taken, the outputs opened. All of it must outlive the run.
+class TestRun {
+public:
+    TestRun(const RunOptions& options, TakenDrive& drive, RunOutputs& outputs, Console& console);
+    /// Runs the test, settles the journal, and has the reporters tell the end. Once. Gives the exit status.
+    int execute();
+
+private:
+    quix5::TestResult runTest();
+    [[nodiscard]] quix5::TestResult explainStop(const quix5::TestResult& result) const;
+    int end(const quix5::TestResult& result);
+    bool settleJournal();
+    void explain(const quix5::TestResult& result);
+    [[nodiscard]] quix5::TestResult judgeSlowness(const quix5::TestResult& result) const;
+
+    const RunOptions& m_options;
+    ChosenTest& m_chosen;
+    TakenDrive& m_drive;
+    RunOutputs& m_outputs;
+    Console& m_console;
+    RunHost m_host;
+    std::optional<UseWatch> m_watch;
+};
+
+}  // namespace drivetest

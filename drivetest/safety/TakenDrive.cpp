@@ -1,0 +1,68 @@
+#include "drivetest/safety/TakenDrive.h"
+
+#include "drivetest/terminal/Terminal.h"
+#include "libDrive2/DeviceDescription.h"
+
+namespace drivetest {
+
+using libDrive2::DeviceLease;
+using libDrive2::LeasePurpose;
+
+namespace {
+
+/// Whoever mounts media as they come in would disturb the test of an optical drive. A disc that is in use
+/// already, and a generic node, which cannot be held, are read all the same.
+std::unique_ptr<DeviceLease> holdOffMounters(const quix5::DiagDevice& device) {
+    libDrive2::DeviceStatus ignored;
+    if (!device.hasCapability(quix5::DeviceCapability::SCSIMMC) || libDrive2::isSimulated(device.osLocator()))
+        return nullptr;
+    return DeviceLease::take(device.osLocator(), LeasePurpose::write, ignored);
+}
+
+}  // namespace
+
+std::unique_ptr<TakenDrive> TakenDrive::take(ChosenTest& chosen, const RunOptions& options, Console& console,
+                                             ExitStatus& refused) {
+    std::unique_ptr<TakenDrive> drive(new TakenDrive(chosen));
+    refused = chosen.test->descriptor.isDestructive() ? drive->takeForWriting(options, console)
+                                                      : drive->takeForReading(console);
+    return refused == kExitPass ? std::move(drive) : nullptr;
+}
+
+ExitStatus TakenDrive::takeForReading(Console& console) {
+    readLease = holdOffMounters(chosen.device);
+    if (readLease != nullptr)
+        return kExitPass;
+    libDrive2::DeviceStatus failure;
+    readLease = DeviceLease::take(chosen.device.osLocator(), LeasePurpose::read, failure);
+    if (failure.type == libDrive2::LIBDRIVE2_BUSY) {
+        complain(failure.text.utf8() + ": wait until it has ended, then try again");
+        return kExitBusy;
+    }
+    if (readLease == nullptr)
+        return kExitPass;
+    for (const zel::String& user : readLease->users())
+        console.line("note:    " + user.utf8() + "; reading does no harm, but rates may be lower");
+    tellOfRest(chosen.device, *readLease, console);
+    return kExitPass;
+}
+
+ExitStatus TakenDrive::takeForWriting(const RunOptions& options, Console& console) {
+    held.take(chosen.device);
+    obstacle = findObstacle(chosen.device, held, options.allowUnexamined);
+    if (!chosen.writes)
+        return kExitPass;
+    const ExitStatus confirmed = confirmWriting(
+        {*chosen.test, chosen.device, held, obstacle, options.confirm, options.prompts && isTerminal(stdin)},
+        console);
+    if (confirmed != kExitPass || obstacle)
+        return confirmed;
+    // What an optical test writes replaces what the medium holds; there is nothing to put back.
+    if (chosen.isOptical())
+        return kExitPass;
+    return journal.prepare({chosen.device, held, options.journalFolder, preservesData(*chosen.test),
+                            options.journal, options.verifyRestores},
+                           console);
+}
+
+}  // namespace drivetest

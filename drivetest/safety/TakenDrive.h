@@ -1,0 +1,36 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+
+#include "drivetest/commands/RunOptions.h"
+#include "drivetest/run/Setup.h"
+#include "drivetest/safety/HeldDrive.h"
+#include "drivetest/safety/RunJournal.h"
+#include "drivetest/safety/SafeStart.h"
+#include "drivetest/terminal/Console.h"
+
+namespace drivetest {
+
+/// The drive of a run, taken for the chosen test and given back with this object. A test that reads keeps
+/// those that write away; one that writes has the drive alone, was confirmed for it, and has its journal.
+struct TakenDrive {
+    /// Blocks while a person is asked. Null, with the exit status in `refused`, after a sentence that says
+    /// why. `chosen` must outlive the drive; what its device is comes from the drive in hand from now on.
+    static std::unique_ptr<TakenDrive> take(ChosenTest& chosen, const RunOptions& options, Console& console,
+                                            ExitStatus& refused);
+
+    ChosenTest& chosen;
+    HeldDrive held;  ///< for a test that writes
+    /// For one that only reads; null where it could not be had: opening it for the test will tell.
+    std::unique_ptr<libDrive2::DeviceLease> readLease;
+    std::optional<Obstacle> obstacle;  ///< what the guard of tests that write will refuse
+    RunJournal journal;
+
+private:
+    explicit TakenDrive(ChosenTest& test) : chosen(test) {}
+    ExitStatus takeForReading(Console& console);
+    ExitStatus takeForWriting(const RunOptions& options, Console& console);
+};
+
+}  // namespace drivetest
