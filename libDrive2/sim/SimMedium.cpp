@@ -51,13 +51,11 @@ void SimMedium::load() {
         m_state.unitAttention = kMediumMayHaveChanged;
 }
 
-SimOutcome SimMedium::beginCommand() {
-    ++m_commands;
-    if (m_options.goneAt != 0 && m_commands >= m_options.goneAt)
-        return {SimFault::gone};
-    if (m_options.busyAt != 0 && m_commands >= m_options.busyAt)
-        return {SimFault::busy};
-    return {};
+SimFault countCommand(const SimOptions& options, std::uint64_t& count) {
+    ++count;
+    if (options.goneAt != 0 && count >= options.goneAt)
+        return SimFault::gone;
+    return options.busyAt != 0 && count >= options.busyAt ? SimFault::busy : SimFault::none;
 }
 
 SimOutcome SimMedium::checkAccess(std::uint64_t lba, std::uint64_t count) const {

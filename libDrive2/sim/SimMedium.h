@@ -32,6 +32,9 @@ struct SimOutcome {
     [[nodiscard]] bool ok() const { return fault <= SimFault::recovered; }
 };
 
+/// Counts one command of a drive: gone, busy, or nothing.
+SimFault countCommand(const SimOptions& options, std::uint64_t& count);
+
 /// What commands have made of the drive; all of its handles see it.
 struct SimDriveState {
     bool loaded = true;  ///< whether the medium, if there is one, is in the drive
@@ -67,7 +70,7 @@ public:
     void setImage(SharedBlockHandle image) { m_image = std::move(image); }
 
     /// Counts one command: gone, busy, or nothing.
-    SimOutcome beginCommand();
+    SimOutcome beginCommand() { return {countCommand(m_options, m_commands)}; }
 
     // Parts of commands. After a failure the sectors in front of the faulty one have been transferred.
     SimOutcome read(std::uint64_t lba, std::uint32_t count, std::uint8_t* buffer);

@@ -11,7 +11,6 @@
 #include "libDrive2/sim/SimUfiDevice.h"
 #include "libDrive2/sim/SimVolumes.h"
 #include "libDrive2/sim/optical/OpticalBlockHandle.h"
-#include "libDrive2/sim/optical/OpticalPassThrough.h"
 
 namespace libDrive2 {
 

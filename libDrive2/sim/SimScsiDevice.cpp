@@ -16,7 +16,7 @@ constexpr SimSense kNotSaveable{0x5, 0x39, 0x00};
 }  // namespace
 
 SimScsiDevice::SimScsiDevice(std::shared_ptr<SimMedium> medium, bool writable)
-    : SimScsiTarget(std::move(medium), writable, kMaxTransferBytes) {}
+    : SimBlockTarget(std::move(medium), writable, kMaxTransferBytes) {}
 
 bool SimScsiDevice::perform(SimScsiCommand& command) {
     using Self = SimScsiDevice;

@@ -1,12 +1,12 @@
 #pragma once
 
+#include "libDrive2/sim/SimBlockTarget.h"
 #include "libDrive2/sim/SimScsiPages.h"
-#include "libDrive2/sim/SimScsiTarget.h"
 
 namespace libDrive2 {
 
 /// A simulated disk that answers SCSI commands (SPC-4, SBC-3), or an ATA drive behind a translator (SAT-3).
-class SimScsiDevice : public SimScsiTarget {
+class SimScsiDevice : public SimBlockTarget {
 public:
     SimScsiDevice(std::shared_ptr<SimMedium> medium, bool writable);
 

@@ -1,69 +1,30 @@
 #pragma once
 
-#include <memory>
-
-#include "libDrive2/sim/SimScsiCommand.h"
+#include "libDrive2/ScsiPassThrough.h"
+#include "libDrive2/sim/SimMedium.h"
 
 namespace libDrive2 {
 
-/// What all models that answer SCSI commands have in common: delivery, unit attentions, and the commands
-/// that mean the same everywhere. A model of a kind derives from it and names the opcodes that it knows.
+/// One handle of a model that answers SCSI commands: what is delivered to it at all. A model of a kind
+/// derives from it.
 class SimScsiTarget : public ScsiPassThrough {
 public:
-    ScsiResponse execute(const ScsiRequest& request) override;
+    ScsiResponse execute(const ScsiRequest& request) final;
     [[nodiscard]] std::size_t maxTransferBytes() const override { return m_maxTransferBytes; }
     DeviceStatus reopen() override { return {}; }
 
 protected:
-    SimScsiTarget(std::shared_ptr<SimMedium> medium, bool writable, std::size_t maxTransferBytes)
-        : m_medium(std::move(medium)), m_writable(writable), m_maxTransferBytes(maxTransferBytes) {}
+    SimScsiTarget(bool writable, std::size_t maxTransferBytes)
+        : m_writable(writable), m_maxTransferBytes(maxTransferBytes) {}
 
-    /// One opcode that a model knows.
-    template <class Model>
-    struct Entry {
-        std::uint8_t opcode;
-        void (Model::*handler)(SimScsiCommand& command);
-    };
-    template <class Model, std::size_t Count>
-    static bool dispatch(Model& model, const Entry<Model> (&commands)[Count], SimScsiCommand& command) {
-        for (const Entry<Model>& entry : commands) {
-            if (entry.opcode != command.opcode())
-                continue;
-            (model.*entry.handler)(command);
-            return true;
-        }
-        return false;
-    }
-
-    /// False for an opcode that the model does not know.
-    virtual bool perform(SimScsiCommand& command) = 0;
-    [[nodiscard]] virtual bool isCdbLength(const SimScsiCommand& command, std::uint8_t bytes) const {
-        return bytes == command.opcodeBytes();
-    }
-    /// Whether transfers may ask to bypass the cache (FUA, DPO).
-    [[nodiscard]] virtual bool supportsFua() const { return true; }
-
-    void testUnitReady(SimScsiCommand& command);
-    void requestSense(SimScsiCommand& command);
-    void startStopUnit(SimScsiCommand& command);
-    void preventAllowMediumRemoval(SimScsiCommand& command);
-    void readCapacity10(SimScsiCommand& command);
-    void readSectors(SimScsiCommand& command);
-    void writeSectors(SimScsiCommand& command);
-    void verifySectors(SimScsiCommand& command);
-    void seekSector(SimScsiCommand& command);
-    void synchronizeCache(SimScsiCommand& command);
-
-    /// Whether the medium can be used; otherwise the command has failed.
-    bool isReady(SimScsiCommand& command) const;
-    [[nodiscard]] const SimMedium& medium() const { return *m_medium; }
+    /// Whether the command changes the medium.
+    [[nodiscard]] virtual bool isWrite(std::uint8_t opcode) const = 0;
+    /// Counts the command; a fault of the transport keeps it from the model.
+    virtual SimFault beginCommand() = 0;
+    /// What the model makes of a command that reached it.
+    virtual void answer(const ScsiRequest& request, ScsiResponse& response) = 0;
 
 private:
-    bool isTransferable(SimScsiCommand& command) const;
-    bool reportUnitAttention(SimScsiCommand& command);
-    void moveMedium(SimScsiCommand& command, bool load);
-
-    std::shared_ptr<SimMedium> m_medium;
     bool m_writable;
     std::size_t m_maxTransferBytes;
 };

@@ -46,7 +46,7 @@ Bytes flexibleDiskPage(const SimMedium& medium) {
 }  // namespace
 
 SimUfiDevice::SimUfiDevice(std::shared_ptr<SimMedium> medium, bool writable)
-    : SimScsiTarget(std::move(medium), writable, kMaxTransferBytes) {}
+    : SimBlockTarget(std::move(medium), writable, kMaxTransferBytes) {}
 
 bool SimUfiDevice::perform(SimScsiCommand& command) {
     using Self = SimUfiDevice;

@@ -1,12 +1,12 @@
 #pragma once
 
-#include "libDrive2/sim/SimScsiTarget.h"
+#include "libDrive2/sim/SimBlockTarget.h"
 
 namespace libDrive2 {
 
 /// A simulated USB floppy drive (UFI 1.0): few commands, all of 12 bytes. CDBs as long as their opcodes say
 /// are taken too, as what carries them to a drive pads them.
-class SimUfiDevice : public SimScsiTarget {
+class SimUfiDevice : public SimBlockTarget {
 public:
     SimUfiDevice(std::shared_ptr<SimMedium> medium, bool writable);
 

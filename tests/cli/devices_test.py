@@ -2,6 +2,8 @@
 
 import json
 import os
+import pathlib
+import re
 import subprocess
 import unittest
 
@@ -45,5 +47,19 @@ class Listings(program.ProgramTest):
         self.assertIn("Standard: MIN", german)
 
 
+class Manual(program.ProgramTest):
+    def test_it_knows_the_simulated_drives_of_the_program(self):
+        told = self.start("run", "--help").stdout
+        kinds, keys, optical, media = re.search(
+            r"Kinds: (.*?)Keys: (.*?)Of optical ones: (.*?)Media \(.*?\): (.*?)\n\n", told, re.DOTALL).groups()
+        manual = pathlib.Path(__file__).parents[2] / "docs" / "simulated-drives.md"
+        sections = re.split(r"^## ", manual.read_text(encoding="utf-8"), flags=re.MULTILINE)[1:]
+        for section, column, names in ((0, 1, kinds), (1, 1, keys + optical), (2, 2, media)):
+            cells = [row.split("|")[column] for row in sections[section].splitlines() if row.startswith("| ")]
+            named = {re.split("[=`]", name)[0] for cell in cells for name in re.findall("`([^`]+)`", cell)}
+            self.assertEqual(named, {word.split("=")[0] for word in names.split()} - {"none"}, sections[section][:20])
+
+
 if __name__ == "__main__":
     unittest.main()
+

@@ -6,8 +6,6 @@ namespace libDrive2 {
 
 namespace {
 
-constexpr std::uint8_t kBusy = 0x08;  // SAM-5
-
 // What a command needs, or does.
 constexpr std::uint8_t kMedium = 1;  ///< needs a medium that is ready
 constexpr std::uint8_t kAnytime =
@@ -64,21 +62,9 @@ bool OpticalDrive::changesMedium(std::uint8_t opcode) {
     return entry != nullptr && (entry->traits & kChanges) != 0;
 }
 
-ScsiResponse OpticalDrive::execute(const ScsiRequest& request) {
-    ScsiResponse response;
-    OpticalCommand command(request, response);
-    ++m_commands;
-    if (options().goneAt != 0 && m_commands >= options().goneAt)
-        response.delivery = {LIBDRIVE2_NO_ACCESS, "the device does not answer any more"};
-    else if (options().busyAt != 0 && m_commands >= options().busyAt)
-        response.status = kBusy;
-    else
-        perform(command, request.cdbBytes);
-    return response;
-}
-
-void OpticalDrive::perform(OpticalCommand& command, std::uint8_t cdbBytes) {
+void OpticalDrive::answer(const ScsiRequest& request, ScsiResponse& response) {
     constexpr std::uint8_t kPacketBytes = 12;  // hosts pad CDBs to the length of ATAPI packets
+    OpticalCommand command(request, response);
     m_unit.update();
     const Entry* const entry = findCommand(command.opcode());
     const std::uint8_t traits = entry != nullptr ? entry->traits : 0;
@@ -91,7 +77,7 @@ void OpticalDrive::perform(OpticalCommand& command, std::uint8_t cdbBytes) {
     }
     if (entry == nullptr)
         return command.fail(kInvalidOpcode);
-    if (cdbBytes != command.opcodeBytes() && cdbBytes != kPacketBytes)
+    if (request.cdbBytes != command.opcodeBytes() && request.cdbBytes != kPacketBytes)
         return command.fail(kInvalidField);
     if ((traits & kMedium) == 0 || command.accept(m_unit.tray.notReady()))
         entry->handler(m_unit, command);

@@ -11,7 +11,6 @@
 #include "CommandRing.h"
 #include "TargetHost.h"
 #include "libDrive2/DeviceOpeners.h"
-#include "libDrive2/sim/SimDrives.h"
 #include "zel/Clock.h"
 
 namespace lab {
@@ -34,8 +33,7 @@ private:
     std::_Exit(EXIT_FAILURE);  // other threads wait for commands
 }
 
-[[noreturn]] void play(const std::shared_ptr<libDrive2::OpticalDrive>& drive,
-                       const TargetHost::Place& place) try {
+[[noreturn]] void play(const libDrive2::SharedScsiPassThrough& drive, const TargetHost::Place& place) try {
     CommandRing(place.node, place.bytes).serve([&](const libDrive2::ScsiRequest& request) {
         return drive->execute(request);
     });
@@ -48,8 +46,9 @@ private:
     TargetHost host;
     std::vector<std::jthread> players;
     for (unsigned unit = 0; unit < locators.size(); ++unit) {
-        const auto drive = libDrive2::SimDrives::get().optical(locators[unit]);
-        if (drive == nullptr)
+        const auto drive = libDrive2::ScsiDevice::openScsiDevice(
+            locators[unit], libDrive2::kAccessRead | libDrive2::kAccessWrite, 0);
+        if (!drive)
             end(libDrive2::lastOpenErrorStr().utf8());
         players.emplace_back(play, drive, host.create(unit));
         std::cout << unit << " " << host.attach(unit) << std::endl;
