@@ -59,8 +59,4 @@ SharedNVMeDevice libNVMeInfo::openDevice(const quix5::DiagDevice& device) {
     return SharedNVMeDevice(DeviceProvider::of(device.osLocator()).openNVMe(device.osLocator()));
 }
 
-zel::String checkLocator(const zel::String& locator) {
-    return DeviceProvider::of(locator).check(locator);
-}
-
 }  // namespace libDrive2

@@ -31,8 +31,6 @@ public:
 
     [[nodiscard]] virtual bool owns(const zel::String& locator) const = 0;
     [[nodiscard]] virtual bool isSimulated() const { return false; }
-    /// What is wrong with the locator, without opening anything; empty when nothing is.
-    virtual zel::String check(const zel::String& locator) = 0;
     /// See describeDevice().
     virtual bool describe(const zel::String& locator, DeviceDescription& description, zel::String& error) = 0;
 

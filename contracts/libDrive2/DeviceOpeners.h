@@ -60,7 +60,4 @@ struct libNVMeInfo {
     static SharedNVMeDevice openDevice(const quix5::DiagDevice& device);
 };
 
-/// What is wrong with a locator, without opening anything; empty when nothing is.
-zel::String checkLocator(const zel::String& locator);
-
 }  // namespace libDrive2

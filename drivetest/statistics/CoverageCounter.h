@@ -27,10 +27,19 @@ struct Coverage {
 /// "sectors", "positions"
 const char* nameOf(Coverage::Unit unit);
 
-/// Counts what became of each sector. What is bad the test says; what is good the stream of its operations:
-/// tests work on one chunk at a time, perhaps several times over and down to single sectors. Operations
-/// inside the current chunk refine what is known of it; the next announced chunk or operation outside settles
-/// it.
+/// Counts what became of each sector. What is bad the test says (condemn); what is good the stream of its
+/// operations.
+///
+/// How it works: tests work on one chunk at a time, perhaps several times over and down to single sectors.
+/// Of the current chunk a state is kept: one for all of it, which is the usual case and costs nothing, or one
+/// for each sector as soon as an operation concerns a part. A transfer of the whole chunk that succeeds makes
+/// unknown sectors good. One that fails makes all of them suspect, good ones too, for any of them may be the
+/// reason; suspects are cleared only one by one, by transfers of a part: a later success of the whole may
+/// be luck. Skipped and condemned outrank whatever else is learnt. The next chunk, announced or met by an
+/// operation outside, settles this one: its good runs go into a set of sectors, so that each counts once
+/// however often it is visited, and what is still suspect or unknown counts as skipped. At the end the set
+/// of bad sectors is taken off: what was good once may have turned bad. A run of positions (random seeks)
+/// counts visits instead.
 class CoverageCounter {
 public:
     /// Told of every settled run of good sectors.

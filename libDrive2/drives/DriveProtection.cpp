@@ -19,6 +19,16 @@ bool Drive::expectWrites(const void* data, std::size_t bytes) {
     return failProtection("the journal took no patterns", 0, m_journal->lastErrorStr());
 }
 
+/// How it works: a drive whose physical sectors hold several logical ones writes a part of one by reading,
+/// changing and writing all of it, so that a power cut can cost the neighbours that no test asked for. The
+/// range to protect therefore grows to whole physical sectors: `first` and `end` are its limits rounded down
+/// and up, but not beyond the end of the drive, whose last physical sector may be cut off. `data` are the
+/// test's originals of the middle; the margins before and after it are read here and joined to it in `wide`,
+/// which stays empty when there are none. A margin that cannot be read is left out, whole: what cannot be
+/// read cannot be lost, and the journal must not claim to know it. The margin in front moves the start of
+/// what is journaled only if it was read. Margins are read past observers and retries: they are no part of
+/// the test. What is remembered with the journal's range is the LBA that the test asked for, as that is what
+/// releaseSectors() is called with.
 Drive::ProtectedRange Drive::widen(std::uint64_t lba, std::uint32_t count, const void* data,
                                    zel::Buffer& wide) {
     const std::uint32_t sectorBytes = getSectorSize();

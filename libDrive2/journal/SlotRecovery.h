@@ -8,8 +8,18 @@
 
 namespace libDrive2 {
 
-/// Puts back the sectors of one slot, all or none. The steps in their order: examine, save, write back,
-/// verify.
+/// Puts back the sectors of one slot, all or none.
+///
+/// How it works: each sector gets a finding. examine() reads what it holds now and compares: the original
+/// (equal), something the run wrote (to be restored), a beginning of the one with the end of another (torn,
+/// by a power cut), or neither (foreign). One foreign sector shows that somebody has used the range since;
+/// then nothing of the slot is written, and what would have been restored is withheld. run() goes on where
+/// there is none: what is about to be overwritten and is not plainly the run's is exported first, in case it
+/// is not what it seems; the journal is told, durably, that torn sectors are about to be restored, since a
+/// cut now leaves pieces of three contents; originals are written back in runs, one by one where a run
+/// fails; the drive is flushed, and what was written is read back past the cache. A sector that fails on the
+/// way keeps its finding "failed" with the reason. At last the originals of all sectors that do not hold
+/// them are exported. Only when none is foreign or failed may the slot be closed.
 class SlotRecovery {
 public:
     SlotRecovery(const RecoveryTask& task, const JournalSlot& slot, SectorMatcher& matcher);

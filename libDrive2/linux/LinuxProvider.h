@@ -8,8 +8,6 @@ namespace libDrive2 {
 class LinuxProvider : public DeviceProvider {
 public:
     [[nodiscard]] bool owns(const zel::String& /*locator*/) const override { return true; }
-    /// Any path may come to lead to a device.
-    zel::String check(const zel::String& /*locator*/) override { return {}; }
     bool describe(const zel::String& path, DeviceDescription& description, zel::String& error) override;
     std::unique_ptr<BlockHandle> openBlock(const zel::String& path, std::uint32_t desiredAccess,
                                            std::uint32_t shareMode) override;

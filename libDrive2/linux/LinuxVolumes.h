@@ -34,8 +34,6 @@ public:
     /// more than the right to read. False while one of them has it, with who in `reason`.
     bool lockForReading(zel::String& reason);
 
-    /// Of the lock; -1 while there is none. Belongs to this object.
-    [[nodiscard]] int lockedDescriptor() const { return m_lock.get(); }
     /// For all that is read of the content: opened once, and anew only to see what medium there is. Empty
     /// on failure, with why in `problem`.
     zel::SharedPointer<LinuxBlockHandle> reader(zel::String& problem);

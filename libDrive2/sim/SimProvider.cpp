@@ -55,12 +55,6 @@ bool SimProvider::owns(const zel::String& locator) const {
     return isSimLocator(locator);
 }
 
-zel::String SimProvider::check(const zel::String& locator) {
-    zel::String error;
-    (void)SimDrives::get().options(locator, error);
-    return error;
-}
-
 bool SimProvider::describe(const zel::String& locator, DeviceDescription& description, zel::String& error) {
     const std::optional<SimIdentity> identity = identityOf(locator);
     if (!identity) {
