@@ -8,7 +8,6 @@
 #include "libDrive2/linux/GuardedFolder.h"
 #include "libDrive2/linux/LinuxBlockHandle.h"
 #include "libDrive2/linux/StorageMap.h"
-#include "libDrive2/linux/VolatileStorage.h"
 #include "zel/Format.h"
 
 namespace libDrive2 {
@@ -235,7 +234,9 @@ bool JournalFolder::remove(const zel::String& path, zel::String& reason) {
 }
 
 bool JournalFolder::isVolatile() const {
-    return isInMemory(nearestExisting(m_folder.utf8()));
+    const fs::path existing = nearestExisting(m_folder.utf8());
+    struct stat found {};
+    return stat(existing.c_str(), &found) == 0 && StorageMap().of(found, existing).isVolatile;
 }
 
 bool JournalFolder::isOnDrive(const DriveIdentity& drive, const zel::String& name,

@@ -53,11 +53,29 @@ std::string optionOf(const Mount& mount, const std::string& name) {
     return {};
 }
 
+/// Memory that is driven as a disk.
+bool isRamDisk(const std::string& name) {
+    const auto isNumbered = [&name](const std::string& driver) {
+        return name.starts_with(driver) &&
+               name.find_first_not_of("0123456789", driver.size()) == std::string::npos;
+    };
+    return isNumbered("zram") || isNumbered("ram");
+}
+
+bool isInMemory(const std::string& type) {
+    return type == "tmpfs" || type == "devtmpfs" || type == "ramfs" || type == "rootfs";
+}
+
+/// Also when it never waits for its writes.
+bool isLostWithPower(const Mount& mount) {
+    return isInMemory(mount.type) ||
+           (mount.type == "overlay" && ("," + mount.options + ",").find(",volatile,") != std::string::npos);
+}
+
 bool isStoredElsewhere(const std::string& type) {
-    static const std::set<std::string> types = {"tmpfs",  "ramfs",      "rootfs", "nfs", "nfs4",
-                                                "cifs",   "smb3",       "ceph",   "9p",  "virtiofs",
-                                                "vboxsf", "fuse.sshfs", "afs"};
-    return types.contains(type);
+    static const std::set<std::string> types = {"nfs", "nfs4",     "cifs",   "smb3",       "ceph",
+                                                "9p",  "virtiofs", "vboxsf", "fuse.sshfs", "afs"};
+    return isInMemory(type) || types.contains(type);
 }
 
 }  // namespace
@@ -106,7 +124,8 @@ StorageMap::View StorageMap::ofDevice(dev_t number) {
 
 StorageMap::View StorageMap::ofDisk(const SysfsBlock& device, dev_t number) {
     const StorageId lasting = lastingIdOf(device);
-    return {lasting, {{lasting.empty() ? passingIdOf(device, number) : lasting}}, {}};
+    return {
+        lasting, {{lasting.empty() ? passingIdOf(device, number) : lasting}}, {}, isRamDisk(device.name())};
 }
 
 StorageMap::View StorageMap::ofPartition(const SysfsBlock& device) {
@@ -114,14 +133,14 @@ StorageMap::View StorageMap::ofPartition(const SysfsBlock& device) {
     const std::uint64_t start = device.numberAttribute("start") * kSizeUnit;
     const std::uint64_t bytes = device.numberAttribute("size") * kSizeUnit;
     return {disk.id.empty() ? partitionIdOf(device) : disk.id.part(start, bytes),
-            slice(disk.storage, start, bytes), disk.carriers};
+            slice(disk.storage, start, bytes), disk.carriers, disk.isVolatile};
 }
 
 StorageMap::View StorageMap::ofLoop(const LoopBacking& backing) {
     const View whole = backing.isBlockDevice ? ofDevice(backing.device)
                                              : ofFile(backing.device, backing.inode, backing.path);
     return {whole.id.part(backing.offset, backing.bytes), slice(whole.storage, backing.offset, backing.bytes),
-            whole.carriers};
+            whole.carriers, whole.isVolatile};
 }
 
 StorageMap::View StorageMap::ofMapping(const SysfsBlock& device, dev_t number) {
@@ -135,6 +154,7 @@ StorageMap::View StorageMap::ofMapping(const SysfsBlock& device, dev_t number) {
         const View below = stretch.device == 0 ? View{{}, {{}}, {}} : ofDevice(stretch.device);
         append(view.storage, slice(below.storage, stretch.offset, stretch.bytes));
         append(view.carriers, below.carriers);
+        view.isVolatile = view.isVolatile || below.isVolatile;
     }
     return view;
 }
@@ -154,6 +174,7 @@ void StorageMap::addCarrier(View& view, dev_t number) {
     const View below = ofDevice(number);
     append(view.carriers, below.storage);
     append(view.carriers, below.carriers);
+    view.isVolatile = view.isVolatile || below.isVolatile;
 }
 
 StorageMap::View StorageMap::ofFile(dev_t fileSystem, ino_t inode, const std::string& path) {
@@ -175,6 +196,9 @@ void StorageMap::addFileSystem(View& view, dev_t fileSystem, const fs::path& pat
 void StorageMap::addMountSource(View& view, dev_t fileSystem, const fs::path& path) {
     std::error_code failed;
     const auto mount = mountAbove(fs::canonical(path, failed));
+    // A deleted file's folder tells that much.
+    const auto nearest = mount ? mount : mountAbove(fs::canonical(nearestExisting(path), failed));
+    view.isVolatile = view.isVolatile || (nearest && isLostWithPower(*nearest));
     struct stat source {};
     if (!mount) {
         note("the file system of " + path.string() + " is not among the mounted ones");

@@ -21,6 +21,9 @@ public:
         StorageId id{};                         ///< see DriveIdentity
         std::vector<StorageExtent> storage{};   ///< see DriveIdentity
         std::vector<StorageExtent> carriers{};  ///< see DriveIdentity
+        /// Lost with the power: something below lies in memory, or gives up its writes for speed. False too
+        /// where that cannot be seen.
+        bool isVolatile = false;
     };
 
     /// Of a block device, a file or a folder; `path` may lead to it, and tells more where it does.
