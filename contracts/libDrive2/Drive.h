@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
+#include <utility>
 #include <vector>
 
 #include "libDrive2/DriveCallback.h"
@@ -20,9 +22,23 @@ namespace libDrive2 {
 /// Reads a drive's temperature.
 class TemperatureAccessor {
 public:
-    virtual ~TemperatureAccessor() = default;
+    /// Asks the drive: degrees Celsius, or nothing when it does not tell.
+    using Ask = std::function<std::optional<double>()>;
+
+    explicit TemperatureAccessor(Ask ask) : m_ask(std::move(ask)) {}
+    /// Null when the drive does not tell now.
+    static std::unique_ptr<TemperatureAccessor> over(Ask ask) {
+        return ask() ? std::make_unique<TemperatureAccessor>(std::move(ask)) : nullptr;
+    }
     /// Degrees Celsius; false when the drive does not tell.
-    virtual bool read(double& celsius) = 0;
+    bool read(double& celsius) const {
+        const std::optional<double> told = m_ask();
+        celsius = told.value_or(celsius);
+        return told.has_value();
+    }
+
+private:
+    Ask m_ask;
 };
 
 /// What Drive::restoreProtected() did.

@@ -19,22 +19,11 @@ constexpr std::uint32_t kMillisecondsPerMinute = 60000;
 constexpr std::uint32_t kLongestEraseMinutes = 508;
 constexpr std::uint32_t kMinutesOfADay = 1440;
 
-class AtaTemperature : public TemperatureAccessor {
-public:
-    explicit AtaTemperature(SharedAtaDevice device) : m_device(std::move(device)) {}
-
-    bool read(double& celsius) override {
-        std::uint8_t answer[ata::kSectorOfAnswer] = {};
-        const AtaRequest request = ata::withData(ata::smartReadData(), answer, sizeof answer);
-        const auto told = ata::statusOf(m_device->execute(request)).ok() ? ata::parseSmartTemperature(answer)
-                                                                         : std::nullopt;
-        celsius = told.value_or(celsius);
-        return told.has_value();
-    }
-
-private:
-    SharedAtaDevice m_device;
-};
+std::optional<double> temperatureOf(AtaDevice& device) {
+    std::uint8_t answer[ata::kSectorOfAnswer] = {};
+    const AtaRequest request = ata::withData(ata::smartReadData(), answer, sizeof answer);
+    return ata::statusOf(device.execute(request)).ok() ? ata::parseSmartTemperature(answer) : std::nullopt;
+}
 
 }  // namespace
 
@@ -86,11 +75,9 @@ std::uint16_t AtaDrive::getOptimalWr(std::uint16_t limit) {
 }
 
 std::unique_ptr<TemperatureAccessor> AtaDrive::getTemperatureAccessor() {
-    auto accessor = std::make_unique<AtaTemperature>(m_device);
-    double celsius = 0;
-    if (!m_identity->smart || !accessor->read(celsius))
+    if (!m_identity->smart)
         return nullptr;
-    return accessor;
+    return TemperatureAccessor::over([device = m_device] { return temperatureOf(*device); });
 }
 
 bool AtaDrive::reOpenHandle() {

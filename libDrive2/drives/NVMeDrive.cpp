@@ -12,22 +12,11 @@ namespace libDrive2 {
 
 namespace {
 
-class NVMeTemperature : public TemperatureAccessor {
-public:
-    explicit NVMeTemperature(SharedNVMeDevice device) : m_device(std::move(device)) {}
-
-    bool read(double& celsius) override {
-        std::uint8_t answer[nvme::kHealthLogBytes] = {};
-        const NVMeCommand command = nvme::withData(nvme::healthLog(), answer, sizeof answer);
-        const auto told =
-            nvme::statusOf(m_device->execute(command)).ok() ? nvme::parseTemperature(answer) : std::nullopt;
-        celsius = told.value_or(celsius);
-        return told.has_value();
-    }
-
-private:
-    SharedNVMeDevice m_device;
-};
+std::optional<double> temperatureOf(NVMeDevice& device) {
+    std::uint8_t answer[nvme::kHealthLogBytes] = {};
+    const NVMeCommand command = nvme::withData(nvme::healthLog(), answer, sizeof answer);
+    return nvme::statusOf(device.execute(command)).ok() ? nvme::parseTemperature(answer) : std::nullopt;
+}
 
 }  // namespace
 
@@ -95,11 +84,7 @@ std::uint16_t NVMeDrive::getOptimalWr(std::uint16_t limit) {
 }
 
 std::unique_ptr<TemperatureAccessor> NVMeDrive::getTemperatureAccessor() {
-    auto accessor = std::make_unique<NVMeTemperature>(m_device);
-    double celsius = 0;
-    if (!accessor->read(celsius))
-        return nullptr;
-    return accessor;
+    return TemperatureAccessor::over([device = m_device] { return temperatureOf(*device); });
 }
 
 bool NVMeDrive::reOpenHandle() {

@@ -16,20 +16,6 @@ constexpr std::uint8_t kModeAllocation = 192;
 constexpr std::uint8_t kCapacity16Bytes = 32;
 constexpr std::uint8_t kCapacity10Bytes = 8;
 
-class ScsiTemperature : public TemperatureAccessor {
-public:
-    explicit ScsiTemperature(SharedScsiPassThrough device) : m_device(std::move(device)) {}
-
-    bool read(double& celsius) override {
-        const std::optional<double> told = ScsiUnit(*m_device).temperature();
-        celsius = told.value_or(celsius);
-        return told.has_value();
-    }
-
-private:
-    SharedScsiPassThrough m_device;
-};
-
 }  // namespace
 
 scsi::Outcome ScsiUnit::execute(const ScsiRequest& request) {
@@ -118,9 +104,7 @@ std::optional<double> ScsiUnit::temperature() {
 }
 
 std::unique_ptr<TemperatureAccessor> scsiTemperature(const SharedScsiPassThrough& device) {
-    if (!ScsiUnit(*device).temperature())
-        return nullptr;
-    return std::make_unique<ScsiTemperature>(device);
+    return TemperatureAccessor::over([device] { return ScsiUnit(*device).temperature(); });
 }
 
 }  // namespace libDrive2

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <chrono>
 
-#include "libDrive2/commands/ScsiSense.h"
+#include "libDrive2/drives/UnitAttention.h"
 #include "libDrive2/sim/SimBytes.h"
 #include "libDrive2/sim/optical/OpticalMedia.h"
 #include "zel/Clock.h"
@@ -29,14 +29,8 @@ OpticalBlockHandle::OpticalBlockHandle(std::unique_ptr<ScsiPassThrough> drive, b
 
 DeviceStatus OpticalBlockHandle::execute(const ScsiRequest& request) {
     // Whoever asks whether the drive is ready learns of another medium by what follows.
-    const auto isNews = [&request](const scsi::Outcome& outcome) {
-        const bool isAttention = outcome.sense && outcome.sense->key == scsi::kSenseUnitAttention;
-        return outcome.repeat || (isAttention && request.cdb[0] == 0x00);
-    };
-    scsi::Outcome outcome = scsi::judge(m_drive->execute(request));
-    for (int news = 0; isNews(outcome) && news < 2; ++news)
-        outcome = scsi::judge(m_drive->execute(request));
-    return outcome.status;
+    const News news = request.cdb[0] == 0x00 ? News::ofMedium : News::ofUnit;
+    return executePast(news, *m_drive, request).outcome.status;
 }
 
 DeviceStatus OpticalBlockHandle::send(std::uint8_t opcode, std::uint8_t flags) {

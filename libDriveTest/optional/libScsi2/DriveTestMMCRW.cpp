@@ -30,36 +30,34 @@ struct DriveClassRow {
     std::uint32_t firstProfile;
     std::uint32_t lastProfile;
     MakeDrive make;
-    MakeDrive makeForLayerJump;  ///< where the drive can jump between layers
+    MakeDrive makeForLayerJump = make;  ///< where the drive can jump between layers
 };
 
 constexpr DriveClassRow kDriveClasses[] = {
     {MMCRW_ANY_RECORDABLE, libDrive2::kProfileCDR, libDrive2::kProfileCDRW,
-     make<libDrive2::CDRecordableDrive>, make<libDrive2::CDRecordableDrive>},
+     make<libDrive2::CDRecordableDrive>},
     {MMCRW_ANY_RECORDABLE, libDrive2::kProfileDVDRSequential, libDrive2::kProfileDVDRSequential,
      make<libDrive2::DVDMinusDrive>, make<libDrive2::DVDMRDLLJDrive>},
     {MMCRW_ANY_RECORDABLE, libDrive2::kProfileDVDRWRestrictedOverwrite, libDrive2::kProfileDVDRWDualLayer,
      make<libDrive2::DVDMinusDrive>, make<libDrive2::DVDMRDLLJDrive>},
     {MMCRW_ANY_RECORDABLE, libDrive2::kProfileDVDPlusRW, libDrive2::kProfileDVDPlusR,
-     make<libDrive2::DVDPlusDrive>, make<libDrive2::DVDPlusDrive>},
+     make<libDrive2::DVDPlusDrive>},
     {MMCRW_ANY_RECORDABLE, libDrive2::kProfileDVDPlusRWDualLayer, libDrive2::kProfileDVDPlusRDualLayer,
-     make<libDrive2::DVDPlusDrive>, make<libDrive2::DVDPlusDrive>},
+     make<libDrive2::DVDPlusDrive>},
     {MMCRW_ANY_RECORDABLE, libDrive2::kProfileDVDRAM, libDrive2::kProfileDVDRAM,
-     make<libDrive2::DVDRAMRWDrive>, make<libDrive2::DVDRAMRWDrive>},
-    {MMCRW_ANY_RECORDABLE, libDrive2::kProfileBDRSequential, libDrive2::kProfileBDRE,
-     make<libDrive2::BDREDrive>, make<libDrive2::BDREDrive>},
-    {MMCRW_REWRITABLE, libDrive2::kProfileDVDRWRestrictedOverwrite, libDrive2::kProfileDVDRWSequential,
-     make<libDrive2::DVDMinusDrive>, make<libDrive2::DVDMinusDrive>},
-    {MMCRW_REWRITABLE, libDrive2::kProfileDVDRWDualLayer, libDrive2::kProfileDVDRWDualLayer,
-     make<libDrive2::DVDMinusDrive>, make<libDrive2::DVDMinusDrive>},
-    {MMCRW_REWRITABLE, libDrive2::kProfileDVDPlusRW, libDrive2::kProfileDVDPlusR,
-     make<libDrive2::DVDPlusDrive>, make<libDrive2::DVDPlusDrive>},
-    {MMCRW_REWRITABLE, libDrive2::kProfileDVDPlusRWDualLayer, libDrive2::kProfileDVDPlusRDualLayer,
-     make<libDrive2::DVDPlusDrive>, make<libDrive2::DVDPlusDrive>},
-    {MMCRW_REWRITABLE, libDrive2::kProfileCDRW, libDrive2::kProfileCDRW, make<libDrive2::CDRROWDrive>,
-     make<libDrive2::CDRROWDrive>},
-    {MMCRW_REWRITABLE, libDrive2::kProfileDVDRAM, libDrive2::kProfileDVDRAM, make<libDrive2::DVDRAMRWDrive>,
      make<libDrive2::DVDRAMRWDrive>},
+    {MMCRW_ANY_RECORDABLE, libDrive2::kProfileBDRSequential, libDrive2::kProfileBDRE,
+     make<libDrive2::BDREDrive>},
+    {MMCRW_REWRITABLE, libDrive2::kProfileDVDRWRestrictedOverwrite, libDrive2::kProfileDVDRWSequential,
+     make<libDrive2::DVDMinusDrive>},
+    {MMCRW_REWRITABLE, libDrive2::kProfileDVDRWDualLayer, libDrive2::kProfileDVDRWDualLayer,
+     make<libDrive2::DVDMinusDrive>},
+    {MMCRW_REWRITABLE, libDrive2::kProfileDVDPlusRW, libDrive2::kProfileDVDPlusR,
+     make<libDrive2::DVDPlusDrive>},
+    {MMCRW_REWRITABLE, libDrive2::kProfileDVDPlusRWDualLayer, libDrive2::kProfileDVDPlusRDualLayer,
+     make<libDrive2::DVDPlusDrive>},
+    {MMCRW_REWRITABLE, libDrive2::kProfileCDRW, libDrive2::kProfileCDRW, make<libDrive2::CDRROWDrive>},
+    {MMCRW_REWRITABLE, libDrive2::kProfileDVDRAM, libDrive2::kProfileDVDRAM, make<libDrive2::DVDRAMRWDrive>},
 };
 
 /// Takes media that can be written.
