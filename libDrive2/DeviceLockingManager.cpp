@@ -9,8 +9,7 @@ namespace libDrive2 {
 namespace {
 
 zel::Logger& logger() {
-    static zel::Logger& instance = zel::LogFactory::createLogger("libDrive2.DeviceLockingManager");
-    return instance;
+    return zel::LogFactory::createLogger("libDrive2.DeviceLockingManager");
 }
 
 /// The volumes of a drive that this process has in hand: they are locked as long as it has.

@@ -15,8 +15,7 @@ constexpr DRIVE_IMPLEMENTATIONS kDefaultOrder[] = {
 };
 
 zel::Logger& logger() {
-    static zel::Logger& instance = zel::LogFactory::createLogger("libDriveTest.DriveTestAccessor");
-    return instance;
+    return zel::LogFactory::createLogger("libDriveTest.DriveTestAccessor");
 }
 
 }  // namespace

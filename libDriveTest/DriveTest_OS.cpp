@@ -7,8 +7,7 @@ namespace libDriveTest {
 namespace {
 
 zel::Logger& logger() {
-    static zel::Logger& instance = zel::LogFactory::createLogger("libDriveTest.os");
-    return instance;
+    return zel::LogFactory::createLogger("libDriveTest.os");
 }
 
 TestResult refuse(const Event& event, TestResult result,

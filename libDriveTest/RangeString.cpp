@@ -19,8 +19,7 @@ constexpr const char* kPercentTooLarge =
     "libDriveTest::parseRangeString : Invalid input range, percentage value >= 100";
 
 zel::Logger& logger() {
-    static zel::Logger& instance = zel::LogFactory::createLogger("libDriveTest.DriveTest_Common");
-    return instance;
+    return zel::LogFactory::createLogger("libDriveTest.DriveTest_Common");
 }
 
 /// One call of the parser: the text and the medium it speaks of.

@@ -36,39 +36,29 @@ const char* meaningOfPass(const RunSummary& summary) {
     return "no problem was found";
 }
 
+constexpr std::pair<TestResult::Code, const char*> kMeanings[] = {
+    {TestResult::WARN, "no error, but something needs attention"},
+    {TestResult::NOTSUPPORTED, "the drive cannot be tested this way"},
+    {TestResult::NOMEDIA, "there is no medium in the drive"},
+    {TestResult::INCORRECTMEDIA, "the medium in the drive does not fit"},
+    {TestResult::DEVICEBUSY, "the drive is busy; try again when nothing uses it"},
+    {TestResult::CANNOTRUN, "the drive could not be tested; this is no verdict on its sectors"},
+    {TestResult::MISCONFIGURED, "the test is not configured rightly"},
+    {TestResult::BADPARAMS, "the parameters are not valid; nothing was tested"},
+    {TestResult::TIMEDOUT, "the drive took too long"},
+    {TestResult::USERABORTED, "stopped before the end"},
+    {TestResult::FAIL, "the drive has errors"},
+    {TestResult::INTERNALERROR, "the test program failed; this is no verdict on the drive"},
+};
+
 /// The result in words.
-const char* meaningOf(const RunSummary& summary) {
+std::string meaningOf(const RunSummary& summary) {
     if (summary.isDataMissing)
         return "not all data was put back";
-    switch (summary.result.code()) {
-        case TestResult::PASS:
-            return meaningOfPass(summary);
-        case TestResult::WARN:
-            return "no error, but something needs attention";
-        case TestResult::NOTSUPPORTED:
-            return "the drive cannot be tested this way";
-        case TestResult::NOMEDIA:
-            return "there is no medium in the drive";
-        case TestResult::INCORRECTMEDIA:
-            return "the medium in the drive does not fit";
-        case TestResult::DEVICEBUSY:
-            return "the drive is busy; try again when nothing uses it";
-        case TestResult::CANNOTRUN:
-            return "the drive could not be tested; this is no verdict on its sectors";
-        case TestResult::MISCONFIGURED:
-            return "the test is not configured rightly";
-        case TestResult::BADPARAMS:
-            return "the parameters are not valid; nothing was tested";
-        case TestResult::TIMEDOUT:
-            return "the drive took too long";
-        case TestResult::USERABORTED:
-            return "stopped before the end";
-        case TestResult::FAIL:
-            return "the drive has errors";
-        case TestResult::INTERNALERROR:
-            return "the test program failed; this is no verdict on the drive";
-    }
-    return "";
+    for (const auto& [code, meaning] : kMeanings)
+        if (summary.result.code() == code)
+            return meaning;
+    return summary.result == TestResult::PASS ? meaningOfPass(summary) : "";
 }
 
 void printTotals(Console& console, const DriveStatistics& statistics) {

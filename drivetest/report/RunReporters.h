@@ -14,32 +14,24 @@ public:
     void add(std::unique_ptr<RunReporter> reporter) { m_all.push_back(std::move(reporter)); }
     [[nodiscard]] const std::vector<std::unique_ptr<RunReporter>>& all() const { return m_all; }
 
-    void begin(const RunStart& start) override {
-        for (const auto& each : m_all)
-            each->begin(start);
-    }
-    void event(const RunEvent& event) override {
-        for (const auto& each : m_all)
-            each->event(event);
-    }
-    void runError(const RunError& error) override {
-        for (const auto& each : m_all)
-            each->runError(error);
-    }
+    void begin(const RunStart& start) override { tell(&RunReporter::begin, start); }
+    void event(const RunEvent& event) override { tell(&RunReporter::event, event); }
+    void runError(const RunError& error) override { tell(&RunReporter::runError, error); }
     void log(const zel::String& logger, int priority, const zel::String& text) override {
-        for (const auto& each : m_all)
-            each->log(logger, priority, text);
+        tell(&RunReporter::log, logger, priority, text);
     }
     void unrestored(const Ranges& ranges, const std::string& journal) override {
-        for (const auto& each : m_all)
-            each->unrestored(ranges, journal);
+        tell(&RunReporter::unrestored, ranges, journal);
     }
-    void end(const RunSummary& summary) override {
-        for (const auto& each : m_all)
-            each->end(summary);
-    }
+    void end(const RunSummary& summary) override { tell(&RunReporter::end, summary); }
 
 private:
+    template <class... Parameters, class... Arguments>
+    void tell(void (RunReporter::*what)(Parameters...), const Arguments&... arguments) {
+        for (const auto& each : m_all)
+            (each.get()->*what)(arguments...);
+    }
+
     std::vector<std::unique_ptr<RunReporter>> m_all;
 };
 

@@ -12,8 +12,7 @@ namespace libDriveTest {
 namespace {
 
 zel::Logger& logger() {
-    static zel::Logger& instance = loggerOf("DriveTestMMCRO");
-    return instance;
+    return loggerOf("DriveTestMMCRO");
 }
 
 /// "Not enough data" speaks of the disc that was put in and of the one to put in.

@@ -13,8 +13,7 @@ namespace libDriveTest {
 namespace {
 
 zel::Logger& logger() {
-    static zel::Logger& instance = loggerOf("DriveTestMMCRW");
-    return instance;
+    return loggerOf("DriveTestMMCRW");
 }
 
 using MakeDrive = std::unique_ptr<RecordableDrive> (*)(const libDrive2::SharedScsiPassThrough&);
