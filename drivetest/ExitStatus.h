@@ -19,6 +19,16 @@ enum ExitStatus : int {
     kExitUserAborted = 130,
 };
 
-ExitStatus exitStatusOf(const quix5::TestResult& result);
+/// What the program makes of a result.
+struct ResultRow {
+    quix5::TestResult::Code code;
+    ExitStatus status;
+    const char* meaning;  ///< in words
+};
+const ResultRow& rowOf(const quix5::TestResult& result);
+
+inline ExitStatus exitStatusOf(const quix5::TestResult& result) {
+    return rowOf(result).status;
+}
 
 }  // namespace drivetest

@@ -1,5 +1,6 @@
 #include "drivetest/report/ConsoleReporter.h"
 
+#include "drivetest/ExitStatus.h"
 #include "drivetest/report/BadList.h"
 #include "drivetest/terminal/Texts.h"
 #include "zel/Format.h"
@@ -33,32 +34,14 @@ const char* meaningOfPass(const RunSummary& summary) {
         return "no error was found; see the warnings";
     if (summary.statistics != nullptr && hasOutliers(*summary.statistics))
         return "no error was found, but some transfers were far slower than the others";
-    return "no problem was found";
+    return rowOf(summary.result).meaning;
 }
 
-constexpr std::pair<TestResult::Code, const char*> kMeanings[] = {
-    {TestResult::WARN, "no error, but something needs attention"},
-    {TestResult::NOTSUPPORTED, "the drive cannot be tested this way"},
-    {TestResult::NOMEDIA, "there is no medium in the drive"},
-    {TestResult::INCORRECTMEDIA, "the medium in the drive does not fit"},
-    {TestResult::DEVICEBUSY, "the drive is busy; try again when nothing uses it"},
-    {TestResult::CANNOTRUN, "the drive could not be tested; this is no verdict on its sectors"},
-    {TestResult::MISCONFIGURED, "the test is not configured rightly"},
-    {TestResult::BADPARAMS, "the parameters are not valid; nothing was tested"},
-    {TestResult::TIMEDOUT, "the drive took too long"},
-    {TestResult::USERABORTED, "stopped before the end"},
-    {TestResult::FAIL, "the drive has errors"},
-    {TestResult::INTERNALERROR, "the test program failed; this is no verdict on the drive"},
-};
-
 /// The result in words.
-std::string meaningOf(const RunSummary& summary) {
+const char* meaningOf(const RunSummary& summary) {
     if (summary.isDataMissing)
         return "not all data was put back";
-    for (const auto& [code, meaning] : kMeanings)
-        if (summary.result.code() == code)
-            return meaning;
-    return summary.result == TestResult::PASS ? meaningOfPass(summary) : "";
+    return summary.result == TestResult::PASS ? meaningOfPass(summary) : rowOf(summary.result).meaning;
 }
 
 void printTotals(Console& console, const DriveStatistics& statistics) {
