@@ -42,9 +42,7 @@ TestResult LinearChunkTest::runTest() {
         return setUp;
     pass.isolate = parameters::isolateFailedLBA.value();
     pass.divisor = pass.range.divisor();
-    const bool hinting = parameters::xferSizeHinting.value();
-    pass.chunks = ChunkPlan::make(pass.range, hinting,
-                                  hinting ? drive->getOptimalRd(0xFFFF) : std::uint16_t{1}, kChunkShares);
+    pass.chunks = ChunkPlan::make(pass.range, *drive, kChunkShares);
     if (pass.chunks.bufferSize == 0)
         return TestResult::INTERNALERROR;
     allocate(pass.chunks.bufferSize);

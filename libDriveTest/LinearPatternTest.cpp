@@ -55,9 +55,7 @@ TestResult LinearPatternTest::runTest() {
     pass.preserve = parameters::preserveData.value();
     pass.isolate = parameters::isolateFailedLBA.value();
     pass.divisor = pass.range.divisor();
-    const bool hinting = parameters::xferSizeHinting.value();
-    const ChunkPlan chunks = ChunkPlan::make(
-        pass.range, hinting, hinting ? drive->getOptimalRd(0xFFFF) : std::uint16_t{1}, kChunkShares);
+    const ChunkPlan chunks = ChunkPlan::make(pass.range, *drive, kChunkShares);
     pass.blocks = chunks.blockCount;
     pass.fullChunksEnd = chunks.fullChunkEnd;
     blockBytes = chunks.bufferSize;

@@ -5,11 +5,14 @@
 #include <charconv>
 #include <limits>
 
+#include "Parameters.h"
+
 namespace libDriveTest {
 
-ChunkPlan ChunkPlan::make(const RangePlan& range, bool hinting, std::uint16_t optimal, std::uint64_t shares) {
+ChunkPlan ChunkPlan::make(const RangePlan& range, libDrive2::Drive& drive, std::uint64_t shares) {
     ChunkPlan plan;
-    if (hinting) {
+    if (parameters::xferSizeHinting.value()) {
+        const std::uint16_t optimal = drive.getOptimalRd(0xFFFF);
         plan.blockCount = optimal;
         if (range.sectorsToTest / shares < optimal)
             plan.blockCount =

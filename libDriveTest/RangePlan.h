@@ -25,9 +25,9 @@ struct ChunkPlan {
     std::uint32_t bufferSize = 0;
     std::uint64_t fullChunkEnd = 0;  ///< index at which the last, partial chunk starts
 
-    /// One sector a chunk without hinting; else what the drive handles best (`optimal`), but not more than
-    /// one part in `shares` of the sectors to test.
-    static ChunkPlan make(const RangePlan& range, bool hinting, std::uint16_t optimal, std::uint64_t shares);
+    /// One sector a chunk unless the parameter XferSizeHinting is set; then what the drive reads best, but
+    /// not more than one part in `shares` of the sectors to test.
+    static ChunkPlan make(const RangePlan& range, libDrive2::Drive& drive, std::uint64_t shares);
 };
 
 /// Reporting without retries where failing chunks are narrowed to sectors, else everything.
