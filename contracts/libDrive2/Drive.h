@@ -108,9 +108,6 @@ public:
     bool flushCache();
     /// Makes the next reads come from the medium.
     bool clearCache();
-    bool syncCache();
-    bool startDrive();
-    bool stopDrive();
     /// Locks the medium in, until it is released again. Meanwhile ejectDrive() and a drive without a medium
     /// open the lock, and waitForMedia() closes it over the medium that has come.
     bool preventMediumRemoval(bool prevent);

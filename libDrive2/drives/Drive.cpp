@@ -213,18 +213,6 @@ bool Drive::clearCache() {
     return perform(DriveOperation::other, 0, 0, [&] { return doClearCache(); });
 }
 
-bool Drive::syncCache() {
-    return perform(DriveOperation::flush, 0, 0, [&] { return doSyncCache(); });
-}
-
-bool Drive::startDrive() {
-    return perform(DriveOperation::other, 0, 0, [&] { return doStartDrive(); });
-}
-
-bool Drive::stopDrive() {
-    return perform(DriveOperation::other, 0, 0, [&] { return doStopDrive(); });
-}
-
 bool Drive::preventMediumRemoval(bool prevent) {
     m_keepsMedium = prevent;
     const bool done = perform(DriveOperation::other, 0, 0, [&] { return doPreventMediumRemoval(prevent); });
