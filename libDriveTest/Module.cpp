@@ -65,6 +65,8 @@ TestResult reasonOf(LIBDRIVE2_MEDIA_STATE state) {
     if (DiagModule::checkForStop())
         return TestResult::USERABORTED;
     switch (state) {
+        case libDrive2::LIBDRIVE2_MEDIA_BUSY:
+            return TestResult::DEVICEBUSY;
         case libDrive2::LIBDRIVE2_MEDIA_NOT_OPENED:
             return TestResult::CANNOTRUN;
         case libDrive2::LIBDRIVE2_MEDIA_INCORRECT:

@@ -13,7 +13,7 @@ class CDDrive : public ScsiMMCDrive {
 public:
     using ScsiMMCDrive::ScsiMMCDrive;
 
-    /// Whether a data track lies between the two LBAs, both included.
+    /// Whether a data track lies between the two LBAs; `end` is the first one behind.
     bool checkForDataTracks(std::uint64_t start, std::uint64_t end);
 
 protected:

@@ -46,11 +46,16 @@ public:
     /// Whether units of the reserved area can be written in any order; then positions may be asked for in any
     /// order, too. Otherwise each must follow the one before.
     virtual bool takesAnyOrder();
+    /// Makes takesAnyOrder() true where formatting can (DVD-RW); what the medium holds is lost then. Blocks as
+    /// long as formatUnit(). False when it cannot, or fails.
+    virtual bool prepareAnyOrder();
     /// Takes ownership; replaces the callback before.
     void setRecordableCallback(std::unique_ptr<RecordableDriveCallback> callback);
 
 protected:
     bool takesProfile(_MMC_PROFILES profile) override;
+    _LIBDRIVE2_ERROR_TYPES doWriteSector(std::uint64_t lba, std::uint32_t count, const void* buffer,
+                                         std::uint32_t bufferBytes) override;
     /// How a medium of that profile is written.
     virtual RecordingMethod recordingMethod(_MMC_PROFILES profile);
     /// Whether a rewritable medium can be written as it is.
@@ -66,11 +71,12 @@ private:
     };
 
     RecordingMethod method();
+    void reportFailure(std::int32_t eventType);
     _LIBDRIVE2_ERROR_TYPES refuseMedium();
     _LIBDRIVE2_ERROR_TYPES prepareRandom(const RecordingMethod& how);
     _LIBDRIVE2_ERROR_TYPES prepareSequential(const RecordingMethod& how, std::uint64_t sectors);
     _LIBDRIVE2_ERROR_TYPES format();
-    _LIBDRIVE2_ERROR_TYPES reserveTrack(const RecordingMethod& how, std::uint64_t sectors);
+    _LIBDRIVE2_ERROR_TYPES takeTrack(const RecordingMethod& how, std::uint64_t sectors);
     _LIBDRIVE2_ERROR_TYPES finish(const ScsiRequest& request, const char* what);
     void setArea(std::uint64_t start, std::uint64_t sectors);
     std::uint64_t mapNewPosition(std::uint64_t position);

@@ -27,6 +27,10 @@ public:
     std::uint32_t mediaCapabilties() override;
     std::uint32_t supportedCapabilties() override;
 
+    /// Whether the drive takes commands, whatever it says of its medium: LIBDRIVE2_BUSY while it takes none,
+    /// LIBDRIVE2_NO_ACCESS when it is gone or silent. Asks the drive, unless lastError says that already, and
+    /// sets lastError when it does not.
+    _LIBDRIVE2_ERROR_TYPES availability();
     /// kProfileNone without a medium, or with one that the drive cannot use.
     _MMC_PROFILES getCurrentProfile();
     /// Whether the drive has the feature; with `current`, whether it is current for the medium.
@@ -37,12 +41,17 @@ public:
     /// SET CD SPEED; 0xFFFF stands for the maximum.
     bool setCDSpeed(std::uint8_t rotationControl, std::uint16_t readSpeed, std::uint16_t writeSpeed);
     bool setStreamingPerformance(::scsi::mmc_performance_desc_t descriptor);
-    /// Replaces the array's content.
+    /// Replaces the array's content. Of a drive that does not know the command for it, those that its mode
+    /// page 2Ah lists.
     bool getReadWriteSpeeds(zel::Array<zel_write_speed_desc_t>& descriptors);
-    /// SET STREAMING over the whole medium; SET CD SPEED where the drive does not know that.
+    /// SET STREAMING over the whole medium, else SET CD SPEED; a drive that takes neither keeps to its own
+    /// speed, which is logged. False only when it cannot be reached.
     bool setReadWriteSpeed(const zel_write_speed_desc_t& descriptor);
     /// A speed as a multiple of the loaded medium's 1x, such as "16.0"; "0.0" when that is unknown.
     zel::String writeSpeedMultiplier(std::uint32_t kilobytesPerSecond);
+    /// Reads from now on come from the medium, not from the drive's cache; false when the drive refuses that,
+    /// and then they come from where they did. `lba` is a sector that can be read.
+    bool readFromMedium(std::uint64_t lba);
     /// Blocks until the drive is ready again after writing, polling at the interval; false at the timeout.
     bool waitForWrite(std::uint32_t timeoutMs, std::uint32_t intervalMs);
     /// `immediate` returns before the cache is empty: wait for the drive then. A count that one command
@@ -84,6 +93,7 @@ private:
     std::uint64_t m_sectors = 0;
     std::uint32_t m_sectorBytes = 0;
     std::optional<bool> m_readsStreaming;  ///< asked when it matters
+    bool m_forcesUnitAccess = false;
 };
 
 }  // namespace libDrive2

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "libDrive2/commands/MmcCommands.h"
+
 namespace libDrive2::mmc {
 
 namespace {
@@ -44,6 +46,17 @@ std::optional<Bytes> performanceOf(Bytes answer) {
 }
 
 }  // namespace
+
+std::optional<Bytes> findModePage(Bytes answer, std::uint8_t code) {
+    constexpr std::size_t kModeHeaderBytes = 8;
+    if (answer.size() < kModeHeaderBytes)
+        return std::nullopt;
+    const Bytes pages =
+        slice(held(answer), kModeHeaderBytes + loadBigEndian<std::uint16_t>(answer, 6), answer.size());
+    const std::size_t size = std::size_t{byteAt(pages, 1)} + 2;
+    return (byteAt(pages, 0) & 0x3F) == code && pages.size() >= size ? std::optional(slice(pages, 0, size))
+                                                                     : std::nullopt;
+}
 
 std::optional<std::uint16_t> parseCurrentProfile(Bytes answer) {
     if (answer.size() < kConfigurationHeaderBytes || loadBigEndian<std::uint32_t>(answer, 0) < 4)
@@ -130,6 +143,27 @@ std::optional<std::vector<::scsi::mmc_performance_nom_desc_t>> parseNominalPerfo
 std::optional<std::vector<zel_write_speed_desc_t>> parseWriteSpeeds(Bytes answer, std::size_t maximum) {
     const std::optional<Bytes> data = performanceOf(answer);
     return data ? std::optional(descriptorsOf<zel_write_speed_desc_t>(*data, maximum)) : std::nullopt;
+}
+
+std::optional<std::vector<zel_write_speed_desc_t>> parseListedWriteSpeeds(Bytes answer) {
+    constexpr std::size_t kHighestSpeedAt = 18, kCountAt = 30, kListAt = 32, kEntryBytes = 4;
+    const auto page = findModePage(answer, kModePageCapabilities);
+    if (!page || page->size() < kHighestSpeedAt + 2)
+        return std::nullopt;
+    std::vector<zel_write_speed_desc_t> speeds;
+    const auto add = [&speeds](Bytes speed, std::uint8_t rotationControl) {
+        zel_write_speed_desc_t descriptor{};
+        descriptor.flags = static_cast<std::uint8_t>((rotationControl & 0x03) << 3);
+        std::memcpy(reinterpret_cast<std::uint8_t*>(&descriptor.writeSpeed) + 2, speed.data(), 2);
+        speeds.push_back(descriptor);
+    };
+    const std::size_t count = loadBigEndian<std::uint16_t>(*page, kCountAt);
+    Bytes list = slice(*page, kListAt, count * kEntryBytes);
+    for (; list.size() >= kEntryBytes; list = list.subspan(kEntryBytes))
+        add(list.subspan(2), list[1]);
+    if (speeds.empty())
+        add(page->subspan(kHighestSpeedAt), 0);
+    return speeds;
 }
 
 std::optional<FormatCapacities> parseFormatCapacities(Bytes answer) {

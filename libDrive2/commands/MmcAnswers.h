@@ -17,6 +17,9 @@ struct Feature {
     bool current = false;
     std::vector<std::uint8_t> data;  ///< what follows the four bytes of the descriptor's head
 };
+/// The page alone out of an answer to MODE SENSE(10), whole; nothing when it is not there.
+std::optional<Bytes> findModePage(Bytes answer, std::uint8_t code);
+
 std::optional<std::uint16_t> parseCurrentProfile(Bytes answer);
 std::optional<Feature> parseFeature(Bytes answer, std::uint16_t feature);
 /// The profile numbers that the profile list's data holds.
@@ -55,6 +58,9 @@ std::optional<std::vector<::scsi::mmc_performance_nom_desc_t>> parseNominalPerfo
                                                                                        bool writing,
                                                                                        std::size_t maximum);
 std::optional<std::vector<zel_write_speed_desc_t>> parseWriteSpeeds(Bytes answer, std::size_t maximum);
+/// The speeds in mode page 2Ah of an answer to MODE SENSE(10); of an older drive, which lists none, its
+/// highest one. They name no end: they are for SET CD SPEED.
+std::optional<std::vector<zel_write_speed_desc_t>> parseListedWriteSpeeds(Bytes answer);
 
 struct FormatCapacities {
     enum class Medium : std::uint8_t { unformatted = 1, formatted = 2, none = 3 };

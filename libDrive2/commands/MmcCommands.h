@@ -43,9 +43,11 @@ ScsiRequest blank(BlankType type, bool immediate, std::uint32_t timeoutMs);
 ScsiRequest formatUnit(std::uint32_t timeoutMs);
 
 inline constexpr std::uint8_t kModePageWriteParameters = 0x05;
+inline constexpr std::uint8_t kModePageCapabilities = 0x2A;
 inline constexpr std::uint16_t kInvisibleTrack = 0xFF;  ///< READ TRACK INFORMATION: the one not begun yet
 inline constexpr std::uint16_t kFeatureProfileList = 0x0000;
 inline constexpr std::uint16_t kFeatureWriteProtect = 0x0004;
+inline constexpr std::uint16_t kFeatureIncrementalStreaming = 0x0021;
 inline constexpr std::uint16_t kFeatureCdTrackAtOnce = 0x002D;
 inline constexpr std::uint16_t kFeatureDvdMinusWrite = 0x002F;
 inline constexpr std::uint16_t kFeatureRealTimeStreaming = 0x0107;

@@ -23,15 +23,10 @@ std::uint8_t bit(bool set, unsigned position) {
 }  // namespace
 
 std::optional<std::vector<std::uint8_t>> findWriteParameters(Bytes answer) {
-    if (answer.size() < kModeHeaderBytes)
-        return std::nullopt;
-    const Bytes held = slice(answer, 0, std::size_t{loadBigEndian<std::uint16_t>(answer, 0)} + 2);
-    const std::size_t descriptors = loadBigEndian<std::uint16_t>(answer, 6);
-    const Bytes pages = slice(held, kModeHeaderBytes + descriptors, held.size());
-    const std::size_t size = std::size_t{byteAt(pages, 1)} + 2;
-    if ((byteAt(pages, 0) & 0x7F) != kModePageWriteParameters || size < kPageBytes || pages.size() < size)
-        return std::nullopt;
-    return std::vector<std::uint8_t>(pages.begin(), pages.begin() + static_cast<std::ptrdiff_t>(size));
+    const auto page = findModePage(answer, kModePageWriteParameters);
+    return page && page->size() >= kPageBytes
+               ? std::optional(std::vector<std::uint8_t>(page->begin(), page->end()))
+               : std::nullopt;
 }
 
 std::vector<std::uint8_t> writeParameterList(std::vector<std::uint8_t> page,

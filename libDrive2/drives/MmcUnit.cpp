@@ -20,7 +20,6 @@ constexpr std::uint16_t kModeAllocation = 192;
 constexpr std::uint16_t kPerformanceHeaderBytes = 8;
 constexpr std::uint16_t kPerformanceBytes = 16;
 constexpr std::uint16_t kMaxSpeeds = 64;
-constexpr unsigned kMaxTracks = 2302;  ///< of a DVD-R, which has the most
 
 }  // namespace
 
@@ -74,17 +73,6 @@ std::optional<mmc::TrackInformation> MmcUnit::writableTrack() {
     return invisible && invisible->nextWritable ? invisible : std::nullopt;
 }
 
-std::vector<std::uint16_t> MmcUnit::unfinishedTracks() {
-    std::vector<std::uint16_t> numbers;
-    const auto disc = discInformation();
-    const std::uint32_t last = disc ? std::min<std::uint32_t>(disc->lastTrack, kMaxTracks) : 0;
-    for (std::uint32_t number = 1; number < last; ++number)
-        if (const auto track = trackInformation(mmc::TrackAddress::track, number);
-            track && track->nextWritable && track->freeSectors != 0)
-            numbers.push_back(static_cast<std::uint16_t>(number));
-    return numbers;
-}
-
 std::vector<mmc::TocTrack> MmcUnit::tracks() {
     return understood(mmc::parseToc(ask(mmc::readToc(0, kTocAllocation), kTocAllocation)))
         .value_or(std::vector<mmc::TocTrack>());
@@ -122,11 +110,16 @@ std::optional<std::vector<zel_write_speed_desc_t>> MmcUnit::writeSpeeds() {
     return understood(mmc::parseWriteSpeeds(answer, kMaxSpeeds));
 }
 
+std::optional<std::vector<zel_write_speed_desc_t>> MmcUnit::listedWriteSpeeds() {
+    const auto answer = ask(scsi::modeSense10(mmc::kModePageCapabilities, kModeAllocation), kModeAllocation);
+    return understood(mmc::parseListedWriteSpeeds(answer));
+}
+
 MmcUnit::Progress MmcUnit::progress() {
     const auto [response, outcome] = executePast(News::ofMedium, m_device, scsi::testUnitReady());
     if (outcome.status.type != LIBDRIVE2_BUSY)
         return {false, outcome.status, std::nullopt};
-    return {true, outcome.status, mmc::parseProgress(scsi::senseOf(response))};
+    return {true, outcome.status, mmc::parseProgress(scsi::senseOf(response)), !outcome.sense};
 }
 
 }  // namespace libDrive2

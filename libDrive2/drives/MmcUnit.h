@@ -27,9 +27,6 @@ public:
     std::optional<mmc::TrackInformation> trackInformation(mmc::TrackAddress kind, std::uint32_t address);
     /// The track that takes what is written next: the last one, or the one not begun yet.
     std::optional<mmc::TrackInformation> writableTrack();
-    /// Tracks before the last one that are not full: they were reserved, and keep the session from being
-    /// closed.
-    std::vector<std::uint16_t> unfinishedTracks();
     /// Empty without a closed session, too.
     std::vector<mmc::TocTrack> tracks();
     std::optional<mmc::FormatCapacities> formatCapacities();
@@ -39,11 +36,14 @@ public:
     std::optional<std::vector<::scsi::mmc_performance_nom_desc_t>> nominalPerformance(bool writing,
                                                                                       std::uint16_t maximum);
     std::optional<std::vector<zel_write_speed_desc_t>> writeSpeeds();
+    /// Those of mode page 2Ah.
+    std::optional<std::vector<zel_write_speed_desc_t>> listedWriteSpeeds();
 
     struct Progress {
         bool busy = false;                ///< becoming ready, or an operation under way
         DeviceStatus status;              ///< of a unit that is not busy: ready, or why not
         std::optional<unsigned> percent;  ///< where a busy unit tells
+        bool isMute = false;              ///< busy, and does not say with what (SAM-5, BUSY)
     };
     Progress progress();
 

@@ -31,7 +31,7 @@ bool BDDrive::takesProfile(_MMC_PROFILES profile) {
 bool CDDrive::checkForDataTracks(std::uint64_t start, std::uint64_t end) {
     const auto tracks = MmcUnit(*passThrough()).tracks();
     return std::any_of(tracks.begin(), tracks.end(), [&](const mmc::TocTrack& track) {
-        return track.isData && track.start <= end && start < track.end;
+        return track.isData && track.start < end && start < track.end;
     });
 }
 

@@ -39,6 +39,12 @@ bool canAvoidUnderrun(MmcUnit& unit, _MMC_PROFILES profile) {
     return feature && (byteAt(feature->data, 0) & 0x40) != 0;
 }
 
+/// Of a feature that a method of writing needs; 0 for none.
+bool lacks(MmcUnit& unit, std::uint16_t number) {
+    const auto feature = number != 0 ? unit.feature(number) : std::nullopt;
+    return number != 0 && !(feature && feature->current);
+}
+
 }  // namespace
 
 RecordingMethod RecordableDrive::recordingMethod(_MMC_PROFILES /*profile*/) {
@@ -74,6 +80,12 @@ void RecordableDrive::report(std::int32_t eventType) {
         m_recordableCallback->handleResult(eventType);
 }
 
+/// What fails because the drive is busy or gone is no failure of the operation.
+void RecordableDrive::reportFailure(std::int32_t eventType) {
+    if (availability() == LIBDRIVE2_NO_ERROR)
+        report(eventType);
+}
+
 _LIBDRIVE2_ERROR_TYPES RecordableDrive::refuseMedium() {
     return fail(LIBDRIVE2_NOT_SUPPORTED,
                 zel::format("a medium of profile 0x%x cannot be written in this way", getCurrentProfile()));
@@ -98,6 +110,25 @@ bool RecordableDrive::setWriteParameters(bool test) {
     std::vector<std::uint8_t> list = mmc::writeParameterList(*page, parameters);
     return succeeded(sendParameters(mmc::modeSelect10(static_cast<std::uint16_t>(list.size())), list.data(),
                                     list.size(), "setting the write parameters"));
+}
+
+bool RecordableDrive::prepareAnyOrder() {
+    if (takesAnyOrder())
+        return true;
+    if (getCurrentProfile() != kProfileDVDRWSequential)
+        return succeeded(refuseMedium());
+    return succeeded(format()) && takesAnyOrder();
+}
+
+/// What timed out may have been written all the same, and most media take a sector once.
+_LIBDRIVE2_ERROR_TYPES RecordableDrive::doWriteSector(std::uint64_t lba, std::uint32_t count,
+                                                      const void* buffer, std::uint32_t bufferBytes) {
+    if (isRepeat() && lastError == LIBDRIVE2_TIMEOUT) {
+        const RecordingMethod how = method();
+        if (how.access != RecordingMethod::Access::random || how.takesOnce)
+            return LIBDRIVE2_TIMEOUT;
+    }
+    return ScsiMMCDrive::doWriteSector(lba, count, buffer, bufferBytes);
 }
 
 _LIBDRIVE2_ERROR_TYPES RecordableDrive::prepareForWriting(const std::uint64_t& sectors) {
@@ -129,7 +160,7 @@ _LIBDRIVE2_ERROR_TYPES RecordableDrive::prepareSequential(const RecordingMethod&
     if (!disc)
         return fail(unit.why().type, "asking for the medium's state failed: " + unit.why().text);
     // A closed medium that cannot be emptied has no free sectors, which is for getFreeSectors() to tell.
-    if (disc->status == mmc::DiscStatus::blank || !how.blanking)
+    if (!how.blanking || (disc->status == mmc::DiscStatus::blank && !lacks(unit, how.needsFeature)))
         return LIBDRIVE2_NO_ERROR;
     const auto track = unit.writableTrack();
     if (sectors != 0 && disc->status == mmc::DiscStatus::incomplete && track && track->freeSectors >= sectors)
@@ -137,7 +168,7 @@ _LIBDRIVE2_ERROR_TYPES RecordableDrive::prepareSequential(const RecordingMethod&
     report(kBlanking);
     const auto error = blankMedia(*how.blanking, true, kWholeMediumMs);
     if (error != LIBDRIVE2_NO_ERROR)
-        report(kCannotBlank);
+        reportFailure(kCannotBlank);
     return error;
 }
 
@@ -155,7 +186,7 @@ _LIBDRIVE2_ERROR_TYPES RecordableDrive::format() {
     report(kFormatting);
     const auto error = formatUnit(true, kWholeMediumMs);
     if (error != LIBDRIVE2_NO_ERROR)
-        report(error == LIBDRIVE2_NOT_SUPPORTED ? kFormatNotSupported : kCannotFormat);
+        reportFailure(error == LIBDRIVE2_NOT_SUPPORTED ? kFormatNotSupported : kCannotFormat);
     return error;
 }
 
@@ -174,7 +205,7 @@ std::uint64_t RecordableDrive::getFreeSectors() {
         sectors = track ? track->freeSectors : 0;
     }
     if (sectors == 0)
-        report(kCannotFindFreeSectors);
+        reportFailure(kCannotFindFreeSectors);
     return sectors;
 }
 
@@ -186,7 +217,7 @@ bool RecordableDrive::reserveSectors(const std::uint64_t& sectors) {
     if (sectors == 0)
         return succeeded(fail(LIBDRIVE2_BAD_ARGUMENT, "an area of no sectors cannot be reserved"));
     if (how.access == RecordingMethod::Access::sequential)
-        return succeeded(reserveTrack(how, sectors));
+        return succeeded(takeTrack(how, sectors));
     if (const std::uint64_t most = getFreeSectors(); sectors > most)
         return succeeded(
             fail(LIBDRIVE2_BAD_ARGUMENT, zel::format("the medium takes %u sectors, not %u", most, sectors)));
@@ -195,31 +226,18 @@ bool RecordableDrive::reserveSectors(const std::uint64_t& sectors) {
     return succeeded(LIBDRIVE2_NO_ERROR);
 }
 
-_LIBDRIVE2_ERROR_TYPES RecordableDrive::reserveTrack(const RecordingMethod& how, std::uint64_t sectors) {
+_LIBDRIVE2_ERROR_TYPES RecordableDrive::takeTrack(const RecordingMethod& how, std::uint64_t sectors) {
     report(kReservingTrack);
     MmcUnit unit(*passThrough());
-    auto track = unit.writableTrack();
+    const auto track = unit.writableTrack();
     if (!track) {
-        report(kCannotFindFreeSectors);
+        reportFailure(kCannotFindFreeSectors);
         return fail(LIBDRIVE2_DRIVE_ERROR, "the medium has no track that can be written");
     }
     if (sectors > track->freeSectors)
         return fail(LIBDRIVE2_BAD_ARGUMENT,
                     zel::format("%u sectors are free, not %u", track->freeSectors, sectors));
-    std::uint32_t start = track->nextWritable.value_or(0);
-    // A track that was begun already, when an earlier recording broke off, is simply gone on with.
-    if (how.reservesTrack && track->blank) {
-        const auto error =
-            finish(mmc::reserveTrack(static_cast<std::uint32_t>(sectors)), "reserving a track");
-        if (error != LIBDRIVE2_NO_ERROR && error != LIBDRIVE2_NOT_SUPPORTED)
-            return error;
-        const auto reserved = unit.trackInformation(mmc::TrackAddress::lba, start);
-        if (reserved && reserved->nextWritable) {
-            start = *reserved->nextWritable;
-            track = reserved;
-        }
-    }
-    setArea(start, sectors);
+    setArea(track->nextWritable.value_or(0), sectors);
     m_track = track->number;
     m_jumpSectors = how.jumpsLayers ? how.unitSectors : 0;
     return LIBDRIVE2_NO_ERROR;
@@ -295,13 +313,7 @@ bool RecordableDrive::closeOpenSession() {
     const auto disc = MmcUnit(*passThrough()).discInformation();
     const bool formatRuns = disc && disc->backgroundFormat == mmc::BackgroundFormat::running;
     auto error = LIBDRIVE2_NO_ERROR;
-    // Recordings that broke off leave tracks that they had reserved.
-    if (how.reservesTrack)
-        for (const std::uint16_t track : MmcUnit(*passThrough()).unfinishedTracks())
-            if (error == LIBDRIVE2_NO_ERROR)
-                error = finish(mmc::closeTrackSession(mmc::CloseFunction::track, track, true),
-                               "closing a track that was begun earlier");
-    if (error == LIBDRIVE2_NO_ERROR && (how.access == RecordingMethod::Access::sequential || formatRuns))
+    if (how.access == RecordingMethod::Access::sequential || formatRuns)
         error = finish(mmc::closeTrackSession(mmc::CloseFunction::session, 0, true), "closing the session");
     if (error == LIBDRIVE2_NO_ERROR)
         error = doQueryMediumInfo();

@@ -1,5 +1,6 @@
 #include "libDrive2/RecordableDrives.h"
 
+#include "libDrive2/commands/MmcCommands.h"
 #include "libDrive2/drives/MmcUnit.h"
 #include "libDrive2/drives/RecordingMethod.h"
 
@@ -32,11 +33,12 @@ RecordingMethod dvdMinusMethod(_MMC_PROFILES profile) {
         return method;
     }
     method.access = RecordingMethod::Access::sequential;
-    method.reservesTrack = true;
     method.parameters->linkSectors = kBlockSectors;
     // A minimally blanked DVD-RW takes a whole disc at once only.
-    if (profile == kProfileDVDRWSequential || profile == kProfileDVDRWDualLayer)
+    if (profile == kProfileDVDRWSequential || profile == kProfileDVDRWDualLayer) {
         method.blanking = BlankType::full;
+        method.needsFeature = mmc::kFeatureIncrementalStreaming;
+    }
     return method;
 }
 

@@ -18,9 +18,9 @@ struct RecordingMethod {
     Access access = Access::none;
     std::uint32_t unitSectors = 1;                   ///< written together
     bool takesOnce = false;                          ///< random access, but each sector once
-    bool reservesTrack = false;                      ///< a track of the recording's size, before it
     bool jumpsLayers = false;                        ///< the drive tells where each unit goes
     std::optional<BlankType> blanking;               ///< makes a written medium empty again
+    std::uint16_t needsFeature = 0;                  ///< else a blank medium is to be blanked, too
     std::optional<mmc::WriteParameters> parameters;  ///< nothing for media that take none
 };
 

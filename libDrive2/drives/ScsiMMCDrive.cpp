@@ -21,6 +21,8 @@ constexpr std::uint32_t kSectorBytes = 2048;
 /// A drive whose cache is full makes the host wait, seldom for longer than a power calibration takes.
 constexpr std::uint32_t kFullCacheTimeoutMs = 60000;
 constexpr std::uint32_t kFullCachePollMs = 10;
+/// The first write to a medium calibrates the laser and writes the lead-in before it ends: a minute or two.
+constexpr std::uint32_t kWriteMs = 240000;
 /// SEEK(10) and READ(12) address sectors with 32 bits.
 constexpr std::uint64_t kLbaLimit = std::uint64_t{1} << 32;
 
@@ -111,6 +113,18 @@ std::uint32_t ScsiMMCDrive::supportedCapabilties() {
     return capabilities;
 }
 
+_LIBDRIVE2_ERROR_TYPES ScsiMMCDrive::availability() {
+    constexpr std::uint8_t kStatusBusy = 0x08;  // SAM-5
+    if (lastError == LIBDRIVE2_NO_ACCESS || lastError == LIBDRIVE2_BUSY)
+        return lastError;
+    const ScsiResponse response = passThrough()->execute(scsi::testUnitReady());
+    if (response.delivery.type == LIBDRIVE2_NO_ACCESS || response.delivery.type == LIBDRIVE2_TIMEOUT)
+        return lastError = fail(LIBDRIVE2_NO_ACCESS, "the drive does not answer: " + response.delivery.text);
+    if (response.delivery.ok() && response.status == kStatusBusy)
+        return lastError = fail(LIBDRIVE2_BUSY, "the drive is busy");
+    return LIBDRIVE2_NO_ERROR;
+}
+
 _MMC_PROFILES ScsiMMCDrive::getCurrentProfile() {
     return MmcUnit(*passThrough()).currentProfile();
 }
@@ -132,7 +146,17 @@ std::uint16_t ScsiMMCDrive::getOptimalRd(std::uint16_t limit) {
 _LIBDRIVE2_ERROR_TYPES ScsiMMCDrive::doReadSector(std::uint64_t lba, std::uint32_t count, void* buffer,
                                                   std::uint32_t /*bufferBytes*/) {
     return transfer({"reading", lba, count}, static_cast<std::uint8_t*>(buffer), cut(),
-                    [](std::uint64_t at, std::uint32_t sectors) { return scsi::read(at, sectors, false); });
+                    [this](std::uint64_t at, std::uint32_t sectors) {
+                        return scsi::read(at, sectors, m_forcesUnitAccess);
+                    });
+}
+
+bool ScsiMMCDrive::readFromMedium(std::uint64_t lba) {
+    std::vector<std::uint8_t> sector(m_sectorBytes);
+    m_forcesUnitAccess = true;
+    const auto error = doReadSector(lba, 1, sector.data(), m_sectorBytes);
+    m_forcesUnitAccess = error != LIBDRIVE2_NOT_SUPPORTED && error != LIBDRIVE2_BAD_ARGUMENT;
+    return m_forcesUnitAccess;
 }
 
 _LIBDRIVE2_ERROR_TYPES ScsiMMCDrive::doReadStreaming(std::uint64_t lba, std::uint32_t count, void* buffer,
@@ -175,7 +199,9 @@ _LIBDRIVE2_ERROR_TYPES ScsiMMCDrive::writePiece(std::uint64_t lba, std::uint32_t
     _LIBDRIVE2_ERROR_TYPES error{};
     while (true) {
         error = transfer({"writing", lba, count}, data, cut(), [](std::uint64_t at, std::uint32_t sectors) {
-            return scsi::write(at, sectors, false);
+            ScsiRequest request = scsi::write(at, sectors, false);
+            request.timeoutMs = kWriteMs;
+            return request;
         });
         if (error != LIBDRIVE2_BUSY || watch.elapsedMilliseconds() >= kFullCacheTimeoutMs)
             return error;

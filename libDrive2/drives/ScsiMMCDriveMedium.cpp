@@ -16,6 +16,8 @@ namespace libDrive2 {
 
 namespace {
 
+/// Operations on the medium are no reason to answer nothing else than that the drive is busy.
+constexpr std::uint32_t kMostMuteMs = 60000;
 constexpr std::uint32_t kLongPollMs = 500;
 /// A command that the drive only accepts, to execute it afterwards.
 constexpr std::uint32_t kAcceptMs = 60000;
@@ -49,9 +51,14 @@ _LIBDRIVE2_ERROR_TYPES ScsiMMCDrive::sendParameters(ScsiRequest request, void* p
 _LIBDRIVE2_ERROR_TYPES ScsiMMCDrive::waitWhileBusy(const char* what, std::uint32_t timeoutMs,
                                                    std::uint32_t intervalMs) {
     const zel::Stopwatch watch;
+    zel::Stopwatch mute;
     MmcUnit unit(*passThrough());
     while (true) {
         const MmcUnit::Progress progress = unit.progress();
+        if (!progress.isMute)
+            mute = zel::Stopwatch();
+        else if (mute.elapsedMilliseconds() >= kMostMuteMs)
+            return fail(LIBDRIVE2_BUSY, describe({what}, name) + " failed: " + progress.status.text);
         if (!progress.busy)
             return progress.status.ok() ? LIBDRIVE2_NO_ERROR
                                         : fail(progress.status.type,

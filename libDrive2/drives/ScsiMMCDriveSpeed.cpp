@@ -8,6 +8,7 @@
 #include "libDrive2/drives/MmcMedia.h"
 #include "libDrive2/drives/MmcUnit.h"
 #include "zel/Format.h"
+#include "zel/Log.h"
 
 /// Speeds of optical drives.
 
@@ -17,6 +18,7 @@ namespace {
 
 /// More do not fit one answer's length that every host adapter moves.
 constexpr std::uint32_t kMaxDescriptors = 1024;
+constexpr std::uint16_t kHighestSpeed = 0xFFFF;   ///< in SET CD SPEED
 constexpr std::uint32_t kStreamingTimeMs = 1000;  ///< in which the KB of a descriptor's speed are moved
 
 std::uint32_t fromWire(std::uint32_t field) {
@@ -28,6 +30,10 @@ std::uint32_t toWire(std::uint32_t value) {
     std::array<std::uint8_t, 4> bytes{};
     storeBigEndian(bytes, 0, value);
     return std::bit_cast<std::uint32_t>(bytes);
+}
+
+bool isOutOfReach(_LIBDRIVE2_ERROR_TYPES error) {
+    return error == LIBDRIVE2_NO_ACCESS || error == LIBDRIVE2_BUSY;
 }
 
 std::uint16_t cdSpeed(std::uint32_t wireSpeed) {
@@ -53,7 +59,9 @@ bool ScsiMMCDrive::getNominalPerformance(zel::Array<::scsi::mmc_performance_nom_
 bool ScsiMMCDrive::getReadWriteSpeeds(zel::Array<zel_write_speed_desc_t>& descriptors) {
     MmcUnit unit(*passThrough());
     descriptors.clear();
-    const auto found = unit.writeSpeeds();
+    auto found = unit.writeSpeeds();
+    if (!found && !isOutOfReach(unit.why().type))
+        found = unit.listedWriteSpeeds();
     if (!found)
         return succeeded(
             fail(unit.why().type, "asking for the drive's write speeds failed: " + unit.why().text));
@@ -81,12 +89,18 @@ bool ScsiMMCDrive::setReadWriteSpeed(const zel_write_speed_desc_t& descriptor) {
     streaming.readSize = descriptor.readSpeed;
     streaming.writeSize = descriptor.writeSpeed;
     streaming.readTime = streaming.writeTime = toWire(kStreamingTimeMs);
-    if (setStreamingPerformance(streaming))
-        return true;
-    if (lastError != LIBDRIVE2_NOT_SUPPORTED)
-        return false;
     const auto rotationControl = static_cast<std::uint8_t>(descriptor.flags >> 3 & 0x03);
-    return setCDSpeed(rotationControl, cdSpeed(descriptor.readSpeed), cdSpeed(descriptor.writeSpeed));
+    if (descriptor.endLba != 0 && setStreamingPerformance(streaming))
+        return true;
+    const std::uint16_t readSpeed = descriptor.readSpeed != 0 ? cdSpeed(descriptor.readSpeed) : kHighestSpeed;
+    if ((descriptor.endLba == 0 || !isOutOfReach(lastError)) &&
+        setCDSpeed(rotationControl, readSpeed, cdSpeed(descriptor.writeSpeed)))
+        return true;
+    if (isOutOfReach(lastError))
+        return false;
+    zel::LogFactory::createLogger("libDrive2.ScsiMMCDrive")
+        .line(3, "the drive refuses the speed and keeps to its own: ", getLastErrorStr());
+    return succeeded(LIBDRIVE2_NO_ERROR);
 }
 
 zel::String ScsiMMCDrive::writeSpeedMultiplier(std::uint32_t kilobytesPerSecond) {

@@ -85,14 +85,13 @@ std::optional<TestResult> DefaultReadPerformanceTest::runPasses(Stretch stretch,
     for (std::uint32_t pass = 0; pass < passes && !hitEventLimits(false); ++pass) {
         DiagModule::percentDone(static_cast<int>(static_cast<double>(pass) / (passes + 1.0) * 100));
         m_buffer = zel::Buffer(std::size_t{kSectorsPerRead} * kSectorBytes);
-        if (pass == 1 && stretch.first != 0 && !spinUp({stretch.first, stretch.first + kSpinUpSectors}))
-            return TestResult::USERABORTED;
+        if (pass == 1 && stretch.first != 0)
+            if (const auto ended = spinUp({stretch.first, stretch.first + kSpinUpSectors}))
+                return ended;
         if (hitEventLimits(false))
             break;
-        const std::optional<double> measured = timePass(stretch);
-        if (!measured)
-            return TestResult::USERABORTED;
-        rate = *measured;
+        if (const auto ended = timePass(stretch, rate))
+            return ended;
         if (!hitEventLimits(false) && rate >= minimum)
             break;
         // A stretch further inside may suit the drive better.
@@ -102,13 +101,13 @@ std::optional<TestResult> DefaultReadPerformanceTest::runPasses(Stretch stretch,
     return std::nullopt;
 }
 
-std::optional<double> DefaultReadPerformanceTest::timePass(const Stretch& stretch) {
+std::optional<TestResult> DefaultReadPerformanceTest::timePass(const Stretch& stretch, double& rate) {
     const zel::Stopwatch watch;
     m_logger.line(1, "START TIMED PERF TEST from ", stretch.first, " to ", stretch.last);
-    double rate = 0;
+    rate = 0;
     std::uint32_t lastSampleMs = 0;
     int samples = 0;
-    const bool finished = readStretch(stretch, [&](std::uint64_t sectorsRead) {
+    return readStretch(stretch, [&](std::uint64_t sectorsRead) {
         const std::uint32_t elapsedMs = watch.elapsedMilliseconds();
         if (elapsedMs - lastSampleMs <= kSampleMs)
             return true;
@@ -119,7 +118,6 @@ std::optional<double> DefaultReadPerformanceTest::timePass(const Stretch& stretc
                           ") total read amount ", sectorsRead);
         return ++samples < kMaxSamples;
     });
-    return finished ? std::optional(rate) : std::nullopt;
 }
 
 TestResult DefaultReadPerformanceTest::judge(double rate, const Bounds& bounds) {

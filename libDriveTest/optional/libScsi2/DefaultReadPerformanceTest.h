@@ -31,7 +31,7 @@ private:
     /// A result ends the test; `rate` is the last pass's last sample.
     std::optional<TestResult> runPasses(Stretch stretch, std::uint32_t passes, double minimum, double& rate);
     /// Nothing when the user stopped the test; 0 when the pass was too short for a sample.
-    std::optional<double> timePass(const Stretch& stretch);
+    std::optional<TestResult> timePass(const Stretch& stretch, double& rate);
     TestResult judge(double rate, const Bounds& bounds);
 };
 

@@ -1,7 +1,7 @@
 #include "DriveTestMMC.h"
 
 #include "../../Parameters.h"
-#include "libDrive2/MmcTypes.h"
+#include "libDrive2/ScsiMMCDrive.h"
 
 namespace libDriveTest {
 
@@ -60,6 +60,16 @@ void DriveTestMMC::init(Test& test, bool callBase) {
     parameters::mmcSupportedProfiles.addTo(test);
     parameters::minDataCapacity.addTo(test);
     parameters::alwaysEject.addTo(test);
+}
+
+std::optional<TestResult> DriveTestMMC::endOnLoss() {
+    if (const auto ended = endOnNonFail(drive->lastError))
+        return ended;
+    return endOnNonFail(static_cast<libDrive2::ScsiMMCDrive&>(*drive).availability());
+}
+
+bool DriveTestMMC::isLost() {
+    return isNonFailError(drive->lastError);
 }
 
 void DriveTestMMC::parseProfileList() {

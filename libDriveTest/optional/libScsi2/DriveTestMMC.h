@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 
 #include "../../DriveTest.h"
 
@@ -23,6 +24,11 @@ protected:
 
     /// `callBase` registers what every test has, first.
     static void init(Test& test, bool callBase);
+    /// Of a step that failed: when the drive is busy or gone, reports that and gives the test's result,
+    /// whatever the step would make of it.
+    std::optional<TestResult> endOnLoss();
+    /// The last operation found the drive busy or gone: nothing more is to be sent to it.
+    [[nodiscard]] bool isLost();
     /// Fills s_profiles from the parameter, once per loaded module.
     static void parseProfileList();
 

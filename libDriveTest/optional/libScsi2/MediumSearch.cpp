@@ -76,7 +76,7 @@ bool MediumSearch::repeat() {
         String message;
         if (judgeMedium(message))
             return true;
-        if (!m_mayPrompt || !askForAnother(message, attempts))
+        if (isLost() || !m_mayPrompt || !askForAnother(message, attempts))
             return false;
     }
     return false;
@@ -103,6 +103,19 @@ bool MediumSearch::judgeMedium(String& message) {
         m_logger.line(3, "MMC profile unsupported : ", zel::formatted("0x%x", medium.profile));
     m_state = LIBDRIVE2_MEDIA_INCORRECT;
     return false;
+}
+
+/// Else a drive that was pulled would be one without a medium.
+bool MediumSearch::isLost() {
+    const auto error = m_drive->availability();
+    if (error == libDrive2::LIBDRIVE2_NO_ERROR)
+        return false;
+    const bool isBusy = error == libDrive2::LIBDRIVE2_BUSY;
+    m_state = isBusy ? libDrive2::LIBDRIVE2_MEDIA_BUSY : LIBDRIVE2_MEDIA_NOT_OPENED;
+    const auto where = std::source_location::current();
+    DiagModule::warning(isBusy ? events::deviceBusy.get() : events::cannotOpenDeviceRemoved.get(),
+                        where.file_name(), static_cast<int>(where.line()));
+    return true;
 }
 
 bool MediumSearch::askForAnother(const String& message, std::uint32_t attempts) {

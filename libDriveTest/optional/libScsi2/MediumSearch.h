@@ -74,6 +74,8 @@ private:
     void lookForMedium(bool isFirst);
     /// Sets the state that the medium deserves; true when it fits.
     bool judgeMedium(String& message);
+    /// Whether the drive takes no commands: that is told, and set as the state.
+    bool isLost();
     /// True when the user has put in another one.
     bool askForAnother(const String& message, std::uint32_t attempts);
 

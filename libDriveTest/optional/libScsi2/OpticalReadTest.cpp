@@ -36,14 +36,12 @@ void OpticalReadTest::addCommon(Test& test) {
 
 TestResult OpticalReadTest::setUpMedium(RangePlan& range) {
     if (const TestResult found = setUpDrive(range); found != TestResult::PASS)
-        return found;
+        return endOnLoss().value_or(found);
     return RangeSetup(m_logger).parse({parameters::startRange, parameters::endRange}, range);
 }
 
-TestResult OpticalReadTest::checkStretch(const RangePlan& range) {
-    if (range.startLba < range.endLba && range.startLba < range.sectorCount)
-        return TestResult::PASS;
-    return reportInvalidParameters(m_logger, {parameters::startRange.item(), parameters::endRange.item()});
+TestResult OpticalReadTest::checkStretch(RangePlan& range) {
+    return RangeSetup(m_logger).check({parameters::startRange, parameters::endRange}, range);
 }
 
 void OpticalReadTest::printStatistics(const RangePlan& range, std::uint32_t passes) const {
@@ -71,26 +69,34 @@ std::uint64_t OpticalReadTest::stepOf() const {
     return (mmcDrive().mediaCapabilties() & libDrive2::kMediaCDData) != 0 ? kStepOnDataCD : kStep;
 }
 
-bool OpticalReadTest::readStretch(const Stretch& stretch, const std::function<bool(std::uint64_t)>& goesOn) {
+std::optional<TestResult> OpticalReadTest::readStretch(const Stretch& stretch,
+                                                       const std::function<bool(std::uint64_t)>& goesOn) {
     std::uint64_t sectorsRead = 0;
     std::uint32_t count = 0;
     for (std::uint64_t lba = stretch.first; lba < stretch.last; lba += count) {
         if (DiagModule::checkForStop()) {
             reportUserAbort(lba);
-            return false;
+            return TestResult::USERABORTED;
         }
         count = static_cast<std::uint32_t>(std::min<std::uint64_t>(m_sectorsPerRead, stretch.last - lba));
         if (drive->readSector(lba, count, m_buffer.data(), count * kSectorBytes))
             sectorsRead += count;
+        else if (const auto ended = endOnNonFail(drive->lastError))
+            return ended;
         else
-            reportRdErr(lba);
+            reportUnreadable(lba);
         if (goesOn && !goesOn(sectorsRead))
             break;
     }
-    return true;
+    return std::nullopt;
 }
 
-bool OpticalReadTest::spinUp(const Stretch& stretch) {
+void OpticalReadTest::reportUnreadable(std::uint64_t lba) {
+    m_logger.line(3, drive->getLastErrorStr());
+    reportRdErr(lba);
+}
+
+std::optional<TestResult> OpticalReadTest::spinUp(const Stretch& stretch) {
     m_logger.line(1, "SPIN UP SEQUENTIAL READ from ", stretch.first, " to ", stretch.last);
     return readStretch(stretch, nullptr);
 }

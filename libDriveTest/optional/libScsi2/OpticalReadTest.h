@@ -32,7 +32,7 @@ protected:
     /// The sectors and the texts of the range. PASS to go on; anything else is the test's result.
     TestResult setUpMedium(RangePlan& range);
     /// Whether the range lies on the medium; as above.
-    TestResult checkStretch(const RangePlan& range);
+    TestResult checkStretch(RangePlan& range);
     void printStatistics(const RangePlan& range, std::uint32_t passes) const;
 
     /// What a pass tests: not past the descriptor's end. PASS, or BADPARAMS when there is nothing.
@@ -44,9 +44,10 @@ protected:
     /// Reads a stretch; a sector that fails is reported, and reading goes on. `goesOn` gets the number of
     /// sectors read so far after each read, and ends the stretch with false; it may be empty. False when the
     /// user stopped the test.
-    bool readStretch(const Stretch& stretch, const std::function<bool(std::uint64_t)>& goesOn);
+    std::optional<TestResult> readStretch(const Stretch& stretch,
+                                          const std::function<bool(std::uint64_t)>& goesOn);
     /// Brings the disc up to speed in front of a timed read; false when the user stopped the test.
-    bool spinUp(const Stretch& stretch);
+    std::optional<TestResult> spinUp(const Stretch& stretch);
 
     void showSpeeds(const String& rate, const String& multiples);
     /// A speed as a multiple of the medium's 1x.
@@ -61,6 +62,7 @@ protected:
     zel::Buffer m_buffer;
 
 private:
+    void reportUnreadable(std::uint64_t lba);
     std::uint32_t m_sectorsPerRead;
 };
 

@@ -42,14 +42,14 @@ TestResult OpticalWriteTest::runTest() {
     m_plannedSectors = 0;
     recordableDrive().setRecordableCallback(std::make_unique<DriveTestMMCRWCallback>(*this));
     if (const TestResult media = checkMedia(parameters::maxRetries.value()); media != TestResult::PASS)
-        return media;
+        return endOnLoss().value_or(media);
     if (const String refusal = refuseMedium(); !refusal.isEmpty())
         return failPreparation(refusal.utf8().c_str(), TestResult::NOTSUPPORTED);
     const Settings settings{parameters::numberOfSeeks.value(), parameters::numberOfPatterns.value()};
     Array<SpeedDescriptor> speeds;
     if (!recordableDrive().getReadWriteSpeeds(speeds)) {
         m_logger.line(4, "unable to get supported write speeds");
-        return TestResult::CANNOTRUN;
+        return endOnLoss().value_or(TestResult::CANNOTRUN);
     }
     TestResult outcome = TestResult::PASS;
     const auto count = static_cast<std::uint32_t>(speeds.size());
@@ -86,6 +86,8 @@ TestResult OpticalWriteTest::setSpeed(const SpeedDescriptor& speed, const String
     if (recordableDrive().setReadWriteSpeed(speed))
         return TestResult::PASS;
     m_logger.line(4, "Error setting write speed to ", speedText);
+    if (const auto lost = endOnLoss())
+        return *lost;
     events::mmcrwCannotSetWriteSpeed->setVariable("ScsiError", drive->getLastErrorStr());
     sendEvent(*events::mmcrwCannotSetWriteSpeed, EventType::ERR);
     return TestResult::CANNOTRUN;
@@ -94,6 +96,8 @@ TestResult OpticalWriteTest::setSpeed(const SpeedDescriptor& speed, const String
 TestResult OpticalWriteTest::prepareMedium(const Settings& settings) {
     DiagModule::progress(*strings::mmcrwPreparingForWrite);
     if (!recordableDrive().setWriteParameters(false)) {
+        if (const auto lost = endOnLoss())
+            return *lost;
         sendEvent(*events::mmcrwCannotSetWriteParameters, EventType::ERR);
         return TestResult::MISCONFIGURED;
     }
@@ -112,6 +116,8 @@ TestResult OpticalWriteTest::prepareMedium(const Settings& settings) {
 }
 
 TestResult OpticalWriteTest::failPreparation(const char* reason, TestResult outcome) {
+    if (const auto lost = endOnLoss())
+        return *lost;
     events::mmcrwCannotPrepareForWrite->setVariable("reason", reason);
     sendEvent(*events::mmcrwCannotPrepareForWrite, EventType::ERR);
     return outcome;
@@ -121,19 +127,19 @@ TestResult OpticalWriteTest::planRecording(const Settings& settings, Recording& 
     const std::uint64_t freeSectors = recordableDrive().getFreeSectors();
     if (freeSectors == 0) {
         m_logger.line(4, "number of free sectors = 0");
-        return TestResult::CANNOTRUN;
+        return endOnLoss().value_or(TestResult::CANNOTRUN);
     }
     const bool hasTable = settings.patternCount != 0 && settings.patternCount <= kPatterns.size();
     recording.patternCount = hasTable ? settings.patternCount : static_cast<std::uint32_t>(kPatterns.size());
     recording.sectorSize = drive->getSectorSize();
     if (recording.sectorSize == 0) {
         m_logger.line(4, "sector size = 0");
-        return TestResult::CANNOTRUN;
+        return endOnLoss().value_or(TestResult::CANNOTRUN);
     }
     recording.unit = recordableDrive().numCoincidentWriteSectors();
     plan(settings, freeSectors, recording);
     if (recording.count == 0)
-        return TestResult::BADPARAMS;
+        return endOnLoss().value_or(TestResult::BADPARAMS);
     return bufferBytes(recording.sectorSize, recording.unit) != 0 ? TestResult::PASS
                                                                   : TestResult::INTERNALERROR;
 }
@@ -142,6 +148,8 @@ TestResult OpticalWriteTest::reserve(const Recording& recording) {
     if (recordableDrive().reserveSectors(recording.area))
         return TestResult::PASS;
     m_logger.line(4, "unable to reserve sectors for testing");
+    if (const auto lost = endOnLoss())
+        return *lost;
     sendEvent(*events::mmcrwCannotReserveSectors, EventType::ERR);
     return TestResult::CANNOTRUN;
 }
@@ -154,20 +162,19 @@ TestResult OpticalWriteTest::record(Recording& recording) {
     showAt(*strings::mmcrwStartingWrite, start);
     planDifferent(recording, start);
     TestResult outcome = writeUnits(recording, start);
-    const bool wrote = recording.unitsWritten != 0;
-    if (wrote && !recordableDrive().closeOpenTrack())
-        m_logger.line(3, "Unable to close open track");
-    if (!waitForWrite())
-        outcome = TestResult::TIMEDOUT;
-    start = recordableDrive().getNextWriteAddress();
+    if (recording.unitsWritten != 0 && !isLost() && !recordableDrive().closeOpenTrack())
+        noteUnclosed("Unable to close open track", outcome);
+    waitForWrite(outcome);
     if (outcome == TestResult::PASS) {
+        start = recordableDrive().getNextWriteAddress();
         showAt(*strings::mmcrwStartingReadCompare, start);
+        if (!recordableDrive().readFromMedium(start))
+            m_logger.line(3, "the drive may answer from its cache: it refuses reads that do not");
         outcome = compareUnits(recording, start);
     }
-    if (wrote)
-        closeSession();
-    if (!waitForWrite())
-        outcome = TestResult::TIMEDOUT;
+    if (recording.unitsWritten != 0 && !isLost())
+        closeSession(outcome);
+    waitForWrite(outcome);
     m_written = zel::Buffer();
     m_read = zel::Buffer();
     return outcome;
@@ -185,16 +192,27 @@ void OpticalWriteTest::showAt(quix5::LocalizedString& text, std::uint64_t sector
     DiagModule::progress(text);
 }
 
-bool OpticalWriteTest::waitForWrite() {
-    return recordableDrive().waitForWrite(kWriteTimeoutMs, kPollMs);
+/// A drive that is lost has not taken too long.
+void OpticalWriteTest::waitForWrite(TestResult& outcome) {
+    if (isLost() || recordableDrive().waitForWrite(kWriteTimeoutMs, kPollMs))
+        return;
+    outcome = endOnLoss().value_or(TestResult::TIMEDOUT);
 }
 
-void OpticalWriteTest::closeSession() {
+void OpticalWriteTest::closeSession(TestResult& outcome) {
     DiagModule::progress(*strings::mmcrwClosingSession);
     if (recordableDrive().closeOpenSession())
         return;
-    sendEvent(*events::mmcrwCannotCloseSession, EventType::WARNING);
-    m_logger.line(3, "Unable to close open session");
+    if (!isLost())
+        sendEvent(*events::mmcrwCannotCloseSession, EventType::WARNING);
+    noteUnclosed("Unable to close open session", outcome);
+}
+
+void OpticalWriteTest::noteUnclosed(const char* what, TestResult& outcome) {
+    m_logger.line(3, what);
+    m_logger.line(3, drive->getLastErrorStr());
+    if (outcome == TestResult::PASS)
+        outcome = endOnLoss().value_or(outcome);
 }
 
 void OpticalWriteTest::fillPattern(const Recording& recording, std::uint64_t k) {
@@ -219,6 +237,9 @@ TestResult OpticalWriteTest::writeUnits(Recording& recording, std::uint64_t star
         fillPattern(recording, k);
         if (!drive->writeSector(lba, recording.unit, m_written.data(),
                                 static_cast<std::uint32_t>(m_written.size()))) {
+            if (const auto ended = endOnNonFail(drive->lastError))
+                return *ended;
+            m_logger.line(3, drive->getLastErrorStr());
             drive->condemnSectors(lba, recording.unit, SectorFault::unwritable);
             reportRange(*events::writeSectorRangeErr, "lastSector", lba, recording.unit);
             return TestResult::FAIL;
@@ -250,6 +271,9 @@ TestResult OpticalWriteTest::compareUnit(const Recording& recording, std::uint64
     const std::uint64_t lba = recordableDrive().getNextWriteAddress(position);
     const auto bytes = static_cast<std::uint32_t>(m_read.size());
     if (!drive->readSector(lba, recording.unit, m_read.data(), bytes)) {
+        if (const auto ended = endOnNonFail(drive->lastError))
+            return *ended;
+        m_logger.line(3, drive->getLastErrorStr());
         drive->condemnSectors(lba, recording.unit, SectorFault::unreadable);
         reportRange(*events::readSectorRangeErr, "lastSector", lba, recording.unit);
         return TestResult::FAIL;

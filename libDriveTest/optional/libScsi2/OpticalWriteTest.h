@@ -63,8 +63,10 @@ private:
     TestResult writeUnits(Recording& recording, std::uint64_t start);
     TestResult compareUnits(const Recording& recording, std::uint64_t start);
     TestResult compareUnit(const Recording& recording, std::uint64_t position);
-    bool waitForWrite();
-    void closeSession();
+    void waitForWrite(TestResult& outcome);
+    void closeSession(TestResult& outcome);
+    /// A drive that is lost ends the test; of others the outcome stays.
+    void noteUnclosed(const char* what, TestResult& outcome);
 
     void fillPattern(const Recording& recording, std::uint64_t k);
     void planDifferent(const Recording& recording, std::uint64_t start);

@@ -24,7 +24,8 @@ void RandomWriteTestMMC::init(Test& test) {
 }
 
 String RandomWriteTestMMC::refuseMedium() {
-    return recordableDrive().takesAnyOrder() ? "" : "the medium takes its sectors only one behind the other";
+    return recordableDrive().prepareAnyOrder() ? ""
+                                               : "the medium takes its sectors only one behind the other";
 }
 
 std::uint64_t RandomWriteTestMMC::sectorsToPrepare(const Settings& /*settings*/) const {

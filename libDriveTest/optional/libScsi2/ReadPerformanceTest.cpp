@@ -60,11 +60,13 @@ TestResult ReadPerformanceTest::runTest() {
         return checked;
     const std::uint32_t passes = parameters::testPassCount.value();
     if (!setHighestSpeed())
-        return TestResult::CANNOTRUN;
+        return endOnLoss().value_or(TestResult::CANNOTRUN);
     auto expected = askForPerformance(range);
     if (!expected)
         expected = assumePerformance(range);
     if (!expected) {
+        if (const auto lost = endOnLoss())
+            return *lost;
         sendEvent(*events::cannotInitializeDevice, EventType::ERR);
         return TestResult::CANNOTRUN;
     }
@@ -80,6 +82,8 @@ bool ReadPerformanceTest::setHighestSpeed() {
     defaults.flags = 0x04 | 0x20;
     if (mmcDrive().setStreamingPerformance(defaults))
         return true;
+    if (isNonFailError(drive->lastError))
+        return false;
     events::advancedError->setVariable("errmsg", drive->getLastErrorStr());
     sendEvent(*events::advancedError, EventType::ERR);
     return false;
@@ -154,8 +158,9 @@ std::optional<TestResult> ReadPerformanceTest::runPasses(const Stretch& stretch,
     for (std::uint32_t pass = 0; pass < passes && !hitEventLimits(false); ++pass) {
         DiagModule::percentDone(static_cast<int>(static_cast<double>(pass) / passes * 100));
         m_buffer = zel::Buffer(std::size_t{kSectorsPerRead} * kSectorBytes);
-        if (stretch.first != 0 && !spinUp({spinUpFrom, stretch.first}))
-            return TestResult::USERABORTED;
+        if (stretch.first != 0)
+            if (const auto ended = spinUp({spinUpFrom, stretch.first}))
+                return ended;
         if (hitEventLimits(false))
             break;
         DiagModule::percentDone(static_cast<int>((2.0 * pass + 1) / (2.0 * passes) * 100));
@@ -177,7 +182,7 @@ std::optional<TestResult> ReadPerformanceTest::timePass(const Stretch& stretch, 
     const zel::Stopwatch watch;
     m_logger.line(1, "START TIMED PERF TEST from ", stretch.first, " to ", stretch.last);
     std::uint64_t sectors = 0;
-    const bool finished = readStretch(stretch, [&](std::uint64_t sectorsRead) {
+    const auto ended = readStretch(stretch, [&](std::uint64_t sectorsRead) {
         sectors = sectorsRead;
         if (watch.elapsedMilliseconds() <= kMaxPassMs)
             return true;
@@ -185,8 +190,8 @@ std::optional<TestResult> ReadPerformanceTest::timePass(const Stretch& stretch, 
                       " ms) calculating transfer rate w/current amount transferred (", sectorsRead, ")");
         return false;
     });
-    if (!finished)
-        return TestResult::USERABORTED;
+    if (ended)
+        return ended;
     const std::uint32_t elapsedMs = watch.elapsedMilliseconds();
     if (elapsedMs == 0) {
         sendEvent(*events::cannotOpenAccessDenied, EventType::WARNING);

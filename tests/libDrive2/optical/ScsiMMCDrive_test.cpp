@@ -90,8 +90,8 @@ TEST(ScsiMMCDrive, ReadsAndSeeksAsTheDriveCan) {
         EXPECT_TRUE(Rig("0010", script).drive.readStreaming(7, 1, data.data(), 2048));
     EXPECT_TRUE(Rig("0010", {{"2B", {"!052000"}}, {"280000000007", {sector}}}).drive.seekSector(7));
     Scripted<CDDrive> mixed("0008", {{"43", {kMixed}}});
-    EXPECT_FALSE(mixed.drive.checkForDataTracks(0, 0xFFFF));
-    EXPECT_TRUE(mixed.drive.checkForDataTracks(0, 0x10000));
+    EXPECT_FALSE(mixed.drive.checkForDataTracks(0, 0x10000));
+    EXPECT_TRUE(mixed.drive.checkForDataTracks(0, 0x10001));
     EXPECT_TRUE(mixed.drive.checkForDataTracks(0x1FFFF, 0x30000));
     EXPECT_FALSE(mixed.drive.checkForDataTracks(0x20000, 0x30000));
 }
