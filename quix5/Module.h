@@ -7,6 +7,7 @@
 #include "quix5/ModuleDescriptor.h"
 #include "quix5/SharedLibrary.h"
 #include "quix5/Test.h"
+#include "zel/Export.h"
 
 namespace quix5 {
 
@@ -17,7 +18,7 @@ struct OfferedTest {
 };
 
 /// A loaded test module with its tests registered.
-class Module {
+class DRIVETEST_API Module {
 public:
     /// Loads the file and registers its tests. Null when that fails; `error` then says why in one sentence.
     /// Texts are looked up in the packages beside the file.

@@ -7,6 +7,7 @@
 #include "libDrive2/JournalFolder.h"
 #include "libDrive2/linux/GuardedFolder.h"
 #include "libDrive2/linux/LinuxBlockHandle.h"
+#include "libDrive2/linux/MountTable.h"
 #include "libDrive2/linux/StorageMap.h"
 #include "libDrive2/linux/VolatileStorage.h"
 #include "zel/Format.h"
@@ -236,6 +237,12 @@ bool JournalFolder::remove(const zel::String& path, zel::String& reason) {
 
 bool JournalFolder::isVolatile() const {
     return isInMemory(nearestExisting(m_folder.utf8()));
+}
+
+zel::String JournalFolder::fileSystem() const {
+    std::error_code failed;
+    const auto mount = mountAbove(fs::weakly_canonical(m_folder.utf8(), failed));
+    return mount ? mount->type + " on " + mount->source : std::string();
 }
 
 bool JournalFolder::isOnDrive(const DriveIdentity& drive, const zel::String& name,
