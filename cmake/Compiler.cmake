@@ -17,6 +17,12 @@ else()
     set(PLATFORM_DIR linux)
 endif()
 
+# show_contracts_only(TARGET): the library shows what DRIVETEST_API marks and keeps the rest inside.
+function(show_contracts_only target)
+    set_target_properties(${target} PROPERTIES CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
+    target_compile_definitions(${target} PRIVATE DRIVETEST_EXPORTS)
+endfunction()
+
 # project_sources(TARGET): the .cpp files of the current folder and of the named sub-folders.
 function(project_sources target)
     set(patterns *.cpp)

@@ -7,8 +7,6 @@
 #include "ModuleFixture.h"
 #include "quix5/ModuleDescriptor.h"
 
-extern "C" const quix5::ModuleDescriptor* quix5ModuleDescriptor();
-
 namespace libDriveTest {
 namespace {
 
