@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 """Checks who includes whom: each library its own headers, the contracts and the C++ standard library. Headers of
 the operating system and of other libraries are for the folders linux/ and windows/. The module, moreover, sees
-contracts/ alone.
+contracts/ alone; the program sees what the other libraries have in their own folder, and of its platform below it.
 
 Arguments: the project's folder and a compile_commands.json of it. Prints faults as FILE:LINE: WHAT. With --headers and
 the folder: lists the headers that have to be compiled alone, as no source of their name includes them first.
@@ -17,7 +17,8 @@ LIBRARIES = ("contracts", "zel", "quix5", "libDrive2", "libDriveTest")
 MODULE = "libDriveTest"
 PROGRAM = "drivetest"
 # Elsewhere than in a platform's folder, these libraries are part of what the file is for.
-EXCEPTIONS = {("zel/Resource.cpp", "nlohmann/json.hpp"), ("libDrive2/journal/Checksum.cpp", "xxhash.h")}
+EXCEPTIONS = {("zel/Resource.cpp", "nlohmann/json.hpp"), ("libDrive2/journal/Checksum.cpp", "xxhash.h"),
+              ("drivetest/record/RecordWriter.h", "nlohmann/json.hpp"), ("drivetest/CommandLine.cpp", "CLI/CLI.hpp")}
 INCLUDE = re.compile(r'\s*#\s*include\s*(?:"([^"]+)"|<([^>]+)>)')
 STANDARD = re.compile(r"[a-z_]+")  # no folder, no suffix: <vector>, <cstdint>
 PATH_OPTIONS = ("-I", "-isystem", "-iquote", "-idirafter", "-include", "-imacros")
@@ -35,7 +36,12 @@ def is_allowed(root, library, source, quoted, angled):
         return bool(STANDARD.fullmatch(angled)) or excepted or (bool(in_platform) and library != MODULE)
     found = [(base / quoted).resolve() for base in (source.parent, root / "contracts", root)]
     target = next((path for path in found if path.is_file()), None)
-    return target is not None and any(target.is_relative_to(root / home) for home in ("contracts", library))
+    if target is None:
+        return False
+    if any(target.is_relative_to(root / home) for home in ("contracts", library)):
+        return True
+    home, *folders = target.relative_to(root).parts
+    return library == PROGRAM and home in LIBRARIES and home != MODULE and set(folders[:-1]) <= in_platform
 
 
 def check_sources(root, library):
@@ -112,7 +118,7 @@ def main():
         sys.exit("use it as: check_includes.py FOLDER COMPILE_COMMANDS, or check_includes.py --headers FOLDER")
     root = pathlib.Path(sys.argv[1]).resolve()
     commands = json.loads(pathlib.Path(sys.argv[2]).read_text(encoding="utf-8"))
-    faults = [fault for library in LIBRARIES for fault in check_sources(root, library)]
+    faults = [fault for library in (*LIBRARIES, PROGRAM) for fault in check_sources(root, library)]
     faults += [*check_first_includes(root), *check_module_path(root, commands)]
     print("\n".join(faults), end="\n" if faults else "")
     return 1 if faults else 0
