@@ -52,7 +52,7 @@ check_format() {
 check_header() {
     local header="$1" paths=(-I. -Icontracts -Itests)
     [[ "$header" != contracts/* ]] || paths=(-Icontracts)
-    g++ -std=c++20 -D_FILE_OFFSET_BITS=64 "${paths[@]}" -fsyntax-only -Wall -Wextra -Werror \
+    ccache g++ -std=c++20 -D_FILE_OFFSET_BITS=64 "${paths[@]}" -fsyntax-only -Wall -Wextra -Werror \
         -include "$header" -x c++ /dev/null || {
         echo "$header does not compile alone: include in it what it uses" >&2
         exit 255
