@@ -100,11 +100,17 @@ check_tidy() { /usr/bin/python3 -B scripts/tidy.py "$root" build/dev/compile_com
 run_shuffled() {
     [ ! -e "$notes/$1.unbuilt" ] || fail "nothing was run: the build of preset $1 failed, see above"
     local seed="${SEED:-$((RANDOM + 1))}" program name failed=0
+    local -A running
     echo "order of the tests: SEED=$seed"
     for program in "build/$1/bin"/tests_*; do
         name="$(basename "$program")"
+        [ "$(jobs -pr | wc -l)" -lt "$jobs" ] || wait -n || true # its status is asked for below
         "$program" --gtest_shuffle --gtest_random_seed="$seed" --gtest_output="xml:$notes/$1-$name.xml" \
-            >"$notes/$1-$name.log" 2>&1 || { failed=1; grep -vE '^\[ +(OK|RUN) |^\[-+\]' "$notes/$1-$name.log"; }
+            >"$notes/$1-$name.log" 2>&1 &
+        running[$name]=$!
+    done
+    for name in "${!running[@]}"; do
+        wait "${running[$name]}" || { failed=1; grep -vE '^\[ +(OK|RUN) |^\[-+\]' "$notes/$1-$name.log"; }
         /usr/bin/python3 -B scripts/count_tests.py "$notes/$1-$name.xml" "$1-$name" "$notes"
     done
     return "$failed"
