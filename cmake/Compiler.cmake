@@ -33,3 +33,16 @@ function(project_sources target)
     target_sources(${target} PRIVATE ${sources})
     target_link_libraries(${target} PRIVATE project_options)
 endfunction()
+
+# precompile_for(OWNER TARGET...): compiles headers of the standard library that many sources include, once for
+# all these targets. The owner defines nothing that the others do not.
+function(precompile_for owner)
+    target_precompile_headers(${owner} PRIVATE
+        <algorithm> <array> <atomic> <bit> <chrono> <cstdint> <cstring> <filesystem> <functional> <limits> <map>
+        <memory> <mutex> <optional> <set> <span> <string> <string_view> <utility> <vector>)
+    set_target_properties(${owner} PROPERTIES DEFINE_SYMBOL "")
+    foreach(target IN LISTS ARGN)
+        target_precompile_headers(${target} REUSE_FROM ${owner})
+    endforeach()
+    target_compile_options(project_options INTERFACE $<$<CXX_COMPILER_ID:GNU>:-fpch-preprocess>) # for ccache
+endfunction()
