@@ -17,6 +17,12 @@ else()
     set(PLATFORM_DIR linux)
 endif()
 
+# show_contracts_only(TARGET): the library shows what DRIVETEST_API marks and keeps the rest inside.
+function(show_contracts_only target)
+    set_target_properties(${target} PROPERTIES CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
+    target_compile_definitions(${target} PRIVATE DRIVETEST_EXPORTS)
+endfunction()
+
 # project_sources(TARGET): the .cpp files of the current folder and of the named sub-folders.
 function(project_sources target)
     set(patterns *.cpp)
@@ -26,4 +32,17 @@ function(project_sources target)
     file(GLOB sources CONFIGURE_DEPENDS ${patterns})
     target_sources(${target} PRIVATE ${sources})
     target_link_libraries(${target} PRIVATE project_options)
+endfunction()
+
+# precompile_for(OWNER TARGET...): compiles headers of the standard library that many sources include, once for
+# all these targets. The owner defines nothing that the others do not.
+function(precompile_for owner)
+    target_precompile_headers(${owner} PRIVATE
+        <algorithm> <array> <atomic> <bit> <chrono> <cstdint> <cstring> <filesystem> <functional> <limits> <map>
+        <memory> <mutex> <optional> <set> <span> <string> <string_view> <utility> <vector>)
+    set_target_properties(${owner} PROPERTIES DEFINE_SYMBOL "")
+    foreach(target IN LISTS ARGN)
+        target_precompile_headers(${target} REUSE_FROM ${owner})
+    endforeach()
+    target_compile_options(project_options INTERFACE $<$<CXX_COMPILER_ID:GNU>:-fpch-preprocess>) # for ccache
 endfunction()

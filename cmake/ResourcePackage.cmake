@@ -1,13 +1,17 @@
-# resource_package(TARGET NAME DIR): builds NAME.qpk beside the program from DIR/*.json (one file a
-# language, settings.json the settings).
-function(resource_package target name dir)
+# drivetest_texts(TARGET NAME DIR): builds NAME.qpk beside the module from DIR/*.json (one file a language,
+# settings.json the settings).
+function(drivetest_texts target name dir)
     file(GLOB inputs CONFIGURE_DEPENDS ${dir}/*.json)
-    set(output ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/${name}.qpk)
+    set(folder ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
+    if(NOT folder)
+        set(folder ${CMAKE_CURRENT_BINARY_DIR})
+    endif()
+    set(output ${folder}/${name}.qpk)
+    set(script ${CMAKE_CURRENT_FUNCTION_LIST_DIR}/BuildResourcePackage.cmake)
     add_custom_command(
         OUTPUT ${output}
-        COMMAND ${CMAKE_COMMAND} -DNAME=${name} -DDIR=${dir} -DOUTPUT=${output}
-                -P ${CMAKE_SOURCE_DIR}/cmake/BuildResourcePackage.cmake
-        DEPENDS ${inputs} ${CMAKE_SOURCE_DIR}/cmake/BuildResourcePackage.cmake
+        COMMAND ${CMAKE_COMMAND} -DNAME=${name} -DDIR=${dir} -DOUTPUT=${output} -P ${script}
+        DEPENDS ${inputs} ${script}
         VERBATIM)
     add_custom_target(${target} ALL DEPENDS ${output})
 endfunction()

@@ -1,12 +1,13 @@
 #pragma once
 
 #include "PatternWriteTest.h"
+#include "zel/Export.h"
 
 namespace libDriveTest {
 
 /// Writes large chunks over the last 32768 sectors of a range and reads each straight back, so that the data
 /// passes through the drive's cache; puts each chunk's data back. It writes to the drive.
-class CacheTest : public PatternWriteTest {
+class DRIVETEST_API CacheTest : public PatternWriteTest {
 public:
     explicit CacheTest(Drive& tested);
     explicit CacheTest(libDrive2::SharedDrive tested);

@@ -12,6 +12,7 @@
 #include "quix5/TestResult.h"
 #include "zel/Array.h"
 #include "zel/Buffer.h"
+#include "zel/Export.h"
 #include "zel/Log.h"
 #include "zel/SharedResource.h"
 
@@ -44,7 +45,7 @@ inline constexpr std::uint64_t kNoSector = ~std::uint64_t{0};
 
 /// Base of every test: registration of what all tests share, the run around runTest(), reporting and the
 /// result policy, media checks and localization. One thread uses a test.
-class DriveTest {
+class DRIVETEST_API DriveTest {
 public:
     /// Over a drive that the caller keeps alive.
     explicit DriveTest(Drive& drive);

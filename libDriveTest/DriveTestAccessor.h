@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "zel/Export.h"
 #include "zel/String.h"
 
 namespace libDriveTest {
@@ -22,7 +23,7 @@ enum DRIVE_IMPLEMENTATIONS : std::uint32_t {
 
 /// A search order: access methods in the order in which to try them. A value type; its text form is
 /// "DriveTestSearchOrder" and ":N" for each method.
-class DriveTestAccessor {
+class DRIVETEST_API DriveTestAccessor {
 public:
     /// Copies the order up to and including its terminating 0; null gives an empty accessor.
     explicit DriveTestAccessor(const DRIVE_IMPLEMENTATIONS* order);

@@ -4,6 +4,11 @@
 
 namespace libDriveTest {
 
+FunnelSeekTest::FunnelSeekTest(Drive& tested) : SeekTest(tested, "FunnelSeekTest") {}
+
+FunnelSeekTest::FunnelSeekTest(libDrive2::SharedDrive tested)
+    : SeekTest(std::move(tested), "FunnelSeekTest") {}
+
 FunnelSeekTest::~FunnelSeekTest() = default;
 
 /// Every tested position is a pair of moves.

@@ -1,15 +1,16 @@
 #pragma once
 
 #include "SeekTest.h"
+#include "zel/Export.h"
 
 namespace libDriveTest {
 
 /// Moves between the two ends of a range in strokes that get shorter and shorter, and reports positions that
 /// cannot be reached.
-class FunnelSeekTest : public SeekTest {
+class DRIVETEST_API FunnelSeekTest : public SeekTest {
 public:
-    explicit FunnelSeekTest(Drive& tested) : SeekTest(tested, "FunnelSeekTest") {}
-    explicit FunnelSeekTest(libDrive2::SharedDrive tested) : SeekTest(std::move(tested), "FunnelSeekTest") {}
+    explicit FunnelSeekTest(Drive& tested);
+    explicit FunnelSeekTest(libDrive2::SharedDrive tested);
     ~FunnelSeekTest() override;
 
 protected:

@@ -1,12 +1,13 @@
 #pragma once
 
 #include "DriveTest.h"
+#include "zel/Export.h"
 
 namespace libDriveTest {
 
 /// What the tests have in common that read a range from its start to its end in chunks, optionally only a
 /// share of it; what becomes of a chunk is each test's own.
-class LinearChunkTest : public DriveTest {
+class DRIVETEST_API LinearChunkTest : public DriveTest {
 public:
     ~LinearChunkTest() override;
 

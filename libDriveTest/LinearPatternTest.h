@@ -1,12 +1,13 @@
 #pragma once
 
 #include "PatternWriteTest.h"
+#include "zel/Export.h"
 
 namespace libDriveTest {
 
 /// Writes a series of one-byte patterns over each chunk of a range, reads each back and compares, and puts
 /// the chunk's data back. It writes to the drive.
-class LinearPatternTest : public PatternWriteTest {
+class DRIVETEST_API LinearPatternTest : public PatternWriteTest {
 public:
     explicit LinearPatternTest(Drive& tested);
     explicit LinearPatternTest(libDrive2::SharedDrive tested);

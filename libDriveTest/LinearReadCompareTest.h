@@ -3,12 +3,13 @@
 #include <array>
 
 #include "LinearChunkTest.h"
+#include "zel/Export.h"
 
 namespace libDriveTest {
 
 /// Reads every chunk of a range twice, and reports sectors that cannot be read and chunks whose two copies
 /// differ.
-class LinearReadCompareTest : public LinearChunkTest {
+class DRIVETEST_API LinearReadCompareTest : public LinearChunkTest {
 public:
     explicit LinearReadCompareTest(Drive& tested);
     explicit LinearReadCompareTest(libDrive2::SharedDrive tested);

@@ -1,11 +1,12 @@
 #pragma once
 
 #include "LinearChunkTest.h"
+#include "zel/Export.h"
 
 namespace libDriveTest {
 
 /// Reads a range from its start to its end and reports every sector that cannot be read.
-class LinearReadTest : public LinearChunkTest {
+class DRIVETEST_API LinearReadTest : public LinearChunkTest {
 public:
     explicit LinearReadTest(Drive& tested);
     explicit LinearReadTest(libDrive2::SharedDrive tested);

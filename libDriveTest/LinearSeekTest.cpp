@@ -9,6 +9,11 @@ constexpr std::uint64_t kMovesBetweenChecks = 10;
 
 }  // namespace
 
+LinearSeekTest::LinearSeekTest(Drive& tested) : SeekTest(tested, "LinearSeekTest") {}
+
+LinearSeekTest::LinearSeekTest(libDrive2::SharedDrive tested)
+    : SeekTest(std::move(tested), "LinearSeekTest") {}
+
 LinearSeekTest::~LinearSeekTest() = default;
 
 void LinearSeekTest::logSpacing(const Pass& pass) const {

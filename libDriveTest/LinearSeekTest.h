@@ -1,14 +1,15 @@
 #pragma once
 
 #include "SeekTest.h"
+#include "zel/Export.h"
 
 namespace libDriveTest {
 
 /// Moves to positions of a range in ascending order and reports those that cannot be reached.
-class LinearSeekTest : public SeekTest {
+class DRIVETEST_API LinearSeekTest : public SeekTest {
 public:
-    explicit LinearSeekTest(Drive& tested) : SeekTest(tested, "LinearSeekTest") {}
-    explicit LinearSeekTest(libDrive2::SharedDrive tested) : SeekTest(std::move(tested), "LinearSeekTest") {}
+    explicit LinearSeekTest(Drive& tested);
+    explicit LinearSeekTest(libDrive2::SharedDrive tested);
     ~LinearSeekTest() override;
 
 protected:

@@ -142,6 +142,6 @@ const quix5::ModuleDescriptor kDescriptor = {
 
 }  // namespace libDriveTest
 
-extern "C" const quix5::ModuleDescriptor* quix5ModuleDescriptor() {
+const quix5::ModuleDescriptor* quix5ModuleDescriptor() {
     return &libDriveTest::kDescriptor;
 }

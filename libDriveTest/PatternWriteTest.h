@@ -2,12 +2,13 @@
 
 #include "ChunkBackup.h"
 #include "DriveTest.h"
+#include "zel/Export.h"
 
 namespace libDriveTest {
 
 /// What the tests have in common that write patterns over a range chunk by chunk, read them back and compare;
 /// each chunk is backed up before and restored after it.
-class PatternWriteTest : public DriveTest {
+class DRIVETEST_API PatternWriteTest : public DriveTest {
 public:
     ~PatternWriteTest() override;
 

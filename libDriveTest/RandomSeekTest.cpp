@@ -2,6 +2,11 @@
 
 namespace libDriveTest {
 
+RandomSeekTest::RandomSeekTest(Drive& tested) : SeekTest(tested, "RandomSeekTest") {}
+
+RandomSeekTest::RandomSeekTest(libDrive2::SharedDrive tested)
+    : SeekTest(std::move(tested), "RandomSeekTest") {}
+
 RandomSeekTest::~RandomSeekTest() = default;
 
 /// Every run visits other positions.

@@ -3,14 +3,15 @@
 #include <random>
 
 #include "SeekTest.h"
+#include "zel/Export.h"
 
 namespace libDriveTest {
 
 /// Moves to positions drawn at random from a range and reports those that cannot be reached.
-class RandomSeekTest : public SeekTest {
+class DRIVETEST_API RandomSeekTest : public SeekTest {
 public:
-    explicit RandomSeekTest(Drive& tested) : SeekTest(tested, "RandomSeekTest") {}
-    explicit RandomSeekTest(libDrive2::SharedDrive tested) : SeekTest(std::move(tested), "RandomSeekTest") {}
+    explicit RandomSeekTest(Drive& tested);
+    explicit RandomSeekTest(libDrive2::SharedDrive tested);
     ~RandomSeekTest() override;
 
 protected:

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "zel/Export.h"
 #include "zel/String.h"
 
 namespace libDriveTest {
@@ -11,7 +12,7 @@ namespace libDriveTest {
 /// MIN/MAX moved by an offset ("MAX-1GB", "MIN+10%", "MAX - 100"). Blanks are allowed around the text and
 /// around the sign. False when the text is rejected (the reason is logged); `lba` is then meaningless. An
 /// accepted LBA may lie beyond the medium.
-bool parseRangeString(const zel::String& range, std::uint64_t sectorCount, std::uint32_t sectorSize,
-                      std::uint64_t& lba);
+DRIVETEST_API bool parseRangeString(const zel::String& range, std::uint64_t sectorCount,
+                                    std::uint32_t sectorSize, std::uint64_t& lba);
 
 }  // namespace libDriveTest

@@ -1,11 +1,12 @@
 #pragma once
 
 #include "SpeedTest.h"
+#include "zel/Export.h"
 
 namespace libDriveTest {
 
 /// Reads a range from its start to its end in large chunks and measures the sustained rate.
-class ReadSpeedTest : public SpeedTest {
+class DRIVETEST_API ReadSpeedTest : public SpeedTest {
 public:
     explicit ReadSpeedTest(Drive& tested);
     explicit ReadSpeedTest(libDrive2::SharedDrive tested);

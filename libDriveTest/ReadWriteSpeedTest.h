@@ -3,12 +3,13 @@
 #include "ChunkBackup.h"
 #include "SharedParameter.h"
 #include "SpeedTest.h"
+#include "zel/Export.h"
 
 namespace libDriveTest {
 
 /// Measures the sustained read rate over one range and the write rate over another; what it overwrites with
 /// random data it backs up before and puts back after. It writes to the drive.
-class ReadWriteSpeedTest : public SpeedTest {
+class DRIVETEST_API ReadWriteSpeedTest : public SpeedTest {
 public:
     explicit ReadWriteSpeedTest(Drive& tested);
     explicit ReadWriteSpeedTest(libDrive2::SharedDrive tested);

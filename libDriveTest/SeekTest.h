@@ -1,13 +1,14 @@
 #pragma once
 
 #include "DriveTest.h"
+#include "zel/Export.h"
 
 namespace libDriveTest {
 
 /// What the seek tests have in common: they move to positions of a range one after the other, by a seek
 /// command or by reading one sector there, and report the moves that fail. Which positions, and when each
 /// looks for a stop request, is its own.
-class SeekTest : public DriveTest {
+class DRIVETEST_API SeekTest : public DriveTest {
 public:
     ~SeekTest() override;
 

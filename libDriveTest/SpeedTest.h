@@ -1,11 +1,12 @@
 #pragma once
 
 #include "DriveTest.h"
+#include "zel/Export.h"
 
 namespace libDriveTest {
 
 /// What the tests have in common that measure rates, in MB/s (1 MB = 1,048,576 bytes).
-class SpeedTest : public DriveTest {
+class DRIVETEST_API SpeedTest : public DriveTest {
 public:
     ~SpeedTest() override;
 

@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "quix5/DiagDevice.h"
+#include "zel/Export.h"
 
 namespace quix5 {
 
@@ -16,11 +17,11 @@ inline constexpr const char* kPropertySectorSize = "SectorSize";  ///< UINT32
 
 /// The drives of this machine as the operating system lists them, without opening any. May block on a slow
 /// device for as long as the system does.
-std::vector<DiagDevice> listDevices();
+DRIVETEST_API std::vector<DiagDevice> listDevices();
 
 /// The listed drive that a path names, also through links such as those in /dev/disk/by-id; for any other
 /// path (a partition, a mapping, an image file, one that does not exist) a device with nothing but its
 /// locator and the capability HardDrive.
-DiagDevice findDevice(const zel::String& locator);
+DRIVETEST_API DiagDevice findDevice(const zel::String& locator);
 
 }  // namespace quix5

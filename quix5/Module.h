@@ -7,12 +7,13 @@
 #include "quix5/ModuleDescriptor.h"
 #include "quix5/SharedLibrary.h"
 #include "quix5/Test.h"
+#include "zel/Export.h"
 
 namespace quix5 {
 
 /// The name under which the loaded module registered itself; also the name of its resource package.
 /// Empty before that.
-const zel::String& registeredLibrary();
+DRIVETEST_API const zel::String& registeredLibrary();
 
 /// One test that a module offers: its row and its filled-in descriptor.
 struct OfferedTest {
@@ -21,7 +22,7 @@ struct OfferedTest {
 };
 
 /// A loaded test module with its tests registered.
-class Module {
+class DRIVETEST_API Module {
 public:
     /// Loads the file and registers its tests. Null when that fails; `error` then says why in one sentence.
     /// Texts are looked up in the packages beside the file.

@@ -3,10 +3,12 @@
 #include <memory>
 #include <string>
 
+#include "zel/Export.h"
+
 namespace quix5 {
 
 /// A loaded library. It stays loaded until the process ends, since objects made in it may live on.
-class SharedLibrary {
+class DRIVETEST_API SharedLibrary {
 public:
     /// Null when the file cannot be loaded; `error` then tells why.
     static std::unique_ptr<SharedLibrary> load(const std::string& path, std::string& error);

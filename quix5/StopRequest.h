@@ -1,9 +1,11 @@
 #pragma once
 
+#include "zel/Export.h"
+
 namespace quix5 {
 
 /// The process-wide wish to stop the running test. Once made it stays; safe in signal handlers.
-class StopRequest {
+class DRIVETEST_API StopRequest {
 public:
     static void make() noexcept;
     /// A person asks, perhaps again; gives how often by now.

@@ -40,6 +40,30 @@ step() {
     esac
 }
 
+# start_aside COMMAND...: starts what waits more than it computes; the steps beside it give way. end_aside ends it.
+start_aside() {
+    set -m # in a group of its own
+    (
+        set +e
+        (
+            set -e
+            "$@"
+        )
+        echo $? >"$notes/aside.status"
+    ) >"$notes/aside.log" 2>&1 &
+    aside=$!
+    set +m
+    trap 'kill -- "-$aside" 2>/dev/null || true' EXIT
+    renice -n 19 $$ >/dev/null
+}
+
+# end_aside: waits for it, and says what it said.
+end_aside() {
+    tail --pid="$aside" -f /dev/null
+    cat "$notes/aside.log"
+    return "$(cat "$notes/aside.status")"
+}
+
 set_up() { scripts/setup.sh --dev; }
 
 check_format() {
@@ -52,7 +76,7 @@ check_format() {
 check_header() {
     local header="$1" paths=(-I. -Icontracts -Itests)
     [[ "$header" != contracts/* ]] || paths=(-Icontracts)
-    g++ -std=c++20 -D_FILE_OFFSET_BITS=64 "${paths[@]}" -fsyntax-only -Wall -Wextra -Werror \
+    ccache g++ -std=c++20 -D_FILE_OFFSET_BITS=64 "${paths[@]}" -fsyntax-only -Wall -Wextra -Werror \
         -include "$header" -x c++ /dev/null || {
         echo "$header does not compile alone: include in it what it uses" >&2
         exit 255
@@ -100,11 +124,17 @@ check_tidy() { /usr/bin/python3 -B scripts/tidy.py "$root" build/dev/compile_com
 run_shuffled() {
     [ ! -e "$notes/$1.unbuilt" ] || fail "nothing was run: the build of preset $1 failed, see above"
     local seed="${SEED:-$((RANDOM + 1))}" program name failed=0
+    local -A running
     echo "order of the tests: SEED=$seed"
     for program in "build/$1/bin"/tests_*; do
         name="$(basename "$program")"
+        [ "$(jobs -pr | wc -l)" -lt "$jobs" ] || wait -n || true # its status is asked for below
         "$program" --gtest_shuffle --gtest_random_seed="$seed" --gtest_output="xml:$notes/$1-$name.xml" \
-            >"$notes/$1-$name.log" 2>&1 || { failed=1; grep -vE '^\[ +(OK|RUN) |^\[-+\]' "$notes/$1-$name.log"; }
+            >"$notes/$1-$name.log" 2>&1 &
+        running[$name]=$!
+    done
+    for name in "${!running[@]}"; do
+        wait "${running[$name]}" || { failed=1; grep -vE '^\[ +(OK|RUN) |^\[-+\]' "$notes/$1-$name.log"; }
         /usr/bin/python3 -B scripts/count_tests.py "$notes/$1-$name.xml" "$1-$name" "$notes"
     done
     return "$failed"
@@ -113,15 +143,16 @@ run_shuffled() {
 step "set-up" set_up
 step "format" check_format
 step "build (preset dev, warnings are errors)" build_preset dev
+start_aside run_tests dev lab
 step "headers compile alone" check_headers
 step "who includes whom" check_includes
 step "unit and command-line tests" run_tests dev 'unit|cli'
 step "clang-tidy" check_tidy
 step "build with sanitizers (preset asan)" build_preset asan
 step "unit tests with sanitizers, shuffled" run_shuffled asan
-step "tests in a virtual machine" run_tests dev lab
 step "build of the fuzz targets (preset fuzz)" build_preset fuzz
 step "parsers under fuzzing" run_tests fuzz fuzz
+step "tests in a virtual machine, begun after the first build" end_aside
 
 passed=0 failed=0 skipped=0
 for counts in "$notes"/*.counts; do

@@ -1,7 +1,7 @@
 #!/usr/bin/python3
-"""Checks who includes whom: each library its own headers, the contracts and the C++ standard library. Headers of
-the operating system and of other libraries are for the folders linux/ and windows/. The module, moreover, sees
-contracts/ alone.
+"""Checks who includes whom: each part its own headers, the contracts and the C++ standard library; the program also
+what quix5 has for those who run modules. Headers of the operating system and of other libraries are for the folders
+linux/ and windows/, and so are our own that lie in such folders. The module, moreover, sees contracts/ alone.
 
 Arguments: the project's folder and a compile_commands.json of it. Prints faults as FILE:LINE: WHAT. With --headers and
 the folder: lists the headers that have to be compiled alone, as no source of their name includes them first.
@@ -13,44 +13,58 @@ import re
 import shlex
 import sys
 
-LIBRARIES = ("contracts", "zel", "quix5", "libDrive2", "libDriveTest")
+PARTS = ("contracts", "zel", "quix5", "libDrive2", "libDriveTest", "drivetest")
 MODULE = "libDriveTest"
-PROGRAM = "drivetest"
+PLATFORMS = {"linux", "windows"}
+# What a part shows beside the contracts, and to whom.
+SHOWN = {("quix5", "drivetest")}
 # Elsewhere than in a platform's folder, these libraries are part of what the file is for.
-EXCEPTIONS = {("zel/Resource.cpp", "nlohmann/json.hpp"), ("libDrive2/journal/Checksum.cpp", "xxhash.h")}
+EXCEPTIONS = {("zel/Resource.cpp", "nlohmann/json.hpp"), ("libDrive2/journal/Checksum.cpp", "xxhash.h"),
+              ("drivetest/commands/CommandLine.cpp", "CLI/CLI.hpp"), ("drivetest/record/RecordWriter.h", "nlohmann/json.hpp")}
 INCLUDE = re.compile(r'\s*#\s*include\s*(?:"([^"]+)"|<([^>]+)>)')
 STANDARD = re.compile(r"[a-z_]+")  # no folder, no suffix: <vector>, <cstdint>
 PATH_OPTIONS = ("-I", "-isystem", "-iquote", "-idirafter", "-include", "-imacros")
 
 
-def sources(root, library):
-    return sorted(path for path in (root / library).rglob("*") if path.suffix in (".h", ".cpp"))
+def sources(root, part):
+    return sorted(path for path in (root / part).rglob("*") if path.suffix in (".h", ".cpp"))
 
 
-def is_allowed(root, library, source, quoted, angled):
+def resolved(root, source, quoted):
+    """The file that an #include "..." leads to, or None."""
+    found = [(base / quoted).resolve() for base in (source.parent, root / "contracts", root)]
+    return next((path for path in found if path.is_file()), None)
+
+
+def is_allowed(root, part, source, quoted, angled):
     """Whether the file may include this; `quoted` and `angled` are the two forms of an #include."""
-    in_platform = {"linux", "windows"} & set(source.relative_to(root).parts)
+    in_platform = bool(PLATFORMS & set(source.relative_to(root).parts)) and part != MODULE
     if angled:
         excepted = (source.relative_to(root).as_posix(), angled) in EXCEPTIONS
-        return bool(STANDARD.fullmatch(angled)) or excepted or (bool(in_platform) and library != MODULE)
-    found = [(base / quoted).resolve() for base in (source.parent, root / "contracts", root)]
-    target = next((path for path in found if path.is_file()), None)
-    return target is not None and any(target.is_relative_to(root / home) for home in ("contracts", library))
+        return bool(STANDARD.fullmatch(angled)) or excepted or in_platform
+    target = resolved(root, source, quoted)
+    if target is None or not target.is_relative_to(root):
+        return False
+    home, *folders = target.relative_to(root).parts[:-1]
+    if PLATFORMS & set(folders) and not in_platform:
+        return False
+    return home in ("contracts", part) or ((home, part) in SHOWN and not folders)
 
 
-def check_sources(root, library):
-    for source in sources(root, library):
+def check_sources(root, part):
+    for source in sources(root, part):
         for number, line in enumerate(source.read_text(encoding="utf-8").splitlines(), 1):
             include = INCLUDE.match(line)
-            if include and not is_allowed(root, library, source, *include.groups()):
+            if include and not is_allowed(root, part, source, *include.groups()):
                 name = include[1] or include[2]
-                yield f"{source.relative_to(root)}:{number}: {library} must not include {name}"
+                yield f"{source.relative_to(root)}:{number}: {part} must not include {name}"
 
 
 def own_header(root, source):
     """The header that a source implements, or None: that of its name beside it, or in the contracts."""
     relative = source.relative_to(root).with_suffix(".h")
-    places = [root / relative, root / "contracts" / relative.parts[0] / relative.name]
+    contracts = root / "contracts"
+    places = [root / relative, contracts / relative, contracts / relative.parts[0] / relative.name]
     return next((place for place in places if place.is_file()), None)
 
 
@@ -58,15 +72,14 @@ def first_include(root, source):
     """The header that a source includes first."""
     for line in source.read_text(encoding="utf-8").splitlines():
         if include := INCLUDE.match(line):
-            found = [(base / (include[1] or "")).resolve() for base in (source.parent, root / "contracts", root)]
-            return next((path for path in found if path.is_file()), None)
+            return resolved(root, source, include[1] or "")
     return None
 
 
 def check_first_includes(root):
     """A header that its source includes first is proven to compile alone."""
-    for library in LIBRARIES + (PROGRAM,):
-        for source in sources(root, library):
+    for part in PARTS:
+        for source in sources(root, part):
             own = own_header(root, source) if source.suffix == ".cpp" else None
             if own is not None and first_include(root, source) != own:
                 yield f"{source.relative_to(root)}:1: the first #include must be its own header, {own.relative_to(root)}"
@@ -74,10 +87,10 @@ def check_first_includes(root):
 
 def headers_to_compile(root):
     """Those that no source includes first."""
-    proven = {first_include(root, source) for library in LIBRARIES + (PROGRAM,) for source in sources(root, library)
+    proven = {first_include(root, source) for part in PARTS for source in sources(root, part)
               if source.suffix == ".cpp"}
-    for library in LIBRARIES + (PROGRAM, "tests"):
-        for header in sources(root, library):
+    for part in PARTS + ("tests",):
+        for header in sources(root, part):
             if header.suffix == ".h" and header not in proven and "windows" not in header.parts:
                 yield header.relative_to(root).as_posix()
 
@@ -112,7 +125,7 @@ def main():
         sys.exit("use it as: check_includes.py FOLDER COMPILE_COMMANDS, or check_includes.py --headers FOLDER")
     root = pathlib.Path(sys.argv[1]).resolve()
     commands = json.loads(pathlib.Path(sys.argv[2]).read_text(encoding="utf-8"))
-    faults = [fault for library in LIBRARIES for fault in check_sources(root, library)]
+    faults = [fault for part in PARTS for fault in check_sources(root, part)]
     faults += [*check_first_includes(root), *check_module_path(root, commands)]
     print("\n".join(faults), end="\n" if faults else "")
     return 1 if faults else 0

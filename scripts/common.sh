@@ -14,9 +14,6 @@ fail() {
 # JOBS limits how many processes work side by side.
 jobs="${JOBS:-$(nproc)}"
 
-# One compiler cache serves all clones of the project.
-export CCACHE_BASEDIR="$root" CCACHE_NOHASHDIR=1
-
 # build PRESET [CMAKE OPTION...]: configures and builds build/PRESET.
 build() {
     local preset="$1"
@@ -30,7 +27,7 @@ build() {
 }
 
 build_release() {
-    build release -DDRIVETEST_TESTS=OFF
+    build release
     drivetest="$root/build/release/bin/drivetest"
     [ -x "$drivetest" ] || fail "the build made no $drivetest" "see $root/build/release.log"
 }

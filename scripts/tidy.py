@@ -27,14 +27,15 @@ def memory():
 
 
 def preprocessed(entry):
-    """With comments, which can silence a finding, and without the places of files; None when it fails."""
+    """With comments, which can silence a finding, with the macros and #includes that some findings are about, and without
+    the places of files; None when it fails."""
     words = shlex.split(entry["command"])
     words = words[next(i for i, word in enumerate(words) if not word.endswith("ccache")) + 1:]
     kept = [word for word in words if word not in ("-c", entry["file"])]
     if "-o" in kept:
         at = kept.index("-o")
         del kept[at:at + 2]
-    command = [COMPILER, *kept, "-w", "-E", "-P", "-CC", entry["file"]]
+    command = [COMPILER, *kept, "-w", "-E", "-P", "-CC", "-dD", "-dI", entry["file"]]
     done = subprocess.run(command, cwd=entry["directory"], capture_output=True, check=False)
     return done.stdout if done.returncode == 0 else None
 

@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "libDrive2/ScsiPassThrough.h"
+#include "zel/Export.h"
 
 namespace libDrive2 {
 
@@ -39,7 +40,7 @@ struct AtaResponse {
 };
 
 /// Transport: commands to an ATA device. Blocks up to the request's timeout; one thread at a time.
-class AtaDevice {
+class DRIVETEST_API AtaDevice {
 public:
     virtual ~AtaDevice() = default;
     virtual AtaResponse execute(const AtaRequest& request) = 0;

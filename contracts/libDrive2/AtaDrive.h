@@ -4,6 +4,7 @@
 
 #include "libDrive2/AtaDevice.h"
 #include "libDrive2/Drive.h"
+#include "zel/Export.h"
 
 namespace libDrive2 {
 
@@ -16,7 +17,7 @@ struct Identity;
 
 /// A drive through the commands of an ATA device (ACS-4). A write that is repeated after a failure bypasses
 /// the drive's cache where the drive can (FUA).
-class AtaDrive : public Drive {
+class DRIVETEST_API AtaDrive : public Drive {
 public:
     explicit AtaDrive(SharedAtaDevice device);
     ~AtaDrive() override;

@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "libDrive2/DriveTypes.h"
+#include "zel/Export.h"
 #include "zel/SharedResource.h"
 #include "zel/String.h"
 
@@ -31,7 +32,7 @@ struct BlockDeviceInfo {
 /// Transport: the operating system's block interface, or a model of it. Offsets and sizes are bytes and
 /// multiples of the logical sector size; buffers may have any alignment but are quickest page-aligned.
 /// All operations block. Used by one thread at a time.
-class BlockHandle {
+class DRIVETEST_API BlockHandle {
 public:
     virtual ~BlockHandle() = default;
 

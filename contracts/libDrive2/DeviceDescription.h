@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include "quix5/DiagDevice.h"
+#include "zel/Export.h"
 #include "zel/String.h"
 
 namespace libDrive2 {
@@ -17,13 +18,14 @@ struct DeviceDescription {
 };
 
 /// Whether the locator is that of a model, whose time is zel::Clock's. Opens nothing.
-bool isSimulated(const zel::String& locator);
+DRIVETEST_API bool isSimulated(const zel::String& locator);
 
 /// What follows "sim:" in locators: kinds, keys and media, in lines of at most 90 columns.
-zel::String describeSimulatedLocators();
+DRIVETEST_API zel::String describeSimulatedLocators();
 
 /// False when the locator cannot be that of a device; `error` then says why.
-bool describeDevice(const zel::String& locator, DeviceDescription& description, zel::String& error);
+DRIVETEST_API bool describeDevice(const zel::String& locator, DeviceDescription& description,
+                                  zel::String& error);
 
 /// The security feature set of an ATA drive (ACS-4, IDENTIFY DEVICE word 128).
 struct AtaSecurity {
@@ -33,6 +35,6 @@ struct AtaSecurity {
 };
 
 /// Asks the device; false when it is no ATA device or does not answer. Blocks until it has.
-bool readAtaSecurity(const quix5::DiagDevice& device, AtaSecurity& security);
+DRIVETEST_API bool readAtaSecurity(const quix5::DiagDevice& device, AtaSecurity& security);
 
 }  // namespace libDrive2

@@ -5,6 +5,7 @@
 #include "libDrive2/BlockHandle.h"
 #include "libDrive2/DeviceLockingManager.h"
 #include "libDrive2/DriveIdentity.h"
+#include "zel/Export.h"
 
 namespace libDrive2 {
 
@@ -19,7 +20,7 @@ enum class LeasePurpose : std::uint8_t {
 /// the openers and the DeviceLockingManager of this process reach the drive through it when they are given
 /// its locator, whatever the path leads to by then. One thread at a time; all calls may block as long as the
 /// system's do.
-class DeviceLease {
+class DRIVETEST_API DeviceLease {
 public:
     /// Opens the drive (a device path, an image file, "sim:…") and finds out what it is. For writing: takes
     /// it exclusively, with all its partitions. For reading: beside other readers. Null on failure; `failure`

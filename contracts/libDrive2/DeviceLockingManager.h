@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "zel/Array.h"
+#include "zel/Export.h"
 #include "zel/String.h"
 
 namespace libDrive2 {
@@ -23,7 +24,7 @@ enum class Encryption : std::uint8_t {
 
 /// The volumes on one device: who uses them, whether they are encrypted, and their lock. Blocks as long as
 /// the operating system's calls do; one thread at a time.
-class DeviceLockingManager {
+class DRIVETEST_API DeviceLockingManager {
 public:
     /// Over the device's OS locator; nothing is opened yet.
     explicit DeviceLockingManager(const zel::String& osLocator);

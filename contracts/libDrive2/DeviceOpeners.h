@@ -6,6 +6,7 @@
 #include "libDrive2/BlockHandle.h"
 #include "libDrive2/NVMeDevice.h"
 #include "libDrive2/ScsiPassThrough.h"
+#include "zel/Export.h"
 
 namespace quix5 {
 class DiagDevice;
@@ -26,9 +27,9 @@ inline constexpr std::uint32_t kOpenExisting = 3;
 /// tells why. They may block as long as the operating system's open does.
 
 /// Why the last open on this thread failed: what happened, to what.
-zel::String lastOpenErrorStr();
+DRIVETEST_API zel::String lastOpenErrorStr();
 
-struct OsDevice {
+struct DRIVETEST_API OsDevice {
     /// The block interface. `flags` must be 0.
     static SharedBlockHandle openOsDevice(const zel::String& locator, std::uint32_t desiredAccess,
                                           std::uint32_t shareMode, std::uint32_t disposition,
@@ -36,27 +37,27 @@ struct OsDevice {
 };
 
 /// A SCSI device found by its device object rather than by its pass-through path.
-class ScsiSPCDevice {
+class DRIVETEST_API ScsiSPCDevice {
 public:
     virtual ~ScsiSPCDevice() = default;
     virtual ScsiPassThrough& passThrough() = 0;
 };
 
-struct ScsiDevice {
+struct DRIVETEST_API ScsiDevice {
     static SharedScsiPassThrough openScsiDevice(const zel::String& locator, std::uint32_t desiredAccess,
                                                 std::uint32_t shareMode);
 };
 
-struct ScsiInfo {
+struct DRIVETEST_API ScsiInfo {
     static zel::SharedPointer<ScsiSPCDevice> openScsiDevice(const quix5::DiagDevice& device,
                                                             std::uint32_t flags);
 };
 
-struct AtaInfo {
+struct DRIVETEST_API AtaInfo {
     static SharedAtaDevice openAtaDevice(const quix5::DiagDevice& device, std::uint32_t flags);
 };
 
-struct libNVMeInfo {
+struct DRIVETEST_API libNVMeInfo {
     static SharedNVMeDevice openDevice(const quix5::DiagDevice& device);
 };
 

@@ -14,13 +14,14 @@
 #include "libDrive2/DriveTypes.h"
 #include "libDrive2/SectorJournal.h"
 #include "zel/Buffer.h"
+#include "zel/Export.h"
 #include "zel/SharedResource.h"
 #include "zel/String.h"
 
 namespace libDrive2 {
 
 /// Reads a drive's temperature.
-class TemperatureAccessor {
+class DRIVETEST_API TemperatureAccessor {
 public:
     /// Asks the drive: degrees Celsius, or nothing when it does not tell.
     using Ask = std::function<std::optional<double>()>;
@@ -54,7 +55,7 @@ struct RestoreOutcome {
 /// the caller's and must hold count times getSectorSize() bytes. Operations block until they are done,
 /// never throw, and are called by one thread at a time. They return false on failure; lastError and
 /// getLastErrorStr() then tell why.
-class Drive {
+class DRIVETEST_API Drive {
 public:
     /// Set by tests that time long streams of transfers: the layer then drops the timing of single ones.
     bool streamingTransfers = false;

@@ -2,6 +2,8 @@
 
 #include <cstdint>
 
+#include "zel/Export.h"
+
 namespace libDrive2 {
 
 /// Codes of DriveCallback::onDriveNotify.
@@ -12,14 +14,14 @@ enum DriveNotification : std::uint32_t {
 
 /// Notification sink installed on a drive, which owns it. Called inside the drive operation that caused
 /// the notification, on its thread; the drive's getLastErrorStr() tells the error.
-class DriveCallback {
+class DRIVETEST_API DriveCallback {
 public:
     virtual void onDriveNotify(std::uint32_t code) = 0;
     virtual ~DriveCallback() = default;
 };
 
 /// Notification sink of recordable drives: the progress of long operations.
-class RecordableDriveCallback {
+class DRIVETEST_API RecordableDriveCallback {
 public:
     /// Event types: 0 formatting, 1 cannot format, 2 format not supported, 3 blanking, 4 cannot blank,
     /// 5 reserving a track, 6 cannot find free sectors.

@@ -5,6 +5,7 @@
 
 #include "libDrive2/BlockHandle.h"
 #include "libDrive2/DriveTypes.h"
+#include "zel/Export.h"
 
 namespace libDrive2 {
 
@@ -27,7 +28,7 @@ struct DriveFingerprint {
 };
 
 /// Reads the samples. What cannot be read is left out. Blocks for about a hundred random reads.
-DriveFingerprint takeFingerprint(BlockHandle& drive);
+DRIVETEST_API DriveFingerprint takeFingerprint(BlockHandle& drive);
 
 struct FingerprintFinding {
     std::size_t compared = 0;        ///< samples that could be read
@@ -36,7 +37,7 @@ struct FingerprintFinding {
 };
 
 /// Reads them again, but those that touch a span.
-FingerprintFinding compareFingerprint(BlockHandle& drive, const DriveFingerprint& before,
-                                      const std::vector<SectorSpan>& except);
+DRIVETEST_API FingerprintFinding compareFingerprint(BlockHandle& drive, const DriveFingerprint& before,
+                                                    const std::vector<SectorSpan>& except);
 
 }  // namespace libDrive2

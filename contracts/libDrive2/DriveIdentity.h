@@ -5,12 +5,13 @@
 #include <utility>
 #include <vector>
 
+#include "zel/Export.h"
 #include "zel/String.h"
 
 namespace libDrive2 {
 
 /// What the system proves of a disk, a file, a partition or a mapping.
-struct StorageId {
+struct DRIVETEST_API StorageId {
     enum class Kind : std::uint8_t {
         none,       ///< nothing is proven
         boot,       ///< means something only until the system restarts or the disk is taken away
@@ -51,7 +52,7 @@ struct StorageExtent {
 };
 
 /// What tells one drive from another, whatever path leads to it. Kernel names and paths have no part in it.
-struct DriveIdentity {
+struct DRIVETEST_API DriveIdentity {
     zel::String model{};   ///< for people
     zel::String serial{};  ///< for people; empty when the drive has none
     std::uint64_t sectors = 0;
@@ -77,19 +78,19 @@ struct DriveIdentity {
 
 /// Whether both are proven to be the same drive; the size is not looked at. What nothing is proven of is the
 /// same as nothing.
-bool isSameDrive(const DriveIdentity& a, const DriveIdentity& b);
+DRIVETEST_API bool isSameDrive(const DriveIdentity& a, const DriveIdentity& b);
 
 /// Whether both are made of the same stretches in the same order. Stricter than isSameDrive(), which knows a
 /// drive by its name, too.
-bool isMadeOfTheSame(const DriveIdentity& a, const DriveIdentity& b);
+DRIVETEST_API bool isMadeOfTheSame(const DriveIdentity& a, const DriveIdentity& b);
 
 /// Whether writing to the one may change the other: they share a byte, or one lies on the other.
-bool sharesStorage(const DriveIdentity& a, const DriveIdentity& b);
+DRIVETEST_API bool sharesStorage(const DriveIdentity& a, const DriveIdentity& b);
 
 /// Whether the drive is kept in that file, wholly or in part, in whatever depth.
-bool isKeptIn(const DriveIdentity& drive, const DriveIdentity& file);
+DRIVETEST_API bool isKeptIn(const DriveIdentity& drive, const DriveIdentity& file);
 
 /// Whether the drive can be told from all others after a restart of the system.
-bool isStable(const DriveIdentity& identity);
+DRIVETEST_API bool isStable(const DriveIdentity& identity);
 
 }  // namespace libDrive2

@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "libDrive2/DriveTypes.h"
+#include "zel/Export.h"
 #include "zel/String.h"
 
 namespace libDrive2 {
@@ -41,7 +42,7 @@ struct CondemnedSectors {
 
 /// Watches a drive's operations and what a test makes of them; installed with Drive::setObserver, not owned.
 /// Called on the test's thread after every operation: it must be quick and must not call the drive.
-class DriveObserver {
+class DRIVETEST_API DriveObserver {
 public:
     virtual ~DriveObserver() = default;
     virtual void onOperation(const DriveOperationReport& report) = 0;

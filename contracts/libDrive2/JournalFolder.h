@@ -6,13 +6,14 @@
 #include "libDrive2/BlockHandle.h"
 #include "libDrive2/DriveIdentity.h"
 #include "zel/Array.h"
+#include "zel/Export.h"
 #include "zel/String.h"
 
 namespace libDrive2 {
 
 /// An open journal file. As long as the object lives, other processes see the journal in use. The file is
 /// held by its descriptor: what happens to its path meanwhile does not lead elsewhere.
-class JournalFile {
+class DRIVETEST_API JournalFile {
 public:
     virtual ~JournalFile() = default;
     [[nodiscard]] virtual const zel::String& path() const = 0;
@@ -48,7 +49,7 @@ struct JournalLook {
 ///
 /// Journals hold what root reads and writes back to drives. So only regular files of this user with one name
 /// are opened, in folders of this user or root that nobody else can write, sticky or not.
-class JournalFolder {
+class DRIVETEST_API JournalFolder {
 public:
     explicit JournalFolder(zel::String folder) : m_folder(std::move(folder)) {}
 
@@ -73,6 +74,8 @@ public:
     /// Whether the folder (or where it is going to be made) is lost when the power is: it lies in memory, or
     /// on a file system that does.
     [[nodiscard]] bool isVolatile() const;
+    /// What holds it, for people: "ext4 on /dev/sda1"; empty when that is not known.
+    [[nodiscard]] zel::String fileSystem() const;
     /// Whether writing to the drive overwrites the file system that holds the folder: true, with a reason
     /// in which the drive has that name. False with a reason: that could not be found out to the end.
     bool isOnDrive(const DriveIdentity& drive, const zel::String& name, zel::String& reason) const;

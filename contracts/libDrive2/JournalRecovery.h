@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "libDrive2/UndoJournal.h"
+#include "zel/Export.h"
 
 namespace libDrive2 {
 
@@ -32,7 +33,7 @@ struct FoundRange {
 };
 
 /// Keeps what recovery does not put on the drive.
-class RecoverySink {
+class DRIVETEST_API RecoverySink {
 public:
     enum class What {
         found,     ///< what sectors hold, before they are overwritten
@@ -80,6 +81,6 @@ struct RecoveryTask {
 /// the run wrote, pieces of that, or nothing readable. A slot is closed when all its sectors hold their
 /// originals, read back where they were written. Of several journals of a drive the newest is to be recovered
 /// first. May be interrupted at any point and repeated. Blocks until all is durable.
-RecoveryReport recover(const RecoveryTask& task);
+DRIVETEST_API RecoveryReport recover(const RecoveryTask& task);
 
 }  // namespace libDrive2

@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "libDrive2/ScsiPassThrough.h"
+#include "zel/Export.h"
 
 namespace libDrive2 {
 
@@ -27,7 +28,7 @@ struct NVMeResponse {
 
 /// Transport: commands to one namespace. Blocks up to the command's timeout; one
 /// thread at a time but for maxInFlight().
-class NVMeDevice {
+class DRIVETEST_API NVMeDevice {
 public:
     virtual ~NVMeDevice() = default;
     virtual NVMeResponse execute(const NVMeCommand& command) = 0;

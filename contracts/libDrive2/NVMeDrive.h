@@ -4,6 +4,7 @@
 
 #include "libDrive2/Drive.h"
 #include "libDrive2/NVMeDevice.h"
+#include "zel/Export.h"
 
 namespace libDrive2 {
 
@@ -13,7 +14,7 @@ struct TransferCut;
 
 /// A drive through the commands of an NVMe namespace. A transfer that is repeated after a failure bypasses
 /// the drive's cache (FUA).
-class NVMeDrive : public Drive {
+class DRIVETEST_API NVMeDrive : public Drive {
 public:
     explicit NVMeDrive(SharedNVMeDevice device);
     ~NVMeDrive() override;

@@ -2,11 +2,12 @@
 
 #include "libDrive2/BlockHandle.h"
 #include "libDrive2/Drive.h"
+#include "zel/Export.h"
 
 namespace libDrive2 {
 
 /// A drive through the operating system's block interface.
-class OSDrive : public Drive {
+class DRIVETEST_API OSDrive : public Drive {
 public:
     /// Shares the handle; `osLocator` is for messages.
     OSDrive(SharedBlockHandle handle, zel::String osLocator);

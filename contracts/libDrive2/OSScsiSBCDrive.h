@@ -4,11 +4,12 @@
 
 #include "libDrive2/OSDrive.h"
 #include "libDrive2/ScsiMechanics.h"
+#include "zel/Export.h"
 
 namespace libDrive2 {
 
 /// A SCSI disk: bulk transfers through the block interface, everything else through pass-through commands.
-class OSScsiSBCDrive : public ScsiMechanics<OSDrive> {
+class DRIVETEST_API OSScsiSBCDrive : public ScsiMechanics<OSDrive> {
 public:
     OSScsiSBCDrive(SharedBlockHandle handle, SharedScsiPassThrough passThrough, zel::String osLocator);
 

@@ -3,13 +3,14 @@
 #include <cstdint>
 
 #include "libDrive2/ScsiMMCDrive.h"
+#include "zel/Export.h"
 
 // The read sides of optical media, a class for each family.
 
 namespace libDrive2 {
 
 /// The read side of CD media.
-class CDDrive : public ScsiMMCDrive {
+class DRIVETEST_API CDDrive : public ScsiMMCDrive {
 public:
     using ScsiMMCDrive::ScsiMMCDrive;
 
@@ -21,7 +22,7 @@ protected:
 };
 
 /// The read side of DVD media.
-class DVDDrive : public ScsiMMCDrive {
+class DRIVETEST_API DVDDrive : public ScsiMMCDrive {
 public:
     using ScsiMMCDrive::ScsiMMCDrive;
 
@@ -30,7 +31,7 @@ protected:
 };
 
 /// The read side of DVD-RAM media.
-class DVDRAMDrive : public ScsiMMCDrive {
+class DRIVETEST_API DVDRAMDrive : public ScsiMMCDrive {
 public:
     using ScsiMMCDrive::ScsiMMCDrive;
 
@@ -39,7 +40,7 @@ protected:
 };
 
 /// The read side of BD media.
-class BDDrive : public ScsiMMCDrive {
+class DRIVETEST_API BDDrive : public ScsiMMCDrive {
 public:
     using ScsiMMCDrive::ScsiMMCDrive;
 

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "libDrive2/ScsiMMCDrive.h"
+#include "zel/Export.h"
 
 namespace libDrive2 {
 
@@ -13,7 +14,7 @@ struct RecordingMethod;
 /// prepareForWriting, reserveSectors, writes from getNextWriteAddress on, closeOpenTrack, closeOpenSession.
 /// The long ones among them return when the medium is done. By itself the base writes no medium: a class of a
 /// family says how its media are written. lastError and getLastErrorStr() tell why an operation failed.
-class RecordableDrive : public ScsiMMCDrive {
+class DRIVETEST_API RecordableDrive : public ScsiMMCDrive {
 public:
     using ScsiMMCDrive::ScsiMMCDrive;
 

@@ -1,13 +1,14 @@
 #pragma once
 
 #include "libDrive2/RecordableDrive.h"
+#include "zel/Export.h"
 
 // How media are recorded, a class for each way.
 
 namespace libDrive2 {
 
 /// CD-R and CD-RW, written in tracks.
-class CDRecordableDrive : public RecordableDrive {
+class DRIVETEST_API CDRecordableDrive : public RecordableDrive {
 public:
     using RecordableDrive::RecordableDrive;
 
@@ -16,7 +17,7 @@ protected:
 };
 
 /// CD-RW formatted for restricted overwrite: in fixed packets.
-class CDRROWDrive : public RecordableDrive {
+class DRIVETEST_API CDRROWDrive : public RecordableDrive {
 public:
     using RecordableDrive::RecordableDrive;
 
@@ -26,7 +27,7 @@ protected:
 };
 
 /// DVD-R and DVD-RW: incrementally, or a formatted DVD-RW by restricted overwrite.
-class DVDMinusDrive : public RecordableDrive {
+class DRIVETEST_API DVDMinusDrive : public RecordableDrive {
 public:
     using RecordableDrive::RecordableDrive;
 
@@ -35,7 +36,7 @@ protected:
 };
 
 /// DVD-R DL with layer jump recording; other DVD-R and DVD-RW as DVDMinusDrive does.
-class DVDMRDLLJDrive : public RecordableDrive {
+class DRIVETEST_API DVDMRDLLJDrive : public RecordableDrive {
 public:
     using RecordableDrive::RecordableDrive;
 
@@ -44,7 +45,7 @@ protected:
 };
 
 /// DVD+R and DVD+RW.
-class DVDPlusDrive : public RecordableDrive {
+class DRIVETEST_API DVDPlusDrive : public RecordableDrive {
 public:
     using RecordableDrive::RecordableDrive;
 
@@ -53,7 +54,7 @@ protected:
 };
 
 /// DVD-RAM.
-class DVDRAMRWDrive : public RecordableDrive {
+class DRIVETEST_API DVDRAMRWDrive : public RecordableDrive {
 public:
     using RecordableDrive::RecordableDrive;
 
@@ -62,7 +63,7 @@ protected:
 };
 
 /// BD-R and BD-RE. A BD-R for random recording must be empty when the first recording on it begins.
-class BDREDrive : public RecordableDrive {
+class DRIVETEST_API BDREDrive : public RecordableDrive {
 public:
     using RecordableDrive::RecordableDrive;
 

@@ -5,6 +5,7 @@
 
 #include "libDrive2/Drive.h"
 #include "libDrive2/ScsiMechanics.h"
+#include "zel/Export.h"
 
 namespace libDrive2 {
 
@@ -15,7 +16,7 @@ struct Outcome;
 }
 
 /// Common base of the drives that speak SCSI commands.
-class ScsiDrive : public ScsiMechanics<Drive> {
+class DRIVETEST_API ScsiDrive : public ScsiMechanics<Drive> {
 public:
     explicit ScsiDrive(SharedScsiPassThrough passThrough);
     ~ScsiDrive() override;

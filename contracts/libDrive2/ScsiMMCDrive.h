@@ -5,13 +5,14 @@
 #include "libDrive2/MmcTypes.h"
 #include "libDrive2/ScsiDrive.h"
 #include "zel/Array.h"
+#include "zel/Export.h"
 
 namespace libDrive2 {
 
 /// An optical drive (MMC-6). Sectors are those of the loaded medium; one without a recording has none, but
 /// for what it is asked to write. Speeds are KB/s, 1 KB = 1000 bytes, as the drive states them: those of CDs
 /// count whole 2352-byte sectors. Operations that return a bool or an error type set lastError, too.
-class ScsiMMCDrive : public ScsiDrive {
+class DRIVETEST_API ScsiMMCDrive : public ScsiDrive {
 public:
     explicit ScsiMMCDrive(SharedScsiPassThrough passThrough);
 

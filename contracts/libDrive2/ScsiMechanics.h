@@ -4,6 +4,7 @@
 
 #include "libDrive2/DriveTypes.h"
 #include "libDrive2/ScsiPassThrough.h"
+#include "zel/Export.h"
 
 namespace libDrive2 {
 
@@ -12,7 +13,7 @@ struct DriveAction;
 /// What disks over SCSI commands do alike, whatever moves their data: seeking (by SEEK, else VERIFY, else a
 /// read), the motor, the tray, the medium's lock. `Base` is Drive or OSDrive.
 template <class Base>
-class ScsiMechanics : public Base {
+class DRIVETEST_API ScsiMechanics : public Base {
 protected:
     using Base::Base;
 

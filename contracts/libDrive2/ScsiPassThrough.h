@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "libDrive2/BlockHandle.h"
+#include "zel/Export.h"
 #include "zel/SharedResource.h"
 
 namespace libDrive2 {
@@ -33,7 +34,7 @@ struct ScsiResponse {
 
 /// Transport: SCSI commands to one logical unit. Blocks up to the request's timeout; one
 /// thread at a time but for maxInFlight().
-class ScsiPassThrough {
+class DRIVETEST_API ScsiPassThrough {
 public:
     virtual ~ScsiPassThrough() = default;
     virtual ScsiResponse execute(const ScsiRequest& request) = 0;

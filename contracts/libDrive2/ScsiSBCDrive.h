@@ -3,11 +3,12 @@
 #include <memory>
 
 #include "libDrive2/ScsiDrive.h"
+#include "zel/Export.h"
 
 namespace libDrive2 {
 
 /// A SCSI block-command device object, wrapped around a primary-command one.
-class ScsiSBCDevice {
+class DRIVETEST_API ScsiSBCDevice {
 public:
     virtual ~ScsiSBCDevice() = default;
     virtual ScsiPassThrough& passThrough() = 0;
@@ -15,7 +16,7 @@ public:
 
 /// A disk through SCSI block commands (SBC-3) alone. A transfer that is repeated after a failure bypasses the
 /// drive's cache where the drive can (FUA).
-class ScsiSBCDrive : public ScsiDrive {
+class DRIVETEST_API ScsiSBCDrive : public ScsiDrive {
 public:
     explicit ScsiSBCDrive(SharedScsiPassThrough passThrough);
     explicit ScsiSBCDrive(zel::SharedPointer<ScsiSBCDevice> device);

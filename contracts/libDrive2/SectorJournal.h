@@ -3,13 +3,14 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "zel/Export.h"
 #include "zel/String.h"
 
 namespace libDrive2 {
 
 /// Keeps the original contents of sectors that a test overwrites, so that they survive a crash. Used by one
 /// thread. All operations block until what they promise is so; false names the reason in lastErrorStr().
-class SectorJournal {
+class DRIVETEST_API SectorJournal {
 public:
     virtual ~SectorJournal() = default;
     /// What the test is going to write: every sector that it overwrites will hold one of these `bytes` /

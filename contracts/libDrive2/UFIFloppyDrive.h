@@ -1,11 +1,12 @@
 #pragma once
 
 #include "libDrive2/ScsiSBCDrive.h"
+#include "zel/Export.h"
 
 namespace libDrive2 {
 
 /// A USB floppy drive (USB mass storage class, UFI command set 1.0).
-class UFIFloppyDrive : public ScsiSBCDrive {
+class DRIVETEST_API UFIFloppyDrive : public ScsiSBCDrive {
 public:
     explicit UFIFloppyDrive(SharedScsiPassThrough passThrough);
 

@@ -10,6 +10,7 @@
 #include "libDrive2/DriveIdentity.h"
 #include "libDrive2/SectorJournal.h"
 #include "zel/Buffer.h"
+#include "zel/Export.h"
 
 namespace libDrive2 {
 
@@ -25,7 +26,7 @@ struct JournalSettings {
 /// A SectorJournal in a preallocated file. It holds up to two protected ranges, which must not overlap, and
 /// what is going to be written. Not closed properly, the file stays as it is: readJournal() and recover()
 /// continue.
-class UndoJournal : public SectorJournal {
+class DRIVETEST_API UndoJournal : public SectorJournal {
 public:
     /// The size of a file for such slots and so many bytes of distinct sectors in expectWrites().
     static std::uint64_t fileBytes(std::uint64_t slotBytes, std::uint64_t expectedBytes);
@@ -94,6 +95,6 @@ struct JournalContents {
 
 /// Reads all of a journal, which may hold anything; what a flipped bit damaged is mended. Never throws but
 /// for want of memory; writes nothing.
-JournalContents readJournal(BlockHandle& file);
+DRIVETEST_API JournalContents readJournal(BlockHandle& file);
 
 }  // namespace libDrive2

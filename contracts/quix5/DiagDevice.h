@@ -4,11 +4,12 @@
 #include <map>
 
 #include "quix5/Value.h"
+#include "zel/Export.h"
 
 namespace quix5 {
 
 /// A set of capabilities of a device.
-class DeviceCapability {
+class DRIVETEST_API DeviceCapability {
 public:
     constexpr DeviceCapability() = default;
 
@@ -55,7 +56,7 @@ private:
 };
 
 /// What the framework knows of a device without opening it.
-class DiagDevice {
+class DRIVETEST_API DiagDevice {
 public:
     /// The operating system's path of the device ("/dev/sdb"), an image file's path or "sim:…".
     [[nodiscard]] const zel::String& osLocator() const { return m_osLocator; }

@@ -5,12 +5,13 @@
 #include "quix5/MessageBox2.h"
 #include "quix5/Parameter.h"
 #include "quix5/Test.h"
+#include "zel/Export.h"
 
 namespace quix5 {
 
 /// The framework's static services, as modules call them. They forward to the installed Host; without one
 /// they do nothing and answer "no". Not thread-safe: one thread registers and runs tests.
-class DiagModule {
+class DRIVETEST_API DiagModule {
 public:
     static void registerLibrary(const char* name);
 

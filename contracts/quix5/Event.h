@@ -6,17 +6,18 @@
 #include <vector>
 
 #include "quix5/Value.h"
+#include "zel/Export.h"
 
 namespace quix5 {
 
 enum class EventType : std::uint8_t { ERR, WARNING, INFORMATIVE };
 
 /// The name of the constant.
-const char* nameOf(EventType type);
+DRIVETEST_API const char* nameOf(EventType type);
 
 /// A key with variables whose text comes from the module's resource package, under "LocalizedString." and
 /// the key. Without a text there, the message is the key and the variables.
-class LocalizableMessage {
+class DRIVETEST_API LocalizableMessage {
 public:
     explicit LocalizableMessage(zel::String key) : m_key(std::move(key)) {}
 
@@ -44,7 +45,7 @@ struct Measurement {
 
 /// A named, localizable message; created through DiagModule::createEvent, owned by the framework for the
 /// life of the process and reused. Variables stay until they are overwritten.
-class Event : public LocalizableMessage {
+class DRIVETEST_API Event : public LocalizableMessage {
 public:
     using LocalizableMessage::LocalizableMessage;
 
@@ -60,7 +61,7 @@ private:
 };
 
 /// A localizable text; created through DiagModule::createLocalizedString, owned and kept like an event.
-class LocalizedString : public LocalizableMessage {
+class DRIVETEST_API LocalizedString : public LocalizableMessage {
 public:
     using LocalizableMessage::LocalizableMessage;
 

@@ -5,6 +5,7 @@
 #include "quix5/Event.h"
 #include "quix5/MessageBox2.h"
 #include "quix5/TestResult.h"
+#include "zel/Export.h"
 
 namespace libDrive2 {
 class Drive;
@@ -22,7 +23,7 @@ struct SourceLocation {
 
 /// Whoever runs tests: the receiver of all that DiagModule's services pass on. All calls come on the thread
 /// that runs the test and should return soon; only a message box may wait.
-class Host {
+class DRIVETEST_API Host {
 public:
     virtual ~Host() = default;
 

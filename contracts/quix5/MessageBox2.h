@@ -2,6 +2,8 @@
 
 #include <cstdint>
 
+#include "zel/Export.h"
+
 namespace quix5 {
 
 /// How a message box was closed.
@@ -13,7 +15,7 @@ enum class MessageBox2_Returns : std::uint8_t {
 
 /// A prompt shown to the user. Owned by the caller of DiagModule::createMessageBox2; destroying it takes
 /// the prompt off the screen.
-class MessageBox2 {
+class DRIVETEST_API MessageBox2 {
 public:
     virtual ~MessageBox2() = default;
     /// Shows the box without waiting; false when it cannot be shown.

@@ -7,6 +7,7 @@
 #include "quix5/DiagDevice.h"
 #include "quix5/Test.h"
 #include "quix5/TestResult.h"
+#include "zel/Export.h"
 #include "zel/SharedResource.h"
 
 namespace libDrive2 {
@@ -28,7 +29,7 @@ struct CreatedDrive {
 };
 
 /// A test bound to a drive, run once or more on one thread.
-class RunnableTest {
+class DRIVETEST_API RunnableTest {
 public:
     virtual ~RunnableTest() = default;
     virtual TestResult run() = 0;
@@ -65,8 +66,11 @@ struct ModuleDescriptor {
 
 inline constexpr std::uint32_t kModuleInterfaceVersion = 3;
 
-/// The one function that a module exports, under this name with C linkage.
+/// How the framework finds the function that a module must define.
 using ModuleDescriptorFunction = const ModuleDescriptor* (*)();
 inline constexpr const char* kModuleDescriptorSymbol = "quix5ModuleDescriptor";
 
 }  // namespace quix5
+
+/// For the module to define.
+extern "C" DRIVETEST_API const quix5::ModuleDescriptor* quix5ModuleDescriptor();

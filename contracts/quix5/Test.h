@@ -4,11 +4,12 @@
 #include <vector>
 
 #include "quix5/Parameter.h"
+#include "zel/Export.h"
 
 namespace quix5 {
 
 /// The descriptor of one test, handed to the static init of its class.
-class Test {
+class DRIVETEST_API Test {
 public:
     explicit Test(zel::String name) : m_name(std::move(name)) {}
 

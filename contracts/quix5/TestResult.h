@@ -2,10 +2,12 @@
 
 #include <cstdint>
 
+#include "zel/Export.h"
+
 namespace quix5 {
 
 /// The outcome of a run. Default-constructed: PASS.
-class TestResult {
+class DRIVETEST_API TestResult {
 public:
     /// From best to worst: merge() keeps the worse of two.
     enum Code : std::uint8_t {

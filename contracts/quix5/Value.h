@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include "quix5/QuixString.h"
+#include "zel/Export.h"
 #include "zel/ZELValue.h"
 
 namespace quix5 {
@@ -18,7 +19,7 @@ enum class DataType : std::uint8_t {
 };
 
 /// A typed value.
-class Value {
+class DRIVETEST_API Value {
 public:
     Value() : Value("") {}
     Value(std::uint32_t number) : m_type(DataType::UINT32), m_value(number) {}

@@ -5,11 +5,13 @@
 #include <utility>
 #include <vector>
 
+#include "zel/Export.h"
+
 namespace zel {
 
 /// Reports a broken precondition: logs `condition` at priority 4 on the logger "zel" and throws
 /// std::logic_error. Never returns.
-[[noreturn]] void assertionFailed(const char* condition);
+[[noreturn]] DRIVETEST_API void assertionFailed(const char* condition);
 
 /// Growable array that owns its elements. Indexing is bounds-checked ("index < size()").
 template <class T>

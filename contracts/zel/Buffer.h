@@ -3,11 +3,13 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "zel/Export.h"
+
 namespace zel {
 
 /// Owned bytes for drive transfers: page-aligned, not initialized; large ones are placed where the
 /// system can map them with few translations. Throws std::bad_alloc.
-class Buffer {
+class DRIVETEST_API Buffer {
 public:
     Buffer() = default;
     explicit Buffer(std::size_t bytes);

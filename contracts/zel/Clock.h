@@ -4,10 +4,12 @@
 #include <chrono>
 #include <cstdint>
 
+#include "zel/Export.h"
+
 namespace zel {
 
 /// The process's monotonic time, replaceable so that simulated devices need no real time.
-class Clock {
+class DRIVETEST_API Clock {
 public:
     using Duration = std::chrono::nanoseconds;
 
@@ -24,7 +26,7 @@ public:
 };
 
 /// A clock that stands still except for sleep() and advance(): exact times in tests.
-class SimulatedClock : public Clock {
+class DRIVETEST_API SimulatedClock : public Clock {
 public:
     Duration now() override { return m_now; }
     void sleep(Duration duration) override { m_now += duration; }
@@ -35,7 +37,7 @@ private:
 };
 
 /// The system's clock on which sleeping takes no time: now() jumps ahead instead.
-class SkippingClock : public Clock {
+class DRIVETEST_API SkippingClock : public Clock {
 public:
     Duration now() override;
     void sleep(Duration duration) override;
@@ -45,7 +47,7 @@ private:
 };
 
 /// Measures time on Clock::current().
-class Stopwatch {
+class DRIVETEST_API Stopwatch {
 public:
     Stopwatch() { start(); }
     void start() { m_start = Clock::current().now(); }
@@ -58,7 +60,7 @@ private:
     Clock::Duration m_start{0};
 };
 
-class System {
+class DRIVETEST_API System {
 public:
     /// Sleeps on Clock::current().
     static void mssleep(std::uint32_t milliseconds);

@@ -6,12 +6,13 @@
 #include <tuple>
 #include <variant>
 
+#include "zel/Export.h"
 #include "zel/String.h"
 
 namespace zel {
 
 /// One argument of a printf-style format.
-class FormatArgument {
+class DRIVETEST_API FormatArgument {
 public:
     template <std::unsigned_integral T>
     FormatArgument(T value) : m_value(static_cast<std::uint64_t>(value)) {}
@@ -32,7 +33,7 @@ private:
 /// Fills a printf-style format. Conversions %i %d %u %x %X %f %g %s %% with flags, width and precision;
 /// length modifiers (I64, ll, l, h) are accepted and mean nothing: whole numbers are 64 bits wide.
 /// A missing argument leaves the conversion's text as it stands.
-String formatList(const char* pattern, const FormatArgument* arguments, std::size_t count);
+DRIVETEST_API String formatList(const char* pattern, const FormatArgument* arguments, std::size_t count);
 
 template <class... Arguments>
 String format(const char* pattern, const Arguments&... arguments) {

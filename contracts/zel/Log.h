@@ -3,13 +3,14 @@
 #include <atomic>
 #include <string>
 
+#include "zel/Export.h"
 #include "zel/Format.h"
 #include "zel/String.h"
 
 namespace zel {
 
 /// Text of one log line, built piece by piece.
-class LoggerStream {
+class DRIVETEST_API LoggerStream {
 public:
     LoggerStream& operator<<(const char* text);
     LoggerStream& operator<<(const String& text);
@@ -30,7 +31,7 @@ private:
 
 /// A named source of log lines, created by LogFactory and kept for the process.
 /// Priorities: 0 trace scopes, 1 progress and diagnostics, 2 user cancellation, 3 warnings, 4 errors.
-class Logger {
+class DRIVETEST_API Logger {
 public:
     explicit Logger(String name) : m_name(std::move(name)) {}
     Logger(const Logger&) = delete;
@@ -70,13 +71,13 @@ private:
 };
 
 /// Receives every line that is let through, on the thread that logs. Calls are serialized.
-class LogSink {
+class DRIVETEST_API LogSink {
 public:
     virtual ~LogSink() = default;
     virtual void write(const String& logger, int priority, const String& text) = 0;
 };
 
-class LogFactory {
+class DRIVETEST_API LogFactory {
 public:
     /// The logger of that name, created on first use; valid until the process ends.
     static Logger& createLogger(const char* name);
@@ -88,7 +89,7 @@ public:
 };
 
 /// Marks a scope in the log: "enter NAME" and "leave NAME" at priority 0.
-class TraceLogger {
+class DRIVETEST_API TraceLogger {
 public:
     TraceLogger(Logger& logger, const char* scope);
     ~TraceLogger();

@@ -5,13 +5,14 @@
 #include <string>
 #include <vector>
 
+#include "zel/Export.h"
 #include "zel/String.h"
 
 namespace zel {
 
 /// A compiled ECMAScript regular expression over the UTF-8 bytes of a text. An ill-formed pattern matches
 /// nothing.
-class Regex {
+class DRIVETEST_API Regex {
 public:
     explicit Regex(const char* pattern);
     ~Regex();
@@ -25,7 +26,7 @@ private:
 };
 
 /// One text matched against one expression. Of any length.
-class Matcher {
+class DRIVETEST_API Matcher {
 public:
     Matcher(const Regex& regex, const String& text);
 

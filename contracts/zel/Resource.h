@@ -3,12 +3,13 @@
 #include <map>
 #include <vector>
 
+#include "zel/Export.h"
 #include "zel/String.h"
 
 namespace zel {
 
 /// A language tag such as "de-AT".
-class ZELLocale {
+class DRIVETEST_API ZELLocale {
 public:
     ZELLocale() = default;
     /// From a tag or a POSIX name: "de_AT.UTF-8" becomes "de-AT"; "C" and "POSIX" become "en".
@@ -29,7 +30,7 @@ private:
 /// Look-up in resource packages. A package is named by its base name ("libDriveTest": the file
 /// libDriveTest.qpk in one of the package directories) or by a path that ends in ".qpk". It is read once,
 /// at the first look-up. A package that is missing or damaged has no entries; why is told by loadError().
-class Resource {
+class DRIVETEST_API Resource {
 public:
     /// The text of `key` in the best language available. False when no language has it.
     static bool getString(const String& package, const char* key, const ZELLocale& locale, String& text);
@@ -45,6 +46,6 @@ public:
 };
 
 /// The text with "{Name}" replaced by its value, for every name and value of the map.
-String fillPlaceholders(const String& text, const std::map<String, String>& values);
+DRIVETEST_API String fillPlaceholders(const String& text, const std::map<String, String>& values);
 
 }  // namespace zel

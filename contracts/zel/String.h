@@ -7,11 +7,12 @@
 #include <string_view>
 
 #include "zel/Array.h"
+#include "zel/Export.h"
 
 namespace zel {
 
 /// Text as UTF-16 code units; a value type. Comparison is case-sensitive, code unit by code unit.
-class String {
+class DRIVETEST_API String {
 public:
     String() = default;
     /// From UTF-8; a null pointer is the empty text. Malformed bytes become U+FFFD.

@@ -3,12 +3,13 @@
 #include <cstdint>
 #include <variant>
 
+#include "zel/Export.h"
 #include "zel/String.h"
 
 namespace zel {
 
 /// Variant value through which parameter values are read. A default-constructed one is empty.
-class ZELValue {
+class DRIVETEST_API ZELValue {
 public:
     ZELValue() = default;
     explicit ZELValue(bool value) : m_value(value) {}

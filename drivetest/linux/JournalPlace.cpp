@@ -3,9 +3,6 @@
 #include <unistd.h>
 
 #include <cstdlib>
-#include <filesystem>
-
-#include "libDrive2/linux/MountTable.h"
 
 namespace drivetest {
 
@@ -32,12 +29,6 @@ std::string userFolder() {
 
 std::string defaultRegisterFolder() {
     return stateFolder() + "/open";
-}
-
-std::string fileSystemOf(const std::string& folder) {
-    std::error_code failed;
-    const auto mount = libDrive2::mountAbove(std::filesystem::weakly_canonical(folder, failed));
-    return mount ? mount->type + " on " + mount->source : std::string();
 }
 
 std::string defaultJournalFolder() {

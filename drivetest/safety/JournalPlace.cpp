@@ -19,7 +19,7 @@ std::string placeText(const std::string& folder) {
     while (!std::filesystem::exists(existing, failed) && existing.has_relative_path())
         existing = existing.parent_path();
     const auto space = std::filesystem::space(existing, failed);
-    const std::string system = fileSystemOf(folder);
+    const std::string system = libDrive2::JournalFolder(folder).fileSystem().utf8();
     const std::string free = failed ? "" : sizeText(space.available) + " free";
     if (system.empty() && free.empty())
         return folder;

@@ -17,9 +17,6 @@ std::string defaultRecordFolder();
 /// absolute path, names the folder that holds it, and root's journals too.
 std::string defaultRegisterFolder();
 
-/// For people: "ext4 on /dev/sda1"; empty when it is not known.
-std::string fileSystemOf(const std::string& folder);
-
 /// The command that puts back what a journal in that folder holds, in quotes; the folder is named unless it
 /// is the default one.
 std::string recoverCommand(const std::string& locator, const std::string& folder);

@@ -7,6 +7,7 @@
 #include "libDrive2/JournalFolder.h"
 #include "libDrive2/linux/GuardedFolder.h"
 #include "libDrive2/linux/LinuxBlockHandle.h"
+#include "libDrive2/linux/MountTable.h"
 #include "libDrive2/linux/StorageMap.h"
 #include "zel/Format.h"
 
@@ -237,6 +238,12 @@ bool JournalFolder::isVolatile() const {
     const fs::path existing = nearestExisting(m_folder.utf8());
     struct stat found {};
     return stat(existing.c_str(), &found) == 0 && StorageMap().of(found, existing).isVolatile;
+}
+
+zel::String JournalFolder::fileSystem() const {
+    std::error_code failed;
+    const auto mount = mountAbove(fs::weakly_canonical(m_folder.utf8(), failed));
+    return mount ? mount->type + " on " + mount->source : std::string();
 }
 
 bool JournalFolder::isOnDrive(const DriveIdentity& drive, const zel::String& name,

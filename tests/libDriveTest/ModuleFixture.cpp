@@ -12,8 +12,6 @@
 #include "quix5/ParameterText.h"
 #include "zel/Resource.h"
 
-extern "C" const quix5::ModuleDescriptor* quix5ModuleDescriptor();
-
 namespace libDriveTest {
 
 ModuleFixture::ModuleFixture()

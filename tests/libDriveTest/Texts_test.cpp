@@ -7,8 +7,6 @@
 #include "ModuleFixture.h"
 #include "quix5/ModuleDescriptor.h"
 
-extern "C" const quix5::ModuleDescriptor* quix5ModuleDescriptor();
-
 namespace libDriveTest {
 namespace {
 
@@ -31,17 +29,20 @@ Words placeholders(const std::string& text) {
     return findAll(text, "{", "", '}');
 }
 
+std::string moduleSources() {
+    std::ostringstream sources;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(MODULE_SOURCES))
+        if (entry.path().extension() == ".cpp" || entry.path().extension() == ".h")
+            sources << std::ifstream(entry.path()).rdbuf();
+    return sources.str();
+}
+
 /// The keys of the events and strings that the module's sources create or look up.
 Words textKeys() {
-    Words keys;
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(MODULE_SOURCES))
-        if (entry.path().extension() == ".cpp" || entry.path().extension() == ".h") {
-            std::ostringstream source;
-            source << std::ifstream(entry.path()).rdbuf();
-            keys.merge(findAll(source.str(), "SharedEvent ", "{\"", '"'));
-            keys.merge(findAll(source.str(), "SharedString ", "{\"", '"'));
-            keys.merge(findAll(source.str(), "localize(", "\"", '"'));
-        }
+    const std::string sources = moduleSources();
+    Words keys = findAll(sources, "SharedEvent ", "{\"", '"');
+    keys.merge(findAll(sources, "SharedString ", "{\"", '"'));
+    keys.merge(findAll(sources, "localize(", "\"", '"'));
     return keys;
 }
 
@@ -50,6 +51,7 @@ using Texts = ModuleFixture;
 TEST_F(Texts, ExistInEveryLanguageWithTheSamePlaceholders) {
     const auto package = nlohmann::json::parse(std::ifstream(MODULE_PACKAGE));
     const nlohmann::json& english = package["locales"]["en"];
+    const Words variables = findAll(moduleSources(), "setVariable(", "\"", '"');
     Words keys;
     for (const std::string& key : textKeys())
         keys.insert("LocalizedString." + key);
@@ -69,6 +71,7 @@ TEST_F(Texts, ExistInEveryLanguageWithTheSamePlaceholders) {
             const std::string text = package["locales"][language].value(key, "");
             EXPECT_FALSE(text.empty()) << language << " " << key;
             EXPECT_EQ(placeholders(text), placeholders(english.value(key, ""))) << language << " " << key;
+            EXPECT_THAT(variables, testing::IsSupersetOf(placeholders(text))) << language << " " << key;
         }
 }
 

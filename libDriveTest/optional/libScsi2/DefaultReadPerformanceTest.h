@@ -4,12 +4,13 @@
 
 #include "OpticalReadTest.h"
 #include "zel/Clock.h"
+#include "zel/Export.h"
 
 namespace libDriveTest {
 
 /// Measures how fast a stretch of the medium is read, and fails a rate that lies outside of two bounds given
 /// in KB/s.
-class DefaultReadPerformanceTest : public OpticalReadTest {
+class DRIVETEST_API DefaultReadPerformanceTest : public OpticalReadTest {
 public:
     explicit DefaultReadPerformanceTest(ScsiMMCDrive& tested);
     explicit DefaultReadPerformanceTest(SharedMMCDrive tested);

@@ -4,12 +4,13 @@
 #include <optional>
 
 #include "../../DriveTest.h"
+#include "zel/Export.h"
 
 namespace libDriveTest {
 
 /// Base of every test of optical drives: the parameters that they share, and the media profiles that they
 /// accept.
-class DriveTestMMC : public DriveTest {
+class DRIVETEST_API DriveTestMMC : public DriveTest {
 public:
     explicit DriveTestMMC(Drive& tested);
     explicit DriveTestMMC(libDrive2::SharedDrive tested);

@@ -2,6 +2,7 @@
 
 #include "DriveTestMMC.h"
 #include "libDrive2/ScsiMMCDrive.h"
+#include "zel/Export.h"
 
 namespace libDriveTest {
 
@@ -26,7 +27,7 @@ struct test_info_stats {
 };
 
 /// Base of the optical tests that only read.
-class DriveTestMMCRO : public DriveTestMMC {
+class DRIVETEST_API DriveTestMMCRO : public DriveTestMMC {
 public:
     explicit DriveTestMMCRO(ScsiMMCDrive& tested);
     explicit DriveTestMMCRO(SharedMMCDrive tested);

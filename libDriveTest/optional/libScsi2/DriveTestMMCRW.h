@@ -2,6 +2,7 @@
 
 #include "DriveTestMMC.h"
 #include "libDrive2/RecordableDrive.h"
+#include "zel/Export.h"
 
 namespace libDriveTest {
 
@@ -15,7 +16,7 @@ enum MMCRW_TEST : std::uint32_t {
 };
 
 /// Base of the optical tests that write to the medium.
-class DriveTestMMCRW : public DriveTestMMC {
+class DRIVETEST_API DriveTestMMCRW : public DriveTestMMC {
 public:
     explicit DriveTestMMCRW(RecordableDrive& tested);
     explicit DriveTestMMCRW(SharedRecordableDrive tested);

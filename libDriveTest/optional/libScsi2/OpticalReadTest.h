@@ -5,12 +5,13 @@
 #include "DriveTestMMCRO.h"
 #include "libDrive2/MmcTypes.h"
 #include "zel/Buffer.h"
+#include "zel/Export.h"
 
 namespace libDriveTest {
 
 /// What the two read performance tests have in common. Rates are KB/s, 1 KB = 1000 bytes; for them a sector
 /// has 2048 bytes, whatever the drive says.
-class OpticalReadTest : public DriveTestMMCRO {
+class DRIVETEST_API OpticalReadTest : public DriveTestMMCRO {
 public:
     ~OpticalReadTest() override;
 

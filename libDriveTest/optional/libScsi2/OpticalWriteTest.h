@@ -7,13 +7,14 @@
 #include "DriveTestMMCRW.h"
 #include "libDrive2/MmcTypes.h"
 #include "zel/Buffer.h"
+#include "zel/Export.h"
 
 namespace libDriveTest {
 
 /// A recording at every write speed of the drive: an area is reserved, written unit by unit with the patterns
 /// of a table, the track is closed, the area read back and compared, the session closed. Where the units of
 /// the area lie that are written is for a derived class to say.
-class OpticalWriteTest : public DriveTestMMCRW {
+class DRIVETEST_API OpticalWriteTest : public DriveTestMMCRW {
 public:
     ~OpticalWriteTest() override;
     TestResult runTest() override;

@@ -1,12 +1,13 @@
 #pragma once
 
 #include "OpticalWriteTest.h"
+#include "zel/Export.h"
 
 namespace libDriveTest {
 
 /// Writes and compares the first sectors that the medium takes, as many as asked for, or all that are free.
 /// Destructive.
-class PatternTestMMC : public OpticalWriteTest {
+class DRIVETEST_API PatternTestMMC : public OpticalWriteTest {
 public:
     explicit PatternTestMMC(RecordableDrive& tested);
     explicit PatternTestMMC(SharedRecordableDrive tested);

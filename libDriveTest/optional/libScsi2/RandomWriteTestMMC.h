@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "OpticalWriteTest.h"
+#include "zel/Export.h"
 
 namespace libDriveTest {
 
@@ -17,7 +18,7 @@ namespace libDriveTest {
 ///   include: DVD-RW in sequential recording, DVD+R) end with "MMCRWcannotPrepareForWrite" and NOTSUPPORTED
 ///   before anything is written.
 /// - Everything else is as in the pattern test.
-class RandomWriteTestMMC : public OpticalWriteTest {
+class DRIVETEST_API RandomWriteTestMMC : public OpticalWriteTest {
 public:
     explicit RandomWriteTestMMC(RecordableDrive& tested);
     explicit RandomWriteTestMMC(SharedRecordableDrive tested);

@@ -3,12 +3,13 @@
 #include <optional>
 
 #include "OpticalReadTest.h"
+#include "zel/Export.h"
 
 namespace libDriveTest {
 
 /// Measures how fast a stretch of the medium is read, and fails a rate below a share of what the drive says
 /// that it reaches there, or below the medium's 1x when it says nothing.
-class ReadPerformanceTest : public OpticalReadTest {
+class DRIVETEST_API ReadPerformanceTest : public OpticalReadTest {
 public:
     explicit ReadPerformanceTest(ScsiMMCDrive& tested);
     explicit ReadPerformanceTest(SharedMMCDrive tested);

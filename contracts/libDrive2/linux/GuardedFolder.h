@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "libDrive2/linux/FileDescriptor.h"
+#include "zel/Export.h"
 #include "zel/String.h"
 
 namespace libDrive2 {
@@ -23,7 +24,7 @@ struct GuardedFile {
 /// A folder whose files nobody else can put there, exchange or delete, and its files, which are reached
 /// through its descriptor alone: what the path leads to later plays no part. Problems are sentences about the
 /// folder or the file.
-class GuardedFolder {
+class DRIVETEST_API GuardedFolder {
 public:
     enum class Writers {
         owner,  ///< this user or root, and nobody else
@@ -64,8 +65,8 @@ private:
 };
 
 /// "WHAT: the system's words"; false, for the caller to return.
-bool failWith(zel::String& reason, const zel::String& what, int error);
+DRIVETEST_API bool failWith(zel::String& reason, const zel::String& what, int error);
 /// Writes all at the descriptor's position, and makes it durable. False with errno.
-bool writeAllDurably(int file, const void* data, std::size_t bytes);
+DRIVETEST_API bool writeAllDurably(int file, const void* data, std::size_t bytes);
 
 }  // namespace libDrive2
