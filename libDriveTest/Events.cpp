@@ -62,7 +62,8 @@ void createForReadingDiscs() {
 void createForRecording() {
     for (SharedString* string :
          {&mmcrwPreparingForWrite, &mmcrwStartingWrite, &mmcrwStartingReadCompare, &mmcrwClosingSession,
-          &mmcrwSettingWriteSpeed, &mmcrwFormatting, &mmcrwBlanking, &mmcrwReservingTrack})
+          &mmcrwSettingWriteSpeed, &mmcrwFormatting, &mmcrwBlanking, &mmcrwReservingTrack, &mmcrwUsesUpMedium,
+          &mmcrwTooSmallMedium})
         string->createOnce();
 }
 

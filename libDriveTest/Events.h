@@ -116,6 +116,8 @@ inline SharedString mmcrwSettingWriteSpeed{"MMCRWsettingWriteSpeed"};
 inline SharedString mmcrwFormatting{"MMCRWformatting"};
 inline SharedString mmcrwBlanking{"MMCRWblanking"};
 inline SharedString mmcrwReservingTrack{"MMCRWreservingTrack"};
+inline SharedString mmcrwUsesUpMedium{"MMCRWusesUpMedium"};
+inline SharedString mmcrwTooSmallMedium{"MMCRWtooSmallMedium"};
 
 void createCommon();
 void createForReadingDiscs();

@@ -109,12 +109,17 @@ constexpr quix5::TestEntry opticalReadTest(const char* name) {
 }
 
 template <class TestClass, MMCRW_TEST media>
-constexpr quix5::TestEntry opticalWriteTest(const char* name) {
+constexpr quix5::TestEntry opticalWriteTest(const char* name,
+                                            decltype(quix5::TestTraits::warning) warning = nullptr) {
     return {name,
             TestClass::init,
             createRecordableOptical<media>,
             createOpticalTest<TestClass, RecordableDrive>,
-            {.needs = quix5::DeviceCapability::SCSIMMC, .mediaText = "Media.recording"}};
+            {.needs = quix5::DeviceCapability::SCSIMMC, .mediaText = "Media.recording", .warning = warning}};
+}
+
+String warnOfPatterns(const DiagDevice& device, quix5::OpenMode mode) {
+    return PatternTestMMC::warnOf(device, mode.desiredAccess, mode.shareMode);
 }
 
 const quix5::TestEntry kTests[] = {
@@ -130,7 +135,7 @@ const quix5::TestEntry kTests[] = {
     fixedDiskTest<ReadWriteSpeedTest>("ReadWriteSpeedTest", {.preservesIf = parameters::preserveData.name()}),
     opticalReadTest<DefaultReadPerformanceTest>("DefaultReadPerformanceTest"),
     opticalReadTest<ReadPerformanceTest>("ReadPerformanceTest"),
-    opticalWriteTest<PatternTestMMC, MMCRW_ANY_RECORDABLE>("PatternTestMMC"),
+    opticalWriteTest<PatternTestMMC, MMCRW_ANY_RECORDABLE>("PatternTestMMC", warnOfPatterns),
     opticalWriteTest<RandomWriteTestMMC, MMCRW_REWRITABLE>("RandomWriteTestMMC"),
 };
 

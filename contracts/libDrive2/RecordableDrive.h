@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "libDrive2/ScsiMMCDrive.h"
@@ -47,8 +48,12 @@ public:
     /// Whether units of the reserved area can be written in any order; then positions may be asked for in any
     /// order, too. Otherwise each must follow the one before.
     virtual bool takesAnyOrder();
-    /// Makes takesAnyOrder() true where formatting can (DVD-RW); what the medium holds is lost then. Blocks as
-    /// long as formatUnit(). False when it cannot, or fails.
+    /// How many sectors fit into each of so many recordings that the medium in the drive, which takes each
+    /// sector once, still takes: a multiple of numCoincidentWriteSectors(), 0 when not even one unit does.
+    /// Nothing for a medium that can be written again.
+    virtual std::optional<std::uint64_t> sectorsOfEach(std::uint64_t recordings);
+    /// Makes takesAnyOrder() true where formatting can (DVD-RW); what the medium holds is lost then. Blocks
+    /// as long as formatUnit(). False when it cannot, or fails.
     virtual bool prepareAnyOrder();
     /// Takes ownership; replaces the callback before.
     void setRecordableCallback(std::unique_ptr<RecordableDriveCallback> callback);

@@ -44,6 +44,10 @@ struct TestTraits {
     const char* writesUnless = nullptr;  ///< when this is yes, the test writes nothing
     const char* preservesIf = nullptr;   ///< when this is yes, it puts back what it overwrites
     const char* mediaText = nullptr;     ///< key of the text that tells which media it takes
+    /// What a run with the parameters that are set costs the user of the medium that is in the drive now,
+    /// beyond its data, in the language of the texts; empty for nothing. Asks the drive and blocks as long.
+    /// Null for tests of which there is nothing to say.
+    zel::String (*warning)(const DiagDevice& device, OpenMode mode) = nullptr;
 };
 
 /// One row of the module's table of tests.
@@ -64,7 +68,7 @@ struct ModuleDescriptor {
     std::size_t testCount;
 };
 
-inline constexpr std::uint32_t kModuleInterfaceVersion = 3;
+inline constexpr std::uint32_t kModuleInterfaceVersion = 4;
 
 /// How the framework finds the function that a module must define.
 using ModuleDescriptorFunction = const ModuleDescriptor* (*)();

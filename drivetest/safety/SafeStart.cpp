@@ -6,6 +6,7 @@
 #include "drivetest/terminal/Terminal.h"
 #include "drivetest/terminal/Texts.h"
 #include "libDrive2/DeviceLockingManager.h"
+#include "libDrive2/DeviceOpeners.h"
 #include "quix5/DeviceInventory.h"
 #include "quix5/ParameterText.h"
 
@@ -32,6 +33,17 @@ std::string whatToType(const DiagDevice& device) {
     return (hasSerial(device) ? "its serial number, " : "its path, ") + quoted(confirmationOf(device));
 }
 
+/// What the test itself has to say of the medium; empty for nothing.
+std::string warningOf(const ConfirmationRequest& request) {
+    const auto warning = request.test.entry->traits.warning;
+    if (warning == nullptr || request.obstacle)
+        return {};
+    const std::string text =
+        warning(request.device, {libDrive2::kAccessRead, libDrive2::kShareRead | libDrive2::kShareWrite})
+            .utf8();
+    return text.empty() ? text : "\n  " + text;
+}
+
 void showDrive(const ConfirmationRequest& request, Console& console) {
     const DiagDevice& device = request.device;
     const std::string path = device.osLocator().utf8();
@@ -56,7 +68,7 @@ void showDrive(const ConfirmationRequest& request, Console& console) {
                      (content.bytes != 0 ? ", " + sizeText(content.bytes) : ""));
     const char* const preserves = request.test.entry->traits.preservesIf;
     if (preserves == nullptr)
-        console.line("  the test records on the medium: WHAT IT HOLDS WILL BE LOST");
+        console.line("  the test records on the medium: WHAT IT HOLDS WILL BE LOST" + warningOf(request));
     else if (!preservesData(request.test))
         console.line(std::string("  ") + preserves + " is off: WHAT IT HOLDS WILL BE LOST");
 }

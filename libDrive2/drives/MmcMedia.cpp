@@ -50,6 +50,16 @@ MediaKind mediaKind(std::uint16_t profile) {
     return {};
 }
 
+std::uint64_t sectorsBetweenSessions(std::uint16_t profile) {
+    // Of a CD the first lead-out, a lead-in and a pregap, in sectors of which 75 are a second (MMC-6, 4.2).
+    constexpr std::uint64_t kOfCDs = 6750 + 4500 + 150;
+    // The first border-out and border-in of a DVD-R are the largest: 96 MiB.
+    constexpr std::uint64_t kOfDVDs = 49152;
+    constexpr std::uint64_t kOfBDs = 32;
+    const std::uint32_t family = mediaKind(profile).capabilities;
+    return (family & kMediaCD) != 0 ? kOfCDs : (family & kMediaBD) != 0 ? kOfBDs : kOfDVDs;
+}
+
 std::vector<std::uint8_t> formatTypes(std::uint16_t profile) {
     switch (profile) {
         case kProfileCDRW:

@@ -15,6 +15,9 @@ struct MediaKind {
 };
 MediaKind mediaKind(std::uint16_t profile);
 
+/// At most so many sectors lie between what two sessions hold: lead-out and lead-in, or border zones.
+std::uint64_t sectorsBetweenSessions(std::uint16_t profile);
+
 /// The types of FORMAT UNIT that format the whole of such media, the preferred one first.
 std::vector<std::uint8_t> formatTypes(std::uint16_t profile);
 

@@ -4,6 +4,7 @@
 
 #include "libDrive2/DriveCallback.h"
 #include "libDrive2/drives/DriveAction.h"
+#include "libDrive2/drives/MmcMedia.h"
 #include "libDrive2/drives/MmcUnit.h"
 #include "libDrive2/drives/RecordingMethod.h"
 #include "zel/Format.h"
@@ -110,6 +111,16 @@ bool RecordableDrive::setWriteParameters(bool test) {
     std::vector<std::uint8_t> list = mmc::writeParameterList(*page, parameters);
     return succeeded(sendParameters(mmc::modeSelect10(static_cast<std::uint16_t>(list.size())), list.data(),
                                     list.size(), "setting the write parameters"));
+}
+
+std::optional<std::uint64_t> RecordableDrive::sectorsOfEach(std::uint64_t recordings) {
+    const _MMC_PROFILES profile = getCurrentProfile();
+    const std::uint64_t unit = std::max(1U, recordingMethod(profile).unitSectors);
+    if (!mmc::mediaKind(profile).isWriteOnce || recordings == 0)
+        return std::nullopt;
+    const std::uint64_t between = (recordings - 1) * mmc::sectorsBetweenSessions(profile);
+    const std::uint64_t free = getFreeSectors();
+    return free > between ? (free - between) / recordings / unit * unit : 0;
 }
 
 bool RecordableDrive::prepareAnyOrder() {

@@ -6,6 +6,7 @@
 #include "../../Events.h"
 #include "../../Parameters.h"
 #include "MediumSearch.h"
+#include "libDrive2/DeviceOpeners.h"
 #include "libDrive2/RecordableDrives.h"
 
 namespace libDriveTest {
@@ -59,6 +60,15 @@ constexpr DriveClassRow kDriveClasses[] = {
     {MMCRW_REWRITABLE, libDrive2::kProfileDVDRAM, libDrive2::kProfileDVDRAM, make<libDrive2::DVDRAMRWDrive>},
 };
 
+/// Null when no class writes such media.
+const DriveClassRow* findClass(MMCRW_TEST test, std::uint32_t profile) {
+    const auto* const row = std::ranges::find_if(kDriveClasses, [&](const DriveClassRow& candidate) {
+        return candidate.test == test && candidate.firstProfile <= profile &&
+               profile <= candidate.lastProfile;
+    });
+    return row != std::end(kDriveClasses) ? row : nullptr;
+}
+
 /// Takes media that can be written.
 class WritableMediumSearch : public MediumSearch {
 public:
@@ -78,11 +88,8 @@ private:
                       strings::insertWritableMedia->localizedString().zelString();
             return Verdict::incorrect;
         }
-        const auto* const row = std::ranges::find_if(kDriveClasses, [&](const DriveClassRow& candidate) {
-            return candidate.test == m_test && candidate.firstProfile <= medium.profile &&
-                   medium.profile <= candidate.lastProfile;
-        });
-        if (row == std::end(kDriveClasses))
+        const DriveClassRow* const row = findClass(m_test, medium.profile);
+        if (row == nullptr)
             return Verdict::unsupported;
         m_found = (jumpsLayers ? row->makeForLayerJump : row->make)(handle());
         return Verdict::fits;
@@ -115,6 +122,16 @@ SharedRecordableDrive DriveTestMMCRW::createDrive(const DiagDevice& device, LIBD
                                                   std::uint32_t openArgument2) {
     WritableMediumSearch search({device, mediaState, openArgument1, openArgument2}, test);
     return search.run() ? SharedRecordableDrive(search.takeDrive()) : SharedRecordableDrive();
+}
+
+std::unique_ptr<RecordableDrive> DriveTestMMCRW::lookAt(const DiagDevice& device, MMCRW_TEST test,
+                                                        std::uint32_t openArgument1,
+                                                        std::uint32_t openArgument2) {
+    const auto handle =
+        libDrive2::ScsiDevice::openScsiDevice(getScsiIOLocator(device), openArgument1, openArgument2);
+    const DriveClassRow* const row =
+        handle ? findClass(test, libDrive2::ScsiMMCDrive(handle).getCurrentProfile()) : nullptr;
+    return row != nullptr ? row->make(handle) : nullptr;
 }
 
 RecordableDrive& DriveTestMMCRW::recordableDrive() const {

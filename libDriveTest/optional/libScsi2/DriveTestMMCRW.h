@@ -1,5 +1,7 @@
 #pragma once
 
+#include <memory>
+
 #include "DriveTestMMC.h"
 #include "libDrive2/RecordableDrive.h"
 #include "zel/Export.h"
@@ -31,6 +33,9 @@ public:
 
 protected:
     static void init(Test& test);
+    /// The drive of the class for the medium that is in it now; null when there is none. Asks nobody.
+    static std::unique_ptr<RecordableDrive> lookAt(const DiagDevice& device, MMCRW_TEST test,
+                                                   std::uint32_t openArgument1, std::uint32_t openArgument2);
     [[nodiscard]] RecordableDrive& recordableDrive() const;
 };
 

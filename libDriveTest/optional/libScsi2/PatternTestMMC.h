@@ -14,6 +14,8 @@ public:
     ~PatternTestMMC() override;
 
     static void init(Test& test);
+    /// That a run leaves nothing of a write-once medium for some of the drive's speeds; empty when it does.
+    static String warnOf(const DiagDevice& device, std::uint32_t openArgument1, std::uint32_t openArgument2);
 
 protected:
     [[nodiscard]] std::uint64_t sectorsToPrepare(const Settings& settings) const override;
