@@ -67,9 +67,14 @@ TEST(RecordableDrives, SendWhatSequentialMediaNeed) {
                                kPage + "41C408 event3 A111 event5 ", kClosed1);
     records<CDRecordableDrive>("000A", {{"51", {disc("01")}}}, 0, 32, kPage + "41C408 event5 ", kClosed1);
     records<DVDMinusDrive>("0011", {{"5200", {track("01", "20", "00000010", "00000040")}}}, 16, 16,
-                           kPage + "60C50810 event5 530000000000000040 ", kClosed1);
-    records<DVDMinusDrive>("0014", {{"51", {disc("02")}}}, 0, 16,
-                           kPage + "60C50810 event3 A110 event5 530000000000000040 ", kClosed1);
+                           kPage + "60C50810 event5 ", kClosed1);
+    records<DVDMinusDrive>("0014", {{"51", {disc("02")}}}, 0, 16, kPage + "60C50810 event3 A110 event5 ",
+                           kClosed1);
+    // A DVD-RW that takes no increments was blanked in a hurry; a blank one that does is written as it is.
+    records<DVDMinusDrive>("0017", {}, 0, 16, kPage + "60C50810 event3 A110 event5 ", kClosed1);
+    records<DVDMinusDrive>("0014",
+                           {{"46", {configuration("0014", "0021 03 04 00000000 002F 03 04 40000000")}}}, 0,
+                           16, kPage + "60C50810 event5 ", kClosed1);
     records<DVDPlusDrive>("001B",
                           {{"51", {disc("01")}},
                            {"52", {track("01", "00", "-", "00000000")}},
@@ -105,7 +110,7 @@ TEST(RecordableDrives, LayersJumpWhereTheDriveSays) {
          {"5201",
           {track("01", "40", "00000000", "00008000"), at("00000010"), at("00200000"), at("00200010")}}});
     ASSERT_TRUE(rig.drive.setWriteParameters(false) && rig.drive.reserveSectors(64));
-    EXPECT_EQ(rig.log, kPage + "64C50810 event5 530000000000000040 ");
+    EXPECT_EQ(rig.log, kPage + "64C50810 event5 ");
     for (const char* pass : {"writing", "reading back"}) {
         std::vector<std::uint64_t> lbas;
         for (const std::uint64_t position : {0, 16, 32, 48})
@@ -168,6 +173,24 @@ TEST(RecordableDrives, WaitForAFullCacheButNotForEver) {
     ASSERT_TRUE(stuck.drive.reserveSectors(64));
     EXPECT_FALSE(stuck.drive.writeSector(0, 32, data.data(), 32 * 2048));
     EXPECT_EQ(stuck.drive.lastError, LIBDRIVE2_BUSY);
+}
+
+TEST(RecordableDrives, SendWhatTimedOutAgainOnlyWhereThatDoesNoHarm) {
+    const std::vector<std::uint8_t> data(32 * 2048);
+    const auto sent = [&data](auto rig, std::uint32_t unit) {
+        rig.drive.setRetryCount(2);
+        rig.drive.setRetryCallbackBehavior(LIBDRIVE2_RETRY_AND_REPORT);
+        EXPECT_TRUE(rig.drive.reserveSectors(64));
+        rig.log.clear();
+        EXPECT_FALSE(rig.drive.writeSector(0, unit, data.data(), unit * 2048));
+        EXPECT_EQ(rig.drive.lastError, LIBDRIVE2_TIMEOUT);
+        return rig.log;
+    };
+    const std::vector<std::string> late = {"late"};
+    EXPECT_EQ(sent(Rig<CDRecordableDrive>("0009", {{"2A", late}}), 32), "W00000000+20 ");
+    EXPECT_EQ(sent(Rig<BDREDrive>("0042", {{"2A", late}, {"23", {kFormatted}}}), 32), "W00000000+20 ");
+    EXPECT_EQ(sent(Rig<DVDPlusDrive>("001A", {{"2A", late}, {"23", {kFormatted}}}), 16),
+              "W00000000+10 W00000000+10 W00000000+10 ");
 }
 
 }  // namespace

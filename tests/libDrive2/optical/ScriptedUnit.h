@@ -9,7 +9,7 @@ namespace libDrive2 {
 
 /// What commands that begin with these bytes are answered, one after the other, the last one for ever: data,
 /// or
-/// "!" and a sense key, code and qualifier. The longest beginning counts.
+/// "!" and a sense key, code and qualifier, or "late" for none in time. The longest beginning counts.
 using Script = std::map<std::string, std::vector<std::string>>;
 
 /// An optical drive that answers as it is told, and keeps the commands that change something: in hexadecimal
@@ -30,6 +30,10 @@ public:
         const std::string answer = answers != nullptr ? answers->front() : reads ? "!052000" : "";
         if (answers != nullptr && answers->size() > 1)
             answers->erase(answers->begin());
+        EXPECT_GE(request.timeoutMs, request.cdb[0] == 0x2A ? 200000U : 1U)
+            << "the laser is calibrated first";
+        if (answer == "late")
+            return {{LIBDRIVE2_TIMEOUT, "no answer in time"}};
         if (answer.starts_with('!'))
             return answered("7000" + answer.substr(1, 2) + "00000000 0A 00000000" + answer.substr(3) +
                             "00 804000");

@@ -52,6 +52,23 @@ TEST(ScsiMMCDrive, TellsStatesOfTrayAndMedium) {
     }
 }
 
+TEST(ScsiMMCDrive, KnowsTheSpeedsOfItsCapabilitiesPage) {
+    // Two that it lists, the second with constant angular velocity; an older drive with its highest one.
+    const std::string upToHighest = "3F37F1777163" + std::string(20, '0') + "1B90";
+    const std::tuple<std::string, std::string> rows[] = {
+        {"002E 00 00 0000 0000 2A26" + upToHighest + std::string(20, '0') + "0002 00001B90 00010DC8",
+         "BB00FFFF1B90 BB01FFFF0DC8 "},
+        {"001A 00 00 0000 0000 2A12" + upToHighest, "BB00FFFF1B90 "}};
+    for (const auto& [page, sent] : rows) {
+        Rig rig("0009", {{"5A", {page}}});
+        zel::Array<zel_write_speed_desc_t> found;
+        EXPECT_TRUE(rig.drive.getReadWriteSpeeds(found)) << rig.drive.getLastErrorStr().utf8();
+        for (const zel_write_speed_desc_t& speed : found)
+            EXPECT_TRUE(rig.drive.setReadWriteSpeed(speed));
+        EXPECT_EQ(rig.log, sent);
+    }
+}
+
 TEST(ScsiMMCDrive, SetsSpeedsAsTheDriveDescribesThem) {
     Rig rig("0009",
             {{"AC00", {"00000014 00000000 1A000000 0004FFFF 00001B90 00001B91"}},
@@ -70,9 +87,12 @@ TEST(ScsiMMCDrive, SetsSpeedsAsTheDriveDescribesThem) {
     speeds[0].readSpeed = 0xFFFFFFFF;
     EXPECT_TRUE(old.drive.setReadWriteSpeed(speeds[0]));
     EXPECT_THAT(old.log, testing::EndsWith(" BB03FFFF1B91 "));
-    Rig broken("0009", {{"B6", {"!044400"}}});
-    EXPECT_FALSE(broken.drive.setReadWriteSpeed(speeds[0]));
-    EXPECT_THAT(broken.drive.getLastErrorStr().utf8(), testing::HasSubstr("setting the speed failed"));
+    Rig stubborn("0009", {{"B6", {"!044400"}}, {"BB", {"!052400"}}});
+    EXPECT_TRUE(stubborn.drive.setReadWriteSpeed(speeds[0])) << "it keeps to its own";
+    EXPECT_EQ(stubborn.drive.lastError, LIBDRIVE2_NO_ERROR);
+    Rig pulled("0009", {{"B6", {"!023A00"}}});
+    EXPECT_FALSE(pulled.drive.setReadWriteSpeed(speeds[0]));
+    EXPECT_THAT(pulled.drive.getLastErrorStr().utf8(), testing::HasSubstr("setting the speed failed"));
     const std::tuple<const char*, std::uint32_t, const char*> rows[] = {
         {"0009", 8467, "48.0"}, {"0011", 22160, "16.0"}, {"0041", 17984, "4.0"}, {"0000", 4568, "0.0"}};
     for (const auto& [profile, speed, multiplier] : rows)
