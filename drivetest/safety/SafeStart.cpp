@@ -38,10 +38,8 @@ std::string warningOf(const ConfirmationRequest& request) {
     const auto warning = request.test.entry->traits.warning;
     if (warning == nullptr || request.obstacle)
         return {};
-    const std::string text =
-        warning(request.device, {libDrive2::kAccessRead, libDrive2::kShareRead | libDrive2::kShareWrite})
-            .utf8();
-    return text.empty() ? text : "\n  " + text;
+    return warning(request.device, {libDrive2::kAccessRead, libDrive2::kShareRead | libDrive2::kShareWrite})
+        .utf8();
 }
 
 void showDrive(const ConfirmationRequest& request, Console& console) {
@@ -68,9 +66,11 @@ void showDrive(const ConfirmationRequest& request, Console& console) {
                      (content.bytes != 0 ? ", " + sizeText(content.bytes) : ""));
     const char* const preserves = request.test.entry->traits.preservesIf;
     if (preserves == nullptr)
-        console.line("  the test records on the medium: WHAT IT HOLDS WILL BE LOST" + warningOf(request));
+        console.line("  the test records on the medium: WHAT IT HOLDS WILL BE LOST");
     else if (!preservesData(request.test))
         console.line(std::string("  ") + preserves + " is off: WHAT IT HOLDS WILL BE LOST");
+    if (const std::string warning = warningOf(request); !warning.empty())
+        console.line("  " + warning);
 }
 
 ExitStatus refuse(const std::string& sentence, ExitStatus status) {

@@ -40,6 +40,35 @@ class Media(program.ProgramTest):
             self.assertIn(f"PatternTestMMC tests optical drives, and {drive} {said}", process.stderr)
 
 
+class Lost(program.ProgramTest):
+    """A drive that is pulled, or busy for good, at every command of a run; of the many polls at its end at some."""
+
+    def outcome(self, test, drive, *parameters):
+        record = self.path("record.jsonl")
+        words = [word for parameter in parameters for word in ("-p", parameter)]
+        process = self.start("run", test, drive, *words, "--confirm", "S1", "--no-prompt", "--events", record, "--force")
+        run = program.Outcome(process, record)
+        return run.result(), run.extensions("coverage")[0]["failed"], os.path.getsize(record) < 100 << 10, process.stderr
+
+    def test_is_no_list_of_bad_sectors(self):
+        for test, keys, parameters in (("PatternTestMMC", "cdr", ["NumberOfSeeks=64"]),
+                                       ("PatternTestMMC", "dvdrw", ["NumberOfSeeks=64"]),
+                                       ("RandomWriteTestMMC", "dvd+rw", ["NumberOfSeeks=4"]),
+                                       ("ReadPerformanceTest", "cdrom", ["MinDataCapacity=0", "MinRatePercent=1"]),
+                                       ("DefaultReadPerformanceTest", "bdrom", ["MinDataCapacity=0", "MinRate=0", "MaxRate=0"])):
+            drive = "sim:optical,serial=S1,sectors=2048,media=" + keys
+            for fault, verdicts in (("gone", ["CANNOTRUN"]), ("busy", ["CANNOTRUN", "DEVICEBUSY"])):
+                command = 0
+                result = None
+                while result != "PASS" and command < 100000:
+                    command += 1 if command < 60 else command // 8
+                    result, *others = self.outcome(test, "%s,%s-at=%d" % (drive, fault, command), *parameters)
+                    with self.subTest(test=test, keys=keys, fault=fault, command=command):
+                        self.assertIn(result, [*verdicts, "PASS"])
+                        self.assertEqual(others[:2], [0, True], others[2])
+                self.assertEqual((result, command > 60), ("PASS", True))
+
+
 class Recording(program.ProgramTest):
     def record_on(self, keys, *parameters, test="PatternTestMMC"):
         drive = f"sim:optical,sectors=4096,{keys}"
@@ -50,6 +79,16 @@ class Recording(program.ProgramTest):
         self.assertEqual(process.returncode, 2)
         self.assertIn("WHAT IT HOLDS WILL BE LOST", process.stdout)
         self.assertIn("nothing was written", process.stderr)
+        for keys, fits in (("media=cdr,sectors=100000", 16448), ("media=bdr,sectors=4096", 992), ("media=cdr", 81408),
+                           ("media=cdrw", None), ("media=dvdr,sectors=4096", 0)):
+            drive = "sim:optical," + keys
+            told = self.start("run", "PatternTestMMC", drive).stdout
+            with self.subTest(keys=keys, told=told):
+                self.assertEqual("NumberOfSeeks=%s leaves room" % fits in told, bool(fits))
+                self.assertEqual("can be written once" in told, fits is not None)
+                if fits:
+                    again = self.start("run", "PatternTestMMC", drive, "-p", "NumberOfSeeks=%d" % fits)
+                    self.assertNotIn("can be written once", again.stdout)
 
     def test_verdicts(self):
         for keys, status, result, events in (
