@@ -1,7 +1,7 @@
 #pragma once
 
 #include <cstdint>
-#include <vector>
+#include <span>
 
 #include "libDrive2/MmcTypes.h"
 
@@ -16,6 +16,6 @@ struct MediaKind {
 MediaKind mediaKind(std::uint16_t profile);
 
 /// The types of FORMAT UNIT that format the whole of such media, the preferred one first.
-std::vector<std::uint8_t> formatTypes(std::uint16_t profile);
+std::span<const std::uint8_t> formatTypes(std::uint16_t profile);
 
 }  // namespace libDrive2::mmc
