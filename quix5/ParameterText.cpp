@@ -1,13 +1,26 @@
 #include "quix5/ParameterText.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <cmath>
 #include <string>
+#include <utility>
 
 namespace quix5 {
 
 namespace {
+
+/// Name and description, in the order of their enumeration.
+constexpr std::array<std::pair<const char*, const char*>, 6> kTypes{{
+    {"STRING", "a text"},
+    {"BOOLEAN", "true or false"},
+    {"UINT32", "a whole number from 0 to 4294967295"},
+    {"UINT64", "a whole number from 0 to 18446744073709551615"},
+    {"DOUBLE", "a number such as 1.5"},
+    {"PERCENT", "a percentage such as 12.5"},
+}};
+static_assert(kTypes.size() == static_cast<std::size_t>(DataType::PERCENT) + 1);
 
 std::optional<bool> parseBoolean(const zel::String& text) {
     for (const char* word : {"true", "yes", "on", "1"})
@@ -80,39 +93,11 @@ zel::String describeValues(const Parameter& parameter) {
 }
 
 const char* describeType(DataType type) {
-    switch (type) {
-        case DataType::STRING:
-            return "a text";
-        case DataType::BOOLEAN:
-            return "true or false";
-        case DataType::UINT32:
-            return "a whole number from 0 to 4294967295";
-        case DataType::UINT64:
-            return "a whole number from 0 to 18446744073709551615";
-        case DataType::DOUBLE:
-            return "a number such as 1.5";
-        case DataType::PERCENT:
-            return "a percentage such as 12.5";
-    }
-    return "";
+    return kTypes.at(static_cast<std::size_t>(type)).second;
 }
 
 const char* typeName(DataType type) {
-    switch (type) {
-        case DataType::STRING:
-            return "STRING";
-        case DataType::BOOLEAN:
-            return "BOOLEAN";
-        case DataType::UINT32:
-            return "UINT32";
-        case DataType::UINT64:
-            return "UINT64";
-        case DataType::DOUBLE:
-            return "DOUBLE";
-        case DataType::PERCENT:
-            return "PERCENT";
-    }
-    return "";
+    return kTypes.at(static_cast<std::size_t>(type)).first;
 }
 
 Parameter* findParameter(const Test& test, const zel::String& name) {

@@ -1,37 +1,16 @@
 #include "quix5/TestResult.h"
 
+#include <iterator>
+
 namespace quix5 {
 
 const char* TestResult::name() const {
-    switch (m_code) {
-        case PASS:
-            return "PASS";
-        case WARN:
-            return "WARN";
-        case NOTSUPPORTED:
-            return "NOTSUPPORTED";
-        case NOMEDIA:
-            return "NOMEDIA";
-        case INCORRECTMEDIA:
-            return "INCORRECTMEDIA";
-        case DEVICEBUSY:
-            return "DEVICEBUSY";
-        case CANNOTRUN:
-            return "CANNOTRUN";
-        case MISCONFIGURED:
-            return "MISCONFIGURED";
-        case BADPARAMS:
-            return "BADPARAMS";
-        case TIMEDOUT:
-            return "TIMEDOUT";
-        case USERABORTED:
-            return "USERABORTED";
-        case FAIL:
-            return "FAIL";
-        case INTERNALERROR:
-            return "INTERNALERROR";
-    }
-    return "";
+    static constexpr const char* kNames[] = {"PASS",           "WARN",       "NOTSUPPORTED", "NOMEDIA",
+                                             "INCORRECTMEDIA", "DEVICEBUSY", "CANNOTRUN",    "MISCONFIGURED",
+                                             "BADPARAMS",      "TIMEDOUT",   "USERABORTED",  "FAIL",
+                                             "INTERNALERROR"};
+    static_assert(std::size(kNames) == INTERNALERROR + 1);
+    return kNames[m_code];
 }
 
 void TestResult::merge(const TestResult& other) {

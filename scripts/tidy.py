@@ -64,7 +64,7 @@ def main():
         sys.exit("use it as: tidy.py FOLDER COMPILE_COMMANDS JOBS")
     root, commands = pathlib.Path(sys.argv[1]).resolve(), pathlib.Path(sys.argv[2]).resolve()
     sources = {entry["file"]: entry for entry in json.loads(commands.read_text(encoding="utf-8"))
-               if not pathlib.Path(entry["file"]).is_relative_to(root / "tests")}
+               if not any(pathlib.Path(entry["file"]).is_relative_to(root / folder) for folder in ("tests", "build"))}
     if not sources:
         sys.exit(f"{commands} names no source")
     checker = Checker(root, commands.parent)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <utility>
 
 #include "libDrive2/ScsiMMCDrive.h"
 #include "zel/Export.h"
@@ -12,40 +13,28 @@ namespace libDrive2 {
 /// The read side of CD media.
 class DRIVETEST_API CDDrive : public ScsiMMCDrive {
 public:
-    using ScsiMMCDrive::ScsiMMCDrive;
+    explicit CDDrive(SharedScsiPassThrough device) : ScsiMMCDrive(std::move(device), kMediaCD) {}
 
     /// Whether a data track lies between the two LBAs; `end` is the first one behind.
     bool checkForDataTracks(std::uint64_t start, std::uint64_t end);
-
-protected:
-    bool takesProfile(_MMC_PROFILES profile) override;
 };
 
 /// The read side of DVD media.
 class DRIVETEST_API DVDDrive : public ScsiMMCDrive {
 public:
-    using ScsiMMCDrive::ScsiMMCDrive;
-
-protected:
-    bool takesProfile(_MMC_PROFILES profile) override;
+    explicit DVDDrive(SharedScsiPassThrough device) : ScsiMMCDrive(std::move(device), kMediaDVD) {}
 };
 
 /// The read side of DVD-RAM media.
 class DRIVETEST_API DVDRAMDrive : public ScsiMMCDrive {
 public:
-    using ScsiMMCDrive::ScsiMMCDrive;
-
-protected:
-    bool takesProfile(_MMC_PROFILES profile) override;
+    explicit DVDRAMDrive(SharedScsiPassThrough device) : ScsiMMCDrive(std::move(device), kMediaDVDRAM) {}
 };
 
 /// The read side of BD media.
 class DRIVETEST_API BDDrive : public ScsiMMCDrive {
 public:
-    using ScsiMMCDrive::ScsiMMCDrive;
-
-protected:
-    bool takesProfile(_MMC_PROFILES profile) override;
+    explicit BDDrive(SharedScsiPassThrough device) : ScsiMMCDrive(std::move(device), kMediaBD) {}
 };
 
 }  // namespace libDrive2

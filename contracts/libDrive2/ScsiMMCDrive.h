@@ -14,7 +14,8 @@ namespace libDrive2 {
 /// count whole 2352-byte sectors. Operations that return a bool or an error type set lastError, too.
 class DRIVETEST_API ScsiMMCDrive : public ScsiDrive {
 public:
-    explicit ScsiMMCDrive(SharedScsiPassThrough passThrough);
+    /// `family` are the MediaCapability flags of the media that the drive is for; 0 for all that it can use.
+    explicit ScsiMMCDrive(SharedScsiPassThrough passThrough, std::uint32_t family = 0);
 
     std::uint32_t getSectorSize() override;
     std::uint64_t getSectorCount() override;
@@ -75,7 +76,7 @@ protected:
                                          std::uint32_t bufferBytes) override;
     _LIBDRIVE2_ERROR_TYPES doSeekSector(std::uint64_t lba) override;
 
-    /// Whether media of the profile are what the class is for; here all that the drive can use.
+    /// Whether media of the profile are what the class is for.
     virtual bool takesProfile(_MMC_PROFILES profile);
     /// Polls until the drive is no longer busy; `what` begins the text of a failure.
     _LIBDRIVE2_ERROR_TYPES waitWhileBusy(const char* what, std::uint32_t timeoutMs, std::uint32_t intervalMs);
@@ -91,6 +92,7 @@ private:
     _LIBDRIVE2_ERROR_TYPES writePiece(std::uint64_t lba, std::uint32_t count, std::uint8_t* data);
     [[nodiscard]] bool isWriteProtected(_MMC_PROFILES profile);
 
+    std::uint32_t m_family;
     std::uint64_t m_sectors = 0;
     std::uint32_t m_sectorBytes = 0;
     std::optional<bool> m_readsStreaming;  ///< asked when it matters

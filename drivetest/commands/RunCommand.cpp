@@ -14,21 +14,6 @@ namespace drivetest {
 
 namespace {
 
-/// Makes the time that simulated drives take pass at once.
-class TimeOf {
-public:
-    explicit TimeOf(const std::string& locator) {
-        if (libDrive2::isSimulated(locator))
-            zel::Clock::install(&m_simulated);
-    }
-    TimeOf(const TimeOf&) = delete;
-    TimeOf& operator=(const TimeOf&) = delete;
-    ~TimeOf() { zel::Clock::install(nullptr); }
-
-private:
-    zel::SkippingClock m_simulated;
-};
-
 void warnOfMissingTexts() {
     const zel::String problem = zel::Resource::loadError(quix5::registeredLibrary());
     if (!problem.isEmpty())
@@ -61,8 +46,12 @@ int runTests(const RunOptions& options) {
     }
     warnOfMissingTexts();
     zel::LogFactory::setPriority(options.logPriority);
-    const TimeOf time(options.device);
-    return TestRun(options, *drive, *outputs, console).execute();
+    zel::SkippingClock simulatedTime;
+    if (libDrive2::isSimulated(options.device))
+        zel::Clock::install(&simulatedTime);
+    const int status = TestRun(options, *drive, *outputs, console).execute();
+    zel::Clock::install(nullptr);
+    return status;
 }
 
 }  // namespace drivetest

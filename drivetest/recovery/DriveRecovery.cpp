@@ -1,8 +1,10 @@
 #include "drivetest/recovery/DriveRecovery.h"
 
 #include <algorithm>
+#include <array>
 #include <ctime>
 #include <filesystem>
+#include <utility>
 
 #include "drivetest/devices/Drives.h"
 #include "drivetest/recovery/ExportFolder.h"
@@ -28,28 +30,24 @@ std::string timeText(std::uint64_t unixSeconds) {
     return text;
 }
 
+/// By their finding: what is to be said of sectors, and what in a dry run.
+constexpr std::array<std::pair<const char*, const char*>, libDrive2::kSectorFindings> kVerbs{{
+    {"hold their data", "hold their data"},
+    {"restored", "would be restored"},
+    {"were cut off while written: restored, what they held is exported",
+     "were cut off while written, would be restored"},
+    {"hold something else by now: left alone, their old data is exported",
+     "hold something else by now: would be left alone, their old data exported"},
+    {"could NOT be restored", "could NOT be restored"},
+    {"are left alone for the sake of these, their old data is exported",
+     "would be left alone for the sake of these, their old data exported"},
+    {"held something else: overwritten, what they held is exported",
+     "hold something else by now: would be overwritten"},
+}};
+
 const char* verbOf(SectorFinding finding, bool dryRun) {
-    switch (finding) {
-        case SectorFinding::equal:
-            return "hold their data";
-        case SectorFinding::restored:
-            return dryRun ? "would be restored" : "restored";
-        case SectorFinding::torn:
-            return dryRun ? "were cut off while written, would be restored"
-                          : "were cut off while written: restored, what they held is exported";
-        case SectorFinding::foreign:
-            return dryRun ? "hold something else by now: would be left alone, their old data exported"
-                          : "hold something else by now: left alone, their old data is exported";
-        case SectorFinding::failed:
-            return "could NOT be restored";
-        case SectorFinding::withheld:
-            return dryRun ? "would be left alone for the sake of these, their old data exported"
-                          : "are left alone for the sake of these, their old data is exported";
-        case SectorFinding::replaced:
-            return dryRun ? "hold something else by now: would be overwritten"
-                          : "held something else: overwritten, what they held is exported";
-    }
-    return "";
+    const auto& [done, planned] = kVerbs.at(static_cast<std::size_t>(finding));
+    return dryRun ? planned : done;
 }
 
 }  // namespace

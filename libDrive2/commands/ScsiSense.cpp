@@ -120,8 +120,6 @@ _LIBDRIVE2_ERROR_TYPES causeOfNotReady(const Sense& sense) {
 
 _LIBDRIVE2_ERROR_TYPES causeOfIllegalRequest(const Sense& sense) {
     switch (sense.code) {
-        case 0x21:
-            return LIBDRIVE2_BAD_ARGUMENT;  // logical block address out of range
         case 0x25:
             return LIBDRIVE2_NO_ACCESS;  // logical unit not supported
         case 0x20:
@@ -133,7 +131,7 @@ _LIBDRIVE2_ERROR_TYPES causeOfIllegalRequest(const Sense& sense) {
         case 0x53:
             return LIBDRIVE2_BUSY;  // medium removal prevented
         default:
-            return LIBDRIVE2_BAD_ARGUMENT;
+            return LIBDRIVE2_BAD_ARGUMENT;  // 21 among them: logical block address out of range
     }
 }
 

@@ -1,5 +1,9 @@
 #include "libDrive2/drives/MmcMedia.h"
 
+#include <algorithm>
+#include <array>
+#include <iterator>
+
 #include "libDrive2/DriveTypes.h"
 #include "libDrive2/commands/MmcCommands.h"
 
@@ -14,40 +18,58 @@ constexpr double kSpeedDVD = 1385;
 constexpr double kSpeedBD = 4495.5;
 constexpr double kSpeedHDDVD = 4568;
 
-bool isWriteOnce(std::uint16_t profile) {
-    switch (profile) {
-        case kProfileCDR:
-        case kProfileDVDRSequential:
-        case kProfileDVDRDualLayerSequential:
-        case kProfileDVDRDualLayerJump:
-        case kProfileDVDDownload:
-        case kProfileDVDPlusR:
-        case kProfileDVDPlusRDualLayer:
-        case kProfileBDRSequential:
-        case kProfileBDRRandom:
-        case kProfileHDDVDR:
-        case kProfileHDDVDRDualLayer:
-            return true;
-        default:
-            return false;
-    }
+struct Row {
+    std::uint16_t profile;
+    MediaKind kind;
+    std::array<std::uint8_t, 3> formats{};
+    std::size_t formatCount = 0;
+};
+
+constexpr MediaKind kCD{kMediaCD, false, kSpeedCD}, kCDOnce{kMediaCD, true, kSpeedCD};
+constexpr MediaKind kDVD{kMediaDVD, false, kSpeedDVD}, kDVDOnce{kMediaDVD, true, kSpeedDVD};
+constexpr MediaKind kDVDRAM{kMediaDVD | kMediaDVDRAM, false, kSpeedDVD};
+constexpr MediaKind kBD{kMediaBD, false, kSpeedBD}, kBDOnce{kMediaBD, true, kSpeedBD};
+constexpr MediaKind kHDDVD{kMediaHDDVD, false, kSpeedHDDVD}, kHDDVDOnce{kMediaHDDVD, true, kSpeedHDDVD};
+
+constexpr Row kRows[] = {
+    {kProfileCDROM, kCD},
+    {kProfileCDR, kCDOnce},
+    {kProfileCDRW, kCD, {kFormatFullPackets}, 1},
+    {kProfileDVDROM, kDVD},
+    {kProfileDVDRSequential, kDVDOnce},
+    {kProfileDVDRAM, kDVDRAM, {kFormatFull}, 1},
+    {kProfileDVDRWRestrictedOverwrite, kDVD, {kFormatFull, kFormatFullPackets}, 2},
+    {kProfileDVDRWSequential, kDVD, {kFormatFull, kFormatFullPackets}, 2},
+    {kProfileDVDRDualLayerSequential, kDVDOnce},
+    {kProfileDVDRDualLayerJump, kDVDOnce},
+    {kProfileDVDRWDualLayer, kDVD, {kFormatFull, kFormatFullPackets}, 2},
+    {kProfileDVDDownload, kDVDOnce},
+    {kProfileDVDPlusRW, kDVD, {kFormatDvdPlusRw}, 1},
+    {kProfileDVDPlusR, kDVDOnce},
+    {kProfileDVDPlusRWDualLayer, kDVD, {kFormatDvdPlusRw}, 1},
+    {kProfileDVDPlusRDualLayer, kDVDOnce},
+    {kProfileBDROM, kBD},
+    {kProfileBDRSequential, kBDOnce},
+    {kProfileBDRRandom, kBDOnce},
+    {kProfileBDRE, kBD, {kFormatFull, kFormatBdReSpares, kFormatBdReNoSpares}, 3},
+    {kProfileHDDVDROM, kHDDVD},
+    {kProfileHDDVDR, kHDDVDOnce},
+    {kProfileHDDVDRAM, kHDDVD, {kFormatFull}, 1},
+    {kProfileHDDVDRW, kHDDVD, {kFormatFull}, 1},
+    {kProfileHDDVDRDualLayer, kHDDVDOnce},
+    {kProfileHDDVDRWDualLayer, kHDDVD},
+};
+
+const Row& rowOf(std::uint16_t profile) {
+    static constexpr Row kUnknown{};
+    const auto* const row = std::ranges::find(kRows, profile, &Row::profile);
+    return row != std::end(kRows) ? *row : kUnknown;
 }
 
 }  // namespace
 
 MediaKind mediaKind(std::uint16_t profile) {
-    const bool once = isWriteOnce(profile);
-    if (profile >= kProfileCDROM && profile <= kProfileCDRW)
-        return {kMediaCD, once, kSpeedCD};
-    if (profile == kProfileDVDRAM)
-        return {kMediaDVD | kMediaDVDRAM, once, kSpeedDVD};
-    if (profile >= kProfileDVDROM && profile <= kProfileDVDPlusRDualLayer)
-        return {kMediaDVD, once, kSpeedDVD};
-    if (profile >= kProfileBDROM && profile <= kProfileBDRE)
-        return {kMediaBD, once, kSpeedBD};
-    if (profile >= kProfileHDDVDROM && profile <= kProfileHDDVDRWDualLayer)
-        return {kMediaHDDVD, once, kSpeedHDDVD};
-    return {};
+    return rowOf(profile).kind;
 }
 
 std::uint64_t sectorsBetweenSessions(std::uint16_t profile) {
@@ -60,26 +82,8 @@ std::uint64_t sectorsBetweenSessions(std::uint16_t profile) {
     return (family & kMediaCD) != 0 ? kOfCDs : (family & kMediaBD) != 0 ? kOfBDs : kOfDVDs;
 }
 
-std::vector<std::uint8_t> formatTypes(std::uint16_t profile) {
-    switch (profile) {
-        case kProfileCDRW:
-            return {kFormatFullPackets};
-        case kProfileDVDRWRestrictedOverwrite:
-        case kProfileDVDRWSequential:
-        case kProfileDVDRWDualLayer:
-            return {kFormatFull, kFormatFullPackets};
-        case kProfileDVDPlusRW:
-        case kProfileDVDPlusRWDualLayer:
-            return {kFormatDvdPlusRw};
-        case kProfileBDRE:
-            return {kFormatFull, kFormatBdReSpares, kFormatBdReNoSpares};
-        case kProfileDVDRAM:
-        case kProfileHDDVDRAM:
-        case kProfileHDDVDRW:
-            return {kFormatFull};
-        default:
-            return {};
-    }
+std::span<const std::uint8_t> formatTypes(std::uint16_t profile) {
+    return std::span(rowOf(profile).formats).first(rowOf(profile).formatCount);
 }
 
 }  // namespace libDrive2::mmc

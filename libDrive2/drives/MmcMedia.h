@@ -1,7 +1,7 @@
 #pragma once
 
 #include <cstdint>
-#include <vector>
+#include <span>
 
 #include "libDrive2/MmcTypes.h"
 
@@ -19,6 +19,6 @@ MediaKind mediaKind(std::uint16_t profile);
 std::uint64_t sectorsBetweenSessions(std::uint16_t profile);
 
 /// The types of FORMAT UNIT that format the whole of such media, the preferred one first.
-std::vector<std::uint8_t> formatTypes(std::uint16_t profile);
+std::span<const std::uint8_t> formatTypes(std::uint16_t profile);
 
 }  // namespace libDrive2::mmc

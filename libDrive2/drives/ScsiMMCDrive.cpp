@@ -28,7 +28,8 @@ constexpr std::uint64_t kLbaLimit = std::uint64_t{1} << 32;
 
 }  // namespace
 
-ScsiMMCDrive::ScsiMMCDrive(SharedScsiPassThrough passThrough) : ScsiDrive(std::move(passThrough)) {
+ScsiMMCDrive::ScsiMMCDrive(SharedScsiPassThrough passThrough, std::uint32_t family)
+    : ScsiDrive(std::move(passThrough)), m_family(family) {
     (void)ScsiMMCDrive::doQueryMediumInfo();
 }
 
@@ -75,7 +76,8 @@ bool ScsiMMCDrive::isMediaCorrect() {
 }
 
 bool ScsiMMCDrive::takesProfile(_MMC_PROFILES profile) {
-    return mmc::mediaKind(profile).capabilities != 0;
+    const std::uint32_t capabilities = mmc::mediaKind(profile).capabilities;
+    return (m_family == 0 ? capabilities : capabilities & m_family) != 0;
 }
 
 LIBDRIVE2_MEDIA_STATE ScsiMMCDrive::mediaState() {

@@ -1,80 +1,71 @@
 #include "libDrive2/linux/ErrnoError.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <iterator>
 #include <system_error>
 #include <utility>
 
 namespace libDrive2 {
 
-_LIBDRIVE2_ERROR_TYPES errorTypeOf(int errnoValue) {
-    switch (errnoValue) {
-        case 0:
-            return LIBDRIVE2_NO_ERROR;
-        // The block layer gives ENODATA for a medium error that it can tell apart, EIO for the rest.
-        case EIO:
-        case ENODATA:
-            return LIBDRIVE2_MEDIA_ERROR;
-        case EREMOTEIO:
-            return LIBDRIVE2_DRIVE_ERROR;
-        case EILSEQ:
-        case ENOLINK:
-        case ECOMM:
-        case EPROTO:
-            return LIBDRIVE2_LINK_ERROR;
-        case ETIMEDOUT:
-        case ETIME:
-            return LIBDRIVE2_TIMEOUT;
-        case EBUSY:
-        case EAGAIN:
-        case EBADE:
-            return LIBDRIVE2_BUSY;
-        case EROFS:
-        case EPERM:
-            return LIBDRIVE2_WRITE_PROTECTED_DEVICE;
-        case EOPNOTSUPP:
-        case ENOTTY:
-        case ENOSYS:
-            return LIBDRIVE2_NOT_SUPPORTED;
-        case EINVAL:
-        case EFAULT:
-        case EBADF:
-            return LIBDRIVE2_BAD_ARGUMENT;
-        // ENOSPC, EDQUOT and EFBIG too: no sector is bad, and other than with write protection, some of a
-        // transfer may have been written.
-        default:
-            return LIBDRIVE2_NO_ACCESS;
-    }
-}
-
 namespace {
 
+/// The block layer gives ENODATA for a medium error that it can tell apart, EIO for the rest.
+constexpr std::pair<int, _LIBDRIVE2_ERROR_TYPES> kTypes[] = {
+    {0, LIBDRIVE2_NO_ERROR},
+    {EIO, LIBDRIVE2_MEDIA_ERROR},
+    {ENODATA, LIBDRIVE2_MEDIA_ERROR},
+    {EREMOTEIO, LIBDRIVE2_DRIVE_ERROR},
+    {EILSEQ, LIBDRIVE2_LINK_ERROR},
+    {ENOLINK, LIBDRIVE2_LINK_ERROR},
+    {ECOMM, LIBDRIVE2_LINK_ERROR},
+    {EPROTO, LIBDRIVE2_LINK_ERROR},
+    {ETIMEDOUT, LIBDRIVE2_TIMEOUT},
+    {ETIME, LIBDRIVE2_TIMEOUT},
+    {EBUSY, LIBDRIVE2_BUSY},
+    {EAGAIN, LIBDRIVE2_BUSY},
+    {EBADE, LIBDRIVE2_BUSY},
+    {EROFS, LIBDRIVE2_WRITE_PROTECTED_DEVICE},
+    {EPERM, LIBDRIVE2_WRITE_PROTECTED_DEVICE},
+    {EOPNOTSUPP, LIBDRIVE2_NOT_SUPPORTED},
+    {ENOTTY, LIBDRIVE2_NOT_SUPPORTED},
+    {ENOSYS, LIBDRIVE2_NOT_SUPPORTED},
+    {EINVAL, LIBDRIVE2_BAD_ARGUMENT},
+    {EFAULT, LIBDRIVE2_BAD_ARGUMENT},
+    {EBADF, LIBDRIVE2_BAD_ARGUMENT},
+};
+
 /// What is behind it and what to do, where that is known.
-const char* adviceOn(int errnoValue) {
-    switch (errnoValue) {
-        case ENOSPC:
-            return "; there is no room left where it is stored: make room there, in its file system or pool";
-        case EDQUOT:
-            return "; the quota of the file system that it is stored on is used up: make room there";
-        case EFBIG:
-            return "; it may not grow that far: raise the limit of file sizes (ulimit -f), or store it on a "
-                   "file system for larger files";
-        case EROFS:
-            return "; it is write-protected, or what it is stored on is mounted read-only";
-        case EPERM:
-            return "; the system forbids it: it may be set immutable, sealed or read-only";
-        case EACCES:
-            return "; run as root or get the right to open it, unless it is set read-only";
-        default:
-            return "";
-    }
+constexpr std::pair<int, const char*> kAdvice[] = {
+    {ENOSPC, "; there is no room left where it is stored: make room there, in its file system or pool"},
+    {EDQUOT, "; the quota of the file system that it is stored on is used up: make room there"},
+    {EFBIG,
+     "; it may not grow that far: raise the limit of file sizes (ulimit -f), or store it on a file system "
+     "for larger files"},
+    {EROFS, "; it is write-protected, or what it is stored on is mounted read-only"},
+    {EPERM, "; the system forbids it: it may be set immutable, sealed or read-only"},
+    {EACCES, "; run as root or get the right to open it, unless it is set read-only"},
+};
+
+template <class Meaning, std::size_t Count>
+Meaning meaningOf(int errnoValue, const std::pair<int, Meaning> (&table)[Count], Meaning otherwise) {
+    const auto* const row = std::ranges::find(table, errnoValue, &std::pair<int, Meaning>::first);
+    return row != std::end(table) ? row->second : otherwise;
 }
 
 }  // namespace
 
+/// ENOSPC, EDQUOT and EFBIG are among the rest: no sector is bad, and other than with write protection, some
+/// of a transfer may have been written.
+_LIBDRIVE2_ERROR_TYPES errorTypeOf(int errnoValue) {
+    return meaningOf(errnoValue, kTypes, LIBDRIVE2_NO_ACCESS);
+}
+
 DeviceStatus errnoStatus(int errnoValue) {
     if (errnoValue == 0)
         return {};
-    return {errorTypeOf(errnoValue), std::system_category().message(errnoValue) + adviceOn(errnoValue)};
+    return {errorTypeOf(errnoValue),
+            std::system_category().message(errnoValue) + meaningOf(errnoValue, kAdvice, "")};
 }
 
 }  // namespace libDrive2

@@ -47,6 +47,20 @@ std::vector<std::uint8_t> encodeDescriptors(SimSense sense, std::optional<std::u
     return bytes;
 }
 
+struct SenseRow {
+    SimFault fault;
+    SimSense sense;
+    bool namesSector = false;
+};
+
+/// The others are met before a command begins.
+constexpr SenseRow kSenses[] = {
+    {SimFault::recovered, {0x1, 0x18, 0x00}, true},  {SimFault::noMedium, kNoMedium},
+    {SimFault::locked, {0x7, 0x74, 0x71}},           {SimFault::beyondEnd, {0x5, 0x21, 0x00}},
+    {SimFault::writeProtected, {0x7, 0x27, 0x00}},   {SimFault::unreadable, {0x3, 0x11, 0x00}, true},
+    {SimFault::unwritable, {0x3, 0x0C, 0x00}, true}, {SimFault::unseekable, {0x4, 0x15, 0x01}, true},
+};
+
 }  // namespace
 
 std::vector<std::uint8_t> encodeSense(SimSense sense, std::optional<std::uint64_t> lba, bool descriptor) {
@@ -94,28 +108,9 @@ void SimScsiCommand::fail(SimSense sense, std::optional<std::uint64_t> lba) {
 }
 
 void SimScsiCommand::finish(const SimOutcome& outcome) {
-    switch (outcome.fault) {
-        case SimFault::none:
-        case SimFault::gone:  // these two are met before a command begins
-        case SimFault::busy:
-            return;
-        case SimFault::recovered:
-            return fail({0x1, 0x18, 0x00}, outcome.lba);
-        case SimFault::noMedium:
-            return fail(kNoMedium);
-        case SimFault::locked:
-            return fail({0x7, 0x74, 0x71});
-        case SimFault::beyondEnd:
-            return fail({0x5, 0x21, 0x00});
-        case SimFault::writeProtected:
-            return fail({0x7, 0x27, 0x00});
-        case SimFault::unreadable:
-            return fail({0x3, 0x11, 0x00}, outcome.lba);
-        case SimFault::unwritable:
-            return fail({0x3, 0x0C, 0x00}, outcome.lba);
-        case SimFault::unseekable:
-            return fail({0x4, 0x15, 0x01}, outcome.lba);
-    }
+    const auto* const row = std::ranges::find(kSenses, outcome.fault, &SenseRow::fault);
+    if (row != std::end(kSenses))
+        fail(row->sense, row->namesSector ? std::optional(outcome.lba) : std::nullopt);
 }
 
 }  // namespace libDrive2
