@@ -51,9 +51,9 @@ public:
     bool setReadWriteSpeed(const zel_write_speed_desc_t& descriptor);
     /// A speed as a multiple of the loaded medium's 1x, such as "16.0"; "0.0" when that is unknown.
     zel::String writeSpeedMultiplier(std::uint32_t kilobytesPerSecond);
-    /// Reads from now on come from the medium, not from the drive's cache; false when the drive refuses that,
-    /// and then they come from where they did. `lba` is a sector that can be read.
-    bool readFromMedium(std::uint64_t lba);
+    /// Reads from now on come from the medium, not from the drive's cache. Of a drive that refuses such reads
+    /// they come from where they did, which is logged.
+    void readFromMedium() { m_forcesUnitAccess = true; }
     /// Blocks until the drive is ready again after writing, polling at the interval; false at the timeout.
     bool waitForWrite(std::uint32_t timeoutMs, std::uint32_t intervalMs);
     /// `immediate` returns before the cache is empty: wait for the drive then. A count that one command

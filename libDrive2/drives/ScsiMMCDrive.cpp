@@ -11,6 +11,7 @@
 #include "libDrive2/drives/TransferPieces.h"
 #include "zel/Clock.h"
 #include "zel/Format.h"
+#include "zel/Log.h"
 
 namespace libDrive2 {
 
@@ -146,19 +147,17 @@ std::uint16_t ScsiMMCDrive::getOptimalRd(std::uint16_t limit) {
 }
 
 _LIBDRIVE2_ERROR_TYPES ScsiMMCDrive::doReadSector(std::uint64_t lba, std::uint32_t count, void* buffer,
-                                                  std::uint32_t /*bufferBytes*/) {
-    return transfer({"reading", lba, count}, static_cast<std::uint8_t*>(buffer), cut(),
-                    [this](std::uint64_t at, std::uint32_t sectors) {
-                        return scsi::read(at, sectors, m_forcesUnitAccess);
-                    });
-}
-
-bool ScsiMMCDrive::readFromMedium(std::uint64_t lba) {
-    std::vector<std::uint8_t> sector(m_sectorBytes);
-    m_forcesUnitAccess = true;
-    const auto error = doReadSector(lba, 1, sector.data(), m_sectorBytes);
-    m_forcesUnitAccess = error != LIBDRIVE2_NOT_SUPPORTED && error != LIBDRIVE2_BAD_ARGUMENT;
-    return m_forcesUnitAccess;
+                                                  std::uint32_t bufferBytes) {
+    const auto error = transfer({"reading", lba, count}, static_cast<std::uint8_t*>(buffer), cut(),
+                                [this](std::uint64_t at, std::uint32_t sectors) {
+                                    return scsi::read(at, sectors, m_forcesUnitAccess);
+                                });
+    if (error != LIBDRIVE2_NOT_SUPPORTED || !m_forcesUnitAccess)
+        return error;
+    zel::LogFactory::createLogger("libDrive2.ScsiMMCDrive")
+        .line(3, "the drive refuses reads that come from the medium alone; it may answer from its cache");
+    m_forcesUnitAccess = false;
+    return doReadSector(lba, count, buffer, bufferBytes);
 }
 
 _LIBDRIVE2_ERROR_TYPES ScsiMMCDrive::doReadStreaming(std::uint64_t lba, std::uint32_t count, void* buffer,

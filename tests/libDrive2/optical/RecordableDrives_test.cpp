@@ -66,8 +66,7 @@ TEST(RecordableDrives, SendWhatSequentialMediaNeed) {
     records<CDRecordableDrive>("000A", {{"51", {disc("02")}}, {"00", {"", "!020407", "!062800", ""}}}, 0, 32,
                                kPage + "41C408 event3 A111 event5 ", kClosed1);
     records<CDRecordableDrive>("000A", {{"51", {disc("01")}}}, 0, 32, kPage + "41C408 event5 ", kClosed1);
-    records<DVDMinusDrive>("0011", {{"5200", {track("01", "20", "00000010", "00000040")}}}, 16, 16,
-                           kPage + "60C50810 event5 ", kClosed1);
+    records<DVDMinusDrive>("0011", {}, 0, 16, kPage + "60C50810 event5 ", kClosed1);
     records<DVDMinusDrive>("0014", {{"51", {disc("02")}}}, 0, 16, kPage + "60C50810 event3 A110 event5 ",
                            kClosed1);
     // A DVD-RW that takes no increments was blanked in a hurry; a blank one that does is written as it is.

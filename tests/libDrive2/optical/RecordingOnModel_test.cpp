@@ -136,7 +136,7 @@ TEST_F(RecordingOnModel, EveryMediumInEveryState) {
         "dvd+r-dl,state=appendable ok|dvd+r-dl,state=closed free|dvdram ok|dvdram,state=unformatted ok|"
         "bdr ok|bdr,state=appendable ok|bdr,state=closed free|bdr-random ok|bdre ok|"
         "bdre,state=unformatted ok|cdr,wp write 6|cdrw,state=closed,wp prepare 3|cdrw-ow,wp prepare 3|"
-        "dvdr,wp reserve|dvdr-dl-lj,wp reserve|dvdrw-ow,wp write 6|dvd+r,wp write 6|dvd+rw,wp write 6|"
+        "dvdr,wp write 6|dvdr-dl-lj,wp write 6|dvdrw-ow,wp write 6|dvd+r,wp write 6|dvd+rw,wp write 6|"
         "dvd+rw,state=unformatted,wp prepare 3|dvdram,wp write 6|bdr,wp write 6|bdre,wp write 6");
     for (std::string row; std::getline(rows, row, '|');) {
         const std::string keys = "media=" + row.substr(0, row.find(' ')) + ",sectors=8192";
