@@ -163,8 +163,9 @@ TEST_F(OpticalModel, HasTheFaultsAndTheImageOfItsLocator) {
     EXPECT_TRUE(block->read(3 * kSector, data.data(), kSector).ok());
     EXPECT_EQ(data, Bytes(kSector, 'i'));
     zel::String ignored;
-    for (const char* keys : {"media=cdr,image=x", "state=blank", "media=cdr,sectors=100", "media=dvd",
-                             "tray=maybe", "sector-size=2048", "media=cdrom,bad=333000"})
+    for (const char* keys :
+         {"media=cdr,image=x", "state=blank", "media=cdr,sectors=100", "media=dvd", "tray=maybe",
+          "performance=fast", "strict=yes", "sector-size=2048", "media=cdrom,bad=333000"})
         EXPECT_FALSE(parseSimLocator(std::string("sim:optical,") + keys, ignored)) << keys;
 }
 
