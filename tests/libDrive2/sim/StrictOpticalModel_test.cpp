@@ -109,9 +109,9 @@ TEST_F(StrictOpticalModel, ClosesTracksBeforeSessions) {
         EXPECT_EQ(isCurrent(0x10), true);
     }
     openStrict("dvdr");
-    check({reserve(16), "", write(0), "", closeSession(), "5/72/04", run({0x35}), ""});
+    check({reserve(16), "", write(0), "", closeSession(), "5/72/04", run({0x35}), "", write(16), ""});
     const auto before = time.clock.now();
-    expectTime(closeTrack(1), "", 5s, 4080, before);
+    expectTime(closeTrack(1), "", 5s, 16 + 4064, before);
     check({run({0x5B, 1, 2}), "", run({0}), "2/04/08"});
 }
 
