@@ -41,6 +41,15 @@ public:
         return found;
     }
 
+    /// Whether all of [lba, lba + count) belongs to the set.
+    [[nodiscard]] bool holds(std::uint64_t lba, std::uint64_t count) const {
+        const std::uint64_t end = lba + count;
+        for (const SectorRange& range : m_ranges)
+            if (range.first <= lba && range.last >= lba)
+                lba = range.last + 1;
+        return lba >= end;
+    }
+
 private:
     std::vector<SectorRange> m_ranges;
 };

@@ -141,11 +141,6 @@ bool parseTray(const std::string& text, SimOptions& options) {
     return text == "no" || text == "yes";
 }
 
-bool parsePerformance(const std::string& text, SimOptions& options) {
-    options.optical.performance = false;
-    return text == "none";
-}
-
 bool takeText(const std::string& text, std::string& value) {
     value = text;
     return !text.empty();
@@ -190,7 +185,9 @@ constexpr std::array kKeys = {
     Key{"state", "blank|appendable|closed|unformatted", "blank, appendable, closed or unformatted",
         [](auto& v, auto& o) { return o.optical.parseState(v); }, kOpticalOnly},
     Key{"tray", "yes|no", "yes or no", parseTray, kOpticalOnly},
-    Key{"performance", "none", "none", parsePerformance, kOpticalOnly},
+    Key{"performance", "none|nominal", "none or nominal",
+        [](auto& v, auto& o) { return o.optical.parsePerformance(v); }, kOpticalOnly},
+    Key{"strict", nullptr, nullptr, [](auto&, auto& o) { return o.optical.strict = true; }, kOpticalOnly},
     Key{"temperature", "N", "degrees Celsius from 0 to 200", parseTemperature, kWithTemperature},
     Key{"sense", "fixed|descriptor", "fixed or descriptor", parseSense, kWithSense},
     Key{"wp", nullptr, nullptr, [](auto&, auto& o) { return o.writeProtected = true; }},
@@ -325,17 +322,20 @@ std::string checkSize(const SimOptions& options) {
 
 zel::String describeSimLocators() {
     HelpText help;
+    const auto add = [&help](const Key& key) {
+        help.add(std::string(key.name) + (key.hint != nullptr ? std::string("=") + key.hint : ""));
+    };
     help.begin("Kinds:");
     for (const SimKindTraits& kind : kSimKinds)
         help.add(std::string(kind.name));
     help.begin("Keys:");
     for (const Key& key : kKeys)
         if (key.kinds != kOpticalOnly)
-            help.add(std::string(key.name) + (key.hint != nullptr ? std::string("=") + key.hint : ""));
+            add(key);
     help.begin("Of optical ones:");
     for (const Key& key : kKeys)
         if (key.kinds == kOpticalOnly)
-            help.add(std::string(key.name) + "=" + key.hint);
+            add(key);
     help.begin("Media (of others than optical ones: none disk disk:SECTORS): none");
     for (const OpticalMediaType& type : opticalMediaTypes())
         help.add(std::string(type.name));

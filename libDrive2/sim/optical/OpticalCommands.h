@@ -13,11 +13,18 @@ using Handler = void(OpticalUnit& unit, OpticalCommand& command);
 Handler testUnitReady, requestSense, inquiry, modeSense, modeSelect, startStopUnit, preventAllowMediumRemoval;
 Handler getEventStatusNotification, setCdSpeed, setStreaming;
 // OpticalTransfers.cpp: sectors.
-Handler readCapacity, readSectors, writeSectors, verifySectors, seekSector, synchronizeCache;
-// OpticalRecording.cpp: tracks, sessions and formats.
-Handler reserveTrack, closeTrackSession, blankDisc, formatUnit, readFormatCapacities;
+Handler readCapacity, readSectors, verifySectors, seekSector;
+// OpticalWriting.cpp: sectors that are written.
+Handler writeSectors, synchronizeCache;
+// OpticalRecording.cpp: tracks and sessions.
+Handler reserveTrack, closeTrackSession;
+// OpticalFormatting.cpp: media as a whole.
+Handler blankDisc, formatUnit, readFormatCapacities;
 // OpticalReports.cpp: what the drive and the medium are.
 Handler getConfiguration, getPerformance, readDiscInformation, readDiscStructure;
 Handler readTrackInformation, readToc;
+
+/// Whether a strict drive goes on with a track as the write parameters say; null for a new one.
+OpticalRefusal checkWriteMode(const OpticalUnit& unit, const OpticalTrack* track);
 
 }  // namespace libDrive2::optical

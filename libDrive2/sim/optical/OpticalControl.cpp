@@ -154,23 +154,25 @@ void setCdSpeed(OpticalUnit& unit, OpticalCommand& command) {
 
 void setStreaming(OpticalUnit& unit, OpticalCommand& command) {
     constexpr std::size_t kDescriptorBytes = 28;
-    constexpr SimSense kInvalidParameter{0x5, 0x26, 0x00};
     constexpr std::uint8_t kRestoreDefaults = 0x04;
     const std::span<const std::uint8_t> list = parameterList(command, command.field(9, 2));
     if (command.byte(8) != 0)
         return command.fail(kInvalidField);
     if (list.size() != kDescriptorBytes)
         return command.fail(kParameterListLength);
-    if (getBigEndian(&list[4], 4) > getBigEndian(&list[8], 4))
+    const bool restores = (list[0] & kRestoreDefaults) != 0;
+    const std::uint64_t last = getBigEndian(&list[8], 4);
+    const bool hasTimes = getBigEndian(&list[16], 4) != 0 && getBigEndian(&list[24], 4) != 0;
+    const bool isStrange = !restores && (last >= unit.tray.disc()->capacity() || !hasTimes);
+    if (getBigEndian(&list[4], 4) > last || (unit.isStrict() && isStrange))
         return command.fail(kInvalidParameter);
     // KB in so many milliseconds.
-    const auto speed = [&list](std::size_t at) {
+    const auto speed = [&list, restores](std::size_t at) {
         const std::uint64_t perSecond = getBigEndian(&list[at], 4) * 1000;
         const std::uint64_t milliseconds = getBigEndian(&list[at + 4], 4);
-        const bool isDefault = (list[0] & kRestoreDefaults) != 0 || milliseconds == 0;
-        return isDefault ? std::numeric_limits<std::uint32_t>::max()
-                         : static_cast<std::uint32_t>(
-                               std::min<std::uint64_t>(perSecond / milliseconds, 0xFFFFFFFF));
+        return restores || milliseconds == 0 ? std::numeric_limits<std::uint32_t>::max()
+                                             : static_cast<std::uint32_t>(std::min<std::uint64_t>(
+                                                   perSecond / milliseconds, 0xFFFFFFFF));
     };
     unit.speeds.chooseRead(speed(12));
     unit.speeds.chooseWrite(speed(20));

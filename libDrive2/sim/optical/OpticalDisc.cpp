@@ -9,6 +9,7 @@ namespace {
 constexpr SimSense kWriteProtected{0x7, 0x27, 0x00};
 constexpr SimSense kNotFormatted{0x3, 0x31, 0x00};
 constexpr SimSense kCannotReadMedium{0x5, 0x30, 0x02};
+constexpr SimSense kBlankCheck{0x8, 0x00, 0x00};
 
 // CD recording in packets (MMC-6): seven sectors of each link it to its neighbours.
 constexpr std::uint32_t kPacketSectors = 32;
@@ -45,6 +46,8 @@ OpticalDisc::OpticalDisc(const OpticalMediaType& type, const SimOptions& options
       m_capacity(capacityOf(type, options)),
       m_tracks(type, m_capacity),
       m_contents(contentsOf(type, options), std::move(image)),
+      m_strict(options.optical.strict),
+      m_quicklyBlanked(m_strict && options.optical.state == OpticalState::usual),
       m_writeProtected(options.writeProtected) {
     const OpticalState wanted = options.optical.state;
     const OpticalState state = type.canBeMade(wanted) ? wanted : OpticalState::usual;
@@ -55,6 +58,8 @@ OpticalDisc::OpticalDisc(const OpticalMediaType& type, const SimOptions& options
     else if (state == OpticalState::closed)
         m_tracks.record(m_capacity, true);
     m_formatted = state != OpticalState::unformatted;
+    if (m_formatted)
+        m_background = BackgroundFormat(BackgroundFormat::Status::complete);
 }
 
 std::uint32_t OpticalDisc::capacityAs(const OpticalMediaType& type) const {
@@ -70,8 +75,17 @@ std::uint32_t OpticalDisc::readableSectors() const {
     return m_formatted ? m_tracks.recordedEnd() : 0;
 }
 
+std::uint32_t OpticalDisc::toldSectors() const {
+    return m_strict && isSequential() ? m_tracks.closedEnd() : readableSectors();
+}
+
 OpticalRefusal OpticalDisc::checkRead(std::uint64_t lba, std::uint64_t count) const {
-    return m_formatted ? m_tracks.checkRead(lba, count) : OpticalRefusal(kCannotReadMedium);
+    if (!m_formatted)
+        return kCannotReadMedium;
+    const OpticalRefusal refusal = m_tracks.checkRead(lba, count);
+    const bool isBlank =
+        m_strict && m_type->writing == OpticalWriting::random && !m_writtenOnce.holds(lba, count);
+    return refusal || !isBlank ? refusal : OpticalRefusal(kBlankCheck);
 }
 
 OpticalRefusal OpticalDisc::checkWrite(std::uint64_t lba, std::uint64_t count) const {
@@ -91,6 +105,20 @@ OpticalRefusal OpticalDisc::checkWrite(std::uint64_t lba, std::uint64_t count) c
     if ((m_type->needsWholeBlocks() && !isWhole) || m_writtenOnce.findFirst(lba, count, hit))
         return kInvalidWriteAddress;
     return std::nullopt;
+}
+
+SimOutcome OpticalDisc::read(std::uint64_t lba, std::uint32_t count, std::uint8_t* buffer) {
+    std::uint64_t hit = 0;
+    if (!m_spoilt.findFirst(lba, count, hit))
+        return m_contents.read(lba, count, buffer);
+    const SimOutcome before = m_contents.read(lba, static_cast<std::uint32_t>(hit - lba), buffer);
+    return before.ok() ? SimOutcome{SimFault::unreadable, hit} : before;
+}
+
+SimOutcome OpticalDisc::verify(std::uint64_t lba, std::uint32_t count) {
+    std::uint64_t hit = 0;
+    return m_spoilt.findFirst(lba, count, hit) ? SimOutcome{SimFault::unreadable, hit}
+                                               : m_contents.verify(lba, count);
 }
 
 SimOutcome OpticalDisc::write(std::uint64_t lba, std::uint32_t count, const std::uint8_t* buffer, bool test) {
@@ -116,6 +144,11 @@ void OpticalDisc::endTest() {
     if (m_beforeTest)
         m_tracks = *m_beforeTest;
     m_beforeTest.reset();
+}
+
+void OpticalDisc::spoil(std::uint64_t lba, std::uint32_t count) {
+    if (isSequential() || m_type->writing == OpticalWriting::random)
+        m_spoilt.add({lba, lba + count - 1});
 }
 
 void OpticalDisc::synchronize() {
@@ -148,10 +181,10 @@ OpticalRefusal OpticalDisc::closeSession(bool last) {
     endTest();
     const OpticalRefusal refusal = checkRecording();
     synchronize();
-    return refusal || isTest ? refusal : m_tracks.closeSession(last);
+    return refusal || isTest ? refusal : m_tracks.closeSession(last, m_strict);
 }
 
-OpticalRefusal OpticalDisc::blank() {
+OpticalRefusal OpticalDisc::blank(bool minimal) {
     if (!m_type->erasable || !(isSequential() || m_type->needsWholeBlocks()))
         return kCannotWriteMedium;
     if (m_writeProtected)
@@ -159,6 +192,8 @@ OpticalRefusal OpticalDisc::blank() {
     if (m_type->needsWholeBlocks())
         m_type = findOpticalMedia(m_type->isCd() ? "cdrw" : "dvdrw");
     m_tracks = OpticalTracks(*m_type, m_capacity);
+    m_quicklyBlanked = m_strict && minimal;
+    m_spoilt = {};
     m_beforeTest.reset();
     m_dirty = false;
     return std::nullopt;
@@ -170,6 +205,8 @@ OpticalRefusal OpticalDisc::format(const OpticalMediaType& type, std::uint32_t s
     m_type = &type;
     m_tracks = isSequential() ? OpticalTracks(*m_type, m_capacity) : OpticalTracks::pressed(*m_type, sectors);
     m_writtenOnce = {};
+    m_spoilt = {};
+    m_background = BackgroundFormat(BackgroundFormat::Status::complete);
     m_beforeTest.reset();
     m_formatted = true;
     m_dirty = false;

@@ -79,8 +79,11 @@ void OpticalDrive::answer(const ScsiRequest& request, ScsiResponse& response) {
         return command.fail(kInvalidOpcode);
     if (request.cdbBytes != command.opcodeBytes() && request.cdbBytes != kPacketBytes)
         return command.fail(kInvalidField);
+    const zel::Stopwatch watch;
     if ((traits & kMedium) == 0 || command.accept(m_unit.tray.notReady()))
         entry->handler(m_unit, command);
+    if (m_unit.isStrict() && watch.elapsed() > command.timeout())
+        command.expire();
     m_unit.update();
 }
 

@@ -32,6 +32,9 @@ struct Feature {
     void (*fill)(Bytes& data, const OpticalUnit& unit) = nullptr;
 };
 
+constexpr std::uint16_t kIncrementalStreaming = 0x0021;
+constexpr std::uint16_t kLayerJump = 0x0033;
+
 const Profiles kCds{0x08, 0x09, 0x0A};
 const Profiles kDvds{0x10, 0x11, 0x12, 0x13, 0x14, 0x15, 0x16, 0x17, 0x1A, 0x1B, 0x2A, 0x2B};
 const Profiles kBds{0x40, 0x41, 0x42, 0x43};
@@ -76,6 +79,12 @@ void fillRandomWritable(Bytes& data, const OpticalUnit& unit) {
     putBlocks(data, 4, unit);
 }
 
+void fillSpeeds(Bytes& data, const OpticalUnit& unit) {
+    constexpr std::uint8_t kWriteSpeeds = 0x02;
+    if (unit.options.optical.writeSpeeds)
+        data[0] |= kWriteSpeeds;
+}
+
 void fillSerial(Bytes& data, const OpticalUnit& unit) {
     data.assign(unit.options.serial.begin(), unit.options.serial.end());
     data.resize((data.size() + 3) / 4 * 4, ' ');
@@ -94,7 +103,7 @@ const std::vector<Feature>& features() {
         {0x001E, 2, When::medium, kCds, {0, 0, 0, 0}},
         {0x001F, 1, When::medium, kDvds, {1, 0, 1, 1}},
         {0x0020, 1, When::writable, kRandomWritables, Bytes(12), fillRandomWritable},
-        {0x0021, 3, When::inTracks, kStreamables, {0x01, 0x01, 0x03, 1, 16, 0, 0, 0}},
+        {kIncrementalStreaming, 3, When::inTracks, kStreamables, {0x01, 0x01, 0x03, 1, 16, 0, 0, 0}},
         {0x0023, 2, When::unprotected, kFormattables, Bytes(8)},
         {0x0024, 1, When::medium, {0x12, 0x41, 0x42, 0x43}, Bytes(4)},
         {0x0025, 0, When::writable, {0x42}, {0, 0, 0, 0, 0, 0, 1, 0}, fillRandomReadable},
@@ -104,7 +113,7 @@ const std::vector<Feature>& features() {
         {0x002C, 0, When::writable, {0x13}, {0x01, 0, 0, 0}},              // can be blanked
         {0x002D, 2, When::inTracks, {0x09, 0x0A}, {0x46, 0, 0x01, 0x00}},  // test write, CD-RW; mode 1
         {0x002F, 2, When::writable, {0x11, 0x13, 0x14, 0x15, 0x16, 0x17}, {0x4E, 0, 0, 0}},
-        {0x0033, 0, When::writable, {0x16}, {0, 0, 0, 1, 16, 0, 0, 0}},
+        {kLayerJump, 0, When::writable, {0x16}, {0, 0, 0, 1, 16, 0, 0, 0}},
         {0x0037, 0, When::writable, {0x0A}, {0, 0xFF, 0, 0}},
         {0x003A, 0, When::medium, {0x2A}, {1, 0, 0, 0}},
         {0x003B, 0, When::medium, {0x2B}, {1, 0, 0, 0}},
@@ -113,7 +122,7 @@ const std::vector<Feature>& features() {
         {0x0050, 0, When::medium, kHdDvds, {1, 0, 1, 0}},
         {0x0100, 0, When::always, {}, {}},
         {0x0105, 1, When::always, {}, Bytes(4)},
-        {0x0107, 4, When::medium, {}, {0x0F, 0, 0, 0}},  // SET CD SPEED, page 2Ah, write speeds, streaming
+        {0x0107, 4, When::medium, {}, {0x0D, 0, 0, 0}, fillSpeeds},  // SET CD SPEED, page 2Ah, streaming
         {0x0108, 0, When::always, {}, {}, fillSerial},
     };
     return kFeatures;
@@ -123,8 +132,11 @@ bool isCurrent(const Feature& feature, const OpticalUnit& unit) {
     const OpticalDisc* const disc = unit.tray.disc();
     if (feature.when == When::always)
         return true;
-    if (disc == nullptr)
+    if (disc == nullptr || (feature.code == kIncrementalStreaming && disc->isQuicklyBlanked()))
         return false;
+    // Some drives tell of jumping with all media of two layers that they record.
+    if (feature.code == kLayerJump && unit.isStrict() && disc->type().profile == 0x15)
+        return disc->isWritable();
     if (!feature.profiles.empty() && std::ranges::count(feature.profiles, disc->type().profile) == 0)
         return false;
     switch (feature.when) {
@@ -132,7 +144,7 @@ bool isCurrent(const Feature& feature, const OpticalUnit& unit) {
         case When::medium:
             return true;
         case When::readable:
-            return disc->readableSectors() != 0;
+            return disc->toldSectors() != 0;
         case When::writable:
             return disc->isWritable();
         case When::inTracks:

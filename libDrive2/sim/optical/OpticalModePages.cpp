@@ -17,7 +17,6 @@ constexpr std::uint8_t kAllPages = 0x3F;
 constexpr std::uint8_t kChangeableValues = 1;
 constexpr std::uint8_t kDefaultValues = 2;
 
-constexpr SimSense kInvalidParameter{0x5, 0x26, 0x00};
 constexpr SimSense kParameterListLength{0x5, 0x1A, 0x00};
 
 constexpr std::array<std::uint8_t, 12> kDefaultErrorPage{kErrorRecovery, 10, 0x00, 16};
@@ -29,7 +28,8 @@ void append(OpticalModePages::Page& pages, const Values& values) {
 
 }  // namespace
 
-OpticalModePages::OpticalModePages() : m_write(defaultWritePage(nullptr)), m_error(kDefaultErrorPage) {}
+OpticalModePages::OpticalModePages(bool strict)
+    : m_strict(strict), m_write(defaultWritePage(nullptr)), m_error(kDefaultErrorPage) {}
 
 void OpticalModePages::setMedium(const OpticalMediaType* type, bool isAnother) {
     m_type = type;
@@ -108,18 +108,18 @@ OpticalModePages::Page OpticalModePages::capabilities(const OpticalSpeeds& speed
 bool OpticalModePages::isWritePage(std::span<const std::uint8_t> page) const {
     constexpr std::uint8_t kMode1 = 8;
     constexpr std::uint8_t kMode2Form1 = 10;
-    const auto type = static_cast<WriteType>(page[2] & 0x0F);
-    const bool isTest = (page[2] & 0x10) != 0;
+    const OpticalWriteParameters asked(page);
+    if (m_strict && m_type != nullptr && !asked.areLegal(*m_type))
+        return false;
     if (m_type == nullptr || m_type->writing == OpticalWriting::none)
-        return type <= WriteType::sessionAtOnce;
-    if (m_type->isCd()) {
-        const std::uint8_t blockType = page[4] & 0x0F;
-        return type <= WriteType::sessionAtOnce && (blockType == kMode1 || blockType == kMode2Form1);
-    }
+        return asked.type <= WriteType::sessionAtOnce;
+    if (m_type->isCd())
+        return asked.type <= WriteType::sessionAtOnce &&
+               (asked.blockType == kMode1 || asked.blockType == kMode2Form1);
     if (m_type->isDvdMinus())
-        return type == WriteType::incremental || type == WriteType::sessionAtOnce ||
-               (type == WriteType::layerJump && m_type->jumpsLayers());
-    return !isTest;
+        return asked.type == WriteType::incremental || asked.type == WriteType::sessionAtOnce ||
+               (asked.type == WriteType::layerJump && m_type->jumpsLayers());
+    return !asked.test;
 }
 
 OpticalRefusal OpticalModePages::select(std::span<const std::uint8_t> pages) {

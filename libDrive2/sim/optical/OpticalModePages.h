@@ -6,6 +6,7 @@
 
 #include "libDrive2/sim/optical/OpticalSpeeds.h"
 #include "libDrive2/sim/optical/OpticalTracks.h"
+#include "libDrive2/sim/optical/OpticalWriteParameters.h"
 
 namespace libDrive2 {
 
@@ -16,21 +17,18 @@ class OpticalTray;
 class OpticalModePages {
 public:
     using Page = std::vector<std::uint8_t>;
-    enum class WriteType : std::uint8_t {
-        incremental = 0,
-        trackAtOnce = 1,
-        sessionAtOnce = 2,
-        layerJump = 4
-    };
+    using WriteType = OpticalWriteType;
 
-    OpticalModePages();
+    /// A strict drive takes no write parameters that do not fit the medium.
+    explicit OpticalModePages(bool strict);
     /// Another medium brings back the defaults of the write parameters, blanking and formatting do not.
     void setMedium(const OpticalMediaType* type, bool isAnother);
 
-    [[nodiscard]] WriteType writeType() const { return static_cast<WriteType>(m_write[2] & 0x0F); }
-    [[nodiscard]] bool isTestWrite() const { return (m_write[2] & 0x10) != 0; }
+    [[nodiscard]] OpticalWriteParameters parameters() const { return OpticalWriteParameters(m_write); }
+    [[nodiscard]] WriteType writeType() const { return parameters().type; }
+    [[nodiscard]] bool isTestWrite() const { return parameters().test; }
     /// Whether a session may follow the one that is closed next.
-    [[nodiscard]] bool isMultiSession() const { return m_write[3] >> 6 == 3; }
+    [[nodiscard]] bool isMultiSession() const { return parameters().multiSession == 3; }
 
     /// The pages with this code (3Fh: all), of current (0), changeable (1) or default (2) values; empty when
     /// the drive has no such page.
@@ -47,6 +45,7 @@ private:
     static Page capabilities(const OpticalSpeeds& speeds, const OpticalTray& tray);
     [[nodiscard]] bool isWritePage(std::span<const std::uint8_t> page) const;
 
+    bool m_strict;
     const OpticalMediaType* m_type = nullptr;
     WritePage m_write;
     ErrorPage m_error;

@@ -37,6 +37,12 @@ bool SimOpticalOptions::parseState(const std::string& text) {
     return true;
 }
 
+bool SimOpticalOptions::parsePerformance(const std::string& text) {
+    performance = text == "nominal";
+    writeSpeeds = false;
+    return performance || text == "none";
+}
+
 bool SimOpticalOptions::hasReadOnlyMedium() const {
     return std::ranges::any_of(script, [](const OpticalMediaType* type) {
         return type != nullptr && type->writing == OpticalWriting::none;

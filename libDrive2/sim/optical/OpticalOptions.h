@@ -14,10 +14,13 @@ struct SimOpticalOptions {
     OpticalState state = OpticalState::usual;
     bool tray = true;
     bool performance = true;  ///< GET PERFORMANCE is known
+    bool writeSpeeds = true;  ///< and its write speeds
+    bool strict = false;      ///< refuses what many drives refuse
 
     // Of the texts of keys; false when the text is no value.
     bool parseMedia(const std::string& text);
     bool parseState(const std::string& text);
+    bool parsePerformance(const std::string& text);
 
     [[nodiscard]] bool hasReadOnlyMedium() const;
     /// Of the medium of the script that holds most; 1 when the script has none.

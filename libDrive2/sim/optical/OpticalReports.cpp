@@ -156,7 +156,8 @@ void getPerformance(OpticalUnit& unit, OpticalCommand& command) {
         return command.fail(kInvalidOpcode);
     const std::uint8_t type = command.byte(10);
     const bool isNominal = type == nominal && (command.byte(1) & ~kWriteBit) == kNominalTolerance;
-    if (!isNominal && (type != writeSpeeds || command.byte(1) != 0))
+    const bool isKnown = type == writeSpeeds && unit.options.optical.writeSpeeds;
+    if (!isNominal && (!isKnown || command.byte(1) != 0))
         return command.fail(kInvalidField);
     const std::uint32_t last = unit.tray.disc()->capacity() - 1;
     const std::uint32_t speed = write ? unit.speeds.write() : unit.speeds.read();
@@ -174,7 +175,6 @@ void getPerformance(OpticalUnit& unit, OpticalCommand& command) {
 
 void readDiscInformation(OpticalUnit& unit, OpticalCommand& command) {
     constexpr std::uint8_t kUnknownType = 0xFF;
-    constexpr std::uint8_t kFormatComplete = 3;
     const OpticalDisc& disc = *unit.tray.disc();
     const OpticalTracks& tracks = disc.tracks();
     if ((command.byte(1) & 0x07) != 0)
@@ -188,8 +188,8 @@ void readDiscInformation(OpticalUnit& unit, OpticalCommand& command) {
     bytes[5] = low(tracks.firstOfSession(tracks.sessions()));
     bytes[6] = low(static_cast<std::uint32_t>(tracks.all().size()));
     bytes[7] = 0x20;  // unrestricted use
-    if (disc.type().isDvdPlus() && disc.type().erasable && disc.isFormatted())
-        bytes[7] |= kFormatComplete;
+    if (disc.type().isDvdPlus() && disc.type().erasable)
+        bytes[7] |= static_cast<std::uint8_t>(disc.background().status());
     if (!disc.isFormatted())
         bytes[2] = 0x10;
     bytes[8] = tracks.isBlank() ? kUnknownType : 0;

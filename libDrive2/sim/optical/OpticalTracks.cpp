@@ -88,6 +88,18 @@ std::uint32_t OpticalTracks::recordedEnd() const {
     return m_layers.endOf(end);
 }
 
+std::uint32_t OpticalTracks::closedEnd() const {
+    std::uint32_t end = 0;
+    for (const OpticalTrack& track : m_tracks)
+        if (isSessionClosed(track.session))
+            end = m_type->isCd() ? track.end() : track.next();  // the run-out of CDs counts
+    return m_layers.endOf(end);
+}
+
+const OpticalTrack* OpticalTracks::findToClose(std::uint32_t number) const {
+    return byNumber(number == kAnyIncompleteTrack ? lastNumber() : number);
+}
+
 std::uint32_t OpticalTracks::freeSectors(const OpticalTrack& track) const {
     return track.open ? track.size - track.written - m_runOut : 0;
 }
@@ -119,6 +131,12 @@ OpticalRefusal OpticalTracks::checkWrite(std::uint64_t lba, std::uint64_t count)
     return count > freeSectors(*track) ? OpticalRefusal(kEndOfUserArea) : std::nullopt;
 }
 
+void OpticalTracks::begin(std::uint64_t lba, OpticalWriteType mode) {
+    OpticalTrack& track = m_tracks[numberAt(static_cast<std::uint32_t>(lba)) - 1];
+    if (!track.mode)
+        track.mode = mode;
+}
+
 void OpticalTracks::wrote(std::uint64_t lba, std::uint32_t count) {
     const std::uint32_t number = numberAt(static_cast<std::uint32_t>(lba));
     m_tracks[number - 1].written += count;
@@ -147,11 +165,10 @@ OpticalRefusal OpticalTracks::reserve(std::uint32_t sectors) {
 }
 
 OpticalRefusal OpticalTracks::closeTrack(std::uint32_t number) {
-    if (number == kAnyIncompleteTrack)
-        number = static_cast<std::uint32_t>(m_tracks.size());
-    if (byNumber(number) == nullptr)
+    const OpticalTrack* const found = findToClose(number);
+    if (found == nullptr)
         return kInvalidField;
-    OpticalTrack& track = m_tracks[number - 1];
+    OpticalTrack& track = m_tracks[static_cast<std::size_t>(found - m_tracks.data())];
     if (!track.open)
         return std::nullopt;
     if (track.written == 0 && !track.reserved)
@@ -167,13 +184,13 @@ OpticalRefusal OpticalTracks::closeTrack(std::uint32_t number) {
     return std::nullopt;
 }
 
-OpticalRefusal OpticalTracks::closeSession(bool last) {
+OpticalRefusal OpticalTracks::closeSession(bool last, bool strict) {
     if (!isSessionBegun())
         return kSessionFixation;
     for (const OpticalTrack& track : m_tracks) {
         if (track.reserved && freeSectors(track) != 0)
             return kReservedTrackNotFull;
-        if (track.open && !track.reserved && track.written != 0 && m_type->isCd())
+        if (track.open && !track.reserved && track.written != 0 && (strict || m_type->isCd()))
             return kIncompleteTrack;
     }
     for (OpticalTrack& track : m_tracks)
@@ -192,6 +209,10 @@ OpticalRefusal OpticalTracks::closeSession(bool last) {
     if (!last && m_finalized)
         --m_session;
     return std::nullopt;
+}
+
+std::uint32_t OpticalTracks::lastNumber() const {
+    return static_cast<std::uint32_t>(m_tracks.size());
 }
 
 std::uint32_t OpticalTracks::sessionGap() const {

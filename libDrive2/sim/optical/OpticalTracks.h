@@ -6,6 +6,7 @@
 
 #include "libDrive2/sim/SimScsiCommand.h"
 #include "libDrive2/sim/optical/OpticalLayers.h"
+#include "libDrive2/sim/optical/OpticalWriteParameters.h"
 
 namespace libDrive2 {
 
@@ -16,6 +17,7 @@ inline constexpr SimSense kBeyondEnd{0x5, 0x21, 0x00};
 inline constexpr SimSense kInvalidWriteAddress{0x5, 0x21, 0x02};
 inline constexpr SimSense kSequenceError{0x5, 0x2C, 0x00};
 inline constexpr SimSense kCannotWriteMedium{0x5, 0x30, 0x05};
+inline constexpr SimSense kInvalidParameter{0x5, 0x26, 0x00};
 inline constexpr SimSense kEndOfUserArea{0x5, 0x63, 0x00};
 inline constexpr SimSense kIllegalMode{0x5, 0x64, 0x00};
 
@@ -28,6 +30,7 @@ struct OpticalTrack {
     bool open = false;
     bool reserved = false;
     bool audio = false;
+    std::optional<OpticalWriteType> mode{};  ///< once it is begun
 
     [[nodiscard]] std::uint32_t end() const { return start + size; }
     [[nodiscard]] std::uint32_t next() const { return start + written; }
@@ -62,19 +65,27 @@ public:
     [[nodiscard]] const OpticalLayers& layers() const { return m_layers; }
     /// Behind the highest LBA that holds data.
     [[nodiscard]] std::uint32_t recordedEnd() const;
+    /// Behind the last LBA of closed sessions.
+    [[nodiscard]] std::uint32_t closedEnd() const;
+    /// The track that CLOSE TRACK means; null for none.
+    [[nodiscard]] const OpticalTrack* findToClose(std::uint32_t number) const;
     /// Sectors of a track that can still be written.
     [[nodiscard]] std::uint32_t freeSectors(const OpticalTrack& track) const;
 
     [[nodiscard]] OpticalRefusal checkRead(std::uint64_t lba, std::uint64_t count) const;
     [[nodiscard]] OpticalRefusal checkWrite(std::uint64_t lba, std::uint64_t count) const;
+    /// Settles how the track is recorded, unless it was begun before.
+    void begin(std::uint64_t lba, OpticalWriteType mode);
     void wrote(std::uint64_t lba, std::uint32_t count);
     /// Fills the last block of open tracks.
     void pad();
     OpticalRefusal reserve(std::uint32_t sectors);
     OpticalRefusal closeTrack(std::uint32_t number);
-    OpticalRefusal closeSession(bool last);
+    /// A strict drive closes no track by the way.
+    OpticalRefusal closeSession(bool last, bool strict = false);
 
 private:
+    [[nodiscard]] std::uint32_t lastNumber() const;
     [[nodiscard]] std::uint32_t sessionGap() const;
     [[nodiscard]] std::uint32_t roundUp(std::uint32_t sectors) const;
     void openTrack(std::uint32_t start);

@@ -85,6 +85,7 @@ OpticalRefusal OpticalTray::eject(bool immediate) {
         return std::nullopt;
     if (hasMedium()) {
         m_disc->endTest();
+        m_disc->background().stop();
         m_event = OpticalEvent::mediumRemoved;
     }
     m_inside = false;

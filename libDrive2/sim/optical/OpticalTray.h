@@ -37,10 +37,13 @@ public:
 
     /// ASC and ASCQ of the unit attention that waits; 0 for none. Taking it ends it.
     [[nodiscard]] std::uint16_t unitAttention() const { return m_unitAttention; }
+    void reportReset() { m_unitAttention = kReset; }
     std::uint16_t takeUnitAttention() { return std::exchange(m_unitAttention, std::uint16_t{0}); }
     OpticalEvent takeEvent() { return std::exchange(m_event, OpticalEvent::none); }
 
 private:
+    static constexpr std::uint16_t kReset = 0x2900;
+
     [[nodiscard]] bool isReady() const { return hasMedium() && !m_spinningUp; }
     void insertNext();
     void takeNext();
@@ -52,7 +55,7 @@ private:
     std::size_t m_next = 0;
     unsigned m_insertions = 1;
     zel::Clock::Duration m_due{0};  ///< when the medium is ready, or the hand puts one in
-    std::uint16_t m_unitAttention = 0x2900;
+    std::uint16_t m_unitAttention = kReset;
     OpticalEvent m_event = OpticalEvent::none;
     bool m_inside = true;
     bool m_open = false;

@@ -16,7 +16,10 @@ std::uint32_t speedLimit(const SimOptions& options) {
 }  // namespace
 
 OpticalUnit::OpticalUnit(SimOptions given, SharedBlockHandle image)
-    : options(std::move(given)), tray(options, std::move(image)), speeds(speedLimit(options)) {}
+    : options(std::move(given)),
+      tray(options, std::move(image)),
+      speeds(speedLimit(options)),
+      modePages(options.optical.strict) {}
 
 void OpticalUnit::update() {
     tray.update();
@@ -27,9 +30,24 @@ void OpticalUnit::update() {
     m_type = type;
     m_insertions = tray.insertions();
     modePages.setMedium(type, isAnother);
+    beginRecording();
     // What was chosen stays when the medium is only blanked or formatted.
     if (isAnother)
         speeds.setMedium(type);
+}
+
+void OpticalUnit::beginRecording() {
+    writer.endRecording();
+    cache.clear();
+}
+
+void OpticalUnit::reset() {
+    modePages.setMedium(m_type, true);
+    speeds.setMedium(m_type);
+    writer = {};
+    cache.clear();
+    operation = {};
+    tray.reportReset();
 }
 
 std::uint16_t OpticalUnit::profile() const {
@@ -51,6 +69,20 @@ void putProgress(std::uint8_t* sense, std::uint16_t progress) {
 void OpticalCommand::failBusy(const LongOperation& operation) {
     fail(operation.sense());
     putProgress(m_response.sense.data(), operation.progress());
+}
+
+void OpticalCommand::expire() {
+    m_response.delivery = {LIBDRIVE2_TIMEOUT, "the device did not answer in time"};
+}
+
+std::uint32_t OpticalCommand::sectorsOf(DataDirection direction) const {
+    return static_cast<std::uint32_t>(
+        std::min<std::size_t>(extent().count, bufferBytes(direction) / kOpticalSectorBytes));
+}
+
+void OpticalCommand::finishSectors(const SimOutcome& outcome, std::uint64_t lba, std::uint32_t sectors) {
+    setTransferred((outcome.ok() ? sectors : outcome.lba - lba) * kOpticalSectorBytes);
+    finish(outcome);
 }
 
 bool OpticalCommand::accept(const OpticalRefusal& refusal) {
