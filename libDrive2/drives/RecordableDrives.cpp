@@ -83,9 +83,8 @@ RecordingMethod DVDMinusDrive::recordingMethod(_MMC_PROFILES profile) {
 
 RecordingMethod DVDMRDLLJDrive::recordingMethod(_MMC_PROFILES profile) {
     RecordingMethod method = dvdMinusMethod(profile);
-    const bool takesJumps =
-        profile == kProfileDVDRDualLayerSequential || profile == kProfileDVDRDualLayerJump;
-    if (!takesJumps || !method.parameters)
+    // A drive may know how to jump, and say so, with a medium that it does not record like that.
+    if (profile != kProfileDVDRDualLayerJump || !method.parameters)
         return method;
     method.jumpsLayers = true;
     method.parameters->type = mmc::WriteType::layerJump;
