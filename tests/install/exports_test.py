@@ -31,7 +31,8 @@ def exported(library):
 
 def made_objects():
     """What the build makes now: a build folder may hold objects of earlier ones, too."""
-    return [entry["output"] for entry in json.loads((BUILD / "compile_commands.json").read_text(encoding="utf-8"))]
+    commands = json.loads((BUILD / "compile_commands.json").read_text(encoding="utf-8"))
+    return [re.search(r" -o (\S+)", entry["command"])[1] for entry in commands]
 
 
 def owner(symbol):
