@@ -89,9 +89,8 @@ TEST(ReadingOnModel, EachLoadBringsTheNextMedium) {
         EXPECT_EQ(read(*drive, 4999), "ok");
         EXPECT_TRUE(drive->ejectDrive());
     }
-    zel::Array<zel_write_speed_desc_t> none;
-    EXPECT_TRUE(drive->loadDrive() && drive->waitForMedia(10000) && !drive->getReadWriteSpeeds(none));
-    EXPECT_EQ(drive->lastError, LIBDRIVE2_NOT_SUPPORTED);
+    zel::Array<zel_write_speed_desc_t> speeds;
+    EXPECT_TRUE(drive->loadDrive() && drive->waitForMedia(10000) && drive->getReadWriteSpeeds(speeds));
 }
 
 }  // namespace
