@@ -4,7 +4,6 @@ import contextlib
 import fcntl
 import os
 import subprocess
-import tempfile
 import time
 
 _attached = set()
@@ -13,9 +12,12 @@ _attached = set()
 @contextlib.contextmanager
 def _alone():
     """For one change of loop devices, against all tests on this machine."""
-    with open(os.path.join(tempfile.gettempdir(), "drivetest-tests.loops"), "a", encoding="ascii") as lock:
-        fcntl.flock(lock, fcntl.LOCK_EX)
+    control = os.open("/dev/loop-control", os.O_RDONLY | os.O_CLOEXEC)
+    try:
+        fcntl.flock(control, fcntl.LOCK_EX)
         yield
+    finally:
+        os.close(control)
 
 
 def _losetup(*words):
