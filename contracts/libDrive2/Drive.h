@@ -201,6 +201,8 @@ protected:
     void noteRecovered(zel::String text);
     /// Whether the hook runs again after a failure: such a transfer should reach the medium itself.
     [[nodiscard]] bool isRepeat() const { return m_isRepeat; }
+    /// For hooks: see DriveOperationReport::getsReady.
+    void noteGettingReady() { m_getsReady = true; }
     void setNativeSectors(bool native) { m_hasNativeSectors = native; }
 
 private:
@@ -242,6 +244,7 @@ private:
     bool m_isMediumLocked = false;
     bool m_recovered = false;
     bool m_isRepeat = false;
+    bool m_getsReady = false;
     bool m_hasNativeSectors = true;
 };
 

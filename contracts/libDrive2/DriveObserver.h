@@ -22,6 +22,9 @@ struct DriveOperationReport {
     std::chrono::nanoseconds finished;
     std::uint32_t attempts;  ///< at least 1
     _LIBDRIVE2_ERROR_TYPES outcome;
+    /// The duration has in it what is done once before transfers like this one: of a recording, the laser's
+    /// calibration and the lead-in. It tells nothing of these sectors.
+    bool getsReady = false;
 };
 
 /// What a test finds wrong with sectors.

@@ -97,6 +97,7 @@ private:
     std::uint32_t m_sectorBytes = 0;
     std::optional<bool> m_readsStreaming;  ///< asked when it matters
     bool m_forcesUnitAccess = false;
+    bool m_isCalibrated = false;  ///< the laser, for writing
 };
 
 }  // namespace libDrive2

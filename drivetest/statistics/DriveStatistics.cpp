@@ -56,7 +56,7 @@ void DriveStatistics::onOperation(const libDrive2::DriveOperationReport& report)
     if (report.count == 0)
         return;
     m_counter.add(report.lba, report.count, report.outcome);
-    if (report.duration.count() > 0) {
+    if (report.duration.count() > 0 && !report.getsReady) {
         (report.operation == DriveOperation::read ? m_readLatency : m_latencies[report.operation])
             .add(report.duration);
         m_surface.addTransfer(report.lba, report.count, report.duration);

@@ -117,7 +117,7 @@ template <class Hook>
 bool Drive::perform(DriveOperation operation, std::uint64_t lba, std::uint32_t count, Hook hook) {
     const bool timed = m_observer != nullptr && !streamingTransfers;
     const zel::Clock::Duration start = timed ? zel::Clock::current().now() : zel::Clock::Duration::zero();
-    m_recovered = false;
+    m_recovered = m_getsReady = false;
     m_lastLba = lba;
     std::uint32_t attempts = 0;
     do {
@@ -131,7 +131,7 @@ bool Drive::perform(DriveOperation operation, std::uint64_t lba, std::uint32_t c
     const _LIBDRIVE2_ERROR_TYPES outcome = lastError;
     if (m_observer != nullptr) {
         const auto end = timed ? zel::Clock::current().now() : zel::Clock::Duration::zero();
-        m_observer->onOperation({operation, lba, count, end - start, end, attempts, outcome});
+        m_observer->onOperation({operation, lba, count, end - start, end, attempts, outcome, m_getsReady});
     }
     if (outcome == LIBDRIVE2_DRIVE_ERROR)
         notify(kNotifyAdvancedError, LIBDRIVE2_REPORT_ADVANCED);

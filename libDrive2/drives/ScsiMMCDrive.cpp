@@ -19,11 +19,10 @@ namespace {
 
 /// Of every medium but CDs with other tracks than data.
 constexpr std::uint32_t kSectorBytes = 2048;
-/// A drive whose cache is full makes the host wait, seldom for longer than a power calibration takes.
-constexpr std::uint32_t kFullCacheTimeoutMs = 60000;
-constexpr std::uint32_t kFullCachePollMs = 10;
-/// The first write to a medium calibrates the laser and writes the lead-in before it ends: a minute or two.
+/// The first write to a medium calibrates the laser and writes the lead-in: a minute or two, in which a drive
+/// lets the command wait, or takes it and refuses others.
 constexpr std::uint32_t kWriteMs = 240000;
+constexpr std::uint32_t kFullCachePollMs = 10;
 /// SEEK(10) and READ(12) address sectors with 32 bits.
 constexpr std::uint64_t kLbaLimit = std::uint64_t{1} << 32;
 
@@ -36,6 +35,7 @@ ScsiMMCDrive::ScsiMMCDrive(SharedScsiPassThrough passThrough, std::uint32_t fami
 
 _LIBDRIVE2_ERROR_TYPES ScsiMMCDrive::doQueryMediumInfo() {
     m_readsStreaming.reset();
+    m_isCalibrated = false;
     DeviceStatus why;
     const auto capacity = ScsiUnit(*passThrough()).capacity(false, why);
     m_sectors = capacity ? capacity->sectors : 0;
@@ -183,6 +183,8 @@ _LIBDRIVE2_ERROR_TYPES ScsiMMCDrive::doWriteSector(std::uint64_t lba, std::uint3
                                                    std::uint32_t /*bufferBytes*/) {
     // The transport takes one pointer for both directions; a write only reads from it.
     auto* data = static_cast<std::uint8_t*>(const_cast<void*>(buffer));
+    if (!m_isCalibrated)
+        noteGettingReady();
     const TransferCut pieces = cut();
     auto error = LIBDRIVE2_NO_ERROR;
     while (count > 0 && error == LIBDRIVE2_NO_ERROR) {
@@ -192,6 +194,7 @@ _LIBDRIVE2_ERROR_TYPES ScsiMMCDrive::doWriteSector(std::uint64_t lba, std::uint3
         count -= sectors;
         data += std::size_t{sectors} * pieces.sectorBytes;
     }
+    m_isCalibrated = m_isCalibrated || error == LIBDRIVE2_NO_ERROR;
     return error;
 }
 
@@ -204,7 +207,7 @@ _LIBDRIVE2_ERROR_TYPES ScsiMMCDrive::writePiece(std::uint64_t lba, std::uint32_t
             request.timeoutMs = kWriteMs;
             return request;
         });
-        if (error != LIBDRIVE2_BUSY || watch.elapsedMilliseconds() >= kFullCacheTimeoutMs)
+        if (error != LIBDRIVE2_BUSY || watch.elapsedMilliseconds() >= kWriteMs)
             return error;
         zel::System::mssleep(kFullCachePollMs);
     }

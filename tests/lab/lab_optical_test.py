@@ -81,7 +81,7 @@ class OpticalLab(lab_test.Lab):
 
     def simulate(self, faster, drives):
         """Puts simulated drives behind the kernel, and keeps their nodes."""
-        locators = " ".join(f"'sim:optical,{keys}'" for keys in drives.values())
+        locators = " ".join(f"'sim:optical,strict,{keys}'" for keys in drives.values())
         told = self.guest.share / f"drives-{faster}"
         target = self.guest.start(f"optical_target {faster} {locators} >/host/{told.name}")
         self.guest.wait_until(lambda: not target.running() or told.exists() and

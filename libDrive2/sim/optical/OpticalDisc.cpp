@@ -51,6 +51,8 @@ OpticalDisc::OpticalDisc(const OpticalMediaType& type, const SimOptions& options
       m_writeProtected(options.writeProtected) {
     const OpticalState wanted = options.optical.state;
     const OpticalState state = type.canBeMade(wanted) ? wanted : OpticalState::usual;
+    if (type.writing == OpticalWriting::random && state == OpticalState::closed)
+        m_writtenOnce.add({0, m_capacity - 1});
     if (!isSequential())
         m_tracks = OpticalTracks::pressed(type, capacity());
     else if (state == OpticalState::appendable)

@@ -56,7 +56,7 @@ bool OpticalMediaType::canBeMade(OpticalState state) const {
         case OpticalState::appendable:
             return writing == sequential;
         case OpticalState::closed:
-            return writing == sequential || writing == none;
+            return writing != overwrite;
         case OpticalState::unformatted:
             // Without its format, restricted overwrite is a blank medium for tracks, and random a BD-R.
             return writing == overwrite && !needsWholeBlocks();

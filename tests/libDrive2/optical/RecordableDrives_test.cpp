@@ -170,8 +170,17 @@ TEST(RecordableDrives, WaitForAFullCacheButNotForEver) {
     EXPECT_EQ(rig.log, "event5 W00000000+20 W00000000+20 W00000000+20 W00000020+20 ");
     Rig<CDRecordableDrive> stuck("0009", {{"2A", {"!020408"}}});
     ASSERT_TRUE(stuck.drive.reserveSectors(64));
+    const auto before = stuck.time.clock.now();
     EXPECT_FALSE(stuck.drive.writeSector(0, 32, data.data(), 32 * 2048));
     EXPECT_EQ(stuck.drive.lastError, LIBDRIVE2_BUSY);
+    EXPECT_GE(stuck.time.clock.now() - before, std::chrono::seconds(200)) << "a calibration may take as long";
+}
+
+TEST(RecordableDrives, WaitForDrivesThatAreReadyBeforeTheyAreDone) {
+    Rig<CDRecordableDrive> rig("0009", {{"51", {disc("00"), "!020407", "!020408", disc("01")}}});
+    const auto before = rig.time.clock.now();
+    EXPECT_TRUE(rig.drive.closeOpenTrack()) << rig.drive.getLastErrorStr().utf8();
+    EXPECT_EQ(rig.time.clock.now() - before, std::chrono::milliseconds(200));
 }
 
 TEST(RecordableDrives, SendWhatTimedOutAgainOnlyWhereThatDoesNoHarm) {

@@ -16,7 +16,7 @@ constexpr std::uint64_t kAll = 0;
 using Bytes = std::vector<std::uint8_t>;
 
 SharedScsiPassThrough openDrive(const std::string& keys) {
-    return SharedScsiPassThrough(SimProvider::get().openScsi("sim:optical," + keys, kReadWrite));
+    return SharedScsiPassThrough(SimProvider::get().openScsi("sim:optical,strict," + keys, kReadWrite));
 }
 
 /// The class for writing to a medium, in order or at random.
@@ -69,21 +69,14 @@ protected:
         Bytes data(std::size_t{unit} * kSector);
         const auto bytes = static_cast<std::uint32_t>(data.size());
         std::uint64_t start = drive.getNextWriteAddress();
-        double taken = 0;
         for (unsigned i = 0; i < units; ++i) {
             const unsigned k = i * step % units;
             std::ranges::fill(data, static_cast<std::uint8_t>(seed + k));
             const std::uint64_t lba = drive.getNextWriteAddress(start + std::uint64_t{k} * unit);
             jumps += lba != start + std::uint64_t{k} * unit ? 1 : 0;
-            const auto before = time.clock.now();
             if (!drive.writeSector(lba, unit, data.data(), bytes))
                 return "write " + std::to_string(drive.lastError);
-            taken = std::chrono::duration<double, std::milli>(time.clock.now() - before).count();
         }
-        const auto chosen = getBigEndian(reinterpret_cast<const std::uint8_t*>(&speed.writeSpeed), 4);
-        const unsigned counted = drive.getCurrentProfile() <= kProfileCDRW ? 2352 : kSector;
-        EXPECT_NEAR(taken, 1.0 * unit * counted / static_cast<double>(chosen), 1e-6)
-            << "not the chosen speed";
         if (!drive.closeOpenTrack() || !drive.waitForWrite(900000, 100))
             return "close track";
         EXPECT_EQ(drive.getNextWriteAddress(), start) << "what was written begins where it began";

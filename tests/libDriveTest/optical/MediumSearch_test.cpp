@@ -28,7 +28,7 @@ protected:
 
     /// "r" to read, "w" to write, and the selector; gives the state and the class of the drive.
     std::string search(const std::string& medium, const std::string& selector) {
-        const std::string locator = medium == "gone" ? "sim:none" : "sim:optical,media=" + medium;
+        const std::string locator = medium == "gone" ? "sim:none" : "sim:optical,strict,media=" + medium;
         model.reset();
         model = SimDrives::get().optical(locator);
         quix5::DiagDevice device;
@@ -88,8 +88,8 @@ TEST_F(MediumSearchTest, GivesEachMediumItsClass) {
 1CDDrive|1CDDrive|1CDRecordableDrive|3|cdr
 1CDDrive|1CDDrive|1CDRecordableDrive|1CDRROWDrive|cdrw
 1DVDDrive|1DVDDrive|3|3|dvdrom
-1DVDDrive|1DVDDrive|1DVDMinusDrive|3|dvdr|dvdr-dl
-1DVDDrive|1DVDDrive|1DVDMRDLLJDrive|3|dvdr-dl-lj
+1DVDDrive|1DVDDrive|1DVDMinusDrive|3|dvdr
+1DVDDrive|1DVDDrive|1DVDMRDLLJDrive|3|dvdr-dl|dvdr-dl-lj
 1DVDDrive|1DVDDrive|1DVDMinusDrive|1DVDMinusDrive|dvdrw|dvdrw-ow|dvdrw-dl
 1DVDRAMDrive|1DVDRAMDrive|1DVDRAMRWDrive|1DVDRAMRWDrive|dvdram
 1DVDDrive|1DVDDrive|1DVDPlusDrive|1DVDPlusDrive|dvd+rw|dvd+r|dvd+rw-dl|dvd+r-dl

@@ -93,7 +93,7 @@ protected:
     template <class DriveClass>
     std::unique_ptr<DriveClass> open(const std::string& medium) {
         auto owned = std::make_unique<FaultyUnit>(
-            libDrive2::ScsiDevice::openScsiDevice("sim:optical,media=" + medium, kReadWrite, 0));
+            libDrive2::ScsiDevice::openScsiDevice("sim:optical,strict,media=" + medium, kReadWrite, 0));
         unit = owned.get();
         return std::make_unique<DriveClass>(libDrive2::SharedScsiPassThrough(std::move(owned)));
     }

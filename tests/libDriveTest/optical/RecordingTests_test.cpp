@@ -82,7 +82,7 @@ TEST_F(RecordingTests, LeavePatternsOnEveryKindOfMedium) {
             const std::string medium = row[i] + ",sectors=8192,speed=1";
             const auto reader = open<libDrive2::ScsiMMCDrive>(medium);
             quix5::DiagDevice device;
-            device.setLocators("sim:optical,media=" + medium, "");
+            device.setLocators("sim:optical,strict,media=" + medium, "");
             LIBDRIVE2_MEDIA_STATE state{};
             restart("NumberOfSeeks=101 NumberOfPatterns=3");
             const auto made = DriveTestMMCRW::createDrive(device, state, MMCRW_ANY_RECORDABLE, kReadWrite, 0);
