@@ -31,9 +31,11 @@ public:
     /// ones of another. Of a number that is no multiple of numCoincidentWriteSectors() the drive may fill the
     /// rest.
     virtual bool reserveSectors(const std::uint64_t& sectors);
-    /// Write parameters mode page; `test` asks for a recording without the laser.
+    /// Write parameters mode page; `test` asks for a recording without the laser. What the drive refuses for
+    /// the medium as it is, prepareForWriting() sends again when it has blanked or formatted it.
     virtual bool setWriteParameters(bool test);
     virtual bool closeOpenTrack();
+    /// Leaves the only session of a medium that takes one open while there is room.
     virtual bool closeOpenSession();
     /// Asks the drive; 0 when it does not tell.
     virtual std::uint64_t getFreeSectors();
@@ -84,6 +86,7 @@ private:
     _LIBDRIVE2_ERROR_TYPES format();
     _LIBDRIVE2_ERROR_TYPES takeTrack(const RecordingMethod& how, std::uint64_t sectors);
     _LIBDRIVE2_ERROR_TYPES finish(const ScsiRequest& request, const char* what);
+    _LIBDRIVE2_ERROR_TYPES sendWriteParameters(const RecordingMethod& how);
     void setArea(std::uint64_t start, std::uint64_t sectors);
     std::uint64_t mapNewPosition(std::uint64_t position);
 
@@ -93,6 +96,9 @@ private:
     std::uint64_t m_unknownPosition = 0;  ///< first that nobody asked for yet
     std::uint16_t m_track = 0;            ///< that takes the recording; 0 none
     std::uint32_t m_jumpSectors = 0;      ///< after which the layer may change; 0 never
+    std::uint64_t m_nextJump = 0;         ///< last sector before it does; 0 when the drive does not tell
+    bool m_isTest = false;                ///< without the laser
+    bool m_areParametersDue = false;      ///< to be sent again when the medium is prepared
     std::vector<Segment> m_segments;      ///< ascending; the first is the start of the area
 };
 

@@ -43,12 +43,14 @@ public:
     /// SET CD SPEED; 0xFFFF stands for the maximum.
     bool setCDSpeed(std::uint8_t rotationControl, std::uint16_t readSpeed, std::uint16_t writeSpeed);
     bool setStreamingPerformance(::scsi::mmc_performance_desc_t descriptor);
-    /// Replaces the array's content. Of a drive that does not know the command for it, those that its mode
-    /// page 2Ah lists.
+    /// Replaces the array's content. Of a drive that does not know the command for it, or tells none, those
+    /// that its mode page 2Ah lists; one of 0xFFFFFFFF when there are none.
     bool getReadWriteSpeeds(zel::Array<zel_write_speed_desc_t>& descriptors);
     /// SET STREAMING over the whole medium, else SET CD SPEED; a drive that takes neither keeps to its own
     /// speed, which is logged. False only when it cannot be reached.
     bool setReadWriteSpeed(const zel_write_speed_desc_t& descriptor);
+    /// Undoes setReadWriteSpeed(), where the drive knows how.
+    void restoreDefaultSpeed();
     /// A speed as a multiple of the loaded medium's 1x, such as "16.0"; "0.0" when that is unknown.
     zel::String writeSpeedMultiplier(std::uint32_t kilobytesPerSecond);
     /// Reads from now on come from the medium, not from the drive's cache. Of a drive that refuses such reads

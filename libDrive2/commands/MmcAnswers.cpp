@@ -51,8 +51,9 @@ std::optional<Bytes> findModePage(Bytes answer, std::uint8_t code) {
     constexpr std::size_t kModeHeaderBytes = 8;
     if (answer.size() < kModeHeaderBytes)
         return std::nullopt;
+    // Some drives state a length that does not hold the page: its own counts.
     const Bytes pages =
-        slice(held(answer), kModeHeaderBytes + loadBigEndian<std::uint16_t>(answer, 6), answer.size());
+        slice(answer, kModeHeaderBytes + loadBigEndian<std::uint16_t>(answer, 6), answer.size());
     const std::size_t size = std::size_t{byteAt(pages, 1)} + 2;
     return (byteAt(pages, 0) & 0x3F) == code && pages.size() >= size ? std::optional(slice(pages, 0, size))
                                                                      : std::nullopt;
@@ -107,6 +108,9 @@ std::optional<TrackInformation> parseTrackInformation(Bytes answer) {
         found.nextWritable = loadBigEndian<std::uint32_t>(track, 12);
     found.freeSectors = loadBigEndian<std::uint32_t>(track, 16);
     found.packetSectors = loadBigEndian<std::uint32_t>(track, 20);
+    constexpr std::size_t kNextJumpAt = 40;
+    if ((track[5] & 0xC0) != 0 && track.size() >= kNextJumpAt + 4)
+        found.nextJump = loadBigEndian<std::uint32_t>(track, kNextJumpAt);
     return found;
 }
 

@@ -41,6 +41,8 @@ struct TrackInformation {
     std::uint32_t packetSectors = 0;  ///< of fixed packets
     std::uint32_t freeSectors = 0;
     std::optional<std::uint32_t> nextWritable;
+    /// Of tracks that are recorded by jumping between layers: the last sector before the next jump.
+    std::optional<std::uint32_t> nextJump;
 };
 std::optional<TrackInformation> parseTrackInformation(Bytes answer);
 

@@ -60,4 +60,9 @@ std::vector<std::uint8_t> formatParameterList(const FormatCapacities::Choice& ch
     return list;
 }
 
+void setFormatOptionsValid(std::vector<std::uint8_t>& list) {
+    constexpr std::uint8_t kOptionsValid = 0x80;
+    list[1] |= kOptionsValid;
+}
+
 }  // namespace libDrive2::mmc

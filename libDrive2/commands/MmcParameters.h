@@ -34,5 +34,7 @@ std::vector<std::uint8_t> writeParameterList(std::vector<std::uint8_t> page,
 /// The parameter list of FORMAT UNIT. `restart` goes on with a DVD+RW format that was interrupted.
 std::vector<std::uint8_t> formatParameterList(const FormatCapacities::Choice& choice, bool immediate,
                                               bool restart);
+/// Says the options of such a list outright, which some drives want with `immediate`.
+void setFormatOptionsValid(std::vector<std::uint8_t>& list);
 
 }  // namespace libDrive2::mmc

@@ -78,6 +78,14 @@ std::uint64_t sectorsBetweenSessions(std::uint16_t profile) {
     // The first border-out and border-in of a DVD-R are the largest: 96 MiB.
     constexpr std::uint64_t kOfDVDs = 49152;
     constexpr std::uint64_t kOfBDs = 32;
+    // With the first session of a DVD+R of two layers a lead-out is recorded on the second, too.
+    constexpr std::uint64_t kOfDVDPlusRDualLayer = 0x30000;
+    // The sessions of a DVD-R of two layers are tracks of one: a block links them.
+    constexpr std::uint64_t kOfOneSession = 16;
+    if (profile == kProfileDVDPlusRDualLayer)
+        return kOfDVDPlusRDualLayer;
+    if (profile == kProfileDVDRDualLayerSequential)
+        return kOfOneSession;
     const std::uint32_t family = mediaKind(profile).capabilities;
     return (family & kMediaCD) != 0 ? kOfCDs : (family & kMediaBD) != 0 ? kOfBDs : kOfDVDs;
 }

@@ -7,7 +7,9 @@
 #include "libDrive2/drives/MmcMedia.h"
 #include "libDrive2/drives/MmcUnit.h"
 #include "libDrive2/drives/RecordingMethod.h"
+#include "zel/Clock.h"
 #include "zel/Format.h"
+#include "zel/Log.h"
 
 namespace libDrive2 {
 
@@ -26,8 +28,8 @@ enum Event : std::int32_t {
 
 /// Formatting a BD of two layers with verification takes about three hours.
 constexpr std::uint32_t kWholeMediumMs = 4 * 3600 * 1000;
-/// Filling up a track and writing the lead-out.
-constexpr std::uint32_t kCloseMs = 1800 * 1000;
+/// Filling up a track, or the second layer, and writing the lead-out.
+constexpr std::uint32_t kCloseMs = 5400 * 1000;
 constexpr std::uint32_t kClosePollMs = 100;
 /// Between two units of one recording.
 constexpr std::uint32_t kUnitMs = 120000;
@@ -38,6 +40,11 @@ bool canAvoidUnderrun(MmcUnit& unit, _MMC_PROFILES profile) {
     const auto feature =
         unit.feature(profile <= kProfileCDRW ? mmc::kFeatureCdTrackAtOnce : mmc::kFeatureDvdMinusWrite);
     return feature && (byteAt(feature->data, 0) & 0x40) != 0;
+}
+
+/// What the drive says of a command that it knows, and does not carry out.
+bool isRefusal(_LIBDRIVE2_ERROR_TYPES error) {
+    return error == LIBDRIVE2_NOT_SUPPORTED || error == LIBDRIVE2_BAD_ARGUMENT;
 }
 
 /// Of a feature that a method of writing needs; 0 for none.
@@ -93,24 +100,33 @@ _LIBDRIVE2_ERROR_TYPES RecordableDrive::refuseMedium() {
 }
 
 bool RecordableDrive::setWriteParameters(bool test) {
+    m_isTest = test;
+    const RecordingMethod how = method();
+    const auto error = sendWriteParameters(how);
+    // Drives judge them by the medium as it is, not as blanking or formatting will make it.
+    m_areParametersDue = isRefusal(error) && (how.blanking || (takesAnyOrder() && !isFormatted()));
+    return succeeded(m_areParametersDue ? LIBDRIVE2_NO_ERROR : error);
+}
+
+_LIBDRIVE2_ERROR_TYPES RecordableDrive::sendWriteParameters(const RecordingMethod& how) {
     MmcUnit unit(*passThrough());
     const _MMC_PROFILES profile = getCurrentProfile();
-    const RecordingMethod how = recordingMethod(profile);
     if (how.access == RecordingMethod::Access::none)
-        return succeeded(refuseMedium());
+        return refuseMedium();
     if (!how.parameters)
-        return succeeded(test ? fail(LIBDRIVE2_NOT_SUPPORTED, "such media take no test recording")
-                              : LIBDRIVE2_NO_ERROR);
+        return m_isTest ? fail(LIBDRIVE2_NOT_SUPPORTED, "such media take no test recording")
+                        : LIBDRIVE2_NO_ERROR;
     const auto page = unit.writeParameters();
     if (!page)
-        return succeeded(fail(unit.why().type, "asking for the write parameters failed: " + unit.why().text));
+        return fail(unit.why().type, "asking for the write parameters failed: " + unit.why().text);
     mmc::WriteParameters parameters = *how.parameters;
-    parameters.isTest = test;
+    parameters.isTest = m_isTest;
     parameters.underrunFree =
         how.access == RecordingMethod::Access::sequential && canAvoidUnderrun(unit, profile);
     std::vector<std::uint8_t> list = mmc::writeParameterList(*page, parameters);
-    return succeeded(sendParameters(mmc::modeSelect10(static_cast<std::uint16_t>(list.size())), list.data(),
-                                    list.size(), "setting the write parameters"));
+    const auto error = sendParameters(mmc::modeSelect10(static_cast<std::uint16_t>(list.size())), list.data(),
+                                      list.size(), "setting the write parameters");
+    return isRefusal(error) && !how.parametersMatter ? LIBDRIVE2_NO_ERROR : error;
 }
 
 std::optional<std::uint64_t> RecordableDrive::sectorsOfEach(std::uint64_t recordings) {
@@ -151,6 +167,10 @@ _LIBDRIVE2_ERROR_TYPES RecordableDrive::prepareForWriting(const std::uint64_t& s
         lastError = prepareSequential(how, sectors);
     else
         lastError = prepareRandom(how);
+    if (lastError == LIBDRIVE2_NO_ERROR && m_areParametersDue) {
+        m_areParametersDue = false;
+        lastError = sendWriteParameters(how);
+    }
     // Callers tell these apart; lastError and its text say more.
     return lastError == LIBDRIVE2_NO_ERROR || lastError == LIBDRIVE2_NOT_SUPPORTED ? lastError
                                                                                    : LIBDRIVE2_DRIVE_ERROR;
@@ -180,6 +200,8 @@ _LIBDRIVE2_ERROR_TYPES RecordableDrive::prepareSequential(const RecordingMethod&
     const auto error = blankMedia(*how.blanking, true, kWholeMediumMs);
     if (error != LIBDRIVE2_NO_ERROR)
         reportFailure(kCannotBlank);
+    else
+        m_areParametersDue = true;
     return error;
 }
 
@@ -198,6 +220,8 @@ _LIBDRIVE2_ERROR_TYPES RecordableDrive::format() {
     const auto error = formatUnit(true, kWholeMediumMs);
     if (error != LIBDRIVE2_NO_ERROR)
         reportFailure(error == LIBDRIVE2_NOT_SUPPORTED ? kFormatNotSupported : kCannotFormat);
+    else
+        m_areParametersDue = true;
     return error;
 }
 
@@ -251,6 +275,7 @@ _LIBDRIVE2_ERROR_TYPES RecordableDrive::takeTrack(const RecordingMethod& how, st
     setArea(track->nextWritable.value_or(0), sectors);
     m_track = track->number;
     m_jumpSectors = how.jumpsLayers ? how.unitSectors : 0;
+    m_nextJump = track->nextJump.value_or(0);
     return LIBDRIVE2_NO_ERROR;
 }
 
@@ -284,26 +309,39 @@ std::uint64_t RecordableDrive::getNextWriteAddress(std::uint64_t position) {
     return segment.lba + (position - segment.position);
 }
 
-/// The drive decides where the layers change; it tells before each unit.
+/// The drive decides where the layers change, and tells before it does; one that does not tell is asked
+/// before each unit.
 std::uint64_t RecordableDrive::mapNewPosition(std::uint64_t position) {
     const Segment& last = m_segments.back();
     std::uint64_t lba = last.lba + (position - last.position);
+    m_unknownPosition = position + 1;
+    if (lba + m_jumpSectors <= m_nextJump + 1) {
+        m_areaEnd = std::max(m_areaEnd, lba + m_jumpSectors);
+        return lba;
+    }
     (void)waitWhileBusy("writing to the medium", kUnitMs, kUnitPollMs);
     const auto track = MmcUnit(*passThrough()).trackInformation(mmc::TrackAddress::track, m_track);
     if (track && track->nextWritable && *track->nextWritable != lba) {
         lba = *track->nextWritable;
         m_segments.push_back({position, lba});
     }
-    m_unknownPosition = position + 1;
+    m_nextJump = track ? track->nextJump.value_or(0) : 0;
     m_areaEnd = std::max(m_areaEnd, lba + m_jumpSectors);
     return lba;
 }
 
 /// Sends a command that ends what was written before, and waits until the medium is done with both.
 _LIBDRIVE2_ERROR_TYPES RecordableDrive::finish(const ScsiRequest& request, const char* what) {
+    const zel::Stopwatch watch;
     auto error = waitWhileBusy(what, kCloseMs, kClosePollMs);
-    if (error == LIBDRIVE2_NO_ERROR)
+    while (error == LIBDRIVE2_NO_ERROR) {
         error = perform(request, {what});
+        // Ready, but not for this.
+        if (error != LIBDRIVE2_BUSY || watch.elapsedMilliseconds() >= kCloseMs)
+            break;
+        zel::System::mssleep(kClosePollMs);
+        error = waitWhileBusy(what, kCloseMs, kClosePollMs);
+    }
     return error == LIBDRIVE2_NO_ERROR ? waitWhileBusy(what, kCloseMs, kClosePollMs) : error;
 }
 
@@ -314,7 +352,9 @@ bool RecordableDrive::closeOpenTrack() {
     auto error = finish(mmc::synchronizeCache(0, 0, false), "flushing the cache");
     if (error == LIBDRIVE2_NO_ERROR && how.access == RecordingMethod::Access::sequential && m_track != 0)
         error = finish(mmc::closeTrackSession(mmc::CloseFunction::track, m_track, true), "closing the track");
-    return succeeded(error);
+    // A track of a CD that is recorded at once ends with the flush; some drives take no command for it then.
+    const bool endsItself = how.parameters && how.parameters->type == mmc::WriteType::trackAtOnce;
+    return succeeded(isRefusal(error) && endsItself ? LIBDRIVE2_NO_ERROR : error);
 }
 
 bool RecordableDrive::closeOpenSession() {
@@ -323,8 +363,12 @@ bool RecordableDrive::closeOpenSession() {
         return succeeded(refuseMedium());
     const auto disc = MmcUnit(*passThrough()).discInformation();
     const bool formatRuns = disc && disc->backgroundFormat == mmc::BackgroundFormat::running;
+    const auto track = how.oneSession ? MmcUnit(*passThrough()).writableTrack() : std::nullopt;
     auto error = LIBDRIVE2_NO_ERROR;
-    if (how.access == RecordingMethod::Access::sequential || formatRuns)
+    if (track && track->freeSectors >= how.unitSectors)
+        zel::LogFactory::createLogger("libDrive2.RecordableDrive")
+            .line(3, "the medium takes one session; it stays open for what is recorded next");
+    else if (how.access == RecordingMethod::Access::sequential || formatRuns)
         error = finish(mmc::closeTrackSession(mmc::CloseFunction::session, 0, true), "closing the session");
     if (error == LIBDRIVE2_NO_ERROR)
         error = doQueryMediumInfo();

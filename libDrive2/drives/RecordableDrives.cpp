@@ -26,14 +26,19 @@ RecordingMethod dvdMinusMethod(_MMC_PROFILES profile) {
     method.unitSectors = kBlockSectors;
     method.parameters = mmc::WriteParameters{};
     method.parameters->dataIsIncremental = true;
-    method.parameters->laterSessionsAllowed = true;
     if (profile == kProfileDVDRWRestrictedOverwrite) {
         method.access = RecordingMethod::Access::random;
         method.parameters->packetSectors = kBlockSectors;
+        method.parametersMatter = false;
         return method;
     }
     method.access = RecordingMethod::Access::sequential;
+    method.oneSession = profile == kProfileDVDRDualLayerSequential;
+    method.parameters->laterSessionsAllowed = !method.oneSession;
     method.parameters->linkSectors = kBlockSectors;
+    // It makes no difference, but some drives insist on it.
+    if (profile == kProfileDVDRSequential)
+        method.parameters->packetSectors = kBlockSectors;
     // A minimally blanked DVD-RW takes a whole disc at once only.
     if (profile == kProfileDVDRWSequential || profile == kProfileDVDRWDualLayer) {
         method.blanking = BlankType::full;
@@ -88,6 +93,7 @@ RecordingMethod DVDMRDLLJDrive::recordingMethod(_MMC_PROFILES profile) {
         return method;
     method.jumpsLayers = true;
     method.parameters->type = mmc::WriteType::layerJump;
+    method.parameters->linkSectors = 0;
     return method;
 }
 

@@ -19,9 +19,11 @@ struct RecordingMethod {
     std::uint32_t unitSectors = 1;                   ///< written together
     bool takesOnce = false;                          ///< random access, but each sector once
     bool jumpsLayers = false;                        ///< the drive tells where each unit goes
+    bool oneSession = false;                         ///< closing it closes the medium for good
     std::optional<BlankType> blanking;               ///< makes a written medium empty again
     std::uint16_t needsFeature = 0;                  ///< else a blank medium is to be blanked, too
     std::optional<mmc::WriteParameters> parameters;  ///< nothing for media that take none
+    bool parametersMatter = true;                    ///< else a drive may refuse them
 };
 
 }  // namespace libDrive2

@@ -19,8 +19,8 @@ namespace {
 /// Operations on the medium are no reason to answer nothing else than that the drive is busy.
 constexpr std::uint32_t kMostMuteMs = 60000;
 constexpr std::uint32_t kLongPollMs = 500;
-/// A command that the drive only accepts, to execute it afterwards.
-constexpr std::uint32_t kAcceptMs = 60000;
+/// A command that the drive only accepts, to execute it afterwards; some get ready for it first.
+constexpr std::uint32_t kAcceptMs = 300000;
 
 const mmc::FormatCapacities::Choice* chooseFormat(const mmc::FormatCapacities& capacities,
                                                   _MMC_PROFILES profile) {
@@ -113,8 +113,15 @@ _LIBDRIVE2_ERROR_TYPES ScsiMMCDrive::formatUnit(bool immediate, std::uint32_t ti
     const auto disc = unit.discInformation();
     const bool restart = disc && disc->backgroundFormat == mmc::BackgroundFormat::interrupted;
     std::vector<std::uint8_t> list = mmc::formatParameterList(*choice, immediate, restart);
-    auto error = sendParameters(mmc::formatUnit(immediate ? kAcceptMs : timeoutMs), list.data(), list.size(),
-                                "formatting the medium");
+    const auto send = [&] {
+        return sendParameters(mmc::formatUnit(immediate ? kAcceptMs : timeoutMs), list.data(), list.size(),
+                              "formatting the medium");
+    };
+    auto error = send();
+    if (error == LIBDRIVE2_NOT_SUPPORTED && immediate) {
+        mmc::setFormatOptionsValid(list);
+        error = send();
+    }
     if (error == LIBDRIVE2_NO_ERROR && immediate)
         error = waitWhileBusy("formatting the medium", timeoutMs, kLongPollMs);
     if (error == LIBDRIVE2_NO_ERROR)

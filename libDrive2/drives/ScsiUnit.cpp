@@ -9,7 +9,7 @@ namespace libDrive2 {
 
 namespace {
 
-constexpr std::uint16_t kInquiryAllocation = 96;
+constexpr std::uint16_t kInquiryAllocation = 36;  // as older bridges want it
 constexpr std::uint16_t kPageAllocation = 252;
 /// What devices are asked by other systems, too: some answer nothing else well.
 constexpr std::uint8_t kModeAllocation = 192;

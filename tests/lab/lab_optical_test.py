@@ -2,6 +2,7 @@
 
 import json
 import os
+import time
 import unittest
 
 import disks
@@ -57,7 +58,8 @@ RECORDED = {
 SIMULATED = {"good": f"media=cdrom,sectors={CD},serial=LAB1", "empty": "media=none",
              "bad": f"media=dvdrom,sectors={CD},bad={'+'.join(map(str, BAD))}",
              **{kind: f"media={kind},sectors={CD}" for kind in RECORDED}}
-# Those that keep real time, and how the measurement of their rates ends.
+# Those that keep real time, and how the measurement of their rates ends. The first write takes a minute, and has one.
+SLOW_TO_START = {"slow to start": f"media=dvd+rw,performance=none,sectors={CD}"}
 MEASURED = {"as fast as told": ("media=dvdrom,speed=1", PASS),
             "slower than told": ("media=dvdrom,speed=1,slow=0-1500:100", FAIL)}
 
@@ -77,7 +79,7 @@ class OpticalLab(lab_test.Lab):
         faulty = {name: f"sectors={CD},{keys}" for name, (keys, _) in FAULTY.items()}
         self.nodes, self.generic = {}, {}
         self.simulate(FASTER, {**SIMULATED, **faulty})
-        self.simulate(1, {name: keys for name, (keys, _) in MEASURED.items()})
+        self.simulate(1, {**{name: keys for name, (keys, _) in MEASURED.items()}, **SLOW_TO_START})
 
     def simulate(self, faster, drives):
         """Puts simulated drives behind the kernel, and keeps their nodes."""
@@ -173,6 +175,13 @@ class Recording(OpticalTest):
                 with self.subTest(test=test, kind=kind):
                     run = self.lab.write(test, self.lab.path(kind), None, "NumberOfSeeks=32", "NumberOfPatterns=2").ended()
                     self.assertEqual((run.faults(), run.status, run.result()), ([], *expected[kind]), run.out)
+
+    def test_the_first_write_may_take_a_minute(self):
+        """Longer than the kernel waits for a command unless it is told."""
+        started = time.monotonic()
+        run = self.lab.write("PatternTestMMC", self.lab.path("slow to start"), None, "NumberOfSeeks=16").ended()
+        self.assertEqual((run.faults(), run.status, run.result()), ([], *PASS), run.out)
+        self.assertGreater(time.monotonic() - started, 60)
 
     def test_bad_sectors_are_named(self):
         for name, (_, event) in FAULTY.items():

@@ -11,6 +11,8 @@ using Duration = zel::Clock::Duration;
 
 constexpr Duration kCloseTrack = 5s;
 constexpr Duration kCloseSession = 20s;
+constexpr std::uint16_t kDvdRDualLayer =
+    0x15;  ///< has one session only, unless its layers are jumped between
 
 void startClosing(OpticalUnit& unit, Duration duration, bool immediate) {
     unit.operation.start(unit.isStrict() ? kLongWriteInProgress : kOperationInProgress,
@@ -21,6 +23,9 @@ void closeTrack(OpticalUnit& unit, OpticalCommand& command, bool immediate) {
     OpticalDisc& disc = *unit.tray.disc();
     const auto number = static_cast<std::uint32_t>(command.field(4, 2));
     const OpticalTrack* const track = disc.tracks().findToClose(number);
+    // Some drives take no command for a track that the flush has ended.
+    if (unit.isStrict() && disc.type().isCd() && track != nullptr && !track->open)
+        return command.fail(kSequenceError);
     if (track != nullptr && track->open && !command.accept(checkWriteMode(unit, track)))
         return;
     // What is left of a reserved track is filled.
@@ -89,7 +94,8 @@ void closeTrackSession(OpticalUnit& unit, OpticalCommand& command) {
                          (isMinus ? function == finalize && !isCd : function == quick || function == disc);
     if (!isKnown)
         return command.fail(kInvalidField);
-    const bool last = function != session || (isMinus && !unit.modePages.isMultiSession());
+    const bool isForGood = unit.isStrict() && medium.type().profile == kDvdRDualLayer;
+    const bool last = function != session || isForGood || (isMinus && !unit.modePages.isMultiSession());
     closeSession(unit, command, last, immediate);
 }
 

@@ -32,10 +32,13 @@ OpticalWriteParameters::OpticalWriteParameters(std::span<const std::uint8_t> pag
       linkSize(page[5]),
       packetSectors(static_cast<std::uint32_t>(getBigEndian(&page[10], 4))) {}
 
-bool OpticalWriteParameters::areLegalForCd(bool rewritable) const {
+bool OpticalWriteParameters::areLegalForCd(bool inFixedPackets, bool rewritable) const {
     const bool inPackets = type == incremental;
-    const bool packetsFit =
-        !inPackets || !fixedPackets || (rewritable ? packetSectors == kCdPacketSectors : packetSectors != 0);
+    // Of a CD-RW as it is: drives do not ask what formatting or blanking would make of it.
+    const bool asked = inPackets && fixedPackets;
+    const bool packetsFit = rewritable
+                                ? asked == inFixedPackets && (!asked || packetSectors == kCdPacketSectors)
+                                : !asked || packetSectors != 0;
     const bool linksFit = !linkSizeGiven || (inPackets && linkSize == kCdLinkSectors);
     return trackMode == (inPackets ? kIncrementalTrack : kUninterruptedTrack) && packetsFit && linksFit &&
            (blockType == kMode1 || blockType == kMode2Form1) && multiSession != kReservedMultiSession;
@@ -56,7 +59,7 @@ bool OpticalWriteParameters::areLegal(const OpticalMediaType& medium) const {
     if (medium.writing == OpticalWriting::none)
         return true;
     if (medium.isCd())
-        return areLegalForCd(medium.erasable);
+        return areLegalForCd(medium.needsWholeBlocks(), medium.erasable);
     return !medium.isDvdMinus() || areLegalForDvd(medium.jumpsLayers());
 }
 

@@ -19,8 +19,7 @@ struct OpticalWriteParameters {
     /// The page as MODE SELECT sends it, all 52 bytes.
     explicit OpticalWriteParameters(std::span<const std::uint8_t> page);
 
-    /// Whether a strict drive takes such parameters for a medium and for what blanking or formatting makes of
-    /// it.
+    /// Whether a strict drive takes such parameters for a medium.
     [[nodiscard]] bool areLegal(const OpticalMediaType& medium) const;
     /// Whether the medium can be recorded so as it is.
     [[nodiscard]] bool suit(const OpticalMediaType& medium) const;
@@ -36,7 +35,7 @@ struct OpticalWriteParameters {
     std::uint32_t packetSectors;
 
 private:
-    [[nodiscard]] bool areLegalForCd(bool rewritable) const;
+    [[nodiscard]] bool areLegalForCd(bool inFixedPackets, bool rewritable) const;
     [[nodiscard]] bool areLegalForDvd(bool jumpsLayers) const;
 };
 

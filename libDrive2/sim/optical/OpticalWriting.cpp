@@ -9,6 +9,7 @@ namespace {
 /// What the cache still holds takes about so long to write.
 constexpr std::chrono::milliseconds kFlush{500};
 constexpr std::chrono::seconds kLeadOut{20};
+constexpr std::uint32_t kIncompleteTrack = 0xFF;  ///< the one that is being recorded
 constexpr SimSense kDataPhaseError{0xB, 0x4B, 0x00};
 
 /// Whether the write parameters fit what is written. Session at once needs a cue sheet on a CD, which this
@@ -87,6 +88,9 @@ void synchronizeCache(OpticalUnit& unit, OpticalCommand& command) {
     if (!isDirty)
         return;
     zel::Clock::Duration duration = unit.writer.remaining() + kFlush;
+    if (unit.isStrict() && disc.isSequential() && disc.type().isCd() &&
+        unit.modePages.writeType() == OpticalWriteType::trackAtOnce)
+        (void)disc.closeTrack(kIncompleteTrack);
     // The last sector of a DVD that is recorded at once ends it.
     const bool isAtOnce = unit.isStrict() && disc.isSequential() && disc.type().isDvdMinus() &&
                           unit.modePages.writeType() == OpticalWriteType::sessionAtOnce;

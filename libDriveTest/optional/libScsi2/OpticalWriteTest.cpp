@@ -59,6 +59,8 @@ TestResult OpticalWriteTest::runTest() {
         recording.speedCount = count;
         outcome = testSpeed(speeds[i], settings, recording);
     }
+    if (!isLost())
+        recordableDrive().restoreDefaultSpeed();
     return outcome;
 }
 

@@ -11,6 +11,7 @@
 #include <atomic>
 #include <cerrno>
 #include <cstring>
+#include <limits>
 #include <system_error>
 #include <vector>
 
@@ -137,6 +138,7 @@ void CommandRing::answer(tcmu_cmd_entry& entry, const Device& device) {
     Data data(m_memory, entry);
     const std::uint8_t* const cdb = m_memory + entry.req.cdb_off;
     ScsiRequest request;
+    request.timeoutMs = std::numeric_limits<std::uint32_t>::max();  // the kernel knows, and does not tell
     request.cdbBytes = cdbBytes(cdb[0]);
     std::copy_n(cdb, request.cdbBytes, request.cdb.begin());
     request.data = data.bytes().data();

@@ -60,8 +60,13 @@ TEST(MmcAnswers, AreReadAsTheStandardWritesThem) {
     EXPECT_THAT(parseFeature(kConfiguration, 0x2F), Optional(FieldsAre(false, fromHex("44000000"))));
     EXPECT_THAT(parseDiscInformation(kDisc),
                 Optional(FieldsAre(DiscStatus::incomplete, BackgroundFormat::done, 0x103)));
-    EXPECT_THAT(parseTrackInformation(kTrack),
-                Optional(FieldsAre(0x103, true, true, 16, 0x3000, Optional(0x2000))));
+    EXPECT_THAT(
+        parseTrackInformation(kTrack),
+        Optional(FieldsAre(0x103, true, true, 16, 0x3000, Optional(0x2000), testing::Eq(std::nullopt))));
+    EXPECT_EQ(
+        parseTrackInformation(fromHex("002E 0101 00 44 20 01" + std::string(64, '0') + "000007FF 00000000"))
+            ->nextJump,
+        0x7FFU);
     EXPECT_FALSE(
         parseTrackInformation(fromHex("001A 01 01 00 05 20 01" + std::string(40, '0')))->fixedPackets);
     EXPECT_THAT(parseToc(kToc),

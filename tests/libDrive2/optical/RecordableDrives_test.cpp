@@ -64,34 +64,47 @@ TEST(RecordableDrives, SendWhatSequentialMediaNeed) {
                                {{"51", {disc("01")}}, {"52", {track("03", "40", "00012345", "00001000")}}},
                                0x12345, 32, kPage + "41C408 event5 ", "35 5B0101000003 5B0102 ");
     records<CDRecordableDrive>("000A", {{"51", {disc("02")}}, {"00", {"", "!020407", "!062800", ""}}}, 0, 32,
-                               kPage + "41C408 event3 A111 event5 ", kClosed1);
+                               kPage + "41C408 event3 A111 " + kPage + "41C408 event5 ", kClosed1);
     records<CDRecordableDrive>("000A", {{"51", {disc("01")}}}, 0, 32, kPage + "41C408 event5 ", kClosed1);
-    records<DVDMinusDrive>("0011", {}, 0, 16, kPage + "60C50810 event5 ", kClosed1);
-    records<DVDMinusDrive>("0014", {{"51", {disc("02")}}}, 0, 16, kPage + "60C50810 event3 A110 event5 ",
-                           kClosed1);
+    const std::string dvdR = kPage + "60E508100000000000000010 ", dvdRw = kPage + "60C50810 ";
+    const std::string blanked = dvdRw + "event3 A110 " + dvdRw + "event5 ";
+    records<DVDMinusDrive>("0011", {}, 0, 16, dvdR + "event5 ", kClosed1);
+    records<DVDMinusDrive>("0014", {{"51", {disc("02")}}}, 0, 16, blanked, kClosed1);
+    // The one session of two layers stays open for what comes next.
+    records<DVDMinusDrive>("0015", {}, 0, 16, kPage + "60050810 event5 ", "35 5B0101000001 ");
     // A DVD-RW that takes no increments was blanked in a hurry; a blank one that does is written as it is.
-    records<DVDMinusDrive>("0017", {}, 0, 16, kPage + "60C50810 event3 A110 event5 ", kClosed1);
+    records<DVDMinusDrive>("0017", {}, 0, 16, blanked, kClosed1);
     records<DVDMinusDrive>("0014",
                            {{"46", {configuration("0014", "0021 03 04 00000000 002F 03 04 40000000")}}}, 0,
-                           16, kPage + "60C50810 event5 ", kClosed1);
+                           16, dvdRw + "event5 ", kClosed1);
     records<DVDPlusDrive>("001B",
                           {{"51", {disc("01")}},
                            {"52", {track("01", "00", "-", "00000000")}},
                            {"5201000000FF", {track("02", "00", "00000400", "00000040")}}},
                           0x400, 16, "event5 ", "35 5B0101000002 5B0102 ");
     records<DVDMinusDrive>("0011", {{"52", {track("01", "20", "00000400", "00000040")}}}, 0x400, 16,
-                           kPage + "60C50810 event5 ", kClosed1);
+                           dvdR + "event5 ", kClosed1);
     records<BDREDrive>("0041", {}, 0, 32, "event5 ", kClosed1);
 }
 
 TEST(RecordableDrives, SendWhatRandomMediaNeed) {
+    const std::string packets = kPage + "002508000000000000000020 ";
     // A CD-RW that holds tracks, and a DVD-RAM without a format, are formatted.
     records<CDRROWDrive>("000A",
                          {{"23", {"000000 10 00054600 02 000800 00047E00 40 000020"}},
                           {"52", {track("01", "30", "-", "00000000")}}},
-                         0, 32, kPage + "002508000000000000000020 event0 0411:0002000800047E0040000020 ",
-                         "35 ");
-    records<DVDMinusDrive>("0013", {{"23", {kFormatted}}}, 0, 16, kPage + "00E508000000000000000010 ", "35 ");
+                         0, 32, packets + "event0 0411:0002000800047E0040000020 " + packets, "35 ");
+    // Its drive judges the parameters by the medium as it is, and wants to be told that the options count.
+    records<CDRROWDrive>(
+        "000A",
+        {{"23", {"000000 10 00054600 02 000800 00047E00 40 000020"}},
+         {"52", {track("01", "30", "-", "00000000")}},
+         {"55", {"!052600", ""}},
+         {"04", {"!052600", ""}}},
+        0, 32, packets + "event0 0411:0002000800047E0040000020 0411:0082000800047E0040000020 " + packets,
+        "35 ");
+    const std::string restricted = kPage + "002508000000000000000010 ";
+    records<DVDMinusDrive>("0013", {{"23", {kFormatted}}, {"55", {"!052600"}}}, 0, 16, restricted, "35 ");
     // Its format was interrupted; begun again it goes on behind the recording.
     records<DVDPlusDrive>("001A",
                           {{"51", {disc("13", "01"), disc("13", "01"), disc("13", "01"), disc("13", "02")}},
@@ -109,7 +122,7 @@ TEST(RecordableDrives, LayersJumpWhereTheDriveSays) {
          {"5201",
           {track("01", "40", "00000000", "00008000"), at("00000010"), at("00200000"), at("00200010")}}});
     ASSERT_TRUE(rig.drive.setWriteParameters(false) && rig.drive.reserveSectors(64));
-    EXPECT_EQ(rig.log, kPage + "64C50810 event5 ");
+    EXPECT_EQ(rig.log, kPage + "44C508 event5 ");
     for (const char* pass : {"writing", "reading back"}) {
         std::vector<std::uint64_t> lbas;
         for (const std::uint64_t position : {0, 16, 32, 48})
@@ -181,6 +194,14 @@ TEST(RecordableDrives, WaitForDrivesThatAreReadyBeforeTheyAreDone) {
     const auto before = rig.time.clock.now();
     EXPECT_TRUE(rig.drive.closeOpenTrack()) << rig.drive.getLastErrorStr().utf8();
     EXPECT_EQ(rig.time.clock.now() - before, std::chrono::milliseconds(200));
+    // One that closes only when it pleases, and one whose track the flush has closed.
+    Rig<DVDPlusDrive> late("001B", {{"5B", {"!020407", "!020408", ""}}}), done("001B", {{"5B", {"!052C00"}}});
+    Rig<CDRecordableDrive> ended("0009", {{"5B", {"!052C00"}}});
+    EXPECT_TRUE(late.drive.reserveSectors(16) && late.drive.closeOpenTrack());
+    EXPECT_EQ(late.log, "event5 35 5B0101000001 5B0101000001 5B0101000001 ");
+    EXPECT_TRUE(ended.drive.reserveSectors(16) && ended.drive.closeOpenTrack());
+    EXPECT_TRUE(done.drive.reserveSectors(16));
+    EXPECT_FALSE(done.drive.closeOpenTrack());
 }
 
 TEST(RecordableDrives, SendWhatTimedOutAgainOnlyWhereThatDoesNoHarm) {

@@ -49,8 +49,9 @@ TEST_F(StrictOpticalModel, TakesWriteParametersThatFitTheMedium) {
         "cdr 1 C4 8 0 0 1|cdr 1 C5 8 0 0 0|cdr 0 C4 8 0 0 0|cdr 0 5 8 0 0 1|cdr 21 4 8 7 0 0|cdr 20 5 8 7 0 "
         "1|"
         "cdr 20 5 8 10 0 0|cdr 1 84 8 0 0 0|cdr 1 4 9 0 0 0|cdr 0 25 8 0 10 1|cdr 0 25 8 0 0 0|cdrw 0 25 8 0 "
-        "20 1|"
-        "cdrw 0 25 8 0 10 0|dvdr 20 C5 8 10 0 1|dvdr 20 C5 8 7 0 0|dvdr 0 C5 8 7 0 1|dvdr 0 C4 8 0 0 0|"
+        "20 0|"
+        "cdrw 1 C4 8 0 0 1|cdrw-ow 0 25 8 0 20 1|cdrw-ow 0 25 8 0 10 0|cdrw-ow 1 C4 8 0 0 0|dvdr 20 C5 8 10 "
+        "0 1|dvdr 20 C5 8 7 0 0|dvdr 0 C5 8 7 0 1|dvdr 0 C4 8 0 0 0|"
         "dvdr 0 45 8 0 0 0|dvdr 0 C5 A 0 0 0|dvdr 0 E5 8 0 20 0|dvdr 2 5 8 0 0 1|dvdr 22 5 8 10 0 0|dvdr 2 "
         "C5 8 0 0 0|"
         "dvdr 4 C5 8 0 0 0|dvdr-dl 4 C5 8 0 0 0|dvdr-dl-lj 4 C5 8 0 0 1|dvdrw-ow 0 25 8 0 10 1");
@@ -108,6 +109,11 @@ TEST_F(StrictOpticalModel, ClosesTracksBeforeSessions) {
         check({closeSession(isMinus ? 2 : 6), "", capacity(), medium == "cdr" ? "33" : "31"});
         EXPECT_EQ(isCurrent(0x10), true);
     }
+    openStrict("cdr");  // the flush ends what is recorded track at once
+    check({write(0, 32), "", run({0x35}), "", closeTrack(1), "5/2C/00", closeSession(), "", disc(),
+           "23 t1 s1"});
+    openStrict("dvdr-dl");  // has one session
+    check({parameters(0, 0xC5), "", write(0), "", closeTrack(1), "", closeSession(), "", disc(), "23 t1 s1"});
     openStrict("dvdr");
     check({reserve(16), "", write(0), "", closeSession(), "5/72/04", run({0x35}), "", write(16), ""});
     const auto before = time.clock.now();
