@@ -53,8 +53,8 @@ PASS, FAIL, WRONG_MEDIUM, ONLY_IN_ORDER = (0, "PASS"), (1, "FAIL"), (4, "INCORRE
 # Each recordable medium, and how the test ends that writes at random; the one that writes in order passes on all.
 RECORDED = {
     **dict.fromkeys(["cdr", "dvdr", "dvdr-dl", "dvdr-dl-lj", "bdr", "bdr-random", "bdre"], WRONG_MEDIUM),
-    **dict.fromkeys(["dvd+r", "dvd+r-dl", "dvdrw", "dvdrw-dl"], ONLY_IN_ORDER),
-    **dict.fromkeys(["cdrw", "cdrw-ow", "dvdrw-ow", "dvdram", "dvd+rw", "dvd+rw-dl"], PASS)}
+    **dict.fromkeys(["dvd+r", "dvd+r-dl", "dvdrw-dl"], ONLY_IN_ORDER),
+    **dict.fromkeys(["cdrw", "cdrw-ow", "dvdrw", "dvdrw-ow", "dvdram", "dvd+rw", "dvd+rw-dl"], PASS)}
 SIMULATED = {"good": f"media=cdrom,sectors={CD},serial=LAB1", "empty": "media=none",
              "bad": f"media=dvdrom,sectors={CD},bad={'+'.join(map(str, BAD))}",
              **{kind: f"media={kind},sectors={CD}" for kind in RECORDED}}
