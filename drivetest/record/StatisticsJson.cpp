@@ -47,7 +47,7 @@ Json surfaceJson(const SurfaceMap& surface, std::uint32_t sectorBytes) {
     const auto& cells = surface.cells();
     const auto outcome = [](const auto& cell) { return Json(static_cast<int>(cell.outcome)); };
     const auto slowest = [](const auto& cell) {
-        return cell.sectors > 0 ? Json(microseconds(cell.slowest)) : Json();
+        return cell.slowest.count() > 0 ? Json(microseconds(cell.slowest)) : Json();
     };
     const auto rate = [sectorBytes](const auto& cell) {
         return cell.seconds > 0 ? Json(rounded(cell.sectors * sectorBytes / kBytesPerMegabyte / cell.seconds))

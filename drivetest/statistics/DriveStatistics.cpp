@@ -59,7 +59,8 @@ void DriveStatistics::onOperation(const libDrive2::DriveOperationReport& report)
     if (report.duration.count() > 0 && !report.getsReady) {
         (report.operation == DriveOperation::read ? m_readLatency : m_latencies[report.operation])
             .add(report.duration);
-        m_surface.addTransfer(report.lba, report.count, report.duration);
+        m_surface.addTransfer(report.lba, report.count, report.duration,
+                              report.outcome != libDrive2::LIBDRIVE2_NO_ERROR);
         m_slowTransfers.add(report);
     }
     if (report.operation == DriveOperation::read || report.operation == DriveOperation::write)

@@ -31,10 +31,13 @@ void SurfaceMap::addOutcome(std::uint64_t lba, std::uint64_t count, SectorOutcom
           [outcome](Cell& cell, std::uint64_t) { cell.outcome = std::max(cell.outcome, outcome); });
 }
 
-void SurfaceMap::addTransfer(std::uint64_t lba, std::uint32_t count, std::chrono::nanoseconds duration) {
+void SurfaceMap::addTransfer(std::uint64_t lba, std::uint32_t count, std::chrono::nanoseconds duration,
+                             bool hasFailed) {
     const double secondsPerSector = std::chrono::duration<double>(duration).count() / count;
     visit(lba, count, [&](Cell& cell, std::uint64_t sectors) {
         cell.slowest = std::max(cell.slowest, duration);
+        if (hasFailed)
+            return;
         cell.sectors += static_cast<double>(sectors);
         cell.seconds += secondsPerSector * static_cast<double>(sectors);
     });

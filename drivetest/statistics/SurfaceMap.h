@@ -26,7 +26,9 @@ public:
     [[nodiscard]] const std::vector<Cell>& cells() const { return m_cells; }
 
     void addOutcome(std::uint64_t lba, std::uint64_t count, SectorOutcome outcome);
-    void addTransfer(std::uint64_t lba, std::uint32_t count, std::chrono::nanoseconds duration);
+    /// Of a transfer that failed only the duration counts: it moved nobody knows how much.
+    void addTransfer(std::uint64_t lba, std::uint32_t count, std::chrono::nanoseconds duration,
+                     bool hasFailed = false);
 
 private:
     template <class Visit>

@@ -174,10 +174,12 @@ TEST(SurfaceMap, SharesATransferAmongItsCells) {
     SurfaceMap map(4);
     map.addTransfer(0, 2, 10us);
     map.addTransfer(0, 1, 30us);
+    map.addTransfer(2, 1, 50us, true);
     EXPECT_EQ(map.cells()[0].slowest, 30us);
     EXPECT_EQ(map.cells()[1].slowest, 10us);
     EXPECT_NEAR(map.cells()[0].seconds, 35e-6, 1e-9);
-    EXPECT_EQ(surfaceJson(map, 512)["slowestUs"].dump(), "[[30.0,1],[10.0,1],[null,2]]");
+    EXPECT_EQ(map.cells()[2].seconds + map.cells()[2].sectors, 0) << "no rate of what failed";
+    EXPECT_EQ(surfaceJson(map, 512)["slowestUs"].dump(), "[[30.0,1],[10.0,1],[50.0,1],[null,1]]");
     EXPECT_EQ(surfaceJson(map, 512)["outcomes"].dump(), "[[0,4]]");
 }
 
