@@ -2,7 +2,7 @@
 
 #include <cstdio>
 
-#include "Fixtures.h"
+#include "libDrive2/Fixtures.h"
 #include "libDrive2/sim/SimBytes.h"
 #include "libDrive2/sim/SimProvider.h"
 
