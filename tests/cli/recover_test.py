@@ -40,7 +40,7 @@ class RecoveryTest(program.ImageTest):
             given = [word for parameter in parameters for word in ("-p", parameter)]
             process = self.spawn("run", "LinearPatternTest", device, "--confirm", device, *given)
             while process.poll() is None:
-                process.send_signal(signal.SIGSTOP)
+                os.kill(process.pid, signal.SIGSTOP)  # send_signal() would reap one that has ended
                 os.waitid(os.P_PID, process.pid, os.WSTOPPED | os.WEXITED | os.WNOWAIT)
                 if self.changed():
                     return process
