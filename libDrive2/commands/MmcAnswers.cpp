@@ -51,9 +51,8 @@ std::optional<Bytes> findModePage(Bytes answer, std::uint8_t code) {
     constexpr std::size_t kModeHeaderBytes = 8;
     if (answer.size() < kModeHeaderBytes)
         return std::nullopt;
-    // Some drives state a length that does not hold the page: its own counts.
     const Bytes pages =
-        slice(answer, kModeHeaderBytes + loadBigEndian<std::uint16_t>(answer, 6), answer.size());
+        slice(held(answer), kModeHeaderBytes + loadBigEndian<std::uint16_t>(answer, 6), answer.size());
     const std::size_t size = std::size_t{byteAt(pages, 1)} + 2;
     return (byteAt(pages, 0) & 0x3F) == code && pages.size() >= size ? std::optional(slice(pages, 0, size))
                                                                      : std::nullopt;
