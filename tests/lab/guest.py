@@ -79,9 +79,10 @@ class Guest:
         self._agent, agent = socket.socketpair()
         self._control, control = socket.socketpair()
         pipes = (agent.fileno(), control.fileno())
-        # It must not outlive this process, however that ends.
+        # It must not outlive this process, however that ends. One processor: of two emulated side by side, one can
+        # miss an interrupt for good, and the kernel then stands still.
         command = ["setpriv", "--pdeathsig", "KILL", tool("qemu-system-x86_64", "qemu-system-x86"),
-                   *"-M q35 -accel tcg,thread=multi -smp 2 -m 1024 -nodefaults -display none -no-reboot".split(),
+                   *"-M q35 -accel tcg,thread=multi -smp 1 -m 1024 -nodefaults -display none -no-reboot".split(),
                    "-kernel", kernel.image, "-initrd", image, "-append", "console=ttyS0 quiet panic=-1 no_timer_check clocksource=tsc tsc=reliable",
                    "-serial", f"file:{self.console}", "-chardev", f"socket,id=agent,fd={pipes[0]}",
                    "-serial", "chardev:agent",
