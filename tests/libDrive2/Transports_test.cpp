@@ -1,7 +1,6 @@
-#include <atomic>
+#include <condition_variable>
 #include <cstring>
 #include <mutex>
-#include <thread>
 
 #include "Fixtures.h"
 #include "commands/Hex.h"
@@ -114,13 +113,16 @@ TEST_F(ScsiTransport, JudgesWhatBecameOfATransfer) {
     }
 }
 
-/// Takes three commands at a time, and knows how many it had; the model behind it takes one.
+/// Takes three commands at a time, and knows how many it had; the model behind it takes one. Those that read
+/// wait for each other once, as long as a busy computer may take to send them.
 struct WideScsi : TamperedScsi {
     using TamperedScsi::TamperedScsi;
     ScsiResponse execute(const ScsiRequest& request) override {
-        most = std::max<int>(most, ++running);
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-        const std::lock_guard one(mutex);
+        std::unique_lock one(mutex);
+        most = std::max(most, ++running);
+        together.notify_all();
+        if (request.cdb[0] == 0x28)
+            together.wait_for(one, std::chrono::seconds(10), [this] { return most >= 3; });
         --running;
         return TamperedScsi::execute(request);
     }
@@ -128,8 +130,9 @@ struct WideScsi : TamperedScsi {
     [[nodiscard]] unsigned maxInFlight() const override { return 3; }
 
     std::mutex mutex;
-    std::atomic<int> running = 0;
-    std::atomic<int> most = 0;
+    std::condition_variable together;
+    int running = 0;
+    int most = 0;
 };
 
 TEST_F(ScsiTransport, KeepsCommandsInFlightAndTellsTheFirstFailure) {
