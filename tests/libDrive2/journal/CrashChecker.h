@@ -24,7 +24,9 @@ class CrashChecker {
 public:
     /// Those nearest to the run come first; there are more than can be checked each time.
     explicit CrashChecker(Fault fault, std::size_t mostStates = 80000)
-        : m_fault(fault), m_mostStates(mostStates) {}
+        : m_fault(fault), m_mostStates(mostStates) {
+        Contents::forget();
+    }
 
     /// What went wrong first; empty when nothing did.
     std::string checkRun();

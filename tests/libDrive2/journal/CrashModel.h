@@ -22,6 +22,12 @@ public:
         return place->second;
     }
     static const std::string& text(std::uint32_t number) { return texts()[number]; }
+    /// Numbers are given from the first one again, so that what is chosen by them does not depend on what the
+    /// process did before. None of those that were given may be in use.
+    static void forget() {
+        numbers() = {{"", 0}};
+        texts() = {""};
+    }
 
 private:
     static std::map<std::string, std::uint32_t>& numbers() {
