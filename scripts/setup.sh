@@ -2,6 +2,7 @@
 # Installs what is missing from Debian 12's packages. Without an option: what building and running needs.
 #   --dev    also what scripts/check.sh needs
 #   --bench  also what bench/ needs
+#   --windows  also what building for Windows, and running that here, needs
 # Nothing is asked, and nothing needs root when nothing is missing.
 set -euo pipefail
 # shellcheck source-path=SCRIPTDIR
@@ -16,7 +17,9 @@ for option in "$@"; do
             xz-utils lvm2 mdadm btrfs-progs bcache-tools fdisk) ;;
         --bench) packages+=(fio e2fsprogs util-linux mount time python3 dmsetup qemu-system-x86 busybox-static kmod
             xz-utils sg3-utils) ;;
-        *) fail "unknown option $option" "use it as: setup.sh [--dev] [--bench]" ;;
+        --windows) packages+=(g++-mingw-w64-x86-64-posix wine64 googletest python3 e2fsprogs util-linux mount zip
+            unzip) ;;
+        *) fail "unknown option $option" "use it as: setup.sh [--dev] [--bench] [--windows]" ;;
     esac
 done
 

@@ -1,0 +1,149 @@
+#include "zel/windows/SystemCalls.h"
+
+#include <atomic>
+
+namespace zel {
+
+namespace {
+
+std::atomic<SystemCalls*> installed{nullptr};
+
+}  // namespace
+
+SystemCalls& SystemCalls::current() {
+    static SystemCalls system;
+    SystemCalls* const calls = installed.load();
+    return calls != nullptr ? *calls : system;
+}
+
+SystemCalls* SystemCalls::install(SystemCalls* calls) {
+    return installed.exchange(calls);
+}
+
+HANDLE SystemCalls::createFile(const std::wstring& path, DWORD access, DWORD share, DWORD disposition,
+                               DWORD flags, SECURITY_ATTRIBUTES* security) {
+    return CreateFileW(path.c_str(), access, share, security, disposition, flags, nullptr);
+}
+
+BOOL SystemCalls::closeHandle(HANDLE handle) {
+    return CloseHandle(handle);
+}
+
+HANDLE SystemCalls::reopenFile(HANDLE original, DWORD access, DWORD share, DWORD flags) {
+    return ReOpenFile(original, access, share, flags);
+}
+
+BOOL SystemCalls::readFile(HANDLE file, void* data, DWORD bytes, DWORD* done, OVERLAPPED* overlapped) {
+    return ReadFile(file, data, bytes, done, overlapped);
+}
+
+BOOL SystemCalls::writeFile(HANDLE file, const void* data, DWORD bytes, DWORD* done, OVERLAPPED* overlapped) {
+    return WriteFile(file, data, bytes, done, overlapped);
+}
+
+BOOL SystemCalls::getOverlappedResult(HANDLE file, OVERLAPPED* overlapped, DWORD* done, BOOL wait) {
+    return GetOverlappedResult(file, overlapped, done, wait);
+}
+
+BOOL SystemCalls::cancelIo(HANDLE file, OVERLAPPED* overlapped) {
+    return CancelIoEx(file, overlapped);
+}
+
+BOOL SystemCalls::flushFileBuffers(HANDLE file) {
+    return FlushFileBuffers(file);
+}
+
+BOOL SystemCalls::deviceIoControl(HANDLE device, DWORD code, void* in, DWORD inBytes, void* out,
+                                  DWORD outBytes, DWORD* returned) {
+    return DeviceIoControl(device, code, in, inBytes, out, outBytes, returned, nullptr);
+}
+
+BOOL SystemCalls::getFileSize(HANDLE file, LARGE_INTEGER* bytes) {
+    return GetFileSizeEx(file, bytes);
+}
+
+DWORD SystemCalls::getFileType(HANDLE file) {
+    return GetFileType(file);
+}
+
+BOOL SystemCalls::getFileInformation(HANDLE file, BY_HANDLE_FILE_INFORMATION* information) {
+    return GetFileInformationByHandle(file, information);
+}
+
+BOOL SystemCalls::getFileInformationEx(HANDLE file, FILE_INFO_BY_HANDLE_CLASS kind, void* out, DWORD bytes) {
+    return GetFileInformationByHandleEx(file, kind, out, bytes);
+}
+
+BOOL SystemCalls::setFileInformation(HANDLE file, FILE_INFO_BY_HANDLE_CLASS kind, void* in, DWORD bytes) {
+    return SetFileInformationByHandle(file, kind, in, bytes);
+}
+
+BOOL SystemCalls::lockFile(HANDLE file, DWORD flags, DWORD low, DWORD high, OVERLAPPED* overlapped) {
+    return LockFileEx(file, flags, 0, low, high, overlapped);
+}
+
+BOOL SystemCalls::unlockFile(HANDLE file, DWORD low, DWORD high, OVERLAPPED* overlapped) {
+    return UnlockFileEx(file, 0, low, high, overlapped);
+}
+
+DWORD SystemCalls::getFinalPath(HANDLE file, wchar_t* path, DWORD units, DWORD flags) {
+    return GetFinalPathNameByHandleW(file, path, units, flags);
+}
+
+DWORD SystemCalls::getFileAttributes(const std::wstring& path) {
+    return GetFileAttributesW(path.c_str());
+}
+
+HANDLE SystemCalls::findFirstVolume(wchar_t* name, DWORD units) {
+    return FindFirstVolumeW(name, units);
+}
+
+BOOL SystemCalls::findNextVolume(HANDLE search, wchar_t* name, DWORD units) {
+    return FindNextVolumeW(search, name, units);
+}
+
+BOOL SystemCalls::findVolumeClose(HANDLE search) {
+    return FindVolumeClose(search);
+}
+
+BOOL SystemCalls::getVolumePathNames(const std::wstring& volume, wchar_t* paths, DWORD units, DWORD* needed) {
+    return GetVolumePathNamesForVolumeNameW(volume.c_str(), paths, units, needed);
+}
+
+BOOL SystemCalls::getVolumePathName(const std::wstring& path, wchar_t* mountPoint, DWORD units) {
+    return GetVolumePathNameW(path.c_str(), mountPoint, units);
+}
+
+BOOL SystemCalls::getVolumeNameForMountPoint(const std::wstring& mountPoint, wchar_t* volume, DWORD units) {
+    return GetVolumeNameForVolumeMountPointW(mountPoint.c_str(), volume, units);
+}
+
+BOOL SystemCalls::getVolumeInformation(const std::wstring& root, wchar_t* label, DWORD labelUnits,
+                                       DWORD* serial, DWORD* flags, wchar_t* fileSystem, DWORD units) {
+    DWORD longestName = 0;
+    return GetVolumeInformationW(root.c_str(), label, labelUnits, serial, &longestName, flags, fileSystem,
+                                 units);
+}
+
+DWORD SystemCalls::queryDosDevice(const wchar_t* device, wchar_t* target, DWORD units) {
+    return QueryDosDeviceW(device, target, units);
+}
+
+UINT SystemCalls::getDriveType(const std::wstring& root) {
+    return GetDriveTypeW(root.c_str());
+}
+
+DWORD SystemCalls::getLogicalDrives() {
+    return GetLogicalDrives();
+}
+
+UINT SystemCalls::getSystemFolder(wchar_t* path, UINT units) {
+    return GetSystemWindowsDirectoryW(path, units);
+}
+
+LONG SystemCalls::getRegistryValue(const wchar_t* key, const wchar_t* name, DWORD types, void* data,
+                                   DWORD* bytes) {
+    return RegGetValueW(HKEY_LOCAL_MACHINE, key, name, types, nullptr, data, bytes);
+}
+
+}  // namespace zel
