@@ -20,6 +20,7 @@ def scripts():
         if path.stem != "runpath_test":  # the search path of an ELF file
             yield path
     yield TESTS / "layouts/simulated_layouts_test.py"
+    yield TESTS / "windows/kills_test.py"
 
 
 def run(script):
