@@ -2,6 +2,7 @@
 #include "libDrive2/RecordableDrives.h"
 #include "libDriveTest/optional/libScsi2/PatternTestMMC.h"
 #include "libDriveTest/optional/libScsi2/RandomWriteTestMMC.h"
+#include "libDriveTest/optional/libScsi2/ReadPerformanceTest.h"
 
 namespace libDriveTest {
 namespace {
@@ -43,6 +44,9 @@ TEST_F(RecordingFaults, TellTheDrivesOwnWords) {
                     StartsWith("FAIL"));
         EXPECT_THAT(lines("PatternTestMMC", 3), testing::HasSubstr(words));
     }
+    const auto disc = open<libDrive2::ScsiMMCDrive>("cdrom,bad=100");
+    (void)OpticalFixture::run<ReadPerformanceTest>(*disc, "EndRange=6000");
+    EXPECT_THAT(lines("ReadPerformanceTest", 3), testing::HasSubstr("(sense 03/11/00)"));
 }
 
 TEST_F(RecordingFaults, SendNothingToADriveThatIsGone) {
