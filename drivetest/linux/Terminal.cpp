@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <filesystem>
 
 #include "drivetest/run/OutputQueue.h"
@@ -69,6 +70,13 @@ InputWait waitForLine(std::chrono::milliseconds time, std::string& line) {
             line += next;
     }
     return InputWait::closed;
+}
+
+std::string userLanguage() {
+    for (const char* variable : {"LC_ALL", "LC_MESSAGES", "LANG"})
+        if (const char* value = std::getenv(variable); value != nullptr && *value != '\0')
+            return value;
+    return {};
 }
 
 std::string programFolder() {

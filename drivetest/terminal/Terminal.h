@@ -17,6 +17,9 @@ enum class InputWait : unsigned char { line, timeout, closed };
 /// limit. A stop request ends the wait like a closed input.
 InputWait waitForLine(std::chrono::milliseconds time, std::string& line);
 
+/// The language that the user's environment asks for, such as "de_DE.UTF-8" or "de-DE"; empty for none.
+std::string userLanguage();
+
 /// The folder that the running program's file is in.
 std::string programFolder();
 
