@@ -1,6 +1,7 @@
 #include "drivetest/run/Setup.h"
 
 #include <algorithm>
+#include <cstdlib>
 
 #include "drivetest/devices/Drives.h"
 #include "drivetest/safety/SafeStart.h"
@@ -159,7 +160,11 @@ std::string describeText(const std::string& key) {
 }
 
 void chooseLanguage(const std::string& option) {
-    zel::ZELLocale::setGlobalLocale(zel::ZELLocale(option.empty() ? userLanguage() : option));
+    std::string name = option;
+    for (const char* variable : {"LC_ALL", "LC_MESSAGES", "LANG"})
+        if (const char* value = std::getenv(variable); name.empty() && value != nullptr)
+            name = value;
+    zel::ZELLocale::setGlobalLocale(zel::ZELLocale(name.empty() ? systemLanguage() : name));
 }
 
 }  // namespace drivetest
