@@ -7,7 +7,6 @@ namespace libDrive2::windows {
 
 namespace {
 
-constexpr std::uint32_t kMediaTypeRemovable = 11;
 constexpr std::uint32_t kMediaTypeFixed = 12;
 constexpr std::uint32_t kSmallestSector = 128;  ///< of the oldest floppies
 constexpr std::uint32_t kLargestSector = 1U << 20;
@@ -28,18 +27,17 @@ std::optional<DiskGeometry> parseGeometry(Bytes answer) {
     if (answer.size() < kGeometryBytes || !std::has_single_bit(sectorBytes) ||
         sectorBytes < kSmallestSector || sectorBytes > kLargestSector)
         return std::nullopt;
-    // The types below are formats of floppies, those above of floppies and tapes; 0 is unknown.
+    // Type 11 is a removable medium, 0 unknown; all others are formats of floppies.
     const auto type = loadLittleEndian<std::uint32_t>(answer, 8);
     const auto bytes = loadLittleEndian<std::uint64_t>(answer, kGeometryBytes);
-    return DiskGeometry{sectorBytes, bytes <= kMostBytes ? bytes : 0,
-                        type == kMediaTypeRemovable || (type != 0 && type != kMediaTypeFixed)};
+    return DiskGeometry{sectorBytes, bytes <= kMostBytes ? bytes : 0, type != 0 && type != kMediaTypeFixed};
 }
 
 std::optional<std::uint32_t> parsePhysicalSector(Bytes answer, std::uint32_t logicalSectorBytes) {
     const auto logical = loadLittleEndian<std::uint32_t>(answer, 16);
     const auto physical = loadLittleEndian<std::uint32_t>(answer, 20);
-    if (logical != logicalSectorBytes || physical < logical || !std::has_single_bit(physical) ||
-        physical > kLargestSector || logical == 0)
+    if (logical == 0 || logical != logicalSectorBytes || physical < logical || physical % logical != 0 ||
+        physical > kLargestSector)
         return std::nullopt;
     return physical;
 }
