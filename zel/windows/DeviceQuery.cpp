@@ -88,7 +88,7 @@ std::wstring devicePath(std::wstring_view name) {
 }
 
 std::wstring deviceName(std::wstring_view path) {
-    for (const std::wstring_view prefix : {L"\\\\.\\", L"\\\\?\\", L"//./"})
+    for (const std::wstring_view prefix : {L"\\\\.\\", L"\\\\?\\"})
         if (path.starts_with(prefix))
             return std::wstring(path.substr(prefix.size()));
     return {};

@@ -30,7 +30,7 @@ DRIVETEST_API Handle openToAsk(const std::wstring& path);
 /// "\\.\NAME"
 DRIVETEST_API std::wstring devicePath(std::wstring_view name);
 
-/// The name after "\\.\", "\\?\" or "//./"; empty for any other path.
+/// The name after "\\.\" or "\\?\"; empty for any other path.
 DRIVETEST_API std::wstring deviceName(std::wstring_view path);
 
 /// The N of a name such as PREFIXN, compared without regard to case.
