@@ -49,6 +49,7 @@ OVERLAPPED lockedByte() {
 }  // namespace
 
 bool DriveClaim::take(const std::vector<StorageExtent>& storage, bool exclusive, zel::String& problem) {
+    problem = {};
     std::set<std::wstring> names;
     for (const StorageExtent& extent : storage)
         if (!extent.id.empty())
@@ -70,7 +71,7 @@ bool DriveClaim::takeDisk(const std::wstring& name, bool exclusive, zel::String&
     const bool isTaken = error == ERROR_ALREADY_EXISTS || error == ERROR_ACCESS_DENIED;
     if (exclusive && isTaken)
         problem = kLocked;
-    else if (!own && !isTaken)
+    else if (exclusive && !own)
         problem = kUntaken + systemStatus(error).text;
     else if (exists(exclusive ? reader : writer))
         problem = exclusive ? kRead : kWritten;
@@ -80,6 +81,7 @@ bool DriveClaim::takeDisk(const std::wstring& name, bool exclusive, zel::String&
 }
 
 bool DriveClaim::takeFile(zel::Handle file, bool exclusive, zel::String& problem) {
+    problem = {};
     OVERLAPPED place = lockedByte();
     const DWORD flags = LOCKFILE_FAIL_IMMEDIATELY | (exclusive ? LOCKFILE_EXCLUSIVE_LOCK : 0U);
     if (SystemCalls::current().lockFile(file.get(), flags, 1, 0, &place) != FALSE) {
@@ -87,17 +89,19 @@ bool DriveClaim::takeFile(zel::Handle file, bool exclusive, zel::String& problem
         return true;
     }
     const DWORD error = GetLastError();
-    if (error != ERROR_LOCK_VIOLATION && error != ERROR_IO_PENDING)
+    const bool isLocked = error == ERROR_LOCK_VIOLATION || error == ERROR_IO_PENDING;
+    // Where there are no such locks, nobody else has one either.
+    if (!exclusive)
+        problem = isLocked ? kWritten : "";
+    else if (!isLocked)
         problem = kUntaken + systemStatus(error).text;
-    else if (!exclusive)
-        problem = kWritten;
     else
         // Readers share the byte; a writer shares it with nobody.
         problem =
             SystemCalls::current().lockFile(file.get(), LOCKFILE_FAIL_IMMEDIATELY, 1, 0, &place) != FALSE
                 ? kRead
                 : kLocked;
-    return false;
+    return problem.isEmpty();
 }
 
 bool DriveClaim::release() {
