@@ -8,6 +8,15 @@ namespace {
 
 std::atomic<SystemCalls*> installed{nullptr};
 
+/// What a thread waits with for the end of its device control.
+struct ThreadEvent {
+    ThreadEvent() : handle(CreateEventW(nullptr, TRUE, FALSE, nullptr)) {}
+    ~ThreadEvent() { CloseHandle(handle); }
+    ThreadEvent(const ThreadEvent&) = delete;
+    ThreadEvent& operator=(const ThreadEvent&) = delete;
+    HANDLE handle;
+};
+
 }  // namespace
 
 SystemCalls& SystemCalls::current() {
@@ -53,9 +62,16 @@ BOOL SystemCalls::flushFileBuffers(HANDLE file) {
     return FlushFileBuffers(file);
 }
 
+/// Also right for handles that were opened with FILE_FLAG_OVERLAPPED, of which several threads may wait.
 BOOL SystemCalls::deviceIoControl(HANDLE device, DWORD code, void* in, DWORD inBytes, void* out,
                                   DWORD outBytes, DWORD* returned) {
-    return DeviceIoControl(device, code, in, inBytes, out, outBytes, returned, nullptr);
+    thread_local const ThreadEvent event;
+    OVERLAPPED overlapped{};
+    overlapped.hEvent = event.handle;
+    if (DeviceIoControl(device, code, in, inBytes, out, outBytes, returned, &overlapped) != FALSE)
+        return TRUE;
+    return GetLastError() == ERROR_IO_PENDING ? GetOverlappedResult(device, &overlapped, returned, TRUE)
+                                              : FALSE;
 }
 
 BOOL SystemCalls::getFileSize(HANDLE file, LARGE_INTEGER* bytes) {
