@@ -110,6 +110,14 @@ DWORD SystemCalls::getFileAttributes(const std::wstring& path) {
     return GetFileAttributesW(path.c_str());
 }
 
+HANDLE SystemCalls::createEvent(const std::wstring& name) {
+    return CreateEventW(nullptr, TRUE, FALSE, name.c_str());
+}
+
+HANDLE SystemCalls::openEvent(const std::wstring& name) {
+    return OpenEventW(SYNCHRONIZE, FALSE, name.c_str());
+}
+
 HANDLE SystemCalls::findFirstVolume(wchar_t* name, DWORD units) {
     return FindFirstVolumeW(name, units);
 }
