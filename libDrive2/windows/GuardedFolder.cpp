@@ -227,8 +227,10 @@ GuardedFile GuardedFolder::openFile(const std::string& name, DWORD access, Owner
     if (opened.file) {
         examine(name, owner, opened);
     } else {
-        opened.isMissing = isMissingError(GetLastError());
-        failWith(opened.problem, zel::String(pathOf(name)) + " cannot be opened", GetLastError());
+        const DWORD error = GetLastError();
+        opened.isMissing = isMissingError(error);
+        opened.isInUse = error == ERROR_SHARING_VIOLATION;
+        failWith(opened.problem, zel::String(pathOf(name)) + " cannot be opened", error);
     }
     return opened;
 }

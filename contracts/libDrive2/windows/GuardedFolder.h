@@ -17,6 +17,7 @@ struct GuardedFile {
     std::string owner{};  ///< the security identifier
     zel::String problem{};
     bool isMissing = false;
+    bool isInUse = false;  ///< somebody has it open, and does not let others have it so
 
     [[nodiscard]] std::uint64_t bytes() const {
         return (std::uint64_t{found.nFileSizeHigh} << 32) | found.nFileSizeLow;
