@@ -7,6 +7,7 @@
 #include "libDrive2/windows/AccessRules.h"
 #include "libDrive2/windows/FolderNames.h"
 #include "zel/Format.h"
+#include "zel/Path.h"
 #include "zel/windows/SystemCalls.h"
 #include "zel/windows/Utf16.h"
 
@@ -65,7 +66,7 @@ bool makeFolder(const fs::path& folder, NewRules::Kind kind, zel::String& reason
     const fs::path parent = folder.parent_path();
     if (parent != folder && !parent.empty() && !makeFolder(parent, NewRules::Kind::shown, reason))
         return false;
-    const std::string path = zel::fromWide(folder.native());
+    const std::string path = zel::textOf(folder);
     const NewRules rules(kind, Account::current());
     SECURITY_ATTRIBUTES security{sizeof security, rules.descriptor(), FALSE};
     return (rules.descriptor() != nullptr &&
@@ -106,7 +107,7 @@ std::optional<GuardedFolder> GuardedFolder::open(const std::string& path, Writer
 
 bool GuardedFolder::make(const std::string& path, Writers writers, Readers readers, zel::String& reason) {
     std::error_code failed;
-    const fs::path full = fs::absolute(zel::toWide(path), failed).lexically_normal();
+    const fs::path full = fs::absolute(zel::pathOf(path), failed).lexically_normal();
     return makeFolder(full.has_filename() ? full : full.parent_path(), kindOf(writers, readers), reason);
 }
 

@@ -2,6 +2,7 @@
 
 #include <filesystem>
 
+#include "zel/Path.h"
 #include "zel/windows/SystemCalls.h"
 #include "zel/windows/Utf16.h"
 
@@ -16,7 +17,7 @@ constexpr DWORD kMostUnits = 1024;
 /// The path itself, or the nearest folder above it that exists.
 fs::path nearestExisting(const std::string& path) {
     std::error_code failed;
-    fs::path existing = fs::absolute(zel::toWide(path), failed).lexically_normal();
+    fs::path existing = fs::absolute(zel::pathOf(path), failed).lexically_normal();
     while (!fs::exists(existing, failed) && existing.has_relative_path())
         existing = existing.parent_path();
     return existing;
@@ -26,7 +27,7 @@ fs::path nearestExisting(const std::string& path) {
 
 std::wstring mountPointOf(const std::string& path) {
     wchar_t point[kMostUnits];
-    const std::wstring existing = zel::longPath(zel::fromWide(nearestExisting(path).native()));
+    const std::wstring existing = zel::longPath(zel::textOf(nearestExisting(path)));
     return zel::SystemCalls::current().getVolumePathName(existing, point, kMostUnits) != FALSE ? point : L"";
 }
 

@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "zel/Format.h"
+#include "zel/Path.h"
 #include "zel/windows/SystemCalls.h"
-#include "zel/windows/Utf16.h"
 
 namespace libDrive2 {
 
@@ -24,7 +24,7 @@ bool meansNoRoom(DWORD error) {
 
 zel::String noRoom(const std::string& folder, std::uint64_t bytes) {
     std::error_code unknown;
-    const auto space = std::filesystem::space(zel::toWide(folder), unknown);
+    const auto space = std::filesystem::space(zel::pathOf(folder), unknown);
     return zel::format(
         "the journal needs %u MiB in %s, which has %u MiB left: make room there, or choose another folder",
         (bytes + (1U << 20) - 1) >> 20, folder.c_str(), unknown ? std::uintmax_t{0} : space.available >> 20);

@@ -6,6 +6,7 @@
 #include "libDrive2/windows/GuardedFolder.h"
 #include "libDrive2/windows/MountPoint.h"
 #include "libDrive2/windows/WindowsJournalFile.h"
+#include "zel/Path.h"
 #include "zel/windows/SystemCalls.h"
 #include "zel/windows/Utf16.h"
 
@@ -24,10 +25,6 @@ constexpr const char* kSuffix = ".journal";
 constexpr DWORD kTakenOrNot = LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY;
 constexpr DWORD kFullAccess = GENERIC_READ | GENERIC_WRITE | DELETE;
 
-std::string textOf(const fs::path& path) {
-    return zel::fromWide(path.native());
-}
-
 /// A journal's folder and file, as far as they could be opened.
 struct Place {
     std::optional<GuardedFolder> folder;
@@ -37,9 +34,9 @@ struct Place {
 
 Place findPlace(const zel::String& path, DWORD access, DWORD share) {
     std::error_code failed;
-    const fs::path full = fs::absolute(zel::toWide(path.utf8()), failed).lexically_normal();
-    Place place{std::nullopt, textOf(full.filename())};
-    place.folder = GuardedFolder::open(textOf(full.parent_path()), Writers::owner, place.file.problem);
+    const fs::path full = fs::absolute(zel::pathOf(path.utf8()), failed).lexically_normal();
+    Place place{std::nullopt, zel::textOf(full.filename())};
+    place.folder = GuardedFolder::open(zel::textOf(full.parent_path()), Writers::owner, place.file.problem);
     if (place.folder)
         place.file = place.folder->openFile(place.name, access, Owner::user, share);
     else
@@ -67,8 +64,8 @@ JournalUse useOf(const GuardedFile& file) {
 std::unique_ptr<JournalFile> JournalFolder::create(const zel::String& name, std::uint64_t bytes,
                                                    zel::String& reason) {
     std::error_code failed;
-    const fs::path full = fs::absolute(zel::toWide(m_folder.utf8()), failed).lexically_normal();
-    const std::string path = textOf(full.has_filename() ? full : full.parent_path());
+    const fs::path full = fs::absolute(zel::pathOf(m_folder.utf8()), failed).lexically_normal();
+    const std::string path = zel::textOf(full.has_filename() ? full : full.parent_path());
     if (!GuardedFolder::make(path, Writers::owner, Readers::owner, reason))
         return nullptr;
     auto folder = GuardedFolder::open(path, Writers::owner, reason);

@@ -94,7 +94,7 @@ TEST_F(OpenJournalsTest, AreRegisteredWhereverTheyLie) {
     for (const RegisteredJournal& journal : found) {
         EXPECT_EQ(journal.problem, "");
         EXPECT_EQ(journal.drive, drive);
-        EXPECT_EQ(journal.owner, geteuid());
+        EXPECT_EQ(journal.owner, std::to_string(geteuid()));
         EXPECT_EQ(fs::status(journal.file).permissions(), fs::perms{0644});
     }
     EXPECT_TRUE(std::any_of(found.begin(), found.end(), [&](const auto& one) { return one.journal == odd; }));
@@ -174,7 +174,7 @@ TEST_F(OpenJournalsTest, OfOtherUsersAreSeenAndCannotBeTouched) {
     const auto found = listed();
     ASSERT_EQ(found.size(), 2U);
     EXPECT_EQ(found[0].journal + found[1].journal, "/other.journal/root.journal");
-    EXPECT_EQ(found[0].owner, kOtherUser);
+    EXPECT_EQ(found[0].owner, std::to_string(kOtherUser));
     EXPECT_EQ(find(drive).open.size(), 2U);
 }
 
