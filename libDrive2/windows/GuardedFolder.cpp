@@ -277,7 +277,7 @@ bool GuardedFolder::sync(zel::String& reason) const {
     // Flushing takes the right to write, which the handle that guards the folder does without. Where this
     // user has no such right here, or the file system flushes no folders, names become durable with the
     // files: to flush a file, NTFS writes its log, in which the names stand.
-    const zel::Handle again(calls.createFileIn(m_folder.get(), L"", FILE_ADD_FILE | SYNCHRONIZE, kShareAll,
+    const zel::Handle again(calls.createFileIn(m_folder.get(), {}, FILE_ADD_FILE | SYNCHRONIZE, kShareAll,
                                                kOpen, kFolderOption | kSynchronousOption));
     if (!again || calls.flushFileBuffers(again.get()) != FALSE)
         return true;
