@@ -28,6 +28,15 @@ BOOL succeeded(NTSTATUS status) {
     return FALSE;
 }
 
+/// What a thread waits with for the end of its device control.
+struct ThreadEvent {
+    ThreadEvent() : handle(CreateEventW(nullptr, TRUE, FALSE, nullptr)) {}
+    ~ThreadEvent() { CloseHandle(handle); }
+    ThreadEvent(const ThreadEvent&) = delete;
+    ThreadEvent& operator=(const ThreadEvent&) = delete;
+    HANDLE handle;
+};
+
 }  // namespace
 
 SystemCalls& SystemCalls::current() {
@@ -73,9 +82,16 @@ BOOL SystemCalls::flushFileBuffers(HANDLE file) {
     return FlushFileBuffers(file);
 }
 
+/// Also right for handles that were opened with FILE_FLAG_OVERLAPPED, of which several threads may wait.
 BOOL SystemCalls::deviceIoControl(HANDLE device, DWORD code, void* in, DWORD inBytes, void* out,
                                   DWORD outBytes, DWORD* returned) {
-    return DeviceIoControl(device, code, in, inBytes, out, outBytes, returned, nullptr);
+    thread_local const ThreadEvent event;
+    OVERLAPPED overlapped{};
+    overlapped.hEvent = event.handle;
+    if (DeviceIoControl(device, code, in, inBytes, out, outBytes, returned, &overlapped) != FALSE)
+        return TRUE;
+    return GetLastError() == ERROR_IO_PENDING ? GetOverlappedResult(device, &overlapped, returned, TRUE)
+                                              : FALSE;
 }
 
 BOOL SystemCalls::getFileSize(HANDLE file, LARGE_INTEGER* bytes) {
@@ -112,6 +128,14 @@ DWORD SystemCalls::getFinalPath(HANDLE file, wchar_t* path, DWORD units, DWORD f
 
 DWORD SystemCalls::getFileAttributes(const std::wstring& path) {
     return GetFileAttributesW(path.c_str());
+}
+
+HANDLE SystemCalls::createEvent(const std::wstring& name) {
+    return CreateEventW(nullptr, TRUE, FALSE, name.c_str());
+}
+
+HANDLE SystemCalls::openEvent(const std::wstring& name) {
+    return OpenEventW(SYNCHRONIZE, FALSE, name.c_str());
 }
 
 HANDLE SystemCalls::findFirstVolume(wchar_t* name, DWORD units) {

@@ -48,6 +48,11 @@ public:
     virtual DWORD getFinalPath(HANDLE file, wchar_t* path, DWORD units, DWORD flags);
     virtual DWORD getFileAttributes(const std::wstring& path);
 
+    // Named objects: they last as long as somebody has them open. Null on failure; the caller closes.
+    /// Opens it, with ERROR_ALREADY_EXISTS, where somebody else has it.
+    virtual HANDLE createEvent(const std::wstring& name);
+    virtual HANDLE openEvent(const std::wstring& name);
+
     // Names of volumes and devices. Texts as the system gives them: lists end with an empty text.
     virtual HANDLE findFirstVolume(wchar_t* name, DWORD units);
     virtual BOOL findNextVolume(HANDLE search, wchar_t* name, DWORD units);
