@@ -1,10 +1,10 @@
 #include <filesystem>
 #include <vector>
 
-#include "libDrive2/DeviceProvider.h"
 #include "libDrive2/JournalFolder.h"
 #include "libDrive2/windows/GuardedFolder.h"
 #include "libDrive2/windows/MountPoint.h"
+#include "libDrive2/windows/StorageIds.h"
 #include "libDrive2/windows/WindowsJournalFile.h"
 #include "zel/Path.h"
 #include "zel/windows/SystemCalls.h"
@@ -175,29 +175,26 @@ zel::String JournalFolder::fileSystem() const {
         SystemCalls::current().getVolumeInformation(mountPoint, label, MAX_PATH + 1, &serial, &flags, name,
                                                     MAX_PATH + 1) == FALSE)
         return {};
-    return zel::fromWide(name) + " on " + zel::fromWide(mountPoint);
+    return zel::fromWide(name) + " on " + zel::textOf(fs::path(mountPoint));
 }
 
 bool JournalFolder::isOnDrive(const DriveIdentity& drive, const zel::String& name,
                               zel::String& reason) const {
-    const zel::String volume = volumeAt(mountPointOf(m_folder.utf8()));
-    DeviceStatus failure{LIBDRIVE2_NO_ACCESS, "the system does not tell its volume"};
-    const auto lease =
-        volume.isEmpty() ? nullptr : DeviceProvider::system().take(volume, LeasePurpose::look, failure);
-    if (lease == nullptr) {
-        reason = "whether " + m_folder + " is stored on " + name + " is not known: " + failure.text;
-        return false;
-    }
-    // Something in the volume, not all of it: a file beside the folder shares nothing with it.
+    const std::string existing = zel::textOf(nearestExisting(m_folder.utf8()));
+    const zel::Handle opened(SystemCalls::current().createFile(
+        zel::longPath(existing), 0, GuardedFolder::kShareAll, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS));
     DriveIdentity folder;
-    folder.carriers = lease->identity().storage;
-    folder.carriers.insert(folder.carriers.end(), lease->identity().carriers.begin(),
-                           lease->identity().carriers.end());
-    if (!sharesStorage(folder, drive))
-        return false;
-    reason = "the folder " + m_folder + " for journals is stored on " + name +
-             ", the drive to be tested: choose a folder on another drive";
-    return true;
+    if (opened)
+        identifyStorage(opened.get(), WindowsTarget::of(opened.get(), existing), folder);
+    if (sharesStorage(folder, drive)) {
+        reason = "the folder " + m_folder + " for journals is stored on " + name +
+                 ", the drive to be tested: choose a folder on another drive";
+        return true;
+    }
+    if (folder.carriers.empty())
+        reason = "whether " + m_folder + " is stored on " + name +
+                 " is not known: the system does not tell what the folder is stored on";
+    return false;
 }
 
 }  // namespace libDrive2
