@@ -50,7 +50,7 @@ RegisteredJournal toJournal(const RegisterEntry& entry, const std::string& folde
     found.file = zel::textOf(zel::pathOf(folder) / zel::pathOf(entry.name));
     found.owner = entry.owner;
     if (!found.problem.empty())
-        found.problem = "the entry " + found.file + " of user " + std::to_string(found.owner) +
+        found.problem = "the entry " + found.file + " of user " + found.owner +
                         " in the register of open journals cannot be used: " + found.problem +
                         "; find out what it is for, and delete it";
     return found;
@@ -71,8 +71,8 @@ bool JournalRegister::add(const std::string& journalPath, const libDrive2::Drive
     if (!m_folder.read(entries, problem))
         return false;
     const std::string journal = registeredPath(journalPath);
-    const std::string stem = zel::textOf(zel::pathOf(journal).stem()).substr(0, kMostOfName) + "-" +
-                             std::to_string(RegisterFolder::user());
+    const std::string stem =
+        zel::textOf(zel::pathOf(journal).stem()).substr(0, kMostOfName) + "-" + RegisterFolder::user();
     std::string name = stem + ".open";
     const auto isOfAnother = [&](const RegisterEntry& entry) {
         return entry.name == name && toJournal(entry, m_folder.path()).journal != journal;
