@@ -19,6 +19,7 @@ class Listings(program.ProgramTest):
             self.assertEqual(list(device), FIELDS)
         return next((d for d in devices if d["locator"] == locator), None)
 
+    @program.names_linux("its list of loop devices, and mounts")
     def test_a_loop_device_and_who_uses_it(self):
         image = self.path("drive.img")
         with open(image, "wb") as file:

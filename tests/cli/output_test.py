@@ -61,6 +61,7 @@ class Refused(program.ImageTest):
                     self.refuse(sentence, device, *options)
                     self.assertEqual(self.changed(), [])
 
+    @program.names_linux("deleted files behind loop devices")
     def test_the_file_behind_a_loop_device_that_lost_its_name(self):
         device = self.make_loop(MIB)
         os.link(self.image, self.path("kept"))
@@ -110,6 +111,7 @@ class Refused(program.ImageTest):
 
 
 class ClosedStreams(program.ImageTest):
+    @program.names_linux("descriptors of standard streams")
     def test_nothing_printed_reaches_the_drive(self):
         """What is said while the drive is held must not go to the first file that was opened: the drive."""
         device = self.make_loop(20 * MIB)
@@ -139,10 +141,11 @@ class NobodyReads(program.ImageTest):
                              stdout=writer, stderr=writer)
         self.wait_for(lambda: os.path.exists(self.record) and b"testRunEnd" in self.read(self.record))
         self.assertEqual(self.changed(), [])
-        process.send_signal(signal.SIGTERM)
+        process.send_signal(program.STOP)
         self.assertEqual(process.wait(30), 0)
         self.check_record(self.record)
 
+    @program.names_linux("FIFOs")
     def test_an_unread_record_is_told_to_be_incomplete(self):
         os.mkfifo(self.record)
         process = self.popen("LinearReadTest", "sim:disk,sectors=100000,bad=0-999", "-p", "MaxErrors=0",
@@ -157,6 +160,7 @@ class NobodyReads(program.ImageTest):
             self.assertEqual(process.wait(30), 1)
         self.assertIn("is incomplete: nobody took what was left of it", process.stderr.read())
 
+    @program.names_linux("FIFOs")
     def test_a_fifo_waits_for_its_reader_or_a_stop(self):
         os.mkfifo(self.record)
         process = self.popen("LinearReadTest", DRIVE, "--events", self.record)
@@ -171,6 +175,7 @@ class NobodyReads(program.ImageTest):
         self.assertEqual(process.wait(30), 130)
         self.assertFalse(os.path.exists(self.path("log")))
 
+    @program.names_linux("limits of processes")
     def test_output_that_cannot_be_written(self):
         """A limit on the size of files, and a reader that goes away, cost the record and nothing else."""
         image = self.make_image(20 * MIB)
@@ -179,6 +184,7 @@ class NobodyReads(program.ImageTest):
         self.assertIn(b"is incomplete: it could not be written", process.communicate(timeout=60)[1])
         self.assertEqual((process.returncode, os.path.getsize(self.record)), (8, 1000))
 
+    @program.names_linux("/dev/full")
     def test_streams_that_take_nothing_end_the_program(self):
         """A full disk, and a reader that went away: the test stops and puts everything back."""
         image = self.make_image(20 * MIB)
@@ -201,6 +207,7 @@ class NobodyReads(program.ImageTest):
                 self.assertEqual((process.wait(60), self.changed()), (8, []))
                 os.truncate(image, 1 << 40)
 
+    @program.names_linux("terminals")
     def test_a_stopped_terminal_holds_nothing_up(self):
         terminal, its_end = os.openpty()
         self.addCleanup(os.close, terminal)
@@ -234,6 +241,7 @@ class HostileText(program.ImageTest):
         bad = [c for c in text if c in "\u202e\u200b\x7f" or (c < " " and c != "\n") or "\x80" <= c < "\xa0"]
         self.assertEqual(bad, [])
 
+    @program.names_linux("names with control characters")
     def test_names_and_labels(self):
         image = self.make_image(4 * MIB)
         subprocess.run(["/sbin/mkfs.ext4", "-Fq", "-L", "x\x1b[2Jy\rz", image], check=True)
@@ -254,6 +262,7 @@ class HostileText(program.ImageTest):
         process = subprocess.run([program.PROGRAM, "run", b"no\xff\xc2test", DRIVE], capture_output=True, check=False)
         process.stderr.decode()
 
+    @program.names_linux("mounts")
     def test_mount_points(self):
         device = self.make_loop(4 * MIB)
         subprocess.run(["/sbin/mkfs.ext4", "-Fq", device], check=True)

@@ -1,9 +1,10 @@
-"""Runs the program as a user does, and reads its records."""
+"""Runs the program as a user does, and reads its records. A program for Windows runs under Wine."""
 
 import fcntl
 import json
 import os
 import pty
+import re
 import select
 import shutil
 import signal
@@ -19,6 +20,20 @@ import loops
 
 PROGRAM = os.environ["DRIVETEST"]
 CHECKER = os.environ["RECORD_CHECKER"]
+WINDOWS = PROGRAM.endswith(".exe")
+STOP = signal.SIGINT if WINDOWS else signal.SIGTERM  # of those that ask for an end, one that Wine hands on
+LAUNCHED = ["/usr/lib/wine/wine64", PROGRAM] if WINDOWS else [PROGRAM]
+_physical_drives = {}  # name -> the loop device behind it
+
+
+def names_linux(what):
+    """Leaves a test, or all of a class, to the program for Linux: it is about something that only that has."""
+    return unittest.skipIf(WINDOWS, "names a facility of Linux: " + what)
+
+
+def native(path):
+    """An absolute path as the program's system writes it."""
+    return "Z:" + path.replace("/", "\\") if WINDOWS else path
 
 
 class Outcome:
@@ -70,14 +85,14 @@ class ProgramTest(unittest.TestCase):
         self.addCleanup(shutil.rmtree, self.folder)
         self.record = os.path.join(self.folder, "record.jsonl")
         self.journals = os.path.join(self.folder, "journals")
-        os.environ["DRIVETEST_STATE"] = os.path.join(self.folder, "state")  # the machine's own register is no test's
+        os.environ["DRIVETEST_STATE"] = native(os.path.join(self.folder, "state"))  # the machine's own register is no test's
 
     def path(self, name):
         return os.path.join(self.folder, name)
 
     def command(self, *arguments):
         """The program with a folder of the test for undo journals, whoever runs it."""
-        return [PROGRAM, *arguments, *(["--journal", self.journals] if arguments[:1] in (("run",), ("recover",)) else [])]
+        return [*LAUNCHED, *arguments, *(["--journal", self.journals] if arguments[:1] in (("run",), ("recover",)) else [])]
 
     def start(self, *arguments, environment=None, **options):
         env = {**os.environ, "LC_ALL": "C.UTF-8", **(environment or {})}
@@ -96,6 +111,8 @@ class ProgramTest(unittest.TestCase):
     def converse(self, arguments, exchanges, columns=100):
         """Runs the program on a terminal; for each (text, answer) waits for the text and types the answer,
         or what it gives."""
+        if WINDOWS:
+            self.skipTest("names a facility of Linux: pseudo-terminals")
         child, terminal = pty.fork()
         if child == 0:
             os.environ["LC_ALL"] = "C.UTF-8"
@@ -150,7 +167,7 @@ class ImageTest(ProgramTest):
 
     def forget_journals(self):
         """As somebody does who has no more use for what they hold."""
-        for folder in (self.journals, os.environ["DRIVETEST_STATE"]):
+        for folder in (self.journals, self.path("state")):
             shutil.rmtree(folder, ignore_errors=True)
 
     def changed(self):
@@ -175,4 +192,19 @@ def loop_device(test, path):
     except OSError as error:
         test.skipTest("loop devices do not work here: %s" % error)
     test.addCleanup(loops.detach, device)
-    return device
+    return physical_drive(test, device) if WINDOWS else device
+
+
+def physical_drive(test, device):
+    """The name by which a program for Windows reaches a block device."""
+    name = "PhysicalDrive%d" % (100 + int(re.sub(r"\D", "", device)))
+    link = os.path.join(os.environ["WINEPREFIX"], "dosdevices", name.lower())
+    os.symlink(device, link)
+    test.addCleanup(os.remove, link)
+    _physical_drives["\\\\.\\" + name] = device
+    return "\\\\.\\" + name
+
+
+def detach(device):
+    """Ends what loop_device() gave before its test ends."""
+    loops.detach(_physical_drives.get(device, device))

@@ -139,6 +139,7 @@ class NotPutBack(RecoveryTest):
             self.recover(0, "--force")
             self.assertEqual(self.changed()[:1] != [], True)  # only what the journal holds is back
 
+    @program.names_linux("loop devices over each other")
     def test_other_drives_and_drives_in_use(self):
         self.interrupt()
         other = shutil.copy(self.image, self.path("other.img"))

@@ -144,8 +144,9 @@ class Outputs(program.ProgramTest):
             self.assertEqual("1 libDriveTest.LinearReadTest: === LinearReadTest parameters ===" in text, expected)
 
     def test_runs_without_texts(self):
-        module = self.path("libDriveTest.so")
-        os.symlink(os.path.join(os.path.dirname(program.PROGRAM), "libDriveTest.so"), module)
+        name = "libDriveTest" + (".dll" if program.WINDOWS else ".so")
+        module = self.path(name)
+        os.symlink(os.path.join(os.path.dirname(program.PROGRAM), name), module)
         run = self.run_test("sim:disk,sectors=1000,bad=3", options=["--module", module])
         self.assertEqual(run.status, 1)
         self.assertIn("readSectorErr: ReadSector=3", run.out)

@@ -55,6 +55,7 @@ class Readers(program.ProgramTest):
                 self.assertEqual((stop(), reader.returncode, reader.stdout), (130, 5, ""))
                 self.assertIn("such as a test that writes, has locked it: wait until it has ended", reader.stderr)
 
+    @program.names_linux("modes of files")
     def test_need_no_right_to_write(self):
         os.chmod(self.folder, 0o755)
         os.chmod(self.image, 0o444)
@@ -65,6 +66,7 @@ class Readers(program.ProgramTest):
         self.assertEqual(process.returncode, 6, process.stderr)
         self.assertRegex(process.stderr, "cannot be taken for this test alone: Permission denied.*; nothing was written")
 
+    @program.names_linux("mounts")
     def test_say_who_uses_the_drive(self):
         os.truncate(self.image, 20 << 20)
         device, folder = program.loop_device(self, self.image), self.path("mounted")

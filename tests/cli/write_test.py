@@ -50,6 +50,7 @@ class Contents(program.ImageTest):
         self.write("ReadWriteSpeedTest", image, "PreserveData=no", "WriteStartRange=9", "WriteEndRange=209")
         self.assertEqual(self.changed(), list(range(9, 209)))
 
+    @program.names_linux("what its library knows of file systems")
     def test_shows_what_the_drive_holds(self):
         device = self.make_loop(20 * MIB, (0, bytes(20 * MIB)), partition_table((2048, 16384), (20480, 8192)))
         subprocess.run(["/sbin/mkfs.ext4", "-Fq", "-E", "offset=%d" % MIB, "-L", "old photos", self.image, "8M"], check=True)
@@ -80,7 +81,7 @@ class Stopping(program.ImageTest):
             duration = time.monotonic() - began
             for i in range(self.MOMENTS):
                 after = moments.uniform(i, i + 1) / self.MOMENTS * duration
-                number = moments.choice((signal.SIGINT, signal.SIGTERM))
+                number = moments.choice((signal.SIGINT, program.STOP))
                 with self.subTest(test=test, signal=number, after=after):
                     statuses.append(self.stop([test, device, "--confirm", device], number, after, records))
                     # It was over before: something else had slowed the first run down.
@@ -180,6 +181,7 @@ class Confirmation(program.ImageTest):
         self.assertEqual(self.converse(arguments, [(prompt, "S123\n")], columns=200)[0], 0)
         self.assertEqual(len(self.changed()), 32768)
 
+    @program.names_linux("its list of loop devices")
     def test_what_devices_lists_is_what_confirms(self):
         device = self.make_loop(20 * MIB)
         listed = {each["locator"]: each["confirm"] for each in json.loads(self.start("devices", "--json").stdout)}
@@ -208,7 +210,7 @@ class Refusal(program.ImageTest):
                 device = attach(self.image)
                 with self.subTest(kind=kind, device=device):
                     self.refused(test, device, 6, "%s%s holds an encrypted volume (%s)" % (where, device, kind), advice)
-            loops.detach(device)
+            program.detach(device)
         self.refused("CacheTest", "sim:disk,encrypted", 6, "the simulated drive is encrypted", advice)
 
     def test_sectors_that_cannot_be_read(self):
@@ -228,6 +230,7 @@ class Refusal(program.ImageTest):
         run = self.write("LinearPatternTest", "sim:disk,image=%s,bad=1+63+%d" % (image, last))
         self.assertEqual((run.status, run.result(), self.changed()), (1, "FAIL", []))
 
+    @program.names_linux("loop devices over each other, and mounts")
     def test_drives_in_use(self):
         device, folder = self.make_loop(20 * MIB), self.path("mounted")
         name = os.path.basename(device)

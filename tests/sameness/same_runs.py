@@ -1,6 +1,7 @@
 #!/usr/bin/python3
 """Compares two builds of the program: runs every test on drives of every kind with both, and says where their exit
-statuses, records or logs differ. What depends on the time that a run took, and where the source says something, is left out.
+statuses, records or logs differ. What depends on the time that a run took, and where the source says something, is left out;
+between systems also the system's own words and names. A program for Windows runs under Wine.
 
 Exit status: 0 no difference, 1 differences, 2 wrong usage.
 """
@@ -81,6 +82,19 @@ def log_lines(path):
     return [plain(line) for line in path.read_text().splitlines()] if path.exists() else []
 
 
+def is_for_windows(program):
+    return program.suffix == ".exe"
+
+
+def launched(program):
+    return ["/usr/lib/wine/wine64", str(program)] if is_for_windows(program) else [str(program)]
+
+
+def native(program, path):
+    """An absolute path as the program's system writes it."""
+    return "Z:" + str(path).replace("/", "\\") if is_for_windows(program) else str(path)
+
+
 def make_image(path):
     path.write_bytes(bytes(range(256)) * (20 * MIB // 256))
 
@@ -90,11 +104,11 @@ def outcome(program, test, device, parameters, options):
     with tempfile.TemporaryDirectory(prefix="same-") as folder:
         folder = pathlib.Path(folder)
         make_image(folder / "drive.img")
-        words = [program, "run", test, device, "--events", "record", "--log", "log", "--log-priority", "0", "--no-prompt",
+        words = [*launched(program), "run", test, device, "--events", "record", "--log", "log", "--log-priority", "0", "--no-prompt",
                  "--journal", "journals", "--confirm", device, *options]
         words += [word for parameter in parameters for word in ("-p", parameter)]
         ended = subprocess.run(words, cwd=folder, stdin=subprocess.DEVNULL, capture_output=True, text=True, timeout=300,
-                               env={**os.environ, "DRIVETEST_STATE": str(folder / "state"), "LC_ALL": "C.UTF-8"}, check=False)
+                               env={**os.environ, "DRIVETEST_STATE": native(program, folder / "state"), "LC_ALL": "C.UTF-8"}, check=False)
         changed = (folder / "drive.img").read_bytes() != bytes(range(256)) * (20 * MIB // 256)
         lines = [f"status {ended.returncode}", f"image changed: {changed}"]
         lines += ["record: " + line for line in record_lines(folder / "record")]

@@ -1,0 +1,58 @@
+#!/usr/bin/python3
+"""Runs the tests that use the program, for the one that DRIVETEST names, and counts each of them. Arguments: a folder for
+FILE.counts (passed, failed and skipped tests) and for the names of skipped tests, and how many files run side by side."""
+
+import concurrent.futures
+import os
+import pathlib
+import re
+import subprocess
+import sys
+
+TESTS = pathlib.Path(__file__).resolve().parent.parent
+ENDED = re.compile(r"^Ran (\d+) tests? in", re.MULTILINE)
+COUNTED = re.compile(r"(failures|errors|skipped)=(\d+)")
+SKIPPED = re.compile(r"^(test_\w+) \(([\w.]+)\).*? \.\.\. skipped ['\"](.*)['\"]$", re.MULTILINE | re.DOTALL)
+
+
+def scripts():
+    for path in sorted((TESTS / "cli").glob("*_test.py")):
+        if path.stem != "runpath_test":  # the search path of an ELF file
+            yield path
+    yield TESTS / "layouts/simulated_layouts_test.py"
+    yield TESTS / "windows/kills_test.py"
+
+
+def run(script):
+    """What the script said, and its counts; of one that did not come to its end, no counts."""
+    paths = os.pathsep.join(str(TESTS / folder) for folder in ("cli", "record", "layouts"))
+    ended = subprocess.run([sys.executable, "-B", script, "-v"], env={**os.environ, "PYTHONPATH": paths}, cwd=script.parent,
+                           stdin=subprocess.DEVNULL, capture_output=True, text=True, errors="replace", timeout=1500, check=False)
+    said = ended.stderr + ended.stdout
+    if not ENDED.search(said):
+        return said, None
+    tail = said[ENDED.search(said).end():]
+    counted = {name: int(number) for name, number in COUNTED.findall(tail)}
+    failed, skipped = counted.get("failures", 0) + counted.get("errors", 0), counted.get("skipped", 0)
+    return said, (int(ENDED.search(said)[1]) - skipped - failed, failed, skipped)
+
+
+def main():
+    notes, jobs = pathlib.Path(sys.argv[1]), int(sys.argv[2])
+    all_well = True
+    with concurrent.futures.ThreadPoolExecutor(jobs) as pool:
+        for script, (said, counts) in zip(scripts(), pool.map(run, scripts())):
+            passed, failed, skipped = counts or (0, 1, 0)
+            (notes / f"{script.stem}.counts").write_text(f"{passed} {failed} {skipped}\n", encoding="utf-8")
+            (notes / f"{script.stem}.log").write_text(said, encoding="utf-8")
+            print(f"{script.stem}: {passed} passed, {failed} failed, {skipped} left out", flush=True)
+            with (notes / "skipped").open("a", encoding="utf-8") as names:
+                names.writelines(f"{script.stem}.{name}: {reason}\n" for name, _, reason in SKIPPED.findall(said))
+            if failed:
+                all_well = False
+                print(said)
+    return 0 if all_well else 1
+
+
+if __name__ == "__main__":
+    sys.exit(main())
