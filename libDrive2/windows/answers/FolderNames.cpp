@@ -11,7 +11,7 @@ constexpr std::size_t kNextAt = 0;
 constexpr std::size_t kNameBytesAt = 60;
 constexpr std::size_t kNameAt = 68;
 
-std::string textOf(Bytes name) {
+std::string nameIn(Bytes name) {
     std::u16string units;
     for (std::size_t at = 0; at + 1 < name.size(); at += sizeof(char16_t))
         units += loadLittleEndian<char16_t>(name, at);
@@ -27,7 +27,7 @@ bool appendNames(Bytes list, std::vector<std::string>& names) {
         if (list.size() < kNameAt || nameBytes > list.size() - kNameAt || next > list.size() ||
             (next != 0 && next < kNameAt))
             return false;
-        names.push_back(textOf(list.subspan(kNameAt, nameBytes)));
+        names.push_back(nameIn(list.subspan(kNameAt, nameBytes)));
         if (next == 0)
             return true;
         list = list.subspan(next);
