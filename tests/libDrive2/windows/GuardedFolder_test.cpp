@@ -8,7 +8,7 @@
 #include <random>
 
 #include "libDrive2/windows/AccessRules.h"
-#include "libDrive2/windows/FolderNames.h"
+#include "libDrive2/windows/answers/FolderNames.h"
 #include "zel/windows/Utf16.h"
 
 namespace libDrive2 {
@@ -244,9 +244,9 @@ TEST(FolderNames, AreReadOnlyWithinTheirList) {
     std::vector<std::uint8_t> chain = entry(72, 4, L"ab");
     const auto last = entry(0, 2, L"c");
     chain.insert(chain.end(), last.begin(), last.end());
-    std::vector<std::wstring> names;
+    std::vector<std::string> names;
     EXPECT_TRUE(appendNames(chain, names));
-    EXPECT_THAT(names, ElementsAre(L"ab", L"c"));
+    EXPECT_THAT(names, ElementsAre("ab", "c"));
     for (const auto& broken :
          {entry(0, 6, L"ab"), entry(999, 4, L"ab"), entry(4, 4, L"ab"), entry(72, 4, L"ab"),
           entry(0, 0xFFFFFFFF, L"ab"), std::vector<std::uint8_t>(67)})
