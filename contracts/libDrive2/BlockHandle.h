@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 
 #include "libDrive2/DriveTypes.h"
 #include "zel/Export.h"
@@ -56,6 +57,11 @@ public:
     virtual DeviceStatus lockMedium(bool /*lock*/) {
         return {LIBDRIVE2_NOT_SUPPORTED, "the medium cannot be locked in"};
     }
+    /// Holds back what the system does by itself with a medium that comes (auto-play), or lets it go. False
+    /// where the system has nothing to hold back.
+    virtual bool holdAutoRun(bool /*hold*/) { return false; }
+    /// Degrees Celsius; nothing where the system does not know.
+    virtual std::optional<double> temperature() { return std::nullopt; }
     /// Also to see a medium that has come: a handle that was opened without one, or with another one,
     /// transfers nothing until then.
     virtual DeviceStatus reopen() = 0;

@@ -82,9 +82,9 @@ public:
     /// Blocks up to the timeout; true as soon as a medium is ready. What the getters tell of a removable
     /// medium is asked anew then: it may be another one.
     virtual bool waitForMedia(std::uint32_t timeoutMs);
-    /// True when auto-run was switched off; the caller then owes a reenableAutoRun(). Linux has nothing to
-    /// switch: what keeps auto-mounters away from a drive there is that somebody holds it exclusively, as a
-    /// DeviceLease for writing does.
+    /// True when auto-run was switched off, as Windows can; the caller then owes a reenableAutoRun(). Linux
+    /// has nothing to switch: what keeps auto-mounters away from a drive there is that somebody holds it
+    /// exclusively, as a DeviceLease for writing does.
     virtual bool disableAutoRun();
     virtual bool reenableAutoRun();
     /// Preferred sectors per read or write, 1 to `limit`.

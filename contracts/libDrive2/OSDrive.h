@@ -21,6 +21,9 @@ public:
     bool isMediaPresent() override;
     std::uint16_t getOptimalRd(std::uint16_t limit) override;
     std::uint16_t getOptimalWr(std::uint16_t limit) override;
+    bool disableAutoRun() override;
+    bool reenableAutoRun() override;
+    std::unique_ptr<TemperatureAccessor> getTemperatureAccessor() override;
     bool reOpenHandle() override;
 
 protected:

@@ -24,6 +24,8 @@ public:
     bool isMediaRemovable() override;
     bool isMediaPresent() override;
     bool isMediaLoading() override;
+    bool disableAutoRun() override;
+    bool reenableAutoRun() override;
     bool reOpenHandle() override;
 
 protected:

@@ -43,6 +43,8 @@ public:
     /// How many commands execute() takes at the same time, each from another thread.
     [[nodiscard]] virtual unsigned maxInFlight() const { return 1; }
     virtual DeviceStatus reopen() = 0;
+    /// See BlockHandle.
+    virtual bool holdAutoRun(bool /*hold*/) { return false; }
 };
 
 using SharedScsiPassThrough = zel::SharedPointer<ScsiPassThrough>;

@@ -58,6 +58,17 @@ std::uint16_t OSDrive::getOptimalWr(std::uint16_t limit) {
     return optimalSectors(limit);
 }
 
+bool OSDrive::disableAutoRun() {
+    return m_handle->holdAutoRun(true);
+}
+bool OSDrive::reenableAutoRun() {
+    return m_handle->holdAutoRun(false);
+}
+
+std::unique_ptr<TemperatureAccessor> OSDrive::getTemperatureAccessor() {
+    return TemperatureAccessor::over([handle = m_handle] { return handle->temperature(); });
+}
+
 bool OSDrive::reOpenHandle() {
     lastError = take(m_handle->reopen());
     return lastError == LIBDRIVE2_NO_ERROR;

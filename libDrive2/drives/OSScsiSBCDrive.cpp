@@ -33,7 +33,8 @@ bool OSScsiSBCDrive::isMediaPresent() {
 }
 
 std::unique_ptr<TemperatureAccessor> OSScsiSBCDrive::getTemperatureAccessor() {
-    return scsiTemperature(m_passThrough);
+    auto told = scsiTemperature(m_passThrough);
+    return told != nullptr ? std::move(told) : OSDrive::getTemperatureAccessor();
 }
 
 bool OSScsiSBCDrive::reOpenHandle() {
@@ -54,9 +55,9 @@ _LIBDRIVE2_ERROR_TYPES OSScsiSBCDrive::perform(const ScsiRequest& request, const
     return LIBDRIVE2_NO_ERROR;
 }
 
-/// The kernel has one error number for much of what is no fault of the medium: the unit itself knows.
+/// The system has one error number for much of what is no fault of the medium: the unit itself knows.
 DeviceStatus OSScsiSBCDrive::explain(DeviceStatus status) {
-    if (status.type != LIBDRIVE2_MEDIA_ERROR)
+    if (status.type != LIBDRIVE2_MEDIA_ERROR && status.type != LIBDRIVE2_DRIVE_ERROR)
         return status;
     const scsi::Outcome outcome = ScsiUnit(*m_passThrough).execute(scsi::testUnitReady());
     const bool cannotBeReached =

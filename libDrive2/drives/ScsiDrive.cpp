@@ -39,6 +39,13 @@ bool ScsiDrive::isMediaLoading() {
     return ScsiUnit(*m_passThrough).readiness() == ScsiUnit::Readiness::becomingReady;
 }
 
+bool ScsiDrive::disableAutoRun() {
+    return m_passThrough->holdAutoRun(true);
+}
+bool ScsiDrive::reenableAutoRun() {
+    return m_passThrough->holdAutoRun(false);
+}
+
 bool ScsiDrive::reOpenHandle() {
     DeviceStatus status = m_passThrough->reopen();
     lastError = status.ok() ? LIBDRIVE2_NO_ERROR : fail(status.type, std::move(status.text));

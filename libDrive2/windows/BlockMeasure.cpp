@@ -1,0 +1,121 @@
+#include "libDrive2/windows/BlockMeasure.h"
+
+#include "libDrive2/windows/DeviceControl.h"
+#include "libDrive2/windows/SystemError.h"
+#include "libDrive2/windows/answers/DiskAnswers.h"
+#include "zel/windows/SystemCalls.h"
+
+namespace libDrive2 {
+
+namespace {
+
+constexpr std::uint32_t kUsualSectorBytes = 512;
+constexpr std::uint32_t kAccessAlignmentProperty = 6;
+constexpr std::size_t kAnswerRoom = 256;
+
+/// The driver does not know the question, which says nothing of the device.
+bool isUnknown(DWORD error) {
+    const _LIBDRIVE2_ERROR_TYPES type = errorTypeOf(error);
+    return type == LIBDRIVE2_NOT_SUPPORTED || type == LIBDRIVE2_BAD_ARGUMENT;
+}
+
+std::optional<windows::DiskGeometry> geometryOf(HANDLE device) {
+    for (const DWORD code : {IOCTL_DISK_GET_DRIVE_GEOMETRY_EX, IOCTL_DISK_GET_DRIVE_GEOMETRY})
+        if (const auto answer = askDevice(device, code, {}, kAnswerRoom))
+            if (const auto geometry = windows::parseGeometry(*answer))
+                return geometry;
+    return std::nullopt;
+}
+
+}  // namespace
+
+DWORD BlockMeasure::checkMedium() const {
+    if (tellDevice(m_device, IOCTL_STORAGE_CHECK_VERIFY2))
+        return ERROR_SUCCESS;
+    const DWORD error = GetLastError();
+    return isUnknown(error) ? DWORD{ERROR_SUCCESS} : error;
+}
+
+bool BlockMeasure::isGone() const {
+    const DWORD error = checkMedium();
+    return errorTypeOf(error) == LIBDRIVE2_NO_ACCESS && !meansNoMedium(error) &&
+           error != ERROR_MEDIA_CHANGED && error != ERROR_ACCESS_DENIED;
+}
+
+bool BlockMeasure::hasMedium() const {
+    return !meansNoMedium(checkMedium());
+}
+
+bool BlockMeasure::isWriteProtected() const {
+    return !tellDevice(m_device, IOCTL_DISK_IS_WRITABLE) && GetLastError() == ERROR_WRITE_PROTECT;
+}
+
+bool BlockMeasure::isRemovable(bool otherwise) const {
+    const auto hotplug = askDevice(m_device, IOCTL_STORAGE_GET_HOTPLUG_INFO, {}, kAnswerRoom);
+    const auto told = hotplug ? windows::parseMediumRemovable(*hotplug) : std::nullopt;
+    const auto answer = askDevice(m_device, IOCTL_STORAGE_GET_DEVICE_NUMBER, {}, kAnswerRoom);
+    const auto number = answer ? windows::parseDeviceNumber(*answer) : std::nullopt;
+    return told.value_or(otherwise) || (number && number->isOptical());
+}
+
+DeviceStatus BlockMeasure::askBytes(BlockDeviceInfo& info,
+                                    const std::function<bool(std::uint64_t)>& exists) const {
+    const auto answer = askDevice(m_device, IOCTL_DISK_GET_LENGTH_INFO, {}, kAnswerRoom);
+    const DWORD error = answer ? DWORD{ERROR_SUCCESS} : GetLastError();
+    if (const auto bytes = answer ? windows::parseLength(*answer) : std::nullopt) {
+        info.bytes = *bytes;
+        return {};
+    }
+    if (error != ERROR_SUCCESS && !isUnknown(error))
+        return systemStatus(error);
+    LARGE_INTEGER bytes{};
+    if (info.bytes == 0 && zel::SystemCalls::current().getFileSize(m_device, &bytes) != FALSE)
+        info.bytes = static_cast<std::uint64_t>(bytes.QuadPart);
+    if (info.bytes == 0)
+        info.bytes = findEnd(info.logicalSectorBytes, exists);
+    return {};
+}
+
+DeviceStatus BlockMeasure::measure(BlockDeviceInfo& info,
+                                   const std::function<bool(std::uint64_t)>& exists) const {
+    const DWORD state = checkMedium();
+    const auto geometry = geometryOf(m_device);
+    info.removable = isRemovable(geometry && geometry->removable);
+    info.bytes = geometry ? geometry->bytes : 0;
+    info.logicalSectorBytes = geometry ? geometry->sectorBytes : kUsualSectorBytes;
+    const auto alignment = askProperty(m_device, kAccessAlignmentProperty, kAnswerRoom);
+    info.physicalSectorBytes =
+        (alignment ? windows::parsePhysicalSector(*alignment, info.logicalSectorBytes) : std::nullopt)
+            .value_or(info.logicalSectorBytes);
+    info.mediumPresent = !(info.removable && meansNoMedium(state));
+    DeviceStatus status;
+    if (info.mediumPresent)
+        status = askBytes(info, exists);
+    else
+        info.bytes = 0;
+    if (!status.ok() && !info.removable)
+        return status;
+    info.mediumPresent = status.ok() && info.mediumPresent && (!info.removable || info.bytes > 0);
+    info.bytes = info.mediumPresent ? info.bytes : 0;
+    return {};
+}
+
+/// Doubles until nothing is there, then halves what lies between.
+std::uint64_t findEnd(std::uint32_t sectorBytes, const std::function<bool(std::uint64_t)>& exists) {
+    constexpr std::uint64_t kMostSectors = std::uint64_t{1} << 48;
+    const auto holds = [&](std::uint64_t sector) { return exists(sector * sectorBytes); };
+    if (!holds(0))
+        return 0;
+    std::uint64_t present = 0, absent = 1;
+    for (; absent <= kMostSectors && holds(absent); absent *= 2)
+        present = absent;
+    if (absent > kMostSectors)
+        return 0;
+    while (absent - present > 1) {
+        const std::uint64_t middle = present + (absent - present) / 2;
+        (holds(middle) ? present : absent) = middle;
+    }
+    return absent * sectorBytes;
+}
+
+}  // namespace libDrive2

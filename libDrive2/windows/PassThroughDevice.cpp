@@ -1,0 +1,98 @@
+#include "libDrive2/windows/PassThroughDevice.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "libDrive2/OpenLeases.h"
+#include "libDrive2/windows/BlockMeasure.h"
+#include "libDrive2/windows/DeviceControl.h"
+#include "libDrive2/windows/DevicePath.h"
+#include "libDrive2/windows/SystemError.h"
+#include "libDrive2/windows/answers/DiskAnswers.h"
+#include "libDrive2/windows/answers/PassThroughAnswers.h"
+
+namespace libDrive2 {
+
+namespace {
+
+constexpr std::size_t kMaxTransferBytes = std::size_t{1} << 20;
+/// What every driver takes.
+constexpr std::size_t kSafeTransferBytes = std::size_t{64} << 10;
+constexpr std::size_t kAnswerRoom = 256;
+
+}  // namespace
+
+DeviceStatus PassThroughDevice::checkWholeDevice() const {
+    const auto answer = askDevice(m_handle.get(), IOCTL_STORAGE_GET_DEVICE_NUMBER, {}, kAnswerRoom);
+    const auto number = answer ? windows::parseDeviceNumber(*answer) : std::nullopt;
+    if (number && number->isPartition())
+        return {LIBDRIVE2_NOT_SUPPORTED, "it is a partition: commands go to the whole drive only"};
+    return {};
+}
+
+void PassThroughDevice::readLimits() {
+    const auto answer = askDevice(m_handle.get(), IOCTL_SCSI_GET_CAPABILITIES, {}, kAnswerRoom);
+    const auto limits = answer ? windows::parseAdapterLimits(*answer) : std::nullopt;
+    m_maxTransferBytes =
+        limits ? std::min<std::size_t>(limits->maxTransferBytes, kMaxTransferBytes) : kSafeTransferBytes;
+    m_alignment = limits ? limits->alignment : 1;
+}
+
+DeviceStatus PassThroughDevice::open() {
+    m_handle.reset();
+    if (!namesDevice(OpenLeases::pathOf(m_path)))
+        return {LIBDRIVE2_NOT_SUPPORTED, "it is no device, so it takes no commands"};
+    m_handle = openPath(m_path, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                        FILE_FLAG_OVERLAPPED);
+    if (!m_handle)
+        return lastSystemStatus();
+    if (DeviceStatus status = checkWholeDevice(); !status.ok()) {
+        m_handle.reset();
+        return status;
+    }
+    readLimits();
+    return {};
+}
+
+bool PassThroughDevice::isGone() const {
+    return BlockMeasure(m_handle.get()).isGone();
+}
+
+DeviceStatus PassThroughDevice::ioctlFailure(DWORD error) const {
+    DeviceStatus status = systemStatus(error);
+    if (status.type != LIBDRIVE2_NOT_SUPPORTED && isGone())
+        return {LIBDRIVE2_NO_ACCESS, "the device is gone (" + status.text + ")"};
+    if (status.type == LIBDRIVE2_MEDIA_ERROR || status.type == LIBDRIVE2_DRIVE_ERROR)
+        status.type = LIBDRIVE2_LINK_ERROR;
+    if (error == ERROR_ACCESS_DENIED)
+        return {LIBDRIVE2_NO_ACCESS,
+                "the system does not let this user send the command; run as administrator"};
+    return status;
+}
+
+CommandData::CommandData(void* data, std::size_t bytes, DataDirection direction, std::size_t alignment)
+    : m_callers(data), m_data(data), m_bytes(bytes), m_direction(direction) {
+    if (direction == DataDirection::none || data == nullptr || bytes == 0) {
+        m_data = nullptr;
+        m_bytes = 0;
+        return;
+    }
+    if (reinterpret_cast<std::uintptr_t>(data) % alignment == 0)
+        return;
+    m_copy = zel::Buffer(bytes);
+    m_data = m_copy.data();
+    // Also what a device leaves untouched must come back as it was.
+    std::memcpy(m_data, data, bytes);
+}
+
+void CommandData::deliver() const {
+    if (m_direction == DataDirection::fromDevice && m_data != nullptr && m_data != m_callers)
+        std::memcpy(m_callers, m_data, m_bytes);
+}
+
+DWORD wholeSeconds(std::uint32_t milliseconds) {
+    constexpr std::uint32_t kSecond = 1000;
+    return std::max(1U, milliseconds / kSecond + (milliseconds % kSecond != 0 ? 1U : 0U));
+}
+
+}  // namespace libDrive2

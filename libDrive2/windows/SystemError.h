@@ -1,0 +1,19 @@
+#pragma once
+
+#include <cstdint>
+
+#include "libDrive2/BlockHandle.h"
+
+namespace libDrive2 {
+
+/// The one place that decodes what GetLastError() tells of transfers, opens and device controls.
+_LIBDRIVE2_ERROR_TYPES errorTypeOf(unsigned long systemError);
+/// Type and the system's text with its number, with what to do where that is known.
+DeviceStatus systemStatus(unsigned long systemError);
+/// That of the last call of this thread.
+DeviceStatus lastSystemStatus();
+
+/// Whether an error means that the drive holds no medium, or none that it has read in.
+bool meansNoMedium(unsigned long systemError);
+
+}  // namespace libDrive2

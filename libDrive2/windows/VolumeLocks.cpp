@@ -1,0 +1,100 @@
+#include "libDrive2/windows/VolumeLocks.h"
+
+#include <algorithm>
+
+#include "libDrive2/windows/SystemError.h"
+#include "zel/Clock.h"
+
+namespace libDrive2 {
+
+namespace {
+
+using zel::SystemCalls;
+
+constexpr int kAttempts = 5;
+constexpr std::uint32_t kPauseMs = 200;
+
+bool tell(HANDLE volume, DWORD code) {
+    DWORD returned = 0;
+    return SystemCalls::current().deviceIoControl(volume, code, nullptr, 0, nullptr, 0, &returned) != FALSE;
+}
+
+zel::Handle open(const SystemVolume& volume, DWORD access) {
+    return zel::Handle(SystemCalls::current().createFile(
+        volume.devicePath(), access, FILE_SHARE_READ | FILE_SHARE_WRITE, OPEN_EXISTING, 0));
+}
+
+/// The file system lets a lock pass when no file is open on the volume.
+bool lockPatiently(HANDLE volume) {
+    for (int attempt = 1; attempt <= kAttempts; ++attempt) {
+        if (tell(volume, FSCTL_LOCK_VOLUME))
+            return true;
+        if (GetLastError() != ERROR_ACCESS_DENIED)
+            return false;
+        if (attempt < kAttempts)
+            zel::System::mssleep(kPauseMs);
+    }
+    SetLastError(ERROR_ACCESS_DENIED);
+    return false;
+}
+
+DeviceStatus failure(const SystemVolume& volume, const char* what, DWORD error) {
+    const DeviceStatus status = systemStatus(error);
+    return {status.type, volume.title() + what + ": " + status.text.utf8()};
+}
+
+}  // namespace
+
+VolumeLocks::~VolumeLocks() {
+    zel::String ignored;
+    release(ignored);
+}
+
+DeviceStatus VolumeLocks::take(const std::vector<SystemVolume>& volumes) {
+    DeviceStatus status;
+    for (const SystemVolume& volume : volumes)
+        if (status = lock(volume); !status.ok())
+            break;
+    // Only when all are locked: one that was not dismounted is as if nothing had happened to it.
+    for (auto each = m_locked.begin(); status.ok() && each != m_locked.end(); ++each)
+        if (!tell(each->handle.get(), FSCTL_DISMOUNT_VOLUME))
+            status = failure(each->volume, " cannot be dismounted", GetLastError());
+    if (zel::String ignored; !status.ok())
+        release(ignored);
+    return status;
+}
+
+DeviceStatus VolumeLocks::lock(const SystemVolume& volume) {
+    zel::Handle opened = open(volume, GENERIC_READ | GENERIC_WRITE);
+    if (!opened && meansNoMedium(GetLastError()))
+        return {};  // nothing is mounted
+    if (!opened)
+        return failure(volume, " cannot be opened", GetLastError());
+    if (!lockPatiently(opened.get())) {
+        const DWORD error = GetLastError();
+        if (error == ERROR_ACCESS_DENIED)
+            return {LIBDRIVE2_BUSY, volume.title() + " cannot be locked: files on it are open"};
+        return failure(volume, " cannot be locked", error);
+    }
+    m_locked.push_back({volume, std::move(opened)});
+    return {};
+}
+
+bool VolumeLocks::release(zel::String& reason) {
+    bool isReleased = true;
+    for (; !m_locked.empty(); m_locked.pop_back()) {
+        const Locked& last = m_locked.back();
+        if (tell(last.handle.get(), FSCTL_UNLOCK_VOLUME))
+            continue;
+        reason = failure(last.volume, " could not be given back", GetLastError()).text;
+        isReleased = false;
+    }
+    return isReleased;
+}
+
+bool VolumeLocks::holds(const SystemVolume& volume) const {
+    return std::any_of(m_locked.begin(), m_locked.end(),
+                       [&volume](const Locked& locked) { return locked.volume.name == volume.name; });
+}
+
+}  // namespace libDrive2

@@ -1,0 +1,222 @@
+#include "libDrive2/windows/WindowsVolumes.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "libDrive2/DeviceOpeners.h"
+#include "libDrive2/DeviceProvider.h"
+#include "libDrive2/EncryptedVolumes.h"
+#include "libDrive2/windows/DiskStretch.h"
+#include "libDrive2/windows/StorageIds.h"
+#include "libDrive2/windows/SystemError.h"
+#include "libDrive2/windows/VolumeContents.h"
+#include "zel/windows/Utf16.h"
+
+namespace libDrive2 {
+
+namespace {
+
+using Kind = WindowsTarget::Kind;
+using zel::SystemCalls;
+
+constexpr const char* kUntaken = " cannot be taken for this test alone: ";
+
+zel::Handle openShared(const zel::String& path, DWORD access) {
+    return zel::Handle(SystemCalls::current().createFile(
+        zel::longPath(path.utf8()), access, FILE_SHARE_READ | FILE_SHARE_WRITE, OPEN_EXISTING, 0));
+}
+
+bool isForbidden(DWORD error, const DeviceStatus& status) {
+    return error == ERROR_ACCESS_DENIED || status.type == LIBDRIVE2_WRITE_PROTECTED_DEVICE ||
+           status.type == LIBDRIVE2_WRITE_PROTECTED_MEDIUM;
+}
+
+/// Of a volume that lies in one stretch; others belong to dynamic disks.
+const DiskExtent* stretchOf(const WindowsTarget& target) {
+    return target.kind == Kind::volume && target.extents.size() == 1 ? &target.extents.front() : nullptr;
+}
+
+std::vector<SystemVolume> volumesOn(const WindowsTarget& target) {
+    std::vector<SystemVolume> volumes = listVolumes();
+    std::erase_if(volumes, [&target](const SystemVolume& volume) { return !volume.liesOn(target); });
+    return volumes;
+}
+
+}  // namespace
+
+WindowsVolumes::WindowsVolumes(const zel::String& path, zel::Handle opened)
+    : m_path(path), m_opened(std::move(opened)), m_target(WindowsTarget::of(m_opened.get(), path)) {}
+
+const WindowsTarget* WindowsVolumes::found() {
+    if (m_target)
+        return &*m_target;
+    m_opened = openShared(m_path, 0);
+    if (!m_opened)
+        return nullptr;
+    m_target = WindowsTarget::of(m_opened.get(), m_path);
+    return &*m_target;
+}
+
+std::vector<StorageExtent> WindowsVolumes::storage() {
+    DriveIdentity identity;
+    identifyStorage(m_opened.get(), *m_target, identity);
+    return identity.storage;
+}
+
+zel::Array<zel::String> WindowsVolumes::holders() {
+    zel::Array<zel::String> users;
+    const WindowsTarget* const target = found();
+    if (target == nullptr)
+        return users;
+    const StorageUse use = findUse(*target, listVolumes());
+    for (const std::string& obstacle : use.obstacles)
+        users.append(obstacle);
+    for (const SystemVolume& volume : use.mounted)
+        if (!m_locks.holds(volume))
+            users.append(describeMount(volume));
+    return users;
+}
+
+std::unique_ptr<BlockHandle> WindowsVolumes::open(std::uint32_t access, zel::String& problem) {
+    const WindowsTarget* const target = found();
+    if (target == nullptr) {
+        problem = lastSystemStatus().text;
+        return nullptr;
+    }
+    const DiskExtent* const stretch = stretchOf(*target);
+    const zel::String path =
+        stretch != nullptr ? zel::String(zel::fromWide(diskPath(stretch->disk))) : m_path;
+    auto handle = DeviceProvider::system().openBlock(path, access, kShareRead | kShareWrite);
+    if (handle == nullptr)
+        problem = lastOpenErrorStr();
+    else if (stretch != nullptr)
+        handle = std::make_unique<DiskStretch>(std::move(handle), stretch->start, stretch->bytes);
+    return handle;
+}
+
+SharedBlockHandle WindowsVolumes::reader(zel::String& problem) {
+    if (!m_reader) {
+        m_reader = SharedBlockHandle(open(kAccessRead, problem));
+        return m_reader;
+    }
+    const DeviceStatus status = m_reader->info().removable ? m_reader->reopen() : m_reader->query();
+    if (!status.ok()) {
+        problem = status.text;
+        m_reader.release();
+    }
+    return m_reader;
+}
+
+zel::Array<VolumeContent> WindowsVolumes::contents() {
+    const WindowsTarget* const target = found();
+    if (m_isHeld || target == nullptr)
+        return m_contents;
+    zel::String problem;
+    const SharedBlockHandle device = reader(problem);
+    return describeContents(*target, volumesOn(*target), device.get());
+}
+
+Encryption WindowsVolumes::examineEncryption(zel::String& reason) {
+    zel::String problem;
+    const SharedBlockHandle device = reader(problem);
+    if (!device) {
+        reason = m_path + " cannot be examined for encrypted volumes: " + problem;
+        return Encryption::unexamined;
+    }
+    // Nor is there a volume without a medium, or where an optical medium holds no recording yet.
+    const SectorSource sectors = sectorsOf(*device);
+    std::vector<std::uint8_t> first(sectors.sectorBytes);
+    if (!device->info().mediumPresent || (m_target->kind == Kind::optical && !sectors.read(0, first.data())))
+        return Encryption::none;
+    return findEncryptedVolume(sectors, m_path, listPartitions(*m_target), reason);
+}
+
+bool WindowsVolumes::lock(zel::String& reason) {
+    const DeviceStatus status = hold();
+    if (!status.ok())
+        reason = status.text;
+    return status.ok();
+}
+
+DeviceStatus WindowsVolumes::hold() {
+    if (m_isHeld)
+        return {};
+    const WindowsTarget* const target = found();
+    if (target == nullptr) {
+        const DWORD error = GetLastError();
+        const DeviceStatus status = systemStatus(error);
+        return {isForbidden(error, status) ? LIBDRIVE2_WRITE_PROTECTED_DEVICE : LIBDRIVE2_BUSY,
+                m_path + kUntaken + status.text};
+    }
+    const DeviceStatus status = holdAlone(*target);
+    m_isHeld = status.ok();
+    if (!m_isHeld)
+        m_claim.release();
+    return status;
+}
+
+DeviceStatus WindowsVolumes::holdAlone(const WindowsTarget& target) {
+    zel::String reason;
+    if (describeObstacles(target, reason))
+        return {LIBDRIVE2_BUSY, m_path + " is in use: " + reason};
+    if (const DeviceStatus claimed = claimAlone(target); !claimed.ok())
+        return claimed;
+    // The device of an optical drive is its volume, too: a lock would keep the test's own commands out.
+    if (target.kind == Kind::optical)
+        return {};
+    m_contents = contents();
+    const DeviceStatus locked = m_locks.take(volumesOn(target));
+    if (locked.ok())
+        return locked;
+    const bool isProtected =
+        locked.type == LIBDRIVE2_WRITE_PROTECTED_DEVICE || locked.type == LIBDRIVE2_WRITE_PROTECTED_MEDIUM;
+    return {isProtected ? LIBDRIVE2_WRITE_PROTECTED_DEVICE : LIBDRIVE2_BUSY,
+            m_path + " is in use: " + locked.text};
+}
+
+bool WindowsVolumes::describeObstacles(const WindowsTarget& target, zel::String& reason) const {
+    for (const std::string& obstacle : findUse(target, listVolumes()).obstacles)
+        reason += (reason.isEmpty() ? "" : ", ") + zel::String(obstacle);
+    return !reason.isEmpty();
+}
+
+/// Whether it may be written to shows when it is opened for that. An optical medium is written by commands.
+DeviceStatus WindowsVolumes::claimAlone(const WindowsTarget& target) {
+    zel::Handle device =
+        openShared(m_path, GENERIC_READ | (target.kind == Kind::optical ? 0 : GENERIC_WRITE));
+    if (!device && !meansNoMedium(GetLastError())) {
+        const DWORD error = GetLastError();
+        const DeviceStatus status = systemStatus(error);
+        return {isForbidden(error, status) ? LIBDRIVE2_WRITE_PROTECTED_DEVICE : LIBDRIVE2_BUSY,
+                m_path + kUntaken + status.text};
+    }
+    zel::String problem;
+    const bool isClaimed = target.kind == Kind::file ? m_claim.takeFile(std::move(device), true, problem)
+                                                     : m_claim.take(storage(), true, problem);
+    return isClaimed ? DeviceStatus{} : DeviceStatus{LIBDRIVE2_BUSY, m_path + problem};
+}
+
+bool WindowsVolumes::lockForReading(zel::String& reason) {
+    const WindowsTarget* const target = found();
+    zel::Handle device = target != nullptr ? openShared(m_path, GENERIC_READ) : zel::Handle();
+    if (!device)
+        return true;  // nothing to keep anybody from: the test will tell
+    zel::String problem;
+    const bool isClaimed = target->kind == Kind::file ? m_claim.takeFile(std::move(device), false, problem)
+                                                      : m_claim.take(storage(), false, problem);
+    if (!isClaimed)
+        reason = m_path + problem;
+    return isClaimed;
+}
+
+bool WindowsVolumes::unlock(zel::String& reason) {
+    bool isGivenBack = m_locks.release(reason);
+    if (!m_claim.release()) {
+        reason = m_path + " could not be given back: " + lastSystemStatus().text;
+        isGivenBack = false;
+    }
+    m_isHeld = false;
+    return isGivenBack;
+}
+
+}  // namespace libDrive2
