@@ -75,8 +75,8 @@ TEST_F(DiskWithVolumes, ASecondVolumeThatRefusesLeavesNoneLocked) {
     machine.volume(L"F").fail(FSCTL_LOCK_VOLUME, ERROR_ACCESS_DENIED);
     EXPECT_EQ(refusal(), std::string(kDisk) + " is in use: C:\\mnt cannot be locked: files on it are open");
     EXPECT_TRUE(machine.locked.empty());
-    EXPECT_EQ(machine.logged("ioctl \\\\?\\Volume{E} 00090020"), 0U);  // never dismounted
-    EXPECT_EQ(machine.logged("ioctl \\\\?\\Volume{F} 00090018"), 5U);  // it may be for a moment only
+    EXPECT_EQ(machine.logged("ioctl \\\\?\\VOLUME{E} 00090020"), 0U);  // never dismounted
+    EXPECT_EQ(machine.logged("ioctl \\\\?\\VOLUME{F} 00090018"), 5U);  // it may be for a moment only
     EXPECT_EQ(time.clock.now(), std::chrono::milliseconds(800));
     EXPECT_EQ(machine.openHandles(), 0U);
 }
@@ -104,8 +104,9 @@ TEST_F(DiskWithVolumes, WhatMustNotBeWrittenToIsRefusedWithTheReason) {
         {"\\\\?\\Volume{G} starts this computer", [&] { machine.setRegistryText(start, L"\\Device\\G"); }},
         {"a page file lies on E:",
          [this] {
-             machine.setRegistryText(kMemory + L"ExistingPageFiles",
-                                     std::wstring(L"\\??\\C:\\pagefile.sys\0\\??\\e:\\pagefile.sys\0", 43));
+             std::wstring files = L"\\??\\C:\\pagefile.sys";
+             files += std::wstring(1, L'\0') + L"\\??\\e:\\pagefile.sys";
+             machine.setRegistryText(kMemory + L"ExistingPageFiles", files);
          }},
         {"a page file lies on E:",
          [this] { machine.setRegistryText(kMemory + L"PagingFiles", L"E:\\pagefile.sys 0 0"); }},
@@ -130,6 +131,19 @@ TEST_F(DiskWithVolumes, WhatMustNotBeWrittenToIsRefusedWithTheReason) {
     EXPECT_EQ(machine.openHandles(), 0U);
 }
 
+TEST_F(DiskWithVolumes, WithoutAMediumThereIsNothingToLock) {
+    EXPECT_EQ(refusal(), "");
+    const std::vector<std::string> log = machine.log;
+    const auto lastOpen = std::find(log.rbegin(), log.rend(), "open \\\\?\\Volume{G}");
+    ASSERT_NE(lastOpen, log.rend());
+    machine.failAt = machine.calls() + static_cast<unsigned>(log.rend() - lastOpen);
+    machine.failure = ERROR_NOT_READY;
+    WindowsVolumes volumes(kDisk);
+    zel::String reason;
+    EXPECT_TRUE(volumes.lock(reason)) << reason.utf8();
+    EXPECT_EQ(machine.locked, (std::set<std::wstring>{L"E", L"F"}));
+}
+
 TEST_F(DiskWithVolumes, AVolumeAloneLeavesItsNeighboursMounted) {
     WindowsVolumes volumes("\\\\.\\E:");
     zel::String reason;
@@ -143,12 +157,14 @@ TEST_F(DiskWithVolumes, TheKindOfARefusalTellsWhatToDo) {
     disk->refusedAccess = GENERIC_WRITE;
     EXPECT_EQ(WindowsVolumes(kDisk).hold().type, LIBDRIVE2_WRITE_PROTECTED_DEVICE);
     disk->refusedAccess = 0;
-    machine.volume(L"G").openError = ERROR_WRITE_PROTECT;
-    EXPECT_EQ(WindowsVolumes(kDisk).hold().type, LIBDRIVE2_WRITE_PROTECTED_DEVICE);
-    machine.volume(L"G").openError = ERROR_NOT_READY;  // no medium in it: nothing to lock
-    EXPECT_TRUE(WindowsVolumes(kDisk).hold().ok());
-    machine.volume(L"G").openError = ERROR_SHARING_VIOLATION;
-    EXPECT_EQ(WindowsVolumes(kDisk).hold().type, LIBDRIVE2_BUSY);
+    const auto drivers = machine.volume(L"G").drivers;
+    for (const auto& [error, type] :
+         {std::pair{ERROR_WRITE_PROTECT, LIBDRIVE2_WRITE_PROTECTED_DEVICE},
+          std::pair{ERROR_ACCESS_DENIED, LIBDRIVE2_BUSY}, std::pair{ERROR_GEN_FAILURE, LIBDRIVE2_BUSY}}) {
+        machine.volume(L"G").fail(FSCTL_LOCK_VOLUME, static_cast<DWORD>(error));
+        EXPECT_EQ(WindowsVolumes(kDisk).hold().type, type) << error;
+    }
+    machine.volume(L"G").drivers = drivers;
     EXPECT_EQ(WindowsVolumes("\\\\.\\PhysicalDrive9").hold().type, LIBDRIVE2_BUSY);
 }
 
@@ -194,22 +210,22 @@ TEST_F(DiskWithVolumes, FindsEncryptedVolumesByTheirDisk) {
 
 TEST_F(DiskWithVolumes, WhateverCallFailsNothingStaysOpenOrLocked) {
     for (unsigned call = 1;; ++call) {
-        machine.failAt = call + machine.calls();
-        const unsigned before = machine.calls();
+        const unsigned failing = machine.calls() + call;
+        machine.failAt = failing;
         {
             WindowsVolumes volumes(kDisk);
             zel::String reason;
-            if (!volumes.lock(reason))
-                EXPECT_FALSE(reason.isEmpty()) << call;
+            const bool isLocked = volumes.lock(reason);
+            EXPECT_EQ(isLocked, reason.isEmpty()) << call;
         }
         EXPECT_EQ(machine.openHandles(), 0U) << call;
-        // Closing its handle unlocks a volume that could not be unlocked otherwise.
-        const bool unlockFailed = machine.log.back().find("0009001C") != std::string::npos;
-        EXPECT_TRUE(machine.locked.empty() || unlockFailed || machine.locked.size() == 1) << call;
+        if (machine.calls() < failing)
+            break;
+        // One that could not be unlocked is so when its handle is closed.
+        const bool isUnlock = machine.log[failing - 1].ends_with("0009001C");
+        EXPECT_EQ(machine.locked.size(), isUnlock ? 1U : 0U) << machine.log[failing - 1];
         machine.locked.clear();
         machine.dismounted.clear();
-        if (machine.calls() - before < call)
-            break;
     }
 }
 
