@@ -159,6 +159,9 @@ void identifyStorage(HANDLE opened, const WindowsTarget& target, DriveIdentity& 
                 id = idOfFile(opened, *target.file);
             identity.carriers = carriersOf(opened);
             break;
+        case WindowsTarget::Kind::floppy:
+            id = passingIdOf("floppy", target.number.number);
+            break;
         case WindowsTarget::Kind::unknown:
             id = idOfUnknown(target);
             break;

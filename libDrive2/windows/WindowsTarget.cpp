@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "libDrive2/windows/DevicePath.h"
+#include "zel/windows/Utf16.h"
 
 namespace libDrive2 {
 
@@ -32,6 +33,12 @@ std::optional<FileNumber> askFile(HANDLE file) {
     const std::uint64_t index = std::uint64_t{older.nFileIndexHigh} << 32 | older.nFileIndexLow;
     return FileNumber{older.dwVolumeSerialNumber,
                       hexOf(reinterpret_cast<const std::uint8_t*>(&index), sizeof index)};
+}
+
+/// Floppy drives have no other number.
+std::uint32_t letterNumber(const zel::String& path) {
+    const wchar_t letter = zel::letterInName(zel::deviceName(zel::toWide(path.utf8())));
+    return letter != 0 ? static_cast<std::uint32_t>(letter - L'A') : UINT32_MAX;
 }
 
 bool isFolder(HANDLE file) {
@@ -70,6 +77,11 @@ WindowsTarget WindowsTarget::of(HANDLE opened, const zel::String& path) {
             number->isOptical() || (descriptor && descriptor->deviceType == zel::kTypeOptical);
         target.kind = isOptical ? Kind::optical : Kind::disk;
         target.number = *number;
+        return target;
+    }
+    if (zel::namesFloppyMedium(zel::askDevice(opened, IOCTL_STORAGE_GET_MEDIA_TYPES))) {
+        target.kind = Kind::floppy;
+        target.number.number = letterNumber(path);
         return target;
     }
     target.file = askFile(opened);

@@ -24,13 +24,14 @@ struct WindowsTarget {
         unknown,  ///< a device whose driver tells nothing of where it lies
         disk,     ///< a physical drive
         optical,
+        floppy,
         volume,
         file,
         folder,
     };
 
     Kind kind = Kind::unknown;
-    zel::DeviceNumber number{};         ///< of a disk or an optical drive
+    zel::DeviceNumber number{};         ///< of a disk, an optical or a floppy drive
     std::vector<DiskExtent> extents{};  ///< of a volume
     std::optional<FileNumber> file{};   ///< of a file, and where an unknown device is seen to be one
 

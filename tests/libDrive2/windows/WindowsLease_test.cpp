@@ -124,6 +124,21 @@ TEST_F(Lease, ADeviceThatTellsNothingIsOnlyItself) {
     EXPECT_EQ(lease->identity().sectors, 2048U);
     EXPECT_FALSE(isStable(lease->identity()));
     EXPECT_EQ(refusal("\\\\.\\PhysicalDrive5", LeasePurpose::read).type, LIBDRIVE2_BUSY);
+    // Not even that: nobody could say what is on it.
+    mapped.information.reset();
+    EXPECT_THAT(refusal("\\\\.\\PhysicalDrive5", LeasePurpose::write).text.utf8(),
+                HasSubstr("the system does not tell which drive it is"));
+}
+
+TEST_F(Lease, AFloppyDriveIsItsLetter) {
+    PlayedDevice& floppy = machine.device(L"\\\\.\\B:");
+    floppy.content.resize(1474560);
+    DISK_GEOMETRY medium{};
+    medium.MediaType = F3_1Pt44_512;
+    floppy.answer(IOCTL_STORAGE_GET_MEDIA_TYPES, testing_support::bytesOf(medium));
+    floppy.answer(IOCTL_DISK_GET_DRIVE_GEOMETRY_EX, testing_support::diskGeometry(1474560));
+    EXPECT_EQ(identityOf("\\\\.\\B:"), " | boot:7:floppy:1 0+0 |");
+    EXPECT_EQ(take("\\\\.\\B:", LeasePurpose::write)->identity().sectors, 2880U);
 }
 
 TEST_F(Lease, ManyReadAndOneWrites) {
