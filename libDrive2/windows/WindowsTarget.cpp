@@ -35,12 +35,6 @@ std::optional<FileNumber> askFile(HANDLE file) {
                       hexOf(reinterpret_cast<const std::uint8_t*>(&index), sizeof index)};
 }
 
-/// Floppy drives have no other number.
-std::uint32_t letterNumber(const zel::String& path) {
-    const wchar_t letter = zel::letterInName(zel::deviceName(zel::toWide(path.utf8())));
-    return letter != 0 ? static_cast<std::uint32_t>(letter - L'A') : UINT32_MAX;
-}
-
 bool isFolder(HANDLE file) {
     BY_HANDLE_FILE_INFORMATION found{};
     return SystemCalls::current().getFileInformation(file, &found) != FALSE &&
@@ -64,6 +58,7 @@ WindowsTarget WindowsTarget::of(HANDLE opened, const zel::String& path) {
         target.file = askFile(opened);
         return target;
     }
+    target.letter = zel::letterInName(zel::deviceName(zel::toWide(path.utf8())));
     if (auto extents = askExtents(opened)) {
         target.kind = Kind::volume;
         target.extents = std::move(*extents);
@@ -81,7 +76,6 @@ WindowsTarget WindowsTarget::of(HANDLE opened, const zel::String& path) {
     }
     if (zel::namesFloppyMedium(zel::askDevice(opened, IOCTL_STORAGE_GET_MEDIA_TYPES))) {
         target.kind = Kind::floppy;
-        target.number.number = letterNumber(path);
         return target;
     }
     target.file = askFile(opened);

@@ -137,7 +137,7 @@ TEST_F(Lease, AFloppyDriveIsItsLetter) {
     medium.MediaType = F3_1Pt44_512;
     floppy.answer(IOCTL_STORAGE_GET_MEDIA_TYPES, testing_support::bytesOf(medium));
     floppy.answer(IOCTL_DISK_GET_DRIVE_GEOMETRY_EX, testing_support::diskGeometry(1474560));
-    EXPECT_EQ(identityOf("\\\\.\\B:"), " | boot:7:floppy:1 0+0 |");
+    EXPECT_EQ(identityOf("\\\\.\\B:"), " | boot:7:floppy:66 0+0 |");
     EXPECT_EQ(take("\\\\.\\B:", LeasePurpose::write)->identity().sectors, 2880U);
 }
 

@@ -144,6 +144,12 @@ TEST_F(DiskWithVolumes, WithoutAMediumThereIsNothingToLock) {
     EXPECT_EQ(machine.locked, (std::set<std::wstring>{L"E", L"F"}));
 }
 
+TEST_F(DiskWithVolumes, AVolumeThatDoesNotTellWhereItLiesIsKnownByItsLetter) {
+    for (const wchar_t* path : {L"\\\\.\\C:", L"\\\\?\\Volume{C}"})
+        machine.device(path).fail(IOCTL_VOLUME_GET_VOLUME_DISK_EXTENTS, ERROR_INVALID_FUNCTION);
+    EXPECT_EQ(refusal("\\\\.\\c:"), "\\\\.\\c: is in use: C: (NTFS \"System\") holds Windows");
+}
+
 TEST_F(DiskWithVolumes, AVolumeAloneLeavesItsNeighboursMounted) {
     WindowsVolumes volumes("\\\\.\\E:");
     zel::String reason;
