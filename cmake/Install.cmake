@@ -1,4 +1,10 @@
-# What cmake --install makes. Program, libraries, module and texts share one folder, as in the build, and find each
+# What cmake --install makes.
+if(WIN32)
+    include(cmake/InstallWindows.cmake)
+    return()
+endif()
+
+# Program, libraries, module and texts share one folder, as in the build, and find each
 # other beside themselves wherever that folder is taken; the program has a link in bin/. Beside it what somebody else
 # needs to write a module: the contracts' headers, and the package DriveTest for find_package().
 include(GNUInstallDirs)

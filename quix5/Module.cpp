@@ -2,6 +2,7 @@
 
 #include <filesystem>
 
+#include "zel/Path.h"
 #include "zel/Resource.h"
 
 namespace quix5 {
@@ -17,15 +18,15 @@ Module::Module(std::unique_ptr<SharedLibrary> library, const ModuleDescriptor* d
 }
 
 std::unique_ptr<Module> Module::load(const std::string& path, std::string& error) {
-    std::error_code ignored;
-    if (!std::filesystem::exists(path, ignored)) {
+    if (!zel::pathExists(path)) {
         error = "the test module " + path + " does not exist";
         return nullptr;
     }
     // A name without a folder would be searched in the system's library folders.
-    const std::filesystem::path file = std::filesystem::absolute(path, ignored);
+    std::error_code ignored;
+    const std::filesystem::path file = std::filesystem::absolute(zel::pathOf(path), ignored);
     std::string reason;
-    auto library = SharedLibrary::load(file.string(), reason);
+    auto library = SharedLibrary::load(zel::textOf(file), reason);
     if (library == nullptr) {
         error = "the test module " + path + " cannot be loaded: " + reason;
         return nullptr;
@@ -41,7 +42,7 @@ std::unique_ptr<Module> Module::load(const std::string& path, std::string& error
         error = "the test module " + path + " was built for another version of this program";
         return nullptr;
     }
-    zel::Resource::addPackageDirectory(file.parent_path().string());
+    zel::Resource::addPackageDirectory(zel::textOf(file.parent_path()));
     return std::unique_ptr<Module>(new Module(std::move(library), descriptor));
 }
 

@@ -1,10 +1,11 @@
 #include "zel/Resource.h"
 
-#include <filesystem>
 #include <fstream>
 #include <mutex>
 #include <nlohmann/json.hpp>
 #include <optional>
+
+#include "zel/Path.h"
 
 namespace zel {
 
@@ -34,10 +35,9 @@ String findFile(const String& package) {
     if (package.utf8().ends_with(".qpk"))
         return package;
     for (const String& directory : packages().directories) {
-        const auto path = std::filesystem::path(directory.utf8()) / (package.utf8() + ".qpk");
-        std::error_code ignored;
-        if (std::filesystem::is_regular_file(path, ignored))
-            return path.string();
+        const std::string path = textOf(pathOf(directory.utf8()) / pathOf(package.utf8() + ".qpk"));
+        if (isRegularFile(path))
+            return path;
     }
     return {};
 }
@@ -46,7 +46,7 @@ Package readPackage(const String& package) {
     const String path = findFile(package);
     if (path.isEmpty())
         return {json::object(), package + ".qpk was not found"};
-    std::ifstream file(path.utf8(), std::ios::binary);
+    std::ifstream file(pathOf(path.utf8()), std::ios::binary);
     if (!file)
         return {json::object(), path + " cannot be read"};
     json document = json::parse(file, nullptr, false);

@@ -1,6 +1,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <iostream>
+#include <iterator>
 
 #include "drivetest/ExitStatus.h"
 #include "drivetest/commands/Commands.h"
@@ -15,10 +16,10 @@ namespace drivetest {
 
 namespace {
 
-std::string joinArguments(int argc, char** argv) {
+std::string join(const std::vector<std::string>& arguments) {
     std::string line;
-    for (int i = 0; i < argc; ++i)
-        line += (i == 0 ? "" : " ") + std::string(argv[i]);
+    for (const std::string& argument : arguments)
+        line += (&argument == &arguments.front() ? "" : " ") + argument;
     return line;
 }
 
@@ -76,8 +77,10 @@ void addSafetyOptions(CLI::App& command, RunOptions& options) {
 
 /// What is written of a run.
 void addOutputOptions(CLI::App& command, RunOptions& options) {
-    for (const OutputFormat& format : outputFormats())
-        command.add_option(format.option, options.outputs[format.option], format.help)->type_name("FILE");
+    for (const OutputFormat& format : outputFormats()) {
+        const std::string option(format.option);
+        command.add_option(option, options.outputs[option], format.help)->type_name("FILE");
+    }
     command.add_flag_callback(
         "--no-record", [&options] { options.keepRecord = false; },
         "Keep no record where --events names no file for it");
@@ -143,9 +146,10 @@ bool isCommand(const CLI::App& app, const std::string& word) {
                        [&word](const CLI::App* command) { return command->check_name(word); });
 }
 
-int parse(CLI::App& app, int argc, char** argv) {
+int parse(CLI::App& app, const std::vector<std::string>& arguments) {
     try {
-        app.parse(argc, argv);
+        // Without the program's name, the last one first.
+        app.parse(std::vector<std::string>(arguments.rbegin(), std::prev(arguments.rend())));
         return -1;
     } catch (const CLI::Success& asked) {
         return app.exit(asked);
@@ -158,7 +162,7 @@ int parse(CLI::App& app, int argc, char** argv) {
 
 }  // namespace
 
-int runCommandLine(int argc, char** argv) {
+int runCommandLine(const std::vector<std::string>& arguments) {
     CLI::App app{"Tests storage drives: finds every bad sector and leaves every byte as it was.",
                  "drivetest"};
     app.set_version_flag("--version", "drivetest " DRIVETEST_VERSION);
@@ -188,11 +192,11 @@ int runCommandLine(int argc, char** argv) {
     auto* const recovery = app.add_subcommand("recover", "Put back what an interrupted test left undone");
     addRecoverOptions(*recovery, recover);
 
-    if (argc > 1 && argv[1][0] != '-' && !isCommand(app, argv[1])) {
-        complain(std::string("there is no command \"") + argv[1] + "\"; \"drivetest --help\" lists them");
+    if (arguments.size() > 1 && !arguments[1].starts_with('-') && !isCommand(app, arguments[1])) {
+        complain("there is no command " + quoted(arguments[1]) + "; \"drivetest --help\" lists them");
         return kExitUsage;
     }
-    if (const int ended = parse(app, argc, argv); ended >= 0)
+    if (const int ended = parse(app, arguments); ended >= 0)
         return ended;
     if (tests->parsed())
         return listTests(test, moduleFile, language);
@@ -200,7 +204,7 @@ int runCommandLine(int argc, char** argv) {
         return listDevices(json);
     if (recovery->parsed())
         return recoverDrives(recover);
-    options.commandLine = joinArguments(argc, argv);
+    options.commandLine = join(arguments);
     return runTests(options);
 }
 

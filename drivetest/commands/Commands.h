@@ -1,14 +1,15 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "drivetest/commands/RunOptions.h"
 #include "drivetest/recovery/DriveRecovery.h"
 
 namespace drivetest {
 
-/// Parses the arguments, runs the command they name, and gives the exit status.
-int runCommandLine(int argc, char** argv);
+/// Parses the arguments, the program's name first, runs the command they name, and gives the exit status.
+int runCommandLine(const std::vector<std::string>& arguments);
 
 /// Each carries out one command of the program and gives its exit status.
 int listTests(const std::string& test, const std::string& moduleFile, const std::string& language);

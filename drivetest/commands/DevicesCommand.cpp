@@ -1,5 +1,6 @@
 #include <array>
-#include <cstdio>
+#include <iomanip>
+#include <iostream>
 
 #include "drivetest/ExitStatus.h"
 #include "drivetest/commands/Commands.h"
@@ -63,13 +64,15 @@ std::string stateOf(const DiagDevice& device) {
 void printRow(std::array<std::string, 6> cells) {
     for (std::string& cell : cells)
         cell = printable(cell);
-    std::printf("%-14s %-28s %-20s %10s  %-34s %s\n", cells[0].c_str(), cells[1].c_str(), cells[2].c_str(),
-                cells[3].c_str(), cells[4].c_str(), cells[5].c_str());
+    const auto& [locator, model, serial, size, capabilities, users] = cells;
+    std::cout << std::left << std::setw(14) << locator << ' ' << std::setw(28) << model << ' '
+              << std::setw(20) << serial << ' ' << std::right << std::setw(10) << size << "  " << std::left
+              << std::setw(34) << capabilities << ' ' << users << '\n';
 }
 
 void printTable(const std::vector<DiagDevice>& devices) {
     if (devices.empty()) {
-        std::puts("No drives were found.");
+        std::cout << "No drives were found.\n";
         return;
     }
     printRow({"LOCATOR", "MODEL", "SERIAL", "SIZE", "CAPABILITIES", "IN USE BY"});
@@ -92,7 +95,7 @@ int listDevices(bool json) {
     for (const DiagDevice& device : devices)
         list.push_back(describe(device));
     // In ASCII: a terminal would follow the control characters that JSON lets pass.
-    std::puts(list.dump(2, ' ', true, Json::error_handler_t::replace).c_str());
+    std::cout << list.dump(2, ' ', true, Json::error_handler_t::replace) << '\n';
     return kExitPass;
 }
 

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace drivetest {
@@ -31,8 +32,8 @@ struct RunOptions {
     std::string commandLine;  ///< as typed, for the record
 
     /// Empty for none.
-    [[nodiscard]] std::string outputOf(const char* option) const {
-        const auto named = outputs.find(option);
+    [[nodiscard]] std::string outputOf(std::string_view option) const {
+        const auto named = outputs.find(std::string(option));
         return named != outputs.end() ? named->second : std::string();
     }
 };

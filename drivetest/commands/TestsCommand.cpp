@@ -1,5 +1,6 @@
 #include <algorithm>
-#include <cstdio>
+#include <iomanip>
+#include <iostream>
 
 #include "drivetest/ExitStatus.h"
 #include "drivetest/commands/Commands.h"
@@ -13,19 +14,19 @@ namespace {
 
 void printTest(const quix5::OfferedTest& test) {
     const std::string name = test.descriptor.name().utf8();
-    std::printf("%-26s %s%s\n", name.c_str(), test.descriptor.isDestructive() ? "[writes] " : "",
-                describeText("Test." + name).c_str());
+    std::cout << std::left << std::setw(26) << name << ' '
+              << (test.descriptor.isDestructive() ? "[writes] " : "") << describeText("Test." + name) << '\n';
 }
 
 void printParameters(const quix5::Test& test) {
     std::size_t width = 0;
     for (const quix5::Parameter* parameter : test.parameters())
         width = std::max(width, parameter->name().length());
-    std::puts("\nParameters (-p NAME=VALUE):");
+    std::cout << "\nParameters (-p NAME=VALUE):\n";
     for (const quix5::Parameter* parameter : test.parameters()) {
         const std::string name = parameter->name().utf8();
-        std::printf("  %-*s  %-7s  %s\n", static_cast<int>(width), name.c_str(),
-                    quix5::typeName(parameter->type()), describeText("Parameter." + name).c_str());
+        std::cout << "  " << std::left << std::setw(static_cast<int>(width)) << name << "  " << std::setw(7)
+                  << quix5::typeName(parameter->type()) << "  " << describeText("Parameter." + name) << '\n';
     }
 }
 

@@ -1,14 +1,13 @@
 #include "drivetest/devices/Drives.h"
 
 #include <algorithm>
-#include <filesystem>
 #include <iterator>
 #include <regex>
-#include <system_error>
 
 #include "libDrive2/DeviceDescription.h"
 #include "libDrive2/DeviceOpeners.h"
 #include "quix5/DeviceInventory.h"
+#include "zel/Path.h"
 
 namespace drivetest {
 
@@ -64,10 +63,9 @@ std::vector<DiagDevice> listDrives() {
 bool isThere(const std::string& locator, std::string& error) {
     libDrive2::DeviceDescription described;
     zel::String problem;
-    std::error_code failed;
     if (!libDrive2::describeDevice(locator, described, problem))
         error = problem.utf8();
-    else if (!libDrive2::isSimulated(locator) && !std::filesystem::exists(locator, failed))
+    else if (!libDrive2::isSimulated(locator) && !zel::pathExists(locator))
         error = locator + " does not exist: \"drivetest devices\" lists the drives of this machine";
     return error.empty();
 }

@@ -1,12 +1,9 @@
 #include "drivetest/record/KeptRecord.h"
 
-#include <cerrno>
-#include <ctime>
 #include <filesystem>
 #include <system_error>
 
 #include "drivetest/safety/JournalPlace.h"
-#include "drivetest/terminal/Texts.h"
 #include "libDrive2/linux/GuardedFolder.h"
 
 namespace drivetest {
@@ -33,15 +30,6 @@ GuardedFile createNew(const GuardedFolder& folder, const std::string& name, std:
 }
 
 }  // namespace
-
-std::string recordName(const std::string& drive, const std::string& test) {
-    const std::time_t now = std::time(nullptr);
-    std::tm utc{};
-    gmtime_r(&now, &utc);
-    std::string time(32, '\0');
-    time.resize(std::strftime(time.data(), time.size(), "%Y%m%dT%H%M%SZ", &utc));
-    return time + "-" + fileNameText(drive) + "-" + test;
-}
 
 KeptRecord createKeptRecord(const std::string& name, std::string& problem) {
     const std::string path = defaultRecordFolder();

@@ -161,7 +161,8 @@ bool RegisterFolder::read(std::vector<RegisterEntry>& entries, std::string& prob
         const GuardedFile file = folder->openFile(name, O_RDONLY, Owner::anybody);
         if (file.isMissing)
             continue;
-        RegisterEntry entry{name, "", file.found.st_uid, geteuid() == 0 || geteuid() == file.found.st_uid};
+        RegisterEntry entry{name, "", std::to_string(file.found.st_uid),
+                            geteuid() == 0 || geteuid() == file.found.st_uid};
         entry.problem = file.problem.utf8();
         if (file.file)
             readEntry(file, entry);
@@ -174,8 +175,8 @@ bool RegisterFolder::isRequired() {
     return geteuid() == 0;
 }
 
-unsigned RegisterFolder::user() {
-    return geteuid();
+std::string RegisterFolder::user() {
+    return std::to_string(geteuid());
 }
 
 }  // namespace drivetest

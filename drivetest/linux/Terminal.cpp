@@ -4,35 +4,14 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <filesystem>
-
-#include "drivetest/run/OutputQueue.h"
-#include "quix5/StopRequest.h"
 
 namespace drivetest {
 
 namespace {
 
 constexpr unsigned kUsualWidth = 80;
-/// How soon a stop request is noticed while waiting for input.
-constexpr std::chrono::milliseconds kStopInterval{200};
-
-using Clock = std::chrono::steady_clock;
-
-enum class Input : unsigned char { nothing, character, closed };
-
-/// Waits at most that long for one character.
-Input readCharacter(std::chrono::milliseconds time, char& next) {
-    pollfd input{STDIN_FILENO, POLLIN, 0};
-    if (poll(&input, 1, static_cast<int>(time.count())) <= 0)
-        return Input::nothing;
-    const ssize_t got = read(STDIN_FILENO, &next, 1);
-    if (got < 0 && (errno == EINTR || errno == EAGAIN))
-        return Input::nothing;
-    return got == 1 ? Input::character : Input::closed;
-}
 
 }  // namespace
 
@@ -49,26 +28,18 @@ unsigned terminalWidth(std::FILE* stream) {
     return ioctl(fileno(stream), TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : kUsualWidth;
 }
 
-InputWait waitForLine(std::chrono::milliseconds time, std::string& line) {
-    const auto end = Clock::now() + time;
-    const auto isOver = [&] { return time.count() >= 0 && Clock::now() >= end; };
-    OutputQueue::waitForStandard([&] { return !quix5::StopRequest::made() && !isOver(); });
-    line.clear();
-    while (!quix5::StopRequest::made()) {
-        if (isOver())
-            return InputWait::timeout;
-        const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now());
-        char next = '\0';
-        const Input input =
-            readCharacter(time.count() < 0 ? kStopInterval : std::min(kStopInterval, left), next);
-        if (input == Input::closed)
-            return InputWait::closed;
-        if (input == Input::character && next == '\n')
-            return InputWait::line;
-        if (input == Input::character)
-            line += next;
-    }
-    return InputWait::closed;
+Input readCharacter(std::chrono::milliseconds time, char& next) {
+    pollfd input{STDIN_FILENO, POLLIN, 0};
+    if (poll(&input, 1, static_cast<int>(time.count())) <= 0)
+        return Input::nothing;
+    const ssize_t got = read(STDIN_FILENO, &next, 1);
+    if (got < 0 && (errno == EINTR || errno == EAGAIN))
+        return Input::nothing;
+    return got == 1 ? Input::character : Input::closed;
+}
+
+std::string systemLanguage() {
+    return {};  // its programs are told by the environment
 }
 
 std::string programFolder() {

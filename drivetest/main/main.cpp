@@ -4,6 +4,7 @@
 #include <system_error>
 
 #include "drivetest/ExitStatus.h"
+#include "drivetest/commands/Arguments.h"
 #include "drivetest/commands/Commands.h"
 #include "drivetest/run/OutputQueue.h"
 #include "drivetest/run/Signals.h"
@@ -29,7 +30,7 @@ int main(int argc, char** argv) {
     drivetest::letWritesFail();
     // What is printed without a run is written at the end, where a failure is noticed.
     std::setvbuf(stdout, nullptr, _IOFBF, kMostPrinted);
-    const int status = drivetest::runCommandLine(argc, argv);
+    const int status = drivetest::runCommandLine(drivetest::programArguments(argc, argv));
     std::cout.flush();
     drivetest::OutputQueue::finishStandard();
     const std::string loss = findLoss();

@@ -11,6 +11,7 @@
 #include "drivetest/safety/HeldDrive.h"
 #include "drivetest/safety/JournalPlace.h"
 #include "drivetest/terminal/Texts.h"
+#include "zel/Path.h"
 
 namespace drivetest {
 
@@ -154,7 +155,7 @@ std::optional<FoundDrive> DriveRecovery::findItsDrive(std::string& problem) {
     for (const zel::String& locator : libDrive2::DeviceLease::listLocators())
         if (isItsDrive(locator.utf8()))
             return take(locator.utf8(), problem);
-    const std::string folder = std::filesystem::path(m_path).parent_path().string();
+    const std::string folder = zel::textOf(zel::pathOf(m_path).parent_path());
     problem = libDrive2::isStable(header.drive) ? "its drive is not there: connect it, then try again"
                                                 : "nothing that lasts is known of its drive, so another one "
                                                   "could be taken for it: name it, with " +
@@ -167,9 +168,10 @@ ExitStatus DriveRecovery::recoverOn(FoundDrive& found) {
     const auto drive = found.lease->openBlock(!m_options.dryRun, reason);
     if (!drive)
         return fail(reason.utf8());
-    const std::filesystem::path file(m_path);
-    ExportFolder sink(m_options.exportFolder.empty() ? file.parent_path().string() : m_options.exportFolder,
-                      file.stem().string());
+    const std::filesystem::path file = zel::pathOf(m_path);
+    ExportFolder sink(
+        m_options.exportFolder.empty() ? zel::textOf(file.parent_path()) : m_options.exportFolder,
+        zel::textOf(file.stem()));
     const auto handle = m_file->handle();
     libDrive2::RecoveryTask task{handle.get(), &m_journal,
                                  drive.get(),  identityOf(*found.lease, found.device),

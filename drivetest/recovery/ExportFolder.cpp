@@ -1,15 +1,18 @@
 #include "drivetest/recovery/ExportFolder.h"
 
-#include <filesystem>
+#include "zel/Path.h"
 
 namespace drivetest {
 
 bool ExportFolder::saveSectors(std::uint64_t lba, std::span<const std::uint8_t> data, What what) {
     const std::string stem =
-        m_folder + "/" + m_prefix + (what == What::found ? "-found-" : "-original-") + std::to_string(lba);
-    std::string path = stem + ".bin";
-    for (int n = 2; std::filesystem::exists(path); ++n)
-        path = stem + "-" + std::to_string(n) + ".bin";
+        m_prefix + (what == What::found ? "-found-" : "-original-") + std::to_string(lba);
+    const auto inFolder = [this](const std::string& name) {
+        return zel::textOf(zel::pathOf(m_folder) / zel::pathOf(name));
+    };
+    std::string path = inFolder(stem + ".bin");
+    for (int n = 2; zel::pathExists(path); ++n)
+        path = inFolder(stem + "-" + std::to_string(n) + ".bin");
     if (!writeDurably(path, data, m_problem))
         return false;
     m_files.push_back(path);

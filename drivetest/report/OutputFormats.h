@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "drivetest/report/RunReporter.h"
@@ -9,12 +10,12 @@
 
 namespace drivetest {
 
-inline constexpr const char* kRecordOption = "--events";
-inline constexpr const char* kBadListOption = "--bad-list";
+inline constexpr std::string_view kRecordOption = "--events";
+inline constexpr std::string_view kBadListOption = "--bad-list";
 
 /// A form in which a run can be written to a file of the user's.
 struct OutputFormat {
-    const char* option;  ///< of the command line, which names the file
+    std::string_view option;  ///< of the command line, which names the file
     std::string help;
     const char* what;  ///< in messages: "the record"
     std::unique_ptr<RunReporter> (*make)(const std::string& path, OutputFile file);

@@ -6,6 +6,7 @@
 #include "drivetest/safety/JournalRegister.h"
 #include "libDrive2/DeviceLease.h"
 #include "libDrive2/JournalFolder.h"
+#include "zel/Path.h"
 
 namespace drivetest {
 
@@ -19,11 +20,6 @@ std::optional<DriveIdentity> lookAt(const std::string& locator) {
     return lease != nullptr ? std::optional(lease->identity()) : std::nullopt;
 }
 
-bool isSameFile(const std::string& a, const std::string& b) {
-    std::error_code differs;
-    return std::filesystem::equivalent(a, b, differs);
-}
-
 /// The journal that the path leads to; empty when it leads to none.
 std::string journalAt(const std::string& path, const std::string& folder) {
     zel::Array<zel::String> journals;
@@ -31,13 +27,13 @@ std::string journalAt(const std::string& path, const std::string& folder) {
     for (const std::string& each : {defaultJournalFolder(), folder.empty() ? defaultJournalFolder() : folder})
         if (libDrive2::JournalFolder(each).list(journals, ignored))
             for (const zel::String& journal : journals)
-                if (isSameFile(path, journal.utf8()))
+                if (zel::isSameFile(path, journal.utf8()))
                     return journal.utf8();
     std::vector<RegisteredJournal> registered;
     std::string problem;
     (void)JournalRegister().list(registered, problem);
     for (const RegisteredJournal& entry : registered)
-        if (isSameFile(path, entry.journal) || isSameFile(path, entry.file))
+        if (zel::isSameFile(path, entry.journal) || zel::isSameFile(path, entry.file))
             return entry.journal;
     return {};
 }
@@ -50,7 +46,7 @@ DataGuard guardDrive(const std::string& locator, const std::string& journalFolde
         const auto file = lookAt(path);
         std::error_code none;
         if (drive && file && libDrive2::isKeptIn(*drive, *file))
-            return std::filesystem::is_block_file(locator, none)
+            return std::filesystem::is_block_file(zel::pathOf(locator), none)
                        ? "it is the file behind " + locator + ", which is to be tested"
                        : "it is what is to be tested";
         const std::string journal = journalAt(path, journalFolder);

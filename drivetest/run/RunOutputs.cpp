@@ -8,6 +8,7 @@
 #include "drivetest/report/ConsoleReporter.h"
 #include "drivetest/run/DataGuard.h"
 #include "quix5/DeviceInventory.h"
+#include "zel/Path.h"
 
 namespace drivetest {
 
@@ -63,7 +64,7 @@ void RunOutputs::keepRecord(const RunOptions& options, const quix5::DiagDevice& 
         return;
     std::string drive = textProperty(device, quix5::kPropertySerial);
     if (drive.empty())
-        drive = options.device.substr(options.device.find_last_of('/') + 1);
+        drive = zel::textOf(zel::pathOf(options.device).filename());
     std::string problem;
     KeptRecord kept = createKeptRecord(recordName(drive, options.test), problem);
     if (!problem.empty())

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <filesystem>
 
 #include "drivetest/devices/Drives.h"
 #include "drivetest/safety/SafeStart.h"
@@ -11,6 +10,7 @@
 #include "drivetest/terminal/Texts.h"
 #include "quix5/ParameterText.h"
 #include "quix5/Runner.h"
+#include "zel/Path.h"
 #include "zel/Resource.h"
 
 namespace drivetest {
@@ -138,9 +138,8 @@ std::optional<ChosenTest> chooseTest(const RunOptions& options, ExitStatus& refu
 }
 
 std::unique_ptr<quix5::Module> loadModule(const std::string& file, std::string& error) {
-    const std::filesystem::path beside =
-        std::filesystem::path(programFolder()) / quix5::SharedLibrary::fileName(kModuleName);
-    return quix5::Module::load(file.empty() ? beside.string() : file, error);
+    const auto beside = zel::pathOf(programFolder()) / quix5::SharedLibrary::fileName(kModuleName);
+    return quix5::Module::load(file.empty() ? zel::textOf(beside) : file, error);
 }
 
 const quix5::OfferedTest* findTest(const quix5::Module& module, const std::string& name, std::string& error) {
@@ -165,7 +164,7 @@ void chooseLanguage(const std::string& option) {
     for (const char* variable : {"LC_ALL", "LC_MESSAGES", "LANG"})
         if (const char* value = std::getenv(variable); name.empty() && value != nullptr)
             name = value;
-    zel::ZELLocale::setGlobalLocale(zel::ZELLocale(name));
+    zel::ZELLocale::setGlobalLocale(zel::ZELLocale(name.empty() ? systemLanguage() : name));
 }
 
 }  // namespace drivetest

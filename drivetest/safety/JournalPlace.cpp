@@ -4,6 +4,7 @@
 
 #include "drivetest/terminal/Texts.h"
 #include "libDrive2/JournalFolder.h"
+#include "zel/Path.h"
 
 namespace drivetest {
 
@@ -14,9 +15,9 @@ constexpr std::uint64_t kWorthTelling = 10'000'000'000;
 
 /// "FOLDER (ext4 on /dev/sda1, 79.0 GiB free)"
 std::string placeText(const std::string& folder) {
-    std::filesystem::path existing = folder;
+    std::filesystem::path existing = zel::pathOf(folder);
     std::error_code failed;
-    while (!std::filesystem::exists(existing, failed) && existing.has_relative_path())
+    while (!zel::pathExists(zel::textOf(existing)) && existing.has_relative_path())
         existing = existing.parent_path();
     const auto space = std::filesystem::space(existing, failed);
     const std::string system = libDrive2::JournalFolder(folder).fileSystem().utf8();

@@ -4,6 +4,8 @@
 #include <charconv>
 #include <filesystem>
 
+#include "zel/Path.h"
+
 namespace drivetest {
 
 namespace fs = std::filesystem;
@@ -34,7 +36,7 @@ bool fromText(std::string_view text, RegisteredJournal& found) {
         text[digits] != ' ' || text[digits + 1 + length] != '\n')
         return false;
     found.journal = text.substr(digits + 1, length);
-    return found.journal.starts_with('/') &&
+    return zel::pathOf(found.journal).is_absolute() &&
            libDrive2::DriveIdentity::fromText(std::string(text.substr(digits + length + 2)), found.drive);
 }
 
@@ -45,10 +47,10 @@ RegisteredJournal toJournal(const RegisterEntry& entry, const std::string& folde
         found = {};
         found.problem = "it holds something else, or is damaged";
     }
-    found.file = folder + "/" + entry.name;
+    found.file = zel::textOf(zel::pathOf(folder) / zel::pathOf(entry.name));
     found.owner = entry.owner;
     if (!found.problem.empty())
-        found.problem = "the entry " + found.file + " of user " + std::to_string(found.owner) +
+        found.problem = "the entry " + found.file + " of user " + found.owner +
                         " in the register of open journals cannot be used: " + found.problem +
                         "; find out what it is for, and delete it";
     return found;
@@ -58,9 +60,9 @@ RegisteredJournal toJournal(const RegisterEntry& entry, const std::string& folde
 
 std::string registeredPath(const std::string& journalPath) {
     std::error_code failed;
-    const fs::path path = fs::absolute(journalPath, failed).lexically_normal();
-    const fs::path folder = fs::weakly_canonical(path.parent_path(), failed);
-    return ((failed ? path.parent_path() : folder) / path.filename()).string();
+    const fs::path path = fs::absolute(zel::pathOf(journalPath), failed).lexically_normal();
+    const std::string folder = zel::canonicalBeginning(zel::textOf(path.parent_path()));
+    return zel::textOf(zel::pathOf(folder) / path.filename());
 }
 
 bool JournalRegister::add(const std::string& journalPath, const libDrive2::DriveIdentity& drive,
@@ -69,8 +71,8 @@ bool JournalRegister::add(const std::string& journalPath, const libDrive2::Drive
     if (!m_folder.read(entries, problem))
         return false;
     const std::string journal = registeredPath(journalPath);
-    const std::string stem = fs::path(journal).stem().string().substr(0, kMostOfName) + "-" +
-                             std::to_string(RegisterFolder::user());
+    const std::string stem =
+        zel::textOf(zel::pathOf(journal).stem()).substr(0, kMostOfName) + "-" + RegisterFolder::user();
     std::string name = stem + ".open";
     const auto isOfAnother = [&](const RegisterEntry& entry) {
         return entry.name == name && toJournal(entry, m_folder.path()).journal != journal;

@@ -14,7 +14,7 @@ struct RegisteredJournal {
     std::string file{};     ///< of the entry; empty for a journal that is not registered
     std::string journal{};  ///< full path
     libDrive2::DriveIdentity drive{};
-    unsigned owner = 0;     ///< user id of who registered it
+    std::string owner{};    ///< who registered it, as the system numbers users
     std::string problem{};  ///< why the entry or the journal cannot be used; empty when it can
 };
 

@@ -9,7 +9,7 @@ namespace drivetest {
 struct RegisterEntry {
     std::string name{};
     std::string text{};
-    unsigned owner = 0;      ///< user id
+    std::string owner{};     ///< as the system numbers users
     bool mayRemove = false;  ///< by this user
     std::string problem{};   ///< why it was not read; empty when it was
 };
@@ -28,10 +28,11 @@ public:
     /// All entries, sorted by name. No folder means no entries; false when it cannot be trusted or searched.
     bool read(std::vector<RegisterEntry>& entries, std::string& problem) const;
 
-    /// Whether this user can always have a register, so that none is an error: root.
+    /// Whether this user can always have a register, so that none is an error: root, or
+    /// an administrator.
     static bool isRequired();
     /// The user who runs this program.
-    static unsigned user();
+    static std::string user();
 
 private:
     std::string m_path;

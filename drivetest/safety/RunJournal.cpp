@@ -2,13 +2,13 @@
 
 #include <algorithm>
 #include <chrono>
-#include <filesystem>
 #include <set>
 
 #include "drivetest/safety/JournalPlace.h"
 #include "drivetest/safety/OpenJournals.h"
 #include "drivetest/terminal/Texts.h"
 #include "zel/Format.h"
+#include "zel/Path.h"
 
 namespace drivetest {
 
@@ -30,7 +30,7 @@ ExitStatus refuse(const std::string& sentence, ExitStatus status) {
 /// What is to be done about a journal that keeps the run off the drive.
 std::string adviceOn(const OpenJournal& found, const std::string& locator) {
     const std::string& path = found.journal.journal;
-    const std::string folder = std::filesystem::path(path).parent_path().string();
+    const std::string folder = zel::textOf(zel::pathOf(path).parent_path());
     switch (found.state) {
         case OpenJournalState::open:
             return "an interrupted test left data of " + locator + " in " + path +
@@ -61,9 +61,8 @@ std::string fileName(const DriveIdentity& drive) {
 
 /// For whoever recovers from another folder.
 std::string absolutePath(const std::string& locator) {
-    std::error_code none;
-    const auto path = std::filesystem::canonical(locator, none);
-    return none ? locator : path.string();
+    const std::string path = zel::canonicalPath(locator);
+    return path.empty() ? locator : path;
 }
 
 }  // namespace

@@ -1,12 +1,32 @@
 #include "zel/windows/SystemCalls.h"
 
+#include <shlobj.h>
+#include <winternl.h>
+
 #include <atomic>
+#include <cstring>
+#include <vector>
+
+// What <winternl.h> leaves out.
+extern "C" NTSTATUS NTAPI NtSetInformationFile(HANDLE file, IO_STATUS_BLOCK* done, void* information,
+                                               ULONG bytes, FILE_INFORMATION_CLASS kind);
 
 namespace zel {
 
 namespace {
 
+constexpr NTSTATUS kDeletePending = static_cast<NTSTATUS>(0xC0000056);
+constexpr auto kRenameInformation = static_cast<FILE_INFORMATION_CLASS>(10);
+
 std::atomic<SystemCalls*> installed{nullptr};
+
+/// The calls of the system's kernel give their outcome otherwise.
+BOOL succeeded(NTSTATUS status) {
+    if (status >= 0)
+        return TRUE;
+    SetLastError(status == kDeletePending ? ERROR_DELETE_PENDING : RtlNtStatusToDosError(status));
+    return FALSE;
+}
 
 /// What a thread waits with for the end of its device control.
 struct ThreadEvent {
@@ -168,6 +188,66 @@ UINT SystemCalls::getSystemFolder(wchar_t* path, UINT units) {
 LONG SystemCalls::getRegistryValue(const wchar_t* key, const wchar_t* name, DWORD types, void* data,
                                    DWORD* bytes) {
     return RegGetValueW(HKEY_LOCAL_MACHINE, key, name, types, nullptr, data, bytes);
+}
+
+BOOL SystemCalls::createDirectory(const std::wstring& path, SECURITY_ATTRIBUTES* security) {
+    return CreateDirectoryW(path.c_str(), security);
+}
+
+HANDLE SystemCalls::createFileIn(HANDLE folder, const std::wstring& name, DWORD access, DWORD share,
+                                 DWORD disposition, DWORD options, void* security) {
+    std::wstring text = name;
+    const auto bytes = static_cast<USHORT>(text.size() * sizeof(wchar_t));
+    UNICODE_STRING counted{bytes, bytes, text.data()};
+    OBJECT_ATTRIBUTES file{};
+    InitializeObjectAttributes(&file, &counted, OBJ_CASE_INSENSITIVE, folder, security);
+    IO_STATUS_BLOCK done{};
+    HANDLE opened = INVALID_HANDLE_VALUE;
+    return succeeded(NtCreateFile(&opened, access, &file, &done, nullptr, FILE_ATTRIBUTE_NORMAL, share,
+                                  disposition, options, nullptr, 0)) != FALSE
+               ? opened
+               : INVALID_HANDLE_VALUE;
+}
+
+BOOL SystemCalls::renameFileIn(HANDLE file, HANDLE folder, const std::wstring& name) {
+    const std::size_t nameBytes = name.size() * sizeof(wchar_t);
+    std::vector<std::uint64_t> space((sizeof(FILE_RENAME_INFO) + nameBytes) / sizeof(std::uint64_t) + 1);
+    auto* const rename = reinterpret_cast<FILE_RENAME_INFO*>(space.data());
+    rename->ReplaceIfExists = TRUE;
+    rename->RootDirectory = folder;
+    rename->FileNameLength = static_cast<DWORD>(nameBytes);
+    std::memcpy(rename->FileName, name.data(), nameBytes);
+    IO_STATUS_BLOCK done{};
+    return succeeded(NtSetInformationFile(
+        file, &done, rename, static_cast<ULONG>(space.size() * sizeof(std::uint64_t)), kRenameInformation));
+}
+
+BOOL SystemCalls::getSecurity(HANDLE file, SECURITY_INFORMATION kinds, void* descriptor, DWORD bytes,
+                              DWORD* needed) {
+    return GetKernelObjectSecurity(file, kinds, descriptor, bytes, needed);
+}
+
+BOOL SystemCalls::openProcessToken(DWORD access, HANDLE* token) {
+    return OpenProcessToken(GetCurrentProcess(), access, token);
+}
+
+BOOL SystemCalls::getTokenInformation(HANDLE token, TOKEN_INFORMATION_CLASS kind, void* out, DWORD bytes,
+                                      DWORD* needed) {
+    return GetTokenInformation(token, kind, out, bytes, needed);
+}
+
+BOOL SystemCalls::checkTokenMembership(void* group, BOOL* isMember) {
+    return CheckTokenMembership(nullptr, group, isMember);
+}
+
+BOOL SystemCalls::lookupAccount(void* identifier, wchar_t* name, DWORD* nameUnits, wchar_t* domain,
+                                DWORD* domainUnits) {
+    SID_NAME_USE kind{};
+    return LookupAccountSidW(nullptr, identifier, name, nameUnits, domain, domainUnits, &kind);
+}
+
+LONG SystemCalls::getKnownFolder(int number, wchar_t* path) {
+    return SHGetFolderPathW(nullptr, number, nullptr, 0, path);
 }
 
 }  // namespace zel

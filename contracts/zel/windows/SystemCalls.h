@@ -71,6 +71,30 @@ public:
     /// A value of the registry below HKEY_LOCAL_MACHINE; ERROR_SUCCESS or the error. Sizes are bytes.
     virtual LONG getRegistryValue(const wchar_t* key, const wchar_t* name, DWORD types, void* data,
                                   DWORD* bytes);
+
+    virtual BOOL createDirectory(const std::wstring& path, SECURITY_ATTRIBUTES* security);
+
+    // Files by the open folder that they lie in: no path plays a part.
+    /// NtCreateFile with its own values; an empty name opens the folder itself again. A name that stays only
+    /// until others have closed its file gives ERROR_DELETE_PENDING.
+    virtual HANDLE createFileIn(HANDLE folder, const std::wstring& name, DWORD access, DWORD share,
+                                DWORD disposition, DWORD options, void* security = nullptr);
+    /// Gives a file another name in that folder, in place of a file that has it.
+    virtual BOOL renameFileIn(HANDLE file, HANDLE folder, const std::wstring& name);
+
+    // Who may do what.
+    virtual BOOL getSecurity(HANDLE file, SECURITY_INFORMATION kinds, void* descriptor, DWORD bytes,
+                             DWORD* needed);
+    /// Of the process.
+    virtual BOOL openProcessToken(DWORD access, HANDLE* token);
+    virtual BOOL getTokenInformation(HANDLE token, TOKEN_INFORMATION_CLASS kind, void* out, DWORD bytes,
+                                     DWORD* needed);
+    /// Of the rights that are in force, so of an administrator only when elevated.
+    virtual BOOL checkTokenMembership(void* group, BOOL* isMember);
+    virtual BOOL lookupAccount(void* identifier, wchar_t* name, DWORD* nameUnits, wchar_t* domain,
+                               DWORD* domainUnits);
+    /// A folder that Windows knows by a number (CSIDL), into MAX_PATH units; S_OK or the error.
+    virtual LONG getKnownFolder(int number, wchar_t* path);
 };
 
 }  // namespace zel

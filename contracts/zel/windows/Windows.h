@@ -19,4 +19,5 @@
 #include <windows.h>
 #include <winioctl.h>
 #include <ntddscsi.h>
+#include <sddl.h>
 // clang-format on

@@ -6,56 +6,22 @@
 #include <unistd.h>
 
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 
+#include "OpenJournalsFixture.h"
 #include "drivetest/recovery/ExportFolder.h"
 #include "drivetest/safety/JournalPlace.h"
-#include "libDrive2/JournalFolder.h"
-#include "libDrive2/UndoJournal.h"
 
 namespace drivetest {
 namespace {
 
 namespace fs = std::filesystem;
 
-using libDrive2::DriveIdentity;
-using libDrive2::JournalFolder;
 using testing::HasSubstr;
 
 constexpr unsigned kOtherUser = 12345;
-constexpr std::uint64_t kSlot = 8 * 512;
 
-DriveIdentity driveOf(const std::string& id, std::uint64_t start = 0, std::uint64_t bytes = 0) {
-    DriveIdentity drive{"M", "S", 1000, 512};
-    drive.storage = {{id, start, bytes}};
-    return drive;
-}
-
-struct OpenJournalsTest : testing::Test {
-    OpenJournalsTest() { fs::permissions(place, fs::perms{0755}); }
-    ~OpenJournalsTest() override { fs::remove_all(place); }
-    /// With a protected range, or with nothing left in it.
-    std::unique_ptr<libDrive2::JournalFile> makeJournal(const std::string& name, bool isOpen) const {
-        zel::String reason;
-        auto file = JournalFolder(folder).create(name, libDrive2::UndoJournal::fileBytes(kSlot, 0), reason);
-        EXPECT_NE(file, nullptr) << reason.utf8();
-        const auto undo =
-            libDrive2::UndoJournal::create(file->handle(), {drive, "/dev/x", kSlot, true}, reason);
-        EXPECT_NE(undo, nullptr) << reason.utf8();
-        const std::string data(512, 'd');
-        EXPECT_TRUE(!isOpen || undo->protect(7, 1, data.data(), data.size()));
-        return file;
-    }
-    void add(const std::string& path) { EXPECT_TRUE(journals.add(path, drive, problem)) << problem; }
-    std::vector<RegisteredJournal> listed() {
-        std::vector<RegisteredJournal> found;
-        EXPECT_TRUE(journals.list(found, problem)) << problem;
-        return found;
-    }
-    OpenJournals find(const DriveIdentity& wanted, const std::string& own = "") const {
-        return findOpenJournals(wanted, {{folder}, own}, journals);
-    }
+struct LinuxRegister : OpenJournalsTest {
+    LinuxRegister() { fs::permissions(place, fs::perms{0755}); }
     static bool shell(const std::string& command) { return std::system(command.c_str()) == 0; }
     /// Does it as another user, in a process of its own.
     template <class Act>
@@ -66,22 +32,9 @@ struct OpenJournalsTest : testing::Test {
         int status = 0;
         return waitpid(child, &status, 0) == child && status == 0;
     }
-
-    static std::string makeFolder() {
-        std::string path = testing::TempDir() + "drivetest-XXXXXX";
-        EXPECT_NE(mkdtemp(path.data()), nullptr);
-        return path;
-    }
-
-    std::string place = makeFolder();
-    std::string problem;
-    DriveIdentity drive = driveOf("wwid:1", 0, 512000);
-    std::string state = place + "/state";
-    std::string folder = state + "/journal", shared = state + "/open";
-    JournalRegister journals{shared};
 };
 
-TEST_F(OpenJournalsTest, AreRegisteredWhereverTheyLie) {
+TEST_F(LinuxRegister, AreRegisteredWhereverTheyLie) {
     EXPECT_TRUE(listed().empty());
     const std::string odd = place + "/a b\nend\n/x.journal";
     fs::create_directories(place + "/real");
@@ -94,7 +47,7 @@ TEST_F(OpenJournalsTest, AreRegisteredWhereverTheyLie) {
     for (const RegisteredJournal& journal : found) {
         EXPECT_EQ(journal.problem, "");
         EXPECT_EQ(journal.drive, drive);
-        EXPECT_EQ(journal.owner, geteuid());
+        EXPECT_EQ(journal.owner, std::to_string(geteuid()));
         EXPECT_EQ(fs::status(journal.file).permissions(), fs::perms{0644});
     }
     EXPECT_TRUE(std::any_of(found.begin(), found.end(), [&](const auto& one) { return one.journal == odd; }));
@@ -108,7 +61,7 @@ TEST_F(OpenJournalsTest, AreRegisteredWhereverTheyLie) {
     EXPECT_EQ(found[0].journal, place + "/b/x.journal");
 }
 
-TEST_F(OpenJournalsTest, CountWhenTheyCannotBeRead) {
+TEST_F(LinuxRegister, CountWhenTheyCannotBeRead) {
     add(place + "/x.journal");
     ASSERT_TRUE(journals.remove(place + "/x.journal", problem));
     const std::string entry = shared + "/bad.open";
@@ -137,7 +90,7 @@ TEST_F(OpenJournalsTest, CountWhenTheyCannotBeRead) {
     }
 }
 
-TEST_F(OpenJournalsTest, AreLookedForOnlyInARegisterThatCanBeTrusted) {
+TEST_F(LinuxRegister, AreLookedForOnlyInARegisterThatCanBeTrusted) {
     if (geteuid() != 0)
         GTEST_SKIP() << "what is asked of a root's register needs root";
     add(place + "/x.journal");
@@ -158,7 +111,7 @@ TEST_F(OpenJournalsTest, AreLookedForOnlyInARegisterThatCanBeTrusted) {
     EXPECT_EQ(listed().size(), 1U);
 }
 
-TEST_F(OpenJournalsTest, OfOtherUsersAreSeenAndCannotBeTouched) {
+TEST_F(LinuxRegister, OfOtherUsersAreSeenAndCannotBeTouched) {
     if (geteuid() != 0)
         GTEST_SKIP() << "becoming another user needs root";
     std::string said;
@@ -174,70 +127,31 @@ TEST_F(OpenJournalsTest, OfOtherUsersAreSeenAndCannotBeTouched) {
     const auto found = listed();
     ASSERT_EQ(found.size(), 2U);
     EXPECT_EQ(found[0].journal + found[1].journal, "/other.journal/root.journal");
-    EXPECT_EQ(found[0].owner, kOtherUser);
+    EXPECT_EQ(found[0].owner, std::to_string(kOtherUser));
     EXPECT_EQ(find(drive).open.size(), 2U);
 }
 
-TEST_F(OpenJournalsTest, RefuseTheDrivesThatShareTheirStorage) {
+TEST_F(LinuxRegister, AreRefusedThatCannotBeJournals) {
+    makeJournal("x", true).reset();
     const std::string path = folder + "/x.journal";
-    struct Row {
-        const char* what;
-        OpenJournalState state;
-        bool isOpen;
-        const char* damage;
-    };
-    const Row rows[] = {
-        {"settled", OpenJournalState::settled, false, "true"},
-        {"open", OpenJournalState::open, true, "true"},
-        {"busy", OpenJournalState::busy, false, "true"},
-        {"missing", OpenJournalState::missing, true, "rm $J"},
-        {"damaged", OpenJournalState::unreadable, true,
-         "head -c 32768 /dev/zero | tr \\000 x | dd of=$J conv=notrunc status=none"},
-        {"fifo", OpenJournalState::unreadable, true, "rm $J && mkfifo $J"},
-    };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.what);
-        auto file = makeJournal("x", row.isOpen);
-        add(path);
-        if (row.state != OpenJournalState::busy)
-            file.reset();
-        ASSERT_TRUE(shell("J=" + path + "; " + row.damage));
-        const bool isSettled = row.state == OpenJournalState::settled;
-        const auto found = find(driveOf("wwid:1", 4096, 512));
-        EXPECT_EQ(found.settled.size(), isSettled ? 1U : 0U);
-        ASSERT_EQ(found.open.size(), isSettled ? 0U : 1U);
-        EXPECT_TRUE(isSettled || found.open[0].state == row.state);
-        EXPECT_TRUE(find(driveOf("wwid:1", 512000, 512)).open.empty());
-        EXPECT_TRUE(find(drive, path).open.empty());
-        JournalRegister none(place + "/none/open");
-        EXPECT_EQ(fs::exists(path) && discardSettled(path, none, problem), isSettled) << problem;
-        EXPECT_EQ(fs::exists(path), !isSettled && row.state != OpenJournalState::missing);
-        // Not registered, as far as that can be told.
-        ASSERT_TRUE(journals.remove(path, problem));
-        const bool isGone = isSettled || row.state == OpenJournalState::missing;
-        EXPECT_EQ(find(drive).open.size(), isGone ? 0U : 1U);
-        file.reset();
-        fs::remove(path);
-    }
-    // Somebody else's word does not replace what the journal itself says.
-    if (geteuid() == 0) {
-        makeJournal("x", true).reset();
-        fs::permissions(state, fs::perms{0755});
-        EXPECT_TRUE(asOtherUser([&] { return journals.add(path, driveOf("wwid:other"), problem); }));
-        EXPECT_EQ(find(drive).open.size(), 1U);
-    }
+    add(path);
+    ASSERT_TRUE(shell("J=" + path + "; rm $J && mkfifo $J"));
+    const auto found = find(drive);
+    ASSERT_EQ(found.open.size(), 1U);
+    EXPECT_EQ(found.open[0].state, OpenJournalState::unreadable);
 }
 
-TEST_F(OpenJournalsTest, OfRunsThatHaveOnlyJustBegunKeepNobodyOff) {
-    zel::String reason;
-    const auto fresh = JournalFolder(folder).create("new", 1 << 20, reason);
-    ASSERT_NE(fresh, nullptr) << reason.utf8();
-    EXPECT_TRUE(find(drive).open.empty());
-    add(folder + "/new.journal");
+TEST_F(LinuxRegister, SomebodyElsesWordDoesNotReplaceWhatTheJournalSays) {
+    if (geteuid() != 0)
+        GTEST_SKIP() << "becoming another user needs root";
+    makeJournal("x", true).reset();
+    fs::permissions(state, fs::perms{0755});
+    const std::string path = folder + "/x.journal";
+    EXPECT_TRUE(asOtherUser([&] { return journals.add(path, driveOf("wwid:other"), problem); }));
     EXPECT_EQ(find(drive).open.size(), 1U);
 }
 
-TEST_F(OpenJournalsTest, LieWhereTheEnvironmentSays) {
+TEST_F(LinuxRegister, LieWhereTheEnvironmentSays) {
     const char* const before = std::getenv("DRIVETEST_STATE");
     const std::string kept = before != nullptr ? before : "";
     setenv("DRIVETEST_STATE", "relative", 1);
@@ -255,7 +169,7 @@ TEST_F(OpenJournalsTest, LieWhereTheEnvironmentSays) {
     before != nullptr ? setenv("DRIVETEST_STATE", kept.c_str(), 1) : unsetenv("DRIVETEST_STATE");
 }
 
-TEST_F(OpenJournalsTest, ExportsGoWhereNobodyElseWrites) {
+TEST_F(LinuxRegister, ExportsGoWhereNobodyElseWrites) {
     const std::uint8_t data[] = {'a', 'b'};
     fs::create_directory(place + "/out");
     const std::string path = place + "/out/x.bin";
@@ -276,7 +190,7 @@ TEST_F(OpenJournalsTest, ExportsGoWhereNobodyElseWrites) {
     }
 }
 
-TEST_F(OpenJournalsTest, TellWhatTheyCostTheirDisk) {
+TEST_F(LinuxRegister, TellWhatTheyCostTheirDisk) {
     EXPECT_TRUE(journalCostLines(9'999'999'999, "/usr/new").empty());
     const auto lines = journalCostLines(20'000'000'000'000, "/usr/new");
     ASSERT_EQ(lines.size(), 2U);

@@ -2,37 +2,25 @@
 
 #include <sys/wait.h>
 
-#include <cstring>
-
 #include "Fixtures.h"
 #include "libDrive2/DeviceLease.h"
-#include "libDrive2/UndoJournal.h"
 #include "linux/LoopDevice.h"
 
 namespace libDrive2 {
 namespace {
 
-using testing::ElementsAre;
 using testing::HasSubstr;
 
 constexpr std::uint64_t kBytes = 1 << 20;
 
 /// A folder that is not there yet, beside a temporary file.
-struct Journals : testing::Test {
-    ~Journals() override {
+struct LinuxJournals : testing::Test {
+    ~LinuxJournals() override {
         run("umount " + place);
         std::filesystem::remove_all(place);
     }
     bool run(const std::string& command) { return runCommand(command, output); }
     bool exists(const std::string& file) { return std::filesystem::exists(file); }
-    std::vector<std::string> listed() {
-        zel::Array<zel::String> paths;
-        EXPECT_TRUE(journals.list(paths, reason)) << reason.utf8();
-        std::vector<std::string> list;
-        for (const zel::String& found : paths)
-            list.push_back(found.utf8());
-        return list;
-    }
     /// What another process says.
     static bool isInUseElsewhere(const std::string& path) {
         const pid_t child = fork();
@@ -59,56 +47,23 @@ struct Journals : testing::Test {
     zel::String reason;
 };
 
-TEST_F(Journals, AreMadeListedAndDeleted) {
-    EXPECT_THAT(listed(), ElementsAre());
+TEST_F(LinuxJournals, AreTheirOwnersAloneAndTakeTheirRoomAtOnce) {
     auto file = journals.create("x", kBytes, reason);
     ASSERT_NE(file, nullptr) << reason.utf8();
-    EXPECT_EQ(file->path().utf8(), path);
-    EXPECT_EQ(file->handle()->info().bytes, kBytes);
     const auto permissions = std::filesystem::status(folder).permissions();
     EXPECT_EQ(permissions, std::filesystem::perms::owner_all);
     EXPECT_TRUE(run("du --block-size=1 " + path + " | cut -f1") && std::stoull(output) >= kBytes) << output;
-    std::ofstream(folder + "/other");
-    EXPECT_THAT(listed(), ElementsAre(path));
-    EXPECT_EQ(journals.create("x", kBytes, reason), nullptr);
-    EXPECT_THAT(reason.utf8(), HasSubstr("File exists"));
-
-    EXPECT_TRUE(JournalFolder::isInUse(path) && isInUseElsewhere(path));
-    EXPECT_EQ(JournalFolder::open(path, reason), nullptr);
-    EXPECT_THAT(reason.utf8(), HasSubstr("is in use"));
+    EXPECT_TRUE(isInUseElsewhere(path));
     file.reset();
-    EXPECT_FALSE(JournalFolder::isInUse(path) || isInUseElsewhere(path));
+    EXPECT_FALSE(isInUseElsewhere(path));
     file = JournalFolder::open(path, reason);
     ASSERT_NE(file, nullptr) << reason.utf8();
     EXPECT_TRUE(isInUseElsewhere(path));
     EXPECT_TRUE(JournalFolder::remove(path, reason));
-    EXPECT_FALSE(JournalFolder::remove(path, reason));
-    EXPECT_THAT(listed(), ElementsAre());
     EXPECT_FALSE(JournalFolder::isInUse(path));
 }
 
-TEST_F(Journals, HoldAJournalOnRealFiles) {
-    constexpr std::uint64_t kSlot = 300 * 512;
-    const DriveIdentity drive{"M", "", 1000, 512};
-    auto file = journals.create("x", UndoJournal::fileBytes(kSlot, 4096), reason);
-    ASSERT_NE(file, nullptr) << reason.utf8();
-    const std::string data(kSlot, 'd');
-    {
-        const auto undo = UndoJournal::create(file->handle(), {drive, "/dev/x", kSlot, true}, reason);
-        ASSERT_NE(undo, nullptr) << reason.utf8();
-        EXPECT_TRUE(undo->expectWrites(data.data(), data.size()) &&
-                    undo->protect(7, 300, data.data(), kSlot));
-    }
-    file.reset();
-    const JournalContents contents = readJournal(*openBlock(path));
-    ASSERT_EQ(contents.open.size(), 1U) << contents.problem.utf8();
-    EXPECT_EQ(contents.header.drive, drive);
-    EXPECT_EQ(contents.header.locator.utf8(), "/dev/x");
-    EXPECT_EQ(std::memcmp(contents.open[0].data.data(), data.data(), kSlot), 0);
-    EXPECT_EQ(contents.expected.size(), 512U);
-}
-
-TEST_F(Journals, NeedRoomAndAPlaceThatLasts) {
+TEST_F(LinuxJournals, NeedRoomAndAPlaceThatLasts) {
     EXPECT_FALSE(JournalFolder("/").isVolatile());
     std::filesystem::create_directory(place);
     if (!run("mount -t tmpfs -o size=512k tmpfs " + place))
@@ -121,7 +76,7 @@ TEST_F(Journals, NeedRoomAndAPlaceThatLasts) {
     EXPECT_FALSE(exists(path));
 }
 
-TEST_F(Journals, AreRefusedWhereOthersCouldInterfere) {
+TEST_F(LinuxJournals, AreRefusedWhereOthersCouldInterfere) {
     ASSERT_NE(journals.create("x", kBytes, reason), nullptr) << reason.utf8();
     struct Row {
         const char* damage;  ///< of the journal $J in the folder $F
@@ -166,7 +121,7 @@ TEST_F(Journals, AreRefusedWhereOthersCouldInterfere) {
     EXPECT_NE(JournalFolder::open(path, reason), nullptr) << reason.utf8();
 }
 
-TEST_F(Journals, AreReachedByTheirDescriptorAlone) {
+TEST_F(LinuxJournals, AreReachedByTheirDescriptorAlone) {
     const auto file = journals.create("x", kBytes, reason);
     ASSERT_NE(file, nullptr) << reason.utf8();
     ASSERT_TRUE(run("mv " + path + " " + folder + "/moved && echo other > " + path)) << output;
@@ -182,7 +137,7 @@ TEST_F(Journals, AreReachedByTheirDescriptorAlone) {
     EXPECT_EQ(JournalFolder::look(path).use, JournalUse::missing);
 }
 
-TEST_F(Journals, AreInMemoryUnderAnythingThatIs) {
+TEST_F(LinuxJournals, AreInMemoryUnderAnythingThatIs) {
     if (geteuid() != 0)
         GTEST_SKIP() << "mounts need root";
     const std::string inPlace = "cd " + place + " && ";
@@ -214,7 +169,7 @@ TEST_F(Journals, AreInMemoryUnderAnythingThatIs) {
         GTEST_SKIP() << "not possible here: " << missing;
 }
 
-TEST_F(Journals, AreFoundOnTheDriveUnderTest) {
+TEST_F(LinuxJournals, AreFoundOnTheDriveUnderTest) {
     EXPECT_THAT(placement(folder, image.path), testing::Not(HasSubstr("to be tested")));
     const LoopDevice outer(image.path);
     if (outer.path.empty())

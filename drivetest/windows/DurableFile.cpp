@@ -1,0 +1,33 @@
+#include "drivetest/recovery/ExportFolder.h"
+#include "libDrive2/windows/GuardedFolder.h"
+#include "zel/Path.h"
+
+namespace drivetest {
+
+using libDrive2::GuardedFolder;
+
+bool writeDurably(const std::string& path, std::span<const std::uint8_t> data, std::string& error) {
+    const std::filesystem::path file = zel::pathOf(path);
+    const std::string name = zel::textOf(file.filename());
+    zel::String reason;
+    const auto folder =
+        GuardedFolder::open(zel::textOf(file.parent_path()), GuardedFolder::Writers::owner, reason);
+    bool isWritten = false;
+    if (folder) {
+        auto made = folder->createFile(name, GuardedFolder::Readers::owner);
+        reason = made.problem;
+        isWritten = made.file &&
+                    (libDrive2::writeAllDurably(made.file.get(), data.data(), data.size()) ||
+                     libDrive2::failWith(reason, "its data could not be kept", GetLastError())) &&
+                    folder->sync(reason);
+        // A part of the data would be taken for all of it.
+        zel::String ignored;
+        if (made.file && !isWritten)
+            folder->remove(name, made.file, ignored);
+    }
+    if (!isWritten)
+        error = path + " cannot be written: " + reason.utf8();
+    return isWritten;
+}
+
+}  // namespace drivetest

@@ -1,0 +1,56 @@
+#include "drivetest/safety/JournalPlace.h"
+
+#include <shlobj.h>
+
+#include <cstdlib>
+
+#include "drivetest/windows/MachineFolder.h"
+#include "libDrive2/windows/Account.h"
+#include "zel/Path.h"
+#include "zel/windows/SystemCalls.h"
+#include "zel/windows/Utf16.h"
+
+namespace drivetest {
+
+namespace {
+
+constexpr const char* kName = "\\DriveTest";
+
+/// The variables of the environment that name these folders are anybody's to set.
+std::string knownFolder(int number, const char* otherwise) {
+    wchar_t path[MAX_PATH];
+    return zel::SystemCalls::current().getKnownFolder(number, path) == S_OK ? zel::fromWide(path) : otherwise;
+}
+
+std::string stateFolder() {
+    const wchar_t* const state = _wgetenv(L"DRIVETEST_STATE");
+    const std::string named = state != nullptr ? zel::fromWide(state) : std::string();
+    return zel::pathOf(named).is_absolute() ? named : machineFolder();
+}
+
+/// The administrators' is the machine's.
+std::string userFolder() {
+    if (libDrive2::Account::current().isAdministrator)
+        return stateFolder();
+    return knownFolder(CSIDL_LOCAL_APPDATA, ".") + kName;
+}
+
+}  // namespace
+
+std::string machineFolder() {
+    return knownFolder(CSIDL_COMMON_APPDATA, "C:\\ProgramData") + kName;
+}
+
+std::string defaultRegisterFolder() {
+    return stateFolder() + "\\open";
+}
+
+std::string defaultJournalFolder() {
+    return userFolder() + "\\journal";
+}
+
+std::string defaultRecordFolder() {
+    return userFolder() + "\\records";
+}
+
+}  // namespace drivetest
