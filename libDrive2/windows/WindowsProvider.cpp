@@ -59,7 +59,13 @@ bool WindowsProvider::describe(const zel::String& path, DeviceDescription& descr
 
 std::unique_ptr<BlockHandle> WindowsProvider::openBlock(const zel::String& path, std::uint32_t desiredAccess,
                                                         std::uint32_t shareMode) {
-    return WindowsBlockHandle::open(path, desiredAccess, shareMode);
+    zel::String problem;
+    if (auto held = WindowsLease::openHeldVolume(path, desiredAccess, problem))
+        return held;
+    if (problem.isEmpty())
+        return WindowsBlockHandle::open(path, desiredAccess, shareMode);
+    noteOpenError(path + " cannot be opened: " + problem);
+    return nullptr;
 }
 
 std::unique_ptr<ScsiPassThrough> WindowsProvider::openScsi(const zel::String& path,

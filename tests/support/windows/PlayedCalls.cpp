@@ -78,7 +78,7 @@ HANDLE PlayedCalls::createFile(const std::wstring& path, DWORD access, DWORD sha
         return INVALID_HANDLE_VALUE;
     DWORD error = found == m_devices.end() ? DWORD{ERROR_FILE_NOT_FOUND} : found->second.openError;
     if (error == ERROR_SUCCESS && (access & found->second.refusedAccess) != 0)
-        error = ERROR_ACCESS_DENIED;
+        error = found->second.refusal;
     if (error == ERROR_SUCCESS)
         return give({found->first, access, share, flags});
     SetLastError(error);

@@ -55,7 +55,8 @@ struct PlayedDevice {
     bool isFile = false;      ///< has a size that getFileSize() tells
     bool isReadOnly = false;
     DWORD openError = ERROR_SUCCESS;
-    DWORD refusedAccess = 0;  ///< opening with any of these bits is ERROR_ACCESS_DENIED
+    DWORD refusedAccess = 0;  ///< opening with any of these bits is refused
+    DWORD refusal = ERROR_ACCESS_DENIED;
     DWORD flushError = ERROR_SUCCESS;
     /// The error of transfers that touch the sector.
     std::map<std::uint64_t, DWORD> badReads{}, badWrites{};
