@@ -237,16 +237,14 @@ GuardedFile GuardedFolder::createFile(const std::string& name, Readers readers) 
     GuardedFile made;
     const NewRules closed(NewRules::Kind::closed, Account::current());
     void* const rules = readers == Readers::owner ? closed.descriptor() : nullptr;
-    if (isName(name) && (readers == Readers::all || rules != nullptr))
+    if (!isName(name))
+        SetLastError(ERROR_INVALID_NAME);
+    else if (readers == Readers::all || rules != nullptr)
         made.file = zel::Handle(SystemCalls::current().createFileIn(
             m_folder.get(), zel::toWide(name), GENERIC_READ | GENERIC_WRITE | DELETE | SYNCHRONIZE,
             kShareContents, kCreate, kSynchronousOption | kFileOption, rules));
-    else
-        SetLastError(ERROR_INVALID_NAME);
-    if (!made.file || SystemCalls::current().getFileInformation(made.file.get(), &made.found) == FALSE) {
+    if (!made.file)
         failWith(made.problem, zel::String(pathOf(name)) + " could not be made", GetLastError());
-        made.file.reset();
-    }
     return made;
 }
 
