@@ -99,7 +99,11 @@ std::string pathOfHandle(HANDLE file) {
 
 std::string canonicalPath(std::string_view path) {
     const Handle file = openToAsk(path);
-    return file ? pathOfHandle(file.get()) : std::string();
+    if (!file)
+        return {};
+    const std::string found = pathOfHandle(file.get());
+    // Some file systems do not tell it, and some systems no long one.
+    return found.empty() ? textOf(std::wstring_view(longPath(path))) : found;
 }
 
 std::string canonicalBeginning(std::string_view path) {
