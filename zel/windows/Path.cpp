@@ -90,16 +90,20 @@ std::string pathOfHandle(HANDLE file) {
     std::wstring path(MAX_PATH, L'\0');
     DWORD units = 0;
     while ((units = SystemCalls::current().getFinalPath(file, path.data(), static_cast<DWORD>(path.size()),
-                                                        FILE_NAME_NORMALIZED | VOLUME_NAME_DOS)) >
+                                                        FILE_NAME_NORMALIZED | VOLUME_NAME_DOS)) >=
            path.size())
-        path.resize(units);
+        path.resize(units + 1);
     path.resize(units);
     return textOf(std::wstring_view(path));
 }
 
 std::string canonicalPath(std::string_view path) {
     const Handle file = openToAsk(path);
-    return file ? pathOfHandle(file.get()) : std::string();
+    if (!file)
+        return {};
+    const std::string found = pathOfHandle(file.get());
+    // Some file systems do not tell it, and some systems no long one.
+    return found.empty() ? textOf(std::wstring_view(longPath(path))) : found;
 }
 
 std::string canonicalBeginning(std::string_view path) {
