@@ -247,7 +247,8 @@ TEST_F(WindowsBlock, TellsTheTemperatureWhereTheDriveDoes) {
         PlayedBytes answer(40);
         answer[12] = 1;
         answer[26] = 41;
-        return PlayedAnswer{answer, request.in[0] == 52 ? ERROR_SUCCESS : ERROR_INVALID_FUNCTION};
+        return PlayedAnswer{answer,
+                            request.in[0] == 52 ? DWORD{ERROR_SUCCESS} : DWORD{ERROR_INVALID_FUNCTION}};
     };
     EXPECT_EQ(handle->temperature(), 41.0);
 }
