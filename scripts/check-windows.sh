@@ -20,8 +20,18 @@ echo "building build/windows ..."
 build windows
 build dev --log-level=ERROR
 # Its server stays for a while after the last program; one that is there already keeps each start short.
-trap '"${wine%64}server64" -k 2>/dev/null || true' EXIT
+trap 'end_all 2>/dev/null || true' EXIT
+end_all() {
+    "${wine%64}server64" -k || true
+    [[ "${scratch:-}" != /dev/loop* ]] || losetup --detach "$scratch"
+}
 "$wine" cmd /c ver >/dev/null
+
+# A drive of 16 MiB that the tests may overwrite: a loop device where this user may make one, else the image itself.
+truncate -s 16M "$notes/scratch.img"
+scratch="$(losetup --find --show "$notes/scratch.img" 2>/dev/null || echo "$notes/scratch.img")"
+ln -sfn "$scratch" "$WINEPREFIX/dosdevices/physicaldrive63"
+export DRIVETEST_SCRATCH_DEVICE='\\.\PhysicalDrive63'
 
 failed=0
 

@@ -29,6 +29,7 @@ public:
     }
     [[nodiscard]] unsigned maxInFlight() const override { return m_device->passThrough().maxInFlight(); }
     DeviceStatus reopen() override { return m_device->passThrough().reopen(); }
+    bool holdAutoRun(bool hold) override { return m_device->passThrough().holdAutoRun(hold); }
 
 private:
     zel::SharedPointer<ScsiSBCDevice> m_device;

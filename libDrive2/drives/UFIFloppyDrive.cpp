@@ -20,6 +20,7 @@ public:
     }
     [[nodiscard]] std::size_t maxTransferBytes() const override { return m_device->maxTransferBytes(); }
     DeviceStatus reopen() override { return m_device->reopen(); }
+    bool holdAutoRun(bool hold) override { return m_device->holdAutoRun(hold); }
 
 private:
     SharedScsiPassThrough m_device;

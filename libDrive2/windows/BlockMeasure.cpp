@@ -19,11 +19,16 @@ bool isUnknown(DWORD error) {
     return type == LIBDRIVE2_NOT_SUPPORTED || type == LIBDRIVE2_BAD_ARGUMENT;
 }
 
-std::optional<windows::DiskGeometry> geometryOf(HANDLE device) {
-    for (const DWORD code : {IOCTL_DISK_GET_DRIVE_GEOMETRY_EX, IOCTL_DISK_GET_DRIVE_GEOMETRY})
-        if (const auto answer = askDevice(device, code, {}, kAnswerRoom))
-            if (const auto geometry = windows::parseGeometry(*answer))
-                return geometry;
+/// Nothing, with the error that is no lack of knowledge, if any, for what cannot be asked.
+std::optional<windows::DiskGeometry> geometryOf(HANDLE device, DWORD& error) {
+    error = ERROR_SUCCESS;
+    for (const DWORD code : {IOCTL_DISK_GET_DRIVE_GEOMETRY_EX, IOCTL_DISK_GET_DRIVE_GEOMETRY}) {
+        const auto answer = askDevice(device, code, {}, kAnswerRoom);
+        if (!answer && error == ERROR_SUCCESS && !isUnknown(GetLastError()))
+            error = GetLastError();
+        if (const auto geometry = answer ? windows::parseGeometry(*answer) : std::nullopt)
+            return geometry;
+    }
     return std::nullopt;
 }
 
@@ -79,7 +84,11 @@ DeviceStatus BlockMeasure::askBytes(BlockDeviceInfo& info,
 DeviceStatus BlockMeasure::measure(BlockDeviceInfo& info,
                                    const std::function<bool(std::uint64_t)>& exists) const {
     const DWORD state = checkMedium();
-    const auto geometry = geometryOf(m_device);
+    DWORD error = ERROR_SUCCESS;
+    const auto geometry = geometryOf(m_device, error);
+    // Assumed sizes are for drives whose drivers know none, not for those that do not answer.
+    if (!geometry && error != ERROR_SUCCESS && !meansNoMedium(error))
+        return systemStatus(error);
     info.removable = isRemovable(geometry && geometry->removable);
     info.bytes = geometry ? geometry->bytes : 0;
     info.logicalSectorBytes = geometry ? geometry->sectorBytes : kUsualSectorBytes;

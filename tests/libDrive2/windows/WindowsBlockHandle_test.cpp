@@ -240,6 +240,19 @@ TEST_F(WindowsBlock, DrivesTheTrayAndHoldsAutoPlayOff) {
     EXPECT_FALSE(handle->holdAutoRun(true));
 }
 
+TEST_F(WindowsBlock, TellsTheTemperatureWhereTheDriveDoes) {
+    ASSERT_TRUE(open());
+    EXPECT_FALSE(handle->temperature());
+    disk.drivers[IOCTL_STORAGE_QUERY_PROPERTY] = [](const PlayedRequest& request) {
+        PlayedBytes answer(40);
+        answer[12] = 1;
+        answer[26] = 41;
+        return PlayedAnswer{answer,
+                            request.in[0] == 52 ? DWORD{ERROR_SUCCESS} : DWORD{ERROR_INVALID_FUNCTION}};
+    };
+    EXPECT_EQ(handle->temperature(), 41.0);
+}
+
 /// Whatever call fails: no crash, nothing left open or in flight, and an error of the kind that it was.
 TEST_F(WindowsBlock, SurvivesTheFailureOfAnyCall) {
     const std::pair<DWORD, _LIBDRIVE2_ERROR_TYPES> kinds[] = {{ERROR_CRC, LIBDRIVE2_MEDIA_ERROR},

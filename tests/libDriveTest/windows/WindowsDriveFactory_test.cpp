@@ -26,7 +26,7 @@ bool isA(const libDrive2::Drive& drive) {
 
 /// An access method over Windows' drivers: what opens, and the call by which it reads sector 9.
 const struct {
-    const char* order;
+    std::string order;  ///< none: the default one
     const std::string& locator;
     Can capabilities;
     bool (*isRight)(const libDrive2::Drive& drive);
@@ -42,7 +42,7 @@ const struct {
     {":7", kDisk, Can::SCSISBC | Can::HardDrive, &isA<OSScsiSBCDrive>, "read " + kDisk + " "},
     {":8", kDisk, Can::NVME, &isA<NVMeDrive>, "read " + kDisk + " "},
     // The default order has no NVMe commands: such a drive is one of the system's.
-    {nullptr, kDisk, Can::NVME | Can::HardDrive, &isA<OSDrive>, "read " + kDisk + " "},
+    {"", kDisk, Can::NVME | Can::HardDrive, &isA<OSDrive>, "read " + kDisk + " "},
 };
 
 class WindowsDriveFactory : public ModuleFixture {
@@ -60,15 +60,15 @@ protected:
         EXPECT_EQ(calls.openHandles(), 0U);
         EXPECT_EQ(calls.pending(), 0U);
     }
-    quix5::CreatedDrive create(const char* order, const std::string& locator, Can capabilities) {
+    quix5::CreatedDrive create(const std::string& order, const std::string& locator, Can capabilities) {
         quix5::DiagDevice device;
         device.setLocators(locator, "bus 1");
         device.setCapabilities(capabilities);
         DriveTestAccessor accessor(nullptr);
-        if (order != nullptr)
-            accessor.deserialize(zel::String("DriveTestSearchOrder") + order);
+        if (!order.empty())
+            accessor.deserialize("DriveTestSearchOrder" + order);
         return DriveFactory(device, kAccessRead | kAccessWrite, kShareRead | kShareWrite)
-            .create(order != nullptr ? accessor.getSearchOrder() : nullptr);
+            .create(!order.empty() ? accessor.getSearchOrder() : nullptr);
     }
 
     PlayedCalls calls;
@@ -94,8 +94,7 @@ TEST_F(WindowsDriveFactory, ADriveThatWasPulledIsNoDrive) {
         if (&method.locator == &kDisk) {
             const auto made = create(method.order, method.locator, method.capabilities);
             EXPECT_FALSE(made.drive);
-            EXPECT_EQ(made.reason,
-                      method.order == std::string(":1") ? TestResult::NOTSUPPORTED : TestResult::CANNOTRUN);
+            EXPECT_EQ(made.reason, method.order == ":1" ? TestResult::NOTSUPPORTED : TestResult::CANNOTRUN);
         }
 }
 

@@ -43,8 +43,9 @@ bool PlayedCalls::step(const std::string& line) {
 }
 
 unsigned PlayedCalls::logged(std::string_view beginning) const {
+    const std::wstring wanted = folded(zel::toWide(beginning));
     return static_cast<unsigned>(std::ranges::count_if(
-        log, [beginning](const std::string& line) { return line.starts_with(beginning); }));
+        log, [&](const std::string& line) { return folded(zel::toWide(line)).starts_with(wanted); }));
 }
 
 HANDLE PlayedCalls::give(Opened opened) {

@@ -114,7 +114,7 @@ public:
     /// Transfers whose outcome nobody has asked for; and the most that there were at once.
     [[nodiscard]] std::size_t pending() const { return m_pending.size(); }
     [[nodiscard]] std::size_t mostPending() const { return m_mostPending; }
-    /// Lines of the log that begin so.
+    /// Lines of the log that begin so, without regard to case.
     [[nodiscard]] unsigned logged(std::string_view beginning) const;
 
     HANDLE createFile(const std::wstring& path, DWORD access, DWORD share, DWORD disposition, DWORD flags,
