@@ -120,13 +120,12 @@ void OutputFile::removeCreated() const {
 
 bool OutputFile::begin() {
     m_created.clear();
-    zel::SystemCalls& calls = zel::SystemCalls::current();
-    LARGE_INTEGER bytes{};
-    if (!m_owned || fileTypeOf(m_descriptor) != FILE_TYPE_DISK ||
-        calls.getFileSize(handleOf(m_descriptor), &bytes) == FALSE || bytes.QuadPart == 0)
+    const auto file = m_owned ? fileBehind(handleOf(m_descriptor)) : std::nullopt;
+    if (!file || file->EndOfFile.QuadPart == 0)
         return true;
     FILE_END_OF_FILE_INFO end{};
-    if (calls.setFileInformation(handleOf(m_descriptor), FileEndOfFileInfo, &end, sizeof end) != FALSE)
+    if (zel::SystemCalls::current().setFileInformation(handleOf(m_descriptor), FileEndOfFileInfo, &end,
+                                                       sizeof end) != FALSE)
         return true;
     tellErrno();
     return false;

@@ -42,25 +42,22 @@ std::string checkName(OutputName name) {
 }
 
 /// Why the file that a name led to is not written to; empty when it is. Links can lead to anything.
-std::string checkKind(HANDLE file) {
-    zel::SystemCalls& calls = zel::SystemCalls::current();
-    BY_HANDLE_FILE_INFORMATION found{};
-    if (calls.getFileType(file) != FILE_TYPE_DISK)
+std::string checkKind(HANDLE place) {
+    if (zel::SystemCalls::current().getFileType(place) != FILE_TYPE_DISK)
         return checkName(OutputName::device);
-    if (calls.getFileInformation(file, &found) == FALSE)  // drives have none
+    const auto file = fileBehind(place);
+    if (!file)
         return checkName(OutputName::drive);
-    return (found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0 ? "it is a folder; name a file in it"
-                                                                    : "";
+    return file->Directory != FALSE ? "it is a folder; name a file in it" : "";
 }
 
 /// Why what the file holds must stay; empty when it may go.
-std::string checkContents(HANDLE file, const std::string& path, const OutputRules& rules) {
-    const std::string found = zel::pathOfHandle(file);
+std::string checkContents(HANDLE place, const std::string& path, const OutputRules& rules) {
+    const std::string found = zel::pathOfHandle(place);
     if (const std::string why = rules.holdsData(found.empty() ? path : found); !why.empty())
         return why + "; name another file";
-    LARGE_INTEGER bytes{};
-    if ((zel::SystemCalls::current().getFileSize(file, &bytes) == FALSE || bytes.QuadPart > 0) &&
-        !rules.force)
+    const auto file = fileBehind(place);
+    if ((!file || file->EndOfFile.QuadPart > 0) && !rules.force)
         return "it holds something already; name a new file, or give --force to replace it";
     return {};
 }

@@ -47,6 +47,14 @@ void forgetFileType(int descriptor) {
         standardTypes.at(static_cast<std::size_t>(descriptor)) = kNotAsked;
 }
 
+std::optional<FILE_STANDARD_INFO> fileBehind(HANDLE handle) {
+    FILE_STANDARD_INFO found{};
+    if (zel::SystemCalls::current().getFileInformationEx(handle, FileStandardInfo, &found, sizeof found) ==
+        FALSE)
+        return std::nullopt;
+    return found;
+}
+
 bool isConsole(int descriptor) {
     DWORD mode = 0;
     return fileTypeOf(descriptor) == FILE_TYPE_CHAR && GetConsoleMode(handleOf(descriptor), &mode) != FALSE;

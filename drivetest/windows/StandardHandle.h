@@ -1,5 +1,7 @@
 #pragma once
 
+#include <optional>
+
 #include "zel/windows/Windows.h"
 
 namespace drivetest {
@@ -12,6 +14,9 @@ HANDLE handleOf(int descriptor);
 DWORD fileTypeOf(int descriptor);
 /// After a standard stream was led elsewhere.
 void forgetFileType(int descriptor);
+
+/// The file behind a handle of FILE_TYPE_DISK; nothing for a drive, whose handles are of that type too.
+std::optional<FILE_STANDARD_INFO> fileBehind(HANDLE handle);
 
 /// Whether a person sees or types what goes through it.
 bool isConsole(int descriptor);

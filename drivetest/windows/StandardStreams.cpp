@@ -9,7 +9,6 @@
 #include "drivetest/windows/ConsoleStream.h"
 #include "drivetest/windows/StandardHandle.h"
 #include "zel/windows/FileHandle.h"
-#include "zel/windows/SystemCalls.h"
 
 namespace drivetest {
 
@@ -25,10 +24,10 @@ std::string checkStream(int descriptor, const char* name, const DataGuard& holds
     if (fileTypeOf(descriptor) != FILE_TYPE_DISK)
         return {};
     const std::string sentence = std::string(name) + " must not be written to where it leads: ";
-    BY_HANDLE_FILE_INFORMATION found{};
-    if (zel::SystemCalls::current().getFileInformation(handle, &found) == FALSE)  // drives have none
+    if (!fileBehind(handle))
         return sentence + "it is a drive; lead it to a file or a terminal";
-    const std::string why = holdsData(zel::pathOfHandle(handle));
+    const std::string path = zel::pathOfHandle(handle);
+    const std::string why = path.empty() ? path : holdsData(path);
     return why.empty() ? why : sentence + why + "; lead it to another file";
 }
 

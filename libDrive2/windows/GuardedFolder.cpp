@@ -5,7 +5,7 @@
 #include <filesystem>
 
 #include "libDrive2/windows/AccessRules.h"
-#include "libDrive2/windows/FolderNames.h"
+#include "libDrive2/windows/answers/FolderNames.h"
 #include "zel/Format.h"
 #include "zel/Path.h"
 #include "zel/windows/SystemCalls.h"
@@ -166,20 +166,17 @@ bool GuardedFolder::names(std::vector<std::string>& found, zel::String& reason) 
     found.clear();
     std::vector<std::uint64_t> space(kMostNameBytes / sizeof(std::uint64_t));
     const std::span bytes(reinterpret_cast<const std::uint8_t*>(space.data()), kMostNameBytes);
-    std::vector<std::wstring> wide;
     auto kind = FileFullDirectoryRestartInfo;
     while (SystemCalls::current().getFileInformationEx(m_folder.get(), kind, space.data(), kMostNameBytes) !=
            FALSE) {
-        if (!appendNames(bytes, wide))
+        if (!appendNames(bytes, found))
             return failWith(reason, "the folder " + zel::String(m_path) + " cannot be searched",
                             ERROR_INVALID_DATA);
         kind = FileFullDirectoryInfo;
     }
     if (const DWORD error = GetLastError(); error != ERROR_NO_MORE_FILES && error != ERROR_FILE_NOT_FOUND)
         return failWith(reason, "the folder " + zel::String(m_path) + " cannot be searched", error);
-    for (const std::wstring& name : wide)
-        if (name != L"." && name != L"..")
-            found.push_back(zel::fromWide(name));
+    std::erase_if(found, [](const std::string& name) { return name == "." || name == ".."; });
     std::sort(found.begin(), found.end());
     return true;
 }
@@ -240,16 +237,14 @@ GuardedFile GuardedFolder::createFile(const std::string& name, Readers readers) 
     GuardedFile made;
     const NewRules closed(NewRules::Kind::closed, Account::current());
     void* const rules = readers == Readers::owner ? closed.descriptor() : nullptr;
-    if (isName(name) && (readers == Readers::all || rules != nullptr))
+    if (!isName(name))
+        SetLastError(ERROR_INVALID_NAME);
+    else if (readers == Readers::all || rules != nullptr)
         made.file = zel::Handle(SystemCalls::current().createFileIn(
             m_folder.get(), zel::toWide(name), GENERIC_READ | GENERIC_WRITE | DELETE | SYNCHRONIZE,
             kShareContents, kCreate, kSynchronousOption | kFileOption, rules));
-    else
-        SetLastError(ERROR_INVALID_NAME);
-    if (!made.file || SystemCalls::current().getFileInformation(made.file.get(), &made.found) == FALSE) {
+    if (!made.file)
         failWith(made.problem, zel::String(pathOf(name)) + " could not be made", GetLastError());
-        made.file.reset();
-    }
     return made;
 }
 

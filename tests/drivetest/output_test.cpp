@@ -1,52 +1,30 @@
-#include <fcntl.h>
 #include <gmock/gmock.h>
-#include <unistd.h>
 
-#include <array>
-#include <csignal>
+#include <filesystem>
+#include <fstream>
 #include <future>
+#include <iterator>
+#include <random>
 
 #include "drivetest/run/OutputQueue.h"
 #include "drivetest/run/RunHost.h"
+#include "drivetest/run/Signals.h"
 #include "drivetest/terminal/Console.h"
 #include "drivetest/terminal/Texts.h"
+#include "support/Pipe.h"
 
 namespace drivetest {
 namespace {
 
 using namespace std::chrono_literals;
 
-/// A pipe whose reader takes nothing until it is asked to.
-class Pipe {
-public:
-    Pipe() { EXPECT_EQ(pipe2(m_ends.data(), O_CLOEXEC), 0); }
-    ~Pipe() {
-        closeReader();
-        close(m_ends[1]);
-    }
-    [[nodiscard]] OutputFile writer() const { return OutputFile::borrow(m_ends[1]); }
-    void closeReader() { close(std::exchange(m_ends[0], -1)); }
-    [[nodiscard]] std::string read(std::size_t bytes) const {
-        std::string text;
-        std::array<char, 65536> piece{};
-        while (text.size() < bytes) {
-            const ssize_t got = ::read(m_ends[0], piece.data(), std::min(piece.size(), bytes - text.size()));
-            if (got <= 0)
-                break;
-            text.append(piece.data(), static_cast<std::size_t>(got));
-        }
-        return text;
-    }
-
-private:
-    std::array<int, 2> m_ends{};
-};
+using testing_support::Pipe;
 
 constexpr std::size_t kLine = std::size_t{1} << 20;
 
 TEST(OutputQueue, WritesAllInOrderThoughNobodyReadsAtFirst) {
     const Pipe pipe;
-    OutputQueue queue(pipe.writer());
+    OutputQueue queue(OutputFile::borrow(pipe.writer()));
     std::string expected;
     for (char letter = 'a'; letter <= 'e'; ++letter) {
         queue.add(std::string(kLine, letter));
@@ -59,9 +37,9 @@ TEST(OutputQueue, WritesAllInOrderThoughNobodyReadsAtFirst) {
 }
 
 TEST(OutputQueue, TellsOfAFailureAndForgetsTheRest) {
-    std::signal(SIGPIPE, SIG_IGN);
+    letWritesFail();
     Pipe pipe;
-    OutputQueue queue(pipe.writer());
+    OutputQueue queue(OutputFile::borrow(pipe.writer()));
     queue.add(std::string(kLine, 'x'));
     queue.add("after it");
     pipe.closeReader();
@@ -73,9 +51,8 @@ TEST(OutputQueue, TellsOfAFailureAndForgetsTheRest) {
 
 TEST(OutputQueue, AHostWaitsForRoomOnlyWhereItMay) {
     const Pipe pipe;
-    OutputQueue log(pipe.writer());
-    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> sink(std::tmpfile(), &std::fclose);
-    Console console(sink.get());
+    OutputQueue log(OutputFile::borrow(pipe.writer()));
+    Console console(stderr);
     RunReporter nobody;
     RunHost host(console, nobody, false);
     WatchedJournal journal(nullptr);
@@ -95,31 +72,36 @@ TEST(OutputQueue, AHostWaitsForRoomOnlyWhereItMay) {
     EXPECT_EQ(pipe.read(20 * kLine).size(), 20 * kLine);
 }
 
+std::string contentsOf(const std::filesystem::path& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
 TEST(OutputFile, KeepsWhatWasThereUntilItBegins) {
+    namespace fs = std::filesystem;
     std::string error;
-    const std::string folder = testing::TempDir();
     const OutputRules rules{[](const std::string&) { return std::string(); }, true};
-    const std::string path = folder + "drivetest-output-" + std::to_string(getpid());
+    const std::string path =
+        testing::TempDir() + "drivetest-output-" + std::to_string(std::random_device()());
     { const OutputFile refused = openOutput("the log", path, rules, error); }
-    EXPECT_NE(access(path.c_str(), F_OK), 0);
+    EXPECT_FALSE(fs::exists(path));
     for (const char* text : {"first, and longer", "second"}) {
         OutputFile file = openOutput("the log", path, rules, error);
         ASSERT_TRUE(file) << error;
         EXPECT_TRUE(file.begin() && file.write(text));
     }
-    std::array<char, 64> found{};
-    const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    EXPECT_EQ(read(fd, found.data(), found.size()), 6);
-    EXPECT_STREQ(found.data(), "second");
-    close(fd);
+    EXPECT_EQ(contentsOf(path), "second");
+    { const OutputFile refused = openOutput("the log", path, rules, error); }
+    EXPECT_EQ(contentsOf(path), "second");
+    fs::remove(path);
     // A file that took the name meanwhile is not ours to remove.
-    unlink(path.c_str());
     {
         const OutputFile refused = openOutput("the log", path, rules, error);
-        unlink(path.c_str());
-        close(open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
+        fs::rename(path, path + "-moved");
+        std::ofstream(path) << "another";
     }
-    EXPECT_EQ(unlink(path.c_str()), 0);
+    EXPECT_EQ(contentsOf(path), "another");
+    EXPECT_TRUE(fs::remove(path) && fs::remove(path + "-moved"));
 }
 
 TEST(Texts, OnlyWhatATerminalShowsIsPrintable) {

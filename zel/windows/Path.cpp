@@ -43,9 +43,11 @@ Handle openToAsk(std::string_view path) {
 
 }  // namespace
 
+/// What has no folder is a name, and may be meant for any.
 fs::path pathOf(std::string_view text) {
     std::wstring wide = toWide(text);
-    return wide.size() < kLongestPlain ? fs::path(std::move(wide)) : fs::path(longPath(text));
+    const bool isShort = wide.size() < kLongestPlain || wide.find_first_of(L"/\\") == std::wstring::npos;
+    return isShort ? fs::path(std::move(wide)) : fs::path(longPath(text));
 }
 
 std::string textOf(const fs::path& path) {

@@ -13,6 +13,7 @@ namespace libDrive2 {
 /// A file of a GuardedFolder, or why there is none.
 struct GuardedFile {
     zel::Handle file{};
+    // Of one that was opened:
     BY_HANDLE_FILE_INFORMATION found{};
     std::string owner{};  ///< the security identifier
     zel::String problem{};
