@@ -130,6 +130,17 @@ TEST_F(Lease, ADeviceThatTellsNothingIsOnlyItself) {
                 HasSubstr("the system does not tell which drive it is"));
 }
 
+TEST_F(Lease, WhatPassesIsOfOneStartOfTheSystem) {
+    testing_support::answerAsDrive(*disk, 1, kStick);
+    const DriveIdentity before = take(kDisk)->identity();
+    machine.registry[kStarts] = {8, 0, 0, 0};
+    EXPECT_FALSE(isSameDrive(before, take(kDisk)->identity()));
+    machine.registry.clear();  // not counted: by the time of the start
+    const DriveIdentity uncounted = take(kDisk)->identity();
+    EXPECT_THAT(uncounted.storage.front().id.toText(), testing::MatchesRegex("boot:at\\d+:disk:1"));
+    EXPECT_FALSE(isStable(uncounted));
+}
+
 TEST_F(Lease, AFloppyDriveIsItsLetter) {
     PlayedDevice& floppy = machine.device(L"\\\\.\\B:");
     floppy.content.resize(1474560);
