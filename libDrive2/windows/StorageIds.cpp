@@ -19,13 +19,23 @@ constexpr DWORD kPathUnits = 32768;
 constexpr const wchar_t* kStartsKey =
     L"SYSTEM\\CurrentControlSet\\Control\\Session Manager\\Memory Management\\PrefetchParameters";
 
-/// Which start of the system this is; empty where it does not count them.
+/// When the system started, to the minute: no two starts are as close, and its clock is seldom set by as
+/// much.
+std::string startTime() {
+    constexpr std::uint64_t kTicksInMs = 10'000, kMsInMinute = 60'000;
+    FILETIME now{};
+    GetSystemTimeAsFileTime(&now);
+    const std::uint64_t ms = (std::uint64_t{now.dwHighDateTime} << 32 | now.dwLowDateTime) / kTicksInMs;
+    return "at" + std::to_string((ms - GetTickCount64()) / kMsInMinute);
+}
+
+/// Which start of the system this is.
 std::string bootId() {
     DWORD count = 0;
     DWORD bytes = sizeof count;
     const bool isCounted = SystemCalls::current().getRegistryValue(kStartsKey, L"BootId", RRF_RT_REG_DWORD,
                                                                    &count, &bytes) == ERROR_SUCCESS;
-    return isCounted && bytes == sizeof count ? std::to_string(count) : std::string();
+    return isCounted && bytes == sizeof count ? std::to_string(count) : startTime();
 }
 
 std::string hex(std::uint64_t value) {

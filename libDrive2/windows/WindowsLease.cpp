@@ -103,6 +103,12 @@ DeviceStatus WindowsLease::begin() {
                : DeviceStatus{LIBDRIVE2_BUSY, reason};
 }
 
+zel::String WindowsLease::descriptorPath() const {
+    const bool isItsOwn =
+        target().letter == 0 && (target().kind == Kind::disk || target().kind == Kind::file);
+    return isItsOwn ? m_path : zel::String();
+}
+
 DeviceStatus WindowsLease::identify(DriveIdentity& identity) {
     const WindowsTarget now = WindowsTarget::of(m_volumes.opened(), m_path);
     if (now.kind == Kind::folder)

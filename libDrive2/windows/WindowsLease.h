@@ -14,8 +14,9 @@ public:
 
     [[nodiscard]] const zel::String& locator() const override { return m_path; }
     [[nodiscard]] const DriveIdentity& identity() const override { return m_identity; }
-    /// Windows has no path that leads to a handle: what opens the drive again is compared with it.
-    [[nodiscard]] zel::String descriptorPath() const override { return {}; }
+    /// Its own path, where nobody can give that to another one: the number of a disk is free only when the
+    /// last handle is closed, and a file that is not shared for it cannot be renamed. A letter can.
+    [[nodiscard]] zel::String descriptorPath() const override;
     bool isUnchanged(zel::String& difference) override;
     bool isSameMedium(zel::String& difference) override;
     zel::Array<zel::String> users() override { return m_volumes.holders(); }

@@ -130,6 +130,17 @@ TEST_F(Lease, ADeviceThatTellsNothingIsOnlyItself) {
                 HasSubstr("the system does not tell which drive it is"));
 }
 
+TEST_F(Lease, WhatPassesIsOfOneStartOfTheSystem) {
+    testing_support::answerAsDrive(*disk, 1, kStick);
+    const DriveIdentity before = take(kDisk)->identity();
+    machine.registry[kStarts] = {8, 0, 0, 0};
+    EXPECT_FALSE(isSameDrive(before, take(kDisk)->identity()));
+    machine.registry.clear();  // not counted: by the time of the start
+    const DriveIdentity uncounted = take(kDisk)->identity();
+    EXPECT_THAT(uncounted.storage.front().id.toText(), testing::MatchesRegex("boot:at\\d+:disk:1"));
+    EXPECT_FALSE(isStable(uncounted));
+}
+
 TEST_F(Lease, AFloppyDriveIsItsLetter) {
     PlayedDevice& floppy = machine.device(L"\\\\.\\B:");
     floppy.content.resize(1474560);
@@ -280,6 +291,34 @@ TEST_F(Lease, WhateverCallFailsNothingStaysOpen) {
             if (machine.calls() < failing)
                 break;
         }
+}
+
+/// With the system's own calls.
+TEST(ImageLease, IsTakenByOneWriterOrManyReaders) {
+    const TempFile image(1 << 20);
+    {
+        const auto first = take(image.path, LeasePurpose::read),
+                   second = take(image.path, LeasePurpose::read);
+        EXPECT_THAT(refusal(image.path, LeasePurpose::write).text.utf8(),
+                    HasSubstr("such as a test that reads, keeps others from writing to it"));
+    }
+    const auto lease = take(image.path, LeasePurpose::write);
+    for (const LeasePurpose purpose : {LeasePurpose::read, LeasePurpose::write})
+        EXPECT_EQ(refusal(image.path, purpose).type, LIBDRIVE2_BUSY);
+    EXPECT_THAT(refusal(image.path, LeasePurpose::read).text.utf8(),
+                HasSubstr("such as a test that writes, has locked it"));
+    zel::String reason;
+    const SharedBlockHandle handle = lease->openBlock(true, reason);
+    ASSERT_TRUE(handle) << reason.utf8();
+    const std::string data(512, 'd');
+    EXPECT_TRUE(handle->write(4096, data.data(), data.size()).ok() && handle->flush().ok());
+    EXPECT_EQ(image.bytes(4096, 512), data);
+    EXPECT_TRUE(lease->isUnchanged(reason)) << reason.utf8();
+    EXPECT_TRUE(isSameDrive(lease->identity(), take(image.path)->identity()));
+    // Its name cannot be given to another file meanwhile.
+    std::error_code failed;
+    std::filesystem::rename(image.path, image.path + "-moved", failed);
+    EXPECT_TRUE(failed);
 }
 
 }  // namespace

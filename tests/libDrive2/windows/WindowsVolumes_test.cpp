@@ -75,8 +75,8 @@ TEST_F(DiskWithVolumes, ASecondVolumeThatRefusesLeavesNoneLocked) {
     machine.volume(L"F").fail(FSCTL_LOCK_VOLUME, ERROR_ACCESS_DENIED);
     EXPECT_EQ(refusal(), std::string(kDisk) + " is in use: C:\\mnt cannot be locked: files on it are open");
     EXPECT_TRUE(machine.locked.empty());
-    EXPECT_EQ(machine.logged("ioctl \\\\?\\VOLUME{E} 00090020"), 0U);  // never dismounted
-    EXPECT_EQ(machine.logged("ioctl \\\\?\\VOLUME{F} 00090018"), 5U);  // it may be for a moment only
+    EXPECT_EQ(machine.logged("ioctl \\\\?\\Volume{E} 00090020"), 0U);  // never dismounted
+    EXPECT_EQ(machine.logged("ioctl \\\\?\\Volume{F} 00090018"), 5U);  // it may be for a moment only
     EXPECT_EQ(time.clock.now(), std::chrono::milliseconds(800));
     EXPECT_EQ(machine.openHandles(), 0U);
 }
