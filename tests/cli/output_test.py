@@ -105,7 +105,8 @@ class Refused(program.ImageTest):
     def test_force_replaces_what_a_file_held(self):
         with open(self.record, "w", encoding="utf-8") as record:
             record.write("x" * 100000)
-        process = self.start("run", "LinearReadTest", DRIVE, "--events", self.record, "--log", "/dev/null", "--force")
+        process = self.start("run", "LinearReadTest", DRIVE, "--events", self.record, "--log", "NUL" if program.WINDOWS else os.devnull,
+                             "--force")
         self.assertEqual((process.returncode, process.stderr), (0, ""))
         self.check_record(self.record)
 
