@@ -19,12 +19,13 @@ public:
     [[nodiscard]] bool isGone() const;
     [[nodiscard]] bool hasMedium() const;
     [[nodiscard]] bool isWriteProtected() const;
+    /// Whether its medium can be taken out; `otherwise` where no driver tells.
+    [[nodiscard]] bool isRemovable(bool otherwise) const;
     /// Sizes, and whether a medium is there and can be taken out. `exists` reads the sector at an offset; it
     /// is asked where no driver knows the size.
     DeviceStatus measure(BlockDeviceInfo& info, const std::function<bool(std::uint64_t)>& exists) const;
 
 private:
-    [[nodiscard]] bool isRemovable(bool otherwise) const;
     [[nodiscard]] DeviceStatus askBytes(BlockDeviceInfo& info,
                                         const std::function<bool(std::uint64_t)>& exists) const;
 

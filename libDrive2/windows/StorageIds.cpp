@@ -74,12 +74,15 @@ StorageId idOfVolume(const std::vector<StorageExtent>& storage) {
     return isOneStretch ? storage.front().id.part(storage.front().start, storage.front().bytes) : StorageId();
 }
 
+/// Where a file system keeps no such time, systems give that of a change instead, which does not last.
 std::string birthOf(HANDLE file) {
     FILE_BASIC_INFO times{};
-    if (SystemCalls::current().getFileInformationEx(file, FileBasicInfo, &times, sizeof times) == FALSE ||
-        times.CreationTime.QuadPart == 0)
+    if (SystemCalls::current().getFileInformationEx(file, FileBasicInfo, &times, sizeof times) == FALSE)
         return {};
-    return std::to_string(times.CreationTime.QuadPart);
+    const auto birth = times.CreationTime.QuadPart;
+    const bool isOwn =
+        birth != 0 && birth != times.LastWriteTime.QuadPart && birth != times.ChangeTime.QuadPart;
+    return isOwn ? std::to_string(birth) : std::string();
 }
 
 StorageId idOfFile(HANDLE file, const FileNumber& number) {
@@ -158,6 +161,9 @@ void identifyStorage(HANDLE opened, const WindowsTarget& target, DriveIdentity& 
             if (target.file)
                 id = idOfFile(opened, *target.file);
             identity.carriers = carriersOf(opened);
+            break;
+        case WindowsTarget::Kind::floppy:
+            id = passingIdOf("floppy", target.letter);
             break;
         case WindowsTarget::Kind::unknown:
             id = idOfUnknown(target);

@@ -103,8 +103,12 @@ DeviceStatus WindowsBlockHandle::openDevice() {
     if (!meansNoMedium(error))
         return systemStatus(error);
     m_plain = openPath(m_path, FILE_READ_ATTRIBUTES, FILE_SHARE_READ | FILE_SHARE_WRITE, 0);
-    m_isEmpty = static_cast<bool>(m_plain);
-    return m_isEmpty ? DeviceStatus{} : lastSystemStatus();
+    // A drive whose medium cannot be taken out is not empty but broken, or asleep.
+    m_isEmpty = m_plain && BlockMeasure(m_plain.get()).isRemovable(true);
+    if (m_isEmpty)
+        return {};
+    m_plain.reset();
+    return systemStatus(error);
 }
 
 /// A file is shared with all who read it beside; who may write to it is its lease's business.
@@ -192,6 +196,8 @@ DeviceStatus WindowsBlockHandle::failure(const TransferOutcome& outcome) const {
 
 DeviceStatus WindowsBlockHandle::transfer(bool writing, std::uint64_t offset, std::uint8_t* buffer,
                                           std::size_t bytes) {
+    if (!m_direct && !m_plain)
+        return {LIBDRIVE2_NO_ACCESS, "it could not be opened again"};
     if (m_isEmpty)
         return failure({});
     const bool isDirect =

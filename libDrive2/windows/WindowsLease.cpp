@@ -79,10 +79,7 @@ std::unique_ptr<DeviceLease> WindowsLease::take(const zel::String& path, LeasePu
 }
 
 WindowsLease::WindowsLease(const zel::String& path, LeasePurpose purpose, zel::Handle opened)
-    : DeviceLease(purpose),
-      m_path(path),
-      m_volumes(path, std::move(opened)),
-      m_target(WindowsTarget::of(m_volumes.opened(), path)) {
+    : DeviceLease(purpose), m_path(path), m_volumes(path, std::move(opened)) {
     OpenLeases::add(*this);
 }
 
@@ -107,17 +104,17 @@ DeviceStatus WindowsLease::begin() {
 }
 
 DeviceStatus WindowsLease::identify(DriveIdentity& identity) {
-    const WindowsTarget target = WindowsTarget::of(m_volumes.opened(), m_path);
-    if (target.kind == Kind::folder)
+    const WindowsTarget now = WindowsTarget::of(m_volumes.opened(), m_path);
+    if (now.kind == Kind::folder)
         return {LIBDRIVE2_BAD_ARGUMENT, "it is a directory, not a drive or an image file"};
-    identifyStorage(m_volumes.opened(), target, identity);
-    return sizeOf(target, identity);
+    identifyStorage(m_volumes.opened(), now, identity);
+    return sizeOf(now, identity);
 }
 
 /// By questions that need no right to read. Of a medium that is not there, nothing.
-DeviceStatus WindowsLease::sizeOf(const WindowsTarget& target, DriveIdentity& identity) {
+DeviceStatus WindowsLease::sizeOf(const WindowsTarget& now, DriveIdentity& identity) {
     LARGE_INTEGER fileBytes{};
-    if (target.kind == Kind::file &&
+    if (now.kind == Kind::file &&
         SystemCalls::current().getFileSize(m_volumes.opened(), &fileBytes) != FALSE) {
         identity.sectorBytes = kFileSectorBytes;
         identity.sectors = static_cast<std::uint64_t>(fileBytes.QuadPart) / kFileSectorBytes;
@@ -131,8 +128,8 @@ DeviceStatus WindowsLease::sizeOf(const WindowsTarget& target, DriveIdentity& id
         return {};
     if (!geometry)
         return isUnsupported(status) ? sizeByReading(identity) : status;
-    std::uint64_t bytes = target.kind == Kind::volume ? 0 : geometry->bytes;
-    for (const DiskExtent& extent : target.extents)
+    std::uint64_t bytes = now.kind == Kind::volume ? 0 : geometry->bytes;
+    for (const DiskExtent& extent : now.extents)
         bytes += extent.bytes;
     identity.sectors = bytes / identity.sectorBytes;
     return {};
@@ -209,7 +206,7 @@ bool WindowsLease::isSameMedium(zel::String& difference) {
 
 bool WindowsLease::leadsHere() const {
     const zel::Handle again = open(m_path, 0);
-    return again && WindowsTarget::of(again.get(), m_path) == m_target;
+    return again && WindowsTarget::of(again.get(), m_path) == target();
 }
 
 SharedBlockHandle WindowsLease::openBlock(bool writable, zel::String& reason) {
@@ -226,7 +223,7 @@ SharedBlockHandle WindowsLease::openBlock(bool writable, zel::String& reason) {
 std::unique_ptr<BlockHandle> WindowsLease::openHeldVolume(const zel::String& path,
                                                           std::uint32_t desiredAccess, zel::String& reason) {
     auto* const lease = dynamic_cast<WindowsLease*>(OpenLeases::find(path));
-    if (lease == nullptr || !lease->isExclusive() || lease->m_target.kind != Kind::volume)
+    if (lease == nullptr || !lease->isExclusive() || !lease->m_volumes.isStretchOfDisk())
         return nullptr;
     return lease->m_volumes.open(desiredAccess, reason);
 }

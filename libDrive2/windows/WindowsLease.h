@@ -34,19 +34,19 @@ private:
 
     DeviceStatus begin();
     DeviceStatus identify(DriveIdentity& identity);
-    DeviceStatus sizeOf(const WindowsTarget& target, DriveIdentity& identity);
+    DeviceStatus sizeOf(const WindowsTarget& now, DriveIdentity& identity);
     DeviceStatus sizeByReading(DriveIdentity& identity);
     [[nodiscard]] zel::String findDifference();
     /// Whether the path still leads to what the handle leads to.
     [[nodiscard]] bool leadsHere() const;
     [[nodiscard]] bool isRemovable() const;
-    [[nodiscard]] bool isOptical() const { return m_target.kind == WindowsTarget::Kind::optical; }
+    [[nodiscard]] bool isOptical() const { return target().kind == WindowsTarget::Kind::optical; }
+    [[nodiscard]] const WindowsTarget& target() const { return m_volumes.target(); }
     /// The system's count of the media that the drive has had; nothing where it has none, or cannot tell.
     [[nodiscard]] std::optional<std::uint32_t> mediumNumber() const;
 
     zel::String m_path;
     WindowsVolumes m_volumes;
-    WindowsTarget m_target;
     DriveIdentity m_identity;
     std::optional<std::uint32_t> m_mediumNumber;
 };

@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "libDrive2/windows/DevicePath.h"
+#include "zel/windows/Utf16.h"
 
 namespace libDrive2 {
 
@@ -57,6 +58,7 @@ WindowsTarget WindowsTarget::of(HANDLE opened, const zel::String& path) {
         target.file = askFile(opened);
         return target;
     }
+    target.letter = zel::letterInName(zel::deviceName(zel::toWide(path.utf8())));
     if (auto extents = askExtents(opened)) {
         target.kind = Kind::volume;
         target.extents = std::move(*extents);
@@ -70,6 +72,10 @@ WindowsTarget WindowsTarget::of(HANDLE opened, const zel::String& path) {
             number->isOptical() || (descriptor && descriptor->deviceType == zel::kTypeOptical);
         target.kind = isOptical ? Kind::optical : Kind::disk;
         target.number = *number;
+        return target;
+    }
+    if (zel::namesFloppyMedium(zel::askDevice(opened, IOCTL_STORAGE_GET_MEDIA_TYPES))) {
+        target.kind = Kind::floppy;
         return target;
     }
     target.file = askFile(opened);

@@ -24,6 +24,7 @@ struct WindowsTarget {
         unknown,  ///< a device whose driver tells nothing of where it lies
         disk,     ///< a physical drive
         optical,
+        floppy,
         volume,
         file,
         folder,
@@ -32,6 +33,7 @@ struct WindowsTarget {
     Kind kind = Kind::unknown;
     zel::DeviceNumber number{};         ///< of a disk or an optical drive
     std::vector<DiskExtent> extents{};  ///< of a volume
+    wchar_t letter = 0;                 ///< of a path that is a drive letter
     std::optional<FileNumber> file{};   ///< of a file, and where an unknown device is seen to be one
 
     bool operator==(const WindowsTarget&) const = default;

@@ -122,7 +122,8 @@ StorageUse findUse(const WindowsTarget& target, const std::vector<SystemVolume>&
     const std::wstring start = registryText(kSetupKey, kStartVolumeValue);
     const std::set<wchar_t> pageFiles = pageFileLetters();
     for (const SystemVolume& volume : volumes) {
-        if (!volume.liesOn(target))
+        const bool isByLetter = target.letter != 0 && hasLetter(volume, target.letter);
+        if (!volume.liesOn(target) && !isByLetter)
             continue;
         const std::size_t before = use.obstacles.size();
         if (windows != 0 && hasLetter(volume, windows))

@@ -57,6 +57,10 @@ const WindowsTarget* WindowsVolumes::found() {
     return &*m_target;
 }
 
+bool WindowsVolumes::isStretchOfDisk() const {
+    return m_target && stretchOf(*m_target) != nullptr;
+}
+
 std::vector<StorageExtent> WindowsVolumes::storage() {
     DriveIdentity identity;
     identifyStorage(m_opened.get(), *m_target, identity);
@@ -157,6 +161,9 @@ DeviceStatus WindowsVolumes::hold() {
 
 DeviceStatus WindowsVolumes::holdAlone(const WindowsTarget& target) {
     zel::String reason;
+    // Nobody could say what else is on it.
+    if (target.kind == Kind::unknown && !target.file)
+        return {LIBDRIVE2_BUSY, m_path + kUntaken + "the system does not tell which drive it is"};
     if (describeObstacles(target, reason))
         return {LIBDRIVE2_BUSY, m_path + " is in use: " + reason};
     if (const DeviceStatus claimed = claimAlone(target); !claimed.ok())

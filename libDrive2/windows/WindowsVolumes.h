@@ -33,6 +33,10 @@ public:
 
     /// What is open, for questions; nothing before something was asked for.
     [[nodiscard]] HANDLE opened() const { return m_opened.get(); }
+    /// What that led to when it was opened.
+    [[nodiscard]] const WindowsTarget& target() const { return *m_target; }
+    /// Whether it is reached through the disk that it lies on.
+    [[nodiscard]] bool isStretchOfDisk() const;
     /// For all that is read of the content: opened once, and anew only to see what medium there is. Empty
     /// on failure, with why in `problem`. Of a volume the stretch of its disk: the volume's own handle would
     /// show what an encrypted one holds, and none opens while it is locked.

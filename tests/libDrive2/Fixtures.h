@@ -34,7 +34,10 @@ struct TempFile {
         std::ofstream(path.c_str()).close();
         std::filesystem::resize_file(path, size);
     }
-    ~TempFile() { std::filesystem::remove(path); }
+    ~TempFile() {
+        std::error_code stillOpen;  // which keeps it on Windows
+        std::filesystem::remove(path, stillOpen);
+    }
     void put(std::uint64_t offset, const std::string& text) const {
         std::fstream file(path, std::ios::in | std::ios::out | std::ios::binary);
         file.seekp(static_cast<std::streamoff>(offset)) << text;

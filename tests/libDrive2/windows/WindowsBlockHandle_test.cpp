@@ -208,6 +208,9 @@ TEST_F(WindowsBlock, WaitsForAMediumWithoutOne) {
         EXPECT_TRUE(handle->info().removable && !handle->info().mediumPresent && handle->info().bytes == 0);
         EXPECT_EQ(handle->read(0, buffer.data(), 512).type, LIBDRIVE2_NO_ACCESS);
     }
+    // A disk that is not ready is no empty drive.
+    disk.answer(IOCTL_STORAGE_GET_HOTPLUG_INFO, {8, 0, 0, 0, 0, 0, 0, 0});
+    EXPECT_EQ(handle->reopen().type, LIBDRIVE2_NO_ACCESS);
     disk.refusedAccess = 0;
     playDisk(disk, 100).answer(IOCTL_STORAGE_GET_HOTPLUG_INFO, {8, 0, 0, 0, 1, 1, 0, 0});
     ASSERT_TRUE(handle->reopen().ok());

@@ -80,7 +80,7 @@ HANDLE PlayedCalls::createFile(const std::wstring& path, DWORD access, DWORD sha
     if (error == ERROR_SUCCESS && (access & found->second.refusedAccess) != 0)
         error = found->second.refusal;
     if (error == ERROR_SUCCESS)
-        return give({found->first, access, share, flags});
+        return give({found->first, zel::fromWide(path), access, share, flags});
     SetLastError(error);
     return INVALID_HANDLE_VALUE;
 }
@@ -95,9 +95,9 @@ HANDLE PlayedCalls::reopenFile(HANDLE original, DWORD access, DWORD share, DWORD
     const Opened* const before = opened(original);
     if (before == nullptr)
         return SystemCalls::reopenFile(original, access, share, flags);
-    if (!step("reopen " + zel::fromWide(before->path)) || deviceOf(*before) == nullptr)
+    if (!step("reopen " + before->name) || deviceOf(*before) == nullptr)
         return INVALID_HANDLE_VALUE;
-    return give({before->path, access, share, flags});
+    return give({before->path, before->name, access, share, flags});
 }
 
 DWORD PlayedCalls::move(const Opened& opened, bool writing, std::uint64_t offset, std::uint8_t* data,
@@ -131,7 +131,7 @@ BOOL PlayedCalls::transfer(HANDLE file, bool writing, std::uint8_t* data, DWORD 
                            OVERLAPPED* overlapped) {
     const Opened& from = *opened(file);
     const std::uint64_t offset = overlapped != nullptr ? offsetOf(*overlapped) : 0;
-    if (!step((writing ? "write " : "read ") + zel::fromWide(from.path) + ' ' + std::to_string(offset) + '+' +
+    if (!step((writing ? "write " : "read ") + from.name + ' ' + std::to_string(offset) + '+' +
               std::to_string(bytes)))
         return FALSE;
     DWORD moved = 0;
@@ -192,7 +192,7 @@ BOOL PlayedCalls::flushFileBuffers(HANDLE file) {
     const Opened* const from = opened(file);
     if (from == nullptr)
         return SystemCalls::flushFileBuffers(file);
-    if (!step("flush " + zel::fromWide(from->path)))
+    if (!step("flush " + from->name))
         return FALSE;
     const PlayedDevice* const device = deviceOf(*from);
     if (device == nullptr)
@@ -206,7 +206,7 @@ BOOL PlayedCalls::deviceIoControl(HANDLE handle, DWORD code, void* in, DWORD inB
     const Opened* const to = opened(handle);
     if (to == nullptr)
         return SystemCalls::deviceIoControl(handle, code, in, inBytes, out, outBytes, returned);
-    if (!step("ioctl " + zel::fromWide(to->path) + ' ' + hexadecimal(code)))
+    if (!step("ioctl " + to->name + ' ' + hexadecimal(code)))
         return FALSE;
     const PlayedDevice* const device = deviceOf(*to);
     if (device == nullptr)
@@ -231,7 +231,7 @@ BOOL PlayedCalls::getFileSize(HANDLE file, LARGE_INTEGER* bytes) {
     const Opened* const of = opened(file);
     if (of == nullptr)
         return SystemCalls::getFileSize(file, bytes);
-    if (!step("size " + zel::fromWide(of->path)))
+    if (!step("size " + of->name))
         return FALSE;
     const PlayedDevice* const device = deviceOf(*of);
     if (device == nullptr)
@@ -252,7 +252,7 @@ BOOL PlayedCalls::getFileInformation(HANDLE file, BY_HANDLE_FILE_INFORMATION* in
     const Opened* const of = opened(file);
     if (of == nullptr)
         return SystemCalls::getFileInformation(file, information);
-    if (!step("information " + zel::fromWide(of->path)))
+    if (!step("information " + of->name))
         return FALSE;
     const PlayedDevice* const device = deviceOf(*of);
     if (device == nullptr)
@@ -280,7 +280,7 @@ BOOL PlayedCalls::lockFile(HANDLE file, DWORD flags, DWORD low, DWORD high, OVER
     const Opened* const of = opened(file);
     if (of == nullptr)
         return SystemCalls::lockFile(file, flags, low, high, overlapped);
-    return step("lock " + zel::fromWide(of->path)) ? TRUE : FALSE;
+    return step("lock " + of->name) ? TRUE : FALSE;
 }
 
 BOOL PlayedCalls::unlockFile(HANDLE file, DWORD low, DWORD high, OVERLAPPED* overlapped) {
@@ -288,7 +288,7 @@ BOOL PlayedCalls::unlockFile(HANDLE file, DWORD low, DWORD high, OVERLAPPED* ove
     const Opened* const of = opened(file);
     if (of == nullptr)
         return SystemCalls::unlockFile(file, low, high, overlapped);
-    return step("unlock " + zel::fromWide(of->path)) ? TRUE : FALSE;
+    return step("unlock " + of->name) ? TRUE : FALSE;
 }
 
 }  // namespace testing_support

@@ -154,7 +154,8 @@ public:
 
 private:
     struct Opened {
-        std::wstring path;
+        std::wstring path;  ///< by which its device is found
+        std::string name;   ///< as it was opened
         DWORD access, share, flags;
         std::size_t volume = 0;  ///< of a search: the next one
     };

@@ -72,7 +72,7 @@ HANDLE PlayedCalls::findFirstVolume(wchar_t* name, DWORD units) {
         return INVALID_HANDLE_VALUE;
     }
     return copyText(volumes.front().name, name, units, ERROR_FILENAME_EXCED_RANGE)
-               ? give({L"volumes", 0, 0, 0, 1})
+               ? give({L"volumes", "volumes", 0, 0, 0, 1})
                : INVALID_HANDLE_VALUE;
 }
 
