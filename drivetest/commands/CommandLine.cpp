@@ -164,6 +164,7 @@ int parse(CLI::App& app, const std::vector<std::string>& arguments) {
 
 int runCommandLine(const std::vector<std::string>& arguments) {
     CLI::App app{"Tests storage drives: finds every bad sector and leaves every byte as it was.",
+    app.allow_windows_style_options(false);  // what begins with "/" is a path everywhere
                  "drivetest"};
     app.set_version_flag("--version", "drivetest " DRIVETEST_VERSION);
     app.require_subcommand(1);

@@ -55,7 +55,8 @@ std::string fileName(const DriveIdentity& drive) {
     const auto micros = std::chrono::duration_cast<std::chrono::microseconds>(now).count();
     std::string name = drive.serial.utf8();
     if (name.empty())
-        name = drive.model.utf8().substr(drive.model.utf8().find_last_of("/,") + 1);
+        name = zel::textOf(
+            zel::pathOf(drive.model.utf8().substr(drive.model.utf8().find_last_of(',') + 1)).filename());
     return std::to_string(micros) + "-" + fileNameText(name);
 }
 

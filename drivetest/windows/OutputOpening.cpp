@@ -148,8 +148,6 @@ OutputFile open(const std::string& path, const OutputRules& rules, std::string& 
 
 /// What is printed as well would get in between.
 bool isPrintedTo(const OutputFile& file) {
-    constexpr int kOutput = 1;
-    constexpr int kErrors = 2;
     return fileTypeOf(file.descriptor()) != FILE_TYPE_CHAR &&
            (isSameOutput(file, OutputFile::borrow(kOutput)) ||
             isSameOutput(file, OutputFile::borrow(kErrors)));
@@ -159,7 +157,6 @@ bool isPrintedTo(const OutputFile& file) {
 
 OutputFile openOutput(const char* what, const std::string& path, const OutputRules& rules,
                       std::string& error) {
-    constexpr int kOutput = 1;
     if (path == "-")
         return OutputFile::borrow(kOutput);
     std::string problem;

@@ -6,6 +6,11 @@
 
 namespace drivetest {
 
+/// Of the standard streams.
+inline constexpr int kInput = 0;
+inline constexpr int kOutput = 1;
+inline constexpr int kErrors = 2;
+
 /// The handle behind a descriptor of the C runtime library; INVALID_HANDLE_VALUE for none.
 HANDLE handleOf(int descriptor);
 

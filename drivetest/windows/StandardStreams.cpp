@@ -3,20 +3,15 @@
 #include <fcntl.h>
 #include <io.h>
 
-#include <cstdio>
 #include <iostream>
 
-#include "drivetest/windows/ConsoleStream.h"
+#include "drivetest/windows/DescriptorStream.h"
 #include "drivetest/windows/StandardHandle.h"
 #include "zel/windows/FileHandle.h"
 
 namespace drivetest {
 
 namespace {
-
-constexpr int kInput = 0;
-constexpr int kOutput = 1;
-constexpr int kErrors = 2;
 
 /// Why what is printed must not go there; empty when it may.
 std::string checkStream(int descriptor, const char* name, const DataGuard& holdsData) {
@@ -49,31 +44,34 @@ void replace(int descriptor, int other, bool otherIsGood) {
         leadToNothing(descriptor);
 }
 
-/// A stream that was never there has no descriptor to begin with.
-bool openNothing(std::FILE* stream, int descriptor) {
-    if (std::freopen("NUL", descriptor == kInput ? "rb" : "wb", stream) == nullptr)
-        return false;
-    return _fileno(stream) == descriptor || lead(descriptor, _fileno(stream));
+bool openNothing(int descriptor) {
+    const int nothing = _open("NUL", _O_RDWR | _O_BINARY);
+    if (nothing == descriptor)
+        return true;
+    const bool done = nothing >= 0 && lead(descriptor, nothing);
+    if (nothing >= 0)
+        _close(nothing);
+    return done;
 }
 
-/// Never destroyed: what is printed last goes through them.
-void printOn(std::ostream& stream, int descriptor) {
-    if (isConsole(descriptor))
-        stream.rdbuf(new ConsoleStream(descriptor));
+/// Never destroyed: what is printed last goes through it.
+void printOn(int descriptor, std::ostream& stream) {
+    stream.rdbuf(new DescriptorStream(descriptor));
 }
 
 }  // namespace
 
 bool openClosedStreams() {
-    std::FILE* const streams[] = {stdin, stdout, stderr};
+    std::ostream* const streams[] = {nullptr, &std::cout, &std::cerr};
     for (const int descriptor : {kInput, kOutput, kErrors}) {
-        if (handleOf(descriptor) == INVALID_HANDLE_VALUE && !openNothing(streams[descriptor], descriptor))
+        const bool isClosed = handleOf(descriptor) == INVALID_HANDLE_VALUE;
+        if (isClosed && !openNothing(descriptor))
             return false;
         _setmode(descriptor, _O_BINARY);  // lines end as they do in files of other systems
         forgetFileType(descriptor);
+        if (streams[descriptor] != nullptr && (isClosed || isConsole(descriptor)))
+            printOn(descriptor, *streams[descriptor]);
     }
-    printOn(std::cout, kOutput);
-    printOn(std::cerr, kErrors);
     return true;
 }
 

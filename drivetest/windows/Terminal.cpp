@@ -56,19 +56,22 @@ Input read(int descriptor, std::chrono::milliseconds time, char& next) {
 
 }  // namespace
 
+/// The standard streams also have theirs where the process was not given them, and the library has none.
 int descriptorOf(std::FILE* stream) {
-    return _fileno(stream);
+    if (stream == stdin)
+        return kInput;
+    return stream == stdout ? kOutput : stream == stderr ? kErrors : _fileno(stream);
 }
 
 /// One for output also follows the sequences by which the status line is drawn.
 bool isTerminal(std::FILE* stream) {
-    const int descriptor = _fileno(stream);
+    const int descriptor = descriptorOf(stream);
     return isConsole(descriptor) && (stream == stdin || followSequences(handleOf(descriptor)));
 }
 
 unsigned terminalWidth(std::FILE* stream) {
     CONSOLE_SCREEN_BUFFER_INFO info{};
-    if (GetConsoleScreenBufferInfo(handleOf(_fileno(stream)), &info) == FALSE)
+    if (GetConsoleScreenBufferInfo(handleOf(descriptorOf(stream)), &info) == FALSE)
         return kUsualWidth;
     const int width = info.srWindow.Right - info.srWindow.Left + 1;
     return width > 0 ? static_cast<unsigned>(width) : kUsualWidth;
@@ -76,7 +79,7 @@ unsigned terminalWidth(std::FILE* stream) {
 
 /// Lines end with two characters here; one is enough.
 Input readCharacter(std::chrono::milliseconds time, char& next) {
-    const Input input = read(_fileno(stdin), time, next);
+    const Input input = read(kInput, time, next);
     return input == Input::character && next == '\r' ? Input::nothing : input;
 }
 

@@ -91,16 +91,17 @@ class Recording(program.ProgramTest):
                     self.assertNotIn("can be written once", again.stdout)
 
     def test_verdicts(self):
-        for keys, status, result, events in (
-                ("media=dvd+rw", 0, "PASS", []),
-                ("media=cdr,state=closed", 4, "INCORRECTMEDIA", []),
-                ("media=dvd+rw,bad-write=20", 1, "FAIL", ["writeSectorRangeErr sector=16 lastSector=32"]),
-                ("media=dvd+rw,bad=33", 1, "FAIL", ["readSectorRangeErr sector=32 lastSector=48"]),
-                ("media=dvdram,corrupt=3", 1, "FAIL", ["patternMismatchRange sector=0 end_sector=16"]),
+        for keys, status, result, failed, events in (
+                ("media=dvd+rw", 0, "PASS", 0, []),
+                ("media=cdr,state=closed", 4, "INCORRECTMEDIA", 0, []),
+                ("media=dvd+rw,bad-write=20", 1, "FAIL", 16, ["writeSectorRangeErr sector=16 lastSector=32"]),
+                ("media=dvd+rw,bad=33", 1, "FAIL", 16, ["readSectorRangeErr sector=32 lastSector=48"]),
+                ("media=dvdram,corrupt=3", 1, "FAIL", 1, ["patternMismatchRange sector=0 end_sector=16"]),
         ):
             with self.subTest(keys=keys):
                 run = self.record_on(keys, "RetryCount=0", "DisplayAdvancedErrs=no")
                 self.assertEqual((run.status, run.result(), run.events()), (status, result, events), run.out)
+                self.assertEqual(run.extensions("coverage")[0]["failed"], failed)
                 self.assertEqual("neither closed nor write-protected" in run.out, status == 4)
                 self.assertEqual("PASS - no problem was found\n" in run.out, status == 0)  # a calibration is not slow
 

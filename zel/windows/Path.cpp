@@ -90,9 +90,9 @@ std::string pathOfHandle(HANDLE file) {
     std::wstring path(MAX_PATH, L'\0');
     DWORD units = 0;
     while ((units = SystemCalls::current().getFinalPath(file, path.data(), static_cast<DWORD>(path.size()),
-                                                        FILE_NAME_NORMALIZED | VOLUME_NAME_DOS)) >
+                                                        FILE_NAME_NORMALIZED | VOLUME_NAME_DOS)) >=
            path.size())
-        path.resize(units);
+        path.resize(units + 1);
     path.resize(units);
     return textOf(std::wstring_view(path));
 }

@@ -246,8 +246,15 @@ BOOL SystemCalls::lookupAccount(void* identifier, wchar_t* name, DWORD* nameUnit
     return LookupAccountSidW(nullptr, identifier, name, nameUnits, domain, domainUnits, &kind);
 }
 
+/// From the registry, not by shell32.dll: a program that has it loaded is not told of the end of the session.
 LONG SystemCalls::getKnownFolder(int number, wchar_t* path) {
-    return SHGetFolderPathW(nullptr, number, nullptr, 0, path);
+    const bool isOfAll = number == CSIDL_COMMON_APPDATA;
+    DWORD bytes = MAX_PATH * sizeof *path;
+    if (!isOfAll && number != CSIDL_LOCAL_APPDATA)
+        return ERROR_NOT_SUPPORTED;
+    return RegGetValueW(isOfAll ? HKEY_LOCAL_MACHINE : HKEY_CURRENT_USER,
+                        L"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\Shell Folders",
+                        isOfAll ? L"Common AppData" : L"Local AppData", RRF_RT_REG_SZ, nullptr, path, &bytes);
 }
 
 }  // namespace zel

@@ -2,10 +2,12 @@
 #include <io.h>
 
 #include <cstdlib>
+#include <iostream>
 #include <thread>
 #include <vector>
 
 #include "drivetest/run/Signals.h"
+#include "drivetest/run/StandardStreams.h"
 #include "drivetest/terminal/Terminal.h"
 #include "drivetest/windows/Arguments.h"
 #include "drivetest/windows/ControlEvents.h"
@@ -42,14 +44,14 @@ TEST(Arguments, AreSplitAsOtherProgramsSplitThem) {
 /// Standard input, as long as it lives, is a pipe.
 class TypedInput {
 public:
-    TypedInput() : m_before(_dup(0)) {
-        EXPECT_EQ(_dup2(pipe.reader(), 0), 0);
-        forgetFileType(0);
+    TypedInput() : m_before(_dup(kInput)) {
+        EXPECT_EQ(_dup2(pipe.reader(), kInput), 0);
+        forgetFileType(kInput);
     }
     ~TypedInput() {
-        _dup2(m_before, 0);
+        _dup2(m_before, kInput);
         _close(m_before);
-        forgetFileType(0);
+        forgetFileType(kInput);
     }
     TypedInput(const TypedInput&) = delete;
     TypedInput& operator=(const TypedInput&) = delete;
@@ -69,6 +71,20 @@ TEST(Terminal, WaitsForALineOfAPipe) {
     EXPECT_EQ(waitForLine(1ms, line), InputWait::timeout);
     input.pipe.closeWriter();
     EXPECT_EQ(waitForLine(-1ms, line), InputWait::closed);
+}
+
+TEST(StandardStreamsDeathTest, ThoseThatAreClosedLeadToNothing) {
+    const auto printNothing = [] {
+        for (const int descriptor : {kInput, kOutput, kErrors})
+            _close(descriptor);
+        bool open = openClosedStreams();
+        for (const int descriptor : {kInput, kOutput, kErrors})
+            open = open && fileTypeOf(descriptor) == FILE_TYPE_CHAR && !isConsole(descriptor);
+        std::string line;
+        std::cout << "nobody sees it" << std::flush;
+        _exit(open && std::cout && waitForLine(-1ms, line) == InputWait::closed ? 7 : 1);
+    };
+    EXPECT_EXIT(printNothing(), testing::ExitedWithCode(7), "");
 }
 
 // Each in a process of its own: a stop request stays.

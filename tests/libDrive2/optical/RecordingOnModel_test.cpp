@@ -4,6 +4,8 @@
 
 #include "Fixtures.h"
 #include "libDrive2/RecordableDrives.h"
+#include "libDrive2/commands/MmcCommands.h"
+#include "libDrive2/drives/MmcUnit.h"
 #include "libDrive2/sim/SimBytes.h"
 #include "libDrive2/sim/SimProvider.h"
 
@@ -174,6 +176,48 @@ TEST_F(RecordingOnModel, WholeMediaAndAfterARecordingThatBrokeOff) {
             (void)drive->writeSector(at, unit, data.data(), unit * kSector);
         }
         EXPECT_EQ(came + recordTwice(keys, 1), row.substr(end + 1)) << row;
+    }
+}
+
+TEST_F(RecordingOnModel, TakesUpTheFormattingThatItInterrupted) {
+    using mmc::BackgroundFormat;
+    const std::string keys = "media=dvd+rw,state=unformatted,speed=1";  // takes 4483 s
+    const SharedScsiPassThrough device = openDrive(keys);
+    const auto status = [&] { return MmcUnit(*device).discInformation()->backgroundFormat; };
+    const auto drive = writerFor(keys, false);
+    const Bytes data(16 * kSector);
+    for (int i = 0; i < 2; ++i)
+        EXPECT_EQ(drive->prepareForWriting(kSectors), LIBDRIVE2_NO_ERROR) << drive->getLastErrorStr().utf8();
+    EXPECT_TRUE(drive->reserveSectors(16) && drive->writeSector(0, 16, data.data(), 16 * kSector));
+    EXPECT_EQ(status(), BackgroundFormat::running);
+    time.clock.advance(std::chrono::seconds(4000));
+    EXPECT_TRUE(drive->closeOpenTrack() && drive->closeOpenSession());
+    EXPECT_EQ(status(), BackgroundFormat::interrupted);
+    EXPECT_EQ(drive->prepareForWriting(kSectors), LIBDRIVE2_NO_ERROR) << drive->getLastErrorStr().utf8();
+    EXPECT_EQ(status(), BackgroundFormat::running);
+    time.clock.advance(std::chrono::seconds(600));
+    EXPECT_EQ(status(), BackgroundFormat::done);
+}
+
+TEST_F(RecordingOnModel, WaitsWhileATrackThatSomebodyReservedIsFilled) {
+    const std::string keys = "media=dvdr";
+    const SharedScsiPassThrough device = openDrive(keys);
+    const auto drive = writerFor(keys, false);
+    const Bytes data(16 * kSector);
+    EXPECT_TRUE(drive->setWriteParameters(false));
+    EXPECT_TRUE(device->execute(mmc::reserveTrack(2298496)).delivery.ok());
+    EXPECT_TRUE(drive->reserveSectors(16) && drive->writeSector(0, 16, data.data(), 16 * kSector));
+    const auto before = time.clock.now();
+    EXPECT_TRUE(drive->closeOpenTrack()) << drive->getLastErrorStr().utf8();
+    EXPECT_GT(time.clock.now() - before, std::chrono::minutes(3));
+    EXPECT_TRUE(drive->closeOpenSession()) << drive->getLastErrorStr().utf8();
+}
+
+TEST_F(RecordingOnModel, ClosesShortRecordingsWithoutFillingTheDisc) {
+    for (const std::string medium : {"dvdr", "dvdrw,state=blank", "dvdrw-dl,state=blank", "dvd+r", "bdr"}) {
+        const auto before = time.clock.now();
+        EXPECT_EQ(recordTwice("media=" + medium, 1), "ok") << medium;
+        EXPECT_LT(time.clock.now() - before, std::chrono::minutes(5)) << medium;
     }
 }
 

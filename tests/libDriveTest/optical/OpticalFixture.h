@@ -33,8 +33,11 @@ public:
 
     std::map<int, Change> changes;     ///< by opcode: what becomes of the answer
     std::map<int, std::string> asked;  ///< by opcode: the last CDB, a blank, the first byte that came with it
-    std::string reads, writes;         ///< " 0-96/32": stretches without a gap, and what one command moved
-    std::string patterns;              ///< " FF 00": first bytes of what was written
+    std::uint64_t commands = 0;        ///< so far
+    std::uint64_t goneAt = ~std::uint64_t{0};  ///< the first one that the drive does not answer any more
+    int last = 0;                              ///< opcode of the last one after that
+    std::string reads, writes;  ///< " 0-96/32": stretches without a gap, and what one command moved
+    std::string patterns;       ///< " FF 00": first bytes of what was written
 
     void refuse(int opcode, std::uint8_t key = 5, std::uint8_t code = 0x20, std::uint8_t qualifier = 0) {
         changes[opcode] = [=](std::uint8_t*, libDrive2::ScsiResponse& response) {
@@ -45,6 +48,12 @@ public:
     }
 
     libDrive2::ScsiResponse execute(const libDrive2::ScsiRequest& request) override {
+        if (++commands >= goneAt) {
+            libDrive2::ScsiResponse gone;
+            gone.delivery = {libDrive2::LIBDRIVE2_NO_ACCESS, "gone"};
+            last = request.cdb[0];
+            return gone;
+        }
         auto* const data = static_cast<std::uint8_t*>(request.data);
         const int opcode = request.cdb[0];
         asked[opcode].clear();
