@@ -2,6 +2,7 @@
 
 #include "fuzz/Invariants.h"
 #include "libDrive2/windows/answers/DiskAnswers.h"
+#include "libDrive2/windows/answers/FolderNames.h"
 #include "libDrive2/windows/answers/PassThroughAnswers.h"
 
 namespace libDrive2::fuzz {
@@ -46,6 +47,13 @@ void checkPassThrough(Bytes answer, std::uint32_t sent, std::uint8_t room) {
     (void)windows::parseLogicalUnit(answer);
 }
 
+void checkNames(Bytes list) {
+    constexpr std::size_t kSmallestEntry = 68;
+    std::vector<std::string> names;
+    (void)appendNames(list, names);
+    require(names.size() <= list.size() / kSmallestEntry, "every name has an entry of its own");
+}
+
 }  // namespace
 
 /// The input is what was offered, in five bytes, and a driver's answer.
@@ -53,6 +61,7 @@ void check(Bytes input) {
     constexpr std::size_t kOffered = 5;
     const Bytes answer = slice(input, kOffered, input.size());
     checkDisk(answer);
+    checkNames(answer);
     checkPassThrough(answer, loadLittleEndian<std::uint32_t>(input, 0), byteAt(input, 4));
 }
 

@@ -147,6 +147,8 @@ TEST_F(LinuxRegister, SomebodyElsesWordDoesNotReplaceWhatTheJournalSays) {
     makeJournal("x", true).reset();
     fs::permissions(state, fs::perms{0755});
     const std::string path = folder + "/x.journal";
+    add(path);  // makes the register
+    ASSERT_TRUE(journals.remove(path, problem)) << problem;
     EXPECT_TRUE(asOtherUser([&] { return journals.add(path, driveOf("wwid:other"), problem); }));
     EXPECT_EQ(find(drive).open.size(), 1U);
 }
