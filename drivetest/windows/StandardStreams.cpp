@@ -8,10 +8,16 @@
 #include "drivetest/windows/DescriptorStream.h"
 #include "drivetest/windows/StandardHandle.h"
 #include "zel/windows/FileHandle.h"
+#include "zel/windows/SystemCalls.h"
 
 namespace drivetest {
 
 namespace {
+
+bool isEmpty(HANDLE file) {
+    LARGE_INTEGER bytes{};
+    return zel::SystemCalls::current().getFileSize(file, &bytes) != FALSE && bytes.QuadPart == 0;
+}
 
 /// Why what is printed must not go there; empty when it may.
 std::string checkStream(int descriptor, const char* name, const DataGuard& holdsData) {
@@ -22,7 +28,12 @@ std::string checkStream(int descriptor, const char* name, const DataGuard& holds
     if (!fileBehind(handle))
         return sentence + "it is a drive; lead it to a file or a terminal";
     const std::string path = zel::pathOfHandle(handle);
-    const std::string why = path.empty() ? path : holdsData(path);
+    // Of a file without a path that can be told, nobody can say that it is not what is to be tested.
+    if (path.empty())
+        return isEmpty(handle)
+                   ? path
+                   : sentence + "the system does not tell which file it is; lead it to a new file";
+    const std::string why = holdsData(path);
     return why.empty() ? why : sentence + why + "; lead it to another file";
 }
 
