@@ -199,7 +199,7 @@ TEST_F(RecordingTests, AskTheDriveForItsSpeeds) {
     unit->refuse(0xB6);
     unit->refuse(0xBB);
     EXPECT_THAT(run(""), StartsWith("PASS; (0, 0.8); write(0); ")) << "the drive keeps to its own";
-    EXPECT_THAT(host.log, testing::Contains(testing::Field(&testing_support::LogLine::text,
+    EXPECT_THAT(host.log, testing::Contains(testing::Field(&testing_support::RecordingHost::LogLine::text,
                                                            testing::HasSubstr("keeps to its own"))));
     unit->refuse(0xAC);
     EXPECT_THAT(run(""), StartsWith("PASS; (0, 0.8); write(0); ")) << "its mode page lists them, too";
