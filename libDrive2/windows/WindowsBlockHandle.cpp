@@ -208,7 +208,11 @@ DeviceStatus WindowsBlockHandle::transfer(bool writing, std::uint64_t offset, st
     const bool needsBounce =
         isDirect && !isAligned(reinterpret_cast<std::uintptr_t>(buffer), kMemoryAlignment);
     const TransferOutcome outcome = needsBounce ? transferBounced(wanted) : m_queue->run(wanted);
-    return outcome.ok() ? DeviceStatus{} : failure(outcome);
+    if (outcome.ok())
+        return {};
+    // A file that is long enough takes all that is written to it, or there is no room for its holes.
+    const bool isFull = writing && !m_isDevice && outcome.error == ERROR_SUCCESS;
+    return isFull ? systemStatus(ERROR_DISK_FULL) : failure(outcome);
 }
 
 TransferOutcome WindowsBlockHandle::transferBounced(const OverlappedTransfer& transfer) {

@@ -51,7 +51,8 @@ class Refused(program.ImageTest):
         os.symlink(image, self.path("link"))
         yield image
         yield "sim:disk,image=" + image
-        yield program.loop_device(self, image)
+        if not program.WINDOWS:  # which has no files behind drives
+            yield program.loop_device(self, image)
 
     def test_outputs_in_what_is_tested(self):
         for device in self.drives():
@@ -87,16 +88,16 @@ class Refused(program.ImageTest):
             os.link(full.name, self.path("the same"))
             with open(self.path("empty"), "w", encoding="utf-8") as empty:
                 os.link(empty.name, self.path("empty too"))
+            files_of_linux = [(["--log", "socket"], "it is a socket"), (["--events", "/dev/stdout"], "what is printed goes there too")]
             for options, sentence in (
-                    (["--events", "."], "it is a folder"), (["--log", "socket"], "it is a socket"),
+                    *([] if program.WINDOWS else files_of_linux), (["--events", "."], "it is a folder"),
                     (["--log", "/dev/zero"], "it is a device other than a terminal"),
                     (["--events", "dangling"], "it is a link to a file that does not exist"),
                     (["--events", "full"], "it holds something already; name a new file, or give --force"),
                     (["--log", "new", "--events", "full"], "it holds something already"),
                     (["--log", "new", "--events", "./new"], "cannot both be written to"),
                     (["--log", "empty", "--events", "empty too"], "cannot both be written to"),
-                    (["--log", "full", "--events", "the same", "--force"], "cannot both be written to"),
-                    (["--events", "/dev/stdout"], "what is printed goes there too")):
+                    (["--log", "full", "--events", "the same", "--force"], "cannot both be written to")):
                 with self.subTest(options=options):
                     self.refuse(sentence, DRIVE, *options)
             with open(self.path("full"), encoding="utf-8") as full:

@@ -3,7 +3,6 @@
 import os
 import unittest
 
-import loops
 import program
 
 
@@ -80,8 +79,10 @@ class Files(program.ProgramTest):
         self.make_image(0)
         empty = self.run_test(image)
         self.assertEqual((empty.status, empty.events()), (3, ["cannotGetTotalSectors"]))
-        for path, reason in ((self.folder, "is a directory"), (self.path("none"), "No such file or directory"),
-                             ("/dev/null", "neither a block device nor an image file")):
+        kinds = [(self.folder, "is a folder"), (self.path("none"), "cannot be opened: ")] if program.WINDOWS else [
+            (self.folder, "is a directory"), (self.path("none"), "No such file or directory"),
+            ("/dev/null", "neither a block device nor an image file")]
+        for path, reason in kinds:
             with self.subTest(path=path):
                 run = self.run_test(path)
                 self.assertEqual((run.status, run.result()), (6, "CANNOTRUN"))
@@ -121,7 +122,7 @@ class Files(program.ProgramTest):
 
     def test_loop_device_that_vanishes_is_no_list_of_bad_sectors(self):
         device = program.loop_device(self, self.make_image(1000))
-        loops.detach(device)
+        program.detach(device)
         run = self.run_test(device)
         self.assertNotIn("readSectorErr", " ".join(run.events()))
         self.assertIn(run.result(), ("WARN", "CANNOTRUN"))

@@ -22,12 +22,12 @@ def judged(layout):
     """Runs the test of a layout."""
     with tempfile.TemporaryDirectory(prefix="layouts-") as folder:
         record, bad_list = pathlib.Path(folder, "record.jsonl"), pathlib.Path(folder, "bad")
-        words = [program.PROGRAM, "run", layout.test, layout.drive, "--events", record, "--no-record", "--bad-list", bad_list,
+        words = [*program.LAUNCHED, "run", layout.test, layout.drive, "--events", record, "--no-record", "--bad-list", bad_list,
                  "--journal", os.path.join(folder, "journals"), "--no-prompt", *layout.options]
         words += [word for parameter in layout.parameters for word in ("-p", parameter)]
         if layout.test in layouts.WRITING_TESTS:
             words += ["--confirm", layout.drive]
-        ended = subprocess.run(words, env={**os.environ, "DRIVETEST_STATE": os.path.join(folder, "state"), "LC_ALL": "C.UTF-8"},
+        ended = subprocess.run(words, env={**os.environ, "DRIVETEST_STATE": program.native(os.path.join(folder, "state")), "LC_ALL": "C.UTF-8"},
                                stdin=subprocess.DEVNULL, capture_output=True, text=True, timeout=120, check=False)
         if not record.exists() or not bad_list.exists():
             raise AssertionError(f"status {ended.returncode}, no record or no list: {ended.stdout}{ended.stderr}")

@@ -30,7 +30,7 @@ class Kills(program.ImageTest):
                     killed += self.kill(test, device, moments.uniform(0.2, 1) * duration)
                     with_patterns += self.changed() != []
                     open_journals += bool(os.listdir(self.journals))
-                    self.recover(device, i)
+                    self.recover(device)
             # Else the moments were not in the midst of runs.
             self.assertGreater(open_journals, KILLS // 6, "seed %d" % seed)
         print("%d killed, %d with an open journal, %d while the drive held patterns, seed %d" %
@@ -43,9 +43,9 @@ class Kills(program.ImageTest):
         process.kill()
         return process.wait(60) < 0
 
-    def recover(self, device, number):
-        """By the drive's name, or by what the journals say."""
-        ended = self.start("recover", *([device] if number % 2 else []))
+    def recover(self, device):
+        """By the drive's name: nothing that lasts is known of one that Wine maps."""
+        ended = self.start("recover", device)
         self.assertEqual((ended.returncode, self.changed(), os.listdir(self.journals)), (0, [], []), ended.stdout + ended.stderr)
 
 

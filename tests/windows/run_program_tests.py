@@ -11,8 +11,9 @@ import sys
 
 TESTS = pathlib.Path(__file__).resolve().parent.parent
 ENDED = re.compile(r"^Ran (\d+) tests? in", re.MULTILINE)
-COUNTED = re.compile(r"(failures|errors|skipped)=(\d+)")
-SKIPPED = re.compile(r"^(test_\w+) \(([\w.]+)\).*? \.\.\. skipped ['\"](.*)['\"]$", re.MULTILINE | re.DOTALL)
+# A test can have many cases that fail or are skipped.
+FAILED = re.compile(r"^(?:FAIL|ERROR): (\w+) \(([\w.]+)\)", re.MULTILINE)
+SKIPPED = re.compile(r"^ *(test_\w+) \([\w.]+\)(?:.*\n)?.*? \.\.\. skipped ['\"](.*)['\"]$", re.MULTILINE)
 
 
 def scripts():
@@ -31,10 +32,8 @@ def run(script):
     said = ended.stderr + ended.stdout
     if not ENDED.search(said):
         return said, None
-    tail = said[ENDED.search(said).end():]
-    counted = {name: int(number) for name, number in COUNTED.findall(tail)}
-    failed, skipped = counted.get("failures", 0) + counted.get("errors", 0), counted.get("skipped", 0)
-    return said, (int(ENDED.search(said)[1]) - skipped - failed, failed, skipped)
+    failed, skipped = len(set(FAILED.findall(said))), len(dict(SKIPPED.findall(said)))
+    return said, (int(ENDED.search(said)[1]) - failed - skipped, failed, skipped)
 
 
 def main():
@@ -47,7 +46,7 @@ def main():
             (notes / f"{script.stem}.log").write_text(said, encoding="utf-8")
             print(f"{script.stem}: {passed} passed, {failed} failed, {skipped} left out", flush=True)
             with (notes / "skipped").open("a", encoding="utf-8") as names:
-                names.writelines(f"{script.stem}.{name}: {reason}\n" for name, _, reason in SKIPPED.findall(said))
+                names.writelines(f"{script.stem}.{name}: {reason}\n" for name, reason in dict(SKIPPED.findall(said)).items())
             if failed:
                 all_well = False
                 print(said)
