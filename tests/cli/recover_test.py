@@ -196,7 +196,8 @@ class Runs(RecoveryTest):
 
     def test_no_place_for_the_journal(self):
         image, tiny = self.make_image(4 * MIB), self.path("tiny")
-        cases = [(image + "/x", "cannot be searched for journals"), ("/proc/x", "%s(?: for journals)? could not be made" %
+        in_file = "is stored on" if program.WINDOWS else "cannot be searched for journals"
+        cases = [(image + "/x", in_file), ("/proc/x", "%s(?: for journals)? could not be made" %
                                                                      re.escape(program.native("/proc/x")))]
         os.mkdir(tiny)
         if subprocess.run(["mount", "-t", "tmpfs", "-o", "size=1M,mode=700", "drivetest", tiny], check=False).returncode == 0:
@@ -206,7 +207,8 @@ class Runs(RecoveryTest):
         for self.journals, reason in cases:
             with self.subTest(folder=self.journals):
                 process = self.start("run", "LinearPatternTest", image, "--confirm", image)
-                self.assertEqual((process.returncode, self.changed(), os.listdir(tiny)), (6, [], []))
+                expected = 2 if reason == "is stored on" else 6
+                self.assertEqual((process.returncode, self.changed(), os.listdir(tiny)), (expected, [], []))
                 self.assertRegex(process.stderr, reason + ".*nothing was written")
 
     def test_drives_that_do_not_take_their_data_back(self):
