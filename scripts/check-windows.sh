@@ -10,7 +10,7 @@ cd "$root"
 export PYTHONDONTWRITEBYTECODE=1 WINEDEBUG=-all LC_ALL=C.UTF-8
 export WINEPREFIX="${WINEPREFIX:-$root/build/wine}"
 export DRIVETEST="$root/build/windows/bin/drivetest.exe" RECORD_CHECKER="$root/tests/record/check_record.py"
-wine=/usr/lib/wine/wine64
+wine=/usr/lib/wine/wine64 server=/usr/lib/wine/wineserver64
 notes="$root/build/check-windows"
 rm -rf "$notes"
 mkdir -p "$notes" "$WINEPREFIX"
@@ -19,12 +19,9 @@ mkdir -p "$notes" "$WINEPREFIX"
 echo "building build/windows ..."
 build windows
 build dev --log-level=ERROR
-# Its server stays for a while after the last program; one that is there already keeps each start short.
-trap 'end_all 2>/dev/null || true' EXIT
-end_all() {
-    "${wine%64}server64" -k || true
-    [[ "${scratch:-}" != /dev/loop* ]] || losetup --detach "$scratch"
-}
+# One server for all programs, which would otherwise end while one of them begins.
+trap '"$server" -k 2>/dev/null || true' EXIT
+"$server" -p
 "$wine" cmd /c ver >/dev/null
 
 # A drive of 16 MiB that the tests may overwrite: a loop device where this user may make one, else the image itself.
