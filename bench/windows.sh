@@ -20,7 +20,7 @@ loop="${loops[0]}"
 export WINEPREFIX="$root/build/wine" WINEDEBUG=-all
 mkdir -p "$WINEPREFIX"
 wine=/usr/lib/wine/wine64
-"$wine" cmd /c ver >/dev/null
+"$wine" cmd /c ver >/dev/null 2>&1 </dev/null
 ln -sfn "$loop" "$WINEPREFIX/dosdevices/physicaldrive99"
 drive='\\.\PhysicalDrive99'
 

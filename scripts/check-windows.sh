@@ -22,7 +22,8 @@ build dev --log-level=ERROR
 # One server for all programs, which would otherwise end while one of them begins.
 trap '"$server" -k 2>/dev/null || true' EXIT
 "$server" -p
-"$wine" cmd /c ver >/dev/null
+# The system's own services, which the first program starts, must not keep the pipes of a test.
+"$wine" cmd /c ver >/dev/null 2>&1 </dev/null
 
 # A drive of 16 MiB that the tests may overwrite: a loop device where this user may make one, else the image itself.
 truncate -s 16M "$notes/scratch.img"
