@@ -151,7 +151,7 @@ class ImageTest(ProgramTest):
 
     def make_image(self, size, *pieces, filler=None):
         """A file of random bytes, or of one byte, with (offset, bytes) put into it."""
-        self.image = self.path("drive.img")
+        self.image, self.seen = self.path("drive.img"), None
         with open(self.image, "wb") as image:
             image.write(os.urandom(size) if filler is None else filler * size)
             for offset, piece in pieces:
