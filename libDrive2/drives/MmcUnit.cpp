@@ -119,8 +119,9 @@ MmcUnit::Progress MmcUnit::progress() {
     const auto [response, outcome] = executePast(News::ofMedium, m_device, scsi::testUnitReady());
     // Some drives are ready while they still write or close, and do not tell of the medium until they are
     // done.
-    if (outcome.status.ok() && !discInformation() && m_why.type == LIBDRIVE2_BUSY)
-        return {true, m_why, std::nullopt};
+    if (outcome.status.ok() && !discInformation() &&
+        (m_why.type == LIBDRIVE2_BUSY || m_why.type == LIBDRIVE2_NO_ACCESS))
+        return {m_why.type == LIBDRIVE2_BUSY, m_why, std::nullopt};
     if (outcome.status.type != LIBDRIVE2_BUSY)
         return {false, outcome.status, std::nullopt};
     return {true, outcome.status, mmc::parseProgress(scsi::senseOf(response)), !outcome.sense};
