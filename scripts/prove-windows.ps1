@@ -3,6 +3,7 @@
 # It takes less than ten minutes and writes to no drive of the machine but two virtual disks of 64 MiB, which it makes in a
 # folder of its own and removes again. Each line says what was tried, "ok" or "FAILED", and then what was seen. Exit status 0:
 # all is ok.
+#Requires -Version 5
 $ErrorActionPreference = 'Stop'
 $program = Join-Path $PSScriptRoot 'drivetest.exe'
 # Where letters beyond ASCII in the name of a user play no part: diskpart reads no such paths.
@@ -155,7 +156,7 @@ function Test-Kills($number, $drive, $confirm, $before, $duration) {
         $process = Start-Process $program $words -PassThru -NoNewWindow @streams
         Start-Sleep -Milliseconds (Get-Random -Minimum ([int]($duration / 5)) -Maximum ([int]$duration))
         # It may come to its end just now.
-        try { if (-not $process.HasExited) { $process.Kill(); $killed++ } } catch [InvalidOperationException] { }
+        try { if (-not $process.HasExited) { $process.Kill(); $killed++ } } catch { }
         $process.WaitForExit()
         if (Get-ChildItem "$journals\*.journal") { $open++ }
         $run = Run recover $drive
@@ -214,7 +215,8 @@ function Remove-All {
         try { Remove-VirtualDisk $name } catch { Check "the virtual disk '$name' is detached" $false $_ }
     }
     try { Remove-Item -Recurse -Force $folder } catch { }
-    Check 'the virtual disks and their folder are removed' (-not (Test-Path $folder)) "detach what is in $folder in the disk management, then delete it"
+    Check 'the virtual disks and their folder are removed' (-not (Test-Path $folder)) `
+        "detach what is in $folder in the disk management, then delete it"
 }
 
 $who = New-Object Security.Principal.WindowsPrincipal([Security.Principal.WindowsIdentity]::GetCurrent())
