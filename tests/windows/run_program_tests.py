@@ -21,7 +21,7 @@ def scripts():
         if path.stem != "runpath_test":  # the search path of an ELF file
             yield path
     yield TESTS / "layouts/simulated_layouts_test.py"
-    yield TESTS / "windows/kills_test.py"
+    yield from sorted((TESTS / "windows").glob("*_test.py"))
 
 
 def run(script):

@@ -41,6 +41,16 @@ Handle openToAsk(std::string_view path) {
                                                     FILE_FLAG_BACKUP_SEMANTICS));
 }
 
+std::wstring finalPath(HANDLE file, DWORD form) {
+    std::wstring path(MAX_PATH, L'\0');
+    DWORD units = 0;
+    while ((units = SystemCalls::current().getFinalPath(file, path.data(), static_cast<DWORD>(path.size()),
+                                                        form | VOLUME_NAME_DOS)) >= path.size())
+        path.resize(units + 1);
+    path.resize(units);
+    return path;
+}
+
 }  // namespace
 
 /// What has no folder is a name, and may be meant for any.
@@ -87,14 +97,9 @@ bool isSameFile(HANDLE a, HANDLE b) {
 }
 
 std::string pathOfHandle(HANDLE file) {
-    std::wstring path(MAX_PATH, L'\0');
-    DWORD units = 0;
-    while ((units = SystemCalls::current().getFinalPath(file, path.data(), static_cast<DWORD>(path.size()),
-                                                        FILE_NAME_NORMALIZED | VOLUME_NAME_DOS)) >=
-           path.size())
-        path.resize(units + 1);
-    path.resize(units);
-    return textOf(std::wstring_view(path));
+    const std::wstring path = finalPath(file, FILE_NAME_NORMALIZED);
+    // Shares can refuse to have all folders of a path looked up, but know by which it was opened.
+    return textOf(std::wstring_view(path.empty() ? finalPath(file, FILE_NAME_OPENED) : path));
 }
 
 std::string canonicalPath(std::string_view path) {
