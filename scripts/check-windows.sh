@@ -68,5 +68,6 @@ for counts in "$notes"/*.counts; do
 done
 echo "left out:"
 sed 's/^/  /' "$notes/skipped"
-echo "under Wine ran $((passed + broken)) tests, $broken of them failed; $left_out were left out, $linux_tests of these about sources for Linux"
+echo "under Wine ran $((passed + broken)) tests, $broken of them failed; $left_out were left out, $linux_tests of these about sources for Linux" |
+    tee "$notes/summary"
 [ "$failed" -eq 0 ] && [ "$broken" -eq 0 ]

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Sets up and checks everything: format, build, headers, layering, tests (of records too), clang-tidy, sanitizers.
+# Sets up and checks everything: format, build, headers, layering, tests (of records too), clang-tidy, sanitizers, Windows.
 # Every step runs, whatever became of those before it. Exit status 0 only if all is well. Tests that cannot run
 # here, for want of root or loop devices, skip themselves and are named at the end.
 set -euo pipefail
@@ -9,7 +9,7 @@ source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 cd "$root"
 export PYTHONDONTWRITEBYTECODE=1
 notes="$root/build/check" # what the steps leave for the end: counts of tests, and the names of skipped ones
-rm -rf "$notes"
+rm -rf "$notes" "$root/build/check-windows"
 mkdir -p "$notes"
 failed_steps=()
 
@@ -64,7 +64,7 @@ end_aside() {
     return "$(cat "$notes/aside.status")"
 }
 
-set_up() { scripts/setup.sh --dev; }
+set_up() { scripts/setup.sh --dev --windows; }
 
 check_format() {
     local files
@@ -152,6 +152,7 @@ step "build with sanitizers (preset asan)" build_preset asan
 step "unit tests with sanitizers, shuffled" run_shuffled asan
 step "build of the fuzz targets (preset fuzz)" build_preset fuzz
 step "parsers under fuzzing" run_tests fuzz fuzz
+step "build for Windows, tests under Wine" scripts/check-windows.sh --no-setup
 step "tests in a virtual machine, begun after the first build" end_aside
 
 passed=0 failed=0 skipped=0
@@ -170,5 +171,6 @@ if [ ${#failed_steps[@]} -gt 0 ]; then
     echo "Failed steps:"
     printf '  %s\n' "${failed_steps[@]}"
 fi
+[ ! -s "$root/build/check-windows/summary" ] || cat "$root/build/check-windows/summary"
 echo "$passed passed, $failed failed, $skipped skipped"
 [ ${#failed_steps[@]} -eq 0 ]
