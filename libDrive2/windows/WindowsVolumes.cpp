@@ -6,6 +6,7 @@
 #include "libDrive2/DeviceOpeners.h"
 #include "libDrive2/DeviceProvider.h"
 #include "libDrive2/EncryptedVolumes.h"
+#include "libDrive2/windows/DevicePath.h"
 #include "libDrive2/windows/DiskStretch.h"
 #include "libDrive2/windows/StorageIds.h"
 #include "libDrive2/windows/SystemError.h"
@@ -17,14 +18,8 @@ namespace libDrive2 {
 namespace {
 
 using Kind = WindowsTarget::Kind;
-using zel::SystemCalls;
 
 constexpr const char* kUntaken = " cannot be taken for this test alone: ";
-
-zel::Handle openShared(const zel::String& path, DWORD access) {
-    return zel::Handle(SystemCalls::current().createFile(
-        zel::longPath(path.utf8()), access, FILE_SHARE_READ | FILE_SHARE_WRITE, OPEN_EXISTING, 0));
-}
 
 bool isForbidden(DWORD error, const DeviceStatus& status) {
     return error == ERROR_ACCESS_DENIED || status.type == LIBDRIVE2_WRITE_PROTECTED_DEVICE ||

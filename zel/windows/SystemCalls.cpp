@@ -74,10 +74,6 @@ BOOL SystemCalls::getOverlappedResult(HANDLE file, OVERLAPPED* overlapped, DWORD
     return GetOverlappedResult(file, overlapped, done, wait);
 }
 
-BOOL SystemCalls::cancelIo(HANDLE file, OVERLAPPED* overlapped) {
-    return CancelIoEx(file, overlapped);
-}
-
 BOOL SystemCalls::flushFileBuffers(HANDLE file) {
     return FlushFileBuffers(file);
 }
