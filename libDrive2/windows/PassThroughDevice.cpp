@@ -18,6 +18,7 @@ namespace {
 constexpr std::size_t kMaxTransferBytes = std::size_t{1} << 20;
 /// What every driver takes.
 constexpr std::size_t kSafeTransferBytes = std::size_t{64} << 10;
+constexpr std::size_t kSafeAlignment = 4096;
 
 }  // namespace
 
@@ -33,7 +34,7 @@ void PassThroughDevice::readLimits() {
         windows::parseAdapterLimits(zel::askDevice(m_handle.get(), IOCTL_SCSI_GET_CAPABILITIES));
     m_maxTransferBytes =
         limits ? std::min<std::size_t>(limits->maxTransferBytes, kMaxTransferBytes) : kSafeTransferBytes;
-    m_alignment = limits ? limits->alignment : 1;
+    m_alignment = limits ? limits->alignment : kSafeAlignment;
 }
 
 DeviceStatus PassThroughDevice::open() {
@@ -52,6 +53,8 @@ DeviceStatus PassThroughDevice::open() {
 }
 
 DeviceStatus PassThroughDevice::exchange(DWORD code, void* command, std::size_t bytes, Bytes& answer) const {
+    if (!m_handle)
+        return notReopened();
     const auto size = static_cast<DWORD>(bytes);
     DWORD returned = 0;
     if (zel::SystemCalls::current().deviceIoControl(m_handle.get(), code, command, size, command, size,

@@ -146,6 +146,10 @@ DeviceStatus partlyTransferred(std::size_t moved, std::size_t asked) {
                                       " bytes were transferred"};
 }
 
+DeviceStatus notReopened() {
+    return {LIBDRIVE2_NO_ACCESS, "it could not be opened again"};
+}
+
 bool meansNoMedium(unsigned long systemError) {
     return systemError == ERROR_NOT_READY || systemError == ERROR_NO_MEDIA_IN_DRIVE;
 }

@@ -16,6 +16,9 @@ DeviceStatus lastSystemStatus();
 /// Of a transfer that ended early without an error.
 DeviceStatus partlyTransferred(std::size_t moved, std::size_t asked);
 
+/// Of what is open no more, since it could not be opened again.
+DeviceStatus notReopened();
+
 /// Whether an error means that the drive holds no medium, or none that it has read in.
 bool meansNoMedium(unsigned long systemError);
 

@@ -128,6 +128,8 @@ DeviceStatus WindowsBlockHandle::reopen() {
 
 DeviceStatus WindowsBlockHandle::query() {
     m_info.optimalTransferBytes = kOptimalTransferBytes;
+    if (!isOpen())
+        return notReopened();
     if (!m_isDevice)
         return queryFile();
     const BlockMeasure device(handle());
@@ -194,8 +196,8 @@ DeviceStatus WindowsBlockHandle::failure(const TransferOutcome& outcome) const {
 
 DeviceStatus WindowsBlockHandle::transfer(bool writing, std::uint64_t offset, std::uint8_t* buffer,
                                           std::size_t bytes) {
-    if (!m_direct && !m_plain)
-        return {LIBDRIVE2_NO_ACCESS, "it could not be opened again"};
+    if (!isOpen())
+        return notReopened();
     if (m_isEmpty)
         return failure({});
     const bool isDirect =

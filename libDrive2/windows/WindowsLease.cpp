@@ -233,7 +233,7 @@ zel::Array<zel::String> listWindowsLocators() {
     zel::Array<zel::String> locators;
     for (const std::uint32_t number : zel::listDevicesNamed(zel::kDiskPrefix))
         locators.append(zel::fromWide(diskPath(number)));
-    for (const SystemVolume& volume : listVolumes())
+    for (const SystemVolume& volume : listVolumes().value_or(std::vector<SystemVolume>()))
         for (const std::wstring& point : volume.mountPoints)
             if (const std::wstring name = point.substr(0, 2);
                 point.size() == 3 && zel::letterInName(name) != 0 && !volume.extents.empty())
