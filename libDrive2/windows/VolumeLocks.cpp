@@ -40,11 +40,12 @@ VolumeLocks::~VolumeLocks() {
 
 DeviceStatus VolumeLocks::take(const std::vector<SystemVolume>& volumes) {
     DeviceStatus status;
+    const auto before = static_cast<std::ptrdiff_t>(m_locked.size());
     for (const SystemVolume& volume : volumes)
         if (status = lock(volume); !status.ok())
             break;
     // Only when all are locked: one that was not dismounted is as if nothing had happened to it.
-    for (auto each = m_locked.begin(); status.ok() && each != m_locked.end(); ++each)
+    for (auto each = m_locked.begin() + before; status.ok() && each != m_locked.end(); ++each)
         if (!zel::tellDevice(each->handle.get(), FSCTL_DISMOUNT_VOLUME))
             status = failure(each->volume, " cannot be dismounted", GetLastError());
     if (zel::String ignored; !status.ok())
