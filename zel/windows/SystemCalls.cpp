@@ -7,10 +7,6 @@
 #include <cstring>
 #include <vector>
 
-// What <winternl.h> leaves out.
-extern "C" NTSTATUS NTAPI NtSetInformationFile(HANDLE file, IO_STATUS_BLOCK* done, void* information,
-                                               ULONG bytes, FILE_INFORMATION_CLASS kind);
-
 namespace zel {
 
 namespace {
