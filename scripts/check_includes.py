@@ -5,7 +5,8 @@ linux/ and windows/, and so are our own that lie in such folders. The module, mo
 anything compiled for one system only outside of such folders, but in the header that marks what libraries export.
 
 Arguments: the project's folder and a compile_commands.json of it. Prints faults as FILE:LINE: WHAT. With --headers and
-the folder: lists the headers that have to be compiled alone, as no source of their name includes them first.
+the folder: lists the headers that have to be compiled alone, as no source of their name includes them first; those for
+Windows, which only compile for it, are listed with "windows" behind that, and alone.
 """
 
 import json
@@ -32,6 +33,8 @@ MARKS_EXPORTS = "contracts/zel/Export.h"
 INCLUDE = re.compile(r'\s*#\s*include\s*(?:"([^"]+)"|<([^>]+)>)')
 STANDARD = re.compile(r"[a-z_]+")  # no folder, no suffix: <vector>, <cstdint>
 PATH_OPTIONS = ("-I", "-isystem", "-iquote", "-idirafter", "-include", "-imacros")
+# Headers of the standard library that are compiled once for all sources; every source includes them by itself as well.
+PRECOMPILED = "cmake_pch.hxx"
 
 
 def sources(root, part):
@@ -114,14 +117,15 @@ def check_first_includes(root):
                 yield f"{source.relative_to(root)}:1: the first #include must be its own header, {own.relative_to(root)}"
 
 
-def headers_to_compile(root):
+def headers_to_compile(root, for_windows):
     """Those that no source includes first."""
     proven = {first_include(root, source) for part in PARTS for source in sources(root, part)
               if source.suffix == ".cpp"}
     for part in PARTS + ("tests",):
         for header in sources(root, part):
-            if header.suffix == ".h" and header not in proven and "windows" not in header.parts:
-                yield header.relative_to(root).as_posix()
+            place = header.relative_to(root)
+            if header.suffix == ".h" and header not in proven and ("windows" in place.parts) == for_windows:
+                yield place.as_posix()
 
 
 def include_paths(command):
@@ -130,7 +134,9 @@ def include_paths(command):
     for word in words:
         for option in PATH_OPTIONS:
             if word.startswith(option):
-                yield word[len(option):] or next(words)
+                path = word[len(option):] or next(words)
+                if pathlib.Path(path).name != PRECOMPILED:
+                    yield path
                 break
 
 
@@ -147,11 +153,11 @@ def check_module_path(root, commands):
 
 
 def main():
-    if len(sys.argv) == 3 and sys.argv[1] == "--headers":
-        print("\n".join(headers_to_compile(pathlib.Path(sys.argv[2]).resolve())))
+    if len(sys.argv) > 2 and sys.argv[1] == "--headers" and sys.argv[3:] in ([], ["windows"]):
+        print("\n".join(headers_to_compile(pathlib.Path(sys.argv[2]).resolve(), bool(sys.argv[3:]))))
         return 0
     if len(sys.argv) != 3:
-        sys.exit("use it as: check_includes.py FOLDER COMPILE_COMMANDS, or check_includes.py --headers FOLDER")
+        sys.exit("use it as: check_includes.py FOLDER COMPILE_COMMANDS, or check_includes.py --headers FOLDER [windows]")
     root = pathlib.Path(sys.argv[1]).resolve()
     commands = json.loads(pathlib.Path(sys.argv[2]).read_text(encoding="utf-8"))
     faults = [fault for part in PARTS for fault in check_sources(root, part)]

@@ -33,8 +33,8 @@ GuardedFile createNew(const GuardedFolder& folder, const std::string& name, std:
 
 /// Through a handle that lets others read the file, and this run delete it.
 int openDescriptor(const zel::Handle& file) {
-    zel::Handle again(zel::SystemCalls::current().reopenFile(file.get(), GENERIC_READ | GENERIC_WRITE,
-                                                             GuardedFolder::kShareAll, 0));
+    zel::Handle again(
+        zel::SystemCalls::current().reopenFile(file.get(), GENERIC_READ | GENERIC_WRITE, zel::kShareAll, 0));
     const int descriptor =
         again ? _open_osfhandle(reinterpret_cast<std::intptr_t>(again.get()), _O_BINARY) : -1;
     if (descriptor >= 0)

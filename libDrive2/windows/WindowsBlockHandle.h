@@ -37,6 +37,7 @@ public:
 private:
     WindowsBlockHandle(const zel::String& path, DWORD access, DWORD share);
 
+    [[nodiscard]] bool isOpen() const { return m_direct || m_plain; }
     DeviceStatus openHandles();
     DeviceStatus openDevice();
     DeviceStatus openFile();

@@ -50,7 +50,8 @@ private:
     [[nodiscard]] std::vector<StorageExtent> storage();
     DeviceStatus holdAlone(const WindowsTarget& target);
     DeviceStatus claimAlone(const WindowsTarget& target);
-    bool describeObstacles(const WindowsTarget& target, zel::String& reason) const;
+    DeviceStatus lockAll(const WindowsTarget& target);
+    [[nodiscard]] DeviceStatus unlisted() const;
 
     zel::String m_path;
     zel::Handle m_opened;  ///< only to ask; keeps a file's name from being given to another

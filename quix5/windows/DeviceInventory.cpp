@@ -84,14 +84,14 @@ DiagDevice describe(const std::wstring& path, DriveKind kind, const Answers& ans
     setText(described, kPropertyModel, descriptor.product);
     setText(described, kPropertySerial, descriptor.serial);
     setText(described, kPropertyFirmware, descriptor.revision);
-    described.setProperty(kPropertyBytes, geometry.bytes);
+    described.setProperty(kPropertyBytes, geometry.bytes.value_or(0));
     described.setProperty(kPropertySectorSize, geometry.sectorBytes);
     return described;
 }
 
 /// A disk, or an optical drive, by the system's own name; nothing where no driver answers by it.
 std::optional<DiagDevice> findNamed(std::wstring_view prefix, std::uint32_t number) {
-    const std::wstring path = zel::devicePath(prefix) + std::to_wstring(number);
+    const std::wstring path = zel::devicePath(prefix, number);
     const zel::Handle device = zel::openToAsk(path);
     if (!device)
         return std::nullopt;

@@ -40,7 +40,7 @@ std::wstring dosDevices() {
 
 }  // namespace
 
-std::vector<std::uint8_t> askDevice(HANDLE device, DWORD code, AnswerBytes question) {
+std::vector<std::uint8_t> askDevice(HANDLE device, DWORD code, Bytes question) {
     std::vector<std::uint8_t> asked(question.begin(), question.end());
     for (std::size_t room = kFirstRoom; room <= kMostRoom; room *= 4) {
         std::vector<std::uint8_t> answer(room);
@@ -61,9 +61,16 @@ std::vector<std::uint8_t> askDevice(HANDLE device, DWORD code, AnswerBytes quest
 
 std::vector<std::uint8_t> askProperty(HANDLE device, DWORD property) {
     std::array<std::uint8_t, sizeof(STORAGE_PROPERTY_QUERY)> question{};
-    for (std::size_t i = 0; i < sizeof property; ++i)
-        question[i] = static_cast<std::uint8_t>(property >> (8 * i) & 0xFF);
+    storeLittleEndian(question, 0, property);
     return askDevice(device, IOCTL_STORAGE_QUERY_PROPERTY, question);
+}
+
+bool tellDevice(HANDLE device, DWORD code, Bytes message) {
+    std::vector<std::uint8_t> told(message.begin(), message.end());
+    DWORD returned = 0;
+    return SystemCalls::current().deviceIoControl(device, code, told.empty() ? nullptr : told.data(),
+                                                  static_cast<DWORD>(told.size()), nullptr, 0,
+                                                  &returned) != FALSE;
 }
 
 std::optional<DeviceDescriptor> askDescriptor(HANDLE device) {
@@ -75,16 +82,24 @@ std::optional<DeviceNumber> askNumber(HANDLE device) {
 }
 
 std::optional<DiskGeometry> askGeometry(HANDLE device) {
-    return parseDiskGeometry(askDevice(device, IOCTL_DISK_GET_DRIVE_GEOMETRY_EX));
+    const auto geometry = parseDiskGeometry(askDevice(device, IOCTL_DISK_GET_DRIVE_GEOMETRY_EX));
+    return geometry && geometry->bytes ? geometry : std::nullopt;
+}
+
+Handle openShared(const std::wstring& path, DWORD access) {
+    return Handle(SystemCalls::current().createFile(path, access, kShareContents, OPEN_EXISTING, 0));
 }
 
 Handle openToAsk(const std::wstring& path) {
-    return Handle(
-        SystemCalls::current().createFile(path, 0, FILE_SHARE_READ | FILE_SHARE_WRITE, OPEN_EXISTING, 0));
+    return openShared(path, 0);
 }
 
 std::wstring devicePath(std::wstring_view name) {
     return std::wstring(L"\\\\.\\").append(name);
+}
+
+std::wstring devicePath(std::wstring_view prefix, std::uint32_t number) {
+    return devicePath(prefix) + std::to_wstring(number);
 }
 
 std::wstring deviceName(std::wstring_view path) {

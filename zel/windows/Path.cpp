@@ -16,7 +16,6 @@ namespace {
 constexpr std::size_t kLongestPlain = 240;
 constexpr std::wstring_view kLong = L"\\\\?\\";
 constexpr std::wstring_view kLongShare = L"\\\\?\\UNC\\";
-constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 
 bool startsWithDrive(std::wstring_view path) {
     return path.size() >= 3 && path[1] == L':' && path[2] == L'\\';

@@ -112,18 +112,34 @@ TEST_F(PassThroughTest, ScsiAnswersAreBelievedAsFarAsTheyGo) {
 
 TEST_F(PassThroughTest, ScsiDataIsCopiedForTheDriversAlignmentAndLimits) {
     playScsi(disk, "sim:scsi,sectors=1000,bad=700");
-    ScsiSBCDrive drive{SharedScsiPassThrough(openScsi())};
-    ASSERT_EQ(drive.getSectorCount(), 1000U) << drive.getLastErrorStr().utf8();
-    std::vector<char> data(600 * 512 + 8), found(data.size());
-    for (std::size_t shift = 0; shift < 5; ++shift) {
-        for (std::size_t i = 0; i < data.size(); ++i)
-            data[i] = static_cast<char>((i + shift) % 251);
-        EXPECT_TRUE(drive.writeSector(7, 600, data.data() + shift, 600 * 512));
-        EXPECT_TRUE(drive.readSector(7, 600, found.data() + shift, 600 * 512));
-        EXPECT_EQ(std::memcmp(data.data() + shift, found.data() + shift, 600 * 512), 0);
+    for (const bool isTold : {true, false}) {
+        if (!isTold)
+            disk.drivers.erase(IOCTL_SCSI_GET_CAPABILITIES);
+        ScsiSBCDrive drive{SharedScsiPassThrough(openScsi())};
+        ASSERT_EQ(drive.getSectorCount(), 1000U) << drive.getLastErrorStr().utf8();
+        std::vector<char> data(600 * 512 + 8), found(data.size());
+        for (std::size_t shift = 0; shift < 5; ++shift) {
+            for (std::size_t i = 0; i < data.size(); ++i)
+                data[i] = static_cast<char>((i + shift) % 251);
+            EXPECT_TRUE(drive.writeSector(7, 600, data.data() + shift, 600 * 512));
+            EXPECT_TRUE(drive.readSector(7, 600, found.data() + shift, 600 * 512));
+            EXPECT_EQ(std::memcmp(data.data() + shift, found.data() + shift, 600 * 512), 0);
+        }
+        EXPECT_FALSE(drive.readSector(690, 20, found.data(), 20 * 512));
+        EXPECT_EQ(drive.lastError, LIBDRIVE2_MEDIA_ERROR) << drive.getLastErrorStr().utf8();
     }
-    EXPECT_FALSE(drive.readSector(690, 20, found.data(), 20 * 512));
-    EXPECT_EQ(drive.lastError, LIBDRIVE2_MEDIA_ERROR) << drive.getLastErrorStr().utf8();
+}
+
+TEST_F(PassThroughTest, WhatCannotBeOpenedAgainTakesNoCommands) {
+    playScsi(disk, "sim:scsi,sectors=1000");
+    playAta(disk, "sim:ata,sectors=1000");
+    const auto unit = openScsi();
+    const auto drive = DeviceProvider::system().openAta(kPath);
+    ASSERT_TRUE(unit && drive);
+    disk.openError = ERROR_FILE_NOT_FOUND;
+    EXPECT_FALSE(unit->reopen().ok() || drive->reopen().ok());
+    EXPECT_EQ(unit->execute(scsi::testUnitReady()).delivery.type, LIBDRIVE2_NO_ACCESS);
+    EXPECT_EQ(drive->execute(ata::checkPowerMode()).delivery.type, LIBDRIVE2_NO_ACCESS);
 }
 
 TEST_F(PassThroughTest, OpensOnlyWholeDevicesThatTakeCommands) {
