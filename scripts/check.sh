@@ -74,9 +74,10 @@ check_format() {
 }
 
 check_header() {
-    local header="$1" paths=(-I. -Icontracts -Itests)
+    local header="$1" compiler=g++ paths=(-I. -Icontracts -Itests)
     [[ "$header" != contracts/* ]] || paths=(-Icontracts)
-    ccache g++ -std=c++20 -D_FILE_OFFSET_BITS=64 "${paths[@]}" -fsyntax-only -Wall -Wextra -Werror \
+    [[ "$header" != */windows/* ]] || compiler=x86_64-w64-mingw32-g++-posix
+    ccache "$compiler" -std=c++20 -D_FILE_OFFSET_BITS=64 "${paths[@]}" -fsyntax-only -Wall -Wextra -Werror \
         -include "$header" -x c++ /dev/null || {
         echo "$header does not compile alone: include in it what it uses" >&2
         exit 255
@@ -86,7 +87,10 @@ check_header() {
 # Of headers that a source includes first the build has proven it.
 check_headers() {
     local headers
-    headers="$(/usr/bin/python3 -B scripts/check_includes.py --headers "$root")"
+    headers="$(for platform in "" windows; do
+        # shellcheck disable=SC2086 # nothing, or one word
+        /usr/bin/python3 -B scripts/check_includes.py --headers "$root" $platform
+    done)"
     export -f check_header
     # shellcheck disable=SC2016 # expands in the inner shell
     xargs -d '\n' -P "$jobs" -I '{}' bash -c 'check_header "$1"' - '{}' <<<"$headers"
@@ -118,7 +122,12 @@ run_tests() {
     return "$status"
 }
 
-check_tidy() { /usr/bin/python3 -B scripts/tidy.py "$root" build/dev/compile_commands.json "$jobs"; }
+check_tidy() {
+    /usr/bin/python3 -B scripts/tidy.py "$root" build/dev/compile_commands.json "$jobs"
+    # What is for Windows alone.
+    cmake --preset windows >"$root/build/windows.log" 2>&1 || { tail -n 60 "$root/build/windows.log" >&2; return 1; }
+    /usr/bin/python3 -B scripts/tidy.py "$root" build/windows/compile_commands.json "$jobs" windows
+}
 
 # run_shuffled PRESET: the unit tests, each program as a whole and in an order that no test may rely on.
 run_shuffled() {
