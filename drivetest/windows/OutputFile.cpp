@@ -4,6 +4,7 @@
 #include <io.h>
 
 #include <algorithm>
+#include <bit>
 #include <cerrno>
 #include <chrono>
 #include <system_error>
@@ -34,8 +35,8 @@ void tellErrno() {
 
 bool isSameObject(HANDLE a, HANDLE b) {
     using Compare = BOOL(WINAPI*)(HANDLE, HANDLE);
-    static const auto compare = reinterpret_cast<Compare>(
-        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"kernelbase.dll"), "CompareObjectHandles")));
+    static const auto compare =
+        std::bit_cast<Compare>(GetProcAddress(GetModuleHandleW(L"kernelbase.dll"), "CompareObjectHandles"));
     return a == b || (compare != nullptr && compare(a, b) != FALSE);
 }
 

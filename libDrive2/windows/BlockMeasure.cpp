@@ -19,7 +19,7 @@ bool isUnknown(DWORD error) {
 /// Nothing, with the error that is no lack of knowledge, if any, for what cannot be asked.
 std::optional<zel::DiskGeometry> geometryOf(HANDLE device, DWORD& error) {
     error = ERROR_SUCCESS;
-    for (const DWORD code : {IOCTL_DISK_GET_DRIVE_GEOMETRY_EX, IOCTL_DISK_GET_DRIVE_GEOMETRY}) {
+    for (const DWORD code : {DWORD{IOCTL_DISK_GET_DRIVE_GEOMETRY_EX}, DWORD{IOCTL_DISK_GET_DRIVE_GEOMETRY}}) {
         const auto answer = zel::askDevice(device, code);
         if (answer.empty() && error == ERROR_SUCCESS && !isUnknown(GetLastError()))
             error = GetLastError();

@@ -71,6 +71,7 @@ StorageId idOfDisk(std::uint32_t number) {
 
 std::vector<StorageExtent> storageOf(const std::vector<DiskExtent>& extents) {
     std::vector<StorageExtent> storage;
+    storage.reserve(extents.size());
     for (const DiskExtent& extent : extents)
         storage.push_back({idOfDisk(extent.disk), extent.start, extent.bytes});
     return storage;

@@ -256,7 +256,7 @@ DeviceStatus WindowsBlockHandle::flush() {
     return {};
 }
 
-DeviceStatus WindowsBlockHandle::control(DWORD code, Bytes input) {
+DeviceStatus WindowsBlockHandle::control(DWORD code, Bytes input) const {
     return zel::tellDevice(handle(), code, input) ? DeviceStatus{} : lastSystemStatus();
 }
 

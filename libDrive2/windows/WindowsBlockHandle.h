@@ -49,7 +49,7 @@ private:
     [[nodiscard]] bool endsBefore(std::uint64_t offset) const;
     [[nodiscard]] DeviceStatus failure(const TransferOutcome& outcome) const;
     /// For controls of the tray.
-    DeviceStatus control(DWORD code, Bytes input = {});
+    [[nodiscard]] DeviceStatus control(DWORD code, Bytes input = {}) const;
 
     zel::String m_path;
     DWORD m_access;

@@ -145,7 +145,7 @@ DeviceStatus WindowsNVMeDevice::reopen() {
     const auto unit = windows::parseLogicalUnit(zel::askDevice(m_device.handle(), IOCTL_SCSI_GET_ADDRESS));
     m_namespaceId = unit.value_or(0) + 1U;
     std::vector<std::uint8_t> identity(nvme::kIdentifyBytes);
-    const DeviceStatus asked =
+    DeviceStatus asked =
         execute(nvme::withData(nvme::identifyController(), identity.data(), identity.size())).delivery;
     if (asked.type == LIBDRIVE2_NOT_SUPPORTED || asked.type == LIBDRIVE2_BAD_ARGUMENT)
         return {LIBDRIVE2_NOT_SUPPORTED, "it is no NVMe namespace"};

@@ -51,25 +51,29 @@ zel::String describeObstacles(const WindowsTarget& target, const std::vector<Sys
 }  // namespace
 
 WindowsVolumes::WindowsVolumes(const zel::String& path, zel::Handle opened)
-    : m_path(path), m_opened(std::move(opened)), m_target(WindowsTarget::of(m_opened.get(), path)) {}
+    : m_path(path),
+      m_opened(std::move(opened)),
+      m_target(WindowsTarget::of(m_opened.get(), path)),
+      m_isFound(true) {}
 
 const WindowsTarget* WindowsVolumes::found() {
-    if (m_target)
-        return &*m_target;
+    if (m_isFound)
+        return &m_target;
     m_opened = openShared(m_path, 0);
     if (!m_opened)
         return nullptr;
     m_target = WindowsTarget::of(m_opened.get(), m_path);
-    return &*m_target;
+    m_isFound = true;
+    return &m_target;
 }
 
 bool WindowsVolumes::isStretchOfDisk() const {
-    return m_target && stretchOf(*m_target) != nullptr;
+    return stretchOf(m_target) != nullptr;
 }
 
 std::vector<StorageExtent> WindowsVolumes::storage() {
     DriveIdentity identity;
-    identifyStorage(m_opened.get(), *m_target, identity);
+    identifyStorage(m_opened.get(), m_target, identity);
     return identity.storage;
 }
 
@@ -136,9 +140,9 @@ Encryption WindowsVolumes::examineEncryption(zel::String& reason) {
     // Nor is there a volume without a medium, or where an optical medium holds no recording yet.
     const SectorSource sectors = sectorsOf(*device);
     std::vector<std::uint8_t> first(sectors.sectorBytes);
-    if (!device->info().mediumPresent || (m_target->kind == Kind::optical && !sectors.read(0, first.data())))
+    if (!device->info().mediumPresent || (m_target.kind == Kind::optical && !sectors.read(0, first.data())))
         return Encryption::none;
-    return findEncryptedVolume(sectors, m_path, listPartitions(*m_target), reason);
+    return findEncryptedVolume(sectors, m_path, listPartitions(m_target), reason);
 }
 
 bool WindowsVolumes::lock(zel::String& reason) {

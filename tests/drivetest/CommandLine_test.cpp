@@ -6,13 +6,11 @@
 namespace drivetest {
 namespace {
 
-TEST(CommandLine, WithoutACommandTellsOfTheUsage) {
+TEST(CommandLine, WithoutACommandIsWrongUsage) {
+    // Whoever starts the program may leave out even its name.
     const std::vector<std::string> rows[] = {{}, {"drivetest"}, {"drivetest", "dance"}, {"drivetest", "run"}};
-    for (const auto& arguments : rows) {
-        testing::internal::CaptureStderr();
+    for (const auto& arguments : rows)
         EXPECT_EQ(runCommandLine(arguments), kExitUsage) << arguments.size();
-        EXPECT_NE(testing::internal::GetCapturedStderr().find("--help"), std::string::npos);
-    }
 }
 
 }  // namespace

@@ -35,13 +35,13 @@ std::optional<bool> parseMediumRemovable(Bytes answer) {
 std::optional<double> parseTemperature(Bytes answer) {
     constexpr std::size_t kFirstSensor = 24;
     constexpr std::size_t kSensorBytes = 16;
-    constexpr std::int16_t kNotReported = std::numeric_limits<std::int16_t>::min();
-    constexpr int kCoolest = -100, kHottest = 200;  // outside of it, the answer is wrong and not the drive
+    // Outside of it, the sensor does not report, or the answer is wrong and not the drive.
+    constexpr int kCoolest = -100, kHottest = 200;
     const auto sensors = loadLittleEndian<std::uint16_t>(answer, 12);
     for (std::size_t at = kFirstSensor, i = 0; i < sensors && at + kSensorBytes <= answer.size();
          ++i, at += kSensorBytes) {
         const auto degrees = std::bit_cast<std::int16_t>(loadLittleEndian<std::uint16_t>(answer, at + 2));
-        if (degrees != kNotReported && degrees >= kCoolest && degrees <= kHottest)
+        if (degrees >= kCoolest && degrees <= kHottest)
             return degrees;
     }
     return std::nullopt;
