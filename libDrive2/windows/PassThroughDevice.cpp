@@ -10,6 +10,8 @@
 #include "libDrive2/windows/SystemError.h"
 #include "libDrive2/windows/answers/DiskAnswers.h"
 #include "libDrive2/windows/answers/PassThroughAnswers.h"
+#include "zel/windows/DeviceQuery.h"
+#include "zel/windows/Utf16.h"
 
 namespace libDrive2 {
 
@@ -20,9 +22,17 @@ constexpr std::size_t kMaxTransferBytes = std::size_t{1} << 20;
 constexpr std::size_t kSafeTransferBytes = std::size_t{64} << 10;
 constexpr std::size_t kAnswerRoom = 256;
 
+/// By its very name, whatever number of a partition its driver gives it.
+bool namesWholeDevice(const zel::String& path) {
+    const std::wstring name = zel::deviceName(zel::toWide(path.utf8()));
+    return zel::numberInName(name, zel::kDiskPrefix) || zel::numberInName(name, zel::kOpticalPrefix);
+}
+
 }  // namespace
 
 DeviceStatus PassThroughDevice::checkWholeDevice() const {
+    if (namesWholeDevice(OpenLeases::pathOf(m_path)))
+        return {};
     const auto answer = askDevice(m_handle.get(), IOCTL_STORAGE_GET_DEVICE_NUMBER, {}, kAnswerRoom);
     const auto number = answer ? windows::parseDeviceNumber(*answer) : std::nullopt;
     if (number && number->isPartition())

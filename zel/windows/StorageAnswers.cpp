@@ -77,6 +77,25 @@ std::optional<DeviceDescriptor> parseDeviceDescriptor(AnswerBytes answer) {
     return found;
 }
 
+std::optional<DeviceDescriptor> parseInquiry(AnswerBytes answer) {
+    constexpr std::size_t kStandardBytes = 36;
+    constexpr std::size_t kTypesAt = 5;  // above it, whether a drive is there
+    if (answer.size() < kStandardBytes || answer[0] >> kTypesAt != 0)
+        return std::nullopt;
+    const auto text = [answer](std::size_t at, std::size_t bytes) {
+        const AnswerBytes field = answer.subspan(at, bytes);
+        return trimmed(std::string(field.begin(), field.end()));
+    };
+    DeviceDescriptor found;
+    found.deviceType = answer[0] & 0x1F;
+    found.isRemovable = (answer[1] & 0x80) != 0;
+    found.bus = StorageBus::scsi;
+    found.vendor = text(8, 8);
+    found.product = text(16, 16);
+    found.revision = text(32, 4);
+    return found;
+}
+
 std::optional<DeviceNumber> parseDeviceNumber(AnswerBytes answer) {
     if (answer.size() < sizeof(std::uint32_t) * 3)
         return std::nullopt;

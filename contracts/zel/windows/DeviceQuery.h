@@ -24,6 +24,10 @@ DRIVETEST_API std::optional<DeviceDescriptor> askDescriptor(HANDLE device);
 DRIVETEST_API std::optional<DeviceNumber> askNumber(HANDLE device);
 DRIVETEST_API std::optional<DiskGeometry> askGeometry(HANDLE device);
 
+/// What the drive of that name says of itself (INQUIRY), for those whose driver does not answer. It needs the
+/// right to send commands.
+DRIVETEST_API std::optional<DeviceDescriptor> askDriveItself(const std::wstring& path);
+
 /// Opens a device to ask it; without the right to read or to write, so that this disturbs nobody.
 DRIVETEST_API Handle openToAsk(const std::wstring& path);
 
