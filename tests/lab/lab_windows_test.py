@@ -20,8 +20,8 @@ HERE = pathlib.Path(__file__).parent
 SECTORS = 2048  # of 4096 bytes
 BAD_DISK = disks.Disk("virtio-scsi", SECTORS * 4096, disks.surface(4096, SECTORS * 4096), speed=0, place=0)
 GOOD_DISK = disks.Disk("usb", 4 * disks.MIB, (), speed=0, place=0)
-WRITTEN = [disks.Disk("virtio-scsi", disks.MIB, (), speed=0, place=1, write_fault="never"),
-           disks.Disk("virtio-scsi", disks.MIB + 4096, (), speed=0, place=2, write_fault="always")]
+WRITTEN = [disks.Disk(kind, disks.MIB + place * 4096, (), speed=0, place=place + 1, write_fault=fault)
+           for place, (kind, fault) in enumerate((("usb", "never"), ("usb", "always"), ("virtio-scsi", "never")))]
 CD, BAD_DVD, EMPTY = (lab_optical_test.QEMU[name] for name in ("CD, SCSI", "bad DVD, SCSI", "empty, SCSI"))
 CDS = {drive: lab_optical_test.QemuDrive(drive.kind, place, drive.sectors, drive.bad)
        for place, drive in enumerate((CD, BAD_DVD, EMPTY), 4)}  # beside the disks
@@ -87,6 +87,28 @@ class Disks(WindowsTest):
             with self.subTest(method=method):
                 self.check_surface(path, GOOD_DISK.sectors, (), method)
 
+
+
+class Writing(WindowsTest):
+    write, check_preserved, check_fault = (lab_test.Writing.write, lab_test.Writing.check_preserved,
+                                           lab_test.Writing.check_fault)
+
+    def tearDown(self):
+        self.lab.must("! ls /system/wine/drive_c/ProgramData/DriveTest/journal | grep .")
+
+    def test_contents_are_preserved(self):
+        self.check_preserved("usb", SCSI)
+
+    def test_sector_that_takes_no_writes(self):
+        changed = self.check_fault("usb", "always", SCSI, 1,
+                                   [lab_test.Writing.WRITE_ERROR, lab_test.Writing.NOT_RESTORED])
+        self.assertEqual(changed, [])
+
+    def test_drive_of_which_the_system_knows_another_size(self):
+        """Wine tells no sizes of sectors: those of 512 bytes are assumed. Nothing is written where the drive has others."""
+        run, changed, written = self.write("LinearPatternTest", self.lab.disk_to_write("virtio-scsi", "never"), SCSI)
+        self.assertEqual((run.status, run.result(), changed, written), (6, "CANNOTRUN", [], 0), run.out)
+        self.assertIn("has another size than the one that was confirmed", run.out)
 
 
 class Optical(WindowsTest):
