@@ -10,6 +10,7 @@
 #include "libDrive2/windows/SystemError.h"
 #include "libDrive2/windows/answers/PassThroughAnswers.h"
 #include "zel/windows/DeviceQuery.h"
+#include "zel/windows/Utf16.h"
 
 namespace libDrive2 {
 
@@ -20,9 +21,17 @@ constexpr std::size_t kMaxTransferBytes = std::size_t{1} << 20;
 constexpr std::size_t kSafeTransferBytes = std::size_t{64} << 10;
 constexpr std::size_t kSafeAlignment = 4096;
 
+/// By its very name, whatever number of a partition its driver gives it.
+bool namesWholeDevice(const zel::String& path) {
+    const std::wstring name = zel::deviceName(zel::toWide(path.utf8()));
+    return zel::numberInName(name, zel::kDiskPrefix) || zel::numberInName(name, zel::kOpticalPrefix);
+}
+
 }  // namespace
 
 DeviceStatus PassThroughDevice::checkWholeDevice() const {
+    if (namesWholeDevice(OpenLeases::pathOf(m_path)))
+        return {};
     const auto number = zel::askNumber(m_handle.get());
     if (number && number->isPartition())
         return {LIBDRIVE2_NOT_SUPPORTED, "it is a partition: commands go to the whole drive only"};

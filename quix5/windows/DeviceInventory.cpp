@@ -101,6 +101,24 @@ std::optional<DiagDevice> findNamed(std::wstring_view prefix, std::uint32_t numb
     return describe(path, prefix == zel::kOpticalPrefix ? DriveKind::optical : DriveKind::disk, answers);
 }
 
+/// A drive whose driver tells nothing of it, as it describes itself.
+std::optional<DiagDevice> findSilent(const std::wstring& path) {
+    constexpr std::uint8_t kDisk = 0x00, kSimpleDisk = 0x0E;
+    Answers answers((zel::openToAsk(path).get()));
+    answers.descriptor = zel::askDriveItself(path);
+    if (!answers.descriptor)
+        return std::nullopt;
+    switch (answers.descriptor->deviceType) {
+        case kDisk:
+        case kSimpleDisk:
+            return describe(path, DriveKind::disk, answers);
+        case zel::kTypeOptical:
+            return describe(path, DriveKind::optical, answers);
+        default:
+            return std::nullopt;
+    }
+}
+
 bool isFloppyDrive(HANDLE device) {
     return zel::namesFloppyMedium(zel::askDevice(device, IOCTL_STORAGE_GET_MEDIA_TYPES));
 }
@@ -149,8 +167,11 @@ DiagDevice findDevice(const zel::String& locator) {
     const std::wstring name = zel::deviceName(zel::toWide(locator.utf8()));
     std::optional<DiagDevice> found;
     for (const std::wstring_view prefix : {zel::kDiskPrefix, zel::kOpticalPrefix})
-        if (const auto number = zel::numberInName(name, prefix))
+        if (const auto number = zel::numberInName(name, prefix)) {
             found = findNamed(prefix, *number);
+            if (!found)
+                found = findSilent(zel::devicePath(name));
+        }
     if (const wchar_t letter = zel::letterInName(name); letter != 0)
         found = findByLetter(letter);
     if (found)

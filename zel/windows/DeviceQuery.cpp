@@ -90,6 +90,32 @@ Handle openShared(const std::wstring& path, DWORD access) {
     return Handle(SystemCalls::current().createFile(path, access, kShareContents, OPEN_EXISTING, 0));
 }
 
+std::optional<DeviceDescriptor> askDriveItself(const std::wstring& path) {
+    constexpr UCHAR kInquiry = 0x12, kInquiryBytes = 6;
+    constexpr ULONG kSeconds = 5;
+    const Handle device(SystemCalls::current().createFile(
+        path, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, OPEN_EXISTING, 0));
+    std::array<std::uint8_t, 96> answer{};
+    SCSI_PASS_THROUGH_DIRECT command{};
+    command.Length = sizeof command;
+    command.CdbLength = kInquiryBytes;
+    command.Cdb[0] = kInquiry;
+    command.Cdb[4] = static_cast<UCHAR>(answer.size());
+    command.DataIn = SCSI_IOCTL_DATA_IN;
+    command.DataTransferLength = static_cast<ULONG>(answer.size());
+    command.DataBuffer = answer.data();
+    command.TimeOutValue = kSeconds;
+    DWORD returned = 0;
+    if (!device ||
+        SystemCalls::current().deviceIoControl(device.get(), IOCTL_SCSI_PASS_THROUGH_DIRECT, &command,
+                                               sizeof command, &command, sizeof command,
+                                               &returned) == FALSE ||
+        command.ScsiStatus != 0)
+        return std::nullopt;
+    return parseInquiry(
+        Bytes(answer).first(std::min<std::size_t>(command.DataTransferLength, answer.size())));
+}
+
 Handle openToAsk(const std::wstring& path) {
     return openShared(path, 0);
 }

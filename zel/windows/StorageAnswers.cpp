@@ -78,6 +78,21 @@ std::optional<DeviceDescriptor> parseDeviceDescriptor(Bytes answer) {
     return found;
 }
 
+std::optional<DeviceDescriptor> parseInquiry(Bytes answer) {
+    constexpr std::size_t kStandardBytes = 36;
+    constexpr std::size_t kTypesAt = 5;  // above it, whether a drive is there
+    if (answer.size() < kStandardBytes || answer[0] >> kTypesAt != 0)
+        return std::nullopt;
+    DeviceDescriptor found;
+    found.deviceType = answer[0] & 0x1F;
+    found.isRemovable = (answer[1] & 0x80) != 0;
+    found.bus = StorageBus::scsi;
+    found.vendor = textOf(answer.subspan(8, 8));
+    found.product = textOf(answer.subspan(16, 16));
+    found.revision = textOf(answer.subspan(32, 4));
+    return found;
+}
+
 std::optional<DeviceNumber> parseDeviceNumber(Bytes answer) {
     if (answer.size() < sizeof(std::uint32_t) * 3)
         return std::nullopt;

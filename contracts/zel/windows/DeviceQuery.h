@@ -28,6 +28,10 @@ DRIVETEST_API std::optional<DeviceNumber> askNumber(HANDLE device);
 /// With the size, which handles without the right to read are told, too.
 DRIVETEST_API std::optional<DiskGeometry> askGeometry(HANDLE device);
 
+/// What the drive of that name says of itself (INQUIRY), for those whose driver does not answer. It needs the
+/// right to send commands.
+DRIVETEST_API std::optional<DeviceDescriptor> askDriveItself(const std::wstring& path);
+
 /// Opens what is there, which others may read and write meanwhile. Empty, with GetLastError(), on failure.
 DRIVETEST_API Handle openShared(const std::wstring& path, DWORD access);
 /// Opens a device to ask it; without the right to read or to write, so that this disturbs nobody.

@@ -51,6 +51,10 @@ struct DeviceDescriptor {
 };
 DRIVETEST_API std::optional<DeviceDescriptor> parseDeviceDescriptor(Bytes answer);
 
+/// The same from a drive's own answer to the SCSI command INQUIRY, which tells neither bus nor serial number.
+/// Nothing where no drive is at that address.
+DRIVETEST_API std::optional<DeviceDescriptor> parseInquiry(Bytes answer);
+
 /// STORAGE_DEVICE_NUMBER.
 struct DeviceNumber {
     static constexpr std::uint32_t kOpticalType = 0x02;  ///< FILE_DEVICE_CD_ROM
