@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 """Compares two builds of the program: runs every test on drives of every kind with both, and says where their exit
 statuses, records or logs differ. What depends on the time that a run took, and where the source says something, is left out;
-between systems also the system's own words and names. A program for Windows runs under Wine.
+so are the system's own words. A program for Windows runs under Wine.
 
 Exit status: 0 no difference, 1 differences, 2 wrong usage.
 """
@@ -22,7 +22,9 @@ import layouts  # noqa: E402
 
 MIB = 1 << 20
 RATED = re.compile(r"\d+(\.\d+)?")
-TIMED_LINE = re.compile(r"rate|speed|MB/s|KB/s|seconds|time", re.IGNORECASE)
+TIMED_LINE = re.compile(r"rate|speed|MB/s|KB/s|kbps|seconds|time", re.IGNORECASE)
+# What the systems, and Wine, call the same.
+SYSTEM_WORDS = re.compile(r"No such file or directory|File not found \(2\)")
 LIMIT_OF_LINES = 20
 
 # Without tests that choose sectors at random, or end when their time is over.
@@ -113,7 +115,7 @@ def outcome(program, test, device, parameters, options):
         lines = [f"status {ended.returncode}", f"image changed: {changed}"]
         lines += ["record: " + line for line in record_lines(folder / "record")]
         lines += ["log: " + line for line in log_lines(folder / "log")]
-        return [line.replace(str(folder), "FOLDER") for line in lines]
+        return [SYSTEM_WORDS.sub("there is no such file", line.replace(str(folder), "FOLDER")) for line in lines]
 
 
 def main():
