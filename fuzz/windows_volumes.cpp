@@ -1,6 +1,7 @@
 #include <bit>
 #include <functional>
 #include <limits>
+#include <optional>
 
 #include "fuzz/Invariants.h"
 #include "libDrive2/windows/answers/DeviceIdentifiers.h"
@@ -12,8 +13,7 @@
 namespace libDrive2::fuzz {
 namespace {
 
-Found findDescriptor(Bytes answer) {
-    const auto found = zel::parseDeviceDescriptor(answer);
+Found toldBy(const std::optional<zel::DeviceDescriptor>& found) {
     if (!found)
         return {};
     requireTexts({found->vendor, found->product, found->revision, found->serial});
@@ -22,6 +22,14 @@ Found findDescriptor(Bytes answer) {
     return {found->deviceType, found->isRemovable, static_cast<std::uint64_t>(found->bus),
             std::hash<std::string>()(found->vendor + "|" + found->product + "|" + found->revision + "|" +
                                      found->serial)};
+}
+
+Found findDescriptor(Bytes answer) {
+    return toldBy(zel::parseDeviceDescriptor(answer));
+}
+
+Found findInquiry(Bytes answer) {
+    return toldBy(zel::parseInquiry(answer));
 }
 
 Found findIdentifiers(Bytes answer) {
@@ -65,6 +73,8 @@ void check(Bytes input) {
     const std::size_t stated = loadLittleEndian<std::uint32_t>(input, 4);
     requireSameWithout(input, stated, findDescriptor);
     requireSameWithout(input, stated, findIdentifiers);
+    constexpr std::size_t kInquiryBytes = 36;  // what follows is of no concern
+    requireSameWithout(input, kInquiryBytes, findInquiry);
     checkVolumes(input);
     if (const auto geometry = zel::parseDiskGeometry(input))
         require(std::has_single_bit(geometry->sectorBytes) && geometry->sectorBytes >= 128 &&
