@@ -19,7 +19,6 @@ struct RunOptions {
     bool keepRecord = true;       ///< in the folder for records, when no file is named for it
     bool replaceOutputs = false;  ///< files that hold something already
     int logPriority = 3;
-    std::string language;
     std::string moduleFile;
     std::string confirm;           ///< what names the drive that may be written to; empty for none
     bool allowUnexamined = false;  ///< write although encryption could not be looked for everywhere
