@@ -122,6 +122,7 @@ void addRunOptions(CLI::App& command, RunOptions& options) {
     addSlownessOptions(command, options);
     command.add_flag_callback(
         "--no-prompt", [&options] { options.prompts = false; }, "Never ask anything");
+    command.add_flag("-q,--quiet", options.quiet, "Show no progress, only problems and the result");
     addModuleOption(command, options.moduleFile);
 }
 
