@@ -12,6 +12,8 @@ namespace {
 
 void fillFrom(const LiveCounts& counts, ProgressSnapshot& now) {
     now.advance.bytes = counts.bytes();
+    now.advance.written = counts.written();
+    now.advance.bytesOfEach = counts.bytesOfEach();
     now.advance.visited = counts.visited();
     now.advance.requested = counts.requested();
     now.surface = counts.surface();

@@ -28,12 +28,12 @@ void DriveStatistics::onMedium(std::uint64_t sectors, std::uint32_t sectorBytes)
 
 void DriveStatistics::onPlan(std::uint64_t sectors) {
     m_counter.plan(sectors, Coverage::Unit::sectors);
-    m_live.plan(sectors);
+    m_live.plan(sectors, m_sectorBytes);
 }
 
 void DriveStatistics::onPlanPositions(std::uint64_t positions) {
     m_counter.plan(positions, Coverage::Unit::positions);
-    m_live.plan(positions);
+    m_live.plan(positions, 0);
 }
 
 void DriveStatistics::onCondemned(const libDrive2::CondemnedSectors& condemned) {
@@ -80,7 +80,7 @@ void DriveStatistics::addTransfer(const libDrive2::DriveOperationReport& report,
         return;
     const std::uint64_t bytes = std::uint64_t{report.count} * m_sectorBytes;
     totals.bytes += bytes;
-    m_live.transfer(report.lba, bytes);
+    m_live.transfer(report.lba, bytes, report.operation == DriveOperation::write);
 }
 
 void DriveStatistics::finish() {

@@ -26,10 +26,16 @@ public:
         for (auto& outcome : m_outcomes)
             outcome.store(LiveOutcome::untouched, kRelaxed);
     }
-    void plan(std::uint64_t requested) { m_requested.store(requested, kRelaxed); }
+    /// So many sectors of that size; 0 bytes for positions.
+    void plan(std::uint64_t requested, std::uint32_t bytesOfEach) {
+        m_bytesOfEach.store(bytesOfEach, kRelaxed);
+        m_requested.store(requested, kRelaxed);
+    }
     void visit(std::uint64_t count) { add(m_visited, count); }
-    void transfer(std::uint64_t lba, std::uint64_t bytes) {
+    void transfer(std::uint64_t lba, std::uint64_t bytes, bool isWrite) {
         add(m_bytes, bytes);
+        if (isWrite)
+            add(m_written, bytes);
         m_position.store(lba, kRelaxed);
         if (auto* const outcome = at(lba);
             outcome != nullptr && outcome->load(kRelaxed) == LiveOutcome::untouched)
@@ -41,6 +47,8 @@ public:
     }
 
     [[nodiscard]] std::uint64_t bytes() const { return m_bytes.load(kRelaxed); }
+    [[nodiscard]] std::uint64_t written() const { return m_written.load(kRelaxed); }
+    [[nodiscard]] std::uint32_t bytesOfEach() const { return m_bytesOfEach.load(kRelaxed); }
     [[nodiscard]] std::uint64_t requested() const { return m_requested.load(kRelaxed); }
     [[nodiscard]] std::uint64_t visited() const { return m_visited.load(kRelaxed); }
     [[nodiscard]] std::uint64_t position() const { return m_position.load(kRelaxed); }
@@ -63,6 +71,8 @@ private:
     std::atomic<std::size_t> m_stretches{0};
     std::array<std::atomic<LiveOutcome>, 1U << kMostBits> m_outcomes{};
     std::atomic<std::uint64_t> m_bytes{0};
+    std::atomic<std::uint64_t> m_written{0};
+    std::atomic<std::uint32_t> m_bytesOfEach{0};
     std::atomic<std::uint64_t> m_requested{0};
     std::atomic<std::uint64_t> m_visited{0};
     std::atomic<std::uint64_t> m_position{0};

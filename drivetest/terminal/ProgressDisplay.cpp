@@ -17,11 +17,12 @@ constexpr std::chrono::nanoseconds kSeldom = 10min;
 
 }  // namespace
 
-ProgressDisplay::ProgressDisplay(Console& console, std::string title,
+ProgressDisplay::ProgressDisplay(Console& console, std::string title, Forecast forecast,
                                  std::function<ProgressSnapshot()> snapshot)
     : m_console(console),
       m_title(std::move(title)),
       m_snapshot(std::move(snapshot)),
+      m_forecast(std::move(forecast)),
       m_lastLook(zel::Clock::current().now()),
       m_nextLine(kOften),
       m_thread([this] {
@@ -54,6 +55,8 @@ void ProgressDisplay::show() {
 void ProgressDisplay::look() {
     const ProgressSnapshot now = m_snapshot();
     m_meter.add(m_elapsed, now.advance);
+    for (const std::string& line : m_forecast.due(m_meter, now.advance, m_elapsed))
+        m_console.line(line);
     const Progress progress{m_title, now, m_meter, m_elapsed};
     const bool isAskedFor = takeProgressRequest();
     if (m_console.isLive())

@@ -2,6 +2,7 @@
 
 #include "drivetest/ExitStatus.h"
 #include "drivetest/terminal/Columns.h"
+#include "drivetest/terminal/Forecast.h"
 #include "drivetest/terminal/ProgressText.h"
 #include "drivetest/terminal/Texts.h"
 
@@ -106,6 +107,29 @@ TEST_F(ProgressRows, ShowTheSurfaceWhereThereIsRoom) {
     now.surface[2] = LiveOutcome::bad;
     EXPECT_THAT(screen(progress, 119).back(), testing::StartsWith("■■X■■···"));
     EXPECT_EQ(screen(progress, 79).size(), 3U);
+}
+
+TEST(Forecast, IsToldOnceForWhatTakesLong) {
+    constexpr std::uint64_t kSectors = 39'062'500'000;
+    const auto linesOf = [](std::chrono::nanoseconds elapsed, const Advance& now,
+                            std::string advice = "take less") {
+        ProgressMeter meter;
+        meter.add(elapsed, now);
+        Forecast forecast(std::move(advice));
+        const std::vector<std::string> lines = forecast.due(meter, now, elapsed);
+        EXPECT_TRUE(forecast.due(meter, now, 2 * elapsed).empty() || lines.empty());
+        return lines;
+    };
+    using testing::ElementsAre;
+    EXPECT_THAT(linesOf(2s, {.visited = kSectors / 50'000, .requested = kSectors, .bytesOfEach = 512}),
+                ElementsAre("39062500000 sectors (18.2 TiB) to visit; at this rate it takes about 27:46:40",
+                            "this is longer than a day: take less"));
+    EXPECT_THAT(linesOf(1s, {.visited = 100, .requested = 47'000'000'000}, ""),
+                ElementsAre("47000000000 positions to visit; at this rate it takes about 14 years"));
+    EXPECT_THAT(linesOf(10s, {.percent = 10, .bytes = 300, .written = 200}),
+                ElementsAre("at this rate it takes about 0:01:40; about 2.0 KiB will be written"));
+    EXPECT_THAT(linesOf(2s, {.percent = 50}), ElementsAre());
+    EXPECT_THAT(linesOf(900ms, {.visited = 1, .requested = kSectors}), ElementsAre());
 }
 
 TEST(ExitStatus, OfEveryResult) {
