@@ -1,6 +1,7 @@
 # On Windows: one folder, which may be put anywhere, and the package that is one in a ZIP file.
 install(TARGETS drivetest zel quix5 libDrive2 libDriveTest RUNTIME DESTINATION . LIBRARY DESTINATION .)
-install(FILES ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/libDriveTest.qpk README.md drivetest/windows/NOTICES.txt
+install(FILES ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/libDriveTest.qpk ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/drivetest.qpk
+        README.md drivetest/windows/NOTICES.txt
         scripts/prove-windows.ps1 DESTINATION .)
 install(DIRECTORY docs DESTINATION .)
 # The licences of what is linked in, as the packages that it comes from tell them.

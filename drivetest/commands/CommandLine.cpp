@@ -9,6 +9,7 @@
 #include "drivetest/report/OutputFormats.h"
 #include "drivetest/safety/JournalPlace.h"
 #include "drivetest/terminal/Console.h"
+#include "drivetest/terminal/Language.h"
 #include "drivetest/terminal/Texts.h"
 #include "libDrive2/DeviceDescription.h"
 
@@ -23,13 +24,18 @@ std::string join(const std::vector<std::string>& arguments) {
     return line;
 }
 
-void addModuleOptions(CLI::App& command, std::string& moduleFile, std::string& language) {
+void addModuleOption(CLI::App& command, std::string& moduleFile) {
     command
         .add_option("--module", moduleFile, "Test module to load (default: libDriveTest beside the program)")
         ->type_name("FILE");
+}
+
+/// chooseLanguage() has taken it from the arguments.
+void addLanguageOption(CLI::App& command) {
     command
-        .add_option("--lang", language,
-                    "Language of the texts, such as de or fr (default: from the environment)")
+        .add_option_function<std::string>(
+            kLanguageOption, [](const std::string& /*language*/) {},
+            "Language of the texts, such as de or fr (default: from the environment)")
         ->type_name("LOCALE");
 }
 
@@ -116,7 +122,8 @@ void addRunOptions(CLI::App& command, RunOptions& options) {
     addSlownessOptions(command, options);
     command.add_flag_callback(
         "--no-prompt", [&options] { options.prompts = false; }, "Never ask anything");
-    addModuleOptions(command, options.moduleFile, options.language);
+    command.add_flag("-q,--quiet", options.quiet, "Show no progress, only problems and the result");
+    addModuleOption(command, options.moduleFile);
 }
 
 void addRecoverOptions(CLI::App& command, RecoverOptions& options) {
@@ -164,6 +171,11 @@ int parse(CLI::App& app, const std::vector<std::string>& arguments) {
 }  // namespace
 
 int runCommandLine(const std::vector<std::string>& arguments) {
+    std::string error;
+    if (!chooseLanguage(arguments, error)) {
+        complain(error);
+        return kExitUsage;
+    }
     CLI::App app{"Tests storage drives: finds every bad sector and leaves every byte as it was.",
                  "drivetest"};
     app.allow_windows_style_options(false);  // what begins with "/" is a path everywhere
@@ -172,10 +184,9 @@ int runCommandLine(const std::vector<std::string>& arguments) {
 
     std::string test;
     std::string moduleFile;
-    std::string language;
     auto* const tests = app.add_subcommand("tests", "List the tests, or one test's parameters");
     tests->add_option("TEST", test, "Name of a test");
-    addModuleOptions(*tests, moduleFile, language);
+    addModuleOption(*tests, moduleFile);
 
     bool json = false;
     auto* const devices = app.add_subcommand("devices", "List the drives of this machine");
@@ -193,6 +204,8 @@ int runCommandLine(const std::vector<std::string>& arguments) {
     RecoverOptions recover;
     auto* const recovery = app.add_subcommand("recover", "Put back what an interrupted test left undone");
     addRecoverOptions(*recovery, recover);
+    for (CLI::App* const command : {&app, tests, devices, run, recovery})
+        addLanguageOption(*command);
 
     if (arguments.size() > 1 && !arguments[1].starts_with('-') && !isCommand(app, arguments[1])) {
         complain("there is no command " + quoted(arguments[1]) + "; \"drivetest --help\" lists them");
@@ -201,7 +214,7 @@ int runCommandLine(const std::vector<std::string>& arguments) {
     if (const int ended = parse(app, arguments); ended >= 0)
         return ended;
     if (tests->parsed())
-        return listTests(test, moduleFile, language);
+        return listTests(test, moduleFile);
     if (devices->parsed())
         return listDevices(json);
     if (recovery->parsed())

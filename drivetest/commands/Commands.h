@@ -12,7 +12,7 @@ namespace drivetest {
 int runCommandLine(const std::vector<std::string>& arguments);
 
 /// Each carries out one command of the program and gives its exit status.
-int listTests(const std::string& test, const std::string& moduleFile, const std::string& language);
+int listTests(const std::string& test, const std::string& moduleFile);
 int listDevices(bool json);
 int runTests(const RunOptions& options);
 int recoverDrives(const RecoverOptions& options);

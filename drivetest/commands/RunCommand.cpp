@@ -24,7 +24,6 @@ void warnOfMissingTexts() {
 
 int runTests(const RunOptions& options) {
     stopOnSignals();
-    chooseLanguage(options.language);
     std::string error;
     ExitStatus refused = kExitUsage;
     if (!checkStandardStreams(guardDrive(options.device, options.journalFolder), error)) {

@@ -32,8 +32,7 @@ void printParameters(const quix5::Test& test) {
 
 }  // namespace
 
-int listTests(const std::string& name, const std::string& moduleFile, const std::string& language) {
-    chooseLanguage(language);
+int listTests(const std::string& name, const std::string& moduleFile) {
     std::string error;
     const auto module = loadModule(moduleFile, error);
     const quix5::OfferedTest* test = nullptr;

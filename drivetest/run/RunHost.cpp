@@ -4,20 +4,45 @@
 #include "drivetest/terminal/Texts.h"
 #include "libDrive2/Drive.h"
 #include "quix5/StopRequest.h"
+#include "zel/Words.h"
 
 namespace drivetest {
+
+namespace {
+
+void fillFrom(const LiveCounts& counts, ProgressSnapshot& now) {
+    now.advance.bytes = counts.bytes();
+    now.advance.written = counts.written();
+    now.advance.bytesOfEach = counts.bytesOfEach();
+    now.advance.visited = counts.visited();
+    now.advance.requested = counts.requested();
+    now.surface = counts.surface();
+    if (now.advance.bytes > 0)
+        now.position = counts.position();
+}
+
+}  // namespace
 
 RunHost::RunHost(Console& console, RunReporter& reporter, bool prompts)
     : m_console(console), m_reporter(reporter), m_prompts(prompts) {}
 
 ProgressSnapshot RunHost::snapshot() {
     const std::lock_guard lock(m_mutex);
-    const char* const stopping =
+    ProgressSnapshot now;
+    now.advance.percent = m_percent;
+    now.errors = m_errors;
+    now.warnings = m_warnings;
+    now.activity = m_activity;
+    if (m_statistics != nullptr)
+        fillFrom(m_statistics->live(), now);
+    if (!quix5::StopRequest::made())
+        return now;
+    now.stopping = zel::words("stopping");
+    now.activity =
         quix5::StopRequest::isInsistedOn()
-            ? "stopping without further attempts; Ctrl-C once more ends at once, and restores nothing"
-            : "stopping after this transfer; Ctrl-C again gives up further attempts";
-    return {m_percent, m_statistics != nullptr ? m_statistics->bytesMoved() : 0, m_errors, m_warnings,
-            quix5::StopRequest::made() ? stopping : m_activity};
+            ? zel::words("without further attempts; Ctrl-C once more ends at once, and restores nothing")
+            : zel::words("after this transfer; Ctrl-C again gives up further attempts");
+    return now;
 }
 
 void RunHost::giveUpAttempts() {

@@ -1,7 +1,6 @@
 #include "drivetest/run/Setup.h"
 
 #include <algorithm>
-#include <cstdlib>
 
 #include "drivetest/devices/Drives.h"
 #include "drivetest/safety/SafeStart.h"
@@ -157,14 +156,6 @@ std::string describeText(const std::string& key) {
     zel::Resource::getString(quix5::registeredLibrary(), key.c_str(), zel::ZELLocale::getGlobalLocale(),
                              text);
     return text.utf8();
-}
-
-void chooseLanguage(const std::string& option) {
-    std::string name = option;
-    for (const char* variable : {"LC_ALL", "LC_MESSAGES", "LANG"})
-        if (const char* value = std::getenv(variable); name.empty() && value != nullptr)
-            name = value;
-    zel::ZELLocale::setGlobalLocale(zel::ZELLocale(name.empty() ? systemLanguage() : name));
 }
 
 }  // namespace drivetest

@@ -1,10 +1,12 @@
 #include "drivetest/run/TestRun.h"
 
+#include <optional>
 #include <vector>
 
 #include "drivetest/ExitStatus.h"
 #include "drivetest/run/HurryWatch.h"
 #include "drivetest/run/Signals.h"
+#include "drivetest/terminal/ProgressDisplay.h"
 #include "drivetest/terminal/Terminal.h"
 #include "drivetest/terminal/Texts.h"
 #include "libDrive2/DeviceOpeners.h"
@@ -70,8 +72,11 @@ TestResult TestRun::runTest() {
     zel::LogSink* const previousSink = zel::LogFactory::setSink(&m_host);
     TestResult result;
     {
-        const ProgressDisplay display(m_console, m_options.test + " " + m_options.device,
-                                      [this] { return m_host.snapshot(); });
+        std::optional<ProgressDisplay> display;
+        if (!m_options.quiet)
+            display.emplace(m_console, m_options.test + " " + m_options.device,
+                            Forecast(describeText("Shorter." + m_options.test)),
+                            [this] { return m_host.snapshot(); });
         const HurryWatch hurry([this] { m_host.giveUpAttempts(); });
         // What stood in the way may be gone by now, but nothing was prepared for writing.
         const bool writes = m_chosen.writes && !m_drive.obstacle;

@@ -16,25 +16,30 @@ DriveStatistics::DriveStatistics(std::uint64_t sectors, std::uint32_t sectorByte
       m_counter([this](auto lba, auto count) { m_surface.addOutcome(lba, count, SectorOutcome::good); }),
       m_surface(sectors),
       m_readLatency(m_latencies[DriveOperation::read]),
-      m_lastEnd(zel::Clock::current().now()) {}
+      m_lastEnd(zel::Clock::current().now()),
+      m_live(sectors) {}
 
 /// Nothing was transferred from the one before: tests see to their medium first.
 void DriveStatistics::onMedium(std::uint64_t sectors, std::uint32_t sectorBytes) {
     m_sectorBytes = sectorBytes;
     m_surface = SurfaceMap(sectors);
+    m_live.begin(sectors);
 }
 
 void DriveStatistics::onPlan(std::uint64_t sectors) {
     m_counter.plan(sectors, Coverage::Unit::sectors);
+    m_live.plan(sectors, m_sectorBytes);
 }
 
 void DriveStatistics::onPlanPositions(std::uint64_t positions) {
     m_counter.plan(positions, Coverage::Unit::positions);
+    m_live.plan(positions, 0);
 }
 
 void DriveStatistics::onCondemned(const libDrive2::CondemnedSectors& condemned) {
     const auto& [lba, count] = condemned.sectors;
     m_counter.condemn(lba, count);
+    m_live.condemn(lba);
     m_bad.add(condemned);
     m_surface.addOutcome(lba, count, SectorOutcome::failed);
 }
@@ -45,6 +50,7 @@ void DriveStatistics::onSkipped(std::uint64_t lba, std::uint32_t count) {
 
 void DriveStatistics::onVisit(std::uint64_t lba, std::uint32_t count) {
     m_counter.visit(lba, count);
+    m_live.visit(count);
 }
 
 void DriveStatistics::onOperation(const libDrive2::DriveOperationReport& report) {
@@ -74,7 +80,7 @@ void DriveStatistics::addTransfer(const libDrive2::DriveOperationReport& report,
         return;
     const std::uint64_t bytes = std::uint64_t{report.count} * m_sectorBytes;
     totals.bytes += bytes;
-    m_bytesMoved.store(m_bytesMoved.load(std::memory_order_relaxed) + bytes, std::memory_order_relaxed);
+    m_live.transfer(report.lba, bytes, report.operation == DriveOperation::write);
 }
 
 void DriveStatistics::finish() {

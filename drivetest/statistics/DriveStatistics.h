@@ -1,12 +1,12 @@
 #pragma once
 
-#include <atomic>
 #include <map>
 #include <optional>
 
 #include "drivetest/statistics/BadSectors.h"
 #include "drivetest/statistics/CoverageCounter.h"
 #include "drivetest/statistics/LatencyHistogram.h"
+#include "drivetest/statistics/LiveCounts.h"
 #include "drivetest/statistics/SlowTransfers.h"
 #include "drivetest/statistics/SurfaceMap.h"
 #include "libDrive2/DriveObserver.h"
@@ -56,8 +56,8 @@ public:
     }
     [[nodiscard]] const TransferTotals& totals(libDrive2::DriveOperation direction) const;
 
-    /// Bytes moved so far; the one value that other threads may read during the run.
-    [[nodiscard]] std::uint64_t bytesMoved() const { return m_bytesMoved.load(std::memory_order_relaxed); }
+    /// All that other threads may read during the run.
+    [[nodiscard]] const LiveCounts& live() const { return m_live; }
 
 private:
     void addTransfer(const libDrive2::DriveOperationReport& report, zel::Clock::Duration spent);
@@ -72,7 +72,7 @@ private:
     Coverage m_result;
     TransferTotals m_reads, m_writes;
     zel::Clock::Duration m_lastEnd;  ///< of the last operation
-    std::atomic<std::uint64_t> m_bytesMoved{0};
+    LiveCounts m_live;
 };
 
 const char* nameOf(libDrive2::DriveOperation operation);

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace drivetest {
+
+inline constexpr const char* kLanguageOption = "--lang";
+
+/// Chooses the language of all texts, before the first is shown: the one that --lang names among the
+/// arguments, else that of the environment or the system, else English. False, with a sentence, when --lang
+/// names one that there is not.
+bool chooseLanguage(const std::vector<std::string>& arguments, std::string& error);
+
+/// A number with so many digits behind the point, as the language writes it. For people; records have their
+/// own.
+std::string decimalText(double value, int digits);
+
+}  // namespace drivetest
