@@ -14,7 +14,7 @@ class Verdicts(program.ProgramTest):
         self.assertEqual(run.coverage(), "1000000 = 999995 + 5 + 0")
         self.assertEqual((run.result(), run.end()), ("FAIL", "COMPLETE/FAIL"))
         self.assertEqual([d["verdict"] for d in run.steps("diagnosis")], ["readSectorErr"] * 5)
-        self.assertEqual(sum(cells for code, cells in run.extensions("surface")[0]["outcomes"] if code == 2), 2)
+        self.assertEqual(sum(cells for code, cells in run.extensions("surface")[0]["outcomes"] if code == 2), 5)
         self.assertIn("FAIL", run.out)
         self.assertIn("Sector 5003 cannot be read.", run.out)
 
@@ -52,6 +52,11 @@ class Verdicts(program.ProgramTest):
         self.assertIn("Sektor", event["message"])
         single = self.run_test("sim:disk,sectors=100,transient=70:2", "XferSizeHinting=false")
         self.assertEqual([e["key"] for e in single.extensions("event")], ["nonCritical"])
+        for each, outcomes, transfers in ((run, [[1, 640], [3, 128], [1, 99232]], (909, 0, 1)),
+                                          (single, [[1, 70], [3, 1], [1, 29]], (99, 1, 0))):
+            (reads,) = each.extensions("transfers")[0]["operations"]
+            self.assertEqual(each.extensions("surface")[0]["outcomes"], outcomes)
+            self.assertEqual((reads["firstTry"], reads["recovered"], reads["failed"]), transfers)
 
     def test_simulated_time_is_exact_and_costs_nothing(self):
         run = self.run_test("sim:disk,sectors=409600,speed=2")
