@@ -10,7 +10,7 @@ namespace drivetest {
 namespace {
 
 /// So many that merging them costs each but a small share of the spans' number.
-constexpr std::size_t kMostWaiting = 1U << 14;
+constexpr std::size_t kMostWaiting = 1U << 16;
 
 constexpr unsigned kDigitBits = 12;
 constexpr std::size_t kDigits = std::size_t{1} << kDigitBits;
@@ -97,15 +97,17 @@ void SectorSet::merge() {
 /// Spans in order that touch or overlap become one.
 void SectorSet::join() {
     auto last = m_spans.begin();
-    for (auto span = std::next(last); span != m_spans.end(); ++span)
-        if (span->first <= last->end)
-            last->end = std::max(last->end, span->end);
-        else
+    m_size = last->size();
+    for (auto span = std::next(last); span != m_spans.end(); ++span) {
+        if (span->first > last->end) {
             *++last = *span;
+            m_size += span->size();
+        } else if (span->end > last->end) {
+            m_size += span->end - last->end;
+            last->end = span->end;
+        }
+    }
     m_spans.erase(std::next(last), m_spans.end());
-    m_size = 0;
-    for (const Span& span : m_spans)
-        m_size += span.size();
 }
 
 std::uint64_t SectorSet::size() {
