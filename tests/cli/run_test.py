@@ -50,13 +50,14 @@ class Verdicts(program.ProgramTest):
         self.assertEqual((event["key"], event["type"]), ("isolationRecovered", "WARNING"))
         self.assertEqual((event["variables"]["sector"], event["variables"]["lastSector"]), (640, 767))
         self.assertIn("Sektor", event["message"])
+        self.assertEqual(self.surface_and_reads(run), ([[1, 640], [3, 128], [1, 99232]], (909, 0, 1)))
         single = self.run_test("sim:disk,sectors=100,transient=70:2", "XferSizeHinting=false")
         self.assertEqual([e["key"] for e in single.extensions("event")], ["nonCritical"])
-        for each, outcomes, transfers in ((run, [[1, 640], [3, 128], [1, 99232]], (909, 0, 1)),
-                                          (single, [[1, 70], [3, 1], [1, 29]], (99, 1, 0))):
-            (reads,) = each.extensions("transfers")[0]["operations"]
-            self.assertEqual(each.extensions("surface")[0]["outcomes"], outcomes)
-            self.assertEqual((reads["firstTry"], reads["recovered"], reads["failed"]), transfers)
+        self.assertEqual(self.surface_and_reads(single), ([[1, 70], [3, 1], [1, 29]], (99, 1, 0)))
+
+    def surface_and_reads(self, run):
+        (reads,) = run.extensions("transfers")[0]["operations"]
+        return run.extensions("surface")[0]["outcomes"], (reads["firstTry"], reads["recovered"], reads["failed"])
 
     def test_simulated_time_is_exact_and_costs_nothing(self):
         run = self.run_test("sim:disk,sectors=409600,speed=2")
