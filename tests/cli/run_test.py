@@ -54,6 +54,9 @@ class Verdicts(program.ProgramTest):
         single = self.run_test("sim:disk,sectors=100,transient=70:2", "XferSizeHinting=false")
         self.assertEqual([e["key"] for e in single.extensions("event")], ["nonCritical"])
         self.assertEqual(self.surface_and_reads(single), ([[1, 70], [3, 1], [1, 29]], (99, 1, 0)))
+        by_the_drive = self.run_test("sim:scsi,sectors=100,recovered=70", "XferSizeHinting=false",
+                                     options=["--property", "__libDriveTest_AccessOrder=DriveTestSearchOrder:2"])
+        self.assertEqual(self.surface_and_reads(by_the_drive), ([[1, 70], [3, 1], [1, 29]], (99, 1, 0)))
 
     def surface_and_reads(self, run):
         (reads,) = run.extensions("transfers")[0]["operations"]
