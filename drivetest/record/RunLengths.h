@@ -24,16 +24,13 @@ struct RunLengths {
 
 /// At most `mostRuns` of them: where there would be more, blocks of cells get the greatest value in them, in
 /// the smallest blocks that do.
-template <class Cell, class ValueOf>
-auto runLengths(const std::vector<Cell>& cells, std::size_t mostRuns, ValueOf valueOf) {
-    using Value = decltype(valueOf(cells.front()));
+template <class Value>
+RunLengths<Value> runLengths(const std::vector<Value>& cells, std::size_t mostRuns) {
     for (std::size_t block = 1;; block *= 2) {
         RunLengths<Value> list{{}, block};
         for (std::size_t first = 0; first < cells.size() && list.runs.size() <= mostRuns; first += block) {
             const std::size_t end = std::min(first + block, cells.size());
-            Value greatest = valueOf(cells[first]);
-            for (std::size_t cell = first + 1; cell < end; ++cell)
-                greatest = std::max(greatest, valueOf(cells[cell]));
+            const Value greatest = *std::max_element(&cells[first], &cells[first] + (end - first));
             list.add(greatest, end - first);
         }
         if (list.runs.size() <= mostRuns)

@@ -75,12 +75,10 @@ Json coverageJson(const Coverage& coverage) {
 }
 
 Json surfaceJson(const SurfaceMap& surface) {
-    using Cell = SurfaceMap::Cell;
-    const auto& cells = surface.cells();
-    const auto outcomes = runLengths(cells, kMostRuns, [](const Cell& cell) { return cell.outcome; });
-    const auto slowest = runLengths(cells, kMostRuns, [](const Cell& cell) { return cell.slowest; });
+    const auto outcomes = runLengths(surface.outcomes(), kMostRuns);
+    const auto slowest = runLengths(surface.slowest(), kMostRuns);
     return {{"sectorsPerCell", surface.sectorsPerCell()},
-            {"cells", cells.size()},
+            {"cells", surface.outcomes().size()},
             {"outcomes", pairsOf(outcomes, codeOf)},
             {"slowestUs", pairsOf(slowest, slowestOf)},
             {"cellsPerValue", {{"outcomes", outcomes.cellsPerValue}, {"slowestUs", slowest.cellsPerValue}}}};

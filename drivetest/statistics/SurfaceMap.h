@@ -22,15 +22,13 @@ class SurfaceMap {
 public:
     static constexpr std::size_t kMostCells = std::size_t{1} << 20;
 
-    struct Cell {
-        SectorOutcome outcome = SectorOutcome::untested;
-        std::uint8_t slowest = 0;  ///< greater for longer transfers, see upTo(); 0 where none was timed
-    };
-
     explicit SurfaceMap(std::uint64_t sectors);
 
     [[nodiscard]] std::uint64_t sectorsPerCell() const { return m_grid.sectorsPerPart(); }
-    [[nodiscard]] const std::vector<Cell>& cells() const { return m_cells; }
+    /// Of each cell.
+    [[nodiscard]] const std::vector<SectorOutcome>& outcomes() const { return m_outcomes; }
+    /// Of each cell, greater for longer transfers, see upTo(); 0 where none was timed.
+    [[nodiscard]] const std::vector<std::uint8_t>& slowest() const { return m_slowest; }
     /// What a cell's slowest transfer took less than, by a quarter at most.
     [[nodiscard]] static std::chrono::nanoseconds upTo(std::uint8_t slowest);
 
@@ -38,11 +36,9 @@ public:
     void addTransfer(std::uint64_t lba, std::uint32_t count, std::chrono::nanoseconds duration);
 
 private:
-    template <class Value>
-    void raise(Value Cell::*part, std::uint64_t lba, std::uint64_t count, Value value);
-
     DriveGrid m_grid;
-    std::vector<Cell> m_cells;
+    std::vector<SectorOutcome> m_outcomes;
+    std::vector<std::uint8_t> m_slowest;
 };
 
 }  // namespace drivetest

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "drivetest/record/RunLengths.h"
 #include "drivetest/record/StatisticsJson.h"
 #include "drivetest/statistics/DriveStatistics.h"
@@ -48,23 +50,34 @@ TEST(SurfaceMap, KeepsTheWorstOfACell) {
               R"("cellsPerValue":{"outcomes":1,"slowestUs":1}})");
 }
 
+TEST(SurfaceMap, RaisesExactlyTheCellsOfATransfer) {
+    for (std::uint64_t first = 0; first < 70; ++first)
+        for (std::uint32_t count = 1; first + count <= 140; ++count) {
+            SurfaceMap map(140);
+            map.addOutcome(first, count, SectorOutcome::good);
+            std::vector<SectorOutcome> expected(140);
+            std::fill_n(expected.begin() + static_cast<std::ptrdiff_t>(first), count, SectorOutcome::good);
+            ASSERT_EQ(map.outcomes(), expected) << first << "+" << count;
+        }
+}
+
 TEST(SurfaceMap, TellsDurationsWithinAQuarter) {
     for (std::chrono::nanoseconds duration = 1ns; duration < 1h; duration += duration / 3 + 1ns) {
         SurfaceMap map(1);
         map.addTransfer(0, 1, duration);
-        const auto told = SurfaceMap::upTo(map.cells()[0].slowest);
+        const auto told = SurfaceMap::upTo(map.slowest()[0]);
         EXPECT_GT(told, duration);
         EXPECT_LE(told, duration + duration / 4 + 1ns);
     }
     SurfaceMap longest(1);
     longest.addTransfer(0, 1, std::chrono::nanoseconds::max());
-    EXPECT_EQ(SurfaceMap::upTo(longest.cells()[0].slowest), std::chrono::nanoseconds::max());
+    EXPECT_EQ(SurfaceMap::upTo(longest.slowest()[0]), std::chrono::nanoseconds::max());
 }
 
 TEST(SurfaceMap, IsOfFixedSizeAndTakesWhatLiesOutside) {
     const std::uint64_t sectors = (std::uint64_t{1} << 40) - 5;
     SurfaceMap huge(sectors);
-    EXPECT_EQ(huge.cells().size(), SurfaceMap::kMostCells);
+    EXPECT_EQ(huge.outcomes().size(), SurfaceMap::kMostCells);
     huge.addOutcome(sectors - 1, 1, SectorOutcome::failed);
     huge.addOutcome(sectors - 1, 1U << 30, SectorOutcome::good);
     huge.addTransfer(sectors * 2, 8, 1s);
@@ -74,7 +87,6 @@ TEST(SurfaceMap, IsOfFixedSizeAndTakesWhatLiesOutside) {
 }
 
 TEST(RunLengths, StayBelowTheirBoundAndKeepTheWorst) {
-    const auto itself = [](int cell) { return cell; };
     const struct {
         std::vector<int> cells;
         std::size_t cellsPerValue;
@@ -87,7 +99,7 @@ TEST(RunLengths, StayBelowTheirBoundAndKeepTheWorst) {
         {{1, 1, 9, 1, 2, 1, 3, 1, 1}, 4, {{9, 4}, {3, 4}, {1, 1}}},
     };
     for (const auto& c : cases) {
-        const auto list = runLengths(c.cells, 3, itself);
+        const auto list = runLengths(c.cells, 3);
         EXPECT_EQ(list.runs, c.runs);
         EXPECT_EQ(list.cellsPerValue, c.cellsPerValue);
     }
