@@ -217,11 +217,13 @@ void RunRecord::end(const RunSummary& summary) {
         runError({nullptr, result.name(), std::string("the test ended with ") + result.name(), {}, {}, {}});
     if (statistics != nullptr) {
         writeRates(*statistics);
-        writeExtension("surface", surfaceJson(statistics->surface(), statistics->sectorBytes()));
+        writeExtension("surface", surfaceJson(statistics->surface()));
+        writeExtension("regions", regionsJson(statistics->rates(), statistics->sectorBytes()));
         for (Json& part : badSectorsJson(statistics->badSectors()))
             writeExtension("badSectors", std::move(part));
         writeExtension("slowTransfers", slowTransfersJson(statistics->slowTransfers()));
-        writeExtension("latency", latencyJson(statistics->latencies()));
+        writeExtension("transfers", transfersJson(*statistics));
+        writeExtension("latency", latencyJson(*statistics));
     }
     writeExtension("coverage", coverageJson(statistics != nullptr ? statistics->coverage() : Coverage{}));
     writeExtension("result", {{"result", result.name()},

@@ -1,5 +1,7 @@
 #include "drivetest/report/ConsoleReporter.h"
 
+#include <algorithm>
+
 #include "drivetest/ExitStatus.h"
 #include "drivetest/report/BadList.h"
 #include "drivetest/terminal/Texts.h"
@@ -22,11 +24,11 @@ constexpr const char* kIndent = "            ";
 /// it is otherwise.
 bool hasOutliers(const DriveStatistics& statistics) {
     constexpr int kFarSlower = 4;
-    for (const auto& [operation, histogram] : statistics.latencies())
-        if (histogram.longest() > SlowTransfers::kVerySlow &&
-            histogram.longest() > kFarSlower * histogram.percentile(0.5))
-            return true;
-    return false;
+    return std::any_of(kOperations.begin(), kOperations.end(), [&](libDrive2::DriveOperation operation) {
+        const LatencyHistogram& histogram = statistics.of(operation).latency;
+        return histogram.longest() > SlowTransfers::kVerySlow &&
+               histogram.longest() > kFarSlower * histogram.percentile(0.5);
+    });
 }
 
 const char* meaningOfPass(const RunSummary& summary) {
@@ -82,7 +84,7 @@ void printSlowTransfers(Console& console, const SlowTransfers& slow) {
         return;
     console.line("  slow      " + countText(slow.slow(), "transfer") + " took over 150 ms, " +
                  std::to_string(slow.verySlow()) + " of them over 500 ms; the slowest:");
-    for (const SlowTransfers::Transfer& transfer : slow.slowest())
+    for (const SlowTransfers::Transfer& transfer : slow.slowest(SlowTransfers::kFew))
         if (transfer.duration > SlowTransfers::kSlow)
             console.line(kIndent + durationText(transfer.duration) + "  " + nameOf(transfer.operation) + " " +
                          sectorsText(transfer.lba, transfer.count));

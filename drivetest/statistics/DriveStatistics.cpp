@@ -13,9 +13,11 @@ std::optional<double> TransferTotals::megabytesPerSecond() const {
 
 DriveStatistics::DriveStatistics(std::uint64_t sectors, std::uint32_t sectorBytes)
     : m_sectorBytes(sectorBytes),
-      m_counter([this](auto lba, auto count) { m_surface.addOutcome(lba, count, SectorOutcome::good); }),
+      m_counter([this](std::uint64_t lba, std::uint64_t count, bool atFirstTry) {
+          m_surface.addOutcome(lba, count, atFirstTry ? SectorOutcome::good : SectorOutcome::recovered);
+      }),
       m_surface(sectors),
-      m_readLatency(m_latencies[DriveOperation::read]),
+      m_rates(sectors),
       m_lastEnd(zel::Clock::current().now()),
       m_live(sectors) {}
 
@@ -24,6 +26,7 @@ void DriveStatistics::onMedium(std::uint64_t sectors, std::uint32_t sectorBytes)
     m_sectorBytes = sectorBytes;
     m_surface = SurfaceMap(sectors);
     m_live.begin(sectors);
+    m_rates = RateProfile(sectors);
 }
 
 void DriveStatistics::onPlan(std::uint64_t sectors) {
@@ -61,26 +64,42 @@ void DriveStatistics::onOperation(const libDrive2::DriveOperationReport& report)
     m_lastEnd = end;
     if (report.count == 0)
         return;
-    m_counter.add(report.lba, report.count, report.outcome);
+    addOutcome(report);
     if (report.duration.count() > 0 && !report.getsReady) {
-        (report.operation == DriveOperation::read ? m_readLatency : m_latencies[report.operation])
-            .add(report.duration);
-        m_surface.addTransfer(report.lba, report.count, report.duration,
-                              report.outcome != libDrive2::LIBDRIVE2_NO_ERROR);
+        m_operations[static_cast<std::size_t>(report.operation)].latency.add(report.duration);
+        m_surface.addTransfer(report.lba, report.count, report.duration);
         m_slowTransfers.add(report);
     }
     if (report.operation == DriveOperation::read || report.operation == DriveOperation::write)
         addTransfer(report, spent);
 }
 
+void DriveStatistics::addOutcome(const libDrive2::DriveOperationReport& report) {
+    m_counter.add(report.lba, report.count, report.outcome);
+    OperationStatistics& operation = m_operations[static_cast<std::size_t>(report.operation)];
+    if (report.outcome != libDrive2::LIBDRIVE2_NO_ERROR) {
+        ++operation.failed;
+    } else if (report.attempts > 1 || report.correctedByDrive) {
+        ++operation.recovered;
+        m_surface.addOutcome(report.lba, report.count, SectorOutcome::recovered);
+    } else {
+        ++operation.firstTry;
+    }
+}
+
+/// A transfer that failed moved nobody knows how much: it tells nothing of the rate there.
 void DriveStatistics::addTransfer(const libDrive2::DriveOperationReport& report, zel::Clock::Duration spent) {
-    TransferTotals& totals = report.operation == DriveOperation::read ? m_reads : m_writes;
+    const bool isRead = report.operation == DriveOperation::read;
+    TransferTotals& totals = isRead ? m_reads : m_writes;
     totals.elapsed += spent;
     if (report.outcome != libDrive2::LIBDRIVE2_NO_ERROR)
         return;
     const std::uint64_t bytes = std::uint64_t{report.count} * m_sectorBytes;
     totals.bytes += bytes;
-    m_live.transfer(report.lba, bytes, report.operation == DriveOperation::write);
+    m_live.transfer(report.lba, bytes, !isRead);
+    if (!report.getsReady)
+        m_rates.add(isRead ? &RateProfile::Region::read : &RateProfile::Region::written, report.lba,
+                    report.count, spent);
 }
 
 void DriveStatistics::finish() {
