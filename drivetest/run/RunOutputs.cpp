@@ -96,6 +96,8 @@ int RunOutputs::close(int status, Console& console) const {
                 status = kExitInternalError;
         } else if (isRecord && state.path != "-") {
             console.line("  record    " + state.path);
+        } else if (format.option == kReportOption) {
+            console.line("  report    " + state.path);
         }
     }
     return status;
