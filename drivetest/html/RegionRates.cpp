@@ -6,69 +6,63 @@ namespace drivetest {
 
 namespace {
 
-/// Of parts of equal size: what was moved over the time that it took.
-class MeanRate {
-public:
-    void add(double rate) {
-        if (rate <= 0)
-            return;
-        ++m_parts;
-        m_time += 1 / rate;
-    }
-    [[nodiscard]] double value() const { return m_parts > 0 ? m_parts / m_time : 0; }
+using Kind = RegionRates::Direction::Kind;
 
-private:
-    double m_parts = 0;
-    double m_time = 0;
-};
+/// What stands in for the bytes of a cell, which the record does not tell: all cells are of one size.
+constexpr double kCellBytes = 1;
 
-std::size_t groupSize(std::size_t parts, std::size_t most) {
-    return std::max<std::size_t>(1, (parts + most - 1) / most);
+std::vector<RecordedMoved> movedInCells(const RecordedSurface& surface) {
+    std::vector<RecordedMoved> moved(surface.megabytesPerSecond.size());
+    for (std::size_t cell = 0; cell < moved.size(); ++cell)
+        if (const auto rate = static_cast<double>(surface.megabytesPerSecond[cell]); rate > 0)
+            moved[cell] = {kCellBytes, kCellBytes / 1.048576 / rate};
+    return moved;
 }
 
-std::vector<RecordedRegion> mergedRegions(const std::vector<RecordedRegion>& regions, std::size_t most) {
-    const std::size_t size = groupSize(regions.size(), most);
-    std::vector<RecordedRegion> merged;
-    for (std::size_t i = 0; i < regions.size(); i += size) {
-        MeanRate rate;
-        const std::size_t end = std::min(i + size, regions.size());
-        for (std::size_t j = i; j < end; ++j)
-            rate.add(regions[j].megabytesPerSecond);
-        merged.push_back({regions[i].first, regions[end - 1].last, rate.value()});
+std::vector<RecordedMoved> merged(const std::vector<RecordedMoved>& parts, std::size_t size) {
+    std::vector<RecordedMoved> sums((parts.size() + size - 1) / size);
+    for (std::size_t i = 0; i < parts.size(); ++i) {
+        sums[i / size].bytes += parts[i].bytes;
+        sums[i / size].us += parts[i].us;
     }
-    return merged;
+    return sums;
+}
+
+/// As the record has them.
+RegionRates recordedRates(const RecordedRun& run) {
+    RegionRates rates;
+    if (run.regions) {
+        rates.sectorsPerRegion = run.regions->sectorsPerRegion;
+        rates.directions = {{Kind::read, run.regions->read}, {Kind::written, run.regions->written}};
+    } else if (run.surface) {
+        rates.sectorsPerRegion = run.surface->sectorsPerCell;
+        rates.directions = {{Kind::both, movedInCells(*run.surface)}};
+    }
+    std::erase_if(rates.directions, [](const RegionRates::Direction& direction) {
+        return std::none_of(direction.regions.begin(), direction.regions.end(),
+                            [](const RecordedMoved& moved) { return moved.us > 0; });
+    });
+    return rates;
 }
 
 }  // namespace
 
-std::vector<float> mergedRates(const RecordedSurface& surface, std::size_t cellsPerRate) {
-    const std::vector<float>& cells = surface.megabytesPerSecond;
-    std::vector<float> rates;
-    for (std::size_t i = 0; i < cells.size(); i += cellsPerRate) {
-        MeanRate rate;
-        for (std::size_t j = i; j < std::min(i + cellsPerRate, cells.size()); ++j)
-            rate.add(cells[j]);
-        rates.push_back(static_cast<float>(rate.value()));
-    }
+RegionRates RegionRates::of(const RecordedRun& run, std::size_t most) {
+    RegionRates rates = recordedRates(run);
+    if (rates.directions.empty())
+        return rates;
+    const std::size_t parts = rates.directions.front().regions.size();
+    const std::size_t size = std::max<std::size_t>(1, (parts + most - 1) / most);
+    rates.sectors = run.drive.sectors != 0 ? run.drive.sectors : parts * rates.sectorsPerRegion;
+    rates.sectorsPerRegion *= size;
+    for (Direction& direction : rates.directions)
+        direction.regions = merged(direction.regions, size);
     return rates;
 }
 
-std::vector<RecordedRegion> regionRates(const RecordedRun& run, std::size_t most) {
-    if (!run.regions.empty())
-        return mergedRegions(run.regions, most);
-    if (!run.surface)
-        return {};
-    const std::size_t size = groupSize(run.surface->cells(), most);
-    const std::vector<float> rates = mergedRates(*run.surface, size);
-    std::vector<RecordedRegion> regions;
-    for (std::size_t i = 0; i < rates.size(); ++i)
-        regions.push_back({run.surface->firstSector(i * size),
-                           run.surface->firstSector(std::min((i + 1) * size, run.surface->cells())) - 1,
-                           static_cast<double>(rates[i])});
-    const bool isMeasured = std::any_of(regions.begin(), regions.end(), [](const RecordedRegion& region) {
-        return region.megabytesPerSecond > 0;
-    });
-    return isMeasured ? regions : std::vector<RecordedRegion>();
+std::uint64_t RegionRates::lastSector(std::size_t region) const {
+    const std::uint64_t end = firstSector(region + 1);
+    return std::max(firstSector(region), std::min(end, std::max<std::uint64_t>(sectors, 1)) - 1);
 }
 
 }  // namespace drivetest

@@ -6,11 +6,23 @@
 
 namespace drivetest {
 
-/// The mean rates of so many neighbouring cells each, the last one perhaps of fewer; 0 where none was
-/// measured.
-std::vector<float> mergedRates(const RecordedSurface& surface, std::size_t cellsPerRate);
+/// How fast the parts of a drive were.
+struct RegionRates {
+    struct Direction {
+        enum class Kind { read, written, both };
+        Kind kind;
+        std::vector<RecordedMoved> regions;
+    };
 
-/// How fast the parts of the drive were, at most `most` of equal size; empty when the record does not tell.
-std::vector<RecordedRegion> regionRates(const RecordedRun& run, std::size_t most);
+    std::uint64_t sectorsPerRegion = 0;
+    std::uint64_t sectors = 0;            ///< of the drive
+    std::vector<Direction> directions{};  ///< those in which anything was moved
+
+    /// At most `most` regions.
+    static RegionRates of(const RecordedRun& run, std::size_t most);
+
+    [[nodiscard]] std::uint64_t firstSector(std::size_t region) const { return region * sectorsPerRegion; }
+    [[nodiscard]] std::uint64_t lastSector(std::size_t region) const;
+};
 
 }  // namespace drivetest

@@ -1,7 +1,6 @@
 #include "drivetest/html/RunComparison.h"
 
 #include <algorithm>
-#include <optional>
 
 #include "drivetest/html/RegionRates.h"
 
@@ -45,23 +44,32 @@ std::vector<Range> without(const std::vector<Range>& all, const std::vector<Rang
     return left;
 }
 
-/// Of the earlier run's regions, the rate where the sector lies.
-std::optional<double> rateAt(const std::vector<RecordedRegion>& regions, std::uint64_t sector) {
-    const auto found = std::find_if(regions.begin(), regions.end(), [sector](const RecordedRegion& region) {
-        return region.first <= sector && sector <= region.last;
-    });
-    if (found == regions.end() || found->megabytesPerSecond <= 0)
-        return {};
-    return found->megabytesPerSecond;
+/// The same direction of the earlier run; null for none.
+const RegionRates::Direction* find(const RegionRates& rates, RegionRates::Direction::Kind kind) {
+    const auto found = std::find_if(rates.directions.begin(), rates.directions.end(),
+                                    [kind](const auto& direction) { return direction.kind == kind; });
+    return found != rates.directions.end() ? &*found : nullptr;
+}
+
+/// Where the sector lies; 0 where nothing was measured.
+double rateAt(const RegionRates& rates, const RegionRates::Direction& direction, std::uint64_t sector) {
+    const std::uint64_t region = sector / std::max<std::uint64_t>(1, rates.sectorsPerRegion);
+    return region < direction.regions.size() ? direction.regions[region].megabytesPerSecond() : 0;
 }
 
 std::vector<RunComparison::SlowerRegion> slowerRegions(const RecordedRun& before, const RecordedRun& now) {
-    const std::vector<RecordedRegion> earlier = regionRates(before, kRegions);
+    const RegionRates earlier = RegionRates::of(before, kRegions);
+    const RegionRates rates = RegionRates::of(now, kRegions);
     std::vector<RunComparison::SlowerRegion> slower;
-    for (const RecordedRegion& region : regionRates(now, kRegions)) {
-        const auto rate = rateAt(earlier, region.first + (region.last - region.first) / 2);
-        if (rate && region.megabytesPerSecond > 0 && region.megabytesPerSecond < kSlower * *rate)
-            slower.push_back({region.first, region.last, *rate, region.megabytesPerSecond});
+    for (const RegionRates::Direction& direction : rates.directions) {
+        const RegionRates::Direction* const known = find(earlier, direction.kind);
+        for (std::size_t i = 0; known != nullptr && i < direction.regions.size(); ++i) {
+            const auto [first, last] = std::pair(rates.firstSector(i), rates.lastSector(i));
+            const double then = rateAt(earlier, *known, first + (last - first) / 2);
+            const double rate = direction.regions[i].megabytesPerSecond();
+            if (then > 0 && rate > 0 && rate < kSlower * then)
+                slower.push_back({first, last, then, rate});
+        }
     }
     return slower;
 }

@@ -32,49 +32,66 @@ std::string operationText(const std::string& operation) {
     return operation == "flush" ? words("Flushing") : operation;
 }
 
-double slowestRate(const std::vector<RecordedRegion>& regions) {
-    double slowest = 0;
-    for (const RecordedRegion& region : regions)
-        if (region.megabytesPerSecond > 0 && (slowest == 0 || region.megabytesPerSecond < slowest))
-            slowest = region.megabytesPerSecond;
-    return slowest;
+std::string directionText(RegionRates::Direction::Kind kind) {
+    using Kind = RegionRates::Direction::Kind;
+    return kind == Kind::read      ? words("Reading")
+           : kind == Kind::written ? words("Writing")
+                                   : words("Mean rate");
 }
 
-double fastestRate(const std::vector<RecordedRegion>& regions) {
-    double fastest = 0;
-    for (const RecordedRegion& region : regions)
-        fastest = std::max(fastest, region.megabytesPerSecond);
-    return fastest;
+/// A region in which something was moved, of one direction.
+struct MeasuredRegion {
+    RegionRates::Direction::Kind kind;
+    std::size_t region;
+    double rate;
+};
+
+/// The slowest first.
+std::vector<MeasuredRegion> measuredRegions(const RegionRates& rates) {
+    std::vector<MeasuredRegion> measured;
+    for (const RegionRates::Direction& direction : rates.directions)
+        for (std::size_t i = 0; i < direction.regions.size(); ++i)
+            if (const double rate = direction.regions[i].megabytesPerSecond(); rate > 0)
+                measured.push_back({direction.kind, i, rate});
+    std::stable_sort(measured.begin(), measured.end(),
+                     [](const MeasuredRegion& a, const MeasuredRegion& b) { return a.rate < b.rate; });
+    return measured;
 }
 
-/// [[middle of the region, rate or null]...]
-Json curveData(const RecordedRun& run, const std::vector<RecordedRegion>& regions) {
+Json rateJson(const RecordedMoved& moved) {
+    const double rate = moved.megabytesPerSecond();
+    return rate > 0 ? Json(std::round(rate * 100) / 100) : Json();
+}
+
+/// points: [[middle of the region, rate or null of each direction...]...]
+Json curveData(const RecordedRun& run, const RegionRates& rates) {
     Json points = Json::array();
-    for (const RecordedRegion& region : regions)
-        points.push_back({region.first + (region.last - region.first) / 2,
-                          region.megabytesPerSecond > 0
-                              ? Json(std::round(region.megabytesPerSecond * 100) / 100)
-                              : Json()});
+    const std::size_t regions = rates.directions.front().regions.size();
+    for (std::size_t i = 0; i < regions; ++i) {
+        Json point = Json::array({rates.firstSector(i) + (rates.lastSector(i) - rates.firstSector(i)) / 2});
+        for (const RegionRates::Direction& direction : rates.directions)
+            point.push_back(rateJson(direction.regions[i]));
+        points.push_back(std::move(point));
+    }
+    Json names = Json::array();
+    for (const RegionRates::Direction& direction : rates.directions)
+        names.push_back(directionText(direction.kind));
     return {{"points", std::move(points)},
-            {"lastSector", regions.back().last},
+            {"lastSector", rates.lastSector(regions - 1)},
             {"sectorBytes", run.drive.sectorBytes},
+            {"names", std::move(names)},
             {"words",
              {{"position", run.drive.sectorBytes != 0 ? words("Position on the drive, GB") : words("LBA")},
-              {"rate", words("Mean rate, MB/s")},
               {"point", words("LBA {lba}: {rate}")}}}};
 }
 
-void writeSlowestRegions(HtmlWriter& html, std::vector<RecordedRegion> regions) {
-    std::erase_if(regions, [](const RecordedRegion& region) { return region.megabytesPerSecond <= 0; });
-    const std::size_t shown = std::min(regions.size(), kSlowestRegions);
-    std::partial_sort(regions.begin(), regions.begin() + static_cast<std::ptrdiff_t>(shown), regions.end(),
-                      [](const RecordedRegion& a, const RecordedRegion& b) {
-                          return a.megabytesPerSecond < b.megabytesPerSecond;
-                      });
-    Table table(html, words("The slowest regions"), {{words("Sectors")}, {words("Mean rate"), true}});
-    for (std::size_t i = 0; i < shown; ++i)
-        table.row(
-            {rangeFigure(regions[i].first, regions[i].last), rateFigure(regions[i].megabytesPerSecond)});
+void writeSlowestRegions(HtmlWriter& html, const RegionRates& rates,
+                         const std::vector<MeasuredRegion>& measured) {
+    Table table(html, words("The slowest regions"),
+                {{words("Sectors")}, {words("Operation")}, {words("Mean rate"), true}});
+    for (std::size_t i = 0; i < std::min(measured.size(), kSlowestRegions); ++i)
+        table.row({rangeFigure(rates.firstSector(measured[i].region), rates.lastSector(measured[i].region)),
+                   directionText(measured[i].kind), rateFigure(measured[i].rate)});
 }
 
 /// What lies between two powers of two nanoseconds, where buckets begin and end, too.
@@ -140,7 +157,7 @@ void writeHistogram(HtmlWriter& html, const RecordedLatency& latency) {
         const auto cell = html.open("td", {{"class", "bar"}});
         html.element(
             "span", "",
-            {{"class", "bar"}, {"style", zel::format("width:%i%%", barPercent(count, most)).utf8()}});
+            {{"class", "bar"}, {"style", zel::format("--share:%i", barPercent(count, most)).utf8()}});
         html.element("span", marksOf(latency, octave), {{"class", "marks"}});
     }
     html.markup("</tbody></table></div>\n");
@@ -165,29 +182,31 @@ void writeTransferList(HtmlWriter& html, const std::vector<RecordedTransfer>& sl
 
 void writeRates(HtmlWriter& html, const RecordedRun& run) {
     const Section section(html, "rates", words("Rate over the drive"));
-    const std::vector<RecordedRegion> regions = regionRates(run, kReportRegions);
-    if (regions.empty()) {
+    const RegionRates rates = RegionRates::of(run, kReportRegions);
+    const std::vector<MeasuredRegion> measured = measuredRegions(rates);
+    if (measured.empty()) {
         html.element("p", words("The record does not tell how fast the parts of the drive were."));
         return;
     }
     html.element("p", words("From {slowest} to {fastest}, as means of {count} regions of equal size.",
-                            {{"slowest", rateFigure(slowestRate(regions))},
-                             {"fastest", rateFigure(fastestRate(regions))},
-                             {"count", countFigure(regions.size())}}));
+                            {{"slowest", rateFigure(measured.front().rate)},
+                             {"fastest", rateFigure(measured.back().rate)},
+                             {"count", countFigure(rates.directions.front().regions.size())}}));
     html.element("p",
                  words("Drag over a part of the curve to enlarge it; a double click shows it all again."),
                  {{"class", "note scripted"}});
+    html.element("p", words("Mean rate, MB/s"), {{"class", "axis scripted"}});
     html.element("div", "",
                  {{"id", "curve"},
                   {"class", "scripted"},
                   {"role", "img"},
                   {"aria-label", words("Curve of the rate over the drive")}});
-    html.element("p", "", {{"id", "curve-told"}, {"class", "told scripted"}, {"aria-live", "off"}});
+    html.element("p", "", {{"id", "curve-told"}, {"class", "told scripted"}});
     html.markup("<noscript>");
     html.element("p", words("The curve needs a browser that runs scripts."));
     html.markup("</noscript>");
-    html.data("curve-data", curveData(run, regions));
-    writeSlowestRegions(html, regions);
+    html.data("curve-data", curveData(run, rates));
+    writeSlowestRegions(html, rates, measured);
 }
 
 void writeLatencies(HtmlWriter& html, const RecordedRun& run) {
@@ -218,13 +237,18 @@ void writeLatencies(HtmlWriter& html, const RecordedRun& run) {
 
 void writeTransfers(HtmlWriter& html, const RecordedRun& run) {
     const Section section(html, "transfers", words("Transfers"));
-    Facts(html).add(words("Attempts"),
-                    run.attempts ? words("{firstTry} succeeded at once, {recovered} after further attempts, "
-                                         "{failed} failed",
-                                         {{"firstTry", countFigure(run.attempts->firstTry)},
-                                          {"recovered", countFigure(run.attempts->recovered)},
-                                          {"failed", countFigure(run.attempts->failed)}})
-                                 : words("not recorded"));
+    if (run.attempts.empty()) {
+        html.element("p", words("The record does not tell how many attempts the transfers needed."));
+    } else {
+        Table table(html, words("What became of the transfers"),
+                    {{words("Operation")},
+                     {words("Good at the first try"), true},
+                     {words("Good after further tries"), true},
+                     {words("Failed"), true}});
+        for (const RecordedAttempts& each : run.attempts)
+            table.row({operationText(each.operation), countFigure(each.firstTry), countFigure(each.recovered),
+                       countFigure(each.failed)});
+    }
     if (!run.slowness)
         return;
     html.element("p", zel::counted(run.slowness->over150ms,

@@ -84,21 +84,31 @@ Json scaled(const std::vector<float>& values, const Scale& scale) {
     return list;
 }
 
+/// Of the first direction in which anything was moved.
+Json ratesData(const RecordedRun& run) {
+    const RegionRates rates = RegionRates::of(run, kMostRates);
+    std::vector<float> means;
+    if (!rates.directions.empty())
+        for (const RecordedMoved& moved : rates.directions.front().regions)
+            means.push_back(static_cast<float>(moved.megabytesPerSecond()));
+    Json data = scaled(means, kMegabytesPerSecond);
+    data["count"] = means.size();
+    data["sectorsPerValue"] = std::max<std::uint64_t>(1, rates.sectorsPerRegion);
+    return data;
+}
+
 }  // namespace
 
-Json surfaceData(const RecordedSurface& surface) {
+Json surfaceData(const RecordedRun& run) {
+    const RecordedSurface& surface = *run.surface;
     Bytes outcomes(surface.cells());
     std::transform(surface.outcomes.begin(), surface.outcomes.end(), outcomes.begin(),
                    [](CellOutcome outcome) { return static_cast<std::uint8_t>(outcome); });
-    const std::size_t cellsPerRate =
-        std::max<std::size_t>(1, (surface.cells() + kMostRates - 1) / kMostRates);
-    Json rates = scaled(mergedRates(surface, cellsPerRate), kMegabytesPerSecond);
-    rates["cellsPerValue"] = cellsPerRate;
     return {{"cells", surface.cells()},
             {"sectorsPerCell", surface.sectorsPerCell},
             {"outcomes", coded(outcomes)},
             {"slowest", scaled(surface.slowestUs, kMicroseconds)},
-            {"rates", std::move(rates)}};
+            {"rates", ratesData(run)}};
 }
 
 }  // namespace drivetest

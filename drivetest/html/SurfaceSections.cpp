@@ -59,8 +59,8 @@ void writeSwitch(HtmlWriter& html) {
                  {{"type", "button"}, {"data-view", "slowest"}, {"aria-pressed", "false"}});
 }
 
-Json mapData(const RecordedSurface& surface) {
-    Json data = surfaceData(surface);
+Json mapData(const RecordedRun& run) {
+    Json data = surfaceData(run);
     Json outcomes = Json::array();
     for (std::size_t outcome = 0; outcome < kOutcomes.size(); ++outcome)
         outcomes.push_back(outcomeText(outcome));
@@ -136,7 +136,7 @@ void writeSurface(HtmlWriter& html, const RecordedRun& run) {
     html.markup("<noscript>");
     html.element("p", words("The map itself needs a browser that runs scripts."));
     html.markup("</noscript>");
-    html.data("map-data", mapData(surface));
+    html.data("map-data", mapData(run));
 }
 
 void writeBadSectors(HtmlWriter& html, const RecordedRun& run) {

@@ -114,6 +114,31 @@ void takeSlowTransfers(const Json& content, const RunLists& /*lists*/, RecordedR
     run.slowness = std::move(slowness);
 }
 
+void takeTransfers(const Json& content, const RunLists& /*lists*/, RecordedRun& run) {
+    for (const Json& each : content.at("operations"))
+        run.attempts.push_back({recordedText(each, "operation"), recordedCount(each, "firstTry"),
+                                recordedCount(each, "recovered"), recordedCount(each, "failed")});
+}
+
+std::vector<RecordedMoved> movedOf(const Json& content, const char* direction, std::size_t regions) {
+    if (!content.contains(direction))
+        return {};
+    const auto bytes = content.at(direction).at("bytes").get<std::vector<double>>();
+    const auto us = content.at(direction).at("us").get<std::vector<double>>();
+    if (bytes.size() != regions || us.size() != regions)
+        throw faultOf(direction);
+    std::vector<RecordedMoved> moved(regions);
+    for (std::size_t i = 0; i < regions; ++i)
+        moved[i] = {bytes[i], us[i]};
+    return moved;
+}
+
+void takeRegions(const Json& content, const RunLists& /*lists*/, RecordedRun& run) {
+    const std::uint64_t regions = recordedCount(content, "regions");
+    run.regions = RecordedRegions{recordedCount(content, "sectorsPerRegion"),
+                                  movedOf(content, "read", regions), movedOf(content, "written", regions)};
+}
+
 void takeLatency(const Json& content, const RunLists& /*lists*/, RecordedRun& run) {
     for (const Json& each : content.at("operations")) {
         RecordedLatency latency{recordedText(each, "operation"),
@@ -146,7 +171,8 @@ constexpr Extension kExtensions[] = {
     {"result", takeResult},         {"coverage", takeCoverage},
     {"drive", takeDrive},           {"badSectors", takeBadSectors},
     {"unrestored", takeUnrestored}, {"slowTransfers", takeSlowTransfers},
-    {"latency", takeLatency},       {"surface", takeSurface},
+    {"latency", takeLatency},       {"transfers", takeTransfers},
+    {"regions", takeRegions},       {"surface", takeSurface},
 };
 
 /// What stands under the name; null for nothing.

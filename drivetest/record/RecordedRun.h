@@ -50,17 +50,26 @@ struct RecordedSurface {
     std::uint64_t sectorsPerCell = 0;
     std::vector<CellOutcome> outcomes{};
     std::vector<float> slowestUs{};           ///< 0 where nothing was measured
-    std::vector<float> megabytesPerSecond{};  ///< 0 where nothing was measured
+    std::vector<float> megabytesPerSecond{};  ///< 0 where nothing was measured; empty in records with regions
 
     [[nodiscard]] std::size_t cells() const { return outcomes.size(); }
     [[nodiscard]] std::uint64_t firstSector(std::size_t cell) const { return cell * sectorsPerCell; }
 };
 
-/// What was moved in a part of the drive.
-struct RecordedRegion {
-    std::uint64_t first = 0;
-    std::uint64_t last = 0;
-    double megabytesPerSecond = 0;  ///< 0 where nothing was measured
+/// What transfers without error moved in a part of the drive, and how long they took.
+struct RecordedMoved {
+    double bytes = 0;
+    double us = 0;
+
+    /// 0 where nothing was measured.
+    [[nodiscard]] double megabytesPerSecond() const { return us > 0 ? bytes / 1.048576 / us : 0; }
+};
+
+/// The drive in parts of equal size, from the first sector on. A list is empty where nothing was moved.
+struct RecordedRegions {
+    std::uint64_t sectorsPerRegion = 0;
+    std::vector<RecordedMoved> read{};
+    std::vector<RecordedMoved> written{};
 };
 
 /// How long operations of one kind took.
@@ -91,8 +100,9 @@ struct RecordedSlowness {
     std::vector<RecordedTransfer> slowest{};
 };
 
-/// What became of transfers.
+/// What became of the transfers of one kind.
 struct RecordedAttempts {
+    std::string operation{};
     std::uint64_t firstTry = 0;
     std::uint64_t recovered = 0;  ///< by further attempts
     std::uint64_t failed = 0;
@@ -142,10 +152,10 @@ struct RecordedRun {
     std::vector<RecordedCause> badCauses{};
     std::vector<RecordedBad> bad{};  ///< sorted
     std::optional<RecordedSurface> surface{};
-    std::vector<RecordedRegion> regions{};
+    std::optional<RecordedRegions> regions{};
     std::vector<RecordedLatency> latencies{};
     std::optional<RecordedSlowness> slowness{};
-    std::optional<RecordedAttempts> attempts{};
+    std::vector<RecordedAttempts> attempts{};
     std::vector<RecordedMeasurement> measurements{};
     std::vector<RecordedEvents> events{};
     std::vector<RecordedError> problems{};  ///< of the run itself

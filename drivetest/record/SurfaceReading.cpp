@@ -39,6 +39,8 @@ CellOutcome outcomeOf(float value) {
         return CellOutcome::good;
     if (value == 2)
         return CellOutcome::failed;
+    if (value == 3)
+        return CellOutcome::recovered;
     throw faultOf("outcomes");
 }
 
@@ -55,7 +57,9 @@ RecordedSurface readSurface(const nlohmann::json& content, const RunLists& lists
     RecordedSurface surface{recordedCount(content, "sectorsPerCell")};
     surface.outcomes = expand<CellOutcome>(lists, "outcomes", cells, outcomeOf);
     surface.slowestUs = expand<float>(lists, "slowestUs", cells, measured);
-    surface.megabytesPerSecond = expand<float>(lists, "megabytesPerSecond", cells, measured);
+    // Later records have regions for it.
+    if (lists.find("megabytesPerSecond") != nullptr)
+        surface.megabytesPerSecond = expand<float>(lists, "megabytesPerSecond", cells, measured);
     return surface;
 }
 

@@ -18,7 +18,7 @@ class SurfaceMap {
     this.#data = data;
     this.#outcomes = decode(data.outcomes, data.cells);
     this.#slowest = decode(data.slowest, data.cells);
-    this.#rates = decode(data.rates, Math.ceil(data.cells / data.rates.cellsPerValue));
+    this.#rates = decode(data.rates, data.rates.count);
     for (const button of document.querySelectorAll("[data-view]"))
       button.addEventListener("click", () => this.#show(button.dataset.view));
     this.#canvas.addEventListener("pointermove", (event) => this.#point(this.#squareAt(event)));
@@ -212,7 +212,7 @@ class SurfaceMap {
     const code = this.#worst(this.#slowest, square);
     parts.push(code === 0 ? words.unmeasured
                           : fill(words.slowest, { latency: latencyFigure(measured(code, slowest)) }));
-    const rate = this.#rates[Math.floor(first / rates.cellsPerValue)];
+    const rate = this.#rates[Math.floor((first * sectorsPerCell) / rates.sectorsPerValue)] ?? 0;
     if (rate !== 0) parts.push(rateFigure(measured(rate, rates)));
     return `${fill(words.sectors, { range: `${first * sectorsPerCell}-${end * sectorsPerCell - 1}` })}: ` + parts.join("; ");
   }
