@@ -13,7 +13,7 @@ using zel::words;
 
 namespace {
 
-constexpr std::size_t kMostShown = 50;
+constexpr std::size_t kMostShown = 20;
 
 std::string rateOf(const RecordedRun& run, const char* name) {
     const RecordedMeasurement* const rate = run.measurement(name);

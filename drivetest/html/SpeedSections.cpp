@@ -20,7 +20,7 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 constexpr std::size_t kSlowestRegions = 5;
-constexpr std::size_t kSlowestTransfers = 50;
+constexpr std::size_t kSlowestTransfers = 20;
 
 std::string operationText(const std::string& operation) {
     if (operation == "read")
@@ -36,7 +36,7 @@ std::string directionText(RegionRates::Direction::Kind kind) {
     using Kind = RegionRates::Direction::Kind;
     return kind == Kind::read      ? words("Reading")
            : kind == Kind::written ? words("Writing")
-                                   : words("Mean rate");
+                                   : words("Transfers");
 }
 
 /// A region in which something was moved, of one direction.
@@ -251,11 +251,14 @@ void writeTransfers(HtmlWriter& html, const RecordedRun& run) {
     }
     if (!run.slowness)
         return;
-    html.element("p", zel::counted(run.slowness->over150ms,
-                                   "{count} transfer took over 150 ms, {very} of them over 500 ms.",
-                                   "{count} transfers took over 150 ms, {very} of them over 500 ms.",
-                                   {{"count", countFigure(run.slowness->over150ms)},
-                                    {"very", countFigure(run.slowness->over500ms)}}));
+    if (run.slowness->over150ms == 0)
+        html.element("p", words("No transfer took over 150 ms."));
+    else
+        html.element("p", zel::counted(run.slowness->over150ms,
+                                       "{count} transfer took over 150 ms, {very} of them over 500 ms.",
+                                       "{count} transfers took over 150 ms, {very} of them over 500 ms.",
+                                       {{"count", countFigure(run.slowness->over150ms)},
+                                        {"very", countFigure(run.slowness->over500ms)}}));
     writeTransferList(html, run.slowness->slowest);
 }
 

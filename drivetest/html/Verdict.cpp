@@ -29,10 +29,18 @@ bool isMeasuredInPositions(const RecordedRun& run) {
     return run.coverage && run.coverage->unit == "positions";
 }
 
+/// The drive's sectors; where the record does not tell, all but the last cell of its surface has them. 0 when
+/// nothing is known.
+std::uint64_t sizeOf(const RecordedRun& run) {
+    if (run.drive.sectors != 0 || !run.surface || run.surface->cells() == 0)
+        return run.drive.sectors;
+    return run.surface->firstSector(run.surface->cells() - 1) + 1;
+}
+
 /// The part of the drive, or of what was to be tested where the drive's size is not known.
 std::string testedShare(const RecordedRun& run) {
     const RecordedCoverage& coverage = *run.coverage;
-    return shareFigure(coverage.tested + coverage.failed, std::max(coverage.requested, run.drive.sectors));
+    return shareFigure(coverage.tested + coverage.failed, std::max(coverage.requested, sizeOf(run)));
 }
 
 std::string soundSentence(const RecordedRun& run) {
@@ -44,7 +52,7 @@ std::string soundSentence(const RecordedRun& run) {
             "No fault was found at the {count} positions that were tried; the other sectors are not "
             "tested.",
             {{"count", countFigure(run.coverage->tested)}});
-    if (run.coverage && run.coverage->tested > 0)
+    if (run.coverage && run.coverage->tested > 0 && sizeOf(run) != 0)
         return words("No fault was found in the {share} of the drive that was tested; the rest is unknown.",
                      {{"share", testedShare(run)}});
     return words("No fault was found.");
@@ -57,6 +65,11 @@ std::string badSentence(const RecordedRun& run) {
     return counted(bad, "{count} sector of the drive is bad: do not trust it with data.",
                    "{count} sectors of the drive are bad: do not trust it with data.",
                    {{"count", countFigure(bad)}});
+}
+
+bool isDriveLost(const RecordedRun& run) {
+    return std::any_of(run.problems.begin(), run.problems.end(),
+                       [](const RecordedError& problem) { return problem.symptom == "driveLost"; });
 }
 
 Verdict warned(const RecordedRun& run) {
@@ -79,14 +92,17 @@ Verdict Verdict::of(const RecordedRun& run) {
         return {Kind::open, words("The test was stopped before its end: there is no verdict.")};
     if (run.result == "WARN")
         return warned(run);
+    if (isDriveLost(run))
+        return {Kind::open,
+                words("The drive stopped taking commands while it was tested: there is no verdict, but do "
+                      "not rely on it.")};
     if (run.result != "PASS")
         return {Kind::open,
                 words("The test could not be carried out ({result}): there is no verdict on the drive.",
                       {{"result", run.result}})};
     if (run.warnings > 0)
         return warned(run);
-    return {isWholeDrive(run) || isMeasuredInPositions(run) ? Kind::sound : Kind::doubted,
-            soundSentence(run)};
+    return {isWholeDrive(run) ? Kind::sound : Kind::doubted, soundSentence(run)};
 }
 
 std::string methodText(const std::string& method) {
@@ -100,8 +116,10 @@ std::string coverageShare(const RecordedCoverage& coverage) {
 }
 
 bool isWholeDrive(const RecordedRun& run) {
-    return run.coverage && run.coverage->unit == "sectors" && run.coverage->skipped == 0 &&
-           run.coverage->tested > 0 && run.coverage->requested >= run.drive.sectors;
+    if (!run.coverage || run.coverage->unit != "sectors" || run.coverage->skipped != 0)
+        return false;
+    const std::uint64_t size = sizeOf(run);
+    return size != 0 && run.coverage->tested + run.coverage->failed >= size;
 }
 
 }  // namespace drivetest

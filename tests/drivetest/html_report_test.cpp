@@ -125,7 +125,7 @@ TEST(Verdict, SaysWhatABuyerNeeds) {
         {{drive, coverage("sectors", 1000, 999, 0, 1), result("PASS")},
          Kind::doubted,
          "in the 99.900\u00a0% of"},
-        {{drive, coverage("positions", 5, 5, 0, 0), result("PASS")}, Kind::sound, "at the 5 positions"},
+        {{drive, coverage("positions", 5, 5, 0, 0), result("PASS")}, Kind::doubted, "at the 5 positions"},
         {{drive, coverage("sectors", 1000, 1000, 0, 0), result("WARN", 2)},
          Kind::doubted,
          "there are 2 warnings"},
@@ -138,6 +138,11 @@ TEST(Verdict, SaysWhatABuyerNeeds) {
         {{bad, result("USERABORTED")}, Kind::faulty, "3 sectors of the drive are bad"},
         {{result("FAIL")}, Kind::faulty, "The drive failed the test"},
         {{result("USERABORTED")}, Kind::open, "stopped before its end"},
+        // Nothing tells the drive's size: there is no claim about the whole.
+        {{coverage("sectors", 100, 100, 0, 0), result("PASS")}, Kind::doubted, "No fault was found."},
+        {{stepLine(R"("error":{"symptom":"driveLost","message":"gone"})"), result("CANNOTRUN")},
+         Kind::open,
+         "stopped taking commands"},
         {{result("NOMEDIA")}, Kind::open, "could not be carried out (NOMEDIA)"},
     };
     for (const auto& each : cases) {
