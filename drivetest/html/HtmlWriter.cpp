@@ -26,8 +26,8 @@ const char* entityOf(char letter) {
 }
 
 /// In a script, "<" could begin the script's end or a comment; as an escape it cannot.
-std::string scriptText(const nlohmann::ordered_json& value) {
-    const std::string plain = value.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+std::string scriptText(const Json& value) {
+    const std::string plain = value.dump(-1, ' ', false, Json::error_handler_t::replace);
     std::string text;
     text.reserve(plain.size());
     for (const char letter : plain)
@@ -98,7 +98,7 @@ void HtmlWriter::markup(std::string_view literal) {
     append(literal);
 }
 
-void HtmlWriter::data(const char* id, const nlohmann::ordered_json& value) {
+void HtmlWriter::data(const char* id, const Json& value) {
     begin("script", {{"type", "application/json"}, {"id", id}});
     append(scriptText(value));
     end("script");

@@ -2,9 +2,10 @@
 
 #include <functional>
 #include <initializer_list>
-#include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
+
+#include "drivetest/record/Json.h"
 
 namespace drivetest {
 
@@ -42,7 +43,7 @@ public:
     /// Markup of the program's own.
     void markup(std::string_view literal);
     /// Data for scripts, which find it by its id.
-    void data(const char* id, const nlohmann::ordered_json& value);
+    void data(const char* id, const Json& value);
 
     /// Gives out what is left. False when a part could not be written.
     [[nodiscard]] bool finish();

@@ -17,8 +17,6 @@ using zel::words;
 
 namespace {
 
-using Json = nlohmann::ordered_json;
-
 constexpr std::size_t kSlowestRegions = 5;
 constexpr std::size_t kSlowestTransfers = 20;
 

@@ -11,7 +11,7 @@ namespace drivetest {
 
 namespace {
 
-using Json = nlohmann::ordered_json;
+using Json = Json;
 using Bytes = std::vector<std::uint8_t>;
 
 /// Rates of neighbours are nearly equal; further apart than this nobody can point at them.

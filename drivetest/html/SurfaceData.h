@@ -1,7 +1,6 @@
 #pragma once
 
-#include <nlohmann/json.hpp>
-
+#include "drivetest/record/Json.h"
 #include "drivetest/record/RecordedRun.h"
 
 namespace drivetest {
@@ -9,6 +8,6 @@ namespace drivetest {
 /// The surface for the page's scripts, a million cells in less than three megabytes: a byte for each cell's
 /// outcome, for its slowest transfer and for its rate, the latter two on a scale of equal ratios, in
 /// whichever of two codings is shorter. The run must have a surface.
-nlohmann::ordered_json surfaceData(const RecordedRun& run);
+Json surfaceData(const RecordedRun& run);
 
 }  // namespace drivetest

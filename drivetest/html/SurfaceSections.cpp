@@ -14,8 +14,6 @@ using zel::words;
 
 namespace {
 
-using Json = nlohmann::ordered_json;
-
 /// A page holds no more of them; "--bad-list" writes them all.
 constexpr std::size_t kMostListedRanges = 20000;
 constexpr std::size_t kMostListedCauses = 50;

@@ -14,8 +14,6 @@ namespace drivetest {
 
 namespace {
 
-using Json = nlohmann::json;
-
 constexpr std::uint64_t kMajor = 2;
 constexpr std::uint64_t kMinor = 0;
 /// The longest line of a record, its surface, is shorter.

@@ -1,10 +1,10 @@
 #pragma once
 
-#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <string_view>
 
+#include "drivetest/record/Json.h"
 #include "drivetest/record/RecordedRun.h"
 #include "drivetest/record/RunLists.h"
 
@@ -29,11 +29,11 @@ public:
 
 private:
     [[nodiscard]] bool refuse(const std::string& why);
-    void takeLine(const nlohmann::json& line);
-    void takeVersion(const nlohmann::json& line) const;
-    void takeStart(const nlohmann::json& line);
-    void takeRunArtifact(const nlohmann::json& artifact);
-    void takeStepArtifact(const nlohmann::json& artifact);
+    void takeLine(const Json& line);
+    void takeVersion(const Json& line) const;
+    void takeStart(const Json& line);
+    void takeRunArtifact(const Json& artifact);
+    void takeStepArtifact(const Json& artifact);
 
     RecordedRun m_run;
     RunLists m_lists;

@@ -2,14 +2,12 @@
 
 #include <chrono>
 #include <functional>
-#include <nlohmann/json.hpp>
 #include <string>
 
+#include "drivetest/record/Json.h"
 #include "drivetest/run/OutputQueue.h"
 
 namespace drivetest {
-
-using Json = nlohmann::ordered_json;
 
 /// Writes artifacts of the Open Compute Project test and validation output, version 2.0, as JSON Lines: each
 /// one numbered, stamped with the time, and given away at once, to a file by a thread of its own, so that a

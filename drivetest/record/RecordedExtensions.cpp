@@ -11,8 +11,6 @@ namespace drivetest {
 
 namespace {
 
-using Json = nlohmann::json;
-
 /// More kinds of events than anybody reads; further ones are counted in the last.
 constexpr std::size_t kMostEventKinds = 4096;
 

@@ -1,9 +1,9 @@
 #pragma once
 
-#include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <string>
 
+#include "drivetest/record/Json.h"
 #include "drivetest/record/RecordedRun.h"
 #include "drivetest/record/RunLists.h"
 
@@ -19,13 +19,12 @@ RecordFault faultOf(const std::string& name);
 
 /// What stands under this name, empty or 0 where nothing does; throws a RecordFault when it is something
 /// else.
-std::string recordedText(const nlohmann::json& object, const char* name);
-std::uint64_t recordedCount(const nlohmann::json& object, const char* name);
-double recordedNumber(const nlohmann::json& object, const char* name);
+std::string recordedText(const Json& object, const char* name);
+std::uint64_t recordedCount(const Json& object, const char* name);
+double recordedNumber(const Json& object, const char* name);
 
 /// Takes an extension into the run; one of another name is passed over. Throws a RecordFault when it is not
 /// as docs/record.md has it.
-void takeExtension(const std::string& name, const nlohmann::json& content, const RunLists& lists,
-                   RecordedRun& run);
+void takeExtension(const std::string& name, const Json& content, const RunLists& lists, RecordedRun& run);
 
 }  // namespace drivetest

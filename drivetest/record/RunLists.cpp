@@ -7,8 +7,6 @@ namespace drivetest {
 
 namespace {
 
-using Json = nlohmann::json;
-
 /// testStepArtifact, extension, content, the list.
 constexpr int kListDepth = 4;
 constexpr const char* kNames[] = {"outcomes", "slowestUs", "megabytesPerSecond"};

@@ -2,9 +2,10 @@
 
 #include <limits>
 #include <map>
-#include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
+
+#include "drivetest/record/Json.h"
 
 namespace drivetest {
 
@@ -25,13 +26,13 @@ struct RunList {
 class RunLists {
 public:
     /// For Json::parse().
-    nlohmann::json::parser_callback_t callback();
+    Json::parser_callback_t callback();
     /// Null when the line has no such list.
     [[nodiscard]] const RunList* find(const std::string& name) const;
     void clear();
 
 private:
-    bool keeps(int depth, nlohmann::json::parse_event_t event, const nlohmann::json& parsed);
+    bool keeps(int depth, Json::parse_event_t event, const Json& parsed);
 
     std::map<std::string, RunList> m_lists;
     RunList* m_open = nullptr;

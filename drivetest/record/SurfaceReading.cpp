@@ -50,7 +50,7 @@ float measured(float value) {
 
 }  // namespace
 
-RecordedSurface readSurface(const nlohmann::json& content, const RunLists& lists) {
+RecordedSurface readSurface(const Json& content, const RunLists& lists) {
     const std::uint64_t cells = recordedCount(content, "cells");
     if (cells > kMostCells)
         throw faultOf("cells");

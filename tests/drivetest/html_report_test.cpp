@@ -20,8 +20,6 @@ using testing::HasSubstr;
 using testing::Not;
 using testing::Pair;
 
-using Json = nlohmann::ordered_json;
-
 std::string pageOf(const std::vector<RecordedRun>& runs) {
     std::string page;
     EXPECT_TRUE(writeHtmlReport(runs, [&page](std::string_view part) {
