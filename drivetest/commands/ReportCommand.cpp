@@ -41,8 +41,8 @@ std::vector<RecordedRun> readRuns(const std::vector<std::string>& records, std::
         }
         runs.push_back(std::move(*run));
     }
-    std::stable_sort(runs.begin(), runs.end(),
-                     [](const RecordedRun& a, const RecordedRun& b) { return a.startTime < b.startTime; });
+    std::sort(runs.begin(), runs.end(),
+              [](const RecordedRun& a, const RecordedRun& b) { return a.startTime < b.startTime; });
     return runs;
 }
 

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <utility>
 
 #include "drivetest/html/Figures.h"
 #include "drivetest/html/RunComparison.h"
@@ -70,8 +71,9 @@ void writeSlower(HtmlWriter& html, std::vector<RunComparison::SlowerRegion> slow
         html.element("p", words("No region is slower by more than a fifth."));
         return;
     }
-    std::stable_sort(slower.begin(), slower.end(),
-                     [](const auto& a, const auto& b) { return a.now / a.before < b.now / b.before; });
+    std::sort(slower.begin(), slower.end(), [](const auto& a, const auto& b) {
+        return std::pair(a.now / a.before, a.first) < std::pair(b.now / b.before, b.first);
+    });
     Table table(html, words("Regions that are slower by more than a fifth"),
                 {{words("Sectors")}, {words("Before"), true}, {words("Now"), true}});
     for (std::size_t i = 0; i < std::min(slower.size(), kMostShown); ++i)

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <tuple>
 
 #include "drivetest/html/Figures.h"
 #include "drivetest/html/Sections.h"
@@ -67,10 +68,12 @@ void writeDrive(HtmlWriter& html, const RecordedRun& run) {
 void writeEvents(HtmlWriter& html, const RecordedRun& run) {
     const Section section(html, "events", words("Events"));
     std::vector<const RecordedEvents*> shown;
+    shown.reserve(run.events.size());
     for (const RecordedEvents& events : run.events)
         shown.push_back(&events);
-    std::stable_sort(shown.begin(), shown.end(), [](const RecordedEvents* a, const RecordedEvents* b) {
-        return rankOf(*a) != rankOf(*b) ? rankOf(*a) < rankOf(*b) : a->count > b->count;
+    std::sort(shown.begin(), shown.end(), [](const RecordedEvents* a, const RecordedEvents* b) {
+        // Of the same count, as they came.
+        return std::tuple(rankOf(*a), b->count, a) < std::tuple(rankOf(*b), a->count, b);
     });
     if (shown.empty())
         html.element("p", words("The test reported nothing."));

@@ -2,6 +2,7 @@
 #include <bit>
 #include <cmath>
 #include <map>
+#include <tuple>
 
 #include "drivetest/html/Figures.h"
 #include "drivetest/html/RegionRates.h"
@@ -51,8 +52,9 @@ std::vector<MeasuredRegion> measuredRegions(const RegionRates& rates) {
         for (std::size_t i = 0; i < direction.regions.size(); ++i)
             if (const double rate = direction.regions[i].megabytesPerSecond(); rate > 0)
                 measured.push_back({direction.kind, i, rate});
-    std::stable_sort(measured.begin(), measured.end(),
-                     [](const MeasuredRegion& a, const MeasuredRegion& b) { return a.rate < b.rate; });
+    std::sort(measured.begin(), measured.end(), [](const MeasuredRegion& a, const MeasuredRegion& b) {
+        return std::tuple(a.rate, a.kind, a.region) < std::tuple(b.rate, b.kind, b.region);
+    });
     return measured;
 }
 
@@ -163,8 +165,8 @@ void writeHistogram(HtmlWriter& html, const RecordedLatency& latency) {
 
 void writeTransferList(HtmlWriter& html, const std::vector<RecordedTransfer>& slowest) {
     std::vector<RecordedTransfer> shown = slowest;
-    std::stable_sort(shown.begin(), shown.end(), [](const RecordedTransfer& a, const RecordedTransfer& b) {
-        return a.durationUs > b.durationUs;
+    std::sort(shown.begin(), shown.end(), [](const RecordedTransfer& a, const RecordedTransfer& b) {
+        return std::tuple(b.durationUs, a.first) < std::tuple(a.durationUs, b.first);
     });
     shown.resize(std::min(shown.size(), kSlowestTransfers));
     if (shown.empty())

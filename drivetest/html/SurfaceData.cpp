@@ -100,6 +100,8 @@ Json ratesData(const RecordedRun& run) {
 }  // namespace
 
 Json surfaceData(const RecordedRun& run) {
+    if (!run.surface)
+        return {};
     const RecordedSurface& surface = *run.surface;
     Bytes outcomes(surface.cells());
     std::transform(surface.outcomes.begin(), surface.outcomes.end(), outcomes.begin(),

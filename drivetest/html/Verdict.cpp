@@ -24,11 +24,6 @@ constexpr std::pair<const char*, const char*> kMethods[] = {
     {"usbFloppy", zel::marked("USB floppy commands")},
 };
 
-/// Nothing about which sectors were visited.
-bool isMeasuredInPositions(const RecordedRun& run) {
-    return run.coverage && run.coverage->unit == "positions";
-}
-
 /// The drive's sectors; where the record does not tell, all but the last cell of its surface has them. 0 when
 /// nothing is known.
 std::uint64_t sizeOf(const RecordedRun& run) {
@@ -38,23 +33,23 @@ std::uint64_t sizeOf(const RecordedRun& run) {
 }
 
 /// The part of the drive, or of what was to be tested where the drive's size is not known.
-std::string testedShare(const RecordedRun& run) {
-    const RecordedCoverage& coverage = *run.coverage;
-    return shareFigure(coverage.tested + coverage.failed, std::max(coverage.requested, sizeOf(run)));
+std::string testedShare(const RecordedCoverage& coverage, std::uint64_t size) {
+    return shareFigure(coverage.tested + coverage.failed, std::max(coverage.requested, size));
 }
 
 std::string soundSentence(const RecordedRun& run) {
+    const RecordedCoverage coverage = run.coverage.value_or(RecordedCoverage{});
     if (isWholeDrive(run))
         return words("No fault was found: each of the {count} sectors was tested and is good.",
-                     {{"count", countFigure(run.coverage->tested)}});
-    if (run.coverage && isMeasuredInPositions(run))
+                     {{"count", countFigure(coverage.tested)}});
+    if (coverage.unit == "positions")
         return words(
             "No fault was found at the {count} positions that were tried; the other sectors are not "
             "tested.",
-            {{"count", countFigure(run.coverage->tested)}});
-    if (run.coverage && run.coverage->tested > 0 && sizeOf(run) != 0)
+            {{"count", countFigure(coverage.tested)}});
+    if (coverage.tested > 0 && sizeOf(run) != 0)
         return words("No fault was found in the {share} of the drive that was tested; the rest is unknown.",
-                     {{"share", testedShare(run)}});
+                     {{"share", testedShare(coverage, sizeOf(run))}});
     return words("No fault was found.");
 }
 

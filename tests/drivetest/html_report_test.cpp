@@ -15,10 +15,8 @@ namespace drivetest {
 namespace {
 
 using namespace testing_support;
-using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
-using testing::Pair;
 
 std::string pageOf(const std::vector<RecordedRun>& runs) {
     std::string page;
@@ -80,8 +78,8 @@ TEST(HtmlReport, ShowsHostileTextsAsText) {
          stepLine("\"measurement\":{\"name\":\"readRate\",\"value\":1," + text("unit") + "}"),
          extensionLine("result", "{" + text("result") + "}")},
         problem);
-    ASSERT_TRUE(run) << problem;
-    const std::string page = pageOf({*run});
+    EXPECT_EQ(problem, "");
+    const std::string page = pageOf({run.value_or(RecordedRun{})});
     EXPECT_THAT(page, Not(HasSubstr("<script>")));
     EXPECT_THAT(page, Not(HasSubstr("<img")));
     EXPECT_THAT(page, Not(HasSubstr("\u202e")));
@@ -150,7 +148,7 @@ TEST(Verdict, SaysWhatABuyerNeeds) {
     }
     std::string problem;
     const auto cutOff = readLines({kVersionLine, kStartLine, kStepLine}, problem);
-    EXPECT_EQ(Verdict::of(*cutOff).kind, Kind::open);
+    EXPECT_EQ(Verdict::of(cutOff.value_or(RecordedRun{})).kind, Kind::open);
 }
 
 RecordedRun runWithBad(const std::vector<RunComparison::Range>& ranges) {
@@ -184,7 +182,7 @@ TEST(RunComparison, NamesRegionsThatAreSlowerByMoreThanAFifth) {
     RecordedRun before;
     before.regions = RecordedRegions{10, {{100, 1}, {100, 1}, {100, 1}, {0, 0}}, {}};
     RecordedRun now = before;
-    now.regions->read = {{100, 1}, {100, 1.2}, {100, 2}, {100, 9}};
+    now.regions = RecordedRegions{10, {{100, 1}, {100, 1.2}, {100, 2}, {100, 9}}, {}};
     const auto slower = RunComparison::of(before, now).slower;
     ASSERT_EQ(slower.size(), 1U);
     EXPECT_EQ(slower[0].first, 20U);
@@ -220,13 +218,13 @@ std::vector<std::uint8_t> decoded(const Json& list) {
 
 TEST(SurfaceData, KeepsEveryCellInWhicheverCoding) {
     std::mt19937 random(1);  // NOLINT: the same cells each time
-    RecordedRun run;
-    run.surface = RecordedSurface{1};
+    RecordedSurface surface{1};
     for (int cell = 0; cell < 1000000; ++cell) {
-        run.surface->outcomes.push_back(cell / 1000 % 700 == 3 ? CellOutcome::failed : CellOutcome::good);
-        run.surface->slowestUs.push_back(
-            static_cast<float>(0.2 + static_cast<double>(random() % 100000000) / 7));
+        surface.outcomes.push_back(cell / 1000 % 700 == 3 ? CellOutcome::failed : CellOutcome::good);
+        surface.slowestUs.push_back(static_cast<float>(0.2 + static_cast<double>(random() % 100000000) / 7));
     }
+    RecordedRun run;
+    run.surface = surface;
     const Json data = surfaceData(run);
     EXPECT_LT(data.dump().size(), std::size_t{2} << 20);
     const auto outcomes = decoded(data.at("outcomes"));
@@ -237,7 +235,7 @@ TEST(SurfaceData, KeepsEveryCellInWhicheverCoding) {
     EXPECT_EQ(outcomes[3999] + outcomes[4000] + outcomes[703999], 3 + 1 + 3);
     for (std::size_t cell = 0; cell < codes.size(); cell += 997) {
         const double shown = 0.1 * std::exp2((codes[cell] - 1) / 8.0);
-        EXPECT_NEAR(shown / static_cast<double>(run.surface->slowestUs[cell]), 1, 0.05);
+        EXPECT_NEAR(shown / static_cast<double>(surface.slowestUs[cell]), 1, 0.05);
     }
 }
 

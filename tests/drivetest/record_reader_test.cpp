@@ -60,12 +60,13 @@ TEST(RecordReader, ReadsARecordThatWasCutOffAsFarAsItGoes) {
         "event", R"({"key":"readSectorErr","type":"ERR","message":"Sector 7","variables":{"ReadSector":7}})");
     for (const std::string& rest : {std::string(), event.substr(0, event.size() / 2)}) {
         std::string problem;
-        const auto run = readLines({kVersionLine, kStartLine, kStepLine, event}, problem, rest);
-        ASSERT_TRUE(run) << problem;
-        EXPECT_TRUE(run->isCutOff);
-        EXPECT_EQ(run->result, "");
-        ASSERT_EQ(run->events.size(), 1U);
-        EXPECT_EQ(run->lastTime, "2026-11-23T04:30:00.000Z");
+        const RecordedRun run =
+            readLines({kVersionLine, kStartLine, kStepLine, event}, problem, rest).value_or(RecordedRun{});
+        EXPECT_EQ(problem, "");
+        EXPECT_TRUE(run.isCutOff);
+        EXPECT_EQ(run.result, "");
+        ASSERT_EQ(run.events.size(), 1U);
+        EXPECT_EQ(run.lastTime, "2026-11-23T04:30:00.000Z");
     }
 }
 
@@ -93,11 +94,10 @@ TEST(RecordReader, ReadsBothFormsOfASurface) {
     const RecordedRun old = readRun({extensionLine(
         "surface",
         R"({"sectorsPerCell":10,"cells":3,"outcomes":[[1,1],[2,1],[0,1]],"slowestUs":[[12.5,2],[null,1]],"megabytesPerSecond":[[100,1],[null,2]]})")});
-    ASSERT_TRUE(old.surface) << old.file;
-    EXPECT_THAT(old.surface->outcomes,
-                ElementsAre(CellOutcome::good, CellOutcome::failed, CellOutcome::untested));
-    EXPECT_THAT(old.surface->slowestUs, ElementsAre(12.5F, 12.5F, 0.0F));
-    EXPECT_THAT(old.surface->megabytesPerSecond, ElementsAre(100.0F, 0.0F, 0.0F));
+    const RecordedSurface was = old.surface.value_or(RecordedSurface{});
+    EXPECT_THAT(was.outcomes, ElementsAre(CellOutcome::good, CellOutcome::failed, CellOutcome::untested));
+    EXPECT_THAT(was.slowestUs, ElementsAre(12.5F, 12.5F, 0.0F));
+    EXPECT_THAT(was.megabytesPerSecond, ElementsAre(100.0F, 0.0F, 0.0F));
     const RecordedRun now = readRun(
         {extensionLine(
              "surface",
@@ -105,11 +105,12 @@ TEST(RecordReader, ReadsBothFormsOfASurface) {
          extensionLine(
              "regions",
              R"({"sectorsPerRegion":8,"regions":2,"read":{"bytes":[1048576,0],"us":[500000,0]}})")});
-    ASSERT_TRUE(now.surface && now.regions) << now.file;
-    EXPECT_THAT(now.surface->outcomes, ElementsAre(CellOutcome::recovered, CellOutcome::good));
-    EXPECT_DOUBLE_EQ(now.regions->read.at(0).megabytesPerSecond(), 2.0);
-    EXPECT_DOUBLE_EQ(now.regions->read.at(1).megabytesPerSecond(), 0.0);
-    EXPECT_TRUE(now.regions->written.empty());
+    const RecordedSurface is = now.surface.value_or(RecordedSurface{});
+    const RecordedRegions regions = now.regions.value_or(RecordedRegions{});
+    EXPECT_THAT(is.outcomes, ElementsAre(CellOutcome::recovered, CellOutcome::good));
+    EXPECT_DOUBLE_EQ(regions.read.at(0).megabytesPerSecond(), 2.0);
+    EXPECT_DOUBLE_EQ(regions.read.at(1).megabytesPerSecond(), 0.0);
+    EXPECT_TRUE(regions.written.empty());
 }
 
 TEST(RecordReader, PassesOverWhatItDoesNotKnow) {
