@@ -14,20 +14,13 @@ bool lieWithin(Bytes part, Bytes whole) {
 }
 
 void checkDisk(Bytes answer) {
-    std::uint32_t sectorBytes = loadLittleEndian<std::uint32_t>(answer, 16);
-    if (const auto geometry = windows::parseGeometry(answer)) {
-        require(std::has_single_bit(geometry->sectorBytes) && geometry->sectorBytes >= 128,
-                "a sector's size is a power of two");
-        sectorBytes = geometry->sectorBytes;
-    }
+    const auto sectorBytes = loadLittleEndian<std::uint32_t>(answer, 16);
     if (const auto physical = windows::parsePhysicalSector(answer, sectorBytes))
         requireSizes(1, sectorBytes, *physical);
     if (const auto bytes = windows::parseLength(answer))
         require(*bytes <= std::uint64_t{1} << 63, "a length can be an offset");
     require(windows::parseTemperature(answer).value_or(0) > -273, "nothing is as cold as 0 K");
     (void)windows::parseMediumRemovable(answer);
-    if (const auto number = windows::parseDeviceNumber(answer))
-        require(!number->isOptical() || !number->isPartition(), "discs have no partitions");
 }
 
 void checkPassThrough(Bytes answer, std::uint32_t sent, std::uint8_t room) {

@@ -67,10 +67,13 @@ void check(Bytes input) {
     requireSameWithout(input, stated, findIdentifiers);
     checkVolumes(input);
     if (const auto geometry = zel::parseDiskGeometry(input))
-        require(std::has_single_bit(geometry->sectorBytes) && geometry->bytes >> 63 == 0,
+        require(std::has_single_bit(geometry->sectorBytes) && geometry->sectorBytes >= 128 &&
+                    geometry->bytes.value_or(0) >> 63 == 0,
                 "a disk has a size that can be an offset, in sectors");
-    if (const auto number = zel::parseDeviceNumber(input))
+    if (const auto number = zel::parseDeviceNumber(input)) {
         require(zel::parseDeviceNumber(slice(input, 0, 12)) == number, "a number has three fields");
+        require(!number->isOptical() || !number->isPartition(), "discs have no partitions");
+    }
     if (zel::namesFloppyMedium(input))
         require(input.size() >= 24, "a medium is told of as a whole");
     requireTexts({zel::parseScsiAddress(input)});

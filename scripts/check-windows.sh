@@ -58,6 +58,10 @@ printf '%s\n' "${linux_sources[@]/%/: its tests are about sources for Linux}" >>
 
 /usr/bin/python3 -B tests/windows/run_program_tests.py "$notes" "$jobs" || failed=1
 
+# With Wine in the virtual machine, whose kernel takes its SCSI commands.
+LAB_KERNEL="$root/build/dev/tests/lab/kernel" /usr/bin/python3 -B tests/windows/run_program_tests.py "$notes" 1 \
+    tests/lab/lab_windows_test.py || failed=1
+
 echo "the same runs by the programs for Linux and for Windows:"
 /usr/bin/python3 -B tests/sameness/same_runs.py build/dev/bin/drivetest "$DRIVETEST" || failed=1
 
@@ -68,5 +72,6 @@ for counts in "$notes"/*.counts; do
 done
 echo "left out:"
 sed 's/^/  /' "$notes/skipped"
-echo "under Wine ran $((passed + broken)) tests, $broken of them failed; $left_out were left out, $linux_tests of these about sources for Linux"
+echo "under Wine ran $((passed + broken)) tests, $broken of them failed; $left_out were left out, $linux_tests of these about sources for Linux" |
+    tee "$notes/summary"
 [ "$failed" -eq 0 ] && [ "$broken" -eq 0 ]

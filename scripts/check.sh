@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Sets up and checks everything: format, build, headers, layering, tests (of records too), clang-tidy, sanitizers.
+# Sets up and checks everything: format, build, headers, layering, tests (of records too), clang-tidy, sanitizers, Windows.
 # Every step runs, whatever became of those before it. Exit status 0 only if all is well. Tests that cannot run
 # here, for want of root or loop devices, skip themselves and are named at the end.
 set -euo pipefail
@@ -9,7 +9,7 @@ source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 cd "$root"
 export PYTHONDONTWRITEBYTECODE=1
 notes="$root/build/check" # what the steps leave for the end: counts of tests, and the names of skipped ones
-rm -rf "$notes"
+rm -rf "$notes" "$root/build/check-windows"
 mkdir -p "$notes"
 failed_steps=()
 
@@ -64,7 +64,7 @@ end_aside() {
     return "$(cat "$notes/aside.status")"
 }
 
-set_up() { scripts/setup.sh --dev; }
+set_up() { scripts/setup.sh --dev --windows; }
 
 check_format() {
     local files
@@ -74,9 +74,10 @@ check_format() {
 }
 
 check_header() {
-    local header="$1" paths=(-I. -Icontracts -Itests)
+    local header="$1" compiler=g++ paths=(-I. -Icontracts -Itests)
     [[ "$header" != contracts/* ]] || paths=(-Icontracts)
-    ccache g++ -std=c++20 -D_FILE_OFFSET_BITS=64 "${paths[@]}" -fsyntax-only -Wall -Wextra -Werror \
+    [[ "$header" != */windows/* ]] || compiler=x86_64-w64-mingw32-g++-posix
+    ccache "$compiler" -std=c++20 -D_FILE_OFFSET_BITS=64 "${paths[@]}" -fsyntax-only -Wall -Wextra -Werror \
         -include "$header" -x c++ /dev/null || {
         echo "$header does not compile alone: include in it what it uses" >&2
         exit 255
@@ -86,7 +87,10 @@ check_header() {
 # Of headers that a source includes first the build has proven it.
 check_headers() {
     local headers
-    headers="$(/usr/bin/python3 -B scripts/check_includes.py --headers "$root")"
+    headers="$(for platform in "" windows; do
+        # shellcheck disable=SC2086 # nothing, or one word
+        /usr/bin/python3 -B scripts/check_includes.py --headers "$root" $platform
+    done)"
     export -f check_header
     # shellcheck disable=SC2016 # expands in the inner shell
     xargs -d '\n' -P "$jobs" -I '{}' bash -c 'check_header "$1"' - '{}' <<<"$headers"
@@ -118,7 +122,12 @@ run_tests() {
     return "$status"
 }
 
-check_tidy() { /usr/bin/python3 -B scripts/tidy.py "$root" build/dev/compile_commands.json "$jobs"; }
+check_tidy() {
+    /usr/bin/python3 -B scripts/tidy.py "$root" build/dev/compile_commands.json "$jobs"
+    # What is for Windows alone.
+    cmake --preset windows >"$root/build/windows.log" 2>&1 || { tail -n 60 "$root/build/windows.log" >&2; return 1; }
+    /usr/bin/python3 -B scripts/tidy.py "$root" build/windows/compile_commands.json "$jobs" windows
+}
 
 # run_shuffled PRESET: the unit tests, each program as a whole and in an order that no test may rely on.
 run_shuffled() {
@@ -152,6 +161,7 @@ step "build with sanitizers (preset asan)" build_preset asan
 step "unit tests with sanitizers, shuffled" run_shuffled asan
 step "build of the fuzz targets (preset fuzz)" build_preset fuzz
 step "parsers under fuzzing" run_tests fuzz fuzz
+step "build for Windows, tests under Wine" scripts/check-windows.sh --no-setup
 step "tests in a virtual machine, begun after the first build" end_aside
 
 passed=0 failed=0 skipped=0
@@ -170,5 +180,6 @@ if [ ${#failed_steps[@]} -gt 0 ]; then
     echo "Failed steps:"
     printf '  %s\n' "${failed_steps[@]}"
 fi
+[ ! -s "$root/build/check-windows/summary" ] || cat "$root/build/check-windows/summary"
 echo "$passed passed, $failed failed, $skipped skipped"
 [ ${#failed_steps[@]} -eq 0 ]

@@ -1,10 +1,12 @@
 #!/usr/bin/python3
 """Checks who includes whom: each part its own headers, the contracts and the C++ standard library; the program also
 what quix5 has for those who run modules. Headers of the operating system and of other libraries are for the folders
-linux/ and windows/, and so are our own that lie in such folders. The module, moreover, sees contracts/ alone.
+linux/ and windows/, and so are our own that lie in such folders. The module, moreover, sees contracts/ alone. Nor is
+anything compiled for one system only outside of such folders, but in the header that marks what libraries export.
 
 Arguments: the project's folder and a compile_commands.json of it. Prints faults as FILE:LINE: WHAT. With --headers and
-the folder: lists the headers that have to be compiled alone, as no source of their name includes them first.
+the folder: lists the headers that have to be compiled alone, as no source of their name includes them first; those for
+Windows, which only compile for it, are listed with "windows" behind that, and alone.
 """
 
 import json
@@ -14,6 +16,7 @@ import shlex
 import sys
 
 PARTS = ("contracts", "zel", "quix5", "libDrive2", "libDriveTest", "drivetest")
+UNSHIPPED = ("tests", "fuzz", "bench")
 MODULE = "libDriveTest"
 PLATFORMS = {"linux", "windows"}
 # What a part shows beside the contracts, and to whom.
@@ -21,9 +24,17 @@ SHOWN = {("quix5", "drivetest")}
 # Elsewhere than in a platform's folder, these libraries are part of what the file is for.
 EXCEPTIONS = {("zel/Resource.cpp", "nlohmann/json.hpp"), ("libDrive2/journal/Checksum.cpp", "xxhash.h"),
               ("drivetest/commands/CommandLine.cpp", "CLI/CLI.hpp"), ("drivetest/record/Json.h", "nlohmann/json.hpp")}
+# What the preprocessor is not asked outside of the platforms' folders: on which system it runs.
+SYSTEM_MACROS = re.compile(
+    r"\b(?:_?WIN(?:32|64|NT)|_+(?:WIN(?:32|64|NT)|MINGW\w*|CYGWIN\w*|(?:gnu_)?linux|unix|APPLE|MACH|ANDROID|FreeBSD|GLIBC)_*"
+    r"|linux|unix|_WINDOWS|_MSC_\w+|_POSIX_VERSION|__has_include)\b")
+CONDITION = re.compile(r"\s*#\s*(?:el)?if")
+MARKS_EXPORTS = "contracts/zel/Export.h"
 INCLUDE = re.compile(r'\s*#\s*include\s*(?:"([^"]+)"|<([^>]+)>)')
 STANDARD = re.compile(r"[a-z_]+")  # no folder, no suffix: <vector>, <cstdint>
 PATH_OPTIONS = ("-I", "-isystem", "-iquote", "-idirafter", "-include", "-imacros")
+# Headers of the standard library that are compiled once for all sources; every source includes them by itself as well.
+PRECOMPILED = "cmake_pch.hxx"
 
 
 def sources(root, part):
@@ -60,6 +71,27 @@ def check_sources(root, part):
                 yield f"{source.relative_to(root)}:{number}: {part} must not include {name}"
 
 
+def conditions(source):
+    """The preprocessor's questions: (the line where one begins, its whole text)."""
+    lines = enumerate(source.read_text(encoding="utf-8").splitlines(), 1)
+    for number, line in lines:
+        if CONDITION.match(line):
+            text = line
+            while text.endswith("\\"):
+                text = text[:-1] + next(lines, (0, ""))[1]
+            yield number, text
+
+
+def check_conditions(root, part):
+    for source in sources(root, part):
+        relative = source.relative_to(root)
+        if PLATFORMS & set(relative.parts) or relative.as_posix() == MARKS_EXPORTS:
+            continue
+        for number, text in conditions(source):
+            if asked := SYSTEM_MACROS.search(text):
+                yield f"{relative}:{number}: {asked[0]} is asked: what differs between systems belongs in linux/ and windows/"
+
+
 def own_header(root, source):
     """The header that a source implements, or None: that of its name beside it, or in the contracts."""
     relative = source.relative_to(root).with_suffix(".h")
@@ -85,14 +117,15 @@ def check_first_includes(root):
                 yield f"{source.relative_to(root)}:1: the first #include must be its own header, {own.relative_to(root)}"
 
 
-def headers_to_compile(root):
+def headers_to_compile(root, for_windows):
     """Those that no source includes first."""
     proven = {first_include(root, source) for part in PARTS for source in sources(root, part)
               if source.suffix == ".cpp"}
     for part in PARTS + ("tests",):
         for header in sources(root, part):
-            if header.suffix == ".h" and header not in proven and "windows" not in header.parts:
-                yield header.relative_to(root).as_posix()
+            place = header.relative_to(root)
+            if header.suffix == ".h" and header not in proven and ("windows" in place.parts) == for_windows:
+                yield place.as_posix()
 
 
 def include_paths(command):
@@ -101,7 +134,9 @@ def include_paths(command):
     for word in words:
         for option in PATH_OPTIONS:
             if word.startswith(option):
-                yield word[len(option):] or next(words)
+                path = word[len(option):] or next(words)
+                if pathlib.Path(path).name != PRECOMPILED:
+                    yield path
                 break
 
 
@@ -118,14 +153,15 @@ def check_module_path(root, commands):
 
 
 def main():
-    if len(sys.argv) == 3 and sys.argv[1] == "--headers":
-        print("\n".join(headers_to_compile(pathlib.Path(sys.argv[2]).resolve())))
+    if len(sys.argv) > 2 and sys.argv[1] == "--headers" and sys.argv[3:] in ([], ["windows"]):
+        print("\n".join(headers_to_compile(pathlib.Path(sys.argv[2]).resolve(), bool(sys.argv[3:]))))
         return 0
     if len(sys.argv) != 3:
-        sys.exit("use it as: check_includes.py FOLDER COMPILE_COMMANDS, or check_includes.py --headers FOLDER")
+        sys.exit("use it as: check_includes.py FOLDER COMPILE_COMMANDS, or check_includes.py --headers FOLDER [windows]")
     root = pathlib.Path(sys.argv[1]).resolve()
     commands = json.loads(pathlib.Path(sys.argv[2]).read_text(encoding="utf-8"))
     faults = [fault for part in PARTS for fault in check_sources(root, part)]
+    faults += [fault for part in PARTS + UNSHIPPED for fault in check_conditions(root, part)]
     faults += [*check_first_includes(root), *check_module_path(root, commands)]
     print("\n".join(faults), end="\n" if faults else "")
     return 1 if faults else 0

@@ -167,8 +167,9 @@ bool isCommand(const CLI::App& app, const std::string& word) {
 
 int parse(CLI::App& app, const std::vector<std::string>& arguments) {
     try {
-        // Without the program's name, the last one first.
-        app.parse(std::vector<std::string>(arguments.rbegin(), std::prev(arguments.rend())));
+        // Without the program's name, which whoever starts it may leave out, the last one first.
+        app.parse(
+            std::vector<std::string>(arguments.rbegin(), arguments.rend() - (arguments.empty() ? 0 : 1)));
         return -1;
     } catch (const CLI::Success& asked) {
         return app.exit(asked);

@@ -6,38 +6,21 @@
 #include <atomic>
 #include <csignal>
 #include <initializer_list>
-#include <string_view>
 #include <vector>
 
-#include "drivetest/ExitStatus.h"
+#include "drivetest/run/LastWords.h"
 #include "quix5/StopRequest.h"
 
 namespace drivetest {
 
 namespace {
 
-constexpr int kInsistencesToEnd = 3;
-
 std::atomic<AtStake> atStake{AtStake::nothing};
 static_assert(std::atomic<AtStake>::is_always_lock_free);
 
-struct LastWords {
-    std::string_view text;
-    ExitStatus status;
-};
-/// By what is at stake.
-constexpr LastWords kLastWords[] = {
-    {"\ndrivetest: ended at once\n", kExitUserAborted},
-    {"\ndrivetest: ended at once: sectors may hold what the test wrote; the journal keeps their data, and "
-     "\"drivetest recover\" puts it back\n",
-     kExitNotRestored},
-    {"\ndrivetest: ended at once: sectors may hold what the test wrote, and no journal keeps their data\n",
-     kExitNotRestored},
-};
-
 /// In a signal handler: only with what is safe there. A reader that takes nothing must not hold it up.
 [[noreturn]] void endAtOnce() {
-    const LastWords& last = kLastWords[static_cast<std::size_t>(atStake.load())];
+    const LastWords last = lastWordsOf(atStake.load());
     pollfd room{STDERR_FILENO, POLLOUT, 0};
     if (poll(&room, 1, 0) == 1)
         (void)!write(STDERR_FILENO, last.text.data(), last.text.size());

@@ -10,6 +10,7 @@
 #include "drivetest/recovery/ExportFolder.h"
 #include "drivetest/safety/HeldDrive.h"
 #include "drivetest/safety/JournalPlace.h"
+#include "drivetest/safety/SystemAdvice.h"
 #include "drivetest/terminal/Texts.h"
 #include "zel/Path.h"
 
@@ -63,11 +64,10 @@ ExitStatus DriveRecovery::begin() {
     zel::String reason;
     switch (stateOfJournal(m_path, m_register.knows(m_path), &m_journal, problem)) {
         case OpenJournalState::missing:
-            return fail(
-                "the journal " + m_path +
-                " is registered, but is not there now: mount the disk that it is on, or, if it is gone "
-                "for good, delete its entry in " +
-                defaultRegisterFolder());
+            return fail("the journal " + m_path +
+                        " is registered, but is not there now: connect or mount the disk that it is on, or, "
+                        "if it is gone for good, delete its entry in " +
+                        defaultRegisterFolder());
         case OpenJournalState::busy:
             return fail(m_path + " belongs to a test or a recovery that is still running", kExitBusy);
         case OpenJournalState::settled:
@@ -131,7 +131,7 @@ std::optional<FoundDrive> DriveRecovery::take(const std::string& locator, std::s
     found.lease = libDrive2::DeviceLease::take(found.device.osLocator(), purpose, failure);
     if (found.lease == nullptr) {
         m_isBusy = failure.type == libDrive2::LIBDRIVE2_BUSY;
-        problem = failure.text.utf8() + (m_isBusy ? "; unmount it, stop what uses it, then try again" : "");
+        problem = failure.text.utf8() + (m_isBusy ? "; " + adviceOnUsedDrive() : "");
         return std::nullopt;
     }
     if (const zel::String path = found.lease->descriptorPath(); !path.isEmpty())

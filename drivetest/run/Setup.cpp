@@ -4,6 +4,7 @@
 
 #include "drivetest/devices/Drives.h"
 #include "drivetest/safety/SafeStart.h"
+#include "drivetest/safety/SystemAdvice.h"
 #include "drivetest/terminal/Console.h"
 #include "drivetest/terminal/Terminal.h"
 #include "drivetest/terminal/Texts.h"
@@ -116,9 +117,8 @@ ExitStatus checkDevice(const ChosenTest& chosen, std::string& error) {
         return kExitUsage;
     }
     if (flagProperty(chosen.device, kPropertyLocked)) {
-        error = device +
-                " is locked by its ATA password, so nothing on it can be read: unlock it first (hdparm "
-                "--security-unlock), then try again";
+        error =
+            device + " is locked by its ATA password, so nothing on it can be read: " + adviceOnLockedDrive();
         return kExitCannotRun;
     }
     return kExitPass;

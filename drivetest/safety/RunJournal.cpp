@@ -40,7 +40,7 @@ std::string adviceOn(const OpenJournal& found, const std::string& locator) {
                    path + ": wait for its end";
         case OpenJournalState::missing:
             return "an interrupted test left data of " + locator + " in " + path +
-                   ", which is not there now: mount its disk and put the data back with " +
+                   ", which is not there now: connect or mount its disk and put the data back with " +
                    recoverCommand(locator, folder) + ", or delete " + found.journal.file +
                    " if the journal is gone for good";
         default:

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "drivetest/devices/Drives.h"
+#include "drivetest/safety/SystemAdvice.h"
 #include "drivetest/terminal/Terminal.h"
 #include "drivetest/terminal/Texts.h"
 #include "libDrive2/DeviceLockingManager.h"
@@ -130,8 +131,7 @@ std::optional<Obstacle> findObstacle(const DiagDevice& device, const HeldDrive& 
         return Obstacle{kExitMedia, "there is no medium in " + device.osLocator().utf8(),
                         "put in the one that may be written to, so that it can be shown, then start again"};
     if (isBusy)
-        return Obstacle{kExitBusy, held.failure().text.utf8(),
-                        "unmount it, switch swap off, stop what uses it, then try again"};
+        return Obstacle{kExitBusy, held.failure().text.utf8(), adviceOnUsedDrive()};
     if (held.lease().takesWritesInOrderOnly())
         return Obstacle{kExitCannotRun,
                         device.osLocator().utf8() +

@@ -33,8 +33,8 @@ GuardedFile createNew(const GuardedFolder& folder, const std::string& name, std:
 
 /// Through a handle that lets others read the file, and this run delete it.
 int openDescriptor(const zel::Handle& file) {
-    zel::Handle again(zel::SystemCalls::current().reopenFile(file.get(), GENERIC_READ | GENERIC_WRITE,
-                                                             GuardedFolder::kShareAll, 0));
+    zel::Handle again(
+        zel::SystemCalls::current().reopenFile(file.get(), GENERIC_READ | GENERIC_WRITE, zel::kShareAll, 0));
     const int descriptor =
         again ? _open_osfhandle(reinterpret_cast<std::intptr_t>(again.get()), _O_BINARY) : -1;
     if (descriptor >= 0)
@@ -54,14 +54,18 @@ KeptRecord createKeptRecord(const std::string& name, std::string& problem) {
         return {};
     }
     const auto folder = GuardedFolder::open(path, GuardedFolder::Writers::owner, reason);
+    if (!folder) {
+        problem = reason.utf8();
+        return {};
+    }
     std::string file;
-    GuardedFile made = folder ? createNew(*folder, name, file) : GuardedFile{};
+    GuardedFile made = createNew(*folder, name, file);
     const int descriptor = made.file ? openDescriptor(made.file) : -1;
     if (descriptor >= 0) {
         const std::string full = folder->pathOf(file);
         return {OutputFile::adopt(descriptor, full), full};
     }
-    problem = folder ? made.problem.utf8() : reason.utf8();
+    problem = made.problem.utf8();
     if (made.file) {
         libDrive2::failWith(reason, zel::String(folder->pathOf(file)) + " cannot be opened", GetLastError());
         problem = reason.utf8();

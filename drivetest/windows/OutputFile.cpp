@@ -4,6 +4,7 @@
 #include <io.h>
 
 #include <algorithm>
+#include <bit>
 #include <cerrno>
 #include <chrono>
 #include <system_error>
@@ -19,7 +20,6 @@ namespace drivetest {
 
 namespace {
 
-constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 /// How soon a pipe that keeps nobody waiting is tried again.
 constexpr std::chrono::milliseconds kPipeInterval{20};
 /// Consoles take no longer texts at once.
@@ -35,8 +35,8 @@ void tellErrno() {
 
 bool isSameObject(HANDLE a, HANDLE b) {
     using Compare = BOOL(WINAPI*)(HANDLE, HANDLE);
-    static const auto compare = reinterpret_cast<Compare>(
-        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"kernelbase.dll"), "CompareObjectHandles")));
+    static const auto compare =
+        std::bit_cast<Compare>(GetProcAddress(GetModuleHandleW(L"kernelbase.dll"), "CompareObjectHandles"));
     return a == b || (compare != nullptr && compare(a, b) != FALSE);
 }
 
@@ -75,35 +75,10 @@ bool writeToFile(HANDLE file, std::string_view text) {
 
 }  // namespace
 
-OutputFile OutputFile::borrow(int descriptor) {
-    OutputFile file;
-    file.m_descriptor = descriptor;
-    return file;
-}
-
-OutputFile OutputFile::adopt(int descriptor, std::string created) {
-    OutputFile file = borrow(descriptor);
-    file.m_owned = descriptor >= 0;
-    file.m_created = std::move(created);
-    return file;
-}
-
 OutputFile::~OutputFile() {
     removeCreated();
     if (m_owned)
         _close(m_descriptor);
-}
-
-OutputFile::OutputFile(OutputFile&& other) noexcept
-    : m_descriptor(std::exchange(other.m_descriptor, -1)),
-      m_owned(std::exchange(other.m_owned, false)),
-      m_created(std::exchange(other.m_created, {})) {}
-
-OutputFile& OutputFile::operator=(OutputFile&& other) noexcept {
-    std::swap(m_descriptor, other.m_descriptor);
-    std::swap(m_owned, other.m_owned);
-    std::swap(m_created, other.m_created);
-    return *this;
 }
 
 void OutputFile::removeCreated() const {
@@ -112,7 +87,7 @@ void OutputFile::removeCreated() const {
     // The name may lead to another file by now; what is deleted is what it was found to lead to.
     const zel::Handle named(
         zel::SystemCalls::current().createFile(zel::longPath(m_created), DELETE | FILE_READ_ATTRIBUTES,
-                                               kShareAll, OPEN_EXISTING, FILE_FLAG_OPEN_REPARSE_POINT));
+                                               zel::kShareAll, OPEN_EXISTING, FILE_FLAG_OPEN_REPARSE_POINT));
     FILE_DISPOSITION_INFO gone{TRUE};
     if (named && zel::isSameFile(named.get(), handleOf(m_descriptor)))
         zel::SystemCalls::current().setFileInformation(named.get(), FileDispositionInfo, &gone, sizeof gone);

@@ -17,13 +17,13 @@ namespace drivetest {
 
 namespace {
 
-constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 constexpr DWORD kWriting = GENERIC_WRITE | FILE_READ_ATTRIBUTES;
 /// How soon the reader of a pipe, and a stop request, are noticed.
 constexpr std::chrono::milliseconds kReaderInterval{20};
 
 zel::Handle openFile(const std::wstring& path, DWORD access, DWORD disposition, DWORD flags) {
-    return zel::Handle(zel::SystemCalls::current().createFile(path, access, kShareAll, disposition, flags));
+    return zel::Handle(
+        zel::SystemCalls::current().createFile(path, access, zel::kShareAll, disposition, flags));
 }
 
 /// To ask about it.

@@ -3,7 +3,7 @@
 #include <atomic>
 #include <string_view>
 
-#include "drivetest/ExitStatus.h"
+#include "drivetest/run/LastWords.h"
 #include "drivetest/windows/ConsoleModes.h"
 #include "drivetest/windows/ControlEvents.h"
 #include "quix5/StopRequest.h"
@@ -12,25 +12,10 @@ namespace drivetest {
 
 namespace {
 
-constexpr int kInsistencesToEnd = 3;
 /// What a reader that takes nothing holds the end up by.
 constexpr DWORD kLastWordsMs = 200;
 
 std::atomic<AtStake> atStake{AtStake::nothing};
-
-struct LastWords {
-    std::string_view text;
-    ExitStatus status;
-};
-/// By what is at stake.
-constexpr LastWords kLastWords[] = {
-    {"\ndrivetest: ended at once\n", kExitUserAborted},
-    {"\ndrivetest: ended at once: sectors may hold what the test wrote; the journal keeps their data, and "
-     "\"drivetest recover\" puts it back\n",
-     kExitNotRestored},
-    {"\ndrivetest: ended at once: sectors may hold what the test wrote, and no journal keeps their data\n",
-     kExitNotRestored},
-};
 
 DWORD WINAPI sayLastWords(void* words) {
     const std::string_view text = static_cast<const LastWords*>(words)->text;
@@ -42,7 +27,7 @@ DWORD WINAPI sayLastWords(void* words) {
 
 /// Without what the end of a process usually waits for.
 void endAtOnce() {
-    LastWords last = kLastWords[static_cast<std::size_t>(atStake.load())];
+    LastWords last = lastWordsOf(atStake.load());
     restoreConsoles();
     const HANDLE thread = CreateThread(nullptr, 0, &sayLastWords, &last, 0, nullptr);
     if (thread != nullptr)

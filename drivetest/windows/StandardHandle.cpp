@@ -4,6 +4,7 @@
 
 #include <array>
 #include <atomic>
+#include <bit>
 
 #include "zel/windows/SystemCalls.h"
 
@@ -30,7 +31,7 @@ HANDLE handleOf(int descriptor) {
     constexpr std::intptr_t kNoStream =
         -2;  // what the library says of a standard stream that was never there
     const std::intptr_t handle = descriptor < 0 ? -1 : _get_osfhandle(descriptor);
-    return handle == kNoStream ? INVALID_HANDLE_VALUE : reinterpret_cast<HANDLE>(handle);
+    return handle == kNoStream ? INVALID_HANDLE_VALUE : std::bit_cast<HANDLE>(handle);
 }
 
 DWORD fileTypeOf(int descriptor) {

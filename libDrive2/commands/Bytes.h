@@ -2,12 +2,16 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <span>
-#include <string>
+
+#include "zel/Bytes.h"
 
 namespace libDrive2 {
 
-using Bytes = std::span<const std::uint8_t>;
+// Little-endian numbers are those of ATA and NVMe.
+using zel::Bytes;
+using zel::loadLittleEndian;
+using zel::storeLittleEndian;
+using zel::textOf;
 
 /// Big-endian numbers, as SCSI has them. A field that does not lie within the bytes reads as 0.
 template <class Number>
@@ -17,17 +21,6 @@ Number loadBigEndian(Bytes bytes, std::size_t at) {
     std::uint64_t value = 0;
     for (std::size_t i = 0; i < sizeof(Number); ++i)
         value = value << 8 | bytes[at + i];
-    return static_cast<Number>(value);
-}
-
-/// Little-endian numbers, as ATA and NVMe have them. A field that does not lie within the bytes reads as 0.
-template <class Number>
-Number loadLittleEndian(Bytes bytes, std::size_t at) {
-    if (at > bytes.size() || bytes.size() - at < sizeof(Number))
-        return 0;
-    std::uint64_t value = 0;
-    for (std::size_t i = sizeof(Number); i > 0; --i)
-        value = value << 8 | bytes[at + i - 1];
     return static_cast<Number>(value);
 }
 
@@ -44,22 +37,11 @@ void storeBigEndian(Container& bytes, std::size_t at, Number value) {
     }
 }
 
-template <class Number, class Container>
-void storeLittleEndian(Container& bytes, std::size_t at, Number value) {
-    for (std::size_t i = 0; i < sizeof(Number); ++i) {
-        bytes[at + i] = static_cast<std::uint8_t>(value & 0xFF);
-        value = static_cast<Number>(static_cast<std::uint64_t>(value) >> 8);
-    }
-}
-
 /// At most `wanted` bytes from a place on; fewer, or none, where the bytes end before.
 inline Bytes slice(Bytes bytes, std::size_t at, std::size_t wanted) {
     if (at >= bytes.size())
         return {};
     return bytes.subspan(at, wanted < bytes.size() - at ? wanted : bytes.size() - at);
 }
-
-/// The bytes as text: printable ASCII, anything else as a blank, blanks at both ends removed.
-std::string textOf(Bytes bytes);
 
 }  // namespace libDrive2

@@ -1,17 +1,14 @@
 #include "libDrive2/windows/BlockMeasure.h"
 
-#include "libDrive2/windows/DeviceControl.h"
 #include "libDrive2/windows/SystemError.h"
 #include "libDrive2/windows/answers/DiskAnswers.h"
-#include "zel/windows/SystemCalls.h"
+#include "zel/windows/DeviceQuery.h"
 
 namespace libDrive2 {
 
 namespace {
 
 constexpr std::uint32_t kUsualSectorBytes = 512;
-constexpr std::uint32_t kAccessAlignmentProperty = 6;
-constexpr std::size_t kAnswerRoom = 256;
 
 /// The driver does not know the question, which says nothing of the device.
 bool isUnknown(DWORD error) {
@@ -20,13 +17,13 @@ bool isUnknown(DWORD error) {
 }
 
 /// Nothing, with the error that is no lack of knowledge, if any, for what cannot be asked.
-std::optional<windows::DiskGeometry> geometryOf(HANDLE device, DWORD& error) {
+std::optional<zel::DiskGeometry> geometryOf(HANDLE device, DWORD& error) {
     error = ERROR_SUCCESS;
-    for (const DWORD code : {IOCTL_DISK_GET_DRIVE_GEOMETRY_EX, IOCTL_DISK_GET_DRIVE_GEOMETRY}) {
-        const auto answer = askDevice(device, code, {}, kAnswerRoom);
-        if (!answer && error == ERROR_SUCCESS && !isUnknown(GetLastError()))
+    for (const DWORD code : {DWORD{IOCTL_DISK_GET_DRIVE_GEOMETRY_EX}, DWORD{IOCTL_DISK_GET_DRIVE_GEOMETRY}}) {
+        const auto answer = zel::askDevice(device, code);
+        if (answer.empty() && error == ERROR_SUCCESS && !isUnknown(GetLastError()))
             error = GetLastError();
-        if (const auto geometry = answer ? windows::parseGeometry(*answer) : std::nullopt)
+        if (auto geometry = zel::parseDiskGeometry(answer))
             return geometry;
     }
     return std::nullopt;
@@ -35,7 +32,7 @@ std::optional<windows::DiskGeometry> geometryOf(HANDLE device, DWORD& error) {
 }  // namespace
 
 DWORD BlockMeasure::checkMedium() const {
-    if (tellDevice(m_device, IOCTL_STORAGE_CHECK_VERIFY2))
+    if (zel::tellDevice(m_device, IOCTL_STORAGE_CHECK_VERIFY2))
         return ERROR_SUCCESS;
     const DWORD error = GetLastError();
     return isUnknown(error) ? DWORD{ERROR_SUCCESS} : error;
@@ -52,22 +49,20 @@ bool BlockMeasure::hasMedium() const {
 }
 
 bool BlockMeasure::isWriteProtected() const {
-    return !tellDevice(m_device, IOCTL_DISK_IS_WRITABLE) && GetLastError() == ERROR_WRITE_PROTECT;
+    return !zel::tellDevice(m_device, IOCTL_DISK_IS_WRITABLE) && GetLastError() == ERROR_WRITE_PROTECT;
 }
 
 bool BlockMeasure::isRemovable(bool otherwise) const {
-    const auto hotplug = askDevice(m_device, IOCTL_STORAGE_GET_HOTPLUG_INFO, {}, kAnswerRoom);
-    const auto told = hotplug ? windows::parseMediumRemovable(*hotplug) : std::nullopt;
-    const auto answer = askDevice(m_device, IOCTL_STORAGE_GET_DEVICE_NUMBER, {}, kAnswerRoom);
-    const auto number = answer ? windows::parseDeviceNumber(*answer) : std::nullopt;
+    const auto told = windows::parseMediumRemovable(zel::askDevice(m_device, IOCTL_STORAGE_GET_HOTPLUG_INFO));
+    const auto number = zel::askNumber(m_device);
     return told.value_or(otherwise) || (number && number->isOptical());
 }
 
 DeviceStatus BlockMeasure::askBytes(BlockDeviceInfo& info,
                                     const std::function<bool(std::uint64_t)>& exists) const {
-    const auto answer = askDevice(m_device, IOCTL_DISK_GET_LENGTH_INFO, {}, kAnswerRoom);
-    const DWORD error = answer ? DWORD{ERROR_SUCCESS} : GetLastError();
-    if (const auto bytes = answer ? windows::parseLength(*answer) : std::nullopt) {
+    const auto answer = zel::askDevice(m_device, IOCTL_DISK_GET_LENGTH_INFO);
+    const DWORD error = GetLastError();
+    if (const auto bytes = windows::parseLength(answer)) {
         info.bytes = *bytes;
         return {};
     }
@@ -89,13 +84,12 @@ DeviceStatus BlockMeasure::measure(BlockDeviceInfo& info,
     // Assumed sizes are for drives whose drivers know none, not for those that do not answer.
     if (!geometry && error != ERROR_SUCCESS && !meansNoMedium(error))
         return systemStatus(error);
-    info.removable = isRemovable(geometry && geometry->removable);
-    info.bytes = geometry ? geometry->bytes : 0;
+    info.removable = isRemovable(geometry && geometry->isRemovable);
+    info.bytes = geometry ? geometry->bytes.value_or(0) : 0;
     info.logicalSectorBytes = geometry ? geometry->sectorBytes : kUsualSectorBytes;
-    const auto alignment = askProperty(m_device, kAccessAlignmentProperty, kAnswerRoom);
+    const auto alignment = zel::askProperty(m_device, StorageAccessAlignmentProperty);
     info.physicalSectorBytes =
-        (alignment ? windows::parsePhysicalSector(*alignment, info.logicalSectorBytes) : std::nullopt)
-            .value_or(info.logicalSectorBytes);
+        windows::parsePhysicalSector(alignment, info.logicalSectorBytes).value_or(info.logicalSectorBytes);
     info.mediumPresent = !(info.removable && meansNoMedium(state));
     DeviceStatus status;
     if (info.mediumPresent)

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "libDrive2/OpenLeases.h"
+#include "zel/windows/DeviceQuery.h"
 #include "zel/windows/Utf16.h"
 
 namespace libDrive2 {
@@ -21,6 +22,10 @@ bool namesDevice(const zel::String& path) {
 zel::Handle openPath(const zel::String& path, DWORD access, DWORD share, DWORD flags) {
     const std::wstring wide = zel::longPath(OpenLeases::pathOf(path).utf8());
     return zel::Handle(zel::SystemCalls::current().createFile(wide, access, share, OPEN_EXISTING, flags));
+}
+
+zel::Handle openShared(const zel::String& path, DWORD access) {
+    return zel::openShared(zel::longPath(path.utf8()), access);
 }
 
 }  // namespace libDrive2

@@ -15,4 +15,8 @@ bool namesDevice(const zel::String& path);
 /// error set, on failure.
 zel::Handle openPath(const zel::String& path, DWORD access, DWORD share, DWORD flags);
 
+/// Opens what the path itself leads to, whatever is in hand. Others may read and write it, but neither rename
+/// nor delete a file, so that its name keeps leading to it.
+zel::Handle openShared(const zel::String& path, DWORD access);
+
 }  // namespace libDrive2

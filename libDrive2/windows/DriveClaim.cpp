@@ -2,6 +2,7 @@
 
 #include <set>
 
+#include "libDrive2/windows/FilePlace.h"
 #include "libDrive2/windows/SystemError.h"
 #include "zel/Format.h"
 #include "zel/windows/Utf16.h"
@@ -17,8 +18,6 @@ constexpr const char* kRead =
     " is in use: another program, such as a test that reads, keeps others from writing to it";
 constexpr const char* kWritten = " is in use: another program, such as a test that writes, has locked it";
 constexpr const char* kUntaken = " cannot be taken for this test alone: ";
-/// Locks keep others from the bytes they cover: this one lies beyond what any file has.
-constexpr DWORD kLockedByteHigh = 0x40000000;
 
 /// Names of objects have no room for all that an identity may hold. FNV-1a.
 std::uint64_t hashOf(const std::string& text) {
@@ -37,13 +36,6 @@ std::wstring objectName(const StorageId& id) {
 bool exists(const std::wstring& name) {
     const zel::Handle found(SystemCalls::current().openEvent(name));
     return found || GetLastError() == ERROR_ACCESS_DENIED;
-}
-
-/// What lies on it at its far end; the system hands over an event, which nobody waits for.
-OVERLAPPED lockedByte() {
-    OVERLAPPED place{};
-    place.OffsetHigh = kLockedByteHigh;
-    return place;
 }
 
 }  // namespace
@@ -82,7 +74,7 @@ bool DriveClaim::takeDisk(const std::wstring& name, bool exclusive, zel::String&
 
 bool DriveClaim::takeFile(zel::Handle file, bool exclusive, zel::String& problem) {
     problem = {};
-    OVERLAPPED place = lockedByte();
+    OVERLAPPED place = placeAt(kLockedByte);
     const DWORD flags = LOCKFILE_FAIL_IMMEDIATELY | (exclusive ? LOCKFILE_EXCLUSIVE_LOCK : 0U);
     if (SystemCalls::current().lockFile(file.get(), flags, 1, 0, &place) != FALSE) {
         m_file = std::move(file);
@@ -108,7 +100,7 @@ bool DriveClaim::release() {
     m_objects.clear();
     if (!m_file)
         return true;
-    OVERLAPPED place = lockedByte();
+    OVERLAPPED place = placeAt(kLockedByte);
     const bool isUnlocked = SystemCalls::current().unlockFile(m_file.get(), 1, 0, &place) != FALSE;
     const DWORD error = GetLastError();
     m_file.reset();

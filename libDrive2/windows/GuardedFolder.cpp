@@ -30,7 +30,7 @@ constexpr DWORD kLinkItselfOption = 0x200000;
 /// Reading is what makes the share mode count.
 constexpr DWORD kFolderAccess = FILE_GENERIC_READ | FILE_TRAVERSE;
 /// No deleting, and so no renaming.
-constexpr DWORD kFolderShare = FILE_SHARE_READ | FILE_SHARE_WRITE;
+constexpr DWORD kFolderShare = zel::kShareContents;
 constexpr DWORD kMostNameBytes = 1 << 16;
 
 // FileDispositionInfoEx: the name goes at once, though others may have the file open, and may read on.
@@ -242,7 +242,7 @@ GuardedFile GuardedFolder::createFile(const std::string& name, Readers readers) 
     else if (readers == Readers::all || rules != nullptr)
         made.file = zel::Handle(SystemCalls::current().createFileIn(
             m_folder.get(), zel::toWide(name), GENERIC_READ | GENERIC_WRITE | DELETE | SYNCHRONIZE,
-            kShareContents, kCreate, kSynchronousOption | kFileOption, rules));
+            zel::kShareContents, kCreate, kSynchronousOption | kFileOption, rules));
     if (!made.file)
         failWith(made.problem, zel::String(pathOf(name)) + " could not be made", GetLastError());
     return made;
@@ -272,8 +272,8 @@ bool GuardedFolder::sync(zel::String& reason) const {
     // Flushing takes the right to write, which the handle that guards the folder does without. Where this
     // user has no such right here, or the file system flushes no folders, names become durable with the
     // files: to flush a file, NTFS writes its log, in which the names stand.
-    const zel::Handle again(calls.createFileIn(m_folder.get(), {}, FILE_ADD_FILE | SYNCHRONIZE, kShareAll,
-                                               kOpen, kFolderOption | kSynchronousOption));
+    const zel::Handle again(calls.createFileIn(m_folder.get(), {}, FILE_ADD_FILE | SYNCHRONIZE,
+                                               zel::kShareAll, kOpen, kFolderOption | kSynchronousOption));
     if (!again || calls.flushFileBuffers(again.get()) != FALSE)
         return true;
     const DWORD error = GetLastError();

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 
+#include "libDrive2/windows/FilePlace.h"
 #include "libDrive2/windows/SystemError.h"
 #include "zel/Format.h"
 
@@ -16,18 +17,10 @@ constexpr std::uint32_t kSectorBytes = 512;
 /// Fits the sectors of all usual disks.
 constexpr std::uintptr_t kAlignment = 4096;
 constexpr std::size_t kMostAtATime = std::size_t{8} << 20;
-constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 
 bool isAligned(std::uint64_t offset, const void* buffer, std::size_t bytes) {
     return offset % kAlignment == 0 && bytes % kAlignment == 0 &&
            reinterpret_cast<std::uintptr_t>(buffer) % kAlignment == 0;
-}
-
-OVERLAPPED at(std::uint64_t offset) {
-    OVERLAPPED place{};
-    place.Offset = static_cast<DWORD>(offset);
-    place.OffsetHigh = static_cast<DWORD>(offset >> 32);
-    return place;
 }
 
 }  // namespace
@@ -35,11 +28,11 @@ OVERLAPPED at(std::uint64_t offset) {
 std::unique_ptr<JournalHandle> JournalHandle::open(HANDLE file, bool writable) {
     SystemCalls& calls = SystemCalls::current();
     const DWORD access = GENERIC_READ | (writable ? GENERIC_WRITE : 0U);
-    zel::Handle plain(calls.reopenFile(file, access, kShareAll, FILE_FLAG_WRITE_THROUGH));
+    zel::Handle plain(calls.reopenFile(file, access, zel::kShareAll, FILE_FLAG_WRITE_THROUGH));
     if (!plain)
         return nullptr;
     zel::Handle direct(
-        calls.reopenFile(file, access, kShareAll, FILE_FLAG_WRITE_THROUGH | FILE_FLAG_NO_BUFFERING));
+        calls.reopenFile(file, access, zel::kShareAll, FILE_FLAG_WRITE_THROUGH | FILE_FLAG_NO_BUFFERING));
     std::unique_ptr<JournalHandle> handle(new JournalHandle(std::move(plain), std::move(direct)));
     handle->m_info.logicalSectorBytes = kSectorBytes;
     handle->m_info.physicalSectorBytes = kAlignment;
@@ -62,7 +55,7 @@ DeviceStatus JournalHandle::transfer(std::uint64_t offset, std::size_t bytes, bo
         return {LIBDRIVE2_BAD_ARGUMENT, zel::format("the file ends at byte %u", m_info.bytes)};
     const bool isDirect = isAligned && m_direct;
     for (std::size_t done = 0; done < bytes;) {
-        OVERLAPPED place = at(offset + done);
+        OVERLAPPED place = placeAt(offset + done);
         DWORD moved = 0;
         const auto piece = static_cast<DWORD>(std::min(bytes - done, kMostAtATime));
         const HANDLE file = isDirect ? m_direct.get() : m_plain.get();

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "libDrive2/windows/FilePlace.h"
 #include "zel/windows/SystemCalls.h"
 
 namespace libDrive2 {
@@ -33,13 +34,10 @@ private:
     [[nodiscard]] bool wantsMore() const { return m_outcome.ok() && m_next < m_transfer.bytes; }
 
     void start(Piece& piece) {
-        const std::uint64_t offset = m_transfer.offset + m_next;
         std::uint8_t* const data = m_transfer.buffer + m_next;
         piece.asked = static_cast<DWORD>(std::min(kPieceBytes, m_transfer.bytes - m_next));
+        piece.overlapped = placeAt(m_transfer.offset + m_next);
         m_next += piece.asked;
-        piece.overlapped = {};
-        piece.overlapped.Offset = static_cast<DWORD>(offset & 0xFFFFFFFF);
-        piece.overlapped.OffsetHigh = static_cast<DWORD>(offset >> 32);
         piece.overlapped.hEvent = piece.event;
         zel::SystemCalls& calls = zel::SystemCalls::current();
         const BOOL done =

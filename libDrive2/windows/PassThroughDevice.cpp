@@ -2,14 +2,15 @@
 
 #include <algorithm>
 #include <cstring>
+#include <limits>
 
 #include "libDrive2/OpenLeases.h"
 #include "libDrive2/windows/BlockMeasure.h"
-#include "libDrive2/windows/DeviceControl.h"
 #include "libDrive2/windows/DevicePath.h"
 #include "libDrive2/windows/SystemError.h"
-#include "libDrive2/windows/answers/DiskAnswers.h"
 #include "libDrive2/windows/answers/PassThroughAnswers.h"
+#include "zel/windows/DeviceQuery.h"
+#include "zel/windows/Utf16.h"
 
 namespace libDrive2 {
 
@@ -18,32 +19,38 @@ namespace {
 constexpr std::size_t kMaxTransferBytes = std::size_t{1} << 20;
 /// What every driver takes.
 constexpr std::size_t kSafeTransferBytes = std::size_t{64} << 10;
-constexpr std::size_t kAnswerRoom = 256;
+constexpr std::size_t kSafeAlignment = 4096;
+
+/// By its very name, whatever number of a partition its driver gives it.
+bool namesWholeDevice(const zel::String& path) {
+    const std::wstring name = zel::deviceName(zel::toWide(path.utf8()));
+    return zel::numberInName(name, zel::kDiskPrefix) || zel::numberInName(name, zel::kOpticalPrefix);
+}
 
 }  // namespace
 
 DeviceStatus PassThroughDevice::checkWholeDevice() const {
-    const auto answer = askDevice(m_handle.get(), IOCTL_STORAGE_GET_DEVICE_NUMBER, {}, kAnswerRoom);
-    const auto number = answer ? windows::parseDeviceNumber(*answer) : std::nullopt;
+    if (namesWholeDevice(OpenLeases::pathOf(m_path)))
+        return {};
+    const auto number = zel::askNumber(m_handle.get());
     if (number && number->isPartition())
         return {LIBDRIVE2_NOT_SUPPORTED, "it is a partition: commands go to the whole drive only"};
     return {};
 }
 
 void PassThroughDevice::readLimits() {
-    const auto answer = askDevice(m_handle.get(), IOCTL_SCSI_GET_CAPABILITIES, {}, kAnswerRoom);
-    const auto limits = answer ? windows::parseAdapterLimits(*answer) : std::nullopt;
+    const auto limits =
+        windows::parseAdapterLimits(zel::askDevice(m_handle.get(), IOCTL_SCSI_GET_CAPABILITIES));
     m_maxTransferBytes =
         limits ? std::min<std::size_t>(limits->maxTransferBytes, kMaxTransferBytes) : kSafeTransferBytes;
-    m_alignment = limits ? limits->alignment : 1;
+    m_alignment = limits ? limits->alignment : kSafeAlignment;
 }
 
 DeviceStatus PassThroughDevice::open() {
     m_handle.reset();
     if (!namesDevice(OpenLeases::pathOf(m_path)))
         return {LIBDRIVE2_NOT_SUPPORTED, "it is no device, so it takes no commands"};
-    m_handle = openPath(m_path, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
-                        FILE_FLAG_OVERLAPPED);
+    m_handle = openPath(m_path, GENERIC_READ | GENERIC_WRITE, zel::kShareContents, FILE_FLAG_OVERLAPPED);
     if (!m_handle)
         return lastSystemStatus();
     if (DeviceStatus status = checkWholeDevice(); !status.ok()) {
@@ -54,13 +61,21 @@ DeviceStatus PassThroughDevice::open() {
     return {};
 }
 
-bool PassThroughDevice::isGone() const {
-    return BlockMeasure(m_handle.get()).isGone();
+DeviceStatus PassThroughDevice::exchange(DWORD code, void* command, std::size_t bytes, Bytes& answer) const {
+    if (!m_handle)
+        return notReopened();
+    const auto size = static_cast<DWORD>(bytes);
+    DWORD returned = 0;
+    if (zel::SystemCalls::current().deviceIoControl(m_handle.get(), code, command, size, command, size,
+                                                    &returned) == FALSE)
+        return failure(std::max(GetLastError(), DWORD{1}));
+    answer = {static_cast<const std::uint8_t*>(command), std::min<std::size_t>(returned, bytes)};
+    return {};
 }
 
-DeviceStatus PassThroughDevice::ioctlFailure(DWORD error) const {
+DeviceStatus PassThroughDevice::failure(DWORD error) const {
     DeviceStatus status = systemStatus(error);
-    if (status.type != LIBDRIVE2_NOT_SUPPORTED && isGone())
+    if (status.type != LIBDRIVE2_NOT_SUPPORTED && BlockMeasure(m_handle.get()).isGone())
         return {LIBDRIVE2_NO_ACCESS, "the device is gone (" + status.text + ")"};
     if (status.type == LIBDRIVE2_MEDIA_ERROR || status.type == LIBDRIVE2_DRIVE_ERROR)
         status.type = LIBDRIVE2_LINK_ERROR;
@@ -93,6 +108,17 @@ void CommandData::deliver() const {
 DWORD wholeSeconds(std::uint32_t milliseconds) {
     constexpr std::uint32_t kSecond = 1000;
     return std::max(1U, milliseconds / kSecond + (milliseconds % kSecond != 0 ? 1U : 0U));
+}
+
+DeviceStatus checkDataBytes(std::size_t bytes) {
+    constexpr std::size_t kMostHeaderBytes = 4096;
+    if (bytes > std::numeric_limits<DWORD>::max() - kMostHeaderBytes)
+        return {LIBDRIVE2_BAD_ARGUMENT, "no command moves that many bytes"};
+    return {};
+}
+
+DeviceStatus answerCutOff() {
+    return {LIBDRIVE2_LINK_ERROR, "the driver's answer to the command is cut off"};
 }
 
 }  // namespace libDrive2

@@ -4,6 +4,7 @@
 
 #include "libDrive2/BlockHandle.h"
 #include "libDrive2/ScsiPassThrough.h"
+#include "libDrive2/commands/Bytes.h"
 #include "libDrive2/windows/AutoRunHold.h"
 #include "zel/Buffer.h"
 #include "zel/windows/Handle.h"
@@ -27,15 +28,15 @@ public:
     [[nodiscard]] std::size_t maxTransferBytes() const { return m_maxTransferBytes; }
     /// What data buffers must be aligned to.
     [[nodiscard]] std::size_t alignment() const { return m_alignment; }
-    /// Whether the device was removed since it was opened.
-    [[nodiscard]] bool isGone() const;
-    /// What a failed control means: nothing is known of the medium then.
-    [[nodiscard]] DeviceStatus ioctlFailure(DWORD error) const;
+    /// Sends a command, whose driver answers in its place: `answer` is as much of it as came back. A failure
+    /// says nothing of the medium.
+    DeviceStatus exchange(DWORD code, void* command, std::size_t bytes, Bytes& answer) const;
     bool holdAutoRun(bool hold) { return hold ? m_autoRun.hold(m_path) : m_autoRun.letGo(); }
 
 private:
     [[nodiscard]] DeviceStatus checkWholeDevice() const;
     void readLimits();
+    [[nodiscard]] DeviceStatus failure(DWORD error) const;
 
     zel::String m_path;
     zel::Handle m_handle;
@@ -65,5 +66,11 @@ private:
 
 /// Drivers count whole seconds; 0 would be their own default.
 DWORD wholeSeconds(std::uint32_t milliseconds);
+
+/// Whether drivers can count so many bytes of data, along with a header.
+DeviceStatus checkDataBytes(std::size_t bytes);
+
+/// Of an answer that is not as long as it must be.
+DeviceStatus answerCutOff();
 
 }  // namespace libDrive2

@@ -1,10 +1,10 @@
 #include "libDrive2/windows/StorageIds.h"
 
 #include <algorithm>
-#include <cstdio>
 
 #include "libDrive2/windows/VolumeMap.h"
 #include "libDrive2/windows/answers/DeviceIdentifiers.h"
+#include "zel/Format.h"
 #include "zel/windows/Utf16.h"
 
 namespace libDrive2 {
@@ -39,9 +39,7 @@ std::string bootId() {
 }
 
 std::string hex(std::uint64_t value) {
-    char text[17];
-    std::snprintf(text, sizeof text, "%016llx", static_cast<unsigned long long>(value));
-    return text;
+    return zel::format("%016x", value).utf8();
 }
 
 /// Until the device is taken away or the system restarts.
@@ -53,7 +51,7 @@ StorageId passingIdOf(const char* what, std::uint32_t number) {
 std::string sizeOf(HANDLE device, const zel::DeviceDescriptor& descriptor) {
     const auto geometry = zel::askGeometry(device);
     const bool isOwn = geometry && descriptor.deviceType != zel::kTypeOptical && !descriptor.isRemovable;
-    return std::to_string(isOwn ? geometry->bytes / kSizeUnit : 0);
+    return std::to_string(isOwn ? geometry->bytes.value_or(0) / kSizeUnit : 0);
 }
 
 StorageId idOfDevice(HANDLE device, const WindowsTarget& target) {
@@ -73,6 +71,7 @@ StorageId idOfDisk(std::uint32_t number) {
 
 std::vector<StorageExtent> storageOf(const std::vector<DiskExtent>& extents) {
     std::vector<StorageExtent> storage;
+    storage.reserve(extents.size());
     for (const DiskExtent& extent : extents)
         storage.push_back({idOfDisk(extent.disk), extent.start, extent.bytes});
     return storage;

@@ -141,6 +141,15 @@ DeviceStatus lastSystemStatus() {
     return systemStatus(error != ERROR_SUCCESS ? error : Error{ERROR_GEN_FAILURE});
 }
 
+DeviceStatus partlyTransferred(std::size_t moved, std::size_t asked) {
+    return {LIBDRIVE2_LINK_ERROR, "only " + zel::String::number(moved) + " of " + zel::String::number(asked) +
+                                      " bytes were transferred"};
+}
+
+DeviceStatus notReopened() {
+    return {LIBDRIVE2_NO_ACCESS, "it could not be opened again"};
+}
+
 bool meansNoMedium(unsigned long systemError) {
     return systemError == ERROR_NOT_READY || systemError == ERROR_NO_MEDIA_IN_DRIVE;
 }

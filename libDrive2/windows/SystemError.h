@@ -1,6 +1,6 @@
 #pragma once
 
-#include <cstdint>
+#include <cstddef>
 
 #include "libDrive2/BlockHandle.h"
 
@@ -12,6 +12,12 @@ _LIBDRIVE2_ERROR_TYPES errorTypeOf(unsigned long systemError);
 DeviceStatus systemStatus(unsigned long systemError);
 /// That of the last call of this thread.
 DeviceStatus lastSystemStatus();
+
+/// Of a transfer that ended early without an error.
+DeviceStatus partlyTransferred(std::size_t moved, std::size_t asked);
+
+/// Of what is open no more, since it could not be opened again.
+DeviceStatus notReopened();
 
 /// Whether an error means that the drive holds no medium, or none that it has read in.
 bool meansNoMedium(unsigned long systemError);

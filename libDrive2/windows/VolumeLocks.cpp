@@ -9,25 +9,13 @@ namespace libDrive2 {
 
 namespace {
 
-using zel::SystemCalls;
-
 constexpr int kAttempts = 5;
 constexpr std::uint32_t kPauseMs = 200;
-
-bool tell(HANDLE volume, DWORD code) {
-    DWORD returned = 0;
-    return SystemCalls::current().deviceIoControl(volume, code, nullptr, 0, nullptr, 0, &returned) != FALSE;
-}
-
-zel::Handle open(const SystemVolume& volume, DWORD access) {
-    return zel::Handle(SystemCalls::current().createFile(
-        volume.devicePath(), access, FILE_SHARE_READ | FILE_SHARE_WRITE, OPEN_EXISTING, 0));
-}
 
 /// The file system lets a lock pass when no file is open on the volume.
 bool lockPatiently(HANDLE volume) {
     for (int attempt = 1; attempt <= kAttempts; ++attempt) {
-        if (tell(volume, FSCTL_LOCK_VOLUME))
+        if (zel::tellDevice(volume, FSCTL_LOCK_VOLUME))
             return true;
         if (GetLastError() != ERROR_ACCESS_DENIED)
             return false;
@@ -52,12 +40,13 @@ VolumeLocks::~VolumeLocks() {
 
 DeviceStatus VolumeLocks::take(const std::vector<SystemVolume>& volumes) {
     DeviceStatus status;
+    const auto before = static_cast<std::ptrdiff_t>(m_locked.size());
     for (const SystemVolume& volume : volumes)
         if (status = lock(volume); !status.ok())
             break;
     // Only when all are locked: one that was not dismounted is as if nothing had happened to it.
-    for (auto each = m_locked.begin(); status.ok() && each != m_locked.end(); ++each)
-        if (!tell(each->handle.get(), FSCTL_DISMOUNT_VOLUME))
+    for (auto each = m_locked.begin() + before; status.ok() && each != m_locked.end(); ++each)
+        if (!zel::tellDevice(each->handle.get(), FSCTL_DISMOUNT_VOLUME))
             status = failure(each->volume, " cannot be dismounted", GetLastError());
     if (zel::String ignored; !status.ok())
         release(ignored);
@@ -65,7 +54,7 @@ DeviceStatus VolumeLocks::take(const std::vector<SystemVolume>& volumes) {
 }
 
 DeviceStatus VolumeLocks::lock(const SystemVolume& volume) {
-    zel::Handle opened = open(volume, GENERIC_READ | GENERIC_WRITE);
+    zel::Handle opened = zel::openShared(volume.devicePath(), GENERIC_READ | GENERIC_WRITE);
     if (!opened && meansNoMedium(GetLastError()))
         return {};  // nothing is mounted
     if (!opened)
@@ -84,7 +73,7 @@ bool VolumeLocks::release(zel::String& reason) {
     bool isReleased = true;
     for (; !m_locked.empty(); m_locked.pop_back()) {
         const Locked& last = m_locked.back();
-        if (tell(last.handle.get(), FSCTL_UNLOCK_VOLUME))
+        if (zel::tellDevice(last.handle.get(), FSCTL_UNLOCK_VOLUME))
             continue;
         reason = failure(last.volume, " could not be given back", GetLastError()).text;
         isReleased = false;

@@ -19,8 +19,9 @@ public:
     VolumeLocks(const VolumeLocks&) = delete;
     VolumeLocks& operator=(const VolumeLocks&) = delete;
 
-    /// All or none of them. The failure's text tells of the volume, and what type of error that is. Waits a
-    /// second for programs that look at a volume only for a moment.
+    /// All or none of them, and on failure none of those before either. The failure's text tells of the
+    /// volume, and what type of error that is. Waits a second for programs that look at a volume only for a
+    /// moment.
     DeviceStatus take(const std::vector<SystemVolume>& volumes);
     /// Gives them back; false, with which and why, when one could not be.
     bool release(zel::String& reason);

@@ -60,6 +60,15 @@ std::wstring withoutBackslash(std::wstring path) {
     return path;
 }
 
+SystemVolume describe(const wchar_t* name) {
+    SystemVolume volume{name, mountPointsOf(name), {}, {}};
+    if (const zel::Handle opened = zel::openToAsk(volume.devicePath())) {
+        volume.extents = askExtents(opened.get()).value_or(std::vector<DiskExtent>());
+        volume.number = zel::askNumber(opened.get());
+    }
+    return volume;
+}
+
 }  // namespace
 
 std::wstring SystemVolume::devicePath() const {
@@ -87,18 +96,19 @@ std::string describeFileSystem(const SystemVolume& volume) {
     return zel::fromWide(system) + (text.empty() ? "" : " \"" + text + "\"");
 }
 
-std::vector<SystemVolume> listVolumes() {
+std::optional<std::vector<SystemVolume>> listVolumes() {
     std::vector<SystemVolume> volumes;
-    VolumeSearch search;
-    for (bool isFound = search.isFound(); isFound; isFound = search.next()) {
-        SystemVolume volume{search.name(), mountPointsOf(search.name()), {}, {}};
-        if (const zel::Handle opened = zel::openToAsk(volume.devicePath())) {
-            volume.extents = askExtents(opened.get()).value_or(std::vector<DiskExtent>());
-            volume.number = zel::askNumber(opened.get());
-        }
-        volumes.push_back(std::move(volume));
+    DWORD end = ERROR_SUCCESS;
+    {
+        VolumeSearch search;
+        for (bool isFound = search.isFound(); isFound; isFound = search.next())
+            volumes.push_back(describe(search.name()));
+        end = GetLastError();
     }
-    return volumes;
+    if (end == ERROR_NO_MORE_FILES)
+        return volumes;
+    SetLastError(end);
+    return std::nullopt;
 }
 
 }  // namespace libDrive2

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -24,7 +25,8 @@ struct SystemVolume {
 /// File system and label, as NTFS "Data"; empty where there is none that the system knows, or it is locked.
 std::string describeFileSystem(const SystemVolume& volume);
 
-/// All volumes of the machine, at the moment.
-std::vector<SystemVolume> listVolumes();
+/// All volumes of the machine, at the moment. Nothing, with GetLastError(), when the system does not list
+/// them to the end.
+std::optional<std::vector<SystemVolume>> listVolumes();
 
 }  // namespace libDrive2

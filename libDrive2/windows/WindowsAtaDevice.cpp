@@ -1,13 +1,12 @@
 #include "libDrive2/windows/WindowsAtaDevice.h"
 
 #include <algorithm>
-#include <limits>
 
 #include "libDrive2/commands/AtaCommands.h"
-#include "libDrive2/windows/DeviceControl.h"
+#include "libDrive2/windows/SystemError.h"
 #include "libDrive2/windows/answers/DiskAnswers.h"
 #include "libDrive2/windows/answers/PassThroughAnswers.h"
-#include "zel/windows/SystemCalls.h"
+#include "zel/windows/DeviceQuery.h"
 
 namespace libDrive2 {
 
@@ -64,9 +63,7 @@ AtaResponse responseOf(const windows::AtaCompletion& completion, std::size_t dat
     if (response.status == 0 && response.error == 0)
         response.status = kStatusReady;  // drivers that tell no registers of a success
     if ((response.status & kStatusFailed) == 0 && completion.transferredBytes < dataBytes)
-        response.delivery = {LIBDRIVE2_LINK_ERROR,
-                             "only " + zel::String::number(completion.transferredBytes) + " of " +
-                                 zel::String::number(dataBytes) + " bytes were transferred"};
+        response.delivery = partlyTransferred(completion.transferredBytes, dataBytes);
     return response;
 }
 
@@ -84,41 +81,32 @@ std::unique_ptr<WindowsAtaDevice> WindowsAtaDevice::open(const zel::String& path
 
 AtaResponse WindowsAtaDevice::execute(const AtaRequest& request) {
     AtaResponse response;
-    if (request.dataBytes > std::numeric_limits<ULONG>::max()) {
-        response.delivery = {LIBDRIVE2_BAD_ARGUMENT, "no command moves that many bytes"};
+    if (response.delivery = checkDataBytes(request.dataBytes); !response.delivery.ok())
         return response;
-    }
     const CommandData data(request.data, request.dataBytes, request.direction, m_device.alignment());
     ATA_PASS_THROUGH_DIRECT command = passThroughOf(request, data);
-    DWORD returned = 0;
-    if (zel::SystemCalls::current().deviceIoControl(m_device.handle(), IOCTL_ATA_PASS_THROUGH_DIRECT,
-                                                    &command, sizeof command, &command, sizeof command,
-                                                    &returned) == FALSE) {
-        response.delivery = m_device.ioctlFailure(std::max(GetLastError(), DWORD{1}));
+    Bytes answer;
+    response.delivery = m_device.exchange(IOCTL_ATA_PASS_THROUGH_DIRECT, &command, sizeof command, answer);
+    if (!response.delivery.ok())
         return response;
-    }
     data.deliver();
-    const auto* const bytes = reinterpret_cast<const std::uint8_t*>(&command);
     const auto completion =
-        windows::parseAtaCompletion({bytes, std::min<std::size_t>(returned, sizeof command)},
-                                    request.extended, static_cast<std::uint32_t>(data.bytes()));
+        windows::parseAtaCompletion(answer, request.extended, static_cast<std::uint32_t>(data.bytes()));
     if (completion)
         return responseOf(*completion, data.bytes());
-    response.delivery = {LIBDRIVE2_LINK_ERROR, "the driver's answer to the command is cut off"};
+    response.delivery = answerCutOff();
     return response;
 }
 
 /// The system must show the same size: a driver that hides sectors, or makes up an identity, would have the
 /// ATA commands reach others than those that the system knows by their numbers.
 DeviceStatus WindowsAtaDevice::identify() {
-    constexpr std::size_t kRoom = 64;
     std::uint8_t data[ata::kSectorOfAnswer] = {};
     const AtaResponse answer = execute(ata::withData(ata::identifyDevice(), data, sizeof data));
     DeviceStatus status = ata::statusOf(answer);
     const auto identity = status.ok() ? ata::parseIdentity(data) : std::nullopt;
     m_initialized = identity && identity->isAta && identity->sectors != 0;
-    const auto length = askDevice(m_device.handle(), IOCTL_DISK_GET_LENGTH_INFO, {}, kRoom);
-    const auto bytes = length ? windows::parseLength(*length) : std::nullopt;
+    const auto bytes = windows::parseLength(zel::askDevice(m_device.handle(), IOCTL_DISK_GET_LENGTH_INFO));
     m_emulated = m_initialized && bytes && *bytes != identity->sectors * identity->sectorBytes;
     if (status.ok() && !m_initialized)
         status = {LIBDRIVE2_NOT_SUPPORTED, "it does not identify itself as an ATA drive"};

@@ -7,11 +7,11 @@
 #include "libDrive2/DeviceProvider.h"
 #include "libDrive2/OpenLeases.h"
 #include "libDrive2/windows/BlockMeasure.h"
-#include "libDrive2/windows/DeviceControl.h"
 #include "libDrive2/windows/DevicePath.h"
 #include "libDrive2/windows/SystemError.h"
 #include "libDrive2/windows/answers/DiskAnswers.h"
 #include "zel/Buffer.h"
+#include "zel/windows/DeviceQuery.h"
 #include "zel/windows/Utf16.h"
 
 namespace libDrive2 {
@@ -96,13 +96,13 @@ DeviceStatus WindowsBlockHandle::openDevice() {
     m_direct = openPath(m_path, m_access, m_share, kDirect);
     if (m_direct) {
         // Else a file system that is mounted there hides the sectors behind its own end.
-        (void)tellDevice(m_direct.get(), FSCTL_ALLOW_EXTENDED_DASD_IO);
+        (void)zel::tellDevice(m_direct.get(), FSCTL_ALLOW_EXTENDED_DASD_IO);
         return {};
     }
     const DWORD error = GetLastError();
     if (!meansNoMedium(error))
         return systemStatus(error);
-    m_plain = openPath(m_path, FILE_READ_ATTRIBUTES, FILE_SHARE_READ | FILE_SHARE_WRITE, 0);
+    m_plain = openPath(m_path, FILE_READ_ATTRIBUTES, zel::kShareContents, 0);
     // A drive whose medium cannot be taken out is not empty but broken, or asleep.
     m_isEmpty = m_plain && BlockMeasure(m_plain.get()).isRemovable(true);
     if (m_isEmpty)
@@ -113,11 +113,10 @@ DeviceStatus WindowsBlockHandle::openDevice() {
 
 /// A file is shared with all who read it beside; who may write to it is its lease's business.
 DeviceStatus WindowsBlockHandle::openFile() {
-    constexpr DWORD kShared = FILE_SHARE_READ | FILE_SHARE_WRITE;
-    m_plain = openPath(m_path, m_access, kShared, FILE_FLAG_OVERLAPPED | FILE_FLAG_WRITE_THROUGH);
+    m_plain = openPath(m_path, m_access, zel::kShareContents, FILE_FLAG_OVERLAPPED | FILE_FLAG_WRITE_THROUGH);
     if (!m_plain)
         return lastSystemStatus();
-    m_direct = openPath(m_path, m_access, kShared, kDirect);
+    m_direct = openPath(m_path, m_access, zel::kShareContents, kDirect);
     return {};
 }
 
@@ -129,6 +128,8 @@ DeviceStatus WindowsBlockHandle::reopen() {
 
 DeviceStatus WindowsBlockHandle::query() {
     m_info.optimalTransferBytes = kOptimalTransferBytes;
+    if (!isOpen())
+        return notReopened();
     if (!m_isDevice)
         return queryFile();
     const BlockMeasure device(handle());
@@ -181,8 +182,7 @@ DeviceStatus WindowsBlockHandle::failure(const TransferOutcome& outcome) const {
     if (outcome.error == ERROR_HANDLE_EOF || (outcome.error == ERROR_SUCCESS && !m_isDevice))
         return {LIBDRIVE2_NO_ACCESS, "it ends before these sectors: it became smaller"};
     if (outcome.error == ERROR_SUCCESS)
-        return {LIBDRIVE2_LINK_ERROR, "only " + zel::String::number(outcome.moved) + " of " +
-                                          zel::String::number(outcome.asked) + " bytes were transferred"};
+        return partlyTransferred(outcome.moved, outcome.asked);
     DeviceStatus status = systemStatus(outcome.error);
     const bool isFault = status.type == LIBDRIVE2_MEDIA_ERROR || status.type == LIBDRIVE2_DRIVE_ERROR ||
                          status.type == LIBDRIVE2_LINK_ERROR;
@@ -196,8 +196,8 @@ DeviceStatus WindowsBlockHandle::failure(const TransferOutcome& outcome) const {
 
 DeviceStatus WindowsBlockHandle::transfer(bool writing, std::uint64_t offset, std::uint8_t* buffer,
                                           std::size_t bytes) {
-    if (!m_direct && !m_plain)
-        return {LIBDRIVE2_NO_ACCESS, "it could not be opened again"};
+    if (!isOpen())
+        return notReopened();
     if (m_isEmpty)
         return failure({});
     const bool isDirect =
@@ -256,8 +256,8 @@ DeviceStatus WindowsBlockHandle::flush() {
     return {};
 }
 
-DeviceStatus WindowsBlockHandle::control(DWORD code, Bytes input) {
-    return tellDevice(handle(), code, input) ? DeviceStatus{} : lastSystemStatus();
+DeviceStatus WindowsBlockHandle::control(DWORD code, Bytes input) const {
+    return zel::tellDevice(handle(), code, input) ? DeviceStatus{} : lastSystemStatus();
 }
 
 DeviceStatus WindowsBlockHandle::eject() {
@@ -275,9 +275,8 @@ DeviceStatus WindowsBlockHandle::lockMedium(bool lock) {
 }
 
 std::optional<double> WindowsBlockHandle::temperature() {
-    constexpr std::size_t kRoom = 1024;
-    const auto answer = m_isDevice ? askProperty(handle(), kTemperatureProperty, kRoom) : std::nullopt;
-    return answer ? windows::parseTemperature(*answer) : std::nullopt;
+    return m_isDevice ? windows::parseTemperature(zel::askProperty(handle(), kTemperatureProperty))
+                      : std::nullopt;
 }
 
 }  // namespace libDrive2

@@ -37,6 +37,7 @@ public:
 private:
     WindowsBlockHandle(const zel::String& path, DWORD access, DWORD share);
 
+    [[nodiscard]] bool isOpen() const { return m_direct || m_plain; }
     DeviceStatus openHandles();
     DeviceStatus openDevice();
     DeviceStatus openFile();
@@ -48,7 +49,7 @@ private:
     [[nodiscard]] bool endsBefore(std::uint64_t offset) const;
     [[nodiscard]] DeviceStatus failure(const TransferOutcome& outcome) const;
     /// For controls of the tray.
-    DeviceStatus control(DWORD code, Bytes input = {});
+    [[nodiscard]] DeviceStatus control(DWORD code, Bytes input = {}) const;
 
     zel::String m_path;
     DWORD m_access;

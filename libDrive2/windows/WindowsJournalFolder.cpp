@@ -2,6 +2,7 @@
 #include <vector>
 
 #include "libDrive2/JournalFolder.h"
+#include "libDrive2/windows/FilePlace.h"
 #include "libDrive2/windows/GuardedFolder.h"
 #include "libDrive2/windows/MountPoint.h"
 #include "libDrive2/windows/StorageIds.h"
@@ -44,10 +45,8 @@ Place findPlace(const zel::String& path, DWORD access, DWORD share) {
     return place;
 }
 
-/// Of a byte far beyond the end, so that no transfer meets it.
 bool lock(const zel::Handle& file, DWORD how) {
-    OVERLAPPED place{};
-    place.OffsetHigh = 0x40000000;
+    OVERLAPPED place = placeAt(kLockedByte);
     return SystemCalls::current().lockFile(file.get(), how, 1, 0, &place) != FALSE;
 }
 
@@ -90,7 +89,7 @@ std::unique_ptr<JournalFile> JournalFolder::create(const zel::String& name, std:
 }
 
 std::unique_ptr<JournalFile> JournalFolder::open(const zel::String& path, zel::String& reason) {
-    Place place = findPlace(path, kFullAccess, GuardedFolder::kShareContents);
+    Place place = findPlace(path, kFullAccess, zel::kShareContents);
     const bool isOpen = place.folder && place.file.file;
     if (place.file.isInUse || (isOpen && !lock(place.file.file, kTakenOrNot))) {
         reason = "the journal " + path + " is in use: wait for the run that writes it, or for its recovery";
@@ -106,7 +105,7 @@ std::unique_ptr<JournalFile> JournalFolder::open(const zel::String& path, zel::S
 }
 
 JournalLook JournalFolder::look(const zel::String& path) {
-    Place place = findPlace(path, GENERIC_READ, GuardedFolder::kShareAll);
+    Place place = findPlace(path, GENERIC_READ, zel::kShareAll);
     JournalLook seen{useOf(place.file), place.file.problem, nullptr};
     if (!place.folder || !place.file.file)
         return seen;
@@ -120,7 +119,7 @@ JournalLook JournalFolder::look(const zel::String& path) {
 }
 
 bool JournalFolder::isInUse(const zel::String& path) {
-    const JournalUse use = useOf(findPlace(path, GENERIC_READ, GuardedFolder::kShareAll).file);
+    const JournalUse use = useOf(findPlace(path, GENERIC_READ, zel::kShareAll).file);
     return use == JournalUse::used || use == JournalUse::unusable;
 }
 
@@ -153,7 +152,7 @@ bool JournalFolder::list(zel::Array<zel::String>& paths, zel::String& reason) co
 }
 
 bool JournalFolder::remove(const zel::String& path, zel::String& reason) {
-    Place place = findPlace(path, DELETE, GuardedFolder::kShareAll);
+    Place place = findPlace(path, DELETE, zel::kShareAll);
     if (place.folder && place.file.file)
         return place.folder->remove(place.name, place.file.file, reason);
     reason = "the journal is not deleted: " + place.file.problem;
@@ -181,8 +180,8 @@ zel::String JournalFolder::fileSystem() const {
 bool JournalFolder::isOnDrive(const DriveIdentity& drive, const zel::String& name,
                               zel::String& reason) const {
     const std::string existing = zel::textOf(nearestExisting(m_folder.utf8()));
-    const zel::Handle opened(SystemCalls::current().createFile(
-        zel::longPath(existing), 0, GuardedFolder::kShareAll, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS));
+    const zel::Handle opened(SystemCalls::current().createFile(zel::longPath(existing), 0, zel::kShareAll,
+                                                               OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS));
     DriveIdentity folder;
     if (opened)
         identifyStorage(opened.get(), WindowsTarget::of(opened.get(), existing), folder);

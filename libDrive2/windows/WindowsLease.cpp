@@ -24,18 +24,12 @@ zel::Logger& logger() {
     return zel::LogFactory::createLogger("libDrive2.WindowsLease");
 }
 
-/// Without the right that lets others rename or delete a file, so that its name keeps leading to it.
-zel::Handle open(const zel::String& path, DWORD access) {
-    return zel::Handle(SystemCalls::current().createFile(
-        zel::longPath(path.utf8()), access, FILE_SHARE_READ | FILE_SHARE_WRITE, OPEN_EXISTING, 0));
-}
-
 /// Only to see whether reading is allowed: a device is asked through a handle that reads nothing, as one
 /// that does would keep its volume from being locked.
 zel::Handle openDrive(const zel::String& path) {
-    zel::Handle reading = open(path, GENERIC_READ);
+    zel::Handle reading = openShared(path, GENERIC_READ);
     const bool isEmpty = !reading && meansNoMedium(GetLastError());
-    return (reading && namesDevice(path)) || isEmpty ? open(path, 0) : std::move(reading);
+    return (reading && namesDevice(path)) || isEmpty ? openShared(path, 0) : std::move(reading);
 }
 
 bool isFolder(const zel::String& path) {
@@ -134,7 +128,7 @@ DeviceStatus WindowsLease::sizeOf(const WindowsTarget& now, DriveIdentity& ident
         return {};
     if (!geometry)
         return isUnsupported(status) ? sizeByReading(identity) : status;
-    std::uint64_t bytes = now.kind == Kind::volume ? 0 : geometry->bytes;
+    std::uint64_t bytes = now.kind == Kind::volume ? 0 : geometry->bytes.value_or(0);
     for (const DiskExtent& extent : now.extents)
         bytes += extent.bytes;
     identity.sectors = bytes / identity.sectorBytes;
@@ -211,7 +205,7 @@ bool WindowsLease::isSameMedium(zel::String& difference) {
 }
 
 bool WindowsLease::leadsHere() const {
-    const zel::Handle again = open(m_path, 0);
+    const zel::Handle again = openShared(m_path, 0);
     return again && WindowsTarget::of(again.get(), m_path) == target();
 }
 
@@ -239,7 +233,7 @@ zel::Array<zel::String> listWindowsLocators() {
     zel::Array<zel::String> locators;
     for (const std::uint32_t number : zel::listDevicesNamed(zel::kDiskPrefix))
         locators.append(zel::fromWide(diskPath(number)));
-    for (const SystemVolume& volume : listVolumes())
+    for (const SystemVolume& volume : listVolumes().value_or(std::vector<SystemVolume>()))
         for (const std::wstring& point : volume.mountPoints)
             if (const std::wstring name = point.substr(0, 2);
                 point.size() == 3 && zel::letterInName(name) != 0 && !volume.extents.empty())

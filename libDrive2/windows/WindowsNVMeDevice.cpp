@@ -2,14 +2,15 @@
 
 #include <algorithm>
 #include <cstring>
-#include <limits>
+#include <utility>
 #include <vector>
 
 #include "libDrive2/DeviceProvider.h"
 #include "libDrive2/commands/Bytes.h"
 #include "libDrive2/commands/NVMeCommands.h"
-#include "libDrive2/windows/DeviceControl.h"
+#include "libDrive2/windows/SystemError.h"
 #include "libDrive2/windows/answers/PassThroughAnswers.h"
+#include "zel/windows/DeviceQuery.h"
 
 namespace libDrive2 {
 
@@ -110,16 +111,14 @@ DeviceStatus statusOfProtocol(std::uint32_t status) {
 
 void takeData(Bytes data, const NVMeCommand& command, NVMeResponse& response) {
     if (data.size() < command.dataBytes)
-        response.delivery = {LIBDRIVE2_LINK_ERROR, "only " + zel::String::number(data.size()) + " of " +
-                                                       zel::String::number(command.dataBytes) +
-                                                       " bytes were transferred"};
+        response.delivery = partlyTransferred(data.size(), command.dataBytes);
     else if (command.data != nullptr)
         std::copy_n(data.begin(), command.dataBytes, static_cast<std::uint8_t*>(command.data));
 }
 
-NVMeResponse cutOff() {
+NVMeResponse undelivered(DeviceStatus delivery) {
     NVMeResponse response;
-    response.delivery = {LIBDRIVE2_LINK_ERROR, "the driver's answer to the command is cut off"};
+    response.delivery = std::move(delivery);
     return response;
 }
 
@@ -141,14 +140,12 @@ std::unique_ptr<WindowsNVMeDevice> WindowsNVMeDevice::open(const zel::String& pa
 
 /// The system's driver shows the namespaces of a controller as the logical units behind it.
 DeviceStatus WindowsNVMeDevice::reopen() {
-    constexpr std::size_t kRoom = 64;
     if (DeviceStatus status = m_device.open(); !status.ok())
         return status;
-    const auto address = askDevice(m_device.handle(), IOCTL_SCSI_GET_ADDRESS, {}, kRoom);
-    const auto unit = address ? windows::parseLogicalUnit(*address) : std::nullopt;
+    const auto unit = windows::parseLogicalUnit(zel::askDevice(m_device.handle(), IOCTL_SCSI_GET_ADDRESS));
     m_namespaceId = unit.value_or(0) + 1U;
     std::vector<std::uint8_t> identity(nvme::kIdentifyBytes);
-    const DeviceStatus asked =
+    DeviceStatus asked =
         execute(nvme::withData(nvme::identifyController(), identity.data(), identity.size())).delivery;
     if (asked.type == LIBDRIVE2_NOT_SUPPORTED || asked.type == LIBDRIVE2_BAD_ARGUMENT)
         return {LIBDRIVE2_NOT_SUPPORTED, "it is no NVMe namespace"};
@@ -156,48 +153,45 @@ DeviceStatus WindowsNVMeDevice::reopen() {
 }
 
 NVMeResponse WindowsNVMeDevice::execute(const NVMeCommand& command) {
-    if (command.dataBytes > std::numeric_limits<DWORD>::max() - kDataAt) {
-        NVMeResponse response;
-        response.delivery = {LIBDRIVE2_BAD_ARGUMENT, "no command moves that many bytes"};
-        return response;
-    }
+    if (DeviceStatus status = checkDataBytes(command.dataBytes); !status.ok())
+        return undelivered(std::move(status));
     return isQuery(command) ? query(command) : send(command);
 }
 
 NVMeResponse WindowsNVMeDevice::query(const NVMeCommand& command) const {
-    const std::vector<std::uint8_t> asked = queryOf(command);
-    const auto answer = askDevice(m_device.handle(), IOCTL_STORAGE_QUERY_PROPERTY, asked, asked.size());
-    NVMeResponse response;
-    if (!answer) {
-        response.delivery = m_device.ioctlFailure(std::max(GetLastError(), DWORD{1}));
-        return response;
-    }
-    const auto found = windows::parseProtocolData(*answer);
+    std::vector<std::uint8_t> asked = queryOf(command);
+    Bytes answer;
+    if (DeviceStatus status =
+            m_device.exchange(IOCTL_STORAGE_QUERY_PROPERTY, asked.data(), asked.size(), answer);
+        !status.ok())
+        return undelivered(std::move(status));
+    const auto found = windows::parseProtocolData(answer);
     if (!found)
-        return cutOff();
+        return undelivered(answerCutOff());
+    NVMeResponse response;
     response.result = found->fixedData;
     takeData(found->data, command, response);
     return response;
 }
 
 NVMeResponse WindowsNVMeDevice::send(const NVMeCommand& command) const {
-    const std::vector<std::uint8_t> sent = protocolCommandOf(command);
-    const auto answer = askDevice(m_device.handle(), IOCTL_STORAGE_PROTOCOL_COMMAND, sent, sent.size());
-    NVMeResponse response;
-    if (!answer) {
-        response.delivery = m_device.ioctlFailure(std::max(GetLastError(), DWORD{1}));
-        return response;
-    }
-    const auto completion = windows::parseProtocolCompletion(*answer);
+    std::vector<std::uint8_t> sent = protocolCommandOf(command);
+    Bytes answer;
+    if (DeviceStatus status =
+            m_device.exchange(IOCTL_STORAGE_PROTOCOL_COMMAND, sent.data(), sent.size(), answer);
+        !status.ok())
+        return undelivered(std::move(status));
+    const auto completion = windows::parseProtocolCompletion(answer);
     if (!completion)
-        return cutOff();
+        return undelivered(answerCutOff());
+    NVMeResponse response;
     response.result = completion->result;
     response.status = completion->nvmeStatus;
     if (response.status != 0)
         return response;
     response.delivery = statusOfProtocol(completion->returnStatus);
     if (response.delivery.ok() && command.direction == DataDirection::fromDevice)
-        takeData(slice(*answer, kDataAt, command.dataBytes), command, response);
+        takeData(slice(answer, kDataAt, command.dataBytes), command, response);
     return response;
 }
 

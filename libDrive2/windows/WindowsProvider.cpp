@@ -3,7 +3,6 @@
 #include "libDrive2/DeviceOpeners.h"
 #include "libDrive2/bridges/BlockNVMeDevice.h"
 #include "libDrive2/bridges/SatAtaDevice.h"
-#include "libDrive2/windows/DeviceControl.h"
 #include "libDrive2/windows/DevicePath.h"
 #include "libDrive2/windows/SystemError.h"
 #include "libDrive2/windows/WindowsAtaDevice.h"
@@ -12,29 +11,23 @@
 #include "libDrive2/windows/WindowsNVMeDevice.h"
 #include "libDrive2/windows/WindowsScsiDevice.h"
 #include "libDrive2/windows/WindowsVolumes.h"
-#include "libDrive2/windows/answers/DiskAnswers.h"
+#include "zel/windows/DeviceQuery.h"
+#include "zel/windows/Utf16.h"
 
 namespace libDrive2 {
 
 namespace {
 
-constexpr DWORD kShared = FILE_SHARE_READ | FILE_SHARE_WRITE;
-
 /// "\\.\PhysicalDrive1" or "\\.\CdRom0"; empty, with why in `problem`, for a partition or what has no number.
 zel::String numberedDevice(const zel::String& path, zel::String& problem) {
-    constexpr std::size_t kRoom = 64;
-    const zel::Handle device = openPath(path, FILE_READ_ATTRIBUTES, kShared, 0);
-    const auto answer =
-        device ? askDevice(device.get(), IOCTL_STORAGE_GET_DEVICE_NUMBER, {}, kRoom) : std::nullopt;
-    if (!answer) {
-        problem = lastSystemStatus().text;
-        return {};
+    const zel::Handle device = openPath(path, FILE_READ_ATTRIBUTES, zel::kShareContents, 0);
+    const auto number = device ? zel::askNumber(device.get()) : std::nullopt;
+    if (number && !number->isPartition()) {
+        const std::wstring_view prefix = number->isOptical() ? zel::kOpticalPrefix : zel::kDiskPrefix;
+        return zel::fromWide(zel::devicePath(prefix, number->number));
     }
-    const auto number = windows::parseDeviceNumber(*answer);
-    if (number && !number->isPartition())
-        return (number->isOptical() ? "\\\\.\\CdRom" : "\\\\.\\PhysicalDrive") +
-               zel::String::number(number->number);
-    problem = "it is no whole device";
+    const DWORD error = GetLastError();
+    problem = number || error == ERROR_SUCCESS ? "it is no whole device" : systemStatus(error).text;
     return {};
 }
 
@@ -51,7 +44,7 @@ bool WindowsProvider::describe(const zel::String& path, DeviceDescription& descr
     if (namesDevice(path))
         return true;
     LARGE_INTEGER bytes{};
-    const zel::Handle file = openPath(path, FILE_READ_ATTRIBUTES, kShared | FILE_SHARE_DELETE, 0);
+    const zel::Handle file = openPath(path, FILE_READ_ATTRIBUTES, zel::kShareAll, 0);
     if (file && zel::SystemCalls::current().getFileSize(file.get(), &bytes) != FALSE)
         description.bytes = static_cast<std::uint64_t>(bytes.QuadPart);
     return true;

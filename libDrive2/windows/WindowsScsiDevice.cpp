@@ -3,13 +3,10 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
-#include <cstring>
-#include <limits>
 
 #include "libDrive2/DeviceProvider.h"
 #include "libDrive2/commands/ScsiCommands.h"
 #include "libDrive2/windows/answers/PassThroughAnswers.h"
-#include "zel/windows/SystemCalls.h"
 
 namespace libDrive2 {
 
@@ -85,26 +82,19 @@ ScsiResponse WindowsScsiDevice::execute(const ScsiRequest& request) {
         response.delivery = {LIBDRIVE2_WRITE_PROTECTED_DEVICE, "the device was opened for reading only"};
         return response;
     }
-    if (request.dataBytes > std::numeric_limits<ULONG>::max()) {
-        response.delivery = {LIBDRIVE2_BAD_ARGUMENT, "no command moves that many bytes"};
+    if (response.delivery = checkDataBytes(request.dataBytes); !response.delivery.ok())
         return response;
-    }
     const CommandData data(request.data, request.dataBytes, request.direction, m_device.alignment());
     PassThrough command = passThroughOf(request, data);
-    DWORD returned = 0;
-    if (zel::SystemCalls::current().deviceIoControl(m_device.handle(), IOCTL_SCSI_PASS_THROUGH_DIRECT,
-                                                    &command, sizeof command, &command, sizeof command,
-                                                    &returned) == FALSE) {
-        response.delivery = m_device.ioctlFailure(std::max(GetLastError(), DWORD{1}));
+    Bytes answer;
+    response.delivery = m_device.exchange(IOCTL_SCSI_PASS_THROUGH_DIRECT, &command, sizeof command, answer);
+    if (!response.delivery.ok())
         return response;
-    }
     data.deliver();
-    const auto* const bytes = reinterpret_cast<const std::uint8_t*>(&command);
-    const auto completion = windows::parseScsiCompletion(
-        {bytes, std::min<std::size_t>(returned, sizeof command)}, static_cast<std::uint32_t>(data.bytes()),
-        static_cast<std::uint8_t>(command.sense.size()));
+    const auto completion = windows::parseScsiCompletion(answer, static_cast<std::uint32_t>(data.bytes()),
+                                                         static_cast<std::uint8_t>(command.sense.size()));
     if (!completion) {
-        response.delivery = {LIBDRIVE2_LINK_ERROR, "the driver's answer to the command is cut off"};
+        response.delivery = answerCutOff();
         return response;
     }
     response.status = completion->status;

@@ -1,9 +1,9 @@
 #include "libDrive2/windows/WindowsTarget.h"
 
 #include <algorithm>
-#include <cstdio>
 
 #include "libDrive2/windows/DevicePath.h"
+#include "zel/Format.h"
 #include "zel/windows/Utf16.h"
 
 namespace libDrive2 {
@@ -12,27 +12,20 @@ namespace {
 
 using zel::SystemCalls;
 
-std::string hexOf(const std::uint8_t* bytes, std::size_t count) {
-    std::string text;
-    char digits[3];
-    for (std::size_t i = count; i > 0; --i) {
-        std::snprintf(digits, sizeof digits, "%02x", bytes[i - 1]);
-        text += digits;
-    }
-    return text;
-}
-
 /// The 128-bit number where the file system has one, else the older one of 64 bits.
 std::optional<FileNumber> askFile(HANDLE file) {
     FILE_ID_INFO id{};
     if (SystemCalls::current().getFileInformationEx(file, FileIdInfo, &id, sizeof id) != FALSE)
-        return FileNumber{id.VolumeSerialNumber, hexOf(id.FileId.Identifier, sizeof id.FileId.Identifier)};
+        return FileNumber{
+            id.VolumeSerialNumber,
+            zel::format("%016x%016x", zel::loadLittleEndian<std::uint64_t>(id.FileId.Identifier, 8),
+                        zel::loadLittleEndian<std::uint64_t>(id.FileId.Identifier, 0))
+                .utf8()};
     BY_HANDLE_FILE_INFORMATION older{};
     if (SystemCalls::current().getFileInformation(file, &older) == FALSE)
         return std::nullopt;
     const std::uint64_t index = std::uint64_t{older.nFileIndexHigh} << 32 | older.nFileIndexLow;
-    return FileNumber{older.dwVolumeSerialNumber,
-                      hexOf(reinterpret_cast<const std::uint8_t*>(&index), sizeof index)};
+    return FileNumber{older.dwVolumeSerialNumber, zel::format("%016x", index).utf8()};
 }
 
 bool isFolder(HANDLE file) {
@@ -48,7 +41,7 @@ std::optional<std::vector<DiskExtent>> askExtents(HANDLE volume) {
 }
 
 std::wstring diskPath(std::uint32_t number) {
-    return zel::devicePath(zel::kDiskPrefix) + std::to_wstring(number);
+    return zel::devicePath(zel::kDiskPrefix, number);
 }
 
 WindowsTarget WindowsTarget::of(HANDLE opened, const zel::String& path) {

@@ -73,7 +73,7 @@ bool isStartVolume(const SystemVolume& volume, const std::wstring& start) {
     const DWORD units = start.empty() || name.empty()
                             ? 0
                             : SystemCalls::current().queryDosDevice(name.c_str(), target, kPathUnits - 1);
-    return units != 0 && folded(target) == folded(start.c_str());
+    return units != 0 && folded(target) == folded(start.substr(0, start.find(L'\0')));
 }
 
 bool hasLetter(const SystemVolume& volume, wchar_t letter) {

@@ -1,11 +1,13 @@
 #include "libDrive2/windows/WindowsVolumes.h"
 
 #include <algorithm>
+#include <set>
 #include <utility>
 
 #include "libDrive2/DeviceOpeners.h"
 #include "libDrive2/DeviceProvider.h"
 #include "libDrive2/EncryptedVolumes.h"
+#include "libDrive2/windows/DevicePath.h"
 #include "libDrive2/windows/DiskStretch.h"
 #include "libDrive2/windows/StorageIds.h"
 #include "libDrive2/windows/SystemError.h"
@@ -17,14 +19,8 @@ namespace libDrive2 {
 namespace {
 
 using Kind = WindowsTarget::Kind;
-using zel::SystemCalls;
 
 constexpr const char* kUntaken = " cannot be taken for this test alone: ";
-
-zel::Handle openShared(const zel::String& path, DWORD access) {
-    return zel::Handle(SystemCalls::current().createFile(
-        zel::longPath(path.utf8()), access, FILE_SHARE_READ | FILE_SHARE_WRITE, OPEN_EXISTING, 0));
-}
 
 bool isForbidden(DWORD error, const DeviceStatus& status) {
     return error == ERROR_ACCESS_DENIED || status.type == LIBDRIVE2_WRITE_PROTECTED_DEVICE ||
@@ -36,34 +32,48 @@ const DiskExtent* stretchOf(const WindowsTarget& target) {
     return target.kind == Kind::volume && target.extents.size() == 1 ? &target.extents.front() : nullptr;
 }
 
-std::vector<SystemVolume> volumesOn(const WindowsTarget& target) {
-    std::vector<SystemVolume> volumes = listVolumes();
+std::vector<SystemVolume> volumesOn(const WindowsTarget& target, std::vector<SystemVolume> volumes) {
     std::erase_if(volumes, [&target](const SystemVolume& volume) { return !volume.liesOn(target); });
     return volumes;
+}
+
+std::vector<SystemVolume> knownVolumes() {
+    return listVolumes().value_or(std::vector<SystemVolume>());
+}
+
+zel::String describeObstacles(const WindowsTarget& target, const std::vector<SystemVolume>& volumes) {
+    zel::String obstacles;
+    for (const std::string& obstacle : findUse(target, volumes).obstacles)
+        obstacles += (obstacles.isEmpty() ? "" : ", ") + zel::String(obstacle);
+    return obstacles;
 }
 
 }  // namespace
 
 WindowsVolumes::WindowsVolumes(const zel::String& path, zel::Handle opened)
-    : m_path(path), m_opened(std::move(opened)), m_target(WindowsTarget::of(m_opened.get(), path)) {}
+    : m_path(path),
+      m_opened(std::move(opened)),
+      m_target(WindowsTarget::of(m_opened.get(), path)),
+      m_isFound(true) {}
 
 const WindowsTarget* WindowsVolumes::found() {
-    if (m_target)
-        return &*m_target;
+    if (m_isFound)
+        return &m_target;
     m_opened = openShared(m_path, 0);
     if (!m_opened)
         return nullptr;
     m_target = WindowsTarget::of(m_opened.get(), m_path);
-    return &*m_target;
+    m_isFound = true;
+    return &m_target;
 }
 
 bool WindowsVolumes::isStretchOfDisk() const {
-    return m_target && stretchOf(*m_target) != nullptr;
+    return stretchOf(m_target) != nullptr;
 }
 
 std::vector<StorageExtent> WindowsVolumes::storage() {
     DriveIdentity identity;
-    identifyStorage(m_opened.get(), *m_target, identity);
+    identifyStorage(m_opened.get(), m_target, identity);
     return identity.storage;
 }
 
@@ -72,7 +82,7 @@ zel::Array<zel::String> WindowsVolumes::holders() {
     const WindowsTarget* const target = found();
     if (target == nullptr)
         return users;
-    const StorageUse use = findUse(*target, listVolumes());
+    const StorageUse use = findUse(*target, knownVolumes());
     for (const std::string& obstacle : use.obstacles)
         users.append(obstacle);
     for (const SystemVolume& volume : use.mounted)
@@ -117,7 +127,7 @@ zel::Array<VolumeContent> WindowsVolumes::contents() {
         return m_contents;
     zel::String problem;
     const SharedBlockHandle device = reader(problem);
-    return describeContents(*target, volumesOn(*target), device.get());
+    return describeContents(*target, volumesOn(*target, knownVolumes()), device.get());
 }
 
 Encryption WindowsVolumes::examineEncryption(zel::String& reason) {
@@ -130,9 +140,9 @@ Encryption WindowsVolumes::examineEncryption(zel::String& reason) {
     // Nor is there a volume without a medium, or where an optical medium holds no recording yet.
     const SectorSource sectors = sectorsOf(*device);
     std::vector<std::uint8_t> first(sectors.sectorBytes);
-    if (!device->info().mediumPresent || (m_target->kind == Kind::optical && !sectors.read(0, first.data())))
+    if (!device->info().mediumPresent || (m_target.kind == Kind::optical && !sectors.read(0, first.data())))
         return Encryption::none;
-    return findEncryptedVolume(sectors, m_path, listPartitions(*m_target), reason);
+    return findEncryptedVolume(sectors, m_path, listPartitions(m_target), reason);
 }
 
 bool WindowsVolumes::lock(zel::String& reason) {
@@ -160,31 +170,48 @@ DeviceStatus WindowsVolumes::hold() {
 }
 
 DeviceStatus WindowsVolumes::holdAlone(const WindowsTarget& target) {
-    zel::String reason;
     // Nobody could say what else is on it.
     if (target.kind == Kind::unknown && !target.file)
         return {LIBDRIVE2_BUSY, m_path + kUntaken + "the system does not tell which drive it is"};
-    if (describeObstacles(target, reason))
-        return {LIBDRIVE2_BUSY, m_path + " is in use: " + reason};
+    const auto volumes = listVolumes();
+    if (!volumes)
+        return unlisted();
+    if (const zel::String obstacles = describeObstacles(target, *volumes); !obstacles.isEmpty())
+        return {LIBDRIVE2_BUSY, m_path + " is in use: " + obstacles};
     if (const DeviceStatus claimed = claimAlone(target); !claimed.ok())
         return claimed;
     // The device of an optical drive is its volume, too: a lock would keep the test's own commands out.
     if (target.kind == Kind::optical)
         return {};
     m_contents = contents();
-    const DeviceStatus locked = m_locks.take(volumesOn(target));
-    if (locked.ok())
-        return locked;
-    const bool isProtected =
-        locked.type == LIBDRIVE2_WRITE_PROTECTED_DEVICE || locked.type == LIBDRIVE2_WRITE_PROTECTED_MEDIUM;
-    return {isProtected ? LIBDRIVE2_WRITE_PROTECTED_DEVICE : LIBDRIVE2_BUSY,
-            m_path + " is in use: " + locked.text};
+    return lockAll(target);
 }
 
-bool WindowsVolumes::describeObstacles(const WindowsTarget& target, zel::String& reason) const {
-    for (const std::string& obstacle : findUse(target, listVolumes()).obstacles)
-        reason += (reason.isEmpty() ? "" : ", ") + zel::String(obstacle);
-    return !reason.isEmpty();
+/// The volumes of a drive that was plugged in just now come one after the other: those are looked for until
+/// there is no other one.
+DeviceStatus WindowsVolumes::lockAll(const WindowsTarget& target) {
+    std::set<std::wstring> seen;
+    while (auto volumes = listVolumes()) {
+        std::vector<SystemVolume> others = volumesOn(target, std::move(*volumes));
+        std::erase_if(others, [&seen](const SystemVolume& each) { return !seen.insert(each.name).second; });
+        if (others.empty())
+            return {};
+        const DeviceStatus locked = m_locks.take(others);
+        const bool isProtected = locked.type == LIBDRIVE2_WRITE_PROTECTED_DEVICE ||
+                                 locked.type == LIBDRIVE2_WRITE_PROTECTED_MEDIUM;
+        if (!locked.ok())
+            return {isProtected ? LIBDRIVE2_WRITE_PROTECTED_DEVICE : LIBDRIVE2_BUSY,
+                    m_path + " is in use: " + locked.text};
+    }
+    const DeviceStatus failure = unlisted();
+    zel::String ignored;
+    m_locks.release(ignored);
+    return failure;
+}
+
+DeviceStatus WindowsVolumes::unlisted() const {
+    return {LIBDRIVE2_BUSY,
+            m_path + kUntaken + "the system does not tell its volumes: " + lastSystemStatus().text};
 }
 
 /// Whether it may be written to shows when it is opened for that. An optical medium is written by commands.

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <optional>
-
 #include "libDrive2/DeviceLockingManager.h"
 #include "libDrive2/windows/DriveClaim.h"
 #include "libDrive2/windows/VolumeLocks.h"
@@ -34,7 +32,7 @@ public:
     /// What is open, for questions; nothing before something was asked for.
     [[nodiscard]] HANDLE opened() const { return m_opened.get(); }
     /// What that led to when it was opened.
-    [[nodiscard]] const WindowsTarget& target() const { return *m_target; }
+    [[nodiscard]] const WindowsTarget& target() const { return m_target; }
     /// Whether it is reached through the disk that it lies on.
     [[nodiscard]] bool isStretchOfDisk() const;
     /// For all that is read of the content: opened once, and anew only to see what medium there is. Empty
@@ -50,11 +48,13 @@ private:
     [[nodiscard]] std::vector<StorageExtent> storage();
     DeviceStatus holdAlone(const WindowsTarget& target);
     DeviceStatus claimAlone(const WindowsTarget& target);
-    bool describeObstacles(const WindowsTarget& target, zel::String& reason) const;
+    DeviceStatus lockAll(const WindowsTarget& target);
+    [[nodiscard]] DeviceStatus unlisted() const;
 
     zel::String m_path;
     zel::Handle m_opened;  ///< only to ask; keeps a file's name from being given to another
-    std::optional<WindowsTarget> m_target;
+    WindowsTarget m_target;
+    bool m_isFound = false;
     DriveClaim m_claim;
     VolumeLocks m_locks;
     SharedBlockHandle m_reader;

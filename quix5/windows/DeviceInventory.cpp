@@ -84,14 +84,14 @@ DiagDevice describe(const std::wstring& path, DriveKind kind, const Answers& ans
     setText(described, kPropertyModel, descriptor.product);
     setText(described, kPropertySerial, descriptor.serial);
     setText(described, kPropertyFirmware, descriptor.revision);
-    described.setProperty(kPropertyBytes, geometry.bytes);
+    described.setProperty(kPropertyBytes, geometry.bytes.value_or(0));
     described.setProperty(kPropertySectorSize, geometry.sectorBytes);
     return described;
 }
 
 /// A disk, or an optical drive, by the system's own name; nothing where no driver answers by it.
 std::optional<DiagDevice> findNamed(std::wstring_view prefix, std::uint32_t number) {
-    const std::wstring path = zel::devicePath(prefix) + std::to_wstring(number);
+    const std::wstring path = zel::devicePath(prefix, number);
     const zel::Handle device = zel::openToAsk(path);
     if (!device)
         return std::nullopt;
@@ -99,6 +99,24 @@ std::optional<DiagDevice> findNamed(std::wstring_view prefix, std::uint32_t numb
     if (!answers.descriptor && !answers.geometry)
         return std::nullopt;
     return describe(path, prefix == zel::kOpticalPrefix ? DriveKind::optical : DriveKind::disk, answers);
+}
+
+/// A drive whose driver tells nothing of it, as it describes itself.
+std::optional<DiagDevice> findSilent(const std::wstring& path) {
+    constexpr std::uint8_t kDisk = 0x00, kSimpleDisk = 0x0E;
+    Answers answers((zel::openToAsk(path).get()));
+    answers.descriptor = zel::askDriveItself(path);
+    if (!answers.descriptor)
+        return std::nullopt;
+    switch (answers.descriptor->deviceType) {
+        case kDisk:
+        case kSimpleDisk:
+            return describe(path, DriveKind::disk, answers);
+        case zel::kTypeOptical:
+            return describe(path, DriveKind::optical, answers);
+        default:
+            return std::nullopt;
+    }
 }
 
 bool isFloppyDrive(HANDLE device) {
@@ -149,8 +167,11 @@ DiagDevice findDevice(const zel::String& locator) {
     const std::wstring name = zel::deviceName(zel::toWide(locator.utf8()));
     std::optional<DiagDevice> found;
     for (const std::wstring_view prefix : {zel::kDiskPrefix, zel::kOpticalPrefix})
-        if (const auto number = zel::numberInName(name, prefix))
+        if (const auto number = zel::numberInName(name, prefix)) {
             found = findNamed(prefix, *number);
+            if (!found)
+                found = findSilent(zel::devicePath(name));
+        }
     if (const wchar_t letter = zel::letterInName(name); letter != 0)
         found = findByLetter(letter);
     if (found)

@@ -30,8 +30,10 @@ class Access(program.ProgramTest):
     def test_refuses_what_cannot_be_reached_so(self):
         run, _, made = self.reach("sim:scsi", ORDER + ":8")
         self.assertEqual((run.events(), made), (["testNotSupported"], []))
+        unlocking = "the computer's firmware" if program.WINDOWS else "hdparm --security-unlock"
         for device, given, sentence in (("sim:disk", "__libDriveTest_Disable=1", "not offered for sim:disk"),
-                                        ("sim:ata,locked", ORDER + ":1", "is locked by its ATA password")):
+                                        ("sim:ata,locked", ORDER + ":1", "is locked by its ATA password"),
+                                        ("sim:ata,locked", ORDER + ":1", unlocking)):
             process = self.start("run", "LinearReadTest", device, "--property", given)
             self.assertNotEqual(process.returncode, 0)
             self.assertIn(sentence, process.stderr)
@@ -39,8 +41,9 @@ class Access(program.ProgramTest):
 
 class Volumes(program.ProgramTest):
     def test_volumes_that_cannot_be_had_or_given_back(self):
+        advice = "close the programs" if program.WINDOWS else "unmount it, switch swap off, stop what uses it"
         for state, status, result, events, said in (
-                ("busy", 5, "DEVICEBUSY", ["cannotOpenAccessDenied"], "the simulated drive is in use"),
+                ("busy", 5, "DEVICEBUSY", ["cannotOpenAccessDenied"], "the simulated drive is in use; " + advice),
                 ("stuck", 0, "PASS", [], "Unable to unlock one or more volumes")):
             drive = "sim:disk,sectors=100,volumes=" + state
             run = self.run_test(drive, test="LinearPatternTest", options=("--confirm", drive, "--log", self.path(state)))

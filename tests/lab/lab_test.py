@@ -47,17 +47,23 @@ class Lab:
         self.disks = all_disks
         self._runs = 0
         self._image = guest.Image(self.folder, self._kernel, MODULES, LATER_MODULES + self.more_modules)
-        self._image.add_program(program.PROGRAM, "drivetest", ["libDriveTest.so", "libDriveTest.qpk"])
+        self.add_drivetest()
         for name, package in [("dmsetup", "dmsetup"), *self.more_programs]:
             self._image.add_program(kernel.tool(name, package))
         self._image.pack()
         self.boot()
 
+    def add_drivetest(self):
+        self._image.add_program(program.PROGRAM, "drivetest", ["libDriveTest.so", "libDriveTest.qpk"])
+
+    def arguments(self):
+        """QEMU's, beside what all guests have."""
+        return disks.COMMON + [word for disk in self.disks for word in disk.arguments(self.folder)]
+
     def boot(self):
         self._confirms = {}  # path of a drive -> what confirms that it is written
-        arguments = [word for disk in self.disks for word in disk.arguments(self.folder)]
         folder = tempfile.mkdtemp(prefix="guest-", dir=self.folder)
-        start = [pathlib.Path(folder), self._kernel, self._image.archive, disks.COMMON + arguments]
+        start = [pathlib.Path(folder), self._kernel, self._image.archive, self.arguments()]
         try:
             self.guest = guest.Guest(*start)
         except guest.GuestError as error:  # once in many starts, an emulated machine stands still from the outset

@@ -1,6 +1,7 @@
 #!/usr/bin/python3
 """Runs the tests that use the program, for the one that DRIVETEST names, and counts each of them. Arguments: a folder for
-FILE.counts (passed, failed and skipped tests) and for the names of skipped tests, and how many files run side by side."""
+FILE.counts (passed, failed and skipped tests) and for the names of skipped tests, how many files run side by side, and
+files, else all that need nothing but the program."""
 
 import concurrent.futures
 import os
@@ -21,7 +22,7 @@ def scripts():
         if path.stem != "runpath_test":  # the search path of an ELF file
             yield path
     yield TESTS / "layouts/simulated_layouts_test.py"
-    yield TESTS / "windows/kills_test.py"
+    yield from sorted((TESTS / "windows").glob("*_test.py"))
 
 
 def run(script):
@@ -38,9 +39,10 @@ def run(script):
 
 def main():
     notes, jobs = pathlib.Path(sys.argv[1]), int(sys.argv[2])
+    files = [pathlib.Path(name).resolve() for name in sys.argv[3:]] or list(scripts())
     all_well = True
     with concurrent.futures.ThreadPoolExecutor(jobs) as pool:
-        for script, (said, counts) in zip(scripts(), pool.map(run, scripts())):
+        for script, (said, counts) in zip(files, pool.map(run, files)):
             passed, failed, skipped = counts or (0, 1, 0)
             (notes / f"{script.stem}.counts").write_text(f"{passed} {failed} {skipped}\n", encoding="utf-8")
             (notes / f"{script.stem}.log").write_text(said, encoding="utf-8")

@@ -40,7 +40,7 @@ std::wstring dosDevices() {
 
 }  // namespace
 
-std::vector<std::uint8_t> askDevice(HANDLE device, DWORD code, AnswerBytes question) {
+std::vector<std::uint8_t> askDevice(HANDLE device, DWORD code, Bytes question) {
     std::vector<std::uint8_t> asked(question.begin(), question.end());
     for (std::size_t room = kFirstRoom; room <= kMostRoom; room *= 4) {
         std::vector<std::uint8_t> answer(room);
@@ -61,9 +61,16 @@ std::vector<std::uint8_t> askDevice(HANDLE device, DWORD code, AnswerBytes quest
 
 std::vector<std::uint8_t> askProperty(HANDLE device, DWORD property) {
     std::array<std::uint8_t, sizeof(STORAGE_PROPERTY_QUERY)> question{};
-    for (std::size_t i = 0; i < sizeof property; ++i)
-        question[i] = static_cast<std::uint8_t>(property >> (8 * i) & 0xFF);
+    storeLittleEndian(question, 0, property);
     return askDevice(device, IOCTL_STORAGE_QUERY_PROPERTY, question);
+}
+
+bool tellDevice(HANDLE device, DWORD code, Bytes message) {
+    std::vector<std::uint8_t> told(message.begin(), message.end());
+    DWORD returned = 0;
+    return SystemCalls::current().deviceIoControl(device, code, told.empty() ? nullptr : told.data(),
+                                                  static_cast<DWORD>(told.size()), nullptr, 0,
+                                                  &returned) != FALSE;
 }
 
 std::optional<DeviceDescriptor> askDescriptor(HANDLE device) {
@@ -75,16 +82,50 @@ std::optional<DeviceNumber> askNumber(HANDLE device) {
 }
 
 std::optional<DiskGeometry> askGeometry(HANDLE device) {
-    return parseDiskGeometry(askDevice(device, IOCTL_DISK_GET_DRIVE_GEOMETRY_EX));
+    const auto geometry = parseDiskGeometry(askDevice(device, IOCTL_DISK_GET_DRIVE_GEOMETRY_EX));
+    return geometry && geometry->bytes ? geometry : std::nullopt;
+}
+
+Handle openShared(const std::wstring& path, DWORD access) {
+    return Handle(SystemCalls::current().createFile(path, access, kShareContents, OPEN_EXISTING, 0));
+}
+
+std::optional<DeviceDescriptor> askDriveItself(const std::wstring& path) {
+    constexpr UCHAR kInquiry = 0x12, kInquiryBytes = 6;
+    constexpr ULONG kSeconds = 5;
+    const Handle device(SystemCalls::current().createFile(
+        path, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, OPEN_EXISTING, 0));
+    std::array<std::uint8_t, 96> answer{};
+    SCSI_PASS_THROUGH_DIRECT command{};
+    command.Length = sizeof command;
+    command.CdbLength = kInquiryBytes;
+    command.Cdb[0] = kInquiry;
+    command.Cdb[4] = static_cast<UCHAR>(answer.size());
+    command.DataIn = SCSI_IOCTL_DATA_IN;
+    command.DataTransferLength = static_cast<ULONG>(answer.size());
+    command.DataBuffer = answer.data();
+    command.TimeOutValue = kSeconds;
+    DWORD returned = 0;
+    if (!device ||
+        SystemCalls::current().deviceIoControl(device.get(), IOCTL_SCSI_PASS_THROUGH_DIRECT, &command,
+                                               sizeof command, &command, sizeof command,
+                                               &returned) == FALSE ||
+        command.ScsiStatus != 0)
+        return std::nullopt;
+    return parseInquiry(
+        Bytes(answer).first(std::min<std::size_t>(command.DataTransferLength, answer.size())));
 }
 
 Handle openToAsk(const std::wstring& path) {
-    return Handle(
-        SystemCalls::current().createFile(path, 0, FILE_SHARE_READ | FILE_SHARE_WRITE, OPEN_EXISTING, 0));
+    return openShared(path, 0);
 }
 
 std::wstring devicePath(std::wstring_view name) {
     return std::wstring(L"\\\\.\\").append(name);
+}
+
+std::wstring devicePath(std::wstring_view prefix, std::uint32_t number) {
+    return devicePath(prefix) + std::to_wstring(number);
 }
 
 std::wstring deviceName(std::wstring_view path) {

@@ -16,7 +16,6 @@ namespace {
 constexpr std::size_t kLongestPlain = 240;
 constexpr std::wstring_view kLong = L"\\\\?\\";
 constexpr std::wstring_view kLongShare = L"\\\\?\\UNC\\";
-constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 
 bool startsWithDrive(std::wstring_view path) {
     return path.size() >= 3 && path[1] == L':' && path[2] == L'\\';
@@ -39,6 +38,16 @@ std::string textOf(std::wstring_view path) {
 Handle openToAsk(std::string_view path) {
     return Handle(SystemCalls::current().createFile(longPath(path), 0, kShareAll, OPEN_EXISTING,
                                                     FILE_FLAG_BACKUP_SEMANTICS));
+}
+
+std::wstring finalPath(HANDLE file, DWORD form) {
+    std::wstring path(MAX_PATH, L'\0');
+    DWORD units = 0;
+    while ((units = SystemCalls::current().getFinalPath(file, path.data(), static_cast<DWORD>(path.size()),
+                                                        form | VOLUME_NAME_DOS)) >= path.size())
+        path.resize(units + 1);
+    path.resize(units);
+    return path;
 }
 
 }  // namespace
@@ -87,14 +96,9 @@ bool isSameFile(HANDLE a, HANDLE b) {
 }
 
 std::string pathOfHandle(HANDLE file) {
-    std::wstring path(MAX_PATH, L'\0');
-    DWORD units = 0;
-    while ((units = SystemCalls::current().getFinalPath(file, path.data(), static_cast<DWORD>(path.size()),
-                                                        FILE_NAME_NORMALIZED | VOLUME_NAME_DOS)) >=
-           path.size())
-        path.resize(units + 1);
-    path.resize(units);
-    return textOf(std::wstring_view(path));
+    const std::wstring path = finalPath(file, FILE_NAME_NORMALIZED);
+    // Shares can refuse to have all folders of a path looked up, but know by which it was opened.
+    return textOf(std::wstring_view(path.empty() ? finalPath(file, FILE_NAME_OPENED) : path));
 }
 
 std::string canonicalPath(std::string_view path) {

@@ -7,10 +7,6 @@
 #include <cstring>
 #include <vector>
 
-// What <winternl.h> leaves out.
-extern "C" NTSTATUS NTAPI NtSetInformationFile(HANDLE file, IO_STATUS_BLOCK* done, void* information,
-                                               ULONG bytes, FILE_INFORMATION_CLASS kind);
-
 namespace zel {
 
 namespace {
@@ -31,7 +27,10 @@ BOOL succeeded(NTSTATUS status) {
 /// What a thread waits with for the end of its device control.
 struct ThreadEvent {
     ThreadEvent() : handle(CreateEventW(nullptr, TRUE, FALSE, nullptr)) {}
-    ~ThreadEvent() { CloseHandle(handle); }
+    ~ThreadEvent() {
+        if (handle != nullptr)
+            CloseHandle(handle);
+    }
     ThreadEvent(const ThreadEvent&) = delete;
     ThreadEvent& operator=(const ThreadEvent&) = delete;
     HANDLE handle;
@@ -74,10 +73,6 @@ BOOL SystemCalls::getOverlappedResult(HANDLE file, OVERLAPPED* overlapped, DWORD
     return GetOverlappedResult(file, overlapped, done, wait);
 }
 
-BOOL SystemCalls::cancelIo(HANDLE file, OVERLAPPED* overlapped) {
-    return CancelIoEx(file, overlapped);
-}
-
 BOOL SystemCalls::flushFileBuffers(HANDLE file) {
     return FlushFileBuffers(file);
 }
@@ -86,6 +81,11 @@ BOOL SystemCalls::flushFileBuffers(HANDLE file) {
 BOOL SystemCalls::deviceIoControl(HANDLE device, DWORD code, void* in, DWORD inBytes, void* out,
                                   DWORD outBytes, DWORD* returned) {
     thread_local const ThreadEvent event;
+    if (event.handle == nullptr) {
+        // Without one, what is still under way could not be told from what has ended.
+        SetLastError(ERROR_NO_SYSTEM_RESOURCES);
+        return FALSE;
+    }
     OVERLAPPED overlapped{};
     overlapped.hEvent = event.handle;
     if (DeviceIoControl(device, code, in, inBytes, out, outBytes, returned, &overlapped) != FALSE)

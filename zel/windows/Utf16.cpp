@@ -22,20 +22,21 @@ std::wstring absolute(const std::wstring& path) {
 }  // namespace
 
 std::wstring toWide(std::string_view utf8) {
-    const int bytes = static_cast<int>(utf8.size());
-    std::wstring wide(
-        static_cast<std::size_t>(MultiByteToWideChar(CP_UTF8, 0, utf8.data(), bytes, nullptr, 0)), L'\0');
-    MultiByteToWideChar(CP_UTF8, 0, utf8.data(), bytes, wide.data(), static_cast<int>(wide.size()));
+    const auto convert = [utf8](wchar_t* to, int room) {
+        return MultiByteToWideChar(CP_UTF8, 0, utf8.data(), static_cast<int>(utf8.size()), to, room);
+    };
+    std::wstring wide(static_cast<std::size_t>(convert(nullptr, 0)), L'\0');
+    convert(wide.data(), static_cast<int>(wide.size()));
     return wide;
 }
 
 std::string fromWide(std::wstring_view wide) {
-    const int units = static_cast<int>(wide.size());
-    std::string utf8(static_cast<std::size_t>(
-                         WideCharToMultiByte(CP_UTF8, 0, wide.data(), units, nullptr, 0, nullptr, nullptr)),
-                     '\0');
-    WideCharToMultiByte(CP_UTF8, 0, wide.data(), units, utf8.data(), static_cast<int>(utf8.size()), nullptr,
-                        nullptr);
+    const auto convert = [wide](char* to, int room) {
+        return WideCharToMultiByte(CP_UTF8, 0, wide.data(), static_cast<int>(wide.size()), to, room, nullptr,
+                                   nullptr);
+    };
+    std::string utf8(static_cast<std::size_t>(convert(nullptr, 0)), '\0');
+    convert(utf8.data(), static_cast<int>(utf8.size()));
     return utf8;
 }
 
@@ -50,7 +51,7 @@ String systemMessage(unsigned long error) {
 }
 
 std::wstring longPath(std::string_view path) {
-    const std::wstring wide = toWide(path);
+    std::wstring wide = toWide(path);
     if (isDevicePath(wide))
         return wide;
     const std::wstring full = absolute(wide);

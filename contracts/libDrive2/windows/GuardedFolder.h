@@ -37,9 +37,6 @@ public:
     };
     enum class Readers { owner, all };
     enum class Owner { user, anybody };
-    /// What others may do with a file that is held open.
-    static constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
-    static constexpr DWORD kShareContents = FILE_SHARE_READ | FILE_SHARE_WRITE;
 
     /// Empty on failure; GetLastError() is then ERROR_PATH_NOT_FOUND when there is no such folder.
     static std::optional<GuardedFolder> open(const std::string& path, Writers writers, zel::String& reason);
@@ -57,7 +54,7 @@ public:
     bool names(std::vector<std::string>& found, zel::String& reason) const;
     /// Opens a regular file with one name, to which no link leads.
     [[nodiscard]] GuardedFile openFile(const std::string& name, DWORD access, Owner owner,
-                                       DWORD share = kShareAll) const;
+                                       DWORD share = zel::kShareAll) const;
     /// Makes a file that is not there yet, which others can read at most where they can read what the folder
     /// holds. It is open for reading, writing, renaming and deleting, and nobody else can rename or delete it
     /// meanwhile. That it could be made is durable only after sync().

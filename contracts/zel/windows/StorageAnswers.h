@@ -1,30 +1,16 @@
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <optional>
-#include <span>
 #include <string>
 
+#include "zel/Bytes.h"
 #include "zel/Export.h"
 
 // What Windows' storage drivers answer, read from the bytes as they came: drivers answer short, too long and
 // inconsistently. Offsets are those of the structures on 64-bit Windows. No system header is needed.
 
 namespace zel {
-
-using AnswerBytes = std::span<const std::uint8_t>;
-
-/// A little-endian number. A field that does not lie within the bytes reads as 0.
-template <class Number>
-Number littleEndianAt(AnswerBytes bytes, std::size_t at) {
-    if (at > bytes.size() || bytes.size() - at < sizeof(Number))
-        return 0;
-    std::uint64_t value = 0;
-    for (std::size_t i = sizeof(Number); i > 0; --i)
-        value = value << 8 | bytes[at + i - 1];
-    return static_cast<Number>(value);
-}
 
 /// STORAGE_BUS_TYPE; a driver may name others.
 enum class StorageBus : std::uint32_t {
@@ -63,7 +49,11 @@ struct DeviceDescriptor {
     /// As on the drive's label: where a driver gives it as hexadecimal digits of swapped bytes, it is turned.
     std::string serial{};
 };
-DRIVETEST_API std::optional<DeviceDescriptor> parseDeviceDescriptor(AnswerBytes answer);
+DRIVETEST_API std::optional<DeviceDescriptor> parseDeviceDescriptor(Bytes answer);
+
+/// The same from a drive's own answer to the SCSI command INQUIRY, which tells neither bus nor serial number.
+/// Nothing where no drive is at that address.
+DRIVETEST_API std::optional<DeviceDescriptor> parseInquiry(Bytes answer);
 
 /// STORAGE_DEVICE_NUMBER.
 struct DeviceNumber {
@@ -72,26 +62,31 @@ struct DeviceNumber {
     static constexpr std::uint32_t kDvdType = 0x33;      ///< FILE_DEVICE_DVD
 
     std::uint32_t type = 0;
-    std::uint32_t number = 0;
-    std::uint32_t partition = 0;
+    std::uint32_t number = 0;     ///< as in "PhysicalDrive1"
+    std::uint32_t partition = 0;  ///< 0 the whole device
 
     [[nodiscard]] bool isOptical() const { return type == kOpticalType || type == kDvdType; }
+    /// A drive without partitions has all bits set.
+    [[nodiscard]] bool isPartition() const {
+        return !isOptical() && partition != 0 && partition != 0xFFFFFFFF;
+    }
     bool operator==(const DeviceNumber&) const = default;
 };
-DRIVETEST_API std::optional<DeviceNumber> parseDeviceNumber(AnswerBytes answer);
+DRIVETEST_API std::optional<DeviceNumber> parseDeviceNumber(Bytes answer);
 
-/// DISK_GEOMETRY_EX, which tells the size also to handles without the right to read.
+/// DISK_GEOMETRY_EX, or the DISK_GEOMETRY that it begins with.
 struct DiskGeometry {
-    std::uint64_t bytes = 0;
-    std::uint32_t sectorBytes = 0;
+    std::uint32_t sectorBytes = 0;         ///< a power of two from 128 to 1 MiB
+    std::optional<std::uint64_t> bytes{};  ///< nothing where the answer has no room for it, or it is no size
+    bool isRemovable = false;              ///< a removable medium, or a floppy
 };
-/// Nothing where the sizes cannot be those of a disk.
-DRIVETEST_API std::optional<DiskGeometry> parseDiskGeometry(AnswerBytes answer);
+/// Nothing for sectors that no disk has.
+DRIVETEST_API std::optional<DiskGeometry> parseDiskGeometry(Bytes answer);
 
 /// Whether an array of DISK_GEOMETRY, as answered for the media types of a drive, names a floppy disk.
-DRIVETEST_API bool namesFloppyMedium(AnswerBytes answer);
+DRIVETEST_API bool namesFloppyMedium(Bytes answer);
 
 /// SCSI_ADDRESS as "port 1, bus 0, target 2, unit 0"; empty where it is none.
-DRIVETEST_API std::string parseScsiAddress(AnswerBytes answer);
+DRIVETEST_API std::string parseScsiAddress(Bytes answer);
 
 }  // namespace zel

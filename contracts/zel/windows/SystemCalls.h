@@ -7,6 +7,10 @@
 
 namespace zel {
 
+/// What others may do meanwhile with what is opened: read and write it; rename and delete it, too.
+inline constexpr DWORD kShareContents = FILE_SHARE_READ | FILE_SHARE_WRITE;
+inline constexpr DWORD kShareAll = kShareContents | FILE_SHARE_DELETE;
+
 /// Every call through which the product reaches devices, volumes and their files on Windows: one method a
 /// call, with the system's own meaning, so that tests can play the system's answers. All that fail set
 /// GetLastError(). Paths are UTF-16. Any thread may call.
@@ -30,7 +34,6 @@ public:
     virtual BOOL readFile(HANDLE file, void* data, DWORD bytes, DWORD* done, OVERLAPPED* overlapped);
     virtual BOOL writeFile(HANDLE file, const void* data, DWORD bytes, DWORD* done, OVERLAPPED* overlapped);
     virtual BOOL getOverlappedResult(HANDLE file, OVERLAPPED* overlapped, DWORD* done, BOOL wait);
-    virtual BOOL cancelIo(HANDLE file, OVERLAPPED* overlapped);
     virtual BOOL flushFileBuffers(HANDLE file);
 
     // What a device or a volume is asked for.

@@ -90,6 +90,22 @@ TEST(Output, ALinkToADriveIsNotOpenedForWriting) {
     EXPECT_EQ(windows.openHandles(), 0U);
 }
 
+/// A file server that does not let its folders be searched.
+class ClosedShare : public zel::SystemCalls {
+public:
+    ClosedShare() : m_before(install(this)) {}
+    ~ClosedShare() override { install(m_before); }
+    DWORD getFinalPath(HANDLE file, wchar_t* path, DWORD units, DWORD flags) override {
+        if ((flags & FILE_NAME_OPENED) != 0)
+            return SystemCalls::getFinalPath(file, path, units, flags);
+        SetLastError(ERROR_ACCESS_DENIED);
+        return 0;
+    }
+
+private:
+    SystemCalls* m_before;
+};
+
 TEST(Output, HoldsTheGuardToThePathWithoutLinks) {
     const std::string path = testing::TempDir() + "größe-" + std::to_string(std::random_device()());
     std::ofstream(zel::pathOf(path)) << "data";
@@ -103,6 +119,12 @@ TEST(Output, HoldsTheGuardToThePathWithoutLinks) {
     EXPECT_FALSE(openOutput("the log", path, guarded, error));
     EXPECT_THAT(error, HasSubstr(path + ": it is precious; name another file"));
     EXPECT_EQ(asked, zel::canonicalPath(path));
+    {
+        const ClosedShare share;
+        asked.clear();
+        EXPECT_FALSE(openOutput("the log", path, guarded, error));
+        EXPECT_TRUE(zel::isSameFile(asked, path)) << asked;
+    }
 
     error.clear();
     {

@@ -7,6 +7,7 @@
 // Structures as the system's headers lay them out on 64-bit Windows, so that the parsers' own places are
 // tried against them.
 #include "support/windows/PlayedCalls.h"
+#include "zel/windows/StorageAnswers.h"
 
 namespace libDrive2::windows {
 namespace {
@@ -22,19 +23,22 @@ TEST(WindowsAnswers, DisksTellTheirSizes) {
     geometry.Geometry.MediaType = FixedMedia;
     geometry.Geometry.BytesPerSector = 4096;
     geometry.DiskSize.QuadPart = 77;
-    const auto told = parseGeometry(bytesOf(geometry));
+    const auto told = zel::parseDiskGeometry(bytesOf(geometry));
     ASSERT_TRUE(told);
-    EXPECT_TRUE(told->sectorBytes == 4096 && told->bytes == 77 && !told->removable);
-    EXPECT_EQ(shortest(bytesOf(geometry), parseGeometry), sizeof(DISK_GEOMETRY));
+    EXPECT_TRUE(told->sectorBytes == 4096 && told->bytes == 77 && !told->isRemovable);
+    EXPECT_EQ(shortest(bytesOf(geometry), zel::parseDiskGeometry), sizeof(DISK_GEOMETRY));
+    EXPECT_FALSE(zel::parseDiskGeometry(bytesOf(geometry.Geometry))->bytes);
+    geometry.DiskSize.QuadPart = -1;
+    EXPECT_FALSE(zel::parseDiskGeometry(bytesOf(geometry))->bytes);
     for (const DWORD sectorBytes : {0U, 1U, 64U, 500U, 0x80000000U, 0xFFFFFFFFU}) {
         geometry.Geometry.BytesPerSector = sectorBytes;
-        EXPECT_FALSE(parseGeometry(bytesOf(geometry))) << sectorBytes;
+        EXPECT_FALSE(zel::parseDiskGeometry(bytesOf(geometry))) << sectorBytes;
     }
     geometry.Geometry.BytesPerSector = 512;
     for (const auto& [type, removable] :
          {std::pair{Unknown, false}, {F3_1Pt44_512, true}, {RemovableMedia, true}, {FixedMedia, false}}) {
         geometry.Geometry.MediaType = type;
-        EXPECT_EQ(parseGeometry(bytesOf(geometry))->removable, removable) << type;
+        EXPECT_EQ(zel::parseDiskGeometry(bytesOf(geometry))->isRemovable, removable) << type;
     }
 }
 
@@ -57,9 +61,9 @@ TEST(WindowsAnswers, DevicesTellWhatTheyAre) {
     EXPECT_FALSE(parseMediumRemovable(std::vector<std::uint8_t>(4)));
 
     const STORAGE_DEVICE_NUMBER number{FILE_DEVICE_DISK, 3, 2};
-    const auto told = parseDeviceNumber(bytesOf(number));
+    const auto told = zel::parseDeviceNumber(bytesOf(number));
     EXPECT_TRUE(told && told->number == 3 && told->isPartition() && !told->isOptical());
-    EXPECT_EQ(shortest(bytesOf(number), parseDeviceNumber), 12U);
+    EXPECT_EQ(shortest(bytesOf(number), zel::parseDeviceNumber), 12U);
 
     SCSI_ADDRESS address{};
     address.Lun = 5;

@@ -112,18 +112,34 @@ TEST_F(PassThroughTest, ScsiAnswersAreBelievedAsFarAsTheyGo) {
 
 TEST_F(PassThroughTest, ScsiDataIsCopiedForTheDriversAlignmentAndLimits) {
     playScsi(disk, "sim:scsi,sectors=1000,bad=700");
-    ScsiSBCDrive drive{SharedScsiPassThrough(openScsi())};
-    ASSERT_EQ(drive.getSectorCount(), 1000U) << drive.getLastErrorStr().utf8();
-    std::vector<char> data(600 * 512 + 8), found(data.size());
-    for (std::size_t shift = 0; shift < 5; ++shift) {
-        for (std::size_t i = 0; i < data.size(); ++i)
-            data[i] = static_cast<char>((i + shift) % 251);
-        EXPECT_TRUE(drive.writeSector(7, 600, data.data() + shift, 600 * 512));
-        EXPECT_TRUE(drive.readSector(7, 600, found.data() + shift, 600 * 512));
-        EXPECT_EQ(std::memcmp(data.data() + shift, found.data() + shift, 600 * 512), 0);
+    for (const bool isTold : {true, false}) {
+        if (!isTold)
+            disk.drivers.erase(IOCTL_SCSI_GET_CAPABILITIES);
+        ScsiSBCDrive drive{SharedScsiPassThrough(openScsi())};
+        ASSERT_EQ(drive.getSectorCount(), 1000U) << drive.getLastErrorStr().utf8();
+        std::vector<char> data(600 * 512 + 8), found(data.size());
+        for (std::size_t shift = 0; shift < 5; ++shift) {
+            for (std::size_t i = 0; i < data.size(); ++i)
+                data[i] = static_cast<char>((i + shift) % 251);
+            EXPECT_TRUE(drive.writeSector(7, 600, data.data() + shift, 600 * 512));
+            EXPECT_TRUE(drive.readSector(7, 600, found.data() + shift, 600 * 512));
+            EXPECT_EQ(std::memcmp(data.data() + shift, found.data() + shift, 600 * 512), 0);
+        }
+        EXPECT_FALSE(drive.readSector(690, 20, found.data(), 20 * 512));
+        EXPECT_EQ(drive.lastError, LIBDRIVE2_MEDIA_ERROR) << drive.getLastErrorStr().utf8();
     }
-    EXPECT_FALSE(drive.readSector(690, 20, found.data(), 20 * 512));
-    EXPECT_EQ(drive.lastError, LIBDRIVE2_MEDIA_ERROR) << drive.getLastErrorStr().utf8();
+}
+
+TEST_F(PassThroughTest, WhatCannotBeOpenedAgainTakesNoCommands) {
+    playScsi(disk, "sim:scsi,sectors=1000");
+    playAta(disk, "sim:ata,sectors=1000");
+    const auto unit = openScsi();
+    const auto drive = DeviceProvider::system().openAta(kPath);
+    ASSERT_TRUE(unit && drive);
+    disk.openError = ERROR_FILE_NOT_FOUND;
+    EXPECT_FALSE(unit->reopen().ok() || drive->reopen().ok());
+    EXPECT_EQ(unit->execute(scsi::testUnitReady()).delivery.type, LIBDRIVE2_NO_ACCESS);
+    EXPECT_EQ(drive->execute(ata::checkPowerMode()).delivery.type, LIBDRIVE2_NO_ACCESS);
 }
 
 TEST_F(PassThroughTest, OpensOnlyWholeDevicesThatTakeCommands) {
@@ -134,21 +150,27 @@ TEST_F(PassThroughTest, OpensOnlyWholeDevicesThatTakeCommands) {
     EXPECT_EQ(reader->execute(scsi::withData(scsi::write(0, 1, false), sector.data(), 512)).delivery.type,
               LIBDRIVE2_WRITE_PROTECTED_DEVICE);
     EXPECT_TRUE(reader->execute(scsi::testUnitReady()).delivery.ok());
+    const std::string letter = "\\\\.\\E:";
+    playScsi(playDisk(calls.device(L"\\\\.\\E:"), 1000), "sim:scsi,sectors=1000");
     const struct {
+        std::string path;
         std::uint32_t type, partition;
         bool opens;
-    } rows[] = {{FILE_DEVICE_DISK, 0, true},
-                {FILE_DEVICE_DISK, 0xFFFFFFFF, true},
-                {FILE_DEVICE_CD_ROM, 0xFFFFFFFF, true},
-                {FILE_DEVICE_DISK, 2, false}};
+    } rows[] = {{kPath, FILE_DEVICE_DISK, 0, true},
+                {kPath, FILE_DEVICE_DISK, 2, true},  // whatever its driver says, it bears a whole disk's name
+                {letter, FILE_DEVICE_DISK, 0xFFFFFFFF, true},
+                {letter, FILE_DEVICE_CD_ROM, 0xFFFFFFFF, true},
+                {letter, FILE_DEVICE_DISK, 2, false}};
     for (const auto& row : rows) {
-        disk.answer(IOCTL_STORAGE_GET_DEVICE_NUMBER, littleEndian({row.type, 1, row.partition}, 4));
-        EXPECT_EQ(openScsi() != nullptr, row.opens);
-        EXPECT_EQ(DeviceProvider::system().openAta(kPath) != nullptr, row.opens);
-        EXPECT_EQ(DeviceProvider::system().openScsiObject(kPath, false) != nullptr,
-                  row.opens && row.type == FILE_DEVICE_DISK);
+        for (PlayedDevice* each : {&disk, &calls.device(L"\\\\.\\E:")})
+            each->answer(IOCTL_STORAGE_GET_DEVICE_NUMBER, littleEndian({row.type, 1, row.partition}, 4));
+        EXPECT_EQ(DeviceProvider::system().openScsi(row.path, kReadWrite) != nullptr, row.opens)
+            << row.partition;
+        EXPECT_EQ(DeviceProvider::system().openAta(row.path) != nullptr, row.opens) << row.partition;
+        EXPECT_EQ(DeviceProvider::system().openScsiObject(row.path, false) != nullptr,
+                  row.type == FILE_DEVICE_DISK && row.partition != 2);
     }
-    EXPECT_FALSE(openScsi());
+    EXPECT_FALSE(DeviceProvider::system().openScsi(letter, kReadWrite));
     EXPECT_THAT(lastOpenErrorStr().utf8(), HasSubstr("it is a partition"));
     const TempFile image(512);
     EXPECT_FALSE(DeviceProvider::system().openScsi(image.path, kReadWrite));

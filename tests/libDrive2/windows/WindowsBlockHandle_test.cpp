@@ -147,6 +147,16 @@ TEST_F(WindowsBlock, WritesOnlyWhereThatIsAllowedAndFlushesWhatItWrote) {
     EXPECT_EQ(handle->write(0, buffer.data(), 512).type, LIBDRIVE2_WRITE_PROTECTED_MEDIUM);
 }
 
+TEST_F(WindowsBlock, WhatCannotBeOpenedAgainIsNotThere) {
+    ASSERT_TRUE(open());
+    disk.openError = ERROR_FILE_NOT_FOUND;
+    EXPECT_EQ(handle->reopen().type, LIBDRIVE2_NO_ACCESS);
+    EXPECT_EQ(handle->query().type, LIBDRIVE2_NO_ACCESS);
+    EXPECT_EQ(handle->read(0, buffer.data(), 512).type, LIBDRIVE2_NO_ACCESS);
+    disk.openError = ERROR_SUCCESS;
+    EXPECT_TRUE(handle->reopen().ok() && handle->read(0, buffer.data(), 512).ok());
+}
+
 TEST_F(WindowsBlock, MeasuresByWhateverTheDriversTell) {
     const PlayedBytes cut{1, 2, 3}, huge(4096, 0xFF);
     using Change = void (*)(PlayedDevice&);

@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include <cstring>
+
 #include "support/windows/StorageStructures.h"
 
 namespace quix5 {
@@ -131,6 +133,47 @@ TEST(Inventory, ALetterLeadsToTheDriveThatIsAllItStandsFor) {
         EXPECT_EQ(unlisted.osLocator(), path);
         EXPECT_EQ(unlisted.deviceCapabilities(), Capability::HardDrive) << path;
         EXPECT_TRUE(unlisted.properties().empty()) << path;
+    }
+}
+
+TEST(Inventory, ADriveWhoseDriverTellsNothingDescribesItself) {
+    constexpr std::size_t kFull = 96;
+    std::string whole = std::string("\x05\x80\x05\x02\x5B\0\0\0", 8) + "ACME    Burner          1.0 ";
+    whole.resize(kFull, '\0');
+    const auto changed = [&whole](char first) { return first + whole.substr(1); };
+    const struct {
+        std::string says;
+        std::size_t bytes;
+        UCHAR status;
+        Capability expected;
+        const char* name;
+    } kCases[] = {
+        {whole, 36, 0, Capability::SCSIMMC | Capability::CDROM | Capability::RemovableStorage,
+         "ACMEBurner1.0"},
+        {changed('\0'), kFull, 0, Capability::SCSISBC | Capability::HardDrive | Capability::RemovableStorage,
+         "ACMEBurner1.0"},
+        {changed('\x01'), kFull, 0, Capability::HardDrive, "---"},  // a tape
+        {changed('\x25'), kFull, 0, Capability::HardDrive, "---"},  // nothing at that address
+        {whole, 35, 0, Capability::HardDrive, "---"},
+        {whole, kFull, 2, Capability::HardDrive, "---"},
+    };
+    for (const auto& each : kCases) {
+        PlayedCalls calls;
+        calls.device(L"\\\\.\\CdRom3").drivers[IOCTL_SCSI_PASS_THROUGH_DIRECT] = [&](const auto& request) {
+            auto header = request.template input<SCSI_PASS_THROUGH_DIRECT>();
+            EXPECT_TRUE(header.Cdb[0] == 0x12 && header.Cdb[4] == kFull &&
+                        header.DataTransferLength == kFull);
+            std::memcpy(header.DataBuffer, each.says.data(), each.bytes);
+            header.DataTransferLength = static_cast<ULONG>(each.bytes);
+            header.ScsiStatus = each.status;
+            return testing_support::PlayedAnswer{testing_support::bytesOf(header)};
+        };
+        const DiagDevice found = findDevice("\\\\.\\CdRom3");
+        EXPECT_EQ(found.deviceCapabilities(), each.expected) << each.bytes;
+        EXPECT_EQ(
+            textOf(found, kPropertyVendor) + textOf(found, kPropertyModel) + textOf(found, kPropertyFirmware),
+            each.name);
+        EXPECT_EQ(calls.openHandles(), 0U);
     }
 }
 

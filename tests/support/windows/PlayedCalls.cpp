@@ -177,17 +177,6 @@ BOOL PlayedCalls::getOverlappedResult(HANDLE file, OVERLAPPED* overlapped, DWORD
     return result.error == ERROR_SUCCESS ? TRUE : failWith(result.error);
 }
 
-BOOL PlayedCalls::cancelIo(HANDLE file, OVERLAPPED* overlapped) {
-    const std::lock_guard lock(m_mutex);
-    if (opened(file) == nullptr)
-        return SystemCalls::cancelIo(file, overlapped);
-    const auto found = m_pending.find(overlapped);
-    if (found == m_pending.end())
-        return failWith(ERROR_NOT_FOUND);
-    found->second.error = ERROR_OPERATION_ABORTED;
-    return TRUE;
-}
-
 BOOL PlayedCalls::flushFileBuffers(HANDLE file) {
     const std::lock_guard lock(m_mutex);
     const Opened* const from = opened(file);

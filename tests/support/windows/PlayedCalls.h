@@ -124,7 +124,6 @@ public:
     BOOL readFile(HANDLE file, void* data, DWORD bytes, DWORD* done, OVERLAPPED* overlapped) override;
     BOOL writeFile(HANDLE file, const void* data, DWORD bytes, DWORD* done, OVERLAPPED* overlapped) override;
     BOOL getOverlappedResult(HANDLE file, OVERLAPPED* overlapped, DWORD* done, BOOL wait) override;
-    BOOL cancelIo(HANDLE file, OVERLAPPED* overlapped) override;
     BOOL flushFileBuffers(HANDLE file) override;
     BOOL deviceIoControl(HANDLE device, DWORD code, void* in, DWORD inBytes, void* out, DWORD outBytes,
                          DWORD* returned) override;

@@ -1,6 +1,6 @@
-#include "libDrive2/commands/Bytes.h"
+#include "zel/Bytes.h"
 
-namespace libDrive2 {
+namespace zel {
 
 std::string textOf(Bytes bytes) {
     std::string text;
@@ -12,4 +12,4 @@ std::string textOf(Bytes bytes) {
     return text.substr(first, text.find_last_not_of(' ') - first + 1);
 }
 
-}  // namespace libDrive2
+}  // namespace zel

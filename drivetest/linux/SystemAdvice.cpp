@@ -1,0 +1,13 @@
+#include "drivetest/safety/SystemAdvice.h"
+
+namespace drivetest {
+
+std::string adviceOnUsedDrive() {
+    return "unmount it, switch swap off, stop what uses it, then try again";
+}
+
+std::string adviceOnLockedDrive() {
+    return "unlock it first (hdparm --security-unlock), then try again";
+}
+
+}  // namespace drivetest
