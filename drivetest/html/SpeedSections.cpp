@@ -98,7 +98,9 @@ void writeSlowestRegions(HtmlWriter& html, const RegionRates& rates,
 using Octaves = std::map<int, std::uint64_t>;
 
 int octaveOf(double upToUs) {
-    const auto nanoseconds = static_cast<std::uint64_t>(std::llround(std::max(1.0, upToUs * 1000)));
+    constexpr double kLongest = 9e18;
+    const auto nanoseconds =
+        static_cast<std::uint64_t>(std::llround(std::clamp(upToUs * 1000, 1.0, kLongest)));
     return static_cast<int>(std::bit_width(nanoseconds - 1));
 }
 

@@ -14,9 +14,12 @@ namespace {
 /// More kinds of events than anybody reads; further ones are counted in the last.
 constexpr std::size_t kMostEventKinds = 4096;
 
+/// No drive has more, and counts of sectors stay numbers.
+constexpr std::uint64_t kLastSector = std::uint64_t{1} << 62;
+
 /// The pair [first, last] of a range.
 std::pair<std::uint64_t, std::uint64_t> rangeOf(const Json& first, const Json& last) {
-    if (!first.is_number_unsigned() || !last.is_number_unsigned() || first > last)
+    if (!first.is_number_unsigned() || !last.is_number_unsigned() || first > last || last > kLastSector)
         throw faultOf("ranges");
     return {first.get<std::uint64_t>(), last.get<std::uint64_t>()};
 }

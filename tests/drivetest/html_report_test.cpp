@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cmath>
 #include <random>
 
@@ -87,6 +88,43 @@ TEST(HtmlReport, ShowsHostileTextsAsText) {
     for (auto at = page.find("&lt;img src"); at != std::string::npos; at = page.find("&lt;img src", at + 1))
         ++shown;
     EXPECT_GE(shown, 20U);  // where texts are shown at all
+}
+
+/// A record of everything, whose numbers are then whatever somebody may have put there.
+TEST(HtmlReport, IsMadeOrRefusedWhateverTheNumbersAre) {
+    const std::vector<std::string> lines{
+        extensionLine("drive", R"({"method":"block","sectors":40,"sectorBytes":512})"),
+        extensionLine("surface",
+                      R"({"sectorsPerCell":8,"cells":5,"outcomes":[[1,4],[2,1]],"slowestUs":[[7,5]]})"),
+        extensionLine("regions",
+                      R"({"sectorsPerRegion":20,"regions":2,"read":{"bytes":[10240,10240],"us":[5,9]}})"),
+        extensionLine("badSectors", R"({"fault":"unreadable","words":"","ranges":[[32,39]]})"),
+        extensionLine(
+            "slowTransfers",
+            R"({"over150ms":1,"over500ms":0,"slowest":[{"sector":3,"lastSector":4,"durationUs":5}]})"),
+        extensionLine(
+            "latency",
+            R"({"operations":[{"operation":"read","count":3,"p50Us":5,"p99Us":6,"longestUs":7,"buckets":[[5,2],[7,1]]}]})"),
+        extensionLine("coverage", R"({"unit":"sectors","requested":40,"tested":32,"failed":8,"skipped":0})"),
+        stepLine(R"("measurement":{"name":"readRate","value":5,"unit":"MB/s"})"),
+    };
+    int made = 0;
+    int refused = 0;
+    for (std::size_t line = 0; line < lines.size(); ++line)
+        for (auto at = lines[line].find("\"name\""); at < lines[line].rfind("},"); ++at) {
+            if (std::isdigit(static_cast<unsigned char>(lines[line][at])) == 0)
+                continue;
+            for (const char* number :
+                 {"0", "-1", "1.5e300", "4294967296", "18446744073709551615", "null", "\"x\"", "[]"}) {
+                std::vector<std::string> changed = lines;
+                changed[line].replace(at, 1, number);
+                std::vector<RecordedRun> runs{readRun(changed)};
+                ++(runs[0].test.empty() ? refused : made);
+                EXPECT_THAT(pageOf(runs), testing::EndsWith("</html>\n"));
+            }
+        }
+    EXPECT_GT(made, 100);
+    EXPECT_GT(refused, 100);
 }
 
 TEST(Verdict, SaysWhatABuyerNeeds) {
