@@ -116,7 +116,8 @@ class ReportTest(program.ProgramTest):
         self.assertEqual(page.value(f"{PIXEL}(1234)"), page.value(f"{COLOUR}('--failed')"))
         slow, usual = page.value(f"{PIXEL}(50005)"), page.value(f"{PIXEL}(20000)")
         self.assertLess(sum(slow), sum(usual))  # the slower the darker
-        self.assertRegex(page.value("document.getElementById('map-scale').textContent"), r"(29|30)\d\sms$")
+        slowest = re.search(r"(\d+)\sms$", page.value("document.getElementById('map-scale').textContent"))
+        self.assertTrue(285 <= int(slowest[1]) <= 400, slowest[0])  # records and pages keep it to a quarter and a twentieth
 
     def test_figures_are_those_of_the_record(self):
         page = self.run_and_open(FAULTY)
