@@ -5,6 +5,7 @@
 #include "drivetest/html/Sections.h"
 #include "drivetest/html/SurfaceData.h"
 #include "drivetest/html/Tables.h"
+#include "drivetest/html/Verdict.h"
 #include "zel/Words.h"
 
 namespace drivetest {
@@ -120,6 +121,10 @@ void writeSurface(HtmlWriter& html, const RecordedRun& run) {
                          "The map goes from the first sector, at the top left, to the last, line by line. "
                          "It has {cells} cells of {n} sectors.",
                          {{"cells", countFigure(surface.cells())}}));
+    if (!isWholeDrive(run))
+        html.element(
+            "p", words("Not all sectors were tested: a cell is good when all that was tested in it is good."),
+            {{"class", "note"}});
     writeSwitch(html);
     html.element("canvas", "",
                  {{"id", "map"},
