@@ -5,7 +5,7 @@ install(FILES ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/libDriveTest.qpk ${CMAKE_RUNTIME
         scripts/prove-windows.ps1 DESTINATION .)
 install(DIRECTORY docs DESTINATION .)
 # The licences of what is linked in, as the packages that it comes from tell them.
-foreach(package libcli11-dev nlohmann-json3-dev libxxhash-dev g++-mingw-w64-x86-64-posix mingw-w64-x86-64-dev)
+foreach(package libcli11-dev nlohmann-json3-dev libjs-dygraphs libxxhash-dev g++-mingw-w64-x86-64-posix mingw-w64-x86-64-dev)
     install(FILES /usr/share/doc/${package}/copyright DESTINATION licenses RENAME ${package}.txt)
 endforeach()
 

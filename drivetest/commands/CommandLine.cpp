@@ -90,9 +90,10 @@ void addOutputOptions(CLI::App& command, RunOptions& options) {
     command.add_flag_callback(
         "--no-record", [&options] { options.keepRecord = false; },
         "Keep no record where --events names no file for it");
-    command.add_flag("--force", options.replaceOutputs,
-                     "Replace what the files of --events, --log and --bad-list hold; else they must be\n"
-                     "new or empty");
+    command.add_flag(
+        "--force", options.replaceOutputs,
+        "Replace what the files of --events, --log, --bad-list and --report hold; else they must be\n"
+        "new or empty");
     command
         .add_option(
             "--log-priority", options.logPriority,
@@ -145,6 +146,18 @@ void addRecoverOptions(CLI::App& command, RecoverOptions& options) {
     command.add_flag(
         "--force", options.force,
         "Put the data back even where somebody has written since; what is overwritten is exported first");
+}
+
+void addReportOptions(CLI::App& command, ReportOptions& options) {
+    command.footer(
+        "Several records of one drive: the newest is shown, and compared with the one before.\n"
+        "Exit status: 0 written, 2 a record cannot be read, or the report not be written.");
+    command.add_option("RECORD", options.records, "Records of runs, see \"--events\" of \"drivetest run\"")
+        ->required();
+    command.add_option("-o,--output", options.output, "The report, a page of HTML")
+        ->type_name("FILE")
+        ->required();
+    command.add_flag("--force", options.replaceOutput, "Replace what FILE holds");
 }
 
 bool isCommand(const CLI::App& app, const std::string& word) {
@@ -204,7 +217,11 @@ int runCommandLine(const std::vector<std::string>& arguments) {
     RecoverOptions recover;
     auto* const recovery = app.add_subcommand("recover", "Put back what an interrupted test left undone");
     addRecoverOptions(*recovery, recover);
-    for (CLI::App* const command : {&app, tests, devices, run, recovery})
+
+    ReportOptions report;
+    auto* const reporting = app.add_subcommand("report", "Make a report for people from records of runs");
+    addReportOptions(*reporting, report);
+    for (CLI::App* const command : {&app, tests, devices, run, recovery, reporting})
         addLanguageOption(*command);
 
     if (arguments.size() > 1 && !arguments[1].starts_with('-') && !isCommand(app, arguments[1])) {
@@ -219,6 +236,8 @@ int runCommandLine(const std::vector<std::string>& arguments) {
         return listDevices(json);
     if (recovery->parsed())
         return recoverDrives(recover);
+    if (reporting->parsed())
+        return writeReport(report);
     options.commandLine = join(arguments);
     return runTests(options);
 }

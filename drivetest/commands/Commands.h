@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "drivetest/commands/ReportOptions.h"
 #include "drivetest/commands/RunOptions.h"
 #include "drivetest/recovery/DriveRecovery.h"
 
@@ -16,5 +17,6 @@ int listTests(const std::string& test, const std::string& moduleFile);
 int listDevices(bool json);
 int runTests(const RunOptions& options);
 int recoverDrives(const RecoverOptions& options);
+int writeReport(const ReportOptions& options);
 
 }  // namespace drivetest

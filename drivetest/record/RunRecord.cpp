@@ -118,6 +118,12 @@ void RunRecord::writeExtension(const char* name, Json content) {
     m_writer->writeStep("extension", {{"name", name}, {"content", std::move(content)}});
 }
 
+void RunRecord::driveObtained(const DriveAccess& access) {
+    writeExtension(
+        "drive",
+        {{"method", access.method}, {"sectors", access.sectors}, {"sectorBytes", access.sectorBytes}});
+}
+
 /// Several that became one are diagnosed together, too.
 void RunRecord::writeJoined(const char* name, Json content) {
     const bool isDiagnosed = content.contains("count") && content["type"] == "ERR";

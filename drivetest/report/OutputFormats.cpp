@@ -4,6 +4,7 @@
 
 #include "drivetest/record/RunRecord.h"
 #include "drivetest/report/BadList.h"
+#include "drivetest/report/HtmlReporter.h"
 #include "drivetest/report/LogReporter.h"
 #include "drivetest/safety/JournalPlace.h"
 
@@ -26,6 +27,10 @@ const std::vector<OutputFormat>& outputFormats() {
          "the list of bad sectors",
          [](const std::string& path, OutputFile file) -> std::unique_ptr<RunReporter> {
              return std::make_unique<BadListReporter>(path, std::move(file));
+         }},
+        {kReportOption, "Write a report for people, a page of HTML", "the report",
+         [](const std::string& path, OutputFile file) -> std::unique_ptr<RunReporter> {
+             return std::make_unique<HtmlReporter>(path, std::move(file));
          }},
     };
     return formats;

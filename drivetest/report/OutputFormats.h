@@ -11,6 +11,7 @@
 namespace drivetest {
 
 inline constexpr std::string_view kRecordOption = "--events";
+inline constexpr std::string_view kReportOption = "--report";
 inline constexpr std::string_view kBadListOption = "--bad-list";
 
 /// A form in which a run can be written to a file of the user's.

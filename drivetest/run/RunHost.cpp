@@ -1,5 +1,6 @@
 #include "drivetest/run/RunHost.h"
 
+#include "drivetest/devices/AccessMethod.h"
 #include "drivetest/terminal/TerminalPrompt.h"
 #include "drivetest/terminal/Texts.h"
 #include "libDrive2/Drive.h"
@@ -131,6 +132,7 @@ quix5::TestResult RunHost::driveObtained(libDrive2::Drive& drive, const quix5::D
         m_statistics->setSlowLimit(*m_slowLimit);
     drive.setObserver(m_statistics.get());
     drive.setJournal(m_journal);
+    m_reporter.driveObtained({accessMethodOf(drive), drive.getSectorCount(), drive.getSectorSize()});
     return mayRun ? quix5::TestResult::PASS : quix5::TestResult::CANNOTRUN;
 }
 

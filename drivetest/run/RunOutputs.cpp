@@ -94,8 +94,8 @@ int RunOutputs::close(int status, Console& console) const {
                                        : "it could not be written to the end"));
             if (isRecord && !state.wasGivenUp && status != kExitNotRestored)
                 status = kExitInternalError;
-        } else if (isRecord && state.path != "-") {
-            console.line("  record    " + state.path);
+        } else if (state.path != "-" && (isRecord || format.option == kReportOption)) {
+            console.line((isRecord ? "  record    " : "  report    ") + state.path);
         }
     }
     return status;
