@@ -7,6 +7,7 @@
 #include "drivetest/terminal/Terminal.h"
 #include "drivetest/terminal/Texts.h"
 #include "zel/Format.h"
+#include "zel/Path.h"
 #include "zel/Resource.h"
 #include "zel/Words.h"
 
@@ -14,7 +15,7 @@ namespace drivetest {
 
 namespace {
 
-constexpr const char* kPackage = "drivetest";
+constexpr const char* kPackage = "drivetest.qpk";  ///< beside the program
 constexpr const char* kKnown[] = {"en", "de", "fr", "es", "ja", "zh"};
 
 bool isKnown(const zel::ZELLocale& locale) {
@@ -53,8 +54,7 @@ std::string allKnown() {
 }  // namespace
 
 bool chooseLanguage(const std::vector<std::string>& arguments, std::string& error) {
-    zel::Resource::addPackageDirectory(programFolder());
-    zel::setWordsPackage(kPackage);
+    zel::setWordsPackage(zel::textOf(zel::pathOf(programFolder()) / kPackage));
     zel::ZELLocale::setGlobalLocale(zel::ZELLocale(languageOfEnvironment()));
     const std::string chosen = chosenAmong(arguments);
     if (chosen.empty())
