@@ -7,7 +7,6 @@
 #include "drivetest/html/Sections.h"
 #include "drivetest/terminal/Language.h"
 #include "zel/Format.h"
-#include "zel/Resource.h"
 #include "zel/Words.h"
 
 namespace drivetest {
@@ -23,11 +22,6 @@ std::string makeNonce() {
     for (int i = 0; i < 4; ++i)
         nonce += zel::format("%08x", random()).utf8();
     return nonce;
-}
-
-std::string languageOfTexts() {
-    const std::string tag = zel::ZELLocale::getGlobalLocale().tag().utf8();
-    return tag.substr(0, tag.find('-'));
 }
 
 std::string titleOf(const RecordedDrive& drive) {

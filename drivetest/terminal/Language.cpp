@@ -69,6 +69,12 @@ bool chooseLanguage(const std::vector<std::string>& arguments, std::string& erro
     return true;
 }
 
+std::string languageOfTexts() {
+    const zel::ZELLocale locale = zel::ZELLocale::getGlobalLocale();
+    const std::string tag = locale.tag().utf8();
+    return isKnown(locale) ? tag.substr(0, tag.find('-')) : "en";
+}
+
 std::string decimalText(double value, int digits) {
     std::string text = zel::format(("%." + std::to_string(digits) + "f").c_str(), value).utf8();
     if (const auto point = text.find('.'); point != std::string::npos)

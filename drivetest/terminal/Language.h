@@ -12,6 +12,9 @@ inline constexpr const char* kLanguageOption = "--lang";
 /// names one that there is not.
 bool chooseLanguage(const std::vector<std::string>& arguments, std::string& error);
 
+/// The language that the texts are in, such as "de": English where there are none in the chosen one.
+std::string languageOfTexts();
+
 /// A number with so many digits behind the point, as the language writes it. For people; records have their
 /// own.
 std::string decimalText(double value, int digits);

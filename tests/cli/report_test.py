@@ -88,6 +88,8 @@ class Report(program.ProgramTest):
     def test_language(self):
         self.report(self.first, "-o", self.path("report.html"), "--lang", "de")
         self.assertIn('<html lang="de">', self.page())
+        self.start("report", self.first, "-o", self.path("other.html"), environment={"LC_ALL": "pt_BR.UTF-8"})
+        self.assertIn('<html lang="en">', self.page("other.html"))  # which its texts are in
         self.assertIn("Jeder der 100\u202f000 Sektoren wurde getestet", self.page())
         data = self.page().split('id="page-data">')[1].split("</script>")[0]
         self.assertEqual(json.loads(data)["decimalPoint"], ",")
