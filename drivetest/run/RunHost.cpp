@@ -18,7 +18,7 @@ void fillFrom(const LiveCounts& counts, ProgressSnapshot& now) {
     now.advance.visited = counts.visited();
     now.advance.requested = counts.requested();
     now.surface = counts.surface();
-    if (now.advance.bytes > 0)
+    if (now.advance.visited > 0)
         now.position = counts.position();
 }
 

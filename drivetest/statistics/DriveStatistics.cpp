@@ -53,7 +53,6 @@ void DriveStatistics::onSkipped(std::uint64_t lba, std::uint32_t count) {
 
 void DriveStatistics::onVisit(std::uint64_t lba, std::uint32_t count) {
     m_counter.visit(lba, count);
-    m_live.visit(count);
 }
 
 void DriveStatistics::onOperation(const libDrive2::DriveOperationReport& report) {
@@ -76,6 +75,8 @@ void DriveStatistics::onOperation(const libDrive2::DriveOperationReport& report)
 
 void DriveStatistics::addOutcome(const libDrive2::DriveOperationReport& report) {
     m_counter.add(report.lba, report.count, report.outcome);
+    if (report.outcome == libDrive2::LIBDRIVE2_NO_ERROR)
+        m_live.operation(report.lba, report.count);
     OperationStatistics& operation = m_operations[static_cast<std::size_t>(report.operation)];
     if (report.outcome != libDrive2::LIBDRIVE2_NO_ERROR) {
         ++operation.failed;
@@ -96,7 +97,7 @@ void DriveStatistics::addTransfer(const libDrive2::DriveOperationReport& report,
         return;
     const std::uint64_t bytes = std::uint64_t{report.count} * m_sectorBytes;
     totals.bytes += bytes;
-    m_live.transfer(report.lba, bytes, !isRead);
+    m_live.transfer(bytes, !isRead);
     if (!report.getsReady)
         m_rates.add(isRead ? &RateProfile::Region::read : &RateProfile::Region::written, report.lba,
                     report.count, spent);

@@ -31,15 +31,18 @@ public:
         m_bytesOfEach.store(bytesOfEach, kRelaxed);
         m_requested.store(requested, kRelaxed);
     }
-    void visit(std::uint64_t count) { add(m_visited, count); }
-    void transfer(std::uint64_t lba, std::uint64_t bytes, bool isWrite) {
-        add(m_bytes, bytes);
-        if (isWrite)
-            add(m_written, bytes);
+    /// An operation on so many sectors that went well, at a position if these are what was planned.
+    void operation(std::uint64_t lba, std::uint64_t count) {
+        add(m_visited, m_bytesOfEach.load(kRelaxed) > 0 ? count : 1);
         m_position.store(lba, kRelaxed);
         if (auto* const outcome = at(lba);
             outcome != nullptr && outcome->load(kRelaxed) == LiveOutcome::untouched)
             outcome->store(LiveOutcome::good, kRelaxed);
+    }
+    void transfer(std::uint64_t bytes, bool isWrite) {
+        add(m_bytes, bytes);
+        if (isWrite)
+            add(m_written, bytes);
     }
     void condemn(std::uint64_t lba) {
         if (auto* const outcome = at(lba); outcome != nullptr)
