@@ -5,6 +5,7 @@
 
 #include "drivetest/ExitStatus.h"
 #include "drivetest/commands/Commands.h"
+#include "drivetest/commands/HelpCommands.h"
 #include "drivetest/devices/Drives.h"
 #include "drivetest/report/OutputFormats.h"
 #include "drivetest/safety/JournalPlace.h"
@@ -223,6 +224,7 @@ int runCommandLine(const std::vector<std::string>& arguments) {
     addReportOptions(*reporting, report);
     for (CLI::App* const command : {&app, tests, devices, run, recovery, reporting})
         addLanguageOption(*command);
+    HelpCommands help(app);
 
     if (arguments.size() > 1 && !arguments[1].starts_with('-') && !isCommand(app, arguments[1])) {
         complain("there is no command " + quoted(arguments[1]) + "; \"drivetest --help\" lists them");
@@ -230,6 +232,8 @@ int runCommandLine(const std::vector<std::string>& arguments) {
     }
     if (const int ended = parse(app, arguments); ended >= 0)
         return ended;
+    if (help.asked())
+        return help.print();
     if (tests->parsed())
         return listTests(test, moduleFile);
     if (devices->parsed())
