@@ -20,8 +20,9 @@ const std::map<std::string, Script>& scripts() {
 /// By the name that --help has for it.
 WordKind kindOf(const std::string& name) {
     static const std::map<std::string, WordKind> kKinds = {
-        {"FILE", WordKind::file},   {"DIR", WordKind::folder},  {"TEST", WordKind::test},
-        {"DEVICE", WordKind::file}, {"RECORD", WordKind::file}, {"SHELL", WordKind::shell}};
+        {"FILE", WordKind::file},        {"DIR", WordKind::folder},  {"TEST", WordKind::test},
+        {"DEVICE", WordKind::file},      {"RECORD", WordKind::file}, {"SHELL", WordKind::shell},
+        {"CERTIFICATE", WordKind::file}, {"KEY", WordKind::file}};
     const auto found = kKinds.find(name);
     return found == kKinds.end() ? WordKind::text : found->second;
 }

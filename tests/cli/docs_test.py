@@ -45,8 +45,11 @@ class Documents(program.ProgramTest):
         os.mkdir(self.folder)
         try:
             arguments = simulated(line)
-            for name in filter(lambda word: word.endswith(".jsonl"), arguments if arguments[0] == "report" else []):
+            for name in filter(lambda word: word.endswith(".jsonl"), arguments if arguments[0] != "run" else []):
                 made = self.start("run", "LinearReadTest", "sim:disk,sectors=2000", "--events", name)
+                self.assertEqual(made.returncode, 0, made.stderr)
+            if arguments[0] == "verify":
+                made = self.start("certificate", arguments[2], "-o", arguments[1])
                 self.assertEqual(made.returncode, 0, made.stderr)
             return self.start(*arguments)
         finally:
