@@ -128,9 +128,8 @@ void writeFindings(HtmlWriter& html, const RecordedRun& run) {
     facts.add(words("Result"), run.result);
     facts.add(words("Bad sectors"), badText(run));
     facts.add(words("Slow transfers"), slowText(run));
-    facts.add(words("Errors and warnings"),
-              words("{errors} and {warnings}",
-                    {{"errors", countFigure(run.errors)}, {"warnings", countFigure(run.warnings)}}));
+    facts.add(words("Errors"), countFigure(run.errors));
+    facts.add(words("Warnings"), countFigure(run.warnings));
 }
 
 void writeOrigin(HtmlWriter& html, const RecordedRun& run, const std::string& sha256) {
