@@ -4,6 +4,7 @@
 #include <iterator>
 
 #include "drivetest/ExitStatus.h"
+#include "drivetest/commands/CertificateArguments.h"
 #include "drivetest/commands/Commands.h"
 #include "drivetest/commands/HelpCommands.h"
 #include "drivetest/devices/Drives.h"
@@ -222,7 +223,14 @@ int runCommandLine(const std::vector<std::string>& arguments) {
     ReportOptions report;
     auto* const reporting = app.add_subcommand("report", "Make a report for people from records of runs");
     addReportOptions(*reporting, report);
-    for (CLI::App* const command : {&app, tests, devices, run, recovery, reporting})
+    CertificateOptions certificate;
+    auto* const certifying = app.add_subcommand("certificate", "Make a certificate from the record of a run");
+    addCertificateOptions(*certifying, certificate);
+
+    VerifyOptions verify;
+    auto* const verifying = app.add_subcommand("verify", "Check a certificate: its record, its signature");
+    addVerifyOptions(*verifying, verify);
+    for (CLI::App* const command : {&app, tests, devices, run, recovery, reporting, certifying, verifying})
         addLanguageOption(*command);
     HelpCommands help(app);
 
@@ -242,6 +250,10 @@ int runCommandLine(const std::vector<std::string>& arguments) {
         return recoverDrives(recover);
     if (reporting->parsed())
         return writeReport(report);
+    if (certifying->parsed())
+        return writeCertificate(certificate);
+    if (verifying->parsed())
+        return verifyCertificate(verify);
     options.commandLine = join(arguments);
     return runTests(options);
 }
