@@ -28,6 +28,8 @@ install(CODE "
     file(MAKE_DIRECTORY \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}\")
     file(CREATE_LINK ${program} \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}/drivetest\" SYMBOLIC)")
 
+install(DIRECTORY ${CMAKE_BINARY_DIR}/share/ DESTINATION ${CMAKE_INSTALL_DATAROOTDIR})
+
 install(DIRECTORY contracts/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/drivetest)
 install(EXPORT DriveTest NAMESPACE DriveTest:: FILE DriveTestTargets.cmake DESTINATION ${package})
 install(FILES cmake/DriveTestConfig.cmake ${CMAKE_BINARY_DIR}/DriveTestConfigVersion.cmake

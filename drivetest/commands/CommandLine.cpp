@@ -4,7 +4,9 @@
 #include <iterator>
 
 #include "drivetest/ExitStatus.h"
+#include "drivetest/commands/CertificateArguments.h"
 #include "drivetest/commands/Commands.h"
+#include "drivetest/commands/HelpCommands.h"
 #include "drivetest/devices/Drives.h"
 #include "drivetest/report/OutputFormats.h"
 #include "drivetest/safety/JournalPlace.h"
@@ -221,8 +223,16 @@ int runCommandLine(const std::vector<std::string>& arguments) {
     ReportOptions report;
     auto* const reporting = app.add_subcommand("report", "Make a report for people from records of runs");
     addReportOptions(*reporting, report);
-    for (CLI::App* const command : {&app, tests, devices, run, recovery, reporting})
+    CertificateOptions certificate;
+    auto* const certifying = app.add_subcommand("certificate", "Make a certificate from the record of a run");
+    addCertificateOptions(*certifying, certificate);
+
+    VerifyOptions verify;
+    auto* const verifying = app.add_subcommand("verify", "Check a certificate: its record, its signature");
+    addVerifyOptions(*verifying, verify);
+    for (CLI::App* const command : {&app, tests, devices, run, recovery, reporting, certifying, verifying})
         addLanguageOption(*command);
+    HelpCommands help(app);
 
     if (arguments.size() > 1 && !arguments[1].starts_with('-') && !isCommand(app, arguments[1])) {
         complain("there is no command " + quoted(arguments[1]) + "; \"drivetest --help\" lists them");
@@ -230,6 +240,8 @@ int runCommandLine(const std::vector<std::string>& arguments) {
     }
     if (const int ended = parse(app, arguments); ended >= 0)
         return ended;
+    if (help.asked())
+        return help.print();
     if (tests->parsed())
         return listTests(test, moduleFile);
     if (devices->parsed())
@@ -238,6 +250,10 @@ int runCommandLine(const std::vector<std::string>& arguments) {
         return recoverDrives(recover);
     if (reporting->parsed())
         return writeReport(report);
+    if (certifying->parsed())
+        return writeCertificate(certificate);
+    if (verifying->parsed())
+        return verifyCertificate(verify);
     options.commandLine = join(arguments);
     return runTests(options);
 }

@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "drivetest/commands/CertificateOptions.h"
 #include "drivetest/commands/ReportOptions.h"
 #include "drivetest/commands/RunOptions.h"
 #include "drivetest/recovery/DriveRecovery.h"
@@ -18,5 +19,7 @@ int listDevices(bool json);
 int runTests(const RunOptions& options);
 int recoverDrives(const RecoverOptions& options);
 int writeReport(const ReportOptions& options);
+int writeCertificate(const CertificateOptions& options);
+int verifyCertificate(const VerifyOptions& options);
 
 }  // namespace drivetest

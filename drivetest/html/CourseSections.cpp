@@ -34,15 +34,6 @@ int rankOf(const RecordedEvents& events) {
     return events.type == "ERR" ? 0 : events.type == "WARNING" ? 1 : 2;
 }
 
-std::string sizeText(const RecordedDrive& drive) {
-    if (drive.sectors == 0 || drive.sectorBytes == 0)
-        return {};
-    return words("{size}: {count} sectors of {bytes} bytes",
-                 {{"size", sizeFigure(static_cast<double>(drive.sectors) * drive.sectorBytes)},
-                  {"count", countFigure(drive.sectors)},
-                  {"bytes", drive.sectorBytes}});
-}
-
 void writeProblems(HtmlWriter& html, const RecordedRun& run) {
     if (run.problems.empty())
         return;
@@ -54,6 +45,15 @@ void writeProblems(HtmlWriter& html, const RecordedRun& run) {
 
 }  // namespace
 
+std::string capacityText(const RecordedDrive& drive) {
+    if (drive.sectors == 0 || drive.sectorBytes == 0)
+        return {};
+    return words("{size}: {count} sectors of {bytes} bytes",
+                 {{"size", sizeFigure(static_cast<double>(drive.sectors) * drive.sectorBytes)},
+                  {"count", countFigure(drive.sectors)},
+                  {"bytes", drive.sectorBytes}});
+}
+
 void writeDrive(HtmlWriter& html, const RecordedRun& run) {
     const Section section(html, "drive", words("Drive"));
     Facts facts(html);
@@ -61,7 +61,7 @@ void writeDrive(HtmlWriter& html, const RecordedRun& run) {
     facts.add(words("Model"), run.drive.model);
     facts.add(words("Serial number"), run.drive.serial.empty() ? words("none") : run.drive.serial);
     facts.add(words("Firmware"), run.drive.firmware);
-    facts.add(words("Size"), sizeText(run.drive));
+    facts.add(words("Size"), capacityText(run.drive));
     facts.add(words("Name in the system"), run.drive.location);
 }
 

@@ -1,6 +1,10 @@
 #pragma once
 
+#include <string>
+#include <vector>
+
 #include "drivetest/html/HtmlWriter.h"
+#include "drivetest/html/Verdict.h"
 #include "drivetest/record/RecordedRun.h"
 
 namespace drivetest {
@@ -18,6 +22,14 @@ void writeLatencies(HtmlWriter& html, const RecordedRun& run);
 void writeTransfers(HtmlWriter& html, const RecordedRun& run);
 void writeEvents(HtmlWriter& html, const RecordedRun& run);
 void writeCourse(HtmlWriter& html, const RecordedRun& run);
+
+/// What the certificate says as the report does: the verdict's one line, data that was not put back, and
+/// figures, which are empty where the record does not tell.
+void writeVerdictLine(HtmlWriter& html, const Verdict& verdict);
+void writeUnrestored(HtmlWriter& html, const RecordedRun& run);
+std::string coverageText(const RecordedCoverage& coverage);
+std::string partOfDrive(const RecordedRun& run);
+std::string capacityText(const RecordedDrive& drive);
 
 /// How many regions the curve and the lists of them tell apart.
 inline constexpr std::size_t kReportRegions = 1024;

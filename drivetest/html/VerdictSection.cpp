@@ -29,6 +29,18 @@ Look lookOf(Verdict::Kind kind) {
     }
 }
 
+std::string rateText(const RecordedRun& run, const char* name) {
+    const RecordedMeasurement* const rate = run.measurement(name);
+    if (rate == nullptr)
+        return {};
+    if (!rate->atLeast)
+        return rateFigure(rate->value);
+    return words("{rate}; required are {limit}",
+                 {{"rate", rateFigure(rate->value)}, {"limit", rateFigure(*rate->atLeast)}});
+}
+
+}  // namespace
+
 /// "999 995 tested, 5 failed, 0 skipped of 1 000 000 sectors (100 %)"
 std::string coverageText(const RecordedCoverage& coverage) {
     const std::string text =
@@ -58,14 +70,11 @@ std::string partOfDrive(const RecordedRun& run) {
     return shareFigure(run.coverage->tested + run.coverage->failed, run.drive.sectors);
 }
 
-std::string rateText(const RecordedRun& run, const char* name) {
-    const RecordedMeasurement* const rate = run.measurement(name);
-    if (rate == nullptr)
-        return {};
-    if (!rate->atLeast)
-        return rateFigure(rate->value);
-    return words("{rate}; required are {limit}",
-                 {{"rate", rateFigure(rate->value)}, {"limit", rateFigure(*rate->atLeast)}});
+void writeVerdictLine(HtmlWriter& html, const Verdict& verdict) {
+    const Look look = lookOf(verdict.kind);
+    const auto line = html.open("p", {{"class", look.style}});
+    html.element("span", look.mark, {{"class", "mark"}, {"aria-hidden", "true"}});
+    html.element("span", verdict.sentence);
 }
 
 /// What the drive still owes its owner, if anything does.
@@ -84,16 +93,9 @@ void writeUnrestored(HtmlWriter& html, const RecordedRun& run) {
         html.text(words("\"drivetest recover\" puts it back from {journal}.", {{"journal", run.journal}}));
 }
 
-}  // namespace
-
 void writeVerdict(HtmlWriter& html, const RecordedRun& run) {
     const Verdict verdict = Verdict::of(run);
-    const Look look = lookOf(verdict.kind);
-    {
-        const auto line = html.open("p", {{"class", look.style}});
-        html.element("span", look.mark, {{"class", "mark"}, {"aria-hidden", "true"}});
-        html.element("span", verdict.sentence);
-    }
+    writeVerdictLine(html, verdict);
     if (run.isCutOff && verdict.kind != Verdict::Kind::open)
         html.element("p",
                      words("The record breaks off before the end of the test; what it told until then is "

@@ -10,4 +10,8 @@ std::string adviceOnLockedDrive() {
     return "unlock it first (hdparm --security-unlock), then try again";
 }
 
+std::string exampleDrive() {
+    return "/dev/sdb";
+}
+
 }  // namespace drivetest

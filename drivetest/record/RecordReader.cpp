@@ -51,10 +51,12 @@ void takeDut(const Json& dut, RecordedRun& run) {
 }
 
 /// Gives all that can be read to the reader, whole lines; false when it takes no more.
-bool feed(std::istream& file, RecordReader& reader, std::string& open) {
+bool feed(std::istream& file, RecordReader& reader, std::string& open, Sha256* digest) {
     std::vector<char> block(kBlock);
     while (file.read(block.data(), static_cast<std::streamsize>(block.size())), file.gcount() > 0) {
         std::string_view text(block.data(), static_cast<std::size_t>(file.gcount()));
+        if (digest != nullptr)
+            digest->add(text);
         for (auto end = text.find('\n'); end != std::string_view::npos; end = text.find('\n')) {
             open += text.substr(0, end);
             text.remove_prefix(end + 1);
@@ -173,11 +175,11 @@ void RecordReader::takeStepArtifact(const Json& artifact) {
         m_run.problems.push_back({recordedText(*error, "symptom"), recordedText(*error, "message")});
 }
 
-std::optional<RecordedRun> readRecord(const std::string& path, std::string& problem) {
+std::optional<RecordedRun> readRecord(const std::string& path, std::string& problem, Sha256* digest) {
     std::ifstream file(zel::pathOf(path), std::ios::binary);
     RecordReader reader(path);
     std::string open;  // a line whose end was not seen yet
-    if (!feed(file, reader, open) || (file.eof() && !reader.finish(open))) {
+    if (!feed(file, reader, open, digest) || (file.eof() && !reader.finish(open))) {
         problem = reader.problem();
         return {};
     }

@@ -7,6 +7,7 @@
 #include "drivetest/record/Json.h"
 #include "drivetest/record/RecordedRun.h"
 #include "drivetest/record/RunLists.h"
+#include "drivetest/record/Sha256.h"
 
 namespace drivetest {
 
@@ -41,7 +42,9 @@ private:
     std::string m_problem;
 };
 
-/// Reads a file; nothing after a sentence in `problem`.
-std::optional<RecordedRun> readRecord(const std::string& path, std::string& problem);
+/// Reads a file; nothing after a sentence in `problem`. Every byte of it also goes to `digest`, if there is
+/// one.
+std::optional<RecordedRun> readRecord(const std::string& path, std::string& problem,
+                                      Sha256* digest = nullptr);
 
 }  // namespace drivetest

@@ -75,6 +75,15 @@ std::string languageOfTexts() {
     return isKnown(locale) ? tag.substr(0, tag.find('-')) : "en";
 }
 
+LanguageChange::LanguageChange(const std::string& language) : m_before(zel::ZELLocale::getGlobalLocale()) {
+    if (const auto* const known = std::ranges::find(kKnown, language); known != std::end(kKnown))
+        zel::ZELLocale::setGlobalLocale(zel::ZELLocale(*known));
+}
+
+LanguageChange::~LanguageChange() {
+    zel::ZELLocale::setGlobalLocale(m_before);
+}
+
 std::string decimalText(double value, int digits) {
     std::string text = zel::format(("%." + std::to_string(digits) + "f").c_str(), value).utf8();
     if (const auto point = text.find('.'); point != std::string::npos)

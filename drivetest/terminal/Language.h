@@ -3,6 +3,8 @@
 #include <string>
 #include <vector>
 
+#include "zel/Resource.h"
+
 namespace drivetest {
 
 inline constexpr const char* kLanguageOption = "--lang";
@@ -14,6 +16,18 @@ bool chooseLanguage(const std::vector<std::string>& arguments, std::string& erro
 
 /// The language that the texts are in, such as "de": English where there are none in the chosen one.
 std::string languageOfTexts();
+
+/// Texts are in another language while this lives; in the same where there are none in that.
+class LanguageChange {
+public:
+    explicit LanguageChange(const std::string& language);
+    ~LanguageChange();
+    LanguageChange(const LanguageChange&) = delete;
+    LanguageChange& operator=(const LanguageChange&) = delete;
+
+private:
+    zel::ZELLocale m_before;
+};
 
 /// A number with so many digits behind the point, as the language writes it. For people; records have their
 /// own.

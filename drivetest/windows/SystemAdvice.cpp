@@ -14,4 +14,8 @@ std::string adviceOnLockedDrive() {
            "again";
 }
 
+std::string exampleDrive() {
+    return "\\\\.\\PhysicalDrive1";
+}
+
 }  // namespace drivetest
