@@ -44,13 +44,6 @@ std::string rangeText(const RecordedRun& run) {
     return words("from {first} to {last}", {{"first", first}, {"last", last}});
 }
 
-std::string parametersText(const RecordedRun& run) {
-    std::string list;
-    for (const auto& [name, value] : run.parameters)
-        list += (list.empty() ? "" : ", ") + name + "=" + value;
-    return list;
-}
-
 /// Ranges whatever their cause: those that touch are one.
 std::vector<std::pair<std::uint64_t, std::uint64_t>> badRanges(const RecordedRun& run) {
     std::vector<std::pair<std::uint64_t, std::uint64_t>> ranges;
@@ -79,9 +72,11 @@ std::string badText(const RecordedRun& run) {
 std::string slowText(const RecordedRun& run) {
     if (!run.slowness)
         return {};
-    const std::string text = words(
-        "{slow} longer than 150 ms, {verySlow} of them longer than 500 ms",
-        {{"slow", countFigure(run.slowness->over150ms)}, {"verySlow", countFigure(run.slowness->over500ms)}});
+    const std::string text = run.slowness->over150ms == 0
+                                 ? words("none longer than 150 ms")
+                                 : words("{slow} longer than 150 ms, {verySlow} of them longer than 500 ms",
+                                         {{"slow", countFigure(run.slowness->over150ms)},
+                                          {"verySlow", countFigure(run.slowness->over500ms)}});
     if (run.slowness->slowest.empty())
         return text;
     const RecordedTransfer& worst = run.slowness->slowest.front();
@@ -116,7 +111,6 @@ void writeWhatWasDone(HtmlWriter& html, const RecordedRun& run) {
     facts.add(words("Coverage"), run.coverage ? coverageText(*run.coverage) : words("not recorded"));
     facts.add(words("Share of the whole drive"), partOfDrive(run));
     facts.add(words("Reached by"), methodText(run.drive.method));
-    facts.add(words("Parameters in force"), parametersText(run));
     facts.add(words("Began"), timeFigure(run.startTime));
     facts.add(words("Ended"), timeFigure(run.lastTime));
     facts.add(words("Duration"), durationFigure(secondsBetween(run.startTime, run.lastTime)));

@@ -4,7 +4,6 @@
 #include <iterator>
 
 #include "drivetest/ExitStatus.h"
-#include "drivetest/commands/CertificateArguments.h"
 #include "drivetest/commands/Commands.h"
 #include "drivetest/commands/HelpCommands.h"
 #include "drivetest/devices/Drives.h"
@@ -162,13 +161,56 @@ void addReportOptions(CLI::App& command, ReportOptions& options) {
     command.add_flag("--force", options.replaceOutput, "Replace what FILE holds");
 }
 
+CLI::App* addCertificate(CLI::App& app, CertificateOptions& options) {
+    CLI::App& command = *app.add_subcommand("certificate", "Make a certificate from the record of a run");
+    command.footer(
+        "Only a run that came to its end and gives a verdict gets a certificate, also one that failed.\n"
+        "Exit status: 0 written, 2 there is nothing to certify, or it cannot be read, written or signed.");
+    command.add_option("RECORD", options.record, "Record of a run, see \"--events\" of \"drivetest run\"")
+        ->required();
+    command.add_option("-o,--output", options.output, "The certificate, a page of HTML")
+        ->type_name("FILE")
+        ->required();
+    command.add_option("--pdf", options.pdf, "Also as PDF; Chromium or WeasyPrint makes it")
+        ->type_name("FILE");
+    command.add_option("--sign", options.key, "Sign it with this key of ssh-keygen's; makes FILE.sig")
+        ->type_name("KEY");
+    command.add_flag("--force", options.replaceOutput, "Replace what the files hold");
+    return &command;
+}
+
+CLI::App* addVerify(CLI::App& app, VerifyOptions& options) {
+    CLI::App& command = *app.add_subcommand("verify", "Check a certificate: its record, its signature");
+    command.footer(
+        "Exit status: 0 all that was checked holds, 1 something does not, 2 nothing can be checked.");
+    command.add_option("CERTIFICATE", options.certificate, "The certificate; its signature lies beside it")
+        ->required();
+    command.add_option("RECORD", options.record, "The record that it should be made from");
+    auto* const signers =
+        command
+            .add_option("--allowed-signers", options.allowedSigners,
+                        "The signature must be made with a key that this file has for --identity")
+            ->type_name("FILE");
+    auto* const identity =
+        command.add_option("--identity", options.identity, "Who must have signed it, such as an address")
+            ->type_name("NAME");
+    signers->needs(identity);
+    identity->needs(signers);
+    return &command;
+}
+
 bool isCommand(const CLI::App& app, const std::string& word) {
     const auto commands = app.get_subcommands([](const CLI::App*) { return true; });
     return std::any_of(commands.begin(), commands.end(),
                        [&word](const CLI::App* command) { return command->check_name(word); });
 }
 
+/// Gives the exit status when that was all, else -1.
 int parse(CLI::App& app, const std::vector<std::string>& arguments) {
+    if (arguments.size() > 1 && !arguments[1].starts_with('-') && !isCommand(app, arguments[1])) {
+        complain("there is no command " + quoted(arguments[1]) + "; \"drivetest --help\" lists them");
+        return kExitUsage;
+    }
     try {
         // Without the program's name, which whoever starts it may leave out, the last one first.
         app.parse(
@@ -224,20 +266,12 @@ int runCommandLine(const std::vector<std::string>& arguments) {
     auto* const reporting = app.add_subcommand("report", "Make a report for people from records of runs");
     addReportOptions(*reporting, report);
     CertificateOptions certificate;
-    auto* const certifying = app.add_subcommand("certificate", "Make a certificate from the record of a run");
-    addCertificateOptions(*certifying, certificate);
-
     VerifyOptions verify;
-    auto* const verifying = app.add_subcommand("verify", "Check a certificate: its record, its signature");
-    addVerifyOptions(*verifying, verify);
-    for (CLI::App* const command : {&app, tests, devices, run, recovery, reporting, certifying, verifying})
+    for (CLI::App* const command : {&app, tests, devices, run, recovery, reporting,
+                                    addCertificate(app, certificate), addVerify(app, verify)})
         addLanguageOption(*command);
     HelpCommands help(app);
 
-    if (arguments.size() > 1 && !arguments[1].starts_with('-') && !isCommand(app, arguments[1])) {
-        complain("there is no command " + quoted(arguments[1]) + "; \"drivetest --help\" lists them");
-        return kExitUsage;
-    }
     if (const int ended = parse(app, arguments); ended >= 0)
         return ended;
     if (help.asked())
@@ -250,9 +284,9 @@ int runCommandLine(const std::vector<std::string>& arguments) {
         return recoverDrives(recover);
     if (reporting->parsed())
         return writeReport(report);
-    if (certifying->parsed())
+    if (app.got_subcommand("certificate"))
         return writeCertificate(certificate);
-    if (verifying->parsed())
+    if (app.got_subcommand("verify"))
         return verifyCertificate(verify);
     options.commandLine = join(arguments);
     return runTests(options);

@@ -144,7 +144,7 @@ class Certificate(program.ProgramTest):
                 self.assertIn(sentence, self.certify(record, "--sign", key, status=2, environment={"SSH_AUTH_SOCK": ""}))
 
     def test_hostile_texts_stay_text(self):
-        hostile = '</dd><script id=\\"certificate-data\\">{}</script><img src=x>' + "W" * 3000
+        hostile = '</dd><script id=\\"certificate-data\\">{}</script><img src=x>' + "W" * 3000  # longer than a page
         record = self.edit(self.record_of(GOOD), '"serialNumber":"C1"', '"serialNumber":"%s"' % hostile)
         self.certify(record)
         with open(self.output, encoding="utf-8") as file:
