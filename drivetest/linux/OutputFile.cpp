@@ -179,7 +179,7 @@ bool OutputFile::write(std::string_view text) const {
     return true;
 }
 
-OutputFile openOutput(const char* what, const std::string& path, const OutputRules& rules,
+OutputFile openOutput(const std::string& what, const std::string& path, const OutputRules& rules,
                       std::string& error) {
     if (path == "-")
         return OutputFile::borrow(STDOUT_FILENO);

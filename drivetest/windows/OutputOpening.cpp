@@ -155,7 +155,7 @@ bool isPrintedTo(const OutputFile& file) {
 
 }  // namespace
 
-OutputFile openOutput(const char* what, const std::string& path, const OutputRules& rules,
+OutputFile openOutput(const std::string& what, const std::string& path, const OutputRules& rules,
                       std::string& error) {
     if (path == "-")
         return OutputFile::borrow(kOutput);
