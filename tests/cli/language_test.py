@@ -32,6 +32,7 @@ class Language(program.ProgramTest):
                 (("run", "ReadPerformanceTest", missing), 2, "gibt es nicht"),
                 ((*write, DISK), 2, "bestätigen Sie das mit --confirm"),
                 ((*write, DISK, "--confirm", "S2"), 2, "bezeichnet nicht"),
+                (("nonsense",), 2, 'einen Befehl "nonsense" gibt es nicht'),
                 (("recover",), 0, "Es gibt nichts wiederherzustellen"), (("recover", missing), 2, "gibt es nicht")):
             with self.subTest(arguments):
                 ended, text = self.say(*arguments)
