@@ -13,6 +13,7 @@
 #include "drivetest/terminal/Language.h"
 #include "drivetest/terminal/Texts.h"
 #include "libDrive2/DeviceDescription.h"
+#include "zel/Words.h"
 
 namespace drivetest {
 
@@ -208,7 +209,8 @@ bool isCommand(const CLI::App& app, const std::string& word) {
 /// Gives the exit status when that was all, else -1.
 int parse(CLI::App& app, const std::vector<std::string>& arguments) {
     if (arguments.size() > 1 && !arguments[1].starts_with('-') && !isCommand(app, arguments[1])) {
-        complain("there is no command " + quoted(arguments[1]) + "; \"drivetest --help\" lists them");
+        complain(zel::words("there is no command {name}; \"drivetest --help\" lists them",
+                            {{"name", quoted(arguments[1])}}));
         return kExitUsage;
     }
     try {
@@ -220,7 +222,8 @@ int parse(CLI::App& app, const std::vector<std::string>& arguments) {
         return app.exit(asked);
     } catch (const CLI::ParseError& wrong) {
         // As one sentence, for it repeats what was typed.
-        std::cerr << printable(wrong.what()) << "\nRun with --help for more information.\n";
+        std::cerr << printable(wrong.what()) << '\n'
+                  << zel::words("Run with --help for more information.") << '\n';
         return kExitUsage;
     }
 }

@@ -18,7 +18,7 @@ inline constexpr std::string_view kBadListOption = "--bad-list";
 struct OutputFormat {
     std::string_view option;  ///< of the command line, which names the file
     std::string help;
-    const char* what;  ///< in messages: "the record"
+    std::string what;  ///< in messages: "the record"
     std::unique_ptr<RunReporter> (*make)(const std::string& path, OutputFile file);
 };
 

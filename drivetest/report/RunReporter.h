@@ -46,6 +46,8 @@ struct RunError {
     std::string cause;
     std::string lossOfDrive;
     std::optional<quix5::SourceLocation> where;
+    std::string
+        shown{};  ///< the message for people in their language, where it is another; records have English
 };
 
 /// Counts of the events of a run. Problems of the run itself, such as a reached limit, are none.

@@ -1,6 +1,7 @@
 #include "drivetest/run/RunHost.h"
 
 #include "drivetest/devices/AccessMethod.h"
+#include "drivetest/terminal/Columns.h"
 #include "drivetest/terminal/TerminalPrompt.h"
 #include "drivetest/terminal/Texts.h"
 #include "libDrive2/Drive.h"
@@ -10,6 +11,8 @@
 namespace drivetest {
 
 namespace {
+
+using zel::words;
 
 void fillFrom(const LiveCounts& counts, ProgressSnapshot& now) {
     now.advance.bytes = counts.bytes();
@@ -94,7 +97,9 @@ void RunHost::lookForUsers() {
     if (m_isDisturbed || m_watch == nullptr || !m_watch->isDisturbed())
         return;
     m_isDisturbed = true;
-    m_console.line("error:   " + m_watch->reason() + ": the test stops, and puts back what it overwrote");
+    m_console.line(
+        eventLabel(words("error:")) +
+        words("{reason}: the test stops, and puts back what it overwrote", {{"reason", m_watch->reason()}}));
 }
 
 void RunHost::requestAbort() {
@@ -110,16 +115,17 @@ quix5::MessageBox2* RunHost::createMessageBox2(const zel::String& text, const ze
 bool RunHost::isHeldDrive(libDrive2::Drive& drive) {
     std::string difference;
     if (!m_held->isAsShown(difference)) {
-        m_console.line("error:   " + difference + "; nothing was written");
+        m_console.line(eventLabel(words("error:")) +
+                       words("{reason}; nothing was written", {{"reason", difference}}));
         return false;
     }
     const libDrive2::DriveIdentity& held = m_held->identity();
     if (drive.isMediaRemovable() ||
         (drive.getSectorCount() == held.sectors && drive.getSectorSize() == held.sectorBytes))
         return true;
-    m_console.line(
-        "error:   the drive that was opened for the test has another size than the one that was "
-        "confirmed; nothing was written");
+    m_console.line(eventLabel(words("error:")) +
+                   words("the drive that was opened for the test has another size than the one that was "
+                         "confirmed; nothing was written"));
     return false;
 }
 
@@ -159,12 +165,14 @@ void RunHost::putBackLeftovers() {
     const libDrive2::RestoreOutcome outcome = m_drive->restoreProtected(isSameDrive);
     m_journal->narrowUnrestored(outcome.left);
     if (outcome.putBack > 0)
-        m_console.line("         put back " + countText(outcome.putBack, "sector") +
-                       " that the test had left overwritten");
+        m_console.line(kEventIndent +
+                       zel::counted(outcome.putBack, "put back {n} sector that the test had left overwritten",
+                                    "put back {n} sectors that the test had left overwritten"));
     else if (wasOwed && outcome.left.empty())
-        m_console.line("         all sectors were compared: the drive holds all its data");
+        m_console.line(kEventIndent + words("all sectors were compared: the drive holds all its data"));
     if (!outcome.left.empty())
-        m_console.line("         not everything could be put back: " + outcome.reason.utf8());
+        m_console.line(kEventIndent +
+                       words("not everything could be put back: {reason}", {{"reason", outcome.reason}}));
 }
 
 /// The drive's own words, where an operation has just failed.

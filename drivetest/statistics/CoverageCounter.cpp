@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "zel/Words.h"
+
 namespace drivetest {
 
 namespace {
@@ -12,7 +14,7 @@ constexpr std::size_t kMostSpans = 1U << 17;
 }  // namespace
 
 const char* nameOf(Coverage::Unit unit) {
-    return unit == Coverage::Unit::sectors ? "sectors" : "positions";
+    return unit == Coverage::Unit::sectors ? zel::marked("sectors") : zel::marked("positions");
 }
 
 CoverageCounter::CoverageCounter(Settled settled) : m_settled(std::move(settled)), m_good(kMostSpans) {}

@@ -53,7 +53,7 @@ std::optional<ProgressMeter::Time> ProgressMeter::left() const {
     if (done <= 0 || done >= 1 || m_elapsed.count() <= 0)
         return std::nullopt;
     const std::chrono::duration<double, std::nano> left = m_elapsed * (1 - done) / done;
-    return std::chrono::duration_cast<Time>(left);
+    return std::chrono::round<Time>(left);
 }
 
 }  // namespace drivetest
