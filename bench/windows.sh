@@ -45,5 +45,3 @@ for what in "LinearReadTest, readRate" "LinearPatternTest, writeRate"; do
     printf '  %-58s %12s\n' "Windows / Linux" "$(calculate 2 "${highest[Windows, $what]} / ${highest[Linux, $what]}")"
 done
 rm -f "$WINEPREFIX/dosdevices/physicaldrive99"
-# Its server has the drive open.
-/usr/lib/wine/wineserver64 -k && /usr/lib/wine/wineserver64 -w || true

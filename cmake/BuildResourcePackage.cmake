@@ -1,12 +1,32 @@
-# Joins a package's languages and settings into one JSON document. Arguments: NAME, DIR, OUTPUT.
+# Joins a package's languages and settings into one JSON document. A language is a file LANGUAGE.json or a folder
+# LANGUAGE/ of such files. Arguments: NAME, DIR, OUTPUT.
+
+# read_language(FILE|FOLDER VARIABLE): all its keys as one JSON object.
+function(read_language place variable)
+    set(files ${place})
+    if(IS_DIRECTORY ${place})
+        file(GLOB files ${place}/*.json)
+    endif()
+    set(members "")
+    foreach(file IN LISTS files)
+        file(READ ${file} content)
+        string(REGEX REPLACE "^[ \t\r\n]*{|}[ \t\r\n]*$" "" content "${content}")
+        if(members AND content MATCHES "[^ \t\r\n]")
+            string(APPEND members ",")
+        endif()
+        string(APPEND members "${content}")
+    endforeach()
+    set(${variable} "{${members}}" PARENT_SCOPE)
+endfunction()
+
 set(document "{}")
 string(JSON document SET "${document}" name "\"${NAME}\"")
 string(JSON document SET "${document}" settings "{}")
 string(JSON document SET "${document}" locales "{}")
-file(GLOB files ${DIR}/*.json)
-foreach(file IN LISTS files)
-    get_filename_component(stem ${file} NAME_WE)
-    file(READ ${file} content)
+file(GLOB places ${DIR}/*)
+foreach(place IN LISTS places)
+    get_filename_component(stem ${place} NAME_WE)
+    read_language(${place} content)
     if(stem STREQUAL settings)
         string(JSON document SET "${document}" settings "${content}")
     else()

@@ -21,11 +21,14 @@ install(TARGETS drivetest libDriveTest RUNTIME DESTINATION ${home} LIBRARY DESTI
 install(TARGETS zel quix5 libDrive2 contracts module EXPORT DriveTest
         RUNTIME DESTINATION ${home} LIBRARY DESTINATION ${home}
         INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/drivetest)
-install(FILES ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/libDriveTest.qpk DESTINATION ${home})
+install(FILES ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/libDriveTest.qpk ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/drivetest.qpk
+        DESTINATION ${home})
 file(RELATIVE_PATH program /${CMAKE_INSTALL_BINDIR} /${home}/drivetest)
 install(CODE "
     file(MAKE_DIRECTORY \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}\")
     file(CREATE_LINK ${program} \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}/drivetest\" SYMBOLIC)")
+
+install(DIRECTORY ${CMAKE_BINARY_DIR}/share/ DESTINATION ${CMAKE_INSTALL_DATAROOTDIR})
 
 install(DIRECTORY contracts/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/drivetest)
 install(EXPORT DriveTest NAMESPACE DriveTest:: FILE DriveTestTargets.cmake DESTINATION ${package})

@@ -1,7 +1,7 @@
-# drivetest_texts(TARGET NAME DIR): builds NAME.qpk beside the module from DIR/*.json (one file a language,
-# settings.json the settings).
+# drivetest_texts(TARGET NAME DIR): builds NAME.qpk beside the module from DIR (LANGUAGE.json, or a folder LANGUAGE of
+# files; settings.json the settings).
 function(drivetest_texts target name dir)
-    file(GLOB inputs CONFIGURE_DEPENDS ${dir}/*.json)
+    file(GLOB inputs CONFIGURE_DEPENDS ${dir}/*.json ${dir}/*/*.json)
     set(folder ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
     if(NOT folder)
         set(folder ${CMAKE_CURRENT_BINARY_DIR})

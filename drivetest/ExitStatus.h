@@ -23,7 +23,7 @@ enum ExitStatus : int {
 struct ResultRow {
     quix5::TestResult::Code code;
     ExitStatus status;
-    const char* meaning;  ///< in words
+    const char* meaning;  ///< in words; a text to translate
 };
 const ResultRow& rowOf(const quix5::TestResult& result);
 

@@ -23,7 +23,9 @@ PLATFORMS = {"linux", "windows"}
 SHOWN = {("quix5", "drivetest")}
 # Elsewhere than in a platform's folder, these libraries are part of what the file is for.
 EXCEPTIONS = {("zel/Resource.cpp", "nlohmann/json.hpp"), ("libDrive2/journal/Checksum.cpp", "xxhash.h"),
-              ("drivetest/commands/CommandLine.cpp", "CLI/CLI.hpp"), ("drivetest/record/RecordWriter.h", "nlohmann/json.hpp")}
+              *((f"drivetest/commands/{name}.cpp", "CLI/CLI.hpp")
+                for name in ("CommandLine", "Completion", "HelpCommands", "Manual")),
+              ("drivetest/record/Json.h", "nlohmann/json.hpp")}
 # What the preprocessor is not asked outside of the platforms' folders: on which system it runs.
 SYSTEM_MACROS = re.compile(
     r"\b(?:_?WIN(?:32|64|NT)|_+(?:WIN(?:32|64|NT)|MINGW\w*|CYGWIN\w*|(?:gnu_)?linux|unix|APPLE|MACH|ANDROID|FreeBSD|GLIBC)_*"

@@ -9,12 +9,12 @@ set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
 packages=(g++ cmake ninja-build ccache pkg-config git jq liburing-dev libblkid-dev libudev-dev libxxhash-dev
-    nlohmann-json3-dev libcli11-dev)
+    nlohmann-json3-dev libcli11-dev libjs-dygraphs)
 for option in "$@"; do
     case "$option" in
         --dev) packages+=(libgtest-dev libgmock-dev clang-format clang-tidy-19 clang-19 libclang-rt-19-dev
             python3 python3-jsonschema e2fsprogs util-linux mount dmsetup qemu-system-x86 busybox-static kmod
-            xz-utils lvm2 mdadm btrfs-progs bcache-tools fdisk) ;;
+            xz-utils lvm2 mdadm btrfs-progs bcache-tools fdisk chromium openssh-client) ;;
         --bench) packages+=(fio e2fsprogs util-linux mount time python3 dmsetup qemu-system-x86 busybox-static kmod
             xz-utils sg3-utils) ;;
         --windows) packages+=(g++-mingw-w64-x86-64-posix wine64 googletest python3 e2fsprogs util-linux mount zip

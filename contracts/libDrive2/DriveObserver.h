@@ -25,6 +25,8 @@ struct DriveOperationReport {
     /// The duration has in it what is done once before transfers like this one: of a recording, the laser's
     /// calibration and the lead-in. It tells nothing of these sectors.
     bool getsReady = false;
+    /// It succeeded, but the drive says that it had to correct or to try again by itself.
+    bool correctedByDrive = false;
 };
 
 /// What a test finds wrong with sectors.

@@ -5,12 +5,15 @@
 
 #include "drivetest/ExitStatus.h"
 #include "drivetest/commands/Commands.h"
+#include "drivetest/commands/HelpCommands.h"
 #include "drivetest/devices/Drives.h"
 #include "drivetest/report/OutputFormats.h"
 #include "drivetest/safety/JournalPlace.h"
 #include "drivetest/terminal/Console.h"
+#include "drivetest/terminal/Language.h"
 #include "drivetest/terminal/Texts.h"
 #include "libDrive2/DeviceDescription.h"
+#include "zel/Words.h"
 
 namespace drivetest {
 
@@ -23,13 +26,18 @@ std::string join(const std::vector<std::string>& arguments) {
     return line;
 }
 
-void addModuleOptions(CLI::App& command, std::string& moduleFile, std::string& language) {
+void addModuleOption(CLI::App& command, std::string& moduleFile) {
     command
         .add_option("--module", moduleFile, "Test module to load (default: libDriveTest beside the program)")
         ->type_name("FILE");
+}
+
+/// chooseLanguage() has taken it from the arguments.
+void addLanguageOption(CLI::App& command) {
     command
-        .add_option("--lang", language,
-                    "Language of the texts, such as de or fr (default: from the environment)")
+        .add_option_function<std::string>(
+            kLanguageOption, [](const std::string& /*language*/) {},
+            "Language of the texts, such as de or fr (default: from the environment)")
         ->type_name("LOCALE");
 }
 
@@ -84,9 +92,10 @@ void addOutputOptions(CLI::App& command, RunOptions& options) {
     command.add_flag_callback(
         "--no-record", [&options] { options.keepRecord = false; },
         "Keep no record where --events names no file for it");
-    command.add_flag("--force", options.replaceOutputs,
-                     "Replace what the files of --events, --log and --bad-list hold; else they must be\n"
-                     "new or empty");
+    command.add_flag(
+        "--force", options.replaceOutputs,
+        "Replace what the files of --events, --log, --bad-list and --report hold; else they must be\n"
+        "new or empty");
     command
         .add_option(
             "--log-priority", options.logPriority,
@@ -116,7 +125,8 @@ void addRunOptions(CLI::App& command, RunOptions& options) {
     addSlownessOptions(command, options);
     command.add_flag_callback(
         "--no-prompt", [&options] { options.prompts = false; }, "Never ask anything");
-    addModuleOptions(command, options.moduleFile, options.language);
+    command.add_flag("-q,--quiet", options.quiet, "Show no progress, only problems and the result");
+    addModuleOption(command, options.moduleFile);
 }
 
 void addRecoverOptions(CLI::App& command, RecoverOptions& options) {
@@ -140,13 +150,69 @@ void addRecoverOptions(CLI::App& command, RecoverOptions& options) {
         "Put the data back even where somebody has written since; what is overwritten is exported first");
 }
 
+void addReportOptions(CLI::App& command, ReportOptions& options) {
+    command.footer(
+        "Several records of one drive: the newest is shown, and compared with the one before.\n"
+        "Exit status: 0 written, 2 a record cannot be read, or the report not be written.");
+    command.add_option("RECORD", options.records, "Records of runs, see \"--events\" of \"drivetest run\"")
+        ->required();
+    command.add_option("-o,--output", options.output, "The report, a page of HTML")
+        ->type_name("FILE")
+        ->required();
+    command.add_flag("--force", options.replaceOutput, "Replace what FILE holds");
+}
+
+CLI::App* addCertificate(CLI::App& app, CertificateOptions& options) {
+    CLI::App& command = *app.add_subcommand("certificate", "Make a certificate from the record of a run");
+    command.footer(
+        "Only a run that came to its end and gives a verdict gets a certificate, also one that failed.\n"
+        "Exit status: 0 written, 2 there is nothing to certify, or it cannot be read, written or signed.");
+    command.add_option("RECORD", options.record, "Record of a run, see \"--events\" of \"drivetest run\"")
+        ->required();
+    command.add_option("-o,--output", options.output, "The certificate, a page of HTML")
+        ->type_name("FILE")
+        ->required();
+    command.add_option("--pdf", options.pdf, "Also as PDF; Chromium or WeasyPrint makes it")
+        ->type_name("FILE");
+    command.add_option("--sign", options.key, "Sign it with this key of ssh-keygen's; makes FILE.sig")
+        ->type_name("KEY");
+    command.add_flag("--force", options.replaceOutput, "Replace what the files hold");
+    return &command;
+}
+
+CLI::App* addVerify(CLI::App& app, VerifyOptions& options) {
+    CLI::App& command = *app.add_subcommand("verify", "Check a certificate: its record, its signature");
+    command.footer(
+        "Exit status: 0 all that was checked holds, 1 something does not, 2 nothing can be checked.");
+    command.add_option("CERTIFICATE", options.certificate, "The certificate; its signature lies beside it")
+        ->required();
+    command.add_option("RECORD", options.record, "The record that it should be made from");
+    auto* const signers =
+        command
+            .add_option("--allowed-signers", options.allowedSigners,
+                        "The signature must be made with a key that this file has for --identity")
+            ->type_name("FILE");
+    auto* const identity =
+        command.add_option("--identity", options.identity, "Who must have signed it, such as an address")
+            ->type_name("NAME");
+    signers->needs(identity);
+    identity->needs(signers);
+    return &command;
+}
+
 bool isCommand(const CLI::App& app, const std::string& word) {
     const auto commands = app.get_subcommands([](const CLI::App*) { return true; });
     return std::any_of(commands.begin(), commands.end(),
                        [&word](const CLI::App* command) { return command->check_name(word); });
 }
 
+/// Gives the exit status when that was all, else -1.
 int parse(CLI::App& app, const std::vector<std::string>& arguments) {
+    if (arguments.size() > 1 && !arguments[1].starts_with('-') && !isCommand(app, arguments[1])) {
+        complain(zel::words("there is no command {name}; \"drivetest --help\" lists them",
+                            {{"name", quoted(arguments[1])}}));
+        return kExitUsage;
+    }
     try {
         // Without the program's name, which whoever starts it may leave out, the last one first.
         app.parse(
@@ -156,7 +222,8 @@ int parse(CLI::App& app, const std::vector<std::string>& arguments) {
         return app.exit(asked);
     } catch (const CLI::ParseError& wrong) {
         // As one sentence, for it repeats what was typed.
-        std::cerr << printable(wrong.what()) << "\nRun with --help for more information.\n";
+        std::cerr << printable(wrong.what()) << '\n'
+                  << zel::words("Run with --help for more information.") << '\n';
         return kExitUsage;
     }
 }
@@ -164,6 +231,11 @@ int parse(CLI::App& app, const std::vector<std::string>& arguments) {
 }  // namespace
 
 int runCommandLine(const std::vector<std::string>& arguments) {
+    std::string error;
+    if (!chooseLanguage(arguments, error)) {
+        complain(error);
+        return kExitUsage;
+    }
     CLI::App app{"Tests storage drives: finds every bad sector and leaves every byte as it was.",
                  "drivetest"};
     app.allow_windows_style_options(false);  // what begins with "/" is a path everywhere
@@ -172,10 +244,9 @@ int runCommandLine(const std::vector<std::string>& arguments) {
 
     std::string test;
     std::string moduleFile;
-    std::string language;
     auto* const tests = app.add_subcommand("tests", "List the tests, or one test's parameters");
     tests->add_option("TEST", test, "Name of a test");
-    addModuleOptions(*tests, moduleFile, language);
+    addModuleOption(*tests, moduleFile);
 
     bool json = false;
     auto* const devices = app.add_subcommand("devices", "List the drives of this machine");
@@ -194,18 +265,32 @@ int runCommandLine(const std::vector<std::string>& arguments) {
     auto* const recovery = app.add_subcommand("recover", "Put back what an interrupted test left undone");
     addRecoverOptions(*recovery, recover);
 
-    if (arguments.size() > 1 && !arguments[1].starts_with('-') && !isCommand(app, arguments[1])) {
-        complain("there is no command " + quoted(arguments[1]) + "; \"drivetest --help\" lists them");
-        return kExitUsage;
-    }
+    ReportOptions report;
+    auto* const reporting = app.add_subcommand("report", "Make a report for people from records of runs");
+    addReportOptions(*reporting, report);
+    CertificateOptions certificate;
+    VerifyOptions verify;
+    for (CLI::App* const command : {&app, tests, devices, run, recovery, reporting,
+                                    addCertificate(app, certificate), addVerify(app, verify)})
+        addLanguageOption(*command);
+    HelpCommands help(app);
+
     if (const int ended = parse(app, arguments); ended >= 0)
         return ended;
+    if (help.asked())
+        return help.print();
     if (tests->parsed())
-        return listTests(test, moduleFile, language);
+        return listTests(test, moduleFile);
     if (devices->parsed())
         return listDevices(json);
     if (recovery->parsed())
         return recoverDrives(recover);
+    if (reporting->parsed())
+        return writeReport(report);
+    if (app.got_subcommand("certificate"))
+        return writeCertificate(certificate);
+    if (app.got_subcommand("verify"))
+        return verifyCertificate(verify);
     options.commandLine = join(arguments);
     return runTests(options);
 }

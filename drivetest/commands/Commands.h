@@ -3,6 +3,8 @@
 #include <string>
 #include <vector>
 
+#include "drivetest/commands/CertificateOptions.h"
+#include "drivetest/commands/ReportOptions.h"
 #include "drivetest/commands/RunOptions.h"
 #include "drivetest/recovery/DriveRecovery.h"
 
@@ -12,9 +14,12 @@ namespace drivetest {
 int runCommandLine(const std::vector<std::string>& arguments);
 
 /// Each carries out one command of the program and gives its exit status.
-int listTests(const std::string& test, const std::string& moduleFile, const std::string& language);
+int listTests(const std::string& test, const std::string& moduleFile);
 int listDevices(bool json);
 int runTests(const RunOptions& options);
 int recoverDrives(const RecoverOptions& options);
+int writeReport(const ReportOptions& options);
+int writeCertificate(const CertificateOptions& options);
+int verifyCertificate(const VerifyOptions& options);
 
 }  // namespace drivetest

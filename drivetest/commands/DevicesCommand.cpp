@@ -1,5 +1,4 @@
 #include <array>
-#include <iomanip>
 #include <iostream>
 
 #include "drivetest/ExitStatus.h"
@@ -7,13 +6,17 @@
 #include "drivetest/devices/Drives.h"
 #include "drivetest/record/RecordWriter.h"
 #include "drivetest/safety/SafeStart.h"
+#include "drivetest/terminal/Columns.h"
 #include "drivetest/terminal/Texts.h"
 #include "libDrive2/DeviceLockingManager.h"
 #include "quix5/DeviceInventory.h"
+#include "zel/Words.h"
 
 namespace drivetest {
 
 namespace {
+
+using zel::words;
 
 using quix5::DiagDevice;
 
@@ -57,7 +60,7 @@ Json describe(const DiagDevice& device) {
 std::string stateOf(const DiagDevice& device) {
     std::string state = join(usersOf(device));
     if (flagProperty(device, kPropertyLocked))
-        state += state.empty() ? "(locked by its ATA password)" : " (locked by its ATA password)";
+        state += (state.empty() ? "" : " ") + words("(locked by its ATA password)");
     return state;
 }
 
@@ -65,17 +68,19 @@ void printRow(std::array<std::string, 6> cells) {
     for (std::string& cell : cells)
         cell = printable(cell);
     const auto& [locator, model, serial, size, capabilities, users] = cells;
-    std::cout << std::left << std::setw(14) << locator << ' ' << std::setw(28) << model << ' '
-              << std::setw(20) << serial << ' ' << std::right << std::setw(10) << size << "  " << std::left
-              << std::setw(34) << capabilities << ' ' << users << '\n';
+    const std::size_t taken = columnsOf(size);
+    std::cout << padded(locator, 15) << padded(model, 29) << padded(serial, 21)
+              << std::string(taken < 10 ? 10 - taken : 0, ' ') << size << "  " << padded(capabilities, 35)
+              << users << '\n';
 }
 
 void printTable(const std::vector<DiagDevice>& devices) {
     if (devices.empty()) {
-        std::cout << "No drives were found.\n";
+        std::cout << words("No drives were found.") << '\n';
         return;
     }
-    printRow({"LOCATOR", "MODEL", "SERIAL", "SIZE", "CAPABILITIES", "IN USE BY"});
+    printRow({words("LOCATOR"), words("MODEL"), words("SERIAL"), words("SIZE"), words("CAPABILITIES"),
+              words("IN USE BY")});
     for (const DiagDevice& device : devices)
         printRow({device.osLocator().utf8(), textProperty(device, quix5::kPropertyModel),
                   textProperty(device, quix5::kPropertySerial),

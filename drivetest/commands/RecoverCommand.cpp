@@ -5,10 +5,13 @@
 #include "drivetest/commands/Commands.h"
 #include "drivetest/devices/Drives.h"
 #include "drivetest/safety/JournalPlace.h"
+#include "zel/Words.h"
 
 namespace drivetest {
 
 namespace {
+
+using zel::words;
 
 /// Data that is still missing goes before what merely went wrong.
 ExitStatus worse(ExitStatus a, ExitStatus b) {
@@ -75,8 +78,10 @@ private:
         for (std::size_t newer = 0; newer < index; ++newer)
             if (m_all[newer]->isOpen() && !m_options.dryRun &&
                 libDrive2::sharesStorage(m_all[newer]->header().drive, recovery.header().drive)) {
-                complain(recovery.path() + " is of the same drive as " + m_all[newer]->path() +
-                         ", which is newer and has to be settled first; it is left as it is");
+                complain(
+                    words("{journal} is of the same drive as {newer}, which is newer and has to be settled "
+                          "first; it is left as it is",
+                          {{"journal", recovery.path()}, {"newer", m_all[newer]->path()}}));
                 return kExitNotRestored;
             }
         return recovery.run();
@@ -103,9 +108,12 @@ int recoverDrives(const RecoverOptions& options) {
     }
     Console console(stdout);
     if (paths.empty()) {
-        console.line("There is nothing to recover: " +
-                     (options.folder.empty() ? defaultJournalFolder() : options.folder) +
-                     " holds no journals" + (options.folder.empty() ? ", and none is registered." : "."));
+        console.line(
+            options.folder.empty()
+                ? words("There is nothing to recover: {folder} holds no journals, and none is registered.",
+                        {{"folder", defaultJournalFolder()}})
+                : words("There is nothing to recover: {folder} holds no journals.",
+                        {{"folder", options.folder}}));
         return kExitPass;
     }
     Recoveries recoveries(options, console);

@@ -9,6 +9,7 @@
 #include "quix5/StopRequest.h"
 #include "zel/Clock.h"
 #include "zel/Resource.h"
+#include "zel/Words.h"
 
 namespace drivetest {
 
@@ -17,14 +18,14 @@ namespace {
 void warnOfMissingTexts() {
     const zel::String problem = zel::Resource::loadError(quix5::registeredLibrary());
     if (!problem.isEmpty())
-        complain("the texts of the test module are missing, messages are shown as keys: " + problem.utf8());
+        complain(zel::words("the texts of the test module are missing, messages are shown as keys: {reason}",
+                            {{"reason", problem}}));
 }
 
 }  // namespace
 
 int runTests(const RunOptions& options) {
     stopOnSignals();
-    chooseLanguage(options.language);
     std::string error;
     ExitStatus refused = kExitUsage;
     if (!checkStandardStreams(guardDrive(options.device, options.journalFolder), error)) {

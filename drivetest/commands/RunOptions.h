@@ -19,7 +19,6 @@ struct RunOptions {
     bool keepRecord = true;       ///< in the folder for records, when no file is named for it
     bool replaceOutputs = false;  ///< files that hold something already
     int logPriority = 3;
-    std::string language;
     std::string moduleFile;
     std::string confirm;           ///< what names the drive that may be written to; empty for none
     bool allowUnexamined = false;  ///< write although encryption could not be looked for everywhere
@@ -27,6 +26,7 @@ struct RunOptions {
     bool verifyRestores = true;
     std::string journalFolder;  ///< empty for the default one
     bool prompts = true;
+    bool quiet = false;  ///< no progress is shown
     unsigned slowMs = 0;  ///< transfers that take longer are too slow; 0 for no such limit
     std::uint64_t slowAllowed = 0;
     std::string commandLine;  ///< as typed, for the record

@@ -7,6 +7,7 @@
 #include "drivetest/run/Setup.h"
 #include "drivetest/terminal/Console.h"
 #include "quix5/ParameterText.h"
+#include "zel/Words.h"
 
 namespace drivetest {
 
@@ -15,14 +16,15 @@ namespace {
 void printTest(const quix5::OfferedTest& test) {
     const std::string name = test.descriptor.name().utf8();
     std::cout << std::left << std::setw(26) << name << ' '
-              << (test.descriptor.isDestructive() ? "[writes] " : "") << describeText("Test." + name) << '\n';
+              << (test.descriptor.isDestructive() ? zel::words("[writes]") + " " : "")
+              << describeText("Test." + name) << '\n';
 }
 
 void printParameters(const quix5::Test& test) {
     std::size_t width = 0;
     for (const quix5::Parameter* parameter : test.parameters())
         width = std::max(width, parameter->name().length());
-    std::cout << "\nParameters (-p NAME=VALUE):\n";
+    std::cout << '\n' << zel::words("Parameters (-p NAME=VALUE):") << '\n';
     for (const quix5::Parameter* parameter : test.parameters()) {
         const std::string name = parameter->name().utf8();
         std::cout << "  " << std::left << std::setw(static_cast<int>(width)) << name << "  " << std::setw(7)
@@ -32,8 +34,7 @@ void printParameters(const quix5::Test& test) {
 
 }  // namespace
 
-int listTests(const std::string& name, const std::string& moduleFile, const std::string& language) {
-    chooseLanguage(language);
+int listTests(const std::string& name, const std::string& moduleFile) {
     std::string error;
     const auto module = loadModule(moduleFile, error);
     const quix5::OfferedTest* test = nullptr;

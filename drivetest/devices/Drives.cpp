@@ -8,6 +8,7 @@
 #include "libDrive2/DeviceOpeners.h"
 #include "quix5/DeviceInventory.h"
 #include "zel/Path.h"
+#include "zel/Words.h"
 
 namespace drivetest {
 
@@ -66,7 +67,8 @@ bool isThere(const std::string& locator, std::string& error) {
     if (!libDrive2::describeDevice(locator, described, problem))
         error = problem.utf8();
     else if (!libDrive2::isSimulated(locator) && !zel::pathExists(locator))
-        error = locator + " does not exist: \"drivetest devices\" lists the drives of this machine";
+        error = zel::words("{drive} does not exist: \"drivetest devices\" lists the drives of this machine",
+                           {{"drive", locator}});
     return error.empty();
 }
 

@@ -2,6 +2,7 @@
 
 #include "drivetest/recovery/ExportFolder.h"
 #include "libDrive2/linux/GuardedFolder.h"
+#include "zel/Words.h"
 
 namespace drivetest {
 
@@ -14,9 +15,10 @@ bool writeDurably(const std::string& path, std::span<const std::uint8_t> data, s
     if (folder) {
         const auto made = folder->createFile(file.filename().string(), S_IRUSR | S_IWUSR);
         reason = made.problem;
+        const std::string unkept = zel::words("its data could not be kept");
         isWritten = made.file &&
                     (libDrive2::writeAllDurably(made.file.get(), data.data(), data.size()) ||
-                     libDrive2::failWith(reason, "its data could not be kept", errno)) &&
+                     libDrive2::failWith(reason, unkept, errno)) &&
                     folder->sync(reason);
         // A part of the data would be taken for all of it.
         zel::String ignored;
@@ -24,7 +26,7 @@ bool writeDurably(const std::string& path, std::span<const std::uint8_t> data, s
             folder->remove(file.filename().string(), made.file, ignored);
     }
     if (!isWritten)
-        error = path + " cannot be written: " + reason.utf8();
+        error = zel::words("{file} cannot be written: {reason}", {{"file", path}, {"reason", reason}});
     return isWritten;
 }
 

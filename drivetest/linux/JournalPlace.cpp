@@ -2,7 +2,9 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
+#include <string_view>
 
 namespace drivetest {
 
@@ -26,6 +28,20 @@ std::string userFolder() {
 }
 
 }  // namespace
+
+std::string shellWord(const std::string& text) {
+    constexpr std::string_view kPlain =
+        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789%+,-./:=@_";
+    const auto needsNone = [&](char c) {
+        return kPlain.find(c) != std::string_view::npos || static_cast<unsigned char>(c) >= 0x80;
+    };
+    if (!text.empty() && std::all_of(text.begin(), text.end(), needsNone))
+        return text;
+    std::string word = "'";
+    for (const char c : text)
+        word += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    return word + "'";
+}
 
 std::string defaultRegisterFolder() {
     return stateFolder() + "/open";

@@ -5,6 +5,7 @@
 
 #include "drivetest/safety/JournalPlace.h"
 #include "libDrive2/linux/GuardedFolder.h"
+#include "zel/Words.h"
 
 namespace drivetest {
 
@@ -38,7 +39,9 @@ KeptRecord createKeptRecord(const std::string& name, std::string& problem) {
     zel::String reason;
     const auto folder = GuardedFolder::open(path, GuardedFolder::Writers::owner, reason);
     if (!folder) {
-        problem = failed ? path + " could not be made: " + failed.message() : reason.utf8();
+        problem = failed ? zel::words("{file} could not be made: {reason}",
+                                      {{"file", path}, {"reason", failed.message()}})
+                         : reason.utf8();
         return {};
     }
     std::string file;

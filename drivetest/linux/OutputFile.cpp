@@ -15,10 +15,13 @@
 
 #include "quix5/StopRequest.h"
 #include "zel/Uninterrupted.h"
+#include "zel/Words.h"
 
 namespace drivetest {
 
 namespace {
+
+using zel::words;
 
 constexpr int kFlags = O_WRONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
 constexpr mode_t kMode = 0666;
@@ -53,13 +56,13 @@ bool isTerminalDevice(dev_t number) {
 /// Why such a file is not written to; empty when it is.
 std::string checkKind(const struct stat& file) {
     if (S_ISBLK(file.st_mode))
-        return "it is a drive; name a file";
+        return words("it is a drive; name a file");
     if (S_ISDIR(file.st_mode))
-        return "it is a folder; name a file in it";
+        return words("it is a folder; name a file in it");
     if (S_ISSOCK(file.st_mode))
-        return "it is a socket; name a file or a FIFO";
+        return words("it is a socket; name a file or a FIFO");
     if (S_ISCHR(file.st_mode) && !isNull(file) && !isTerminalDevice(file.st_rdev))
-        return "it is a device other than a terminal; name a file";
+        return words("it is a device other than a terminal; name a file");
     return {};
 }
 
@@ -68,9 +71,9 @@ std::string checkContents(const struct stat& file, const std::string& path, cons
     if (!S_ISREG(file.st_mode))
         return {};
     if (const std::string why = rules.holdsData(path); !why.empty())
-        return why + "; name another file";
+        return words("{reason}; name another file", {{"reason", why}});
     if (file.st_size > 0 && !rules.force)
-        return "it holds something already; name a new file, or give --force to replace it";
+        return words("it holds something already; name a new file, or give --force to replace it");
     return {};
 }
 
@@ -104,7 +107,8 @@ OutputFile openExisting(const std::string& path, const OutputRules& rules, std::
     const OutputFile place = OutputFile::adopt(openFile(path, O_PATH | O_CLOEXEC), {});
     struct stat file {};
     if (!place || fstat(place.descriptor(), &file) != 0) {
-        problem = errno == ENOENT ? "it is a link to a file that does not exist; name the file" : lastError();
+        problem = errno == ENOENT ? words("it is a link to a file that does not exist; name the file")
+                                  : lastError();
         return {};
     }
     problem = checkKind(file);
@@ -114,7 +118,7 @@ OutputFile openExisting(const std::string& path, const OutputRules& rules, std::
         return {};
     OutputFile opened = OutputFile::adopt(openForWriting(place.descriptor(), S_ISFIFO(file.st_mode)), {});
     if (!opened && errno == ECANCELED)
-        problem = "nobody had opened the FIFO for reading when the run was stopped";
+        problem = words("nobody had opened the FIFO for reading when the run was stopped");
     else if (!opened)
         problem = lastError();
     return opened;
@@ -179,18 +183,19 @@ bool OutputFile::write(std::string_view text) const {
     return true;
 }
 
-OutputFile openOutput(const char* what, const std::string& path, const OutputRules& rules,
+OutputFile openOutput(const std::string& what, const std::string& path, const OutputRules& rules,
                       std::string& error) {
     if (path == "-")
         return OutputFile::borrow(STDOUT_FILENO);
     std::string problem;
     OutputFile file = open(path, rules, problem);
     if (file && isPrintedTo(file)) {
-        problem = "what is printed goes there too; name another file, or - for the record alone";
+        problem = words("what is printed goes there too; name another file, or - for the record alone");
         file = {};
     }
     if (!problem.empty())
-        error = std::string(what) + " cannot be written to " + path + ": " + problem;
+        error = words("{what} cannot be written to {file}: {reason}",
+                      {{"what", what}, {"file", path}, {"reason", problem}});
     if (file)
         makeBlocking(file.descriptor());
     return file;

@@ -5,12 +5,15 @@
 
 #include "drivetest/safety/JournalPlace.h"
 #include "libDrive2/linux/GuardedFolder.h"
+#include "zel/Words.h"
 
 namespace drivetest {
 
 namespace fs = std::filesystem;
 
 namespace {
+
+using zel::words;
 
 using libDrive2::GuardedFile;
 using libDrive2::GuardedFolder;
@@ -29,11 +32,13 @@ bool makeState(const fs::path& state, zel::String& reason) {
     if (!fs::is_directory(state, failed) && state.has_relative_path()) {
         if (!makeState(state.parent_path(), reason))
             return false;
-        if (mkdir(state.c_str(), kStateMode) != 0 && errno != EEXIST)
+        const int error = mkdir(state.c_str(), kStateMode) == 0 ? 0 : errno;
+        if (error != 0 && error != EEXIST)
             return libDrive2::failWith(
                 reason,
-                "the folder " + state.string() + " for the register of open journals could not be made",
-                errno);
+                words("the folder {folder} for the register of open journals could not be made",
+                      {{"folder", state.string()}}),
+                error);
     }
     return true;
 }
@@ -64,12 +69,13 @@ std::optional<GuardedFolder> openRegister(const std::string& path, bool make, ze
     const std::string name = full.filename().string();
     if (make) {
         letOthersThrough(*state, path);
-        if (mkdirat(state->descriptor(), name.c_str(), S_IRWXU) == 0) {
-            if (!state->sync(reason))
-                return std::nullopt;
-        } else if (errno != EEXIST) {
-            libDrive2::failWith(reason, "the register of open journals " + path + " could not be made",
-                                errno);
+        const int error = mkdirat(state->descriptor(), name.c_str(), S_IRWXU) == 0 ? 0 : errno;
+        if (error == 0 && !state->sync(reason))
+            return std::nullopt;
+        if (error != 0 && error != EEXIST) {
+            libDrive2::failWith(
+                reason, words("the register of open journals {folder} could not be made", {{"folder", path}}),
+                error);
             return std::nullopt;
         }
     }
@@ -81,7 +87,7 @@ std::optional<GuardedFolder> openRegister(const std::string& path, bool make, ze
 
 void readEntry(const GuardedFile& file, RegisterEntry& entry) {
     if (static_cast<std::size_t>(file.found.st_size) > kMostBytes) {
-        entry.problem = "it is longer than an entry can be";
+        entry.problem = words("it is longer than an entry can be");
         return;
     }
     std::string text(kMostBytes + 1, '\0');
@@ -92,7 +98,7 @@ void readEntry(const GuardedFile& file, RegisterEntry& entry) {
         done += got > 0 ? static_cast<std::size_t>(got) : 0;
     }
     if (got < 0 || done > kMostBytes)
-        entry.problem = "it cannot be read";
+        entry.problem = words("it cannot be read");
     else
         entry.text = text.substr(0, done);
 }
@@ -113,17 +119,18 @@ bool RegisterFolder::write(const std::string& name, const std::string& text, std
     const std::string draft = "." + name + ".new";
     bool isWritten = false;
     if (folder && text.size() > kMostBytes) {
-        reason = "what identifies the drive is too long for the register of open journals";
+        reason = words("what identifies the drive is too long for the register of open journals");
     } else if (folder) {
         removeLeftover(*folder, draft);
         const GuardedFile made = folder->createFile(draft, 0600);
         reason = made.problem;
+        const std::string unwritten = words("{file} could not be written", {{"file", folder->pathOf(name)}});
         isWritten =
             made.file &&
             ((fchmod(made.file.get(), 0644) == 0 &&
               libDrive2::writeAllDurably(made.file.get(), text.data(), text.size()) &&
               renameat(folder->descriptor(), draft.c_str(), folder->descriptor(), name.c_str()) == 0) ||
-             libDrive2::failWith(reason, folder->pathOf(name) + " could not be written", errno)) &&
+             libDrive2::failWith(reason, unwritten, errno)) &&
             folder->sync(reason);
         if (!isWritten && made.file)
             removeLeftover(*folder, draft);
@@ -152,7 +159,7 @@ bool RegisterFolder::read(std::vector<RegisterEntry>& entries, std::string& prob
         return true;
     std::vector<std::string> names;
     if (!folder || !folder->names(names, reason)) {
-        problem = "the register of open journals cannot be used: " + reason.utf8();
+        problem = words("the register of open journals cannot be used: {reason}", {{"reason", reason}});
         return false;
     }
     for (const std::string& name : names) {

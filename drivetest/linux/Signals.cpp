@@ -16,7 +16,8 @@ namespace drivetest {
 namespace {
 
 std::atomic<AtStake> atStake{AtStake::nothing};
-static_assert(std::atomic<AtStake>::is_always_lock_free);
+std::atomic<bool> isProgressAskedFor{false};
+static_assert(std::atomic<AtStake>::is_always_lock_free && std::atomic<bool>::is_always_lock_free);
 
 /// In a signal handler: only with what is safe there. A reader that takes nothing must not hold it up.
 [[noreturn]] void endAtOnce() {
@@ -36,10 +37,14 @@ extern "C" void insistOnStop(int /*signal*/) {
         endAtOnce();
 }
 
+extern "C" void askForProgress(int /*signal*/) {
+    isProgressAskedFor.store(true);
+}
+
 /// signal(7): those whose default action is to end the process. Without those that tell of a fault in the
 /// program, after which it cannot go on.
 std::vector<int> endingSignals() {
-    std::vector<int> signals{SIGINT,    SIGTERM, SIGHUP, SIGQUIT, SIGUSR1,   SIGUSR2, SIGALRM,
+    std::vector<int> signals{SIGINT,    SIGTERM, SIGHUP, SIGQUIT, SIGUSR2,   SIGALRM,
                              SIGVTALRM, SIGPROF, SIGIO,  SIGPWR,  SIGSTKFLT, SIGXCPU};
     for (int signal = SIGRTMIN; signal <= SIGRTMAX; ++signal)
         signals.push_back(signal);
@@ -52,6 +57,8 @@ void install(int signal, void (*handler)(int)) {
         return;
     struct sigaction action {};
     action.sa_handler = handler;
+    // Who asks only how far it is must end no waiting.
+    action.sa_flags = handler == askForProgress ? SA_RESTART : 0;
     sigemptyset(&action.sa_mask);
     sigaction(signal, &action, nullptr);
 }
@@ -66,6 +73,11 @@ void letWritesFail() {
 void stopOnSignals() {
     for (const int signal : endingSignals())
         install(signal, signal == SIGINT || signal == SIGTERM ? insistOnStop : requestStop);
+    install(SIGUSR1, askForProgress);
+}
+
+bool takeProgressRequest() {
+    return isProgressAskedFor.exchange(false);
 }
 
 void setAtStake(AtStake stake) {

@@ -7,22 +7,28 @@
 #include <cerrno>
 
 #include "zel/Uninterrupted.h"
+#include "zel/Words.h"
 
 namespace drivetest {
 
 namespace {
 
+using zel::words;
+
 /// Why what is printed must not go there; empty when it may.
-std::string checkStream(int descriptor, const char* name, const DataGuard& holdsData) {
+std::string checkStream(int descriptor, const std::string& name, const DataGuard& holdsData) {
     struct stat found {};
     if (fstat(descriptor, &found) != 0)
         return {};
-    const std::string sentence = std::string(name) + " must not be written to where it leads: ";
+    const auto sentence = [&name](const std::string& why) {
+        return words("{stream} must not be written to where it leads: {reason}",
+                     {{"stream", name}, {"reason", why}});
+    };
     if (S_ISBLK(found.st_mode))
-        return sentence + "it is a drive; lead it to a file or a terminal";
+        return sentence(words("it is a drive; lead it to a file or a terminal"));
     const std::string why =
         S_ISREG(found.st_mode) ? holdsData("/proc/self/fd/" + std::to_string(descriptor)) : std::string();
-    return why.empty() ? why : sentence + why + "; lead it to another file";
+    return why.empty() ? why : sentence(words("{reason}; lead it to another file", {{"reason", why}}));
 }
 
 void leadToNothing(int descriptor) {
@@ -52,8 +58,8 @@ bool openClosedStreams() {
 }
 
 bool checkStandardStreams(const DataGuard& holdsData, std::string& error) {
-    const std::string ofOutput = checkStream(STDOUT_FILENO, "standard output", holdsData);
-    const std::string ofErrors = checkStream(STDERR_FILENO, "standard error", holdsData);
+    const std::string ofOutput = checkStream(STDOUT_FILENO, words("standard output"), holdsData);
+    const std::string ofErrors = checkStream(STDERR_FILENO, words("standard error"), holdsData);
     if (!ofOutput.empty())
         replace(STDOUT_FILENO, STDERR_FILENO, ofErrors.empty());
     if (!ofErrors.empty())

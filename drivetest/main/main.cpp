@@ -10,6 +10,7 @@
 #include "drivetest/run/Signals.h"
 #include "drivetest/run/StandardStreams.h"
 #include "drivetest/terminal/Console.h"
+#include "zel/Words.h"
 
 namespace {
 
@@ -17,8 +18,12 @@ constexpr std::size_t kMostPrinted = std::size_t{1} << 20;
 
 /// Why not all that was printed has arrived; empty when it has.
 std::string findLoss() {
-    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0)
-        return "standard output cannot be written to: " + std::generic_category().message(errno);
+    const bool isLost = std::fflush(stdout) != 0 || std::ferror(stdout) != 0;
+    const int error = errno;
+    if (isLost)
+        return zel::words(
+            "{stream} cannot be written to: {reason}",
+            {{"stream", zel::words("standard output")}, {"reason", std::generic_category().message(error)}});
     return drivetest::OutputQueue::standardFailure();
 }
 
@@ -36,7 +41,7 @@ int main(int argc, char** argv) {
     const std::string loss = findLoss();
     if (loss.empty())
         return status;
-    drivetest::complain(loss + "; what was printed is incomplete");
+    drivetest::complain(zel::words("{reason}; what was printed is incomplete", {{"reason", loss}}));
     drivetest::OutputQueue::finishStandard();
     return status == drivetest::kExitPass ? drivetest::kExitInternalError : status;
 }

@@ -27,6 +27,12 @@ std::string formatTime(std::chrono::system_clock::time_point time) {
 RecordWriter::RecordWriter(std::string path, OutputFile file)
     : m_path(std::move(path)),
       m_queue(OutputQueue::of(std::move(file))),
+      m_sink([queue = m_queue](std::string line) { queue->add(std::move(line)); }),
+      m_start(std::chrono::system_clock::now()),
+      m_steadyStart(std::chrono::steady_clock::now()) {}
+
+RecordWriter::RecordWriter(Sink sink)
+    : m_sink(std::move(sink)),
       m_start(std::chrono::system_clock::now()),
       m_steadyStart(std::chrono::steady_clock::now()) {}
 
@@ -36,7 +42,7 @@ void RecordWriter::write(Json line) {
     line["sequenceNumber"] = m_sequence++;
     line["timestamp"] =
         formatTime(m_start + std::chrono::duration_cast<std::chrono::system_clock::duration>(elapsed));
-    m_queue->add(line.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n");
+    m_sink(line.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n");
 }
 
 void RecordWriter::writeSchemaVersion() {

@@ -1,38 +1,42 @@
 #pragma once
 
 #include <chrono>
-#include <nlohmann/json.hpp>
+#include <functional>
 #include <string>
 
+#include "drivetest/record/Json.h"
 #include "drivetest/run/OutputQueue.h"
 
 namespace drivetest {
 
-using Json = nlohmann::ordered_json;
-
 /// Writes artifacts of the Open Compute Project test and validation output, version 2.0, as JSON Lines: each
-/// one numbered, stamped with the time, and written at once by a thread of its own, so that a killed run
-/// leaves a readable record.
+/// one numbered, stamped with the time, and given away at once, to a file by a thread of its own, so that a
+/// killed run leaves a readable record.
 class RecordWriter {
 public:
+    /// Takes a line, its end included.
+    using Sink = std::function<void(std::string line)>;
+
     /// Begins the file. `path` is the file's, for messages; "-" for standard output.
     RecordWriter(std::string path, OutputFile file);
+    explicit RecordWriter(Sink sink);
 
     void writeSchemaVersion();
     void writeRun(const char* artifact, Json content);
     void writeStep(const char* artifact, Json content);
 
     /// Waits until all is written, see OutputQueue::finish(); false when something could not be.
-    [[nodiscard]] bool ok() const { return m_queue->finish(); }
+    [[nodiscard]] bool ok() const { return m_queue == nullptr || m_queue->finish(); }
     /// Whether a part is missing only because nobody read it before the program was to end.
-    [[nodiscard]] bool wasGivenUp() const { return m_queue->wasGivenUp(); }
+    [[nodiscard]] bool wasGivenUp() const { return m_queue != nullptr && m_queue->wasGivenUp(); }
     [[nodiscard]] const std::string& path() const { return m_path; }
 
 private:
     void write(Json line);
 
     std::string m_path;
-    std::shared_ptr<OutputQueue> m_queue;
+    std::shared_ptr<OutputQueue> m_queue;  ///< null when the lines go elsewhere
+    Sink m_sink;
     std::chrono::system_clock::time_point m_start;
     std::chrono::steady_clock::time_point m_steadyStart;
     std::uint64_t m_sequence = 0;

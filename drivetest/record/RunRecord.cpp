@@ -118,6 +118,12 @@ void RunRecord::writeExtension(const char* name, Json content) {
     m_writer->writeStep("extension", {{"name", name}, {"content", std::move(content)}});
 }
 
+void RunRecord::driveObtained(const DriveAccess& access) {
+    writeExtension(
+        "drive",
+        {{"method", access.method}, {"sectors", access.sectors}, {"sectorBytes", access.sectorBytes}});
+}
+
 /// Several that became one are diagnosed together, too.
 void RunRecord::writeJoined(const char* name, Json content) {
     const bool isDiagnosed = content.contains("count") && content["type"] == "ERR";
@@ -217,11 +223,13 @@ void RunRecord::end(const RunSummary& summary) {
         runError({nullptr, result.name(), std::string("the test ended with ") + result.name(), {}, {}, {}});
     if (statistics != nullptr) {
         writeRates(*statistics);
-        writeExtension("surface", surfaceJson(statistics->surface(), statistics->sectorBytes()));
+        writeExtension("surface", surfaceJson(statistics->surface()));
+        writeExtension("regions", regionsJson(statistics->rates(), statistics->sectorBytes()));
         for (Json& part : badSectorsJson(statistics->badSectors()))
             writeExtension("badSectors", std::move(part));
         writeExtension("slowTransfers", slowTransfersJson(statistics->slowTransfers()));
-        writeExtension("latency", latencyJson(statistics->latencies()));
+        writeExtension("transfers", transfersJson(*statistics));
+        writeExtension("latency", latencyJson(*statistics));
     }
     writeExtension("coverage", coverageJson(statistics != nullptr ? statistics->coverage() : Coverage{}));
     writeExtension("result", {{"result", result.name()},

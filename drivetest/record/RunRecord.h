@@ -15,6 +15,7 @@ public:
     explicit RunRecord(std::unique_ptr<RecordWriter> writer);
 
     void begin(const RunStart& start) override;
+    void driveObtained(const DriveAccess& access) override;
     void event(const RunEvent& event) override;
     void runError(const RunError& error) override;
     /// The first thousand lines of what went wrong beside the events; a log file has them all.

@@ -3,6 +3,8 @@
 #include <cmath>
 #include <utility>
 
+#include "drivetest/record/RunLengths.h"
+
 namespace drivetest {
 
 namespace {
@@ -19,18 +21,47 @@ double microseconds(std::chrono::nanoseconds duration) {
     return rounded(std::chrono::duration<double, std::micro>(duration).count());
 }
 
-/// The values of all cells as [value, run length] pairs.
-template <class ValueOf>
-Json runLengths(const std::vector<SurfaceMap::Cell>& cells, ValueOf valueOf) {
-    Json runs = Json::array();
-    for (const SurfaceMap::Cell& cell : cells) {
-        Json value = valueOf(cell);
-        if (!runs.empty() && runs.back()[0] == value)
-            runs.back()[1] = runs.back()[1].get<std::uint64_t>() + 1;
-        else
-            runs.push_back(Json::array({std::move(value), 1}));
+/// The numbers of outcomes, in records for ever.
+int codeOf(SectorOutcome outcome) {
+    switch (outcome) {
+        case SectorOutcome::untested:
+            return 0;
+        case SectorOutcome::good:
+            return 1;
+        case SectorOutcome::failed:
+            return 2;
+        case SectorOutcome::recovered:
+            return 3;
     }
-    return runs;
+    return 0;
+}
+
+/// Null where none was timed. The scale is coarse: parts of a microsecond would say nothing.
+Json slowestOf(std::uint8_t slowest) {
+    return slowest == 0 ? Json() : Json(std::llround(std::ceil(microseconds(SurfaceMap::upTo(slowest)))));
+}
+
+template <class Value, class Translate>
+Json pairsOf(const RunLengths<Value>& list, Translate translate) {
+    Json pairs = Json::array();
+    for (const auto& [value, cells] : list.runs)
+        pairs.push_back(Json::array({translate(value), cells}));
+    return pairs;
+}
+
+/// Null where nothing was moved.
+Json movedJson(const RateProfile& rates, RateProfile::Moved RateProfile::Region::*direction,
+               std::uint32_t sectorBytes) {
+    Json bytes = Json::array();
+    Json us = Json::array();
+    bool isAnything = false;
+    for (const RateProfile::Region& region : rates.regions()) {
+        const RateProfile::Moved& moved = region.*direction;
+        bytes.push_back(moved.sectors * sectorBytes);
+        us.push_back(std::chrono::duration_cast<std::chrono::microseconds>(moved.elapsed).count());
+        isAnything = isAnything || moved.sectors > 0;
+    }
+    return isAnything ? Json{{"bytes", std::move(bytes)}, {"us", std::move(us)}} : Json();
 }
 
 }  // namespace
@@ -43,21 +74,23 @@ Json coverageJson(const Coverage& coverage) {
             {"skipped", coverage.skipped}};
 }
 
-Json surfaceJson(const SurfaceMap& surface, std::uint32_t sectorBytes) {
-    const auto& cells = surface.cells();
-    const auto outcome = [](const auto& cell) { return Json(static_cast<int>(cell.outcome)); };
-    const auto slowest = [](const auto& cell) {
-        return cell.slowest.count() > 0 ? Json(microseconds(cell.slowest)) : Json();
-    };
-    const auto rate = [sectorBytes](const auto& cell) {
-        return cell.seconds > 0 ? Json(rounded(cell.sectors * sectorBytes / kBytesPerMegabyte / cell.seconds))
-                                : Json();
-    };
+Json surfaceJson(const SurfaceMap& surface) {
+    const auto outcomes = runLengths(surface.outcomes(), kMostRuns);
+    const auto slowest = runLengths(surface.slowest(), kMostRuns);
     return {{"sectorsPerCell", surface.sectorsPerCell()},
-            {"cells", cells.size()},
-            {"outcomes", runLengths(cells, outcome)},
-            {"slowestUs", runLengths(cells, slowest)},
-            {"megabytesPerSecond", runLengths(cells, rate)}};
+            {"cells", surface.outcomes().size()},
+            {"outcomes", pairsOf(outcomes, codeOf)},
+            {"slowestUs", pairsOf(slowest, slowestOf)},
+            {"cellsPerValue", {{"outcomes", outcomes.cellsPerValue}, {"slowestUs", slowest.cellsPerValue}}}};
+}
+
+Json regionsJson(const RateProfile& rates, std::uint32_t sectorBytes) {
+    Json json{{"sectorsPerRegion", rates.sectorsPerRegion()}, {"regions", rates.regions().size()}};
+    for (const auto& [name, direction] :
+         {std::pair{"read", &RateProfile::Region::read}, std::pair{"written", &RateProfile::Region::written}})
+        if (Json moved = movedJson(rates, direction, sectorBytes); !moved.is_null())
+            json[name] = std::move(moved);
+    return json;
 }
 
 std::vector<Json> badSectorsJson(const BadSectors& bad) {
@@ -89,9 +122,23 @@ Json slowTransfersJson(const SlowTransfers& slow) {
     return {{"over150ms", slow.slow()}, {"over500ms", slow.verySlow()}, {"slowest", std::move(slowest)}};
 }
 
-Json latencyJson(const std::map<libDrive2::DriveOperation, LatencyHistogram>& latencies) {
+Json transfersJson(const DriveStatistics& statistics) {
     Json operations = Json::array();
-    for (const auto& [operation, histogram] : latencies) {
+    for (const auto operation : kOperations) {
+        const OperationStatistics& each = statistics.of(operation);
+        if (each.firstTry + each.recovered + each.failed > 0)
+            operations.push_back({{"operation", nameOf(operation)},
+                                  {"firstTry", each.firstTry},
+                                  {"recovered", each.recovered},
+                                  {"failed", each.failed}});
+    }
+    return {{"operations", std::move(operations)}};
+}
+
+Json latencyJson(const DriveStatistics& statistics) {
+    Json operations = Json::array();
+    for (const auto operation : kOperations) {
+        const LatencyHistogram& histogram = statistics.of(operation).latency;
         if (histogram.count() == 0)
             continue;
         Json buckets = Json::array();

@@ -11,12 +11,17 @@
 #include "drivetest/safety/HeldDrive.h"
 #include "drivetest/safety/JournalPlace.h"
 #include "drivetest/safety/SystemAdvice.h"
+#include "drivetest/terminal/Columns.h"
 #include "drivetest/terminal/Texts.h"
 #include "zel/Path.h"
+#include "zel/Words.h"
 
 namespace drivetest {
 
 namespace {
+
+using zel::marked;
+using zel::words;
 
 using libDrive2::JournalFolder;
 using libDrive2::SectorFinding;
@@ -32,24 +37,24 @@ std::string timeText(std::uint64_t unixSeconds) {
     return text;
 }
 
-/// By their finding: what is to be said of sectors, and what in a dry run.
-constexpr std::array<std::pair<const char*, const char*>, libDrive2::kSectorFindings> kVerbs{{
-    {"hold their data", "hold their data"},
-    {"restored", "would be restored"},
-    {"were cut off while written: restored, what they held is exported",
-     "were cut off while written, would be restored"},
-    {"hold something else by now: left alone, their old data is exported",
-     "hold something else by now: would be left alone, their old data exported"},
-    {"could NOT be restored", "could NOT be restored"},
-    {"are left alone for the sake of these, their old data is exported",
-     "would be left alone for the sake of these, their old data exported"},
-    {"held something else: overwritten, what they held is exported",
-     "hold something else by now: would be overwritten"},
+/// By their finding: what is to be said of sectors, and what in a dry run; texts to translate.
+constexpr std::array<std::pair<const char*, const char*>, libDrive2::kSectorFindings> kFindings{{
+    {marked("{sectors} hold their data"), marked("{sectors} hold their data")},
+    {marked("{sectors} restored"), marked("{sectors} would be restored")},
+    {marked("{sectors} were cut off while written: restored, what they held is exported"),
+     marked("{sectors} were cut off while written, would be restored")},
+    {marked("{sectors} hold something else by now: left alone, their old data is exported"),
+     marked("{sectors} hold something else by now: would be left alone, their old data exported")},
+    {marked("{sectors} could NOT be restored"), marked("{sectors} could NOT be restored")},
+    {marked("{sectors} are left alone for the sake of these, their old data is exported"),
+     marked("{sectors} would be left alone for the sake of these, their old data exported")},
+    {marked("{sectors} held something else: overwritten, what they held is exported"),
+     marked("{sectors} hold something else by now: would be overwritten")},
 }};
 
-const char* verbOf(SectorFinding finding, bool dryRun) {
-    const auto& [done, planned] = kVerbs.at(static_cast<std::size_t>(finding));
-    return dryRun ? planned : done;
+std::string findingText(const std::string& sectors, SectorFinding finding, bool dryRun) {
+    const auto& [done, planned] = kFindings.at(static_cast<std::size_t>(finding));
+    return words(dryRun ? planned : done, {{"sectors", sectors}});
 }
 
 }  // namespace
@@ -64,17 +69,21 @@ ExitStatus DriveRecovery::begin() {
     zel::String reason;
     switch (stateOfJournal(m_path, m_register.knows(m_path), &m_journal, problem)) {
         case OpenJournalState::missing:
-            return fail("the journal " + m_path +
-                        " is registered, but is not there now: connect or mount the disk that it is on, or, "
-                        "if it is gone for good, delete its entry in " +
-                        defaultRegisterFolder());
+            return fail(
+                words("the journal {journal} is registered, but is not there now: connect or mount the disk "
+                      "that it is on, or, "
+                      "if it is gone for good, delete its entry in {folder}",
+                      {{"journal", m_path}, {"folder", defaultRegisterFolder()}}));
         case OpenJournalState::busy:
-            return fail(m_path + " belongs to a test or a recovery that is still running", kExitBusy);
+            return fail(words("{journal} belongs to a test or a recovery that is still running",
+                              {{"journal", m_path}}),
+                        kExitBusy);
         case OpenJournalState::settled:
             return discard();
         case OpenJournalState::unreadable:
-            return fail(problem +
-                        "; it is left as it is, what it holds may be of use to somebody who can read it");
+            return fail(words(
+                "{reason}; it is left as it is, what it holds may be of use to somebody who can read it",
+                {{"reason", problem}}));
         case OpenJournalState::open:
             break;
     }
@@ -97,28 +106,32 @@ ExitStatus DriveRecovery::run() {
 ExitStatus DriveRecovery::discard() {
     std::string problem;
     if (m_options.dryRun) {
-        m_console.line(m_path + ": its run left nothing to put back");
+        m_console.line(words("{journal}: its run left nothing to put back", {{"journal", m_path}}));
         return kExitPass;
     }
     if (!discardSettled(m_path, m_register, problem))
         return fail(problem, kExitInternalError);
-    m_console.line(m_path + ": its run left nothing to put back; deleted");
+    m_console.line(words("{journal}: its run left nothing to put back; deleted", {{"journal", m_path}}));
     return kExitPass;
 }
 
 void DriveRecovery::showHeader() const {
     const auto& header = m_journal.header;
     m_console.line(m_path);
-    m_console.line("  of " + header.drive.describe().utf8() + ", begun " +
-                   timeText(header.createdUnixMicros / 1000000) + " on " + header.locator.utf8());
+    m_console.line("  " + words("of {drive}, begun {time} on {path}",
+                                {{"drive", header.drive.describe()},
+                                 {"time", timeText(header.createdUnixMicros / 1000000)},
+                                 {"path", header.locator}}));
     for (const libDrive2::JournalSlot& slot : m_journal.open)
-        m_console.line("  holds " + sectorsText(slot.lba, slot.count));
+        m_console.line("  " + words("holds {sectors}", {{"sectors", sectorsText(slot.lba, slot.count)}}));
     for (const libDrive2::JournalSlot& slot : m_journal.damaged)
-        m_console.line("  LOST the data of " +
-                       (slot.count != 0 ? sectorsText(slot.lba, slot.count) : "sectors no longer known") +
-                       ", which may hold test patterns: the journal's own medium is damaged");
+        m_console.line("  " + words("LOST the data of {sectors}, which may hold test patterns: the journal's "
+                                    "own medium is damaged",
+                                    {{"sectors", slot.count != 0 ? sectorsText(slot.lba, slot.count)
+                                                                 : words("sectors no longer known")}}));
     if (m_journal.expectedDamaged)
-        m_console.line("  lost the list of test patterns: sectors that hold some count as something else");
+        m_console.line(
+            "  " + words("lost the list of test patterns: sectors that hold some count as something else"));
 }
 
 /// Takes the drive, and looks only then whether it is the one: what its path leads to can change.
@@ -156,10 +169,11 @@ std::optional<FoundDrive> DriveRecovery::findItsDrive(std::string& problem) {
         if (isItsDrive(locator.utf8()))
             return take(locator.utf8(), problem);
     const std::string folder = zel::textOf(zel::pathOf(m_path).parent_path());
-    problem = libDrive2::isStable(header.drive) ? "its drive is not there: connect it, then try again"
-                                                : "nothing that lasts is known of its drive, so another one "
-                                                  "could be taken for it: name it, with " +
-                                                      recoverCommand("DEVICE", folder);
+    problem = libDrive2::isStable(header.drive) ? words("its drive is not there: connect it, then try again")
+                                                : words(
+                                                      "nothing that lasts is known of its drive, so another "
+                                                      "one could be taken for it: name it, with {command}",
+                                                      {{"command", recoverCommand("DEVICE", folder)}});
     return std::nullopt;
 }
 
@@ -182,7 +196,7 @@ ExitStatus DriveRecovery::recoverOn(FoundDrive& found) {
     m_isOfOtherDrive = report.isOtherDrive && task.isNamed;
     showFindings(report);
     for (const std::string& exported : sink.files())
-        m_console.line("  exported  " + exported);
+        m_console.line("  " + padded(words("exported"), 10) + exported);
     if (!sink.problem().empty())
         complain(sink.problem());
     return settle(report, found.device.osLocator().utf8());
@@ -192,44 +206,42 @@ void DriveRecovery::showFindings(const libDrive2::RecoveryReport& report) const 
     for (std::size_t i = 0; i < std::min(report.ranges.size(), kShownRanges); ++i) {
         const libDrive2::FoundRange& range = report.ranges[i];
         std::string text =
-            "  " + sectorsText(range.lba, range.count) + " " + verbOf(range.finding, m_options.dryRun);
+            "  " + findingText(sectorsText(range.lba, range.count), range.finding, m_options.dryRun);
         if (!range.problem.isEmpty())
             text += ": " + range.problem.utf8();
         m_console.line(text);
     }
     if (report.ranges.size() <= kShownRanges)
         return;
-    m_console.line("  and so on; all in all");
+    m_console.line("  " + words("and so on; all in all"));
     for (std::size_t i = 0; i < libDrive2::kSectorFindings; ++i)
         if (report.counts[i] != 0)
-            m_console.line("  " + countText(report.counts[i], "sector") + " " +
-                           verbOf(static_cast<SectorFinding>(i), m_options.dryRun));
+            m_console.line("  " + findingText(zel::counted(report.counts[i], "{n} sector", "{n} sectors"),
+                                              static_cast<SectorFinding>(i), m_options.dryRun));
 }
 
 /// Why the journal stays, and what the person can do.
 void DriveRecovery::showKept(const libDrive2::RecoveryReport& report, const std::string& path) const {
-    const std::string byForce = " --force: what is overwritten is exported first";
-    std::string advice = "\"drivetest recover\" can be tried again";
+    std::string advice = words("\"drivetest recover\" can be tried again");
     if (report.isOtherDrive)
-        advice = "name the drive that it is of";
+        advice = words("name the drive that it is of");
     else if (report.mayBeCopy)
-        advice =
-            "all sectors of " + path +
-            " hold their data, but so would a copy of the drive, and the system proves nothing of it that "
-            "lasts. If it is the drive, say so with --force";
+        advice = words(
+            "all sectors of {drive} hold their data, but so would a copy of the drive, and the system proves "
+            "nothing of it that "
+            "lasts. If it is the drive, say so with --force",
+            {{"drive", path}});
     else if (report.fingerprint.changed > 0)
-        advice =
+        advice = words(
             "nothing was written. If it is the drive, and the data of the journal is wanted back all the "
-            "same, use" +
-            byForce;
+            "same, use --force: what is overwritten is exported first");
     else if (report.count(SectorFinding::foreign) > 0)
-        advice =
+        advice = words(
             "somebody has written to these sectors since. If the data of the journal is wanted back all the "
-            "same, use" +
-            byForce;
+            "same, use --force: what is overwritten is exported first");
     else if (!m_journal.damaged.empty())
-        advice = "delete it when you have done with what it says";
-    complain("the journal " + m_path + " is kept: " + advice);
+        advice = words("delete it when you have done with what it says");
+    complain(words("the journal {journal} is kept: {advice}", {{"journal", m_path}, {"advice", advice}}));
 }
 
 ExitStatus DriveRecovery::settle(const libDrive2::RecoveryReport& report, const std::string& path) {
@@ -248,7 +260,7 @@ ExitStatus DriveRecovery::settle(const libDrive2::RecoveryReport& report, const 
     if (!m_file->remove(reason))
         return fail(reason.utf8(), kExitInternalError);
     m_isOpen = false;
-    m_console.line("  all its data is on the drive again, and read back; the journal is deleted");
+    m_console.line("  " + words("all its data is on the drive again, and read back; the journal is deleted"));
     return kExitPass;
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "drivetest/terminal/Texts.h"
+#include "zel/Words.h"
 
 namespace drivetest {
 
@@ -20,7 +21,9 @@ void appendLine(std::string& text, const SectorSpan& span, libDrive2::SectorFaul
 }
 
 std::string countedRange(const SectorSpan& span) {
-    return span.count == 1 ? rangeText(span) : rangeText(span) + ", " + countText(span.count, "sector");
+    return span.count == 1 ? rangeText(span)
+                           : zel::counted(span.count, "{range}, {n} sector", "{range}, {n} sectors",
+                                          {{"range", rangeText(span)}});
 }
 
 }  // namespace
@@ -73,7 +76,7 @@ std::vector<std::string> badRangeLines(const BadSectors& bad) {
     for (const SectorSpan& range : ranges)
         lines.push_back(countedRange(range));
     if (isCut)
-        lines.push_back("these are the largest of " + countText(all, "range"));
+        lines.push_back(zel::words("these are the largest of {all} ranges", {{"all", all}}));
     return lines;
 }
 

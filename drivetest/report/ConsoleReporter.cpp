@@ -1,106 +1,135 @@
 #include "drivetest/report/ConsoleReporter.h"
 
+#include <algorithm>
+
 #include "drivetest/ExitStatus.h"
 #include "drivetest/report/BadList.h"
+#include "drivetest/terminal/Columns.h"
+#include "drivetest/terminal/Language.h"
 #include "drivetest/terminal/Texts.h"
-#include "zel/Format.h"
+#include "zel/Words.h"
 
 namespace drivetest {
 
 using quix5::EventType;
 using quix5::TestResult;
+using zel::counted;
+using zel::marked;
+using zel::words;
 
 namespace {
 
 /// A drive with a million bad sectors must not bury everything else on the screen.
 constexpr std::uint64_t kShownPerKey = 20;
 
-/// Further lines under a label.
-constexpr const char* kIndent = "            ";
-
 /// Whether a drive that passes was so slow in places that nobody should take it for healthy: far slower than
 /// it is otherwise.
 bool hasOutliers(const DriveStatistics& statistics) {
     constexpr int kFarSlower = 4;
-    for (const auto& [operation, histogram] : statistics.latencies())
-        if (histogram.longest() > SlowTransfers::kVerySlow &&
-            histogram.longest() > kFarSlower * histogram.percentile(0.5))
-            return true;
-    return false;
+    return std::any_of(kOperations.begin(), kOperations.end(), [&](libDrive2::DriveOperation operation) {
+        const LatencyHistogram& histogram = statistics.of(operation).latency;
+        return histogram.longest() > SlowTransfers::kVerySlow &&
+               histogram.longest() > kFarSlower * histogram.percentile(0.5);
+    });
 }
 
 const char* meaningOfPass(const RunSummary& summary) {
     if (summary.counts.warnings > 0)
-        return "no error was found; see the warnings";
+        return marked("no error was found; see the warnings");
     if (summary.statistics != nullptr && hasOutliers(*summary.statistics))
-        return "no error was found, but some transfers were far slower than the others";
+        return marked("no error was found, but some transfers were far slower than the others");
     return rowOf(summary.result).meaning;
 }
 
-/// The result in words.
+/// The result in words; a text to translate.
 const char* meaningOf(const RunSummary& summary) {
     if (summary.isDataMissing)
-        return "not all data was put back";
+        return marked("not all data was put back");
     return summary.result == TestResult::PASS ? meaningOfPass(summary) : rowOf(summary.result).meaning;
 }
 
 void printTotals(Console& console, const DriveStatistics& statistics) {
     const Coverage& coverage = statistics.coverage();
     if (coverage.requested > 0)
-        console.line(zel::format("  %-9s %u requested = %u tested + %u failed + %u skipped",
-                                 nameOf(coverage.unit), coverage.requested, coverage.tested, coverage.failed,
-                                 coverage.skipped)
-                         .utf8());
-    for (const auto& [direction, label] : {std::pair{libDrive2::DriveOperation::read, "read"},
-                                           std::pair{libDrive2::DriveOperation::write, "written"}}) {
+        console.line(summaryLabel(words(nameOf(coverage.unit))) +
+                     words("{requested} requested = {tested} tested + {failed} failed + {skipped} skipped",
+                           {{"requested", coverage.requested},
+                            {"tested", coverage.tested},
+                            {"failed", coverage.failed},
+                            {"skipped", coverage.skipped}}));
+    for (const auto& [direction, name] : {std::pair{libDrive2::DriveOperation::read, marked("read")},
+                                          std::pair{libDrive2::DriveOperation::write, marked("written")}}) {
         const TransferTotals totals = statistics.totals(direction);
         if (totals.bytes == 0)
             continue;
-        std::string text = zel::format("  %-8s  %s", label, sizeText(totals.bytes)).utf8() + " in " +
-                           durationText(totals.elapsed);
+        std::string text = words("{size} in {time}",
+                                 {{"size", sizeText(totals.bytes)}, {"time", durationText(totals.elapsed)}});
         if (const auto rate = totals.megabytesPerSecond())
-            text += zel::format(", %.1f MB/s", *rate).utf8();
-        console.line(text);
+            text += ", " + decimalText(*rate, 1) + " MB/s";
+        console.line(summaryLabel(words(name)) + text);
     }
 }
 
 void printBadSectors(Console& console, const BadSectors& bad, const std::string& allBadSectors) {
     if (bad.count() == 0)
         return;
-    std::string label = "  bad       ";
+    std::string beginning = summaryLabel(words("bad"));
     for (const std::string& line : badRangeLines(bad)) {
-        console.line(label + line);
-        label = kIndent;
+        console.line(beginning + line);
+        beginning = kSummaryIndent;
     }
     if (bad.ranges().size() > kMostShownRanges)
-        console.line(kIndent + (allBadSectors.empty() ? "--bad-list FILE writes them all"
-                                                      : "all are in " + allBadSectors));
+        console.line(kSummaryIndent + (allBadSectors.empty()
+                                           ? words("--bad-list FILE writes them all")
+                                           : words("all are in {file}", {{"file", allBadSectors}})));
+}
+
+const char* sentenceOn(libDrive2::DriveOperation operation) {
+    switch (operation) {
+        case libDrive2::DriveOperation::read:
+            return marked("read {sectors}");
+        case libDrive2::DriveOperation::write:
+            return marked("write {sectors}");
+        case libDrive2::DriveOperation::seek:
+            return marked("seek {sectors}");
+        case libDrive2::DriveOperation::flush:
+            return marked("flush {sectors}");
+        case libDrive2::DriveOperation::other:
+            break;
+    }
+    return marked("other {sectors}");
 }
 
 void printSlowTransfers(Console& console, const SlowTransfers& slow) {
     if (slow.slow() == 0)
         return;
-    console.line("  slow      " + countText(slow.slow(), "transfer") + " took over 150 ms, " +
-                 std::to_string(slow.verySlow()) + " of them over 500 ms; the slowest:");
-    for (const SlowTransfers::Transfer& transfer : slow.slowest())
+    console.line(summaryLabel(words("slow")) +
+                 counted(slow.slow(),
+                         "{n} transfer took over 150 ms, {very} of them over 500 ms; the slowest:",
+                         "{n} transfers took over 150 ms, {very} of them over 500 ms; the slowest:",
+                         {{"very", slow.verySlow()}}));
+    for (const SlowTransfers::Transfer& transfer : slow.slowest(SlowTransfers::kFew))
         if (transfer.duration > SlowTransfers::kSlow)
-            console.line(kIndent + durationText(transfer.duration) + "  " + nameOf(transfer.operation) + " " +
-                         sectorsText(transfer.lba, transfer.count));
+            console.line(kSummaryIndent + durationText(transfer.duration) + "  " +
+                         words(sentenceOn(transfer.operation),
+                               {{"sectors", sectorsText(transfer.lba, transfer.count)}}));
 }
 
 }  // namespace
 
 void ConsoleReporter::begin(const RunStart& start) {
-    m_title = start.test.name().utf8() + " on " + start.device.osLocator().utf8();
+    m_title =
+        words("{test} on {device}", {{"test", start.test.name()}, {"device", start.device.osLocator()}});
 }
 
-void ConsoleReporter::show(const quix5::Event& event, const char* type) {
+void ConsoleReporter::show(const quix5::Event& event, const std::string& type) {
     const std::uint64_t shown = ++m_shown[event.key()];
     // A range that took no time to measure.
     if (shown <= kShownPerKey)
-        m_console.line(type + event.localizedMessage().replace("inf MB/s", "too short to measure").utf8());
+        m_console.line(eventLabel(type) +
+                       event.localizedMessage().replace("inf MB/s", words("too short to measure")).utf8());
     if (shown == kShownPerKey)
-        m_console.line("        (more of this kind are counted and kept in the record only)");
+        m_console.line("        " + words("(more of this kind are counted and kept in the record only)"));
 }
 
 /// The test's words for a drive that takes no more transfers are the same for all causes.
@@ -108,21 +137,21 @@ void ConsoleReporter::showLoss(const std::string& lossOfDrive) {
     if (lossOfDrive.empty() || m_isLossShown)
         return;
     m_isLossShown = true;
-    m_console.line("         " + lossOfDrive);
+    m_console.line(kEventIndent + lossOfDrive);
 }
 
 void ConsoleReporter::event(const RunEvent& event) {
-    show(event.event, event.type == EventType::ERR       ? "error:   "
-                      : event.type == EventType::WARNING ? "warning: "
-                                                         : "info:    ");
+    show(event.event, event.type == EventType::ERR       ? words("error:")
+                      : event.type == EventType::WARNING ? words("warning:")
+                                                         : words("info:"));
     showLoss(event.lossOfDrive);
 }
 
 void ConsoleReporter::runError(const RunError& error) {
     if (error.event != nullptr)
-        show(*error.event, "error:   ");
+        show(*error.event, words("error:"));
     else
-        m_console.line("         " + error.message);
+        m_console.line(kEventIndent + (error.shown.empty() ? error.message : error.shown));
     showLoss(error.lossOfDrive);
 }
 
@@ -130,14 +159,15 @@ void ConsoleReporter::end(const RunSummary& summary) {
     // Bad parameters were named in one sentence; there is nothing to sum up.
     if (summary.result == TestResult::BADPARAMS)
         return;
-    m_console.line(m_title + ": " + summary.result.name() + " - " + meaningOf(summary));
+    m_console.line(m_title + ": " + summary.result.name() + " - " + words(meaningOf(summary)));
     if (summary.statistics != nullptr) {
         printTotals(m_console, *summary.statistics);
         printBadSectors(m_console, summary.statistics->badSectors(), summary.allBadSectors);
         printSlowTransfers(m_console, summary.statistics->slowTransfers());
     }
-    m_console.line("  reported  " + countText(summary.counts.errors, "error") + ", " +
-                   countText(summary.counts.warnings, "warning"));
+    m_console.line(summaryLabel(words("reported")) +
+                   counted(summary.counts.errors, "{n} error", "{n} errors") + ", " +
+                   counted(summary.counts.warnings, "{n} warning", "{n} warnings"));
 }
 
 }  // namespace drivetest

@@ -19,7 +19,7 @@ public:
     void end(const RunSummary& summary) override;
 
 private:
-    void show(const quix5::Event& event, const char* type);
+    void show(const quix5::Event& event, const std::string& type);
     void showLoss(const std::string& lossOfDrive);
 
     Console& m_console;

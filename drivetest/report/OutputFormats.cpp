@@ -4,28 +4,36 @@
 
 #include "drivetest/record/RunRecord.h"
 #include "drivetest/report/BadList.h"
+#include "drivetest/report/HtmlReporter.h"
 #include "drivetest/report/LogReporter.h"
 #include "drivetest/safety/JournalPlace.h"
+#include "zel/Words.h"
 
 namespace drivetest {
 
+using zel::words;
+
 const std::vector<OutputFormat>& outputFormats() {
     static const std::vector<OutputFormat> formats = {
-        {"--log", "Write the log", "the log",
+        {"--log", words("Write the log"), words("the log"),
          [](const std::string& /*path*/, OutputFile file) -> std::unique_ptr<RunReporter> {
              return std::make_unique<LogReporter>(std::move(file));
          }},
         {kRecordOption,
-         "Write the record of the run, JSON Lines; - is standard output\n(default: a file in " +
-             defaultRecordFolder() + ")",
-         "the record",
+         words("Write the record of the run, JSON Lines; - is standard output\n(default: a file in {folder})",
+               {{"folder", defaultRecordFolder()}}),
+         words("the record"),
          [](const std::string& path, OutputFile file) -> std::unique_ptr<RunReporter> {
              return std::make_unique<RunRecord>(std::make_unique<RecordWriter>(path, std::move(file)));
          }},
-        {kBadListOption, "Write the list of bad sectors: a range a line, \"first-last count fault\"",
-         "the list of bad sectors",
+        {kBadListOption, words("Write the list of bad sectors: a range a line, \"first-last count fault\""),
+         words("the list of bad sectors"),
          [](const std::string& path, OutputFile file) -> std::unique_ptr<RunReporter> {
              return std::make_unique<BadListReporter>(path, std::move(file));
+         }},
+        {kReportOption, words("Write a report for people, a page of HTML"), words("the report"),
+         [](const std::string& path, OutputFile file) -> std::unique_ptr<RunReporter> {
+             return std::make_unique<HtmlReporter>(path, std::move(file));
          }},
     };
     return formats;

@@ -11,13 +11,14 @@
 namespace drivetest {
 
 inline constexpr std::string_view kRecordOption = "--events";
+inline constexpr std::string_view kReportOption = "--report";
 inline constexpr std::string_view kBadListOption = "--bad-list";
 
 /// A form in which a run can be written to a file of the user's.
 struct OutputFormat {
     std::string_view option;  ///< of the command line, which names the file
     std::string help;
-    const char* what;  ///< in messages: "the record"
+    std::string what;  ///< in messages: "the record"
     std::unique_ptr<RunReporter> (*make)(const std::string& path, OutputFile file);
 };
 

@@ -22,6 +22,13 @@ struct RunStart {
     std::string commandLine;
 };
 
+/// The drive as the test got it.
+struct DriveAccess {
+    const char* method;  ///< how its sectors are reached, see accessMethodOf()
+    std::uint64_t sectors;
+    std::uint32_t sectorBytes;
+};
+
 /// An event that the test sent of its drive.
 struct RunEvent {
     const quix5::Event& event;
@@ -39,6 +46,8 @@ struct RunError {
     std::string cause;
     std::string lossOfDrive;
     std::optional<quix5::SourceLocation> where;
+    std::string
+        shown{};  ///< the message for people in their language, where it is another; records have English
 };
 
 /// Counts of the events of a run. Problems of the run itself, such as a reached limit, are none.
@@ -72,6 +81,8 @@ public:
     virtual ~RunReporter() = default;
 
     virtual void begin(const RunStart& /*start*/) {}
+    /// Once, when the test has its drive; not when it gets none.
+    virtual void driveObtained(const DriveAccess& /*access*/) {}
     virtual void event(const RunEvent& /*event*/) {}
     virtual void runError(const RunError& /*error*/) {}
     /// A line of the log.

@@ -15,6 +15,7 @@ public:
     [[nodiscard]] const std::vector<std::unique_ptr<RunReporter>>& all() const { return m_all; }
 
     void begin(const RunStart& start) override { tell(&RunReporter::begin, start); }
+    void driveObtained(const DriveAccess& access) override { tell(&RunReporter::driveObtained, access); }
     void event(const RunEvent& event) override { tell(&RunReporter::event, event); }
     void runError(const RunError& error) override { tell(&RunReporter::runError, error); }
     void log(const zel::String& logger, int priority, const zel::String& text) override {

@@ -7,6 +7,7 @@
 #include "libDrive2/DeviceLease.h"
 #include "libDrive2/JournalFolder.h"
 #include "zel/Path.h"
+#include "zel/Words.h"
 
 namespace drivetest {
 
@@ -47,10 +48,13 @@ DataGuard guardDrive(const std::string& locator, const std::string& journalFolde
         std::error_code none;
         if (drive && file && libDrive2::isKeptIn(*drive, *file))
             return std::filesystem::is_block_file(zel::pathOf(locator), none)
-                       ? "it is the file behind " + locator + ", which is to be tested"
-                       : "it is what is to be tested";
+                       ? zel::words("it is the file behind {drive}, which is to be tested",
+                                    {{"drive", locator}})
+                       : zel::words("it is what is to be tested");
         const std::string journal = journalAt(path, journalFolder);
-        return journal.empty() ? journal : "it is the undo journal " + journal + ", or speaks of it";
+        return journal.empty()
+                   ? journal
+                   : zel::words("it is the undo journal {journal}, or speaks of it", {{"journal", journal}});
     };
 }
 

@@ -47,7 +47,7 @@ struct OutputRules {
 /// Opens a file for `what` ("the record"); "-" is standard output. Taken are regular files that are new or
 /// empty, FIFOs, terminals and /dev/null; nothing is changed yet. Waits for the reader of a FIFO until a stop
 /// is requested. Without a file on failure; `error` then says why, and what to do.
-OutputFile openOutput(const char* what, const std::string& path, const OutputRules& rules,
+OutputFile openOutput(const std::string& what, const std::string& path, const OutputRules& rules,
                       std::string& error);
 
 /// Whether both lead to one file, by whatever names; /dev/null takes everything.

@@ -13,6 +13,7 @@
 
 #include "drivetest/run/Signals.h"
 #include "quix5/StopRequest.h"
+#include "zel/Words.h"
 
 namespace drivetest {
 
@@ -174,11 +175,13 @@ bool OutputQueue::hasStandardFailed() {
 
 std::string OutputQueue::standardFailure() {
     const auto queues = StandardQueues::get().used();
-    for (const auto& [descriptor, name] : {std::pair{1, "standard output"}, {2, "standard error"}}) {
+    for (const auto& [descriptor, name] :
+         {std::pair{1, zel::marked("standard output")}, {2, zel::marked("standard error")}}) {
         const auto& queue = queues.at(static_cast<std::size_t>(descriptor));
         const std::string reason = queue != nullptr ? queue->failure() : std::string();
         if (!reason.empty())
-            return std::string(name) + " cannot be written to: " + reason;
+            return zel::words("{stream} cannot be written to: {reason}",
+                              {{"stream", zel::words(name)}, {"reason", reason}});
     }
     return {};
 }

@@ -1,23 +1,52 @@
 #include "drivetest/run/RunHost.h"
 
+#include "drivetest/devices/AccessMethod.h"
+#include "drivetest/terminal/Columns.h"
 #include "drivetest/terminal/TerminalPrompt.h"
 #include "drivetest/terminal/Texts.h"
 #include "libDrive2/Drive.h"
 #include "quix5/StopRequest.h"
+#include "zel/Words.h"
 
 namespace drivetest {
+
+namespace {
+
+using zel::words;
+
+void fillFrom(const LiveCounts& counts, ProgressSnapshot& now) {
+    now.advance.bytes = counts.bytes();
+    now.advance.written = counts.written();
+    now.advance.bytesOfEach = counts.bytesOfEach();
+    now.advance.visited = counts.visited();
+    now.advance.requested = counts.requested();
+    now.surface = counts.surface();
+    if (now.advance.visited > 0)
+        now.position = counts.position();
+}
+
+}  // namespace
 
 RunHost::RunHost(Console& console, RunReporter& reporter, bool prompts)
     : m_console(console), m_reporter(reporter), m_prompts(prompts) {}
 
 ProgressSnapshot RunHost::snapshot() {
     const std::lock_guard lock(m_mutex);
-    const char* const stopping =
+    ProgressSnapshot now;
+    now.advance.percent = m_percent;
+    now.errors = m_errors;
+    now.warnings = m_warnings;
+    now.activity = m_activity;
+    if (m_statistics != nullptr)
+        fillFrom(m_statistics->live(), now);
+    if (!quix5::StopRequest::made())
+        return now;
+    now.stopping = zel::words("stopping");
+    now.activity =
         quix5::StopRequest::isInsistedOn()
-            ? "stopping without further attempts; Ctrl-C once more ends at once, and restores nothing"
-            : "stopping after this transfer; Ctrl-C again gives up further attempts";
-    return {m_percent, m_statistics != nullptr ? m_statistics->bytesMoved() : 0, m_errors, m_warnings,
-            quix5::StopRequest::made() ? stopping : m_activity};
+            ? zel::words("without further attempts; Ctrl-C once more ends at once, and restores nothing")
+            : zel::words("after this transfer; Ctrl-C again gives up further attempts");
+    return now;
 }
 
 void RunHost::giveUpAttempts() {
@@ -68,7 +97,9 @@ void RunHost::lookForUsers() {
     if (m_isDisturbed || m_watch == nullptr || !m_watch->isDisturbed())
         return;
     m_isDisturbed = true;
-    m_console.line("error:   " + m_watch->reason() + ": the test stops, and puts back what it overwrote");
+    m_console.line(
+        eventLabel(words("error:")) +
+        words("{reason}: the test stops, and puts back what it overwrote", {{"reason", m_watch->reason()}}));
 }
 
 void RunHost::requestAbort() {
@@ -84,16 +115,17 @@ quix5::MessageBox2* RunHost::createMessageBox2(const zel::String& text, const ze
 bool RunHost::isHeldDrive(libDrive2::Drive& drive) {
     std::string difference;
     if (!m_held->isAsShown(difference)) {
-        m_console.line("error:   " + difference + "; nothing was written");
+        m_console.line(eventLabel(words("error:")) +
+                       words("{reason}; nothing was written", {{"reason", difference}}));
         return false;
     }
     const libDrive2::DriveIdentity& held = m_held->identity();
     if (drive.isMediaRemovable() ||
         (drive.getSectorCount() == held.sectors && drive.getSectorSize() == held.sectorBytes))
         return true;
-    m_console.line(
-        "error:   the drive that was opened for the test has another size than the one that was "
-        "confirmed; nothing was written");
+    m_console.line(eventLabel(words("error:")) +
+                   words("the drive that was opened for the test has another size than the one that was "
+                         "confirmed; nothing was written"));
     return false;
 }
 
@@ -106,6 +138,7 @@ quix5::TestResult RunHost::driveObtained(libDrive2::Drive& drive, const quix5::D
         m_statistics->setSlowLimit(*m_slowLimit);
     drive.setObserver(m_statistics.get());
     drive.setJournal(m_journal);
+    m_reporter.driveObtained({accessMethodOf(drive), drive.getSectorCount(), drive.getSectorSize()});
     return mayRun ? quix5::TestResult::PASS : quix5::TestResult::CANNOTRUN;
 }
 
@@ -132,12 +165,14 @@ void RunHost::putBackLeftovers() {
     const libDrive2::RestoreOutcome outcome = m_drive->restoreProtected(isSameDrive);
     m_journal->narrowUnrestored(outcome.left);
     if (outcome.putBack > 0)
-        m_console.line("         put back " + countText(outcome.putBack, "sector") +
-                       " that the test had left overwritten");
+        m_console.line(kEventIndent +
+                       zel::counted(outcome.putBack, "put back {n} sector that the test had left overwritten",
+                                    "put back {n} sectors that the test had left overwritten"));
     else if (wasOwed && outcome.left.empty())
-        m_console.line("         all sectors were compared: the drive holds all its data");
+        m_console.line(kEventIndent + words("all sectors were compared: the drive holds all its data"));
     if (!outcome.left.empty())
-        m_console.line("         not everything could be put back: " + outcome.reason.utf8());
+        m_console.line(kEventIndent +
+                       words("not everything could be put back: {reason}", {{"reason", outcome.reason}}));
 }
 
 /// The drive's own words, where an operation has just failed.

@@ -7,12 +7,16 @@
 #include "drivetest/record/KeptRecord.h"
 #include "drivetest/report/ConsoleReporter.h"
 #include "drivetest/run/DataGuard.h"
+#include "drivetest/terminal/Columns.h"
 #include "quix5/DeviceInventory.h"
 #include "zel/Path.h"
+#include "zel/Words.h"
 
 namespace drivetest {
 
 namespace {
+
+using zel::words;
 
 const OutputFormat& recordFormat() {
     return *std::find_if(outputFormats().begin(), outputFormats().end(),
@@ -53,8 +57,9 @@ bool RunOutputs::openNamed(const RunOptions& options, std::string& error) {
 std::string RunOutputs::findClash(const Output& output) const {
     for (const Output& other : m_outputs)
         if (isSameOutput(other.file, output.file))
-            return std::string(other.format->what) + " and " + output.format->what +
-                   " cannot both be written to " + output.path + ": name two files";
+            return words(
+                "{what} and {other} cannot both be written to {file}: name two files",
+                {{"what", other.format->what}, {"other", output.format->what}, {"file", output.path}});
     return {};
 }
 
@@ -68,7 +73,8 @@ void RunOutputs::keepRecord(const RunOptions& options, const quix5::DiagDevice& 
     std::string problem;
     KeptRecord kept = createKeptRecord(recordName(drive, options.test), problem);
     if (!problem.empty())
-        console.line("warning: no record of this run is kept: " + problem);
+        console.line(eventLabel(words("warning:")) +
+                     words("no record of this run is kept: {reason}", {{"reason", problem}}));
     if (kept.file)
         m_outputs.push_back({&recordFormat(), kept.path, std::move(kept.file)});
 }
@@ -79,7 +85,7 @@ std::string RunOutputs::badSectorsList() const {
         if (output.format->option == kBadListOption)
             return output.path;
         else if (output.format->option == kRecordOption)
-            list = "the record";
+            list = output.format->what;
     return list;
 }
 
@@ -89,13 +95,15 @@ int RunOutputs::close(int status, Console& console) const {
         const bool isRecord = format.option == kRecordOption;
         const ReportState state = m_reporters.all()[i]->state();
         if (!state.isComplete) {
-            complain(std::string(format.what) + " " + state.path + " is incomplete: " +
-                     (state.wasGivenUp ? "nobody took what was left of it"
-                                       : "it could not be written to the end"));
+            complain(state.wasGivenUp
+                         ? words("{what} {file} is incomplete: nobody took what was left of it",
+                                 {{"what", format.what}, {"file", state.path}})
+                         : words("{what} {file} is incomplete: it could not be written to the end",
+                                 {{"what", format.what}, {"file", state.path}}));
             if (isRecord && !state.wasGivenUp && status != kExitNotRestored)
                 status = kExitInternalError;
-        } else if (isRecord && state.path != "-") {
-            console.line("  record    " + state.path);
+        } else if (state.path != "-" && (isRecord || format.option == kReportOption)) {
+            console.line(summaryLabel(isRecord ? words("record") : words("report")) + state.path);
         }
     }
     return status;

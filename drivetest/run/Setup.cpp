@@ -1,7 +1,6 @@
 #include "drivetest/run/Setup.h"
 
 #include <algorithm>
-#include <cstdlib>
 
 #include "drivetest/devices/Drives.h"
 #include "drivetest/safety/SafeStart.h"
@@ -13,10 +12,13 @@
 #include "quix5/Runner.h"
 #include "zel/Path.h"
 #include "zel/Resource.h"
+#include "zel/Words.h"
 
 namespace drivetest {
 
 namespace {
+
+using zel::words;
 
 constexpr const char* kModuleName = "libDriveTest";
 
@@ -44,19 +46,22 @@ bool applyParameters(const quix5::Test& test, const std::vector<std::string>& as
         zel::String name;
         zel::String text;
         if (!splitAssignment(assignment, name, text)) {
-            error = quoted(assignment) + " is no parameter: write NAME=VALUE";
+            error = words("{text} is no parameter: write NAME=VALUE", {{"text", quoted(assignment)}});
             return false;
         }
         quix5::Parameter* const parameter = quix5::findParameter(test, name);
         if (parameter == nullptr) {
-            error = test.name().utf8() + " has no parameter " + quoted(name.utf8()) +
-                    "; it has: " + parameterNames(test);
+            error = words(
+                "{test} has no parameter {name}; it has: {known}",
+                {{"test", test.name()}, {"name", quoted(name.utf8())}, {"known", parameterNames(test)}});
             return false;
         }
         const auto value = quix5::parseValue(*parameter, text);
         if (!value) {
-            error = quoted(text.utf8()) + " is no value for " + name.utf8() + ": give " +
-                    quix5::describeValues(*parameter).utf8();
+            error = words("{text} is no value for {name}: give {values}",
+                          {{"text", quoted(text.utf8())},
+                           {"name", name},
+                           {"values", quix5::describeValues(*parameter)}});
             return false;
         }
         parameter->set(*value);
@@ -73,16 +78,19 @@ bool makeDevice(const std::string& locator, const std::vector<std::string>& prop
         zel::String name;
         zel::String value;
         if (!splitAssignment(assignment, name, value)) {
-            error = quoted(assignment) + " is no device property: write NAME=VALUE";
+            error = words("{text} is no device property: write NAME=VALUE", {{"text", quoted(assignment)}});
             return false;
         }
         if (isIdentityProperty(name.utf8())) {
-            error = "the property " + name.utf8() +
-                    " says which drive it is; it comes from the drive itself and cannot be given";
+            error = words(
+                "the property {name} says which drive it is; it comes from the drive itself and cannot be "
+                "given",
+                {{"name", name}});
             return false;
         }
         if (name == kAccessOrderProperty && !isAccessOrder(value.utf8())) {
-            error = quoted(value.utf8()) + " is no access order: give " + kAccessOrderForms;
+            error = words("{text} is no access order: give {forms}",
+                          {{"text", quoted(value.utf8())}, {"forms", words(kAccessOrderForms)}});
             std::replace(error.begin(), error.end(), '\n', ' ');
             return false;
         }
@@ -108,18 +116,20 @@ ExitStatus checkDevice(const ChosenTest& chosen, std::string& error) {
     const std::string test = chosen.test->descriptor.name().utf8();
     const std::string device = chosen.device.osLocator().utf8();
     if (!quix5::isOffered(chosen.test->descriptor, chosen.device)) {
-        error = test + " is not offered for " + device + ": the device has a property that excludes it";
+        error = words("{test} is not offered for {device}: the device has a property that excludes it",
+                      {{"test", test}, {"device", device}});
         return kExitCannotRun;
     }
     if (!chosen.device.hasCapability(chosen.test->entry->traits.needs)) {
         if (isThere(device, error))
-            error = device + " is none: \"drivetest devices\" lists the drives of this machine";
-        error = test + " tests optical drives, and " + error;
+            error = words("{device} is none: \"drivetest devices\" lists the drives of this machine",
+                          {{"device", device}});
+        error = words("{test} tests optical drives, and {reason}", {{"test", test}, {"reason", error}});
         return kExitUsage;
     }
     if (flagProperty(chosen.device, kPropertyLocked)) {
-        error =
-            device + " is locked by its ATA password, so nothing on it can be read: " + adviceOnLockedDrive();
+        error = words("{device} is locked by its ATA password, so nothing on it can be read: {advice}",
+                      {{"device", device}, {"advice", adviceOnLockedDrive()}});
         return kExitCannotRun;
     }
     return kExitPass;
@@ -146,9 +156,10 @@ const quix5::OfferedTest* findTest(const quix5::Module& module, const std::strin
     const quix5::OfferedTest* const test = module.find(name);
     if (test != nullptr)
         return test;
-    error = "there is no test " + quoted(name) + "; there are:";
+    std::string known;
     for (const quix5::OfferedTest& offered : module.tests())
-        error += " " + offered.descriptor.name().utf8();
+        known += (known.empty() ? "" : " ") + offered.descriptor.name().utf8();
+    error = words("there is no test {name}; there are: {known}", {{"name", quoted(name)}, {"known", known}});
     return nullptr;
 }
 
@@ -157,14 +168,6 @@ std::string describeText(const std::string& key) {
     zel::Resource::getString(quix5::registeredLibrary(), key.c_str(), zel::ZELLocale::getGlobalLocale(),
                              text);
     return text.utf8();
-}
-
-void chooseLanguage(const std::string& option) {
-    std::string name = option;
-    for (const char* variable : {"LC_ALL", "LC_MESSAGES", "LANG"})
-        if (const char* value = std::getenv(variable); name.empty() && value != nullptr)
-            name = value;
-    zel::ZELLocale::setGlobalLocale(zel::ZELLocale(name.empty() ? systemLanguage() : name));
 }
 
 }  // namespace drivetest

@@ -35,7 +35,4 @@ const quix5::OfferedTest* findTest(const quix5::Module& module, const std::strin
 /// What the module's texts say of "Test.NAME" or "Parameter.NAME", in the language of the texts.
 std::string describeText(const std::string& key);
 
-/// Takes the language of the texts from the option or, when it is empty, from the environment.
-void chooseLanguage(const std::string& option);
-
 }  // namespace drivetest

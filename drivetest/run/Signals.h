@@ -10,6 +10,10 @@ void letWritesFail();
 /// ignored; no call is restarted after a signal.
 void stopOnSignals();
 
+/// Whether somebody has asked since the last call how far the run is: by SIGUSR1, where there are
+/// signals.
+bool takeProgressRequest();
+
 /// What an end at once leaves behind.
 enum class AtStake : unsigned char {
     nothing,

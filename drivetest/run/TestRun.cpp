@@ -1,10 +1,13 @@
 #include "drivetest/run/TestRun.h"
 
+#include <optional>
 #include <vector>
 
 #include "drivetest/ExitStatus.h"
 #include "drivetest/run/HurryWatch.h"
 #include "drivetest/run/Signals.h"
+#include "drivetest/terminal/Columns.h"
+#include "drivetest/terminal/ProgressDisplay.h"
 #include "drivetest/terminal/Terminal.h"
 #include "drivetest/terminal/Texts.h"
 #include "libDrive2/DeviceOpeners.h"
@@ -12,12 +15,20 @@
 #include "quix5/ParameterText.h"
 #include "quix5/Runner.h"
 #include "quix5/StopRequest.h"
+#include "zel/Resource.h"
+#include "zel/Words.h"
 
 namespace drivetest {
 
 using quix5::TestResult;
 
 namespace {
+
+using zel::words;
+
+/// In the record, too, which is in English.
+constexpr const char* kDriveLost =
+    zel::marked("{device} could be opened, and stopped taking commands while it was tested");
 
 std::vector<std::string> usersOf(libDrive2::DeviceLease& lease) {
     std::vector<std::string> users;
@@ -31,7 +42,7 @@ void describeParameters(const quix5::Test& test, const zel::String& refused, Con
     for (const zel::String& item : refused.tokenize(", "))
         if (const zel::Array<zel::String> name = item.tokenize(":");
             !name.isEmpty() && quix5::findParameter(test, name[0]) != nullptr)
-            console.line("         " + name[0].utf8() + ": " + describeText("Parameter." + name[0].utf8()));
+            console.line(kEventIndent + name[0].utf8() + ": " + describeText("Parameter." + name[0].utf8()));
 }
 
 /// Nobody could answer without a terminal; and what was confirmed is the drive with the medium that it had.
@@ -70,8 +81,11 @@ TestResult TestRun::runTest() {
     zel::LogSink* const previousSink = zel::LogFactory::setSink(&m_host);
     TestResult result;
     {
-        const ProgressDisplay display(m_console, m_options.test + " " + m_options.device,
-                                      [this] { return m_host.snapshot(); });
+        std::optional<ProgressDisplay> display;
+        if (!m_options.quiet)
+            display.emplace(m_console, m_options.test + " " + m_options.device,
+                            Forecast(describeText("Shorter." + m_options.test)),
+                            [this] { return m_host.snapshot(); });
         const HurryWatch hurry([this] { m_host.giveUpAttempts(); });
         // What stood in the way may be gone by now, but nothing was prepared for writing.
         const bool writes = m_chosen.writes && !m_drive.obstacle;
@@ -124,23 +138,24 @@ void TestRun::explain(const TestResult& result) {
     const std::optional<Obstacle>& obstacle = m_drive.obstacle;
     const char* const mediaText = m_chosen.test->entry->traits.mediaText;
     if (obstacle && obstacle->isKnownToTest && exitStatusOf(result) == obstacle->status)
-        m_console.line("         " + obstacle->reason + "; " + obstacle->advice);
+        m_console.line(kEventIndent + obstacle->reason + "; " + obstacle->advice);
     else if (result == TestResult::DEVICEBUSY && !m_drive.held.failure().ok())
-        m_console.line("         " + m_drive.held.failure().text.utf8());
+        m_console.line(kEventIndent + m_drive.held.failure().text.utf8());
     else if (m_host.statistics() == nullptr && result == TestResult::CANNOTRUN && !reason.empty())
         m_outputs.reporters().runError({nullptr, "driveNotOpened", reason, {}, {}, {}});
     else if (result == TestResult::CANNOTRUN && !m_host.lossOfAccess().empty())
         m_outputs.reporters().runError(
             {nullptr,
              "driveLost",
-             m_options.device + " could be opened, and stopped taking commands while it was tested",
+             zel::fillPlaceholders(kDriveLost, {{"device", m_options.device}}).utf8(),
              m_host.lossOfAccess(),
              {},
-             {}});
+             {},
+             words(kDriveLost, {{"device", m_options.device}})});
     else if (result == TestResult::BADPARAMS)
         describeParameters(m_chosen.test->descriptor, m_host.refusedValues(), m_console);
     else if (result == TestResult::INCORRECTMEDIA && mediaText != nullptr)
-        m_console.line("         " + describeText(mediaText));
+        m_console.line(kEventIndent + describeText(mediaText));
 }
 
 /// A drive that is slow beyond what the user allows.
@@ -151,9 +166,12 @@ TestResult TestRun::judgeSlowness(const TestResult& result) const {
     const std::uint64_t slow = statistics->slowTransfers().beyondLimit();
     if (slow <= m_options.slowAllowed)
         return result;
-    m_console.line("warning: " + countText(slow, "transfer") + " took longer than " +
-                   std::to_string(m_options.slowMs) + " ms, and " + std::to_string(m_options.slowAllowed) +
-                   " may (--slow-ms, --slow-count)");
+    m_console.line(
+        eventLabel(words("warning:")) +
+        zel::counted(slow,
+                     "{n} transfer took longer than {limit} ms, and {allowed} may (--slow-ms, --slow-count)",
+                     "{n} transfers took longer than {limit} ms, and {allowed} may (--slow-ms, --slow-count)",
+                     {{"limit", m_options.slowMs}, {"allowed", m_options.slowAllowed}}));
     TestResult judged = result;
     judged.merge(TestResult::WARN);
     return judged;

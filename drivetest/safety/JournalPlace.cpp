@@ -5,10 +5,13 @@
 #include "drivetest/terminal/Texts.h"
 #include "libDrive2/JournalFolder.h"
 #include "zel/Path.h"
+#include "zel/Words.h"
 
 namespace drivetest {
 
 namespace {
+
+using zel::words;
 
 /// What any disk takes without wearing.
 constexpr std::uint64_t kWorthTelling = 10'000'000'000;
@@ -21,7 +24,7 @@ std::string placeText(const std::string& folder) {
         existing = existing.parent_path();
     const auto space = std::filesystem::space(existing, failed);
     const std::string system = libDrive2::JournalFolder(folder).fileSystem().utf8();
-    const std::string free = failed ? "" : sizeText(space.available) + " free";
+    const std::string free = failed ? "" : words("{size} free", {{"size", sizeText(space.available)}});
     if (system.empty() && free.empty())
         return folder;
     return folder + " (" + system + (system.empty() || free.empty() ? "" : ", ") + free + ")";
@@ -30,16 +33,18 @@ std::string placeText(const std::string& folder) {
 }  // namespace
 
 std::string recoverCommand(const std::string& locator, const std::string& folder) {
-    const std::string option = folder == defaultJournalFolder() ? "" : " --journal " + folder;
-    return "\"drivetest recover " + locator + option + "\"";
+    const std::string option = folder == defaultJournalFolder() ? "" : " --journal " + shellWord(folder);
+    return quoted("drivetest recover " + shellWord(locator) + option);
 }
 
 std::vector<std::string> journalCostLines(std::uint64_t testedBytes, const std::string& folder) {
     if (testedBytes < kWorthTelling || libDrive2::JournalFolder(folder).isVolatile())
         return {};
-    return {"the undo journal writes what is tested once to its own disk, up to " + sizeText(testedBytes) +
-                ", in " + placeText(folder),
-            "keep it on a disk made for that much, not on the system's SSD or a memory card: --journal DIR"};
+    return {
+        words("the undo journal writes what is tested once to its own disk, up to {size}, in {place}",
+              {{"size", sizeText(testedBytes)}, {"place", placeText(folder)}}),
+        words(
+            "keep it on a disk made for that much, not on the system's SSD or a memory card: --journal DIR")};
 }
 
 }  // namespace drivetest

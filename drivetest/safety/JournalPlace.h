@@ -17,6 +17,9 @@ std::string defaultRecordFolder();
 /// absolute path, names the folder that holds it, and root's journals too.
 std::string defaultRegisterFolder();
 
+/// The text as one word of a command line, as the shell of this system takes it.
+std::string shellWord(const std::string& text);
+
 /// The command that puts back what a journal in that folder holds, in quotes; the folder is named unless it
 /// is the default one.
 std::string recoverCommand(const std::string& locator, const std::string& folder);

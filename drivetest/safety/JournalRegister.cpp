@@ -5,12 +5,15 @@
 #include <filesystem>
 
 #include "zel/Path.h"
+#include "zel/Words.h"
 
 namespace drivetest {
 
 namespace fs = std::filesystem;
 
 namespace {
+
+using zel::words;
 
 // An entry: "journal LENGTH PATH", then the drive's identity, then "end". The length keeps line feeds in the
 // path from being taken for lines; the end shows that nothing is missing.
@@ -45,14 +48,15 @@ RegisteredJournal toJournal(const RegisterEntry& entry, const std::string& folde
     found.problem = entry.problem;
     if (found.problem.empty() && !fromText(entry.text, found)) {
         found = {};
-        found.problem = "it holds something else, or is damaged";
+        found.problem = words("it holds something else, or is damaged");
     }
     found.file = zel::textOf(zel::pathOf(folder) / zel::pathOf(entry.name));
     found.owner = entry.owner;
     if (!found.problem.empty())
-        found.problem = "the entry " + found.file + " of user " + found.owner +
-                        " in the register of open journals cannot be used: " + found.problem +
-                        "; find out what it is for, and delete it";
+        found.problem = words(
+            "the entry {file} of user {user} in the register of open journals cannot be used: {reason}; find "
+            "out what it is for, and delete it",
+            {{"file", found.file}, {"user", found.owner}, {"reason", found.problem}});
     return found;
 }
 

@@ -1,10 +1,13 @@
 #include "drivetest/safety/OpenJournals.h"
 
 #include "libDrive2/JournalFolder.h"
+#include "zel/Words.h"
 
 namespace drivetest {
 
 namespace {
+
+using zel::words;
 
 using libDrive2::DriveIdentity;
 using libDrive2::JournalContents;
@@ -71,8 +74,10 @@ OpenJournalState stateOfJournal(const std::string& path, bool wasRegistered, Jou
     else if (!isBusy && read.needsRecovery())
         state = OpenJournalState::open;
     if (state == OpenJournalState::unreadable)
-        problem = "what the journal " + path + " holds is not known: " +
-                  (read.state == JournalState::unused ? "all that it held is gone" : read.problem.utf8());
+        problem = words("what the journal {file} holds is not known: {reason}",
+                        {{"file", path},
+                         {"reason", read.state == JournalState::unused ? words("all that it held is gone")
+                                                                       : read.problem.utf8()}});
     if (contents != nullptr)
         *contents = std::move(read);
     return state;
@@ -112,7 +117,8 @@ bool discardSettled(const std::string& path, JournalRegister& registered, std::s
         return false;
     if (mayGo && file->remove(reason))
         return true;
-    problem = reason.isEmpty() ? "the journal " + path + " is needed by now" : reason.utf8();
+    problem =
+        reason.isEmpty() ? words("the journal {file} is needed by now", {{"file", path}}) : reason.utf8();
     return false;
 }
 

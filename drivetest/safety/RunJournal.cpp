@@ -6,13 +6,17 @@
 
 #include "drivetest/safety/JournalPlace.h"
 #include "drivetest/safety/OpenJournals.h"
+#include "drivetest/terminal/Columns.h"
 #include "drivetest/terminal/Texts.h"
 #include "zel/Format.h"
 #include "zel/Path.h"
+#include "zel/Words.h"
 
 namespace drivetest {
 
 namespace {
+
+using zel::words;
 
 using libDrive2::DriveIdentity;
 using libDrive2::JournalFolder;
@@ -23,7 +27,7 @@ constexpr std::uint64_t kBesideChunk = 128 << 10;
 constexpr std::uint64_t kMostPatterns = 32 << 20;
 
 ExitStatus refuse(const std::string& sentence, ExitStatus status) {
-    complain(sentence + "; nothing was written");
+    complain(words("{reason}; nothing was written", {{"reason", sentence}}));
     return status;
 }
 
@@ -33,18 +37,27 @@ std::string adviceOn(const OpenJournal& found, const std::string& locator) {
     const std::string folder = zel::textOf(zel::pathOf(path).parent_path());
     switch (found.state) {
         case OpenJournalState::open:
-            return "an interrupted test left data of " + locator + " in " + path +
-                   ": put it back first, with " + recoverCommand(locator, folder);
+            return words(
+                "an interrupted test left data of {drive} in {journal}: put it back first, with {command}",
+                {{"drive", locator}, {"journal", path}, {"command", recoverCommand(locator, folder)}});
         case OpenJournalState::busy:
-            return "a test or a recovery of the same storage as " + locator + " is using the journal " +
-                   path + ": wait for its end";
+            return words(
+                "a test or a recovery of the same storage as {drive} is using the journal {journal}: wait "
+                "for its end",
+                {{"drive", locator}, {"journal", path}});
         case OpenJournalState::missing:
-            return "an interrupted test left data of " + locator + " in " + path +
-                   ", which is not there now: connect or mount its disk and put the data back with " +
-                   recoverCommand(locator, folder) + ", or delete " + found.journal.file +
-                   " if the journal is gone for good";
+            return words(
+                "an interrupted test left data of {drive} in {journal}, which is not there now: connect or "
+                "mount "
+                "its disk and put the data back with {command}, or delete {entry} if the journal is gone for "
+                "good",
+                {{"drive", locator},
+                 {"journal", path},
+                 {"command", recoverCommand(locator, folder)},
+                 {"entry", found.journal.file}});
         default:
-            return found.journal.problem + "; as long as it is there, nothing is written to " + locator;
+            return words("{reason}; as long as it is there, nothing is written to {drive}",
+                         {{"reason", found.journal.problem}, {"drive", locator}});
     }
 }
 
@@ -118,18 +131,22 @@ ExitStatus RunJournal::create(const JournalRequest& request, Console& console) {
     JournalFolder folder(m_folder);
     zel::String reason;
     if (folder.isOnDrive(drive, request.device.osLocator(), reason))
-        return refuse("the undo journal must not lie on the drive under test: " + reason.utf8() +
-                          "; name another folder with --journal",
+        return refuse(words("the undo journal must not lie on the drive under test: {reason}; name another "
+                            "folder with --journal",
+                            {{"reason", reason}}),
                       kExitUsage);
     if (!reason.isEmpty())
         console.line("  " + reason.utf8());
     if (!createFile(request, reason))
-        return refuse("there can be no undo journal: " + reason.utf8() +
-                          "; name another folder with --journal, or go without it with --no-journal",
+        return refuse(words("there can be no undo journal: {reason}; name another folder with --journal, or "
+                            "go without it "
+                            "with --no-journal",
+                            {{"reason", reason}}),
                       kExitCannotRun);
     if (folder.isVolatile())
-        console.line("  the undo journal in " + m_folder +
-                     " outlives a crash of the program, but no power cut: the folder is in memory");
+        console.line("  " + words("the undo journal in {folder} outlives a crash of the program, but no "
+                                  "power cut: the folder is in memory",
+                                  {{"folder", m_folder}}));
     for (const std::string& line : journalCostLines(drive.sectors * drive.sectorBytes, m_folder))
         console.line("  " + line);
     return announce(request, console);
@@ -159,7 +176,8 @@ ExitStatus RunJournal::announce(const JournalRequest& request, Console& console)
     if (!m_register.add(path(), request.held.identity(), problem)) {
         if (RegisterFolder::isRequired())
             return refuse(problem, kExitCannotRun);
-        console.line("  " + problem + ": tests of other users will not know of this one");
+        console.line(
+            "  " + words("{reason}: tests of other users will not know of this one", {{"reason", problem}}));
     }
     return refuseOpenJournals(request, console);
 }
@@ -169,15 +187,17 @@ bool RunJournal::finish(const std::string& locator, Console& console) {
         return true;
     const bool restored = m_watched->unrestored().empty();
     if (!m_watched->failure().empty())
-        console.line("error:   " + m_watched->failure());
+        console.line(eventLabel(words("error:")) + m_watched->failure());
     if (!restored)
         showUnrestored(locator, console);
     if (m_journal == nullptr)
         return restored;
     if (m_journal->hasOpenSlots()) {
         if (restored)
-            console.line("         all data was put back, but the journal " + path() +
-                         " could not be closed: " + recoverCommand(locator, m_folder) + " does that");
+            console.line(kEventIndent +
+                         words("all data was put back, but the journal {journal} could not be closed: "
+                               "{command} does that",
+                               {{"journal", path()}, {"command", recoverCommand(locator, m_folder)}}));
         return restored;
     }
     close(console);
@@ -195,17 +215,21 @@ void RunJournal::close(Console& console) {
     if (problem.empty())
         m_file.reset();
     else
-        console.line("warning: the undo journal " + path() +
-                     " is of no more use, but is still there: " + problem);
+        console.line(eventLabel(words("warning:")) +
+                     words("the undo journal {journal} is of no more use, but is still there: {reason}",
+                           {{"journal", path()}, {"reason", problem}}));
 }
 
 void RunJournal::showUnrestored(const std::string& locator, Console& console) const {
-    console.line("error:   NOT ALL DATA WAS PUT BACK on " + locator);
+    console.line(eventLabel(words("error:")) +
+                 words("NOT ALL DATA WAS PUT BACK on {drive}", {{"drive", locator}}));
     for (const WatchedJournal::Range& range : m_watched->unrestored())
-        console.line("         " + sectorsText(range.lba, range.count) + " may hold test patterns");
+        console.line(kEventIndent + words("{sectors} may hold test patterns",
+                                          {{"sectors", sectorsText(range.lba, range.count)}}));
     if (m_file != nullptr)
-        console.line("         their data is in " + path() + ": " + recoverCommand(locator, m_folder) +
-                     " puts it back when the drive takes it");
+        console.line(kEventIndent +
+                     words("their data is in {journal}: {command} puts it back when the drive takes it",
+                           {{"journal", path()}, {"command", recoverCommand(locator, m_folder)}}));
 }
 
 }  // namespace drivetest

@@ -4,16 +4,20 @@
 
 #include "drivetest/devices/Drives.h"
 #include "drivetest/safety/SystemAdvice.h"
+#include "drivetest/terminal/Columns.h"
 #include "drivetest/terminal/Terminal.h"
 #include "drivetest/terminal/Texts.h"
 #include "libDrive2/DeviceLockingManager.h"
 #include "libDrive2/DeviceOpeners.h"
 #include "quix5/DeviceInventory.h"
 #include "quix5/ParameterText.h"
+#include "zel/Words.h"
 
 namespace drivetest {
 
 namespace {
+
+using zel::words;
 
 using quix5::DiagDevice;
 
@@ -31,7 +35,8 @@ bool hasSerial(const DiagDevice& device) {
 }
 
 std::string whatToType(const DiagDevice& device) {
-    return (hasSerial(device) ? "its serial number, " : "its path, ") + quoted(confirmationOf(device));
+    return hasSerial(device) ? words("its serial number, {text}", {{"text", quoted(confirmationOf(device))}})
+                             : words("its path, {text}", {{"text", quoted(confirmationOf(device))}});
 }
 
 /// What the test itself has to say of the medium; empty for nothing.
@@ -51,25 +56,28 @@ void showDrive(const ConfirmationRequest& request, Console& console) {
         identity += (identity.empty() ? "" : ", ") + text;
     };
     if (hasSerial(device))
-        addToIdentity("serial number " + textProperty(device, quix5::kPropertySerial));
+        addToIdentity(
+            words("serial number {serial}", {{"serial", textProperty(device, quix5::kPropertySerial)}}));
     if (const std::uint64_t bytes = numberProperty(device, quix5::kPropertyBytes); bytes != 0)
         addToIdentity(sizeText(bytes));
-    console.line(request.test.descriptor.name().utf8() + " writes to " + path +
-                 (identity.empty() ? "" : ": " + identity));
+    console.line(
+        words("{test} writes to {drive}", {{"test", request.test.descriptor.name()}, {"drive", path}}) +
+        (identity.empty() ? "" : ": " + identity));
     if (request.held.isHeld())
         tellOfRest(device, request.held.lease(), console);
     const auto contents = libDrive2::DeviceLockingManager(device.osLocator()).contents();
     // Of a drive that cannot be looked at, the refusal tells.
     if (contents.isEmpty() && !request.obstacle)
-        console.line("  no partition table or file system is recognised on it");
+        console.line("  " + words("no partition table or file system is recognised on it"));
     for (const libDrive2::VolumeContent& content : contents)
-        console.line("  it holds " + content.what.utf8() +
+        console.line("  " + words("it holds {contents}", {{"contents", content.what}}) +
                      (content.bytes != 0 ? ", " + sizeText(content.bytes) : ""));
     const char* const preserves = request.test.entry->traits.preservesIf;
     if (preserves == nullptr)
-        console.line("  the test records on the medium: WHAT IT HOLDS WILL BE LOST");
+        console.line("  " + words("the test records on the medium: WHAT IT HOLDS WILL BE LOST"));
     else if (!preservesData(request.test))
-        console.line(std::string("  ") + preserves + " is off: WHAT IT HOLDS WILL BE LOST");
+        console.line("  " +
+                     words("{parameter} is off: WHAT IT HOLDS WILL BE LOST", {{"parameter", preserves}}));
     if (const std::string warning = warningOf(request); !warning.empty())
         console.line("  " + warning);
 }
@@ -84,7 +92,7 @@ ExitStatus checkUnchanged(const ConfirmationRequest& request) {
     std::string difference;
     if (!request.held.isHeld() || request.held.isAsShown(difference))
         return kExitPass;
-    return refuse(difference + "; nothing was written", kExitCannotRun);
+    return refuse(words("{reason}; nothing was written", {{"reason", difference}}), kExitCannotRun);
 }
 
 }  // namespace
@@ -93,8 +101,9 @@ void tellOfRest(const DiagDevice& device, const libDrive2::DeviceLease& lease, C
     const std::uint64_t rest =
         numberProperty(device, quix5::kPropertyBytes) % std::max(1U, lease.identity().sectorBytes);
     if (rest != 0)
-        console.line("note:    the last " + countText(rest, "byte") +
-                     " are no whole sector and are not tested");
+        console.line(eventLabel(words("note:")) +
+                     zel::counted(rest, "the last {n} byte are no whole sector and are not tested",
+                                  "the last {n} bytes are no whole sector and are not tested"));
 }
 
 std::string confirmationOf(const DiagDevice& device) {
@@ -115,34 +124,39 @@ std::optional<Obstacle> findObstacle(const DiagDevice& device, const HeldDrive& 
     // The test would take it for busy.
     const bool isForbidden = held.failure().type == libDrive2::LIBDRIVE2_WRITE_PROTECTED_DEVICE;
     if (!held.isHeld() && !isBusy)
-        return Obstacle{kExitCannotRun, held.failure().text.utf8(), "nothing was written", !isForbidden};
+        return Obstacle{kExitCannotRun, held.failure().text.utf8(), words("nothing was written"),
+                        !isForbidden};
     libDrive2::DeviceLockingManager volumes(device.osLocator());
     const libDrive2::Encryption encryption = volumes.examineEncryption();
     const std::string reason = volumes.getLastErrorStr().utf8();
     if (encryption == libDrive2::Encryption::found)
-        return Obstacle{kExitCannotRun, reason,
-                        "tests that write leave alone what is encrypted: decrypt or wipe it first, or run a "
-                        "test that reads"};
+        return Obstacle{
+            kExitCannotRun, reason,
+            words("tests that write leave alone what is encrypted: decrypt or wipe it first, or run a "
+                  "test that reads")};
     // What comes into the drive later was neither shown nor confirmed. Optical media are another matter: what
     // is recorded goes to new ones.
     if (held.isHeld() && held.identity().sectors == 0 &&
         device.hasCapability(quix5::DeviceCapability::RemovableStorage) &&
         !device.hasCapability(quix5::DeviceCapability::SCSIMMC))
-        return Obstacle{kExitMedia, "there is no medium in " + device.osLocator().utf8(),
-                        "put in the one that may be written to, so that it can be shown, then start again"};
+        return Obstacle{
+            kExitMedia, words("there is no medium in {drive}", {{"drive", device.osLocator()}}),
+            words("put in the one that may be written to, so that it can be shown, then start again")};
     if (isBusy)
         return Obstacle{kExitBusy, held.failure().text.utf8(), adviceOnUsedDrive()};
     if (held.lease().takesWritesInOrderOnly())
-        return Obstacle{kExitCannotRun,
-                        device.osLocator().utf8() +
-                            " is a host-managed zoned drive: it takes writes only in the order of its zones, "
-                            "so that nothing could be put back",
-                        "run a test that reads", false};
+        return Obstacle{
+            kExitCannotRun,
+            words("{drive} is a host-managed zoned drive: it takes writes only in the order of its zones, "
+                  "so that nothing could be put back",
+                  {{"drive", device.osLocator()}}),
+            words("run a test that reads"), false};
     if (encryption == libDrive2::Encryption::unexamined && !allowUnexamined)
-        return Obstacle{kExitCannotRun, reason,
-                        "if you know that it holds none, or need none of it, give --allow-unexamined beside "
-                        "--confirm; nothing was written",
-                        false};
+        return Obstacle{
+            kExitCannotRun, reason,
+            words("if you know that it holds none, or need none of it, give --allow-unexamined beside "
+                  "--confirm; nothing was written"),
+            false};
     return std::nullopt;
 }
 
@@ -154,23 +168,27 @@ ExitStatus confirmWriting(const ConfirmationRequest& request, Console& console) 
     if (request.given == expected && !isRefusedHere)
         return checkUnchanged(request);
     if (!request.given.empty() && request.given != expected)
-        return refuse("--confirm " + quoted(request.given) + " does not name " + path + ": type " +
-                          whatToType(request.device) + ", if this is the drive you mean; nothing was written",
+        return refuse(words("--confirm {given} does not name {drive}: type {expected}, if this is the drive "
+                            "you mean; nothing was written",
+                            {{"given", quoted(request.given)},
+                             {"drive", path},
+                             {"expected", whatToType(request.device)}}),
                       kExitUsage);
     // Nobody should confirm what will be refused.
     if (request.obstacle)
         return refuse(request.obstacle->reason + "; " + request.obstacle->advice, request.obstacle->status);
     if (!request.mayAsk)
-        return refuse(request.test.descriptor.name().utf8() +
-                          " writes to the drive: confirm that with --confirm " + quoted(expected) +
-                          "; nothing was written",
-                      kExitUsage);
-    console.line("Type " + whatToType(request.device) +
-                 ", to go on; anything else leaves the drive as it is:");
+        return refuse(
+            words("{test} writes to the drive: confirm that with --confirm {expected}; nothing was written",
+                  {{"test", request.test.descriptor.name()}, {"expected", quoted(expected)}}),
+            kExitUsage);
+    console.line(words("Type {expected}, to go on; anything else leaves the drive as it is:",
+                       {{"expected", whatToType(request.device)}}));
     std::string line;
     if (waitForLine(std::chrono::milliseconds(-1), line) == InputWait::line && line == expected)
         return checkUnchanged(request);
-    return refuse("not confirmed; nothing was written to " + path, kExitUserAborted);
+    return refuse(words("not confirmed; nothing was written to {drive}", {{"drive", path}}),
+                  kExitUserAborted);
 }
 
 }  // namespace drivetest

@@ -10,4 +10,7 @@ std::string adviceOnUsedDrive();
 /// And about one whose ATA password keeps everybody out.
 std::string adviceOnLockedDrive();
 
+/// A name that a drive may have on this system, for examples.
+std::string exampleDrive();
+
 }  // namespace drivetest

@@ -1,7 +1,9 @@
 #include "drivetest/safety/TakenDrive.h"
 
+#include "drivetest/terminal/Columns.h"
 #include "drivetest/terminal/Terminal.h"
 #include "libDrive2/DeviceDescription.h"
+#include "zel/Words.h"
 
 namespace drivetest {
 
@@ -9,6 +11,8 @@ using libDrive2::DeviceLease;
 using libDrive2::LeasePurpose;
 
 namespace {
+
+using zel::words;
 
 /// Whoever mounts media as they come in would disturb the test of an optical drive. A disc that is in use
 /// already, and a generic node, which cannot be held, are read all the same.
@@ -36,13 +40,14 @@ ExitStatus TakenDrive::takeForReading(Console& console) {
     libDrive2::DeviceStatus failure;
     readLease = DeviceLease::take(chosen.device.osLocator(), LeasePurpose::read, failure);
     if (failure.type == libDrive2::LIBDRIVE2_BUSY) {
-        complain(failure.text.utf8() + ": wait until it has ended, then try again");
+        complain(words("{reason}: wait until it has ended, then try again", {{"reason", failure.text}}));
         return kExitBusy;
     }
     if (readLease == nullptr)
         return kExitPass;
     for (const zel::String& user : readLease->users())
-        console.line("note:    " + user.utf8() + "; reading does no harm, but rates may be lower");
+        console.line(eventLabel(words("note:")) +
+                     words("{user}; reading does no harm, but rates may be lower", {{"user", user}}));
     tellOfRest(chosen.device, *readLease, console);
     return kExitPass;
 }

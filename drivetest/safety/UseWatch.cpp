@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "zel/Words.h"
+
 namespace drivetest {
 
 namespace {
@@ -23,7 +25,8 @@ bool UseWatch::isDisturbed() {
         if (!m_known.contains(user))
             m_reason += (m_reason.empty() ? "" : ", ") + user;
     if (!m_reason.empty())
-        m_reason = "somebody began to use the drive while the test ran: " + m_reason;
+        m_reason =
+            zel::words("somebody began to use the drive while the test ran: {users}", {{"users", m_reason}});
     // From its end on, so that a slow look never fills all the time.
     m_lastLook = m_clock();
     return !m_reason.empty();

@@ -2,14 +2,26 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 #include "drivetest/terminal/Texts.h"
+#include "zel/Format.h"
+#include "zel/Resource.h"
+#include "zel/Words.h"
 
 namespace drivetest {
 
+using zel::marked;
+using zel::words;
+
+void WatchedJournal::fail(std::string forPeople, const zel::String& cause) {
+    m_failure = std::move(forPeople);
+    m_cause = cause;
+}
+
 bool WatchedJournal::noteFailureUnless(bool success) {
     if (!success)
-        m_failure = "the undo journal failed: " + m_inner->lastErrorStr().utf8();
+        fail(words("the undo journal failed: {reason}", {{"reason", m_inner->lastErrorStr()}}), {});
     return success;
 }
 
@@ -31,7 +43,9 @@ bool WatchedJournal::keepCopy(const Range& range, const void* data, std::size_t 
     const auto free =
         std::find_if(m_copies.begin(), m_copies.end(), [](const Copy& copy) { return !copy.isKept; });
     if (free == m_copies.end()) {
-        m_failure = "two chunks could not be put back: the test must not overwrite more";
+        constexpr const char* kReason =
+            marked("two chunks could not be put back: the test must not overwrite more");
+        fail(words(kReason), kReason);
         return false;
     }
     if (free->data.size() < bytes)
@@ -58,7 +72,12 @@ bool WatchedJournal::holdsOriginal(std::uint64_t lba, std::uint32_t count, const
                            : copy != nullptr && bytes <= copy->data.size() &&
                                  std::memcmp(copy->data.data(), data, bytes) == 0)
         return true;
-    m_failure = "what was put back on " + sectorsText(lba, count) + " does not read back as it was";
+    constexpr const char* kReason = marked("what was put back on {sectors} does not read back as it was");
+    fail(
+        words(kReason, {{"sectors", sectorsText(lba, count)}}),
+        zel::fillPlaceholders(
+            kReason, {{"sectors", count == 1 ? zel::format("sector %u", lba)
+                                             : zel::format("sectors %u through %u", lba, lba + count - 1)}}));
     return false;
 }
 
@@ -87,7 +106,7 @@ void WatchedJournal::narrowUnrestored(const std::vector<libDrive2::SectorSpan>& 
 }
 
 zel::String WatchedJournal::lastErrorStr() const {
-    return m_inner != nullptr ? m_inner->lastErrorStr() : zel::String(m_failure);
+    return m_inner != nullptr ? m_inner->lastErrorStr() : m_cause;
 }
 
 }  // namespace drivetest

@@ -50,6 +50,7 @@ private:
         bool isKept = false;
     };
 
+    void fail(std::string forPeople, const zel::String& cause);
     bool noteFailureUnless(bool success);
     bool keepCopy(const Range& range, const void* data, std::size_t bytes);
     Copy* findCopy(const Range& range);
@@ -57,7 +58,8 @@ private:
     libDrive2::SectorJournal* m_inner;
     std::array<Copy, kMostCopies> m_copies;
     std::vector<Range> m_unrestored;
-    std::string m_failure;
+    std::string m_failure;  ///< in the language of people
+    zel::String m_cause;    ///< the same in English, for records
 };
 
 }  // namespace drivetest

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "zel/Words.h"
+
 namespace drivetest {
 
 namespace {
@@ -12,7 +14,7 @@ constexpr std::size_t kMostSpans = 1U << 17;
 }  // namespace
 
 const char* nameOf(Coverage::Unit unit) {
-    return unit == Coverage::Unit::sectors ? "sectors" : "positions";
+    return unit == Coverage::Unit::sectors ? zel::marked("sectors") : zel::marked("positions");
 }
 
 CoverageCounter::CoverageCounter(Settled settled) : m_settled(std::move(settled)), m_good(kMostSpans) {}
@@ -31,6 +33,7 @@ void CoverageCounter::open(std::uint64_t lba, std::uint32_t count) {
     m_count = count;
     m_whole = State::unknown;
     m_states.clear();
+    m_hasFailedTransfer = false;
 }
 
 void CoverageCounter::visit(std::uint64_t lba, std::uint32_t count) {
@@ -44,6 +47,7 @@ void CoverageCounter::add(std::uint64_t lba, std::uint32_t count, libDrive2::_LI
     if (!isInside(lba, count))
         visit(lba, count);
     const bool good = outcome == libDrive2::LIBDRIVE2_NO_ERROR;
+    m_hasFailedTransfer |= !good;
     const bool isWhole = count == m_count && m_count > 1;
     if (isWhole || good)
         apply(lba, count, !good ? Step::chunkBad : isWhole ? Step::chunkGood : Step::partGood);
@@ -90,32 +94,36 @@ void CoverageCounter::apply(std::uint64_t lba, std::uint32_t count, Step step) {
     std::transform(first, first + count, first, [step](State known) { return next(known, step); });
 }
 
-void CoverageCounter::settleRun(std::uint64_t lba, std::uint64_t count, State state) {
+void CoverageCounter::settleRun(std::uint64_t lba, std::uint64_t count, State state, bool atFirstTry) {
     if (state == State::failed)
         m_positionsFailed += count;
     if (state != State::good || count == 0)
         return;
     m_positionsGood += count;
-    m_good.add(lba, count);
+    if (m_planned.unit == Coverage::Unit::sectors)
+        m_good.add(lba, count);
     if (m_settled)
-        m_settled(lba, count);
+        m_settled(lba, count, atFirstTry);
 }
 
+/// A failed transfer is put down to the bad sectors of the chunk, if it has any.
 void CoverageCounter::settle() {
+    const bool atFirstTry =
+        !m_hasFailedTransfer || std::ranges::find(m_states, State::failed) != m_states.end();
     if (m_states.empty()) {
-        settleRun(m_lba, m_count, m_whole);
+        settleRun(m_lba, m_count, m_whole, atFirstTry);
     } else {
         for (std::size_t start = 0, end = 0; start < m_states.size(); start = end) {
             while (end < m_states.size() && m_states[end] == m_states[start])
                 ++end;
-            settleRun(m_lba + start, end - start, m_states[start]);
+            settleRun(m_lba + start, end - start, m_states[start], atFirstTry);
         }
     }
     open(0, 0);
 }
 
 /// What was good once may have been found bad later.
-std::uint64_t CoverageCounter::goodSectors(const BadSectors& bad) const {
+std::uint64_t CoverageCounter::goodSectors(const BadSectors& bad) {
     std::uint64_t good = m_good.size();
     for (const auto& [first, span] : bad.spans())
         good -= m_good.countWithin(first, span.count);

@@ -39,11 +39,12 @@ const char* nameOf(Coverage::Unit unit);
 /// operation outside, settles this one: its good runs go into a set of sectors, so that each counts once
 /// however often it is visited, and what is still suspect or unknown counts as skipped. At the end the set
 /// of bad sectors is taken off: what was good once may have turned bad. A run of positions (random seeks)
-/// counts visits instead.
+/// counts visits instead, and needs no set.
 class CoverageCounter {
 public:
-    /// Told of every settled run of good sectors.
-    using Settled = std::function<void(std::uint64_t lba, std::uint64_t count)>;
+    /// Told of every settled run of good sectors: whether each was good at the first try, or a transfer of
+    /// their chunk failed and no sector was found that is to blame.
+    using Settled = std::function<void(std::uint64_t lba, std::uint64_t count, bool atFirstTry)>;
 
     explicit CoverageCounter(Settled settled = {});
 
@@ -69,8 +70,8 @@ private:
     void open(std::uint64_t lba, std::uint32_t count);
     void apply(std::uint64_t lba, std::uint32_t count, Step step);
     void settle();
-    void settleRun(std::uint64_t lba, std::uint64_t count, State state);
-    [[nodiscard]] std::uint64_t goodSectors(const BadSectors& bad) const;
+    void settleRun(std::uint64_t lba, std::uint64_t count, State state, bool atFirstTry);
+    [[nodiscard]] std::uint64_t goodSectors(const BadSectors& bad);
 
     Settled m_settled;
     Coverage m_planned;
@@ -82,6 +83,7 @@ private:
     std::uint32_t m_count = 0;
     State m_whole = State::unknown;  ///< of all sectors, while m_states is empty
     std::vector<State> m_states;
+    bool m_hasFailedTransfer = false;
 };
 
 }  // namespace drivetest

@@ -13,28 +13,36 @@ std::optional<double> TransferTotals::megabytesPerSecond() const {
 
 DriveStatistics::DriveStatistics(std::uint64_t sectors, std::uint32_t sectorBytes)
     : m_sectorBytes(sectorBytes),
-      m_counter([this](auto lba, auto count) { m_surface.addOutcome(lba, count, SectorOutcome::good); }),
+      m_counter([this](std::uint64_t lba, std::uint64_t count, bool atFirstTry) {
+          m_surface.addOutcome(lba, count, atFirstTry ? SectorOutcome::good : SectorOutcome::recovered);
+      }),
       m_surface(sectors),
-      m_readLatency(m_latencies[DriveOperation::read]),
-      m_lastEnd(zel::Clock::current().now()) {}
+      m_rates(sectors),
+      m_lastEnd(zel::Clock::current().now()),
+      m_live(sectors) {}
 
 /// Nothing was transferred from the one before: tests see to their medium first.
 void DriveStatistics::onMedium(std::uint64_t sectors, std::uint32_t sectorBytes) {
     m_sectorBytes = sectorBytes;
     m_surface = SurfaceMap(sectors);
+    m_live.begin(sectors);
+    m_rates = RateProfile(sectors);
 }
 
 void DriveStatistics::onPlan(std::uint64_t sectors) {
     m_counter.plan(sectors, Coverage::Unit::sectors);
+    m_live.plan(sectors, m_sectorBytes);
 }
 
 void DriveStatistics::onPlanPositions(std::uint64_t positions) {
     m_counter.plan(positions, Coverage::Unit::positions);
+    m_live.plan(positions, 0);
 }
 
 void DriveStatistics::onCondemned(const libDrive2::CondemnedSectors& condemned) {
     const auto& [lba, count] = condemned.sectors;
     m_counter.condemn(lba, count);
+    m_live.condemn(lba);
     m_bad.add(condemned);
     m_surface.addOutcome(lba, count, SectorOutcome::failed);
 }
@@ -55,26 +63,44 @@ void DriveStatistics::onOperation(const libDrive2::DriveOperationReport& report)
     m_lastEnd = end;
     if (report.count == 0)
         return;
-    m_counter.add(report.lba, report.count, report.outcome);
+    addOutcome(report);
     if (report.duration.count() > 0 && !report.getsReady) {
-        (report.operation == DriveOperation::read ? m_readLatency : m_latencies[report.operation])
-            .add(report.duration);
-        m_surface.addTransfer(report.lba, report.count, report.duration,
-                              report.outcome != libDrive2::LIBDRIVE2_NO_ERROR);
+        m_operations[static_cast<std::size_t>(report.operation)].latency.add(report.duration);
+        m_surface.addTransfer(report.lba, report.count, report.duration);
         m_slowTransfers.add(report);
     }
     if (report.operation == DriveOperation::read || report.operation == DriveOperation::write)
         addTransfer(report, spent);
 }
 
+void DriveStatistics::addOutcome(const libDrive2::DriveOperationReport& report) {
+    m_counter.add(report.lba, report.count, report.outcome);
+    if (report.outcome == libDrive2::LIBDRIVE2_NO_ERROR)
+        m_live.operation(report.lba, report.count);
+    OperationStatistics& operation = m_operations[static_cast<std::size_t>(report.operation)];
+    if (report.outcome != libDrive2::LIBDRIVE2_NO_ERROR) {
+        ++operation.failed;
+    } else if (report.attempts > 1 || report.correctedByDrive) {
+        ++operation.recovered;
+        m_surface.addOutcome(report.lba, report.count, SectorOutcome::recovered);
+    } else {
+        ++operation.firstTry;
+    }
+}
+
+/// A transfer that failed moved nobody knows how much: it tells nothing of the rate there.
 void DriveStatistics::addTransfer(const libDrive2::DriveOperationReport& report, zel::Clock::Duration spent) {
-    TransferTotals& totals = report.operation == DriveOperation::read ? m_reads : m_writes;
+    const bool isRead = report.operation == DriveOperation::read;
+    TransferTotals& totals = isRead ? m_reads : m_writes;
     totals.elapsed += spent;
     if (report.outcome != libDrive2::LIBDRIVE2_NO_ERROR)
         return;
     const std::uint64_t bytes = std::uint64_t{report.count} * m_sectorBytes;
     totals.bytes += bytes;
-    m_bytesMoved.store(m_bytesMoved.load(std::memory_order_relaxed) + bytes, std::memory_order_relaxed);
+    m_live.transfer(bytes, !isRead);
+    if (!report.getsReady)
+        m_rates.add(isRead ? &RateProfile::Region::read : &RateProfile::Region::written, report.lba,
+                    report.count, spent);
 }
 
 void DriveStatistics::finish() {

@@ -1,12 +1,14 @@
 #pragma once
 
-#include <atomic>
-#include <map>
+#include <array>
+#include <cstdint>
 #include <optional>
 
 #include "drivetest/statistics/BadSectors.h"
 #include "drivetest/statistics/CoverageCounter.h"
 #include "drivetest/statistics/LatencyHistogram.h"
+#include "drivetest/statistics/LiveCounts.h"
+#include "drivetest/statistics/RateProfile.h"
 #include "drivetest/statistics/SlowTransfers.h"
 #include "drivetest/statistics/SurfaceMap.h"
 #include "libDrive2/DriveObserver.h"
@@ -17,6 +19,10 @@ namespace drivetest {
 /// Of rates.
 inline constexpr double kBytesPerMegabyte = 1048576;
 
+inline constexpr std::array kOperations{libDrive2::DriveOperation::read, libDrive2::DriveOperation::write,
+                                        libDrive2::DriveOperation::seek, libDrive2::DriveOperation::flush,
+                                        libDrive2::DriveOperation::other};
+
 /// What one direction of transfers moved.
 struct TransferTotals {
     std::uint64_t bytes = 0;
@@ -24,6 +30,14 @@ struct TransferTotals {
 
     /// MB/s with 1 MB = 1,048,576 bytes; nothing when no time passed.
     [[nodiscard]] std::optional<double> megabytesPerSecond() const;
+};
+
+/// What became of one kind of operations, and how long they took.
+struct OperationStatistics {
+    std::uint64_t firstTry = 0;
+    std::uint64_t recovered = 0;  ///< succeeded with further tries, or by a correction that the drive tells
+    std::uint64_t failed = 0;
+    LatencyHistogram latency;  ///< of those that were timed
 };
 
 /// Watches a drive during a run: what is bad, coverage, surface, latencies and rates, in memory of bounded
@@ -51,15 +65,17 @@ public:
     [[nodiscard]] const SlowTransfers& slowTransfers() const { return m_slowTransfers; }
     [[nodiscard]] std::uint32_t sectorBytes() const { return m_sectorBytes; }
     [[nodiscard]] const SurfaceMap& surface() const { return m_surface; }
-    [[nodiscard]] const std::map<libDrive2::DriveOperation, LatencyHistogram>& latencies() const {
-        return m_latencies;
+    [[nodiscard]] const RateProfile& rates() const { return m_rates; }
+    [[nodiscard]] const OperationStatistics& of(libDrive2::DriveOperation operation) const {
+        return m_operations[static_cast<std::size_t>(operation)];
     }
     [[nodiscard]] const TransferTotals& totals(libDrive2::DriveOperation direction) const;
 
-    /// Bytes moved so far; the one value that other threads may read during the run.
-    [[nodiscard]] std::uint64_t bytesMoved() const { return m_bytesMoved.load(std::memory_order_relaxed); }
+    /// All that other threads may read during the run.
+    [[nodiscard]] const LiveCounts& live() const { return m_live; }
 
 private:
+    void addOutcome(const libDrive2::DriveOperationReport& report);
     void addTransfer(const libDrive2::DriveOperationReport& report, zel::Clock::Duration spent);
 
     std::uint32_t m_sectorBytes;
@@ -67,12 +83,12 @@ private:
     BadSectors m_bad;
     SlowTransfers m_slowTransfers;
     SurfaceMap m_surface;
-    std::map<libDrive2::DriveOperation, LatencyHistogram> m_latencies;
-    LatencyHistogram& m_readLatency;  ///< spares the look-up for the most frequent operation
+    RateProfile m_rates;
+    std::array<OperationStatistics, kOperations.size()> m_operations;
     Coverage m_result;
     TransferTotals m_reads, m_writes;
     zel::Clock::Duration m_lastEnd;  ///< of the last operation
-    std::atomic<std::uint64_t> m_bytesMoved{0};
+    LiveCounts m_live;
 };
 
 const char* nameOf(libDrive2::DriveOperation operation);

@@ -1,9 +1,12 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <cstdint>
 #include <vector>
+
+#include "drivetest/statistics/LogScale.h"
 
 namespace drivetest {
 
@@ -15,7 +18,13 @@ public:
         std::uint64_t count;
     };
 
-    void add(std::chrono::nanoseconds duration);
+    void add(std::chrono::nanoseconds duration) {
+        const auto value =
+            static_cast<std::uint64_t>(std::max<std::chrono::nanoseconds::rep>(0, duration.count()));
+        ++m_counts[Scale::stepOf(value)];
+        ++m_count;
+        m_longest = std::max(m_longest, duration);
+    }
 
     [[nodiscard]] std::uint64_t count() const { return m_count; }
     [[nodiscard]] std::chrono::nanoseconds longest() const { return m_longest; }
@@ -26,13 +35,9 @@ public:
     [[nodiscard]] std::vector<Bucket> buckets() const;
 
 private:
-    static constexpr unsigned kSubBits = 3;
-    static constexpr std::size_t kBuckets = (64 - kSubBits + 1) << kSubBits;
+    using Scale = LogScale<3>;
 
-    static std::size_t indexOf(std::uint64_t nanoseconds);
-    static std::chrono::nanoseconds upperBound(std::size_t index);
-
-    std::array<std::uint64_t, kBuckets> m_counts{};
+    std::array<std::uint64_t, Scale::kSteps> m_counts{};
     std::uint64_t m_count = 0;
     std::chrono::nanoseconds m_longest{0};
 };

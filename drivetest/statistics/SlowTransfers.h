@@ -14,6 +14,9 @@ class SlowTransfers {
 public:
     static constexpr std::chrono::milliseconds kSlow{150};
     static constexpr std::chrono::milliseconds kVerySlow{500};
+    /// Of slow ones the slowest are kept. A few are also where none is slow.
+    static constexpr std::size_t kMost = 1000;
+    static constexpr std::size_t kFew = 5;
 
     struct Transfer {
         libDrive2::DriveOperation operation;
@@ -32,16 +35,17 @@ public:
             note(report);
     }
 
-    /// Slowest first; a few at most.
-    [[nodiscard]] const std::vector<Transfer>& slowest() const { return m_slowest; }
+    /// Slowest first, those of equal duration by their sectors.
+    [[nodiscard]] std::vector<Transfer> slowest(std::size_t most = kMost) const;
     [[nodiscard]] std::uint64_t slow() const { return m_slow; }
     [[nodiscard]] std::uint64_t verySlow() const { return m_verySlow; }
     [[nodiscard]] std::uint64_t beyondLimit() const { return m_beyondLimit; }
 
 private:
     void note(const libDrive2::DriveOperationReport& report);
+    void keep(const Transfer& transfer);
 
-    std::vector<Transfer> m_slowest;
+    std::vector<Transfer> m_kept;            ///< a heap: the fastest of them in front
     std::chrono::nanoseconds m_ordinary{0};  ///< what takes no longer is neither counted nor kept
     std::chrono::nanoseconds m_limit = std::chrono::nanoseconds::max();
     std::uint64_t m_slow = 0;

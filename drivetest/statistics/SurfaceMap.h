@@ -4,38 +4,41 @@
 #include <cstdint>
 #include <vector>
 
+#include "drivetest/statistics/DriveGrid.h"
+
 namespace drivetest {
 
 /// What is known of a tested sector, from best to worst.
-enum class SectorOutcome : std::uint8_t { untested, good, failed };
+enum class SectorOutcome : std::uint8_t {
+    untested,
+    good,
+    recovered,  ///< good, but not at the first try
+    failed
+};
 
-/// The surface of a drive in a fixed number of cells of equal size. A cell keeps its worst outcome, its
-/// slowest transfer and its mean rate.
+/// The surface of a drive in at most a million cells. A cell keeps its worst outcome and its slowest
+/// transfer, in a byte each: the map of the largest drive stays in a processor's cache.
 class SurfaceMap {
 public:
-    struct Cell {
-        SectorOutcome outcome = SectorOutcome::untested;
-        std::chrono::nanoseconds slowest{0};
-        double seconds = 0;
-        double sectors = 0;
-    };
+    static constexpr std::size_t kMostCells = std::size_t{1} << 20;
 
     explicit SurfaceMap(std::uint64_t sectors);
 
-    [[nodiscard]] std::uint64_t sectorsPerCell() const { return m_sectorsPerCell; }
-    [[nodiscard]] const std::vector<Cell>& cells() const { return m_cells; }
+    [[nodiscard]] std::uint64_t sectorsPerCell() const { return m_grid.sectorsPerPart(); }
+    /// Of each cell.
+    [[nodiscard]] const std::vector<SectorOutcome>& outcomes() const { return m_outcomes; }
+    /// Of each cell, greater for longer transfers, see upTo(); 0 where none was timed.
+    [[nodiscard]] const std::vector<std::uint8_t>& slowest() const { return m_slowest; }
+    /// What a cell's slowest transfer took less than, by a quarter at most.
+    [[nodiscard]] static std::chrono::nanoseconds upTo(std::uint8_t slowest);
 
     void addOutcome(std::uint64_t lba, std::uint64_t count, SectorOutcome outcome);
-    /// Of a transfer that failed only the duration counts: it moved nobody knows how much.
-    void addTransfer(std::uint64_t lba, std::uint32_t count, std::chrono::nanoseconds duration,
-                     bool hasFailed = false);
+    void addTransfer(std::uint64_t lba, std::uint32_t count, std::chrono::nanoseconds duration);
 
 private:
-    template <class Visit>
-    void visit(std::uint64_t lba, std::uint64_t count, Visit visitCell);
-
-    std::uint64_t m_sectorsPerCell;
-    std::vector<Cell> m_cells;
+    DriveGrid m_grid;
+    std::vector<SectorOutcome> m_outcomes;
+    std::vector<std::uint8_t> m_slowest;
 };
 
 }  // namespace drivetest

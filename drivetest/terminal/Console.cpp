@@ -1,5 +1,9 @@
 #include "drivetest/terminal/Console.h"
 
+#include <algorithm>
+#include <cstdlib>
+#include <string_view>
+
 #include "drivetest/terminal/Terminal.h"
 #include "drivetest/terminal/Texts.h"
 
@@ -7,13 +11,31 @@ namespace drivetest {
 
 namespace {
 
-/// At most so many characters, never half a UTF-8 sequence.
-std::string shorten(const std::string& text, std::size_t width) {
-    std::size_t characters = 0;
-    for (std::size_t i = 0; i < text.size(); ++i)
-        if ((static_cast<unsigned char>(text[i]) & 0xC0) != 0x80 && ++characters > width)
-            return text.substr(0, i);
-    return text;
+/// ECMA-48, SGR.
+const char* sequenceOf(Emphasis emphasis) {
+    switch (emphasis) {
+        case Emphasis::strong:
+            return "\033[1m";
+        case Emphasis::good:
+            return "\033[32m";
+        case Emphasis::warning:
+            return "\033[33m";
+        case Emphasis::bad:
+            return "\033[1;31m";
+        case Emphasis::faint:
+            return "\033[2m";
+        case Emphasis::none:
+            break;
+    }
+    return "";
+}
+
+/// no-color.org; and the oldest terminals, which know no sequences.
+bool wantsColours() {
+    const char* const refused = std::getenv("NO_COLOR");
+    const char* const terminal = std::getenv("TERM");
+    return (refused == nullptr || *refused == '\0') &&
+           (terminal == nullptr || std::string_view(terminal) != "dumb");
 }
 
 std::shared_ptr<OutputQueue> queueOf(std::FILE* stream) {
@@ -24,10 +46,26 @@ std::shared_ptr<OutputQueue> queueOf(std::FILE* stream) {
 }  // namespace
 
 Console::Console(std::FILE* stream)
-    : m_stream(stream), m_live(isTerminal(stream)), m_queue(queueOf(stream)) {}
+    : m_stream(stream), m_live(isTerminal(stream)), m_coloured(wantsColours()), m_queue(queueOf(stream)) {}
 
+/// The cursor stands where the status begins, and is carried along when the terminal breaks its rows anew:
+/// what follows is the status, and nothing else, however wide the terminal has become.
 std::string Console::erasure() const {
-    return m_status.empty() ? "" : "\r\033[K";
+    return m_status.empty() ? "" : "\r\033[J";
+}
+
+std::string Console::drawn(const StatusRows& rows) const {
+    std::string text;
+    for (const StatusRow& row : rows) {
+        text += &row == &rows.front() ? "" : "\n";
+        for (const auto& [piece, emphasis] : row) {
+            const std::string sequence = m_coloured ? sequenceOf(emphasis) : "";
+            text += sequence + piece + (sequence.empty() ? "" : "\033[0m");
+        }
+    }
+    if (rows.size() > 1)
+        text += "\033[" + std::to_string(rows.size() - 1) + "A";
+    return text + "\r";
 }
 
 void Console::line(const std::string& text) {
@@ -35,14 +73,15 @@ void Console::line(const std::string& text) {
     m_queue->add(erasure() + printable(text) + "\n" + m_status);
 }
 
-void Console::status(const std::string& text) {
+void Console::status(const std::function<StatusRows(std::size_t columns)>& draw) {
     const std::lock_guard lock(m_mutex);
     // What is shown would be out of date when it came to be seen.
     if (!m_live || m_asking || m_queue->isBusy())
         return;
-    std::string update = erasure();
-    m_status = shorten(printable(text), terminalWidth(m_stream) - 1);
-    m_queue->add(update + m_status);
+    const std::string erased = erasure();
+    const StatusRows rows = draw(std::max(terminalWidth(m_stream), 2U) - 1);
+    m_status = rows.empty() ? "" : drawn(rows);
+    m_queue->add(erased + m_status);
 }
 
 void Console::clearStatus() {

@@ -2,26 +2,29 @@
 
 #include <atomic>
 #include <cstdio>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
 
 #include "drivetest/run/OutputQueue.h"
+#include "drivetest/terminal/StatusRows.h"
 
 namespace drivetest {
 
-/// The person's view of a run: lines, and one status line that is redrawn in place on a terminal. Text is
-/// made printable and never waited for. Safe to use from several threads.
+/// The person's view of a run: lines, and below them a few status rows that are redrawn in place on a
+/// terminal. Text is made printable and never waited for. Safe to use from several threads.
 class Console {
 public:
     explicit Console(std::FILE* stream);
 
     [[nodiscard]] bool isLive() const { return m_live; }
-    /// Writes a line above the status line.
+    /// Writes a line above the status.
     void line(const std::string& text);
-    /// Replaces the status line; only on a terminal that takes what it is sent.
-    void status(const std::string& text);
-    /// Takes the status line off the screen.
+    /// Replaces the status by the rows that `draw` makes for so many columns; only on a terminal that takes
+    /// what it is sent.
+    void status(const std::function<StatusRows(std::size_t columns)>& draw);
+    /// Takes the status off the screen.
     void clearStatus();
     /// Progress is not shown while somebody is asked something.
     void setAsking(bool asking);
@@ -29,12 +32,14 @@ public:
 
 private:
     [[nodiscard]] std::string erasure() const;
+    [[nodiscard]] std::string drawn(const StatusRows& rows) const;
 
     std::FILE* m_stream;
     bool m_live;
+    bool m_coloured;
     std::shared_ptr<OutputQueue> m_queue;
     std::mutex m_mutex;
-    std::string m_status;
+    std::string m_status;  ///< what draws it; the cursor is then where it begins
     std::atomic<bool> m_asking{false};
 };
 

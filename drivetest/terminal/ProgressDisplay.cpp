@@ -1,38 +1,34 @@
 #include "drivetest/terminal/ProgressDisplay.h"
 
-#include "drivetest/statistics/DriveStatistics.h"
-#include "drivetest/terminal/Texts.h"
-#include "zel/Format.h"
+#include "drivetest/run/Signals.h"
+#include "zel/Clock.h"
 
 namespace drivetest {
 
 namespace {
 
-constexpr std::chrono::milliseconds kLiveInterval{200};
-constexpr std::chrono::seconds kPlainInterval{10};
+using namespace std::chrono_literals;
+
+/// Also how soon a stop is seen, and a request for a line.
+constexpr auto kInterval = 200ms;
+constexpr std::chrono::nanoseconds kOften = 1min;
+constexpr std::chrono::nanoseconds kOftenUntil = 10min;
+constexpr std::chrono::nanoseconds kSeldom = 10min;
 
 }  // namespace
 
-std::string progressText(const std::string& title, const ProgressSnapshot& now,
-                         std::chrono::nanoseconds elapsed) {
-    const double seconds = std::chrono::duration<double>(elapsed).count();
-    std::string text = title + "  " + std::to_string(now.percent) + " %";
-    if (seconds > 0)
-        text +=
-            zel::format("  %.1f MB/s", static_cast<double>(now.bytes) / kBytesPerMegabyte / seconds).utf8();
-    text += "  " + durationText(elapsed);
-    if (now.percent > 0 && now.percent < 100)
-        text += ", " + durationText(elapsed / now.percent * (100 - now.percent)) + " left";
-    text += "  " + countText(now.errors, "error") + "  " + countText(now.warnings, "warning");
-    return now.activity.empty() ? text : text + "  " + now.activity;
-}
-
-ProgressDisplay::ProgressDisplay(Console& console, std::string title,
+ProgressDisplay::ProgressDisplay(Console& console, std::string title, Forecast forecast,
                                  std::function<ProgressSnapshot()> snapshot)
     : m_console(console),
       m_title(std::move(title)),
       m_snapshot(std::move(snapshot)),
-      m_thread([this] { show(); }) {}
+      m_forecast(std::move(forecast)),
+      m_lastLook(zel::Clock::current().now()),
+      m_nextLine(kOften),
+      m_thread([this] {
+          leaveSignalsToOthers();
+          show();
+      }) {}
 
 ProgressDisplay::~ProgressDisplay() {
     {
@@ -45,17 +41,30 @@ ProgressDisplay::~ProgressDisplay() {
 }
 
 void ProgressDisplay::show() {
-    const std::chrono::milliseconds interval = m_console.isLive() ? kLiveInterval : kPlainInterval;
     std::unique_lock lock(m_mutex);
-    while (!m_wake.wait_for(lock, interval, [this] { return m_ending; })) {
-        if (m_console.isAsking())
-            continue;
-        const std::string text = progressText(m_title, m_snapshot(), m_watch.elapsed());
-        if (m_console.isLive())
-            m_console.status(text);
-        else
-            m_console.line(text);
+    while (!m_wake.wait_for(lock, kInterval, [this] { return m_ending; })) {
+        const std::chrono::nanoseconds now = zel::Clock::current().now();
+        if (!m_console.isAsking()) {
+            m_elapsed += now - m_lastLook;
+            look();
+        }
+        m_lastLook = now;
     }
+}
+
+void ProgressDisplay::look() {
+    const ProgressSnapshot now = m_snapshot();
+    m_meter.add(m_elapsed, now.advance);
+    for (const std::string& line : m_forecast.due(m_meter, now.advance, m_elapsed))
+        m_console.line(line);
+    const Progress progress{m_title, now, m_meter, m_elapsed};
+    const bool isAskedFor = takeProgressRequest();
+    if (m_console.isLive())
+        m_console.status([&progress](std::size_t width) { return progressRows(progress, width); });
+    if (!isAskedFor && (m_console.isLive() || m_elapsed < m_nextLine))
+        return;
+    m_console.line(progressLine(progress));
+    m_nextLine = m_elapsed + (m_elapsed < kOftenUntil ? kOften : kSeldom);
 }
 
 }  // namespace drivetest

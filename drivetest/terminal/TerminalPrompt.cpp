@@ -1,13 +1,15 @@
 #include "drivetest/terminal/TerminalPrompt.h"
 
 #include "drivetest/terminal/Terminal.h"
+#include "zel/Words.h"
 
 namespace drivetest {
 
 using quix5::MessageBox2_Returns;
 
 TerminalPrompt::TerminalPrompt(Console& console, const zel::String& text, const zel::String& title)
-    : m_console(console), m_text(title.utf8() + ": " + text.utf8() + " [Enter: continue, c: cancel]") {}
+    : m_console(console),
+      m_text(title.utf8() + ": " + text.utf8() + " " + zel::words("[Enter: continue, c: cancel]")) {}
 
 TerminalPrompt::~TerminalPrompt() {
     m_console.setAsking(false);

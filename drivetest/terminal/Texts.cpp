@@ -6,7 +6,9 @@
 #include <cstdio>
 #include <iterator>
 
+#include "drivetest/terminal/Language.h"
 #include "zel/Format.h"
+#include "zel/Words.h"
 
 namespace drivetest {
 
@@ -80,7 +82,7 @@ std::string fileNameText(std::string text) {
 
 std::string durationText(std::chrono::nanoseconds duration) {
     if (duration < std::chrono::seconds(10))
-        return zel::format("%.2f s", std::chrono::duration<double>(duration).count()).utf8();
+        return decimalText(std::chrono::duration<double>(duration).count(), 2) + " s";
     const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(duration).count();
     return zel::format("%i:%02i:%02i", seconds / 3600, seconds / 60 % 60, seconds % 60).utf8();
 }
@@ -93,7 +95,7 @@ std::string sizeText(std::uint64_t bytes) {
     std::size_t unit = 0;
     for (value /= 1024; value >= 1024 && unit + 1 < std::size(units); value /= 1024)
         ++unit;
-    return zel::format("%.1f %s", value, units[unit]).utf8();
+    return decimalText(value, 1) + " " + units[unit];
 }
 
 std::string quoted(const std::string& text) {
@@ -102,8 +104,8 @@ std::string quoted(const std::string& text) {
 
 std::string sectorsText(std::uint64_t lba, std::uint64_t count) {
     if (count == 1)
-        return "sector " + std::to_string(lba);
-    return "sectors " + std::to_string(lba) + " through " + std::to_string(lba + count - 1);
+        return zel::words("sector {lba}", {{"lba", lba}});
+    return zel::words("sectors {first} through {last}", {{"first", lba}, {"last", lba + count - 1}});
 }
 
 std::string countText(std::uint64_t count, const char* singular) {

@@ -1,6 +1,7 @@
 #include "drivetest/recovery/ExportFolder.h"
 #include "libDrive2/windows/GuardedFolder.h"
 #include "zel/Path.h"
+#include "zel/Words.h"
 
 namespace drivetest {
 
@@ -16,9 +17,10 @@ bool writeDurably(const std::string& path, std::span<const std::uint8_t> data, s
     if (folder) {
         auto made = folder->createFile(name, GuardedFolder::Readers::owner);
         reason = made.problem;
+        const std::string unkept = zel::words("its data could not be kept");
         isWritten = made.file &&
                     (libDrive2::writeAllDurably(made.file.get(), data.data(), data.size()) ||
-                     libDrive2::failWith(reason, "its data could not be kept", GetLastError())) &&
+                     libDrive2::failWith(reason, unkept, GetLastError())) &&
                     folder->sync(reason);
         // A part of the data would be taken for all of it.
         zel::String ignored;
@@ -26,7 +28,7 @@ bool writeDurably(const std::string& path, std::span<const std::uint8_t> data, s
             folder->remove(name, made.file, ignored);
     }
     if (!isWritten)
-        error = path + " cannot be written: " + reason.utf8();
+        error = zel::words("{file} cannot be written: {reason}", {{"file", path}, {"reason", reason}});
     return isWritten;
 }
 

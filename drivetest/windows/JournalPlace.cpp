@@ -41,6 +41,14 @@ std::string machineFolder() {
     return knownFolder(CSIDL_COMMON_APPDATA, "C:\\ProgramData") + kName;
 }
 
+/// Where cmd.exe would take it apart. No name of a file holds a quotation mark here.
+std::string shellWord(const std::string& text) {
+    if (!text.empty() && text.find_first_of(" \t&|<>^();") == std::string::npos)
+        return text;
+    // What ends with a backslash would take the mark that closes the word for a part of it.
+    return "\"" + text + (text.ends_with('\\') ? "\\\"" : "\"");
+}
+
 std::string defaultRegisterFolder() {
     return stateFolder() + "\\open";
 }

@@ -7,6 +7,7 @@
 #include "libDrive2/windows/Account.h"
 #include "libDrive2/windows/GuardedFolder.h"
 #include "zel/Path.h"
+#include "zel/Words.h"
 #include "zel/windows/SystemCalls.h"
 
 namespace drivetest {
@@ -67,7 +68,9 @@ KeptRecord createKeptRecord(const std::string& name, std::string& problem) {
     }
     problem = made.problem.utf8();
     if (made.file) {
-        libDrive2::failWith(reason, zel::String(folder->pathOf(file)) + " cannot be opened", GetLastError());
+        const DWORD error = GetLastError();
+        libDrive2::failWith(reason, zel::words("{file} cannot be opened", {{"file", folder->pathOf(file)}}),
+                            error);
         problem = reason.utf8();
         folder->remove(file, made.file, reason);
     }

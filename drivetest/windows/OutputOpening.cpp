@@ -9,6 +9,7 @@
 #include "drivetest/windows/OutputName.h"
 #include "drivetest/windows/StandardHandle.h"
 #include "quix5/StopRequest.h"
+#include "zel/Words.h"
 #include "zel/windows/FileHandle.h"
 #include "zel/windows/Handle.h"
 #include "zel/windows/Utf16.h"
@@ -16,6 +17,8 @@
 namespace drivetest {
 
 namespace {
+
+using zel::words;
 
 constexpr DWORD kWriting = GENERIC_WRITE | FILE_READ_ATTRIBUTES;
 /// How soon the reader of a pipe, and a stop request, are noticed.
@@ -37,8 +40,9 @@ std::string lastError() {
 
 std::string checkName(OutputName name) {
     if (name == OutputName::drive)
-        return "it is a drive; name a file";
-    return name == OutputName::device ? "it is a device other than a terminal; name a file" : "";
+        return words("it is a drive; name a file");
+    return name == OutputName::device ? words("it is a device other than a terminal; name a file")
+                                      : std::string();
 }
 
 /// Why the file that a name led to is not written to; empty when it is. Links can lead to anything.
@@ -48,17 +52,17 @@ std::string checkKind(HANDLE place) {
     const auto file = fileBehind(place);
     if (!file)
         return checkName(OutputName::drive);
-    return file->Directory != FALSE ? "it is a folder; name a file in it" : "";
+    return file->Directory != FALSE ? words("it is a folder; name a file in it") : std::string();
 }
 
 /// Why what the file holds must stay; empty when it may go.
 std::string checkContents(HANDLE place, const std::string& path, const OutputRules& rules) {
     const std::string found = zel::pathOfHandle(place);
     if (const std::string why = rules.holdsData(found.empty() ? path : found); !why.empty())
-        return why + "; name another file";
+        return words("{reason}; name another file", {{"reason", why}});
     const auto file = fileBehind(place);
     if ((!file || file->EndOfFile.QuadPart > 0) && !rules.force)
-        return "it holds something already; name a new file, or give --force to replace it";
+        return words("it holds something already; name a new file, or give --force to replace it");
     return {};
 }
 
@@ -78,7 +82,7 @@ OutputFile openExisting(const std::wstring& full, const std::string& path, const
     const zel::Handle place = look(full);
     if (!place) {
         problem = GetLastError() == ERROR_FILE_NOT_FOUND
-                      ? "it is a link to a file that does not exist; name the file"
+                      ? words("it is a link to a file that does not exist; name the file")
                       : lastError();
         return {};
     }
@@ -91,7 +95,7 @@ OutputFile openExisting(const std::wstring& full, const std::string& path, const
     if (!opened)
         problem = lastError();
     else if (!zel::isSameFile(place.get(), opened.get()))
-        problem = "another file has taken its name just now; try again";
+        problem = words("another file has taken its name just now; try again");
     return problem.empty() ? adoptHandle(std::move(opened), {}) : OutputFile();
 }
 
@@ -114,14 +118,14 @@ OutputFile openPipe(const std::wstring& full, std::string& problem) {
     zel::Handle pipe;
     while (!(pipe = openFile(full, GENERIC_WRITE, OPEN_EXISTING, 0)) && GetLastError() == ERROR_PIPE_BUSY) {
         if (quix5::StopRequest::made()) {
-            problem = "the reader of the pipe had no time for it when the run was stopped";
+            problem = words("the reader of the pipe had no time for it when the run was stopped");
             return {};
         }
         std::this_thread::sleep_for(kReaderInterval);
     }
     if (!pipe)
         problem = GetLastError() == ERROR_FILE_NOT_FOUND
-                      ? "there is no such pipe: start the program that reads from it first"
+                      ? words("there is no such pipe: start the program that reads from it first")
                       : lastError();
     return adoptHandle(std::move(pipe), {});
 }
@@ -155,19 +159,20 @@ bool isPrintedTo(const OutputFile& file) {
 
 }  // namespace
 
-OutputFile openOutput(const char* what, const std::string& path, const OutputRules& rules,
+OutputFile openOutput(const std::string& what, const std::string& path, const OutputRules& rules,
                       std::string& error) {
     if (path == "-")
         return OutputFile::borrow(kOutput);
     std::string problem;
     OutputFile file = open(path, rules, problem);
     if (file && isPrintedTo(file)) {
-        problem = "what is printed goes there too; name another file, or - for the record alone";
+        problem = words("what is printed goes there too; name another file, or - for the record alone");
         file = {};
     } else if (!file && problem.empty())
-        problem = "too many files are open";
+        problem = words("too many files are open");
     if (!problem.empty())
-        error = std::string(what) + " cannot be written to " + path + ": " + problem;
+        error = words("{what} cannot be written to {file}: {reason}",
+                      {{"what", what}, {"file", path}, {"reason", problem}});
     return file;
 }
 

@@ -4,11 +4,14 @@
 #include "libDrive2/windows/Account.h"
 #include "libDrive2/windows/GuardedFolder.h"
 #include "zel/Path.h"
+#include "zel/Words.h"
 #include "zel/windows/SystemCalls.h"
 
 namespace drivetest {
 
 namespace {
+
+using zel::words;
 
 using libDrive2::Account;
 using libDrive2::GuardedFile;
@@ -30,8 +33,11 @@ bool make(const std::string& path, zel::String& reason) {
     if (zel::pathExists(path))
         return true;
     if (parentOf(path) == machineFolder() && !RegisterFolder::isRequired()) {
-        reason = "the register of open journals " + path +
-                 " is not there yet: the first test that an administrator runs makes it";
+        reason = words(
+            "the register of open journals {folder} is not there yet: the first test that an administrator "
+            "runs "
+            "makes it",
+            {{"folder", path}});
         return false;
     }
     return GuardedFolder::make(path, Writers::all, Readers::all, reason);
@@ -55,7 +61,7 @@ std::optional<GuardedFolder> openRegister(const std::string& path, bool isToBeMa
 
 void readEntry(const GuardedFile& file, RegisterEntry& entry) {
     if (file.bytes() > kMostBytes) {
-        entry.problem = "it is longer than an entry can be";
+        entry.problem = words("it is longer than an entry can be");
         return;
     }
     std::string text(kMostBytes + 1, '\0');
@@ -69,7 +75,7 @@ void readEntry(const GuardedFile& file, RegisterEntry& entry) {
         done += isRead ? got : 0;
     }
     if (!isRead || done > kMostBytes)
-        entry.problem = "it cannot be read";
+        entry.problem = words("it cannot be read");
     else
         entry.text = text.substr(0, done);
 }
@@ -89,11 +95,11 @@ bool writeEntry(const GuardedFolder& folder, const std::string& name, const std:
     removeLeftover(folder, draft);
     GuardedFile made = folder.createFile(draft, Readers::all);
     reason = made.problem;
-    const bool isWritten =
-        made.file &&
-        (libDrive2::writeAllDurably(made.file.get(), text.data(), text.size()) ||
-         libDrive2::failWith(reason, folder.pathOf(name) + " could not be written", GetLastError())) &&
-        folder.rename(made.file, name, reason) && folder.sync(reason);
+    const std::string unwritten = words("{file} could not be written", {{"file", folder.pathOf(name)}});
+    const bool isWritten = made.file &&
+                           (libDrive2::writeAllDurably(made.file.get(), text.data(), text.size()) ||
+                            libDrive2::failWith(reason, unwritten, GetLastError())) &&
+                           folder.rename(made.file, name, reason) && folder.sync(reason);
     zel::String ignored;
     if (made.file && !isWritten)
         folder.remove(draft, made.file, ignored);
@@ -108,7 +114,7 @@ bool RegisterFolder::write(const std::string& name, const std::string& text, std
     const auto folder = openRegister(m_path, true, isMissing, reason);
     bool isWritten = false;
     if (folder && text.size() > kMostBytes)
-        reason = "what identifies the drive is too long for the register of open journals";
+        reason = words("what identifies the drive is too long for the register of open journals");
     else if (folder)
         isWritten = writeEntry(*folder, name, text, reason);
     problem = isWritten ? "" : reason.utf8();
@@ -137,7 +143,7 @@ bool RegisterFolder::read(std::vector<RegisterEntry>& entries, std::string& prob
         return true;
     std::vector<std::string> names;
     if (!folder || !folder->names(names, reason)) {
-        problem = "the register of open journals cannot be used: " + reason.utf8();
+        problem = words("the register of open journals cannot be used: {reason}", {{"reason", reason}});
         return false;
     }
     const Account account = Account::current();

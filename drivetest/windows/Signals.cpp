@@ -65,6 +65,10 @@ void stopOnSignals() {
     SetConsoleCtrlHandler(&onControlEvent, TRUE);
 }
 
+bool takeProgressRequest() {
+    return false;
+}
+
 void setAtStake(AtStake stake) {
     atStake.store(stake);
 }

@@ -7,6 +7,7 @@
 
 #include "drivetest/windows/DescriptorStream.h"
 #include "drivetest/windows/StandardHandle.h"
+#include "zel/Words.h"
 #include "zel/windows/FileHandle.h"
 #include "zel/windows/SystemCalls.h"
 
@@ -14,27 +15,32 @@ namespace drivetest {
 
 namespace {
 
+using zel::words;
+
 bool isEmpty(HANDLE file) {
     LARGE_INTEGER bytes{};
     return zel::SystemCalls::current().getFileSize(file, &bytes) != FALSE && bytes.QuadPart == 0;
 }
 
 /// Why what is printed must not go there; empty when it may.
-std::string checkStream(int descriptor, const char* name, const DataGuard& holdsData) {
+std::string checkStream(int descriptor, const std::string& name, const DataGuard& holdsData) {
     const HANDLE handle = handleOf(descriptor);
     if (fileTypeOf(descriptor) != FILE_TYPE_DISK)
         return {};
-    const std::string sentence = std::string(name) + " must not be written to where it leads: ";
+    const auto sentence = [&name](const std::string& why) {
+        return words("{stream} must not be written to where it leads: {reason}",
+                     {{"stream", name}, {"reason", why}});
+    };
     if (!fileBehind(handle))
-        return sentence + "it is a drive; lead it to a file or a terminal";
+        return sentence(words("it is a drive; lead it to a file or a terminal"));
     const std::string path = zel::pathOfHandle(handle);
     // Of a file without a path that can be told, nobody can say that it is not what is to be tested.
     if (path.empty())
         return isEmpty(handle)
                    ? path
-                   : sentence + "the system does not tell which file it is; lead it to a new file";
+                   : sentence(words("the system does not tell which file it is; lead it to a new file"));
     const std::string why = holdsData(path);
-    return why.empty() ? why : sentence + why + "; lead it to another file";
+    return why.empty() ? why : sentence(words("{reason}; lead it to another file", {{"reason", why}}));
 }
 
 bool lead(int descriptor, int other) {
@@ -87,8 +93,8 @@ bool openClosedStreams() {
 }
 
 bool checkStandardStreams(const DataGuard& holdsData, std::string& error) {
-    const std::string ofOutput = checkStream(kOutput, "standard output", holdsData);
-    const std::string ofErrors = checkStream(kErrors, "standard error", holdsData);
+    const std::string ofOutput = checkStream(kOutput, words("standard output"), holdsData);
+    const std::string ofErrors = checkStream(kErrors, words("standard error"), holdsData);
     if (!ofOutput.empty())
         replace(kOutput, kErrors, ofErrors.empty());
     if (!ofErrors.empty())

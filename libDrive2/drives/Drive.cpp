@@ -131,7 +131,9 @@ bool Drive::perform(DriveOperation operation, std::uint64_t lba, std::uint32_t c
     const _LIBDRIVE2_ERROR_TYPES outcome = lastError;
     if (m_observer != nullptr) {
         const auto end = timed ? zel::Clock::current().now() : zel::Clock::Duration::zero();
-        m_observer->onOperation({operation, lba, count, end - start, end, attempts, outcome, m_getsReady});
+        const bool corrected = m_recovered && outcome == LIBDRIVE2_NO_ERROR;
+        m_observer->onOperation(
+            {operation, lba, count, end - start, end, attempts, outcome, m_getsReady, corrected});
     }
     if (outcome == LIBDRIVE2_DRIVE_ERROR)
         notify(kNotifyAdvancedError, LIBDRIVE2_REPORT_ADVANCED);

@@ -14,7 +14,7 @@ class Verdicts(program.ProgramTest):
         self.assertEqual(run.coverage(), "1000000 = 999995 + 5 + 0")
         self.assertEqual((run.result(), run.end()), ("FAIL", "COMPLETE/FAIL"))
         self.assertEqual([d["verdict"] for d in run.steps("diagnosis")], ["readSectorErr"] * 5)
-        self.assertEqual(sum(cells for code, cells in run.extensions("surface")[0]["outcomes"] if code == 2), 2)
+        self.assertEqual(sum(cells for code, cells in run.extensions("surface")[0]["outcomes"] if code == 2), 5)
         self.assertIn("FAIL", run.out)
         self.assertIn("Sector 5003 cannot be read.", run.out)
 
@@ -50,8 +50,17 @@ class Verdicts(program.ProgramTest):
         self.assertEqual((event["key"], event["type"]), ("isolationRecovered", "WARNING"))
         self.assertEqual((event["variables"]["sector"], event["variables"]["lastSector"]), (640, 767))
         self.assertIn("Sektor", event["message"])
+        self.assertEqual(self.surface_and_reads(run), ([[1, 640], [3, 128], [1, 99232]], (909, 0, 1)))
         single = self.run_test("sim:disk,sectors=100,transient=70:2", "XferSizeHinting=false")
         self.assertEqual([e["key"] for e in single.extensions("event")], ["nonCritical"])
+        self.assertEqual(self.surface_and_reads(single), ([[1, 70], [3, 1], [1, 29]], (99, 1, 0)))
+        by_the_drive = self.run_test("sim:scsi,sectors=100,recovered=70", "XferSizeHinting=false",
+                                     options=["--property", "__libDriveTest_AccessOrder=DriveTestSearchOrder:2"])
+        self.assertEqual(self.surface_and_reads(by_the_drive), ([[1, 70], [3, 1], [1, 29]], (99, 1, 0)))
+
+    def surface_and_reads(self, run):
+        (reads,) = run.extensions("transfers")[0]["operations"]
+        return run.extensions("surface")[0]["outcomes"], (reads["firstTry"], reads["recovered"], reads["failed"])
 
     def test_simulated_time_is_exact_and_costs_nothing(self):
         run = self.run_test("sim:disk,sectors=409600,speed=2")

@@ -85,26 +85,59 @@ TEST(CoverageCounter, CountsEverySectorOnceAndAddsUp) {
               "4 = 2 + 2 + 0");
 }
 
+/// Which sectors are in it, as countWithin tells.
+std::set<std::uint64_t> sectorsOf(SectorSet& set, std::uint64_t below) {
+    std::set<std::uint64_t> sectors;
+    for (std::uint64_t lba = 0; lba < below; ++lba)
+        if (set.countWithin(lba, 1) == 1)
+            sectors.insert(lba);
+    return sectors;
+}
+
 TEST(SectorSet, CountsDifferentSectorsHoweverTheyCome) {
-    std::mt19937 random(7);  // NOLINT(bugprone-random-generator-seed): the same course each time
-    for (int round = 0; round < 20; ++round) {
-        SectorSet set(1000);
-        std::set<std::uint64_t> model;
-        for (int i = 0; i < 60; ++i) {
-            const std::uint64_t lba = random() % 200;
-            const std::uint64_t count = random() % 12;
-            set.add(lba, count);
-            for (std::uint64_t at = lba; at < lba + count; ++at)
-                model.insert(at);
-            ASSERT_EQ(set.size(), model.size());
+    std::mt19937_64 random(7);  // NOLINT(bugprone-random-generator-seed): the same course each time
+    for (const bool isAskedOften : {true, false}) {
+        for (int round = 0; round < 20; ++round) {
+            // With few spans wanted they are merged every few additions, with room for 64 of them.
+            SectorSet set(64);
+            std::set<std::uint64_t> model;
+            for (int i = 0; i < 300; ++i) {
+                const std::uint64_t lba = random() % 200;
+                const std::uint64_t count = random() % 4;
+                set.add(lba, count);
+                for (std::uint64_t at = lba; at < lba + count; ++at)
+                    model.insert(at);
+                if (isAskedOften) {
+                    ASSERT_EQ(set.size(), model.size());
+                }
+            }
+            EXPECT_EQ(set.size(), model.size());
+            EXPECT_EQ(sectorsOf(set, 210), model);
+            const auto within = std::distance(model.lower_bound(50), model.lower_bound(90));
+            EXPECT_EQ(set.countWithin(50, 40), static_cast<std::uint64_t>(within));
         }
-        const auto within = std::distance(model.lower_bound(50), model.lower_bound(90));
-        EXPECT_EQ(set.countWithin(50, 40), static_cast<std::uint64_t>(within));
     }
-    SectorSet full(2);
-    for (const std::uint64_t lba : {0, 10, 20, 30, 5})  // the last one lies before what is kept no more
-        full.add(lba, 1);
-    EXPECT_EQ(full.size(), 4U);
+}
+
+TEST(SectorSet, CountsManyFarApart) {
+    std::mt19937_64 random(3);  // NOLINT(bugprone-random-generator-seed): the same course each time
+    SectorSet set(1U << 17);
+    std::set<std::uint64_t> model;
+    for (int i = 0; i < 100000; ++i) {
+        const std::uint64_t lba = random() % (i % 2 == 0 ? 50000 : std::uint64_t{1} << 60);
+        set.add(lba, 1);
+        model.insert(lba);
+    }
+    EXPECT_EQ(set.size(), model.size());
+}
+
+TEST(SectorSet, NeverCountsTwiceWhenItIsFull) {
+    SectorSet set(2);
+    for (const std::uint64_t lba :
+         {0, 10, 20, 30, 5, 31, 20, 40, 30})  // 5, and what is told again, are dropped
+        set.add(lba, 1);
+    EXPECT_EQ(set.size(), 6U);
+    EXPECT_EQ(set.countWithin(0, 30), 3U);
 }
 
 TEST(BadSectors, KeepsEachOnceWithItsFirstCause) {
@@ -152,37 +185,6 @@ TEST(EventJoiner, JoinsEqualOnesAfterTheFirstThousand) {
               R"(event{"key":"c","type":"WARNING","message":"once","variables":{},"cause":"tired"})");
 }
 
-TEST(SurfaceMap, KeepsTheWorstOfACellAndFixedSize) {
-    SurfaceMap small(10);
-    small.addOutcome(0, 10, SectorOutcome::good);
-    small.addOutcome(3, 1, SectorOutcome::failed);
-    small.addOutcome(3, 1, SectorOutcome::good);
-    EXPECT_EQ(small.sectorsPerCell(), 1U);
-    EXPECT_EQ(small.cells()[3].outcome, SectorOutcome::failed);
-    EXPECT_EQ(small.cells()[4].outcome, SectorOutcome::good);
-
-    SurfaceMap huge(std::uint64_t{1} << 40);
-    EXPECT_EQ(huge.cells().size(), 16384U);
-    huge.addOutcome((std::uint64_t{1} << 40) - 1, 1, SectorOutcome::failed);
-    EXPECT_EQ(huge.cells().back().outcome, SectorOutcome::failed);
-    huge.addOutcome((std::uint64_t{1} << 40) - 1, 5, SectorOutcome::good);  // beyond the end: ignored there
-
-    EXPECT_TRUE(SurfaceMap(0).cells().empty());
-}
-
-TEST(SurfaceMap, SharesATransferAmongItsCells) {
-    SurfaceMap map(4);
-    map.addTransfer(0, 2, 10us);
-    map.addTransfer(0, 1, 30us);
-    map.addTransfer(2, 1, 50us, true);
-    EXPECT_EQ(map.cells()[0].slowest, 30us);
-    EXPECT_EQ(map.cells()[1].slowest, 10us);
-    EXPECT_NEAR(map.cells()[0].seconds, 35e-6, 1e-9);
-    EXPECT_EQ(map.cells()[2].seconds + map.cells()[2].sectors, 0) << "no rate of what failed";
-    EXPECT_EQ(surfaceJson(map, 512)["slowestUs"].dump(), "[[30.0,1],[10.0,1],[50.0,1],[null,1]]");
-    EXPECT_EQ(surfaceJson(map, 512)["outcomes"].dump(), "[[0,4]]");
-}
-
 TEST(LatencyHistogram, PercentilesAreWithinAnEighth) {
     LatencyHistogram histogram;
     EXPECT_EQ(histogram.percentile(0.5), 0ns);
@@ -202,6 +204,46 @@ TEST(LatencyHistogram, PercentilesAreWithinAnEighth) {
         extremes.add(duration);
     EXPECT_EQ(extremes.buckets().size(), 4U);
     EXPECT_EQ(extremes.longest(), std::chrono::nanoseconds::max());
+}
+
+using Transfer = SlowTransfers::Transfer;
+
+/// "7:200": sector and milliseconds
+std::string keptOf(const SlowTransfers& slow, std::size_t most = SlowTransfers::kMost) {
+    std::string text;
+    for (const Transfer& each : slow.slowest(most))
+        text +=
+            (text.empty() ? "" : " ") + std::to_string(each.lba) + ":" + std::to_string(each.duration / 1ms);
+    return text;
+}
+
+void add(SlowTransfers& slow, std::uint64_t lba, std::chrono::milliseconds duration) {
+    slow.add({libDrive2::DriveOperation::read, lba, 1, duration, 1ms, 1, LIBDRIVE2_NO_ERROR});
+}
+
+TEST(SlowTransfers, KeepsAFewOfThemOrAllThatAreSlow) {
+    SlowTransfers slow;
+    for (const auto duration : {10ms, 20ms, 30ms, 40ms, 50ms, 60ms, 5ms, 200ms})
+        add(slow, static_cast<std::uint64_t>(duration / 1ms), duration);
+    EXPECT_EQ(keptOf(slow), "200:200 60:60 50:50 40:40 30:30");
+    for (std::uint64_t lba = 0; lba < 6; ++lba)
+        add(slow, lba, 600ms);
+    add(slow, 9, 149ms);
+    EXPECT_EQ(keptOf(slow), "0:600 1:600 2:600 3:600 4:600 5:600 200:200");
+    EXPECT_EQ(keptOf(slow, 2), "0:600 1:600");
+    EXPECT_EQ(std::make_pair(slow.slow(), slow.verySlow()),
+              std::make_pair(std::uint64_t{7}, std::uint64_t{6}));
+}
+
+TEST(SlowTransfers, KeepsTheSlowestThousand) {
+    SlowTransfers slow;
+    for (std::uint64_t i = 0; i < 5000; ++i)
+        add(slow, i, std::chrono::milliseconds(151 + i * 7919 % 5000));
+    const auto kept = slow.slowest();
+    EXPECT_EQ(slow.slow(), 5000U);
+    ASSERT_EQ(kept.size(), 1000U);
+    EXPECT_EQ(kept.front().duration, 5150ms);
+    EXPECT_EQ(kept.back().duration, 4151ms);
 }
 
 TEST(DriveStatistics, RatesAndTotalsInSimulatedTime) {
@@ -230,7 +272,7 @@ TEST(DriveStatistics, RatesAndTotalsInSimulatedTime) {
               R"({"over150ms":2,"over500ms":0,"slowest":[)"
               R"({"operation":"read","sector":0,"lastSector":2047,"durationUs":500000.0},)"
               R"({"operation":"read","sector":2048,"lastSector":4095,"durationUs":500000.0}]})");
-    EXPECT_EQ(latencyJson(statistics.latencies())["operations"].size(), 1U);
+    EXPECT_EQ(latencyJson(statistics)["operations"].size(), 1U);
 }
 
 }  // namespace

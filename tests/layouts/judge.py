@@ -5,7 +5,7 @@ import re
 import sys
 
 LINE = re.compile(r"(\d+)(?:-(\d+))? (\d+) (\w+)")
-UNTESTED, GOOD, FAILED = range(3)
+UNTESTED, GOOD, FAILED, RECOVERED = range(4)
 HEADING = ("| layout | test | verdict | bad sectors expected/found | precision | recall | coverage right | surface right |\n"
            "|---|---|---|---|---|---|---|---|")
 
@@ -91,7 +91,7 @@ class Judgement:
     def _read_surface(self):
         cells = bytearray()
         for outcome, count in self._only("surface").get("outcomes", []):
-            cells += bytes([outcome]) * count
+            cells += bytes([GOOD if outcome == RECOVERED else outcome]) * count
         return cells
 
     def _sectors_per_cell(self):

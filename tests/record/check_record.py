@@ -39,6 +39,9 @@ EVENT_TYPES = ("ERR", "WARNING", "INFORMATIVE")
 COVERAGE = ("requested", "tested", "failed", "skipped")
 EVENT_PARTS = {"key", "type", "message", "variables"}
 FAULTS = ("unreadable", "unwritable", "unreachable", "wrongData")
+OPERATIONS = ("read", "write", "seek", "flush", "other")
+OUTCOMES = range(4)
+MOST_CELLS, MOST_RUNS, MOST_REGIONS, MOST_SLOW = 1 << 20, 1 << 16, 1 << 10, 1000
 CLOSING = ("coverage", "result")  # extensions that every ended step has once, behind everything but extensions
 
 
@@ -49,6 +52,47 @@ def is_count(value):
 def is_range(value):
     return (isinstance(value, dict) and set(value) == {"sector", "lastSector"} and
             all(map(is_count, value.values())) and value["sector"] <= value["lastSector"])
+
+
+def are_runs(runs, cells, is_value):
+    """Whether [value, number of cells] pairs go over all cells."""
+    return (isinstance(runs, list) and len(runs) <= MOST_RUNS and
+            all(isinstance(run, list) and len(run) == 2 and is_value(run[0]) and is_count(run[1]) for run in runs) and
+            sum(run[1] for run in runs) == cells)
+
+
+def is_surface(content):
+    cells = content.get("cells")
+    blocks = content.get("cellsPerValue", {})
+    return (is_count(cells) and cells <= MOST_CELLS and is_count(content.get("sectorsPerCell")) and
+            are_runs(content.get("outcomes"), cells, lambda value: value in OUTCOMES) and
+            are_runs(content.get("slowestUs"), cells, lambda value: value is None or is_count(value)) and
+            set(blocks) == {"outcomes", "slowestUs"} and all(map(is_count, blocks.values())))
+
+
+def is_regions(content):
+    regions = content.get("regions")
+    directions = [content[name] for name in ("read", "written") if name in content]
+    return (is_count(regions) and regions <= MOST_REGIONS and is_count(content.get("sectorsPerRegion")) and
+            all(set(each) == {"bytes", "us"} for each in directions) and
+            all(len(each) == regions and all(map(is_count, each)) for both in directions for each in both.values()))
+
+
+def is_slow_transfers(content):
+    slowest = content.get("slowest", [])
+    return (set(content) == {"over150ms", "over500ms", "slowest"} and len(slowest) <= MOST_SLOW and
+            all(set(each) == {"operation", "sector", "lastSector", "durationUs"} and each["operation"] in OPERATIONS and
+                each["sector"] <= each["lastSector"] for each in slowest) and
+            all(a["durationUs"] >= b["durationUs"] for a, b in zip(slowest, slowest[1:])))
+
+
+def is_transfers(content):
+    return all(set(each) == {"operation", "firstTry", "recovered", "failed"} and each["operation"] in OPERATIONS and
+               all(is_count(value) for name, value in each.items() if name != "operation")
+               for each in content.get("operations", [{}]))
+
+
+STATISTICS = {"surface": is_surface, "regions": is_regions, "slowTransfers": is_slow_transfers, "transfers": is_transfers}
 
 
 def load_validator():
@@ -232,6 +276,8 @@ class RecordCheck:
             self._check_unrestored(content)
         elif name == "badSectors":
             self._check_bad_sectors(step, content)
+        elif name in STATISTICS and not STATISTICS[name](content):
+            self._fault(f"extension {name}: not of the form that docs/record.md describes")
 
     def _check_bad_sectors(self, step, content):
         ranges = content.get("ranges")

@@ -37,12 +37,20 @@ GOOD = [
                       "validators": [{"type": "GREATER_THAN", "value": 1}]}),
     step(error={"symptom": "odd", "softwareInfoIds": ["s"]}),
     extension("badSectors", fault="unreadable", words="sense 3/11/00", ranges=[[7, 7]]),
+    extension("surface", sectorsPerCell=4, cells=3, outcomes=[[1, 1], [2, 1], [3, 1]], slowestUs=[[12, 2], [None, 1]],
+              cellsPerValue={"outcomes": 1, "slowestUs": 2}),
+    extension("regions", sectorsPerRegion=8, regions=2, read={"bytes": [4096, 0], "us": [12, 0]}),
+    extension("slowTransfers", over150ms=1, over500ms=0, slowest=[
+        {"operation": "read", "sector": 0, "lastSector": 3, "durationUs": 200000.0},
+        {"operation": "seek", "sector": 9, "lastSector": 9, "durationUs": 7.5}]),
+    extension("transfers", operations=[{"operation": "read", "firstTry": 1, "recovered": 1, "failed": 1}]),
     extension("coverage", requested=10, tested=6, failed=1, skipped=3, unit="sectors"),
     extension("result", result="FAIL", errors=1, warnings=0),
     step(testStepEnd={"status": "COMPLETE"}),
     {"testRunArtifact": {"testRunEnd": {"status": "COMPLETE", "result": "FAIL"}}},
 ]
-START, EVENT, DIAGNOSIS, LOG, ERROR, BAD, COVERAGE, RESULT, STEP_END, RUN_END = 1, 3, 4, 5, 7, 8, 9, 10, 11, 12
+START, EVENT, DIAGNOSIS, LOG, ERROR, BAD, SURFACE, REGIONS, SLOW, TRANSFERS = 1, 3, 4, 5, 7, 8, 9, 10, 11, 12
+COVERAGE, RESULT, STEP_END, RUN_END = 13, 14, 15, 16
 
 
 def numbered(documents):
@@ -101,32 +109,38 @@ SPOILED = [
     (put(1, 0, "schemaVersion", "major"), 1, "against the schema at /schemaVersion/major"),
     (drop(0), 1, "the first line, and no other, must be the schemaVersion"),
     (repeat(START), 3, "the second line, and no other, must be the testRunStart"),
-    (drop(RUN_END), 12, "does not end with a testRunEnd"),
-    (repeat(RUN_END), 14, "nothing may follow the testRunEnd"),
-    (drop(STEP_END), 12, "step '0' has no testStepEnd"),
+    (drop(RUN_END), 16, "does not end with a testRunEnd"),
+    (repeat(RUN_END), 18, "nothing may follow the testRunEnd"),
+    (drop(STEP_END), 16, "step '0' has no testStepEnd"),
     (move(LOG, 2), 3, "step '0' has not started"),
-    (move(LOG, STEP_END), 12, "step '0' has ended before"),
+    (move(LOG, STEP_END), 16, "step '0' has ended before"),
     (put("1", LOG, "testStepArtifact", "testStepId"), 6, "step '1' has not started"),
-    (move(LOG, RESULT), 11, "only extensions may follow the coverage and result"),
-    (move(EVENT, RESULT), 11, "no event may follow"),
+    (move(LOG, RESULT), 15, "only extensions may follow the coverage and result"),
+    (move(EVENT, RESULT), 15, "no event may follow"),
     (repeat(2), 4, "step '0' starts twice"),
-    (end("COMPLETE", "NOT_APPLICABLE"), 13, "status COMPLETE does not go with result NOT_APPLICABLE"),
-    (end("ERROR", "NOT_APPLICABLE"), 13, "ERROR/NOT_APPLICABLE does not go with the test's result FAIL"),
-    (content(RESULT, "result", "USERABORTED"), 13, "COMPLETE/FAIL does not go with the test's result USERABORTED"),
-    (content(RESULT, "result", "WARN"), 13, "COMPLETE/FAIL does not go with the test's result WARN"),
-    (put("SKIP", STEP_END, "testStepArtifact", "testStepEnd", "status"), 13, "but step '0' ended with SKIP"),
+    (end("COMPLETE", "NOT_APPLICABLE"), 17, "status COMPLETE does not go with result NOT_APPLICABLE"),
+    (end("ERROR", "NOT_APPLICABLE"), 17, "ERROR/NOT_APPLICABLE does not go with the test's result FAIL"),
+    (content(RESULT, "result", "USERABORTED"), 17, "COMPLETE/FAIL does not go with the test's result USERABORTED"),
+    (content(RESULT, "result", "WARN"), 17, "COMPLETE/FAIL does not go with the test's result WARN"),
+    (put("SKIP", STEP_END, "testStepArtifact", "testStepEnd", "status"), 17, "but step '0' ended with SKIP"),
     (put("x", DIAGNOSIS, "testStepArtifact", "diagnosis", "hardwareInfoId"), 5, "hardwareInfoId 'x' is not in"),
     (put(["x"], ERROR, "testStepArtifact", "error", "softwareInfoIds"), 8, "softwareInfoId 'x' is not in"),
-    (drop(COVERAGE), 11, "ends without the extension coverage"),
-    (repeat(RESULT), 12, "extension result comes a second time"),
-    (content(COVERAGE, "tested", 7), 10, "requested 10 is not tested 7 + failed 1 + skipped 3"),
-    (content(COVERAGE, "failed", -1), 10, "must be counts"),
-    (content(COVERAGE, "unit", "LBAs"), 10, "unknown unit 'LBAs'"),
-    (content(BAD, "ranges", [[7, 7], [9, 9]]), 10, "1 sectors failed, but 2 are listed as bad"),
+    (drop(COVERAGE), 15, "ends without the extension coverage"),
+    (repeat(RESULT), 16, "extension result comes a second time"),
+    (content(COVERAGE, "tested", 7), 14, "requested 10 is not tested 7 + failed 1 + skipped 3"),
+    (content(COVERAGE, "failed", -1), 14, "must be counts"),
+    (content(COVERAGE, "unit", "LBAs"), 14, "unknown unit 'LBAs'"),
+    (content(BAD, "ranges", [[7, 7], [9, 9]]), 14, "1 sectors failed, but 2 are listed as bad"),
     (content(BAD, "ranges", [[8, 7]]), 9, "8-7 is no range"),
     (content(BAD, "fault", "worn"), 9, "fault, words and ranges expected"),
-    (content(RESULT, "errors", -1), 11, "errors must be a count"),
-    (content(RESULT, "result", "MAYBE"), 11, "unknown result 'MAYBE'"),
+    (content(SURFACE, "outcomes", [[1, 2]]), 10, "surface: not of the form"),
+    (content(SURFACE, "outcomes", [[4, 3]]), 10, "surface: not of the form"),
+    (content(SURFACE, "cells", 1 << 21), 10, "surface: not of the form"),
+    (content(REGIONS, "written", {"bytes": [1], "us": [1, 2]}), 11, "regions: not of the form"),
+    (content(SLOW, "slowest", [{"operation": "read", "sector": 4, "lastSector": 3, "durationUs": 1}]), 12, "slowTransfers"),
+    (content(TRANSFERS, "operations", [{"operation": "read", "firstTry": 1}]), 13, "transfers: not of the form"),
+    (content(RESULT, "errors", -1), 15, "errors must be a count"),
+    (content(RESULT, "result", "MAYBE"), 15, "unknown result 'MAYBE'"),
     (content(EVENT, "type", "ERROR"), 4, "type is 'ERROR'"),
     (content(EVENT, "key", ""), 4, "key is not a text"),
     (content(EVENT, "message", None), 4, "message is not a text"),
@@ -194,14 +208,14 @@ class CheckRecordTest(unittest.TestCase):
             data = b"".join(lines[:kept])
             self.assertEqual(self.check(data, partial=True), [], kept)
             self.expect(self.check(data), kept, "does not end with a testRunEnd")
-        self.expect(self.check(b"".join(lines)[:-1], partial=True), 13, "cut off")
+        self.expect(self.check(b"".join(lines)[:-1], partial=True), 17, "cut off")
         self.expect(self.check(b"", partial=True), 1, "no complete line")
 
     def test_command_names_file_and_line(self):
         program = str(pathlib.Path(check_record.__file__))
         with tempfile.TemporaryDirectory() as folder:
             record = pathlib.Path(folder) / "record.jsonl"
-            doubled = (GOOD + GOOD[-1:], 1, f"{record}:14: nothing may follow the testRunEnd\n")
+            doubled = (GOOD + GOOD[-1:], 1, f"{record}:18: nothing may follow the testRunEnd\n")
             for documents, status, output in ((GOOD, 0, ""), doubled):
                 record.write_bytes(as_bytes(numbered(documents)))
                 run = subprocess.run([sys.executable, program, record], capture_output=True, text=True, check=False)

@@ -63,11 +63,11 @@ def without_times(value):
         return [without_times(each) for each in value]
     if not isinstance(value, dict):
         return value
-    if value.get("name") in ("latency", "slowTransfers"):
+    if value.get("name") in ("latency", "slowTransfers", "regions"):
         return {"name": value["name"]}
     if "unit" in value and "value" in value:
         return {**value, "value": 0}
-    timed = {"timestamp", "slowestUs", "megabytesPerSecond", "sourceLocation", "commandLine"}
+    timed = {"timestamp", "slowestUs", "cellsPerValue", "sourceLocation", "commandLine"}
     return {key: without_times(each) for key, each in value.items() if key not in timed}
 
 

@@ -1,0 +1,22 @@
+# Writes a C++ source that holds texts of files. Arguments: HEADER, NAMESPACE, OUTPUT, and TEXTS, a list of
+# NAME=FILE+FILE... for a std::string_view NAME of these files in a row.
+set(source "#include \"${HEADER}\"\n\nnamespace ${NAMESPACE} {\n\n")
+foreach(text IN LISTS TEXTS)
+    string(REGEX MATCH "^([^=]+)=(.+)$" matched "${text}")
+    set(name ${CMAKE_MATCH_1})
+    string(REPLACE "+" ";" files "${CMAKE_MATCH_2}")
+    string(APPEND source "const std::string_view ${name} =\n")
+    foreach(file IN LISTS files)
+        file(READ ${file} content)
+        # Where to find the sources is of no use without the network.
+        string(REGEX REPLACE "(//|/\\*)# sourceMappingURL=[^\n]*" "" content "${content}")
+        string(FIND "${content}" ")page\"" end)
+        if(NOT end EQUAL -1 OR content MATCHES "</[sS][cCtT]")
+            message(FATAL_ERROR "${file} cannot stand in a page")
+        endif()
+        string(APPEND source "R\"page(${content})page\"\n\"\\n\"\n")
+    endforeach()
+    string(APPEND source ";\n\n")
+endforeach()
+string(APPEND source "}  // namespace ${NAMESPACE}\n")
+file(WRITE ${OUTPUT} "${source}")

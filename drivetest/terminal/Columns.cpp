@@ -1,0 +1,84 @@
+#include "drivetest/terminal/Columns.h"
+
+#include <algorithm>
+#include <iterator>
+#include <utility>
+
+namespace drivetest {
+
+namespace {
+
+struct Range {
+    char32_t first;
+    char32_t last;
+};
+constexpr Range kWide[] = {{0x1100, 0x115F},   {0x2E80, 0x303E},  {0x3041, 0x33FF}, {0x3400, 0x4DBF},
+                           {0x4E00, 0x9FFF},   {0xA000, 0xA4CF},  {0xAC00, 0xD7A3}, {0xF900, 0xFAFF},
+                           {0xFE30, 0xFE6F},   {0xFF00, 0xFF60},  {0xFFE0, 0xFFE6}, {0x1F300, 0x1F64F},
+                           {0x1F900, 0x1F9FF}, {0x20000, 0x3FFFD}};
+constexpr Range kSetAbove[] = {{0x0300, 0x036F}, {0x20D0, 0x20FF}, {0xFE00, 0xFE0F}, {0xFE20, 0xFE2F}};
+
+template <std::size_t N>
+bool isIn(const Range (&ranges)[N], char32_t character) {
+    return std::any_of(std::begin(ranges), std::end(ranges), [character](const Range& range) {
+        return character >= range.first && character <= range.last;
+    });
+}
+
+bool continues(char byte) {
+    return (static_cast<unsigned char>(byte) & 0xC0) == 0x80;
+}
+
+/// The bytes of the first character, and what it takes. The text is not empty.
+std::pair<std::size_t, std::size_t> firstOf(std::string_view text) {
+    std::size_t bytes = 1;
+    auto character = static_cast<char32_t>(static_cast<unsigned char>(text.front()));
+    if (character >= 0xC0)
+        character &= character >= 0xF0 ? 0x07U : character >= 0xE0 ? 0x0FU : 0x1FU;
+    for (; bytes < text.size() && continues(text[bytes]); ++bytes)
+        character = character << 6 | (static_cast<unsigned char>(text[bytes]) & 0x3FU);
+    return {bytes, isIn(kWide, character) ? 2 : isIn(kSetAbove, character) ? 0 : 1};
+}
+
+}  // namespace
+
+std::size_t columnsOf(std::string_view text) {
+    std::size_t columns = 0;
+    while (!text.empty()) {
+        const auto [bytes, taken] = firstOf(text);
+        columns += taken;
+        text.remove_prefix(bytes);
+    }
+    return columns;
+}
+
+std::string padded(std::string_view text, std::size_t columns) {
+    const std::size_t taken = columnsOf(text);
+    return std::string(text) + std::string(columns > taken ? columns - taken : 1, ' ');
+}
+
+std::string eventLabel(std::string_view text) {
+    return padded(text, std::string_view(kEventIndent).size());
+}
+
+std::string summaryLabel(std::string_view text) {
+    return padded("  " + std::string(text), std::string_view(kSummaryIndent).size());
+}
+
+std::string shortened(std::string_view text, std::size_t columns) {
+    if (columnsOf(text) <= columns)
+        return std::string(text);
+    if (columns == 0)
+        return {};
+    std::size_t used = 0;
+    std::size_t kept = 0;
+    while (true) {
+        const auto [bytes, taken] = firstOf(text.substr(kept));
+        if (used + taken > columns - 1)
+            return std::string(text.substr(0, kept)) + "…";
+        used += taken;
+        kept += bytes;
+    }
+}
+
+}  // namespace drivetest

@@ -1,0 +1,63 @@
+#include "drivetest/terminal/Forecast.h"
+
+#include "drivetest/terminal/Texts.h"
+#include "zel/Words.h"
+
+namespace drivetest {
+
+namespace {
+
+using namespace std::chrono_literals;
+using zel::counted;
+using zel::words;
+
+constexpr std::chrono::nanoseconds kMeasured = 1s;
+/// Who waits no longer needs no forecast.
+constexpr std::chrono::nanoseconds kSoon = 30s;
+constexpr std::chrono::nanoseconds kLong = 24h;
+
+std::string workText(const Advance& now) {
+    if (now.requested == 0)
+        return {};
+    if (now.bytesOfEach == 0)
+        return counted(now.requested, "{n} position to visit", "{n} positions to visit");
+    return counted(now.requested, "{n} sector ({size}) to visit", "{n} sectors ({size}) to visit",
+                   {{"size", sizeText(now.requested * now.bytesOfEach)}});
+}
+
+/// In the largest units that tell something: years of a seek test, hours of a read test.
+std::string longText(std::chrono::nanoseconds time) {
+    const auto days = static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::hours>(time) / 24h);
+    if (days < 3)
+        return durationText(time);
+    if (days < 3 * 365)
+        return counted(days, "{n} day", "{n} days");
+    return counted(days / 365, "{n} year", "{n} years");
+}
+
+}  // namespace
+
+std::vector<std::string> Forecast::due(const ProgressMeter& meter, const Advance& now,
+                                       std::chrono::nanoseconds elapsed) {
+    const auto left = meter.left();
+    if (m_isTold || elapsed < kMeasured || !left)
+        return {};
+    m_isTold = true;
+    const std::chrono::nanoseconds all = elapsed + *left;
+    if (all < kSoon)
+        return {};
+    std::vector<std::string> lines;
+    std::string text = workText(now);
+    text +=
+        (text.empty() ? "" : "; ") + words("at this rate it takes about {time}", {{"time", longText(all)}});
+    if (now.written > 0)
+        text += "; " + words("about {size} will be written",
+                             {{"size", sizeText(static_cast<std::uint64_t>(static_cast<double>(now.written) /
+                                                                           meter.share()))}});
+    lines.push_back(text);
+    if (all > kLong && !m_shorter.empty())
+        lines.push_back(words("this is longer than a day: {advice}", {{"advice", m_shorter}}));
+    return lines;
+}
+
+}  // namespace drivetest

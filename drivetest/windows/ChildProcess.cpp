@@ -1,0 +1,168 @@
+#include "drivetest/run/ChildProcess.h"
+
+#include <windows.h>
+
+#include <array>
+#include <cstdlib>
+#include <filesystem>
+#include <system_error>
+#include <thread>
+#include <utility>
+
+#include "zel/Path.h"
+
+namespace drivetest {
+
+namespace {
+
+/// Both ends of a pipe, which close with it. One end is the child's and is handed on to it.
+class Pipe {
+public:
+    enum End : std::size_t { reading, writing };
+
+    explicit Pipe(End ofChild) {
+        SECURITY_ATTRIBUTES handedOn{sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
+        m_isOpen = CreatePipe(&m_ends[reading], &m_ends[writing], &handedOn, 0) != 0 &&
+                   SetHandleInformation(m_ends.at(ofChild == reading ? writing : reading),
+                                        HANDLE_FLAG_INHERIT, 0) != 0;
+    }
+    ~Pipe() {
+        close(reading);
+        close(writing);
+    }
+    Pipe(const Pipe&) = delete;
+    Pipe& operator=(const Pipe&) = delete;
+
+    [[nodiscard]] bool isOpen() const { return m_isOpen; }
+    [[nodiscard]] HANDLE end(End which) const { return m_ends.at(which); }
+    void close(End which) {
+        if (m_ends.at(which) != nullptr)
+            CloseHandle(m_ends.at(which));
+        m_ends.at(which) = nullptr;
+    }
+
+private:
+    std::array<HANDLE, 2> m_ends{};
+    bool m_isOpen;
+};
+
+struct Pipes {
+    Pipe input{Pipe::reading};
+    Pipe output{Pipe::writing};
+    Pipe errors{Pipe::writing};
+};
+
+/// As the child's runtime takes it apart again: backslashes count only before a quote.
+std::wstring quotedWord(const std::wstring& word) {
+    std::wstring text = L"\"";
+    std::size_t backslashes = 0;
+    for (const wchar_t letter : word) {
+        if (letter == L'"')
+            text.append(backslashes + 1, L'\\');
+        backslashes = letter == L'\\' ? backslashes + 1 : 0;
+        text += letter;
+    }
+    text.append(backslashes, L'\\');
+    return text + L"\"";
+}
+
+std::wstring wide(const std::string& text) {
+    if (text.empty())
+        return {};
+    const int size = static_cast<int>(text.size());
+    std::wstring result(
+        static_cast<std::size_t>(MultiByteToWideChar(CP_UTF8, 0, text.data(), size, nullptr, 0)), L'\0');
+    MultiByteToWideChar(CP_UTF8, 0, text.data(), size, result.data(), static_cast<int>(result.size()));
+    return result;
+}
+
+/// Null when it could not be started.
+HANDLE start(const std::string& path, const std::vector<std::string>& arguments, const Pipes& pipes) {
+    const std::wstring program = zel::pathOf(path).wstring();
+    std::wstring line = quotedWord(program);
+    for (const std::string& argument : arguments)
+        line += L" " + quotedWord(wide(argument));
+    STARTUPINFOW startup{};
+    startup.cb = sizeof startup;
+    startup.dwFlags = STARTF_USESTDHANDLES;
+    startup.hStdInput = pipes.input.end(Pipe::reading);
+    startup.hStdOutput = pipes.output.end(Pipe::writing);
+    startup.hStdError = pipes.errors.end(Pipe::writing);
+    PROCESS_INFORMATION process{};
+    if (CreateProcessW(program.c_str(), line.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup,
+                       &process) == 0)
+        return nullptr;
+    CloseHandle(process.hThread);
+    return process.hProcess;
+}
+
+void takeAll(HANDLE pipe, std::string& text) {
+    std::array<char, 4096> block{};
+    DWORD got = 0;
+    while (ReadFile(pipe, block.data(), static_cast<DWORD>(block.size()), &got, nullptr) != 0 && got > 0)
+        text.append(block.data(), got);
+}
+
+void giveAll(Pipe& pipe, std::string_view rest) {
+    DWORD gone = 0;
+    while (!rest.empty() && WriteFile(pipe.end(Pipe::writing), rest.data(), static_cast<DWORD>(rest.size()),
+                                      &gone, nullptr) != 0)
+        rest.remove_prefix(gone);
+    pipe.close(Pipe::writing);
+}
+
+}  // namespace
+
+ChildResult runChild(const std::string& path, const std::vector<std::string>& arguments,
+                     std::string_view input) {
+    ChildResult result;
+    Pipes pipes;
+    HANDLE child = nullptr;
+    if (pipes.input.isOpen() && pipes.output.isOpen() && pipes.errors.isOpen())
+        child = start(path, arguments, pipes);
+    if (child == nullptr) {
+        result.errors = std::system_category().message(static_cast<int>(GetLastError()));
+        return result;
+    }
+    pipes.input.close(Pipe::reading);
+    pipes.output.close(Pipe::writing);
+    pipes.errors.close(Pipe::writing);
+    // A program may fill one pipe while it waits for another.
+    std::thread giver([&pipes, input] { giveAll(pipes.input, input); });
+    std::thread taker([&pipes, &result] { takeAll(pipes.errors.end(Pipe::reading), result.errors); });
+    takeAll(pipes.output.end(Pipe::reading), result.output);
+    giver.join();
+    taker.join();
+    WaitForSingleObject(child, INFINITE);
+    DWORD status = 0;
+    if (GetExitCodeProcess(child, &status) != 0)
+        result.status = static_cast<int>(status);
+    CloseHandle(child);
+    return result;
+}
+
+std::vector<std::string> programFolders() {
+    std::vector<std::string> folders;
+    const wchar_t* const path = _wgetenv(L"PATH");
+    std::wstring_view rest = path != nullptr ? path : L"";
+    while (!rest.empty()) {
+        const std::wstring_view folder = rest.substr(0, rest.find(L';'));
+        if (!folder.empty())
+            folders.push_back(zel::textOf(std::filesystem::path(folder)));
+        rest.remove_prefix(folder.size() + (folder.size() < rest.size() ? 1 : 0));
+    }
+    // What is installed with the system, or by its user, is seldom in the path.
+    for (const auto& [variable, below] : {std::pair(L"SystemRoot", "System32/OpenSSH"),
+                                          std::pair(L"ProgramFiles(x86)", "Microsoft/Edge/Application"),
+                                          std::pair(L"ProgramFiles", "Microsoft/Edge/Application"),
+                                          std::pair(L"ProgramFiles", "Google/Chrome/Application")})
+        if (const wchar_t* const folder = _wgetenv(variable); folder != nullptr)
+            folders.push_back(zel::textOf(std::filesystem::path(folder) / below));
+    return folders;
+}
+
+std::string_view programSuffix() {
+    return ".exe";
+}
+
+}  // namespace drivetest
