@@ -153,6 +153,7 @@ step "set-up" set_up
 step "format" check_format
 step "build (preset dev, warnings are errors)" build_preset dev
 start_aside run_tests dev lab
+step "texts in every language" /usr/bin/python3 -B scripts/check_words.py "$root"
 step "headers compile alone" check_headers
 step "who includes whom" check_includes
 step "unit and command-line tests" run_tests dev 'unit|cli'

@@ -12,7 +12,6 @@
 #include "drivetest/safety/UseWatch.h"
 #include "drivetest/safety/WatchedJournal.h"
 #include "drivetest/terminal/Console.h"
-#include "drivetest/terminal/Console.h"
 #include "drivetest/terminal/ProgressText.h"
 #include "quix5/Host.h"
 #include "zel/Log.h"

@@ -25,7 +25,7 @@ SYSTEM = {
     "advapi32.dll": "who may do what, the registry",
     "ntdll.dll": "files by the folder that they lie in",
 }
-LICENCES = {"libcli11-dev": "BSD", "nlohmann-json3-dev": "Expat", "libxxhash-dev": "BSD", "g++-mingw-w64-x86-64-posix": "GPL",
+LICENCES = {"libcli11-dev": "BSD", "nlohmann-json3-dev": "Expat", "libjs-dygraphs": "MIT", "libxxhash-dev": "BSD", "g++-mingw-w64-x86-64-posix": "GPL",
             "mingw-w64-x86-64-dev": "ZPL"}
 
 
@@ -55,7 +55,7 @@ class Package(program.ProgramTest):
 
     def test_it_holds_what_is_to_be_given_on(self):
         self.assertEqual(set(os.listdir(self.home)),
-                         OWN | {"libDriveTest.qpk", "README.md", "NOTICES.txt", "prove-windows.ps1", "docs", "licenses"})
+                         OWN | {"libDriveTest.qpk", "drivetest.qpk", "README.md", "NOTICES.txt", "prove-windows.ps1", "docs", "licenses"})
         self.assertIn("windows.md", os.listdir(os.path.join(self.home, "docs")))
         licences = pathlib.Path(self.home, "licenses")
         self.assertEqual({file.name for file in licences.iterdir()}, {name + ".txt" for name in LICENCES})
