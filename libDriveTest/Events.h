@@ -56,6 +56,10 @@ inline SharedEvent advancedError{"advancedError"};
 inline SharedEvent nonCritical{"nonCritical"};
 inline SharedEvent mediumNotPresentRMBZero{"MediumNotPresentRMBZero"};
 
+// Of the survey.
+inline SharedEvent surveySample{"surveySample"};
+inline SharedEvent surveyBadAreas{"surveyBadAreas"};
+
 // Of tests that write.
 inline SharedEvent cannotRdOrigRange{"cannotRdOrigRange"};
 inline SharedEvent patternBufferCorrupt{"patternBufferCorrupt"};

@@ -2,9 +2,11 @@
 
 #include <string>
 
+#include "ChunkSequence.h"
 #include "DriveTestLogger.h"
 #include "Parameters.h"
 #include "RangeSetup.h"
+#include "TimeLimit.h"
 
 namespace libDriveTest {
 
@@ -30,6 +32,7 @@ void LinearChunkTest::init(Test& test) {
     parameters::numberOfSeeks.addTo(test);
     parameters::sectorPercentToTest.addTo(test);
     parameters::isolateFailedLBA.addTo(test);
+    parameters::maxTime.addTo(test);
 }
 
 TestResult LinearChunkTest::runTest() {
@@ -71,18 +74,22 @@ void LinearChunkTest::logParameters(const Pass& pass) const {
 
 TestResult LinearChunkTest::testChunks(Pass& pass) {
     const RangePlan& range = pass.range;
-    for (std::uint64_t i = 0; i < range.sectorsToTest; i += pass.chunks.blockCount) {
-        if (hitEventLimits(true))
+    const TimeLimit time;
+    ChunkSequence sequence(range.sectorsToTest, pass.chunks.blockCount, kSpreadRunBytes / range.sectorSize,
+                           time.isSet());
+    std::uint64_t done = 0;
+    for (auto i = sequence.next(); i; i = sequence.next(), done += pass.chunks.blockCount) {
+        if (hitEventLimits(true) || time.isUp())
             break;
-        const std::uint64_t lba = i * pass.divisor + range.startLba;
-        const std::uint64_t percent = i * 100 / range.sectorsToTest;
+        const std::uint64_t lba = *i * pass.divisor + range.startLba;
+        const std::uint64_t percent = done * 100 / range.sectorsToTest;
         m_logger.line(1, "Testing LBA ", lba, " of ", range.endLba - 1, " (", pass.chunks.blockCount,
-                      " sectors at a time) Percent: ", i, "/", range.sectorsToTest, " [", percent, "]");
-        if (i == pass.chunks.fullChunkEnd)
+                      " sectors at a time) Percent: ", done, "/", range.sectorsToTest, " [", percent, "]");
+        if (*i == pass.chunks.fullChunkEnd)
             startPartialChunk(pass, lba);
         if (const auto ended = testChunk(pass, lba))
             return *ended;
-        DiagModule::percentDone(static_cast<int>(percent));
+        DiagModule::percentDone(time.percent(percent));
         if (DiagModule::checkForStop()) {
             reportUserAbort(lba);
             return TestResult::USERABORTED;

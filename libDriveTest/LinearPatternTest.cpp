@@ -42,6 +42,7 @@ void LinearPatternTest::init(Test& test) {
     parameters::overridePattern.addTo(test);
     parameters::verifyOnly.addTo(test);
     parameters::isolateFailedLBA.addTo(test);
+    parameters::maxTime.addTo(test);
     initWriteTest();
 }
 

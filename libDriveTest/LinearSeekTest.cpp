@@ -1,11 +1,15 @@
 #include "LinearSeekTest.h"
 
+#include "Parameters.h"
+
 namespace libDriveTest {
 
 namespace {
 
 /// Progress and stop requests are looked after once in so many moves.
 constexpr std::uint64_t kMovesBetweenChecks = 10;
+/// Where the time is limited, the positions are visited in so many pieces.
+constexpr std::uint64_t kRuns = 4096;
 
 }  // namespace
 
@@ -20,12 +24,23 @@ void LinearSeekTest::logSpacing(const Pass& pass) const {
     m_logger.line(1, " Divisor:               ", pass.range.divisor());
 }
 
-void LinearSeekTest::begin(const Pass& /*pass*/) {
+void LinearSeekTest::init(Test& test) {
+    SeekTest::init(test);
+    parameters::maxTime.addTo(test);
+}
+
+void LinearSeekTest::begin(const Pass& pass) {
+    m_time = TimeLimit();
+    m_sequence = ChunkSequence(pass.moves, 1, pass.moves / kRuns, m_time.isSet());
     drive->setRetryCallbackBehavior(libDrive2::LIBDRIVE2_RETRY_AND_REPORT);
 }
 
 std::uint64_t LinearSeekTest::position(const Pass& pass, std::uint64_t index) {
-    return index * pass.range.divisor() + pass.range.startLba;
+    return m_sequence.next().value_or(index) * pass.range.divisor() + pass.range.startLba;
+}
+
+std::optional<TestResult> LinearSeekTest::beforeMove(const Step& /*step*/) {
+    return m_time.isUp() ? std::optional(getEventCountResult()) : std::nullopt;
 }
 
 std::optional<TestResult> LinearSeekTest::afterMove(const Step& step) {

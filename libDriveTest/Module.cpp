@@ -18,6 +18,7 @@
 #include "optional/libScsi2/RandomWriteTestMMC.h"
 #include "optional/libScsi2/ReadPerformanceTest.h"
 #include "quix5/ModuleDescriptor.h"
+#include "survey/SurveyReadTest.h"
 
 namespace libDriveTest {
 
@@ -133,6 +134,7 @@ const quix5::TestEntry kTests[] = {
     fixedDiskTest<CacheTest>("CacheTest", {.preservesIf = parameters::preserveData.name()}),
     fixedDiskTest<ReadSpeedTest>("ReadSpeedTest"),
     fixedDiskTest<ReadWriteSpeedTest>("ReadWriteSpeedTest", {.preservesIf = parameters::preserveData.name()}),
+    fixedDiskTest<SurveyReadTest>("SurveyReadTest"),
     opticalReadTest<DefaultReadPerformanceTest>("DefaultReadPerformanceTest"),
     opticalReadTest<ReadPerformanceTest>("ReadPerformanceTest"),
     opticalWriteTest<PatternTestMMC, MMCRW_ANY_RECORDABLE>("PatternTestMMC", warnOfPatterns),

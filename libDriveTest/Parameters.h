@@ -24,10 +24,17 @@ inline SharedParameter<zel::String> startRange{"StartRange", DataType::STRING, "
 inline SharedParameter<zel::String> endRange{"EndRange", DataType::STRING, "MAX"};
 inline SharedParameter<std::uint64_t> numberOfSeeks{"NumberOfSeeks", DataType::UINT64, 0};
 inline SharedParameter<double> sectorPercentToTest{"SectorPercentToTest", DataType::PERCENT, 100.0};
+/// Seconds; 0 means no limit.
+inline SharedParameter<std::uint32_t> maxTime{"MaxTime", DataType::UINT32, 0};
+inline SharedParameter<zel::String> onlyRanges{"OnlyRanges", DataType::STRING, ""};
 inline SharedParameter<bool> isolateFailedLBA{"IsolateFailedLBA", DataType::BOOLEAN, true};
 
 inline constexpr const char* kSeekMethods[] = {"seek", "read"};
 inline SharedParameter<zel::String> seekMethod{"SeekMethod", DataType::STRING, "seek", false, kSeekMethods};
+
+inline constexpr const char* kSurveyMethods[] = {"sample", "gentle"};
+inline SharedParameter<zel::String> surveyMethod{"SurveyMethod", DataType::STRING, "sample", false,
+                                                 kSurveyMethods};
 
 // Of tests that write.
 inline SharedParameter<bool> preserveData{"PreserveData", DataType::BOOLEAN, true};

@@ -2,8 +2,10 @@
 
 #include <cstring>
 
+#include "ChunkSequence.h"
 #include "DriveTestLogger.h"
 #include "Events.h"
+#include "TimeLimit.h"
 
 namespace libDriveTest {
 
@@ -85,14 +87,18 @@ TestResult PatternWriteTest::testChunks(Pass& pass) {
     m_behaviors.normal = chunkBehavior(pass.blocks, pass.isolate);
     drive->setRetryCallbackBehavior(m_behaviors.normal);
     drive->planSectors(range.sectorsToTest);
-    for (std::uint64_t done = 0; done < range.sectorsToTest; done += pass.blocks) {
-        if (hitEventLimits(true))
+    const TimeLimit time;
+    ChunkSequence sequence(range.sectorsToTest, pass.blocks, kSpreadRunBytes / range.sectorSize,
+                           time.isSet());
+    std::uint64_t done = 0;
+    for (auto i = sequence.next(); i; i = sequence.next(), done += pass.blocks) {
+        if (hitEventLimits(true) || time.isUp())
             break;
-        const std::uint64_t lba = done * pass.divisor + range.startLba;
+        const std::uint64_t lba = *i * pass.divisor + range.startLba;
         m_logger.line(1, "Testing LBA ", lba, " of ", range.endLba - 1, " (", pass.blocks,
                       " sectors at a time) Percent: ", done, "/", range.sectorsToTest, " [",
                       done * 100 / range.sectorsToTest, "]");
-        if (done == pass.fullChunksEnd)
+        if (*i == pass.fullChunksEnd)
             startPartialChunk(pass, lba);
         if (const auto ended = testChunk(pass, lba, done))
             return *ended;

@@ -30,6 +30,9 @@ struct ChunkPlan {
     static ChunkPlan make(const RangePlan& range, libDrive2::Drive& drive, std::uint64_t shares);
 };
 
+/// Where the time is limited, so many bytes are visited in one piece.
+inline constexpr std::uint32_t kSpreadRunBytes = 32U << 20;
+
 /// Reporting without retries where failing chunks are narrowed to sectors, else everything.
 libDrive2::_LIBDRIVE2_RETRY_CALLBACK_BEHAVIOR chunkBehavior(std::uint16_t blockCount, bool isolate);
 
