@@ -39,6 +39,8 @@ std::string testedShare(const RecordedCoverage& coverage, std::uint64_t size) {
 
 std::string soundSentence(const RecordedRun& run) {
     const RecordedCoverage coverage = run.coverage.value_or(RecordedCoverage{});
+    if (run.coverage && coverage.tested == 0)
+        return words("No fault was found, but no sector was tested either: nothing is known of the drive.");
     if (isWholeDrive(run))
         return words("No fault was found: each of the {count} sectors was tested and is good.",
                      {{"count", countFigure(coverage.tested)}});
@@ -50,7 +52,7 @@ std::string soundSentence(const RecordedRun& run) {
     if (coverage.tested > 0 && sizeOf(run) != 0)
         return words("No fault was found in the {share} of the drive that was tested; the rest is unknown.",
                      {{"share", testedShare(coverage, sizeOf(run))}});
-    return words("No fault was found.");
+    return words("No fault was found; how much of the drive was tested is not known.");
 }
 
 std::string badSentence(const RecordedRun& run) {

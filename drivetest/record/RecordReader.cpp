@@ -116,6 +116,8 @@ void RecordReader::takeLine(const Json& line) {
         return takeVersion(line);
     if (!line.is_object())
         throw RecordFault(zel::words("this line of the record is damaged"));
+    if (recordedCount(line, "sequenceNumber") != m_line - 1)
+        throw RecordFault(zel::words("lines of the record are missing here, or in the wrong order"));
     m_run.lastTime = recordedText(line, "timestamp");
     if (m_line == 2)
         return takeStart(line);
@@ -168,11 +170,18 @@ void RecordReader::takeStepArtifact(const Json& artifact) {
     if (const auto extension = artifact.find("extension"); extension != artifact.end())
         takeExtension(recordedText(*extension, "name"), extension->at("content"), m_lists, m_run);
     else if (const auto start = artifact.find("testStepStart"); start != artifact.end())
-        m_run.test = recordedText(*start, "name");
+        takeStepStart(*start);
     else if (const auto measurement = artifact.find("measurement"); measurement != artifact.end())
         takeMeasurement(*measurement, m_run);
     else if (const auto error = artifact.find("error"); error != artifact.end())
         m_run.problems.push_back({recordedText(*error, "symptom"), recordedText(*error, "message")});
+}
+
+void RecordReader::takeStepStart(const Json& start) {
+    // Results of several would take each other's place.
+    if (!m_run.test.empty())
+        throw RecordFault(zel::words("here a second test begins, and a record is of one"));
+    m_run.test = recordedText(start, "name");
 }
 
 std::optional<RecordedRun> readRecord(const std::string& path, std::string& problem, Sha256* digest) {

@@ -45,6 +45,9 @@ TEST(RecordReader, NamesTheFileAndTheLineOfWhatItRefuses) {
           extensionLine("surface",
                         R"({"sectorsPerCell":1,"cells":3,"outcomes":[[1,3]],"slowestUs":[[5,4294967295]]})")},
          "out.jsonl:3: \"slowestUs\" is missing, or is not"},
+        {{kVersionLine, kStartLine, kStepLine, R"({"sequenceNumber":2,"testStepArtifact":{}})"},
+         "out.jsonl:4: lines of the record are missing here, or in the wrong order"},
+        {{kVersionLine, kStartLine, kStepLine, kStepLine}, "out.jsonl:4: here a second test begins"},
         {{kVersionLine, kStartLine, extensionLine("surface", R"({"sectorsPerCell":1,"cells":99000000000})")},
          "out.jsonl:3: \"cells\" is missing, or is not"},
     };
