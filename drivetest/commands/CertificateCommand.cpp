@@ -64,8 +64,11 @@ std::string findClash(const CertificateOptions& options) {
         if (!file.empty() && zel::isSameFile(options.record, file))
             return words("{file} is the record itself: name another file for the certificate",
                          {{"file", printable(file)}});
-    if (const std::string signature = options.output + ".sig";
-        options.key.empty() && zel::pathExists(signature))
+    const std::string signature = options.output + ".sig";
+    if (options.pdf == options.output || options.pdf == signature)
+        return words("{file} is named for the PDF, and is another file of the certificate: name another one",
+                     {{"file", printable(options.pdf)}});
+    if (options.key.empty() && zel::pathExists(signature))
         return words("{file} is the signature of another certificate: delete it, or give --sign",
                      {{"file", printable(signature)}});
     return {};

@@ -25,11 +25,13 @@ std::string textOf(const Json& value) {
 }
 
 void takeMeasurement(const Json& content, RecordedRun& run) {
-    const auto value = content.find("value");
-    if (value == content.end() || !value->is_number())
+    if (const auto value = content.find("value"); value == content.end() || !value->is_number())
         return;
-    RecordedMeasurement measurement{
-        recordedText(content, "name"), value->get<double>(), recordedText(content, "unit"), {}, {}};
+    RecordedMeasurement measurement{recordedText(content, "name"),
+                                    recordedNumber(content, "value"),
+                                    recordedText(content, "unit"),
+                                    {},
+                                    {}};
     if (const auto validators = content.find("validators");
         validators != content.end() && validators->is_array() && !validators->empty()) {
         measurement.limitName = recordedText(validators->front(), "name");
