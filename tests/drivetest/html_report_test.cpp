@@ -173,7 +173,12 @@ TEST(Verdict, SaysWhatABuyerNeeds) {
         {{result("FAIL")}, Kind::faulty, "The drive failed the test"},
         {{result("USERABORTED")}, Kind::open, "stopped before its end"},
         // Nothing tells the drive's size: there is no claim about the whole.
-        {{coverage("sectors", 100, 100, 0, 0), result("PASS")}, Kind::doubted, "No fault was found."},
+        {{coverage("sectors", 100, 100, 0, 0), result("PASS")},
+         Kind::doubted,
+         "how much of the drive was tested is not known"},
+        {{drive, coverage("sectors", 1000, 0, 0, 1000), result("PASS")},
+         Kind::doubted,
+         "no sector was tested either"},
         {{stepLine(R"("error":{"symptom":"driveLost","message":"gone"})"), result("CANNOTRUN")},
          Kind::open,
          "stopped taking commands"},
