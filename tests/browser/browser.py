@@ -125,7 +125,7 @@ class Page:
                 self.call("Input.dispatchMouseEvent", type=kind, x=x, y=y, button="left", clickCount=1)
 
     def pdf(self):
-        return base64.b64decode(self.call("Page.printToPDF", printBackground=True)["data"])
+        return base64.b64decode(self.call("Page.printToPDF", printBackground=True, preferCSSPageSize=True)["data"])
 
     def picture(self, path):
         box = self.call("Page.getLayoutMetrics")["cssContentSize"]
