@@ -69,6 +69,13 @@ bool isDriveLost(const RecordedRun& run) {
                        [](const RecordedError& problem) { return problem.symptom == "driveLost"; });
 }
 
+std::uint64_t errorsTold(const RecordedRun& run) {
+    std::uint64_t errors = 0;
+    for (const RecordedEvents& events : run.events)
+        errors += events.type == "ERR" ? events.count : 0;
+    return errors;
+}
+
 Verdict warned(const RecordedRun& run) {
     if (run.warnings > 0)
         return {Verdict::Kind::doubted,
@@ -83,6 +90,14 @@ Verdict warned(const RecordedRun& run) {
 Verdict Verdict::of(const RecordedRun& run) {
     if (run.badSectors() > 0 || run.result == "FAIL")
         return {Kind::faulty, badSentence(run)};
+    if (const std::uint64_t errors = errorsTold(run); run.isCutOff && errors > 0)
+        return {
+            Kind::open,
+            counted(errors,
+                    "The record breaks off before the end of the test; until then it told of {n} error: do "
+                    "not rely on the drive.",
+                    "The record breaks off before the end of the test; until then it told of {n} errors: do "
+                    "not rely on the drive.")};
     if (run.isCutOff)
         return {Kind::open, words("The record breaks off before the end of the test: there is no verdict.")};
     if (run.result == "USERABORTED")
