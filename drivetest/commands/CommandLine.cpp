@@ -166,6 +166,8 @@ CLI::App* addCertificate(CLI::App& app, CertificateOptions& options) {
     CLI::App& command = *app.add_subcommand("certificate", "Make a certificate from the record of a run");
     command.footer(
         "Only a run that came to its end and gives a verdict gets a certificate, also one that failed.\n"
+        "The passphrase of a key is asked for on the terminal, for two minutes; without a terminal,\n"
+        "hand the key to ssh-agent first. A browser that makes no PDF is ended after a minute.\n"
         "Exit status: 0 written, 2 there is nothing to certify, or it cannot be read, written or signed.");
     command.add_option("RECORD", options.record, "Record of a run, see \"--events\" of \"drivetest run\"")
         ->required();
