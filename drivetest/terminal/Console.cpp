@@ -4,6 +4,8 @@
 #include <cstdlib>
 #include <string_view>
 
+#include "drivetest/run/LastWords.h"
+#include "drivetest/run/Signals.h"
 #include "drivetest/terminal/Terminal.h"
 #include "drivetest/terminal/Texts.h"
 
@@ -58,7 +60,7 @@ Console::Console(std::FILE* stream)
 /// The cursor stands where the status begins, and is carried along when the terminal breaks its rows anew:
 /// what follows is the status, and nothing else, however wide the terminal has become.
 std::string Console::erasure() const {
-    return m_status.empty() ? "" : "\r\033[J";
+    return std::string(m_status.empty() ? "" : kTakeStatusOff);
 }
 
 std::string Console::drawn(const StatusRow& row) const {
@@ -102,6 +104,7 @@ void Console::status(const std::function<StatusRows(std::size_t columns)>& draw)
     rows.resize(std::min<std::size_t>(rows.size(), std::max(size.rows, 2U) - 1));
     const std::string text = rows.empty() ? erasure() : drawn(rows);
     m_status = rows.empty() ? "" : text;
+    setStatusOn(descriptorOf(m_stream));
     m_queue->add(text);
 }
 
@@ -109,6 +112,7 @@ void Console::clearStatus() {
     const std::lock_guard lock(m_mutex);
     m_queue->add(erasure());
     m_status.clear();
+    setStatusOn(-1);
 }
 
 void Console::setAsking(bool asking) {
