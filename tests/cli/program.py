@@ -196,7 +196,7 @@ def signal_often(pid, times, is_over=lambda: False):
         while not is_over() and has_pending_signal(pid):
             if time.monotonic() > end:
                 raise AssertionError("the signal was not taken")
-            time.sleep(0.01)
+            time.sleep(0.001)
 
 
 def has_pending_signal(pid):
