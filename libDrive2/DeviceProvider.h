@@ -31,6 +31,7 @@ public:
 
     [[nodiscard]] virtual bool owns(const zel::String& locator) const = 0;
     [[nodiscard]] virtual bool isSimulated() const { return false; }
+    [[nodiscard]] virtual bool skipsTime(const zel::String& /*locator*/) const { return false; }
     /// See describeDevice().
     virtual bool describe(const zel::String& locator, DeviceDescription& description, zel::String& error) = 0;
 

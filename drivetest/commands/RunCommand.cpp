@@ -48,7 +48,7 @@ int runTests(const RunOptions& options) {
     warnOfMissingTexts();
     zel::LogFactory::setPriority(options.logPriority);
     zel::SkippingClock simulatedTime;
-    if (libDrive2::isSimulated(options.device))
+    if (libDrive2::skipsTime(options.device))
         zel::Clock::install(&simulatedTime);
     const int status = TestRun(options, *drive, *outputs, console).execute();
     zel::Clock::install(nullptr);

@@ -10,6 +10,9 @@ namespace drivetest {
 /// How often the user has to ask until the program ends without putting anything back.
 inline constexpr int kInsistencesToEnd = 3;
 
+/// ECMA-48, CR and ED: takes off a status at whose beginning the cursor stands.
+inline constexpr std::string_view kTakeStatusOff = "\r\033[J";
+
 /// What a program says that ends at once, and the status with which it does.
 struct LastWords {
     std::string_view text;

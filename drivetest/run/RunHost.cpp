@@ -21,8 +21,7 @@ void fillFrom(const LiveCounts& counts, ProgressSnapshot& now) {
     now.advance.visited = counts.visited();
     now.advance.requested = counts.requested();
     now.surface = counts.surface();
-    if (now.advance.visited > 0)
-        now.position = counts.position();
+    now.position = counts.position();
 }
 
 }  // namespace

@@ -178,6 +178,7 @@ constexpr std::array kKeys = {
     Key{"gone-at", "N", kNumberForm, [](auto& v, auto& o) { return parsePositive(v, o.goneAt); }},
     Key{"busy-at", "N", kNumberForm, [](auto& v, auto& o) { return parsePositive(v, o.busyAt); }},
     Key{"speed", "MB/s", "MB/s, a whole number from 1 to 1000000", parseSpeed},
+    Key{"real-time", nullptr, nullptr, [](auto&, auto& o) { return o.realTime = true; }},
     Key{"serial", "TEXT", "a text", [](auto& v, auto& o) { return takeText(v, o.serial); }},
     Key{"media", "MEDIUM>MEDIUM...",
         "media such as none>disk>disk:1000 (sectors); for optical none>cdr>dvd+rw", parseMedia,

@@ -55,6 +55,12 @@ bool SimProvider::owns(const zel::String& locator) const {
     return isSimLocator(locator);
 }
 
+bool SimProvider::skipsTime(const zel::String& locator) const {
+    zel::String ignored;
+    const auto options = SimDrives::get().options(locator, ignored);
+    return options == nullptr || !options->realTime;
+}
+
 bool SimProvider::describe(const zel::String& locator, DeviceDescription& description, zel::String& error) {
     const std::optional<SimIdentity> identity = identityOf(locator);
     if (!identity) {

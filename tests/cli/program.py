@@ -188,6 +188,25 @@ class ImageTest(ProgramTest):
         return self.run_test(device, *parameters, options=["--confirm", device, *options], test=test)
 
 
+def signal_often(pid, times, is_over=lambda: False):
+    """Each interrupt when the one before was taken: two that wait are one."""
+    for _ in range(times):
+        os.kill(pid, signal.SIGINT)
+        end = time.monotonic() + 60
+        while not is_over() and has_pending_signal(pid):
+            if time.monotonic() > end:
+                raise AssertionError("the signal was not taken")
+            time.sleep(0.001)
+
+
+def has_pending_signal(pid):
+    try:
+        with open("/proc/%d/status" % pid, encoding="ascii") as status:
+            return any(int(line.split()[1], 16) != 0 for line in status if line.startswith("ShdPnd:"))
+    except ProcessLookupError:
+        return False
+
+
 def loop_device(test, path):
     """Attaches a file to a loop device for the length of a test; skips the test where that cannot be done."""
     if os.geteuid() != 0:

@@ -16,6 +16,9 @@ TEST(Texts, DurationsSizesCounts) {
     EXPECT_EQ(durationText(4560ms), "4.56 s");
     EXPECT_EQ(durationText(10s), "0:00:10");
     EXPECT_EQ(durationText(100h + 2min + 3s), "100:02:03");
+    EXPECT_EQ(forecastText(71h), "71:00:00");
+    EXPECT_EQ(forecastText(85h), "4 days");
+    EXPECT_EQ(forecastText(24h * 365 * 15 - 24h), "15 years");
     EXPECT_EQ(sizeText(1023), "1023 B");
     EXPECT_EQ(sizeText(1536), "1.5 KiB");
     EXPECT_EQ(sizeText(1000204886016), "931.5 GiB");
@@ -26,6 +29,7 @@ TEST(Texts, DurationsSizesCounts) {
 TEST(Columns, AreThoseOfTheTerminalAndNotBytes) {
     EXPECT_EQ(columnsOf("Prüfung"), 7U);
     EXPECT_EQ(columnsOf("检查 ok"), 7U);
+    EXPECT_EQ(columnsOf("🚀.img ⚡"), 9U);
     EXPECT_EQ(shortened("检查磁盘", 8), "检查磁盘");
     EXPECT_EQ(shortened("检查磁盘", 6), "检查…");
     EXPECT_EQ(shortened("e\u0301tat", 3), "e\u0301t…");
@@ -125,7 +129,7 @@ TEST(Forecast, IsToldOnceForWhatTakesLong) {
                 ElementsAre("39062500000 sectors (18.2 TiB) to visit; at this rate it takes about 27:46:40",
                             "this is longer than a day: take less"));
     EXPECT_THAT(linesOf(1s, {.visited = 100, .requested = 47'000'000'000}, ""),
-                ElementsAre("47000000000 positions to visit; at this rate it takes about 14 years"));
+                ElementsAre("47000000000 positions to visit; at this rate it takes about 15 years"));
     EXPECT_THAT(linesOf(10s, {.percent = 10, .bytes = 300, .written = 200}),
                 ElementsAre("at this rate it takes about 0:01:40; about 2.0 KiB will be written"));
     EXPECT_THAT(linesOf(2s, {.percent = 50}), ElementsAre());
