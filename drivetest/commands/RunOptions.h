@@ -26,7 +26,7 @@ struct RunOptions {
     bool verifyRestores = true;
     std::string journalFolder;  ///< empty for the default one
     bool prompts = true;
-    bool quiet = false;  ///< no progress is shown
+    bool quiet = false;   ///< no progress is shown
     unsigned slowMs = 0;  ///< transfers that take longer are too slow; 0 for no such limit
     std::uint64_t slowAllowed = 0;
     std::string commandLine;  ///< as typed, for the record
