@@ -39,6 +39,13 @@ std::string words(const char* english, std::initializer_list<Placeholder> values
     return filled(english, values, {});
 }
 
+Wording worded(const char* english, std::initializer_list<Placeholder> values) {
+    std::map<String, String> all;
+    for (const Placeholder& value : values)
+        all.emplace(value.name, value.english.value_or(value.value));
+    return {fillPlaceholders(english, all), words(english, values)};
+}
+
 std::string counted(std::uint64_t n, const char* one, const char* other,
                     std::initializer_list<Placeholder> values) {
     return filled(isOne(n) ? one : other, values, {{"n", String::number(n)}});

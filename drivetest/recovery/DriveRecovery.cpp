@@ -144,7 +144,7 @@ std::optional<FoundDrive> DriveRecovery::take(const std::string& locator, std::s
     found.lease = libDrive2::DeviceLease::take(found.device.osLocator(), purpose, failure);
     if (found.lease == nullptr) {
         m_isBusy = failure.type == libDrive2::LIBDRIVE2_BUSY;
-        problem = failure.text.utf8() + (m_isBusy ? "; " + adviceOnUsedDrive() : "");
+        problem = failure.text.shown().utf8() + (m_isBusy ? "; " + adviceOnUsedDrive() : "");
         return std::nullopt;
     }
     if (const zel::String path = found.lease->descriptorPath(); !path.isEmpty())
@@ -178,10 +178,10 @@ std::optional<FoundDrive> DriveRecovery::findItsDrive(std::string& problem) {
 }
 
 ExitStatus DriveRecovery::recoverOn(FoundDrive& found) {
-    zel::String reason;
+    zel::Wording reason;
     const auto drive = found.lease->openBlock(!m_options.dryRun, reason);
     if (!drive)
-        return fail(reason.utf8());
+        return fail(reason.shown().utf8());
     const std::filesystem::path file = zel::pathOf(m_path);
     ExportFolder sink(
         m_options.exportFolder.empty() ? zel::textOf(file.parent_path()) : m_options.exportFolder,

@@ -19,24 +19,10 @@ struct LastWords {
     ExitStatus status;
 };
 
+/// Puts them into the language of the moment; they are English before. Not for signal handlers.
+void translateLastWords();
+
 /// Safe in a signal handler.
-constexpr LastWords lastWordsOf(AtStake stake) {
-    switch (stake) {
-        case AtStake::nothing:
-            break;
-        case AtStake::journaledSectors:
-            return {
-                "\ndrivetest: ended at once: sectors may hold what the test wrote; the journal keeps their "
-                "data, and \"drivetest recover\" puts it back\n",
-                kExitNotRestored};
-        case AtStake::unprotectedSectors:
-            return {
-                "\ndrivetest: ended at once: sectors may hold what the test wrote, and no journal keeps "
-                "their "
-                "data\n",
-                kExitNotRestored};
-    }
-    return {"\ndrivetest: ended at once\n", kExitUserAborted};
-}
+LastWords lastWordsOf(AtStake stake);
 
 }  // namespace drivetest

@@ -191,7 +191,7 @@ std::string RunHost::lossOfDrive(quix5::EventType type) {
                            error == LIBDRIVE2_WRITE_PROTECTED_MEDIUM ||
                            error == LIBDRIVE2_WRITE_PROTECTED_DEVICE;
     const bool isOfJournal = m_journal != nullptr && !m_journal->failure().empty();
-    return isOfDrive && !isOfJournal ? m_drive->getLastErrorStr().utf8() : std::string();
+    return isOfDrive && !isOfJournal ? m_drive->lastErrorShown().utf8() : std::string();
 }
 
 void RunHost::write(const zel::String& logger, int priority, const zel::String& text) {

@@ -154,9 +154,12 @@ ExitStatus RunJournal::create(const JournalRequest& request, Console& console) {
 
 bool RunJournal::createFile(const JournalRequest& request, zel::String& reason) {
     const DriveIdentity& drive = request.held.identity();
-    const auto handle = request.held.lease().openBlock(false, reason);
-    if (!handle)
+    zel::Wording why;
+    const auto handle = request.held.lease().openBlock(false, why);
+    if (!handle) {
+        reason = why.shown();
         return false;
+    }
     const std::uint64_t driveBytes = drive.sectors * drive.sectorBytes;
     const libDrive2::JournalSettings settings{drive, absolutePath(request.device.osLocator().utf8()),
                                               std::min(kChunkBytes, driveBytes) + kBesideChunk,
@@ -209,7 +212,7 @@ void RunJournal::close(Console& console) {
     zel::String reason;
     std::string problem;
     if (!m_journal->close())
-        problem = m_journal->lastErrorStr().utf8();
+        problem = m_journal->lastErrorStr().shown().utf8();
     else if (m_register.remove(path(), problem) && !m_file->remove(reason))
         problem = reason.utf8();
     if (problem.empty())

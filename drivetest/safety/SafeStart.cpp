@@ -124,11 +124,11 @@ std::optional<Obstacle> findObstacle(const DiagDevice& device, const HeldDrive& 
     // The test would take it for busy.
     const bool isForbidden = held.failure().type == libDrive2::LIBDRIVE2_WRITE_PROTECTED_DEVICE;
     if (!held.isHeld() && !isBusy)
-        return Obstacle{kExitCannotRun, held.failure().text.utf8(), words("nothing was written"),
+        return Obstacle{kExitCannotRun, held.failure().text.shown().utf8(), words("nothing was written"),
                         !isForbidden};
     libDrive2::DeviceLockingManager volumes(device.osLocator());
     const libDrive2::Encryption encryption = volumes.examineEncryption();
-    const std::string reason = volumes.getLastErrorStr().utf8();
+    const std::string reason = volumes.getLastErrorStr().shown().utf8();
     if (encryption == libDrive2::Encryption::found)
         return Obstacle{
             kExitCannotRun, reason,
@@ -143,7 +143,7 @@ std::optional<Obstacle> findObstacle(const DiagDevice& device, const HeldDrive& 
             kExitMedia, words("there is no medium in {drive}", {{"drive", device.osLocator()}}),
             words("put in the one that may be written to, so that it can be shown, then start again")};
     if (isBusy)
-        return Obstacle{kExitBusy, held.failure().text.utf8(), adviceOnUsedDrive()};
+        return Obstacle{kExitBusy, held.failure().text.shown().utf8(), adviceOnUsedDrive()};
     if (held.lease().takesWritesInOrderOnly())
         return Obstacle{
             kExitCannotRun,

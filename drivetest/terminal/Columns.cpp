@@ -42,6 +42,53 @@ std::pair<std::size_t, std::size_t> firstOf(std::string_view text) {
     return {bytes, isIn(kWide, character) ? 2 : isIn(kSetAbove, character) ? 0 : 1};
 }
 
+/// Where the last character begins. The text is not empty.
+std::size_t beginOfLast(std::string_view text) {
+    std::size_t at = text.size() - 1;
+    while (at > 0 && continues(text[at]))
+        --at;
+    return at;
+}
+
+bool isAmong(std::string_view characters, std::string_view one) {
+    return characters.find(one) != std::string_view::npos;
+}
+
+/// Whether a line may end behind what is before, and go on with the next character.
+bool mayBreakBetween(std::string_view before, std::string_view next) {
+    constexpr std::string_view kOpening = "([{（「『《“«";
+    constexpr std::string_view kClosing =
+        ".,;:!?)]}、。，；：！？）」』》”»%ーぁぃぅぇぉっゃゅょァィゥェォッャュョ";
+    if (next == " " || isAmong(kClosing, next))  // in French blanks stand before some
+        return false;
+    const std::string_view last = before.substr(beginOfLast(before));
+    if (last == " ")
+        return !before.ends_with("« ");
+    const bool isWide = firstOf(last).second == 2 || firstOf(next).second == 2;
+    return isWide && !isAmong(kOpening, last);
+}
+
+std::string withoutBlanksAtEnd(std::string_view line) {
+    return std::string(line.substr(0, line.find_last_not_of(' ') + 1));
+}
+
+void foldLine(std::string_view line, std::size_t columns, std::vector<std::string>& lines) {
+    std::size_t breakAt = 0;  // where the next line may begin; 0 for nowhere
+    for (std::size_t at = 0; at < line.size();) {
+        const std::string_view next = line.substr(at, firstOf(line.substr(at)).first);
+        if (at > 0 && mayBreakBetween(line.substr(0, at), next))
+            breakAt = at;
+        at += next.size();
+        if (breakAt == 0 || next == " " || columnsOf(line.substr(0, at)) <= columns)
+            continue;
+        lines.push_back(withoutBlanksAtEnd(line.substr(0, breakAt)));
+        line.remove_prefix(breakAt);
+        at -= breakAt;
+        breakAt = 0;
+    }
+    lines.push_back(withoutBlanksAtEnd(line));
+}
+
 }  // namespace
 
 std::size_t columnsOf(std::string_view text) {
@@ -81,6 +128,29 @@ std::string shortened(std::string_view text, std::size_t columns) {
         used += taken;
         kept += bytes;
     }
+}
+
+std::vector<std::string> folded(std::string_view text, std::size_t columns) {
+    std::vector<std::string> lines;
+    while (true) {
+        const std::size_t end = text.find('\n');
+        foldLine(text.substr(0, end), columns, lines);
+        if (end == std::string_view::npos)
+            return lines;
+        text.remove_prefix(end + 1);
+    }
+}
+
+std::string withBreaksMarked(std::string_view text, std::string_view mark) {
+    std::string result;
+    while (!text.empty()) {
+        const std::string_view next = text.substr(0, firstOf(text).first);
+        if (!result.empty() && !result.ends_with(' ') && mayBreakBetween(result, next))
+            result += mark;
+        result += next;
+        text.remove_prefix(next.size());
+    }
+    return result;
 }
 
 }  // namespace drivetest

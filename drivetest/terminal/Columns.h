@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace drivetest {
 
@@ -23,5 +24,12 @@ inline constexpr const char* kSummaryIndent = "            ";
 
 /// The text in at most so many columns; what is cut ends with "…".
 std::string shortened(std::string_view text, std::size_t columns);
+
+/// The text in lines of at most so many columns, as far as it can be broken: at blanks, and between the
+/// characters of scripts that have none.
+std::vector<std::string> folded(std::string_view text, std::size_t columns);
+
+/// The text with a mark wherever folded() could break it, but at blanks.
+std::string withBreaksMarked(std::string_view text, std::string_view mark);
 
 }  // namespace drivetest

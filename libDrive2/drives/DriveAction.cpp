@@ -1,16 +1,26 @@
 #include "libDrive2/drives/DriveAction.h"
 
-#include "zel/Format.h"
-
 namespace libDrive2 {
 
-zel::String describe(const DriveAction& action, const zel::String& name) {
-    zel::String text = action.what;
+zel::Wording describe(const DriveAction& action, const zel::String& name) {
+    zel::Wording sectors;
     if (action.count == 1)
-        text += zel::format(" sector %u", action.lba);
+        sectors = zel::worded("sector {lba}", {{"lba", action.lba}});
     else if (action.count > 1)
-        text += zel::format(" sectors %u through %u", action.lba, action.lba + action.count - 1);
-    return name.isEmpty() ? text : text + " of " + name;
+        sectors = zel::worded("sectors {first} through {last}",
+                              {{"first", action.lba}, {"last", action.lba + action.count - 1}});
+    zel::Wording text = zel::worded(action.what, {{"sectors", sectors}});
+    return name.isEmpty() ? text : zel::worded("{action} of {drive}", {{"action", text}, {"drive", name}});
+}
+
+zel::Wording describeFailure(const DriveAction& action, const zel::String& name, const zel::Wording& reason) {
+    return zel::worded("{action} failed: {reason}", {{"action", describe(action, name)}, {"reason", reason}});
+}
+
+zel::Wording describeRecovery(const DriveAction& action, const zel::String& name,
+                              const zel::Wording& reason) {
+    return zel::worded("{action} needed recovery by the drive: {reason}",
+                       {{"action", describe(action, name)}, {"reason", reason}});
 }
 
 }  // namespace libDrive2

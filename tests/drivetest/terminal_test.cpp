@@ -36,6 +36,26 @@ TEST(Columns, AreThoseOfTheTerminalAndNotBytes) {
     EXPECT_EQ(shortened("ab", 0), "");
 }
 
+TEST(Columns, FoldTextWhereItsScriptAllows) {
+    struct {
+        const char* text;
+        std::vector<std::string> lines;
+    } const rows[] = {
+        {"", {""}},
+        {"one two three", {"one two", "three"}},
+        {"one\n two", {"one", " two"}},
+        {"unbreakable word", {"unbreakable", "word"}},
+        {"deux mots : « trois »", {"deux", "mots :", "« trois »"}},
+        {"检查磁盘，等待中", {"检查磁", "盘，等待", "中"}},
+        {"エラー、エラー（2 回）", {"エラー、", "エラー", "（2 回）"}},
+    };
+    for (const auto& row : rows) {
+        std::vector<std::string> lines = folded(row.text, 8);
+        EXPECT_EQ(lines, row.lines) << row.text;
+    }
+    EXPECT_EQ(withBreaksMarked("a b 磁盘，等（2）", "|"), "a b 磁|盘，|等|（2）");
+}
+
 TEST(ProgressMeter, RatesAreOfTheLastSecondsAndOfAll) {
     ProgressMeter meter;
     EXPECT_FALSE(meter.rateNow() || meter.rateMean() || meter.left());
