@@ -1,4 +1,6 @@
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <functional>
 #include <memory>
 
 #include "drivetest/ExitStatus.h"
@@ -56,6 +58,39 @@ int parse(CLI::App& program, const std::vector<std::string>& arguments) {
     }
 }
 
+/// What is given to all commands.
+struct Options {
+    TestsOptions tests;
+    DevicesOptions devices;
+    RunOptions run;
+    RecoverOptions recover;
+    ReportOptions report;
+    CertificateOptions certificate;
+    VerifyOptions verify;
+};
+
+struct Command {
+    CLI::App* parser;
+    std::function<int()> carryOut;
+};
+
+std::vector<Command> addCommands(CLI::App& program, Options& given) {
+    std::vector<Command> commands{
+        {&addTests(program, given.tests),
+         [&given] { return listTests(given.tests.test, given.tests.moduleFile); }},
+        {&addDevices(program, given.devices), [&given] { return listDevices(given.devices.json); }},
+        {&addRun(program, given.run), [&given] { return runTests(given.run); }},
+        {&addRecover(program, given.recover), [&given] { return recoverDrives(given.recover); }},
+        {&addReport(program, given.report), [&given] { return writeReport(given.report); }},
+        {&addCertificate(program, given.certificate),
+         [&given] { return writeCertificate(given.certificate); }},
+        {&addVerify(program, given.verify), [&given] { return verifyCertificate(given.verify); }},
+    };
+    for (const Command& command : commands)
+        addLanguageOption(*command.parser);
+    return commands;
+}
+
 }  // namespace
 
 int runCommandLine(const std::vector<std::string>& arguments) {
@@ -67,41 +102,19 @@ int runCommandLine(const std::vector<std::string>& arguments) {
     CLI::App program{words("Tests storage drives: finds every bad sector and leaves every byte as it was."),
                      "drivetest"};
     prepare(program);
-    TestsOptions tests;
-    DevicesOptions devices;
-    RunOptions run;
-    RecoverOptions recover;
-    ReportOptions report;
-    CertificateOptions certificate;
-    VerifyOptions verify;
     addLanguageOption(program);
-    for (CLI::App* const command :
-         {&addTests(program, tests), &addDevices(program, devices), &addRun(program, run),
-          &addRecover(program, recover), &addReport(program, report), &addCertificate(program, certificate),
-          &addVerify(program, verify)})
-        addLanguageOption(*command);
+    Options options;
+    options.run.commandLine = join(arguments);
+    const std::vector<Command> commands = addCommands(program, options);
     HelpCommands help(program);
     for (CLI::App* const command : program.get_subcommands([](const CLI::App*) { return true; }))
         command->group(words("Commands"));
 
     if (const int ended = parse(program, arguments); ended >= 0)
         return ended;
-    if (help.asked())
-        return help.print();
-    if (program.got_subcommand("tests"))
-        return listTests(tests.test, tests.moduleFile);
-    if (program.got_subcommand("devices"))
-        return listDevices(devices.json);
-    if (program.got_subcommand("recover"))
-        return recoverDrives(recover);
-    if (program.got_subcommand("report"))
-        return writeReport(report);
-    if (program.got_subcommand("certificate"))
-        return writeCertificate(certificate);
-    if (program.got_subcommand("verify"))
-        return verifyCertificate(verify);
-    run.commandLine = join(arguments);
-    return runTests(run);
+    const auto asked =
+        std::ranges::find_if(commands, [](const Command& each) { return each.parser->parsed(); });
+    return asked == commands.end() ? help.print() : asked->carryOut();
 }
 
 }  // namespace drivetest

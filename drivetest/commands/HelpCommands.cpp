@@ -89,10 +89,6 @@ HelpCommands::HelpCommands(CLI::App& program)
         command->fallthrough();
 }
 
-bool HelpCommands::asked() const {
-    return m_manual->parsed() || m_completion->parsed();
-}
-
 int HelpCommands::print() const {
     std::cout << (m_manual->parsed() ? manualPage(m_program) : completionScript(m_program, m_shell));
     return kExitPass;

@@ -23,7 +23,7 @@ namespace {
 /// Both ends of a pipe, which close with it.
 class Pipe {
 public:
-    Pipe() { m_isOpen = pipe2(m_ends.data(), O_CLOEXEC) == 0; }
+    Pipe() : m_isOpen(pipe2(m_ends.data(), O_CLOEXEC) == 0) {}
     ~Pipe() {
         close(0);
         close(1);

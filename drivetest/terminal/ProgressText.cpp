@@ -41,7 +41,7 @@ Emphasis ifAny(std::uint64_t count, Emphasis emphasis) {
     return count > 0 ? emphasis : Emphasis::none;
 }
 
-void addIfAny(StatusRow& pieces, std::string text, Emphasis emphasis = Emphasis::none) {
+void addIfAny(StatusRow& pieces, const std::string& text, Emphasis emphasis = Emphasis::none) {
     if (!text.empty())
         pieces.push_back({printable(text), emphasis});
 }
