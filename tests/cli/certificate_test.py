@@ -200,7 +200,7 @@ class Certificate(program.ProgramTest):
     def test_stopped_while_a_browser_prints(self):
         record, life = self.record_of(GOOD), self.path("life")
         os.mkfifo(life)  # which the browser, and what it starts, keep open as long as they live
-        environment = self.fake(f"exec 3>{life}\necho started >&3\n/bin/sleep 1000 &\nwait\n")
+        environment = self.fake(f"exec 3>{life}\n: >\"$TMPDIR/left\"\necho started >&3\n/bin/sleep 1000 &\nwait\n")
         before = sorted(os.listdir(self.folder))
         process = subprocess.Popen(self.command("certificate", record, "-o", self.output, "--pdf", self.path("c.pdf")),
                                    env={**os.environ, **environment, "LC_ALL": "C.UTF-8"}, stderr=subprocess.PIPE, text=True)
