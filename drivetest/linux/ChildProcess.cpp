@@ -225,6 +225,10 @@ void end(const Child& child, Conversation& conversation) {
 ChildResult runChild(const std::string& path, const std::vector<std::string>& arguments,
                      const ChildOptions& options) {
     ChildResult result;
+    if (quix5::StopRequest::made()) {
+        result.end = ChildResult::End::stopRequest;
+        return result;
+    }
     Pipes pipes;
     Child child;
     int failure = errno;

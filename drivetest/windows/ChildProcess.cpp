@@ -194,6 +194,10 @@ ChildResult::End follow(const Child& child, std::chrono::milliseconds longest) {
 ChildResult runChild(const std::string& path, const std::vector<std::string>& arguments,
                      const ChildOptions& options) {
     ChildResult result;
+    if (quix5::StopRequest::made()) {
+        result.end = ChildResult::End::stopRequest;
+        return result;
+    }
     Pipes pipes;
     Child child;
     if (!pipes.input.isOpen() || !pipes.output.isOpen() || !pipes.errors.isOpen() ||
