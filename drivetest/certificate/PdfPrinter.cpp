@@ -62,7 +62,8 @@ private:
     void with(const std::string& program, const std::vector<std::string>& arguments) {
         if (!m_isReady || !m_pdf.empty() || isLate(program))
             return;
-        const ChildResult result = runChild(program, arguments, {.longest = m_longest});
+        const ChildResult result =
+            runChild(program, arguments, {.longest = m_longest, .temporaryFolder = m_folder.path()});
         m_problem =
             result.end == ChildResult::End::tooLate
                 ? words(

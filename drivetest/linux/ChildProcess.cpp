@@ -64,12 +64,33 @@ bool hasTerminal() {
     return terminal >= 0;
 }
 
+/// The environment that the child gets.
+std::vector<std::string> environmentWith(const std::string& temporaryFolder) {
+    constexpr std::string_view kName = "TMPDIR=";
+    std::vector<std::string> environment;
+    for (char** entry = environ; *entry != nullptr; ++entry)
+        if (temporaryFolder.empty() || !std::string_view(*entry).starts_with(kName))
+            environment.emplace_back(*entry);
+    if (!temporaryFolder.empty())
+        environment.push_back(std::string(kName) + temporaryFolder);
+    return environment;
+}
+
+/// As execve() wants them.
+std::vector<char*> pointersTo(std::vector<std::string>& texts) {
+    std::vector<char*> pointers;
+    for (std::string& text : texts)
+        pointers.push_back(text.data());
+    pointers.push_back(nullptr);
+    return pointers;
+}
+
 /// A process that was started, until reap().
 class Child {
 public:
     /// 0, or an errno. In a group of its own it ends with all it has started, but cannot use the terminal.
     int start(const std::string& path, const std::vector<std::string>& arguments, const Pipes& pipes,
-              bool ownGroup);
+              const ChildOptions& options);
 
     [[nodiscard]] bool hasEnded() const {
         siginfo_t info{};
@@ -96,11 +117,11 @@ private:
 };
 
 int Child::start(const std::string& path, const std::vector<std::string>& arguments, const Pipes& pipes,
-                 bool ownGroup) {
-    std::vector<char*> words{const_cast<char*>(path.c_str())};
-    for (const std::string& argument : arguments)
-        words.push_back(const_cast<char*>(argument.c_str()));
-    words.push_back(nullptr);
+                 const ChildOptions& options) {
+    m_ownGroup = !options.mayAsk || !hasTerminal();
+    std::vector<std::string> words{path};
+    words.insert(words.end(), arguments.begin(), arguments.end());
+    std::vector<std::string> environment = environmentWith(options.temporaryFolder);
     posix_spawn_file_actions_t files;
     posix_spawn_file_actions_init(&files);
     posix_spawn_file_actions_adddup2(&files, pipes.input.reading(), STDIN_FILENO);
@@ -114,12 +135,12 @@ int Child::start(const std::string& path, const std::vector<std::string>& argume
     posix_spawnattr_t attributes;
     posix_spawnattr_init(&attributes);
     posix_spawnattr_setsigdefault(&attributes, &ordinary);
-    const int group = ownGroup ? POSIX_SPAWN_SETPGROUP : 0;
+    const int group = m_ownGroup ? POSIX_SPAWN_SETPGROUP : 0;
     posix_spawnattr_setflags(&attributes, static_cast<short>(POSIX_SPAWN_SETSIGDEF | group));
-    const int failure = posix_spawn(&m_process, path.c_str(), &files, &attributes, words.data(), environ);
+    const int failure = posix_spawn(&m_process, path.c_str(), &files, &attributes, pointersTo(words).data(),
+                                    pointersTo(environment).data());
     posix_spawnattr_destroy(&attributes);
     posix_spawn_file_actions_destroy(&files);
-    m_ownGroup = ownGroup;
     return failure;
 }
 
@@ -204,11 +225,15 @@ void end(const Child& child, Conversation& conversation) {
 ChildResult runChild(const std::string& path, const std::vector<std::string>& arguments,
                      const ChildOptions& options) {
     ChildResult result;
+    if (quix5::StopRequest::made()) {
+        result.end = ChildResult::End::stopRequest;
+        return result;
+    }
     Pipes pipes;
     Child child;
     int failure = errno;
     if (pipes.input.isOpen() && pipes.output.isOpen() && pipes.errors.isOpen())
-        failure = child.start(path, arguments, pipes, !options.mayAsk || !hasTerminal());
+        failure = child.start(path, arguments, pipes, options);
     if (failure != 0) {
         result.errors = std::generic_category().message(failure);
         return result;

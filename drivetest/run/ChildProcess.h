@@ -26,6 +26,8 @@ struct ChildOptions {
     std::string_view input{};  ///< what its standard input holds
     std::chrono::milliseconds longest{};
     bool mayAsk = false;  ///< the user, on the terminal
+    std::string
+        temporaryFolder{};  ///< for its files, of which some stay when it is ended; empty for the usual one
 };
 
 /// Runs a program, without a shell, and waits for its end, but no longer than it may take. What it has

@@ -81,6 +81,22 @@ std::wstring wide(const std::string& text) {
     return result;
 }
 
+/// The environment that the child gets: texts that end with a zero, and a zero behind the last.
+std::wstring environmentWith(const std::string& temporaryFolder) {
+    std::wstring environment;
+    wchar_t* const own = GetEnvironmentStringsW();
+    for (const wchar_t* entry = own; entry != nullptr && *entry != L'\0';) {
+        const std::wstring_view text = entry;
+        if (!text.starts_with(L"TMP=") && !text.starts_with(L"TEMP="))
+            environment.append(text).push_back(L'\0');
+        entry += text.size() + 1;
+    }
+    FreeEnvironmentStringsW(own);
+    for (const wchar_t* const name : {L"TEMP=", L"TMP="})
+        environment.append(name + wide(temporaryFolder)).push_back(L'\0');
+    return environment;
+}
+
 /// The child with all that it starts, which ends with it.
 class Child {
 public:
@@ -98,7 +114,7 @@ public:
     Child& operator=(const Child&) = delete;
 
     [[nodiscard]] bool start(const std::string& path, const std::vector<std::string>& arguments,
-                             const Pipes& pipes);
+                             const Pipes& pipes, const ChildOptions& options);
     /// Waits at most that long.
     [[nodiscard]] bool hasEnded(DWORD waitMs) const {
         return WaitForSingleObject(m_process, waitMs) == WAIT_OBJECT_0;
@@ -118,7 +134,8 @@ private:
     HANDLE m_process = nullptr;
 };
 
-bool Child::start(const std::string& path, const std::vector<std::string>& arguments, const Pipes& pipes) {
+bool Child::start(const std::string& path, const std::vector<std::string>& arguments, const Pipes& pipes,
+                  const ChildOptions& options) {
     const std::wstring program = zel::pathOf(path).wstring();
     std::wstring line = quotedWord(program);
     for (const std::string& argument : arguments)
@@ -130,8 +147,12 @@ bool Child::start(const std::string& path, const std::vector<std::string>& argum
     startup.hStdOutput = pipes.output.end(Pipe::writing);
     startup.hStdError = pipes.errors.end(Pipe::writing);
     PROCESS_INFORMATION process{};
-    if (CreateProcessW(program.c_str(), line.data(), nullptr, nullptr, TRUE, CREATE_SUSPENDED, nullptr,
-                       nullptr, &startup, &process) == 0)
+    std::wstring environment;
+    if (!options.temporaryFolder.empty())
+        environment = environmentWith(options.temporaryFolder);
+    if (CreateProcessW(program.c_str(), line.data(), nullptr, nullptr, TRUE,
+                       CREATE_SUSPENDED | CREATE_UNICODE_ENVIRONMENT,
+                       environment.empty() ? nullptr : environment.data(), nullptr, &startup, &process) == 0)
         return false;
     // Before it can start anything.
     AssignProcessToJobObject(m_job, process.hProcess);
@@ -173,10 +194,14 @@ ChildResult::End follow(const Child& child, std::chrono::milliseconds longest) {
 ChildResult runChild(const std::string& path, const std::vector<std::string>& arguments,
                      const ChildOptions& options) {
     ChildResult result;
+    if (quix5::StopRequest::made()) {
+        result.end = ChildResult::End::stopRequest;
+        return result;
+    }
     Pipes pipes;
     Child child;
     if (!pipes.input.isOpen() || !pipes.output.isOpen() || !pipes.errors.isOpen() ||
-        !child.start(path, arguments, pipes)) {
+        !child.start(path, arguments, pipes, options)) {
         result.errors = std::system_category().message(static_cast<int>(GetLastError()));
         return result;
     }

@@ -56,7 +56,7 @@ class Certificate(program.ProgramTest):
 
     def key(self, name, passphrase=""):
         if program.WINDOWS or shutil.which("ssh-keygen") is None:
-            self.skipTest("needs ssh-keygen (openssh-client), which Wine does not bring")
+            self.skipTest("needs ssh-keygen (openssh-client; Wine has none)")
         path = self.path(name)
         subprocess.run(["ssh-keygen", "-q", "-t", "ed25519", "-N", passphrase, "-f", path], check=True)
         return path
@@ -166,7 +166,7 @@ class Certificate(program.ProgramTest):
         self.assertIn("&lt;img src=x&gt;", page)
         self.assertEqual(self.verify(record)[0], 0)
         for program_name in ("chromium", "weasyprint"):
-            if not program.WINDOWS and shutil.which(program_name):
+            if shutil.which(program_name) and not program.WINDOWS:
                 with self.subTest(program_name):
                     self.certify(record, "--force", "--pdf", self.path("c.pdf"), environment=self.only(program_name))
                     with open(self.path("c.pdf"), "rb") as file:
@@ -200,7 +200,7 @@ class Certificate(program.ProgramTest):
     def test_stopped_while_a_browser_prints(self):
         record, life = self.record_of(GOOD), self.path("life")
         os.mkfifo(life)  # which the browser, and what it starts, keep open as long as they live
-        environment = self.fake(f"exec 3>{life}\necho started >&3\n/bin/sleep 1000 &\nwait\n")
+        environment = self.fake(f"exec 3>{life}\n: >\"$TMPDIR/left\"\necho started >&3\n/bin/sleep 1000 &\nwait\n")
         before = sorted(os.listdir(self.folder))
         process = subprocess.Popen(self.command("certificate", record, "-o", self.output, "--pdf", self.path("c.pdf")),
                                    env={**os.environ, **environment, "LC_ALL": "C.UTF-8"}, stderr=subprocess.PIPE, text=True)

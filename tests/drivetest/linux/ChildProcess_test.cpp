@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <cstdlib>
 
 #include "drivetest/run/Signals.h"
 
@@ -65,6 +66,16 @@ TEST(ChildProcess, TellsHowItEnded) {
         const ChildResult result = runShell(each.script, kLong, each.input);
         EXPECT_EQ(result.end, each.end) << each.script;
         EXPECT_EQ(result.status, each.status) << each.script;
+    }
+}
+
+TEST(ChildProcess, HasAPlaceForItsFiles) {
+    for (const std::string place : {"/its/own", ""}) {
+        const ChildResult result =
+            runChild("/bin/sh", {"-c", "env | grep ^TMPDIR="}, {.longest = kLong, .temporaryFolder = place});
+        const char* const usual = getenv("TMPDIR");
+        const std::string wanted = !place.empty() || usual == nullptr ? place : usual;
+        EXPECT_EQ(result.output, wanted.empty() ? "" : "TMPDIR=" + wanted + "\n");
     }
 }
 

@@ -3,6 +3,10 @@
 #include <gmock/gmock.h>
 
 #include <cstdlib>
+#include <fstream>
+
+#include "drivetest/run/TemporaryFolder.h"
+#include "zel/Path.h"
 
 namespace drivetest {
 namespace {
@@ -12,14 +16,18 @@ using End = ChildResult::End;
 
 constexpr milliseconds kLong{60000};
 
-ChildResult runShell(const std::string& command, milliseconds longest = kLong, std::string_view input = {}) {
+/// Runs these lines of a batch file.
+ChildResult runShell(const std::string& lines, milliseconds longest = kLong, std::string_view input = {}) {
+    const TemporaryFolder folder;
+    const std::string batch = folder.pathOf("lines.bat");
+    std::ofstream(zel::pathOf(batch)) << "@echo off\n" << lines << '\n';
     const char* const shell = std::getenv("ComSpec");
-    return runChild(shell != nullptr ? shell : "C:\\windows\\system32\\cmd.exe", {"/c", command},
+    return runChild(shell != nullptr ? shell : "C:\\windows\\system32\\cmd.exe", {"/c", batch},
                     {.input = input, .longest = longest});
 }
 
 TEST(ChildProcess, TakesMoreThanPipesHold) {
-    const ChildResult result = runShell("for /l %i in (1,1,4000) do @echo 1234567890123456789012345678");
+    const ChildResult result = runShell("for /l %%i in (1,1,4000) do echo 1234567890123456789012345678");
     EXPECT_EQ(result.end, End::byItself);
     EXPECT_EQ(result.output.size(), std::size_t{4000} * 30);
 }
@@ -38,7 +46,7 @@ TEST(ChildProcess, TellsHowItEnded) {
 
 TEST(ChildProcess, EndsWhatTakesTooLong) {
     // Its pipes would stay open if anything of it were left.
-    const ChildResult result = runShell("echo said& cmd /c for /l %i in (1,0,2) do @rem", milliseconds(500));
+    const ChildResult result = runShell("echo said\nfor /l %%i in (1,0,2) do cmd /c rem", milliseconds(500));
     EXPECT_EQ(result.end, End::tooLate);
     EXPECT_THAT(result.output, testing::StartsWith("said"));
 }
