@@ -42,6 +42,15 @@ std::pair<std::size_t, std::size_t> firstOf(std::string_view text) {
     return {bytes, isIn(kWide, character) ? 2 : isIn(kSetAbove, character) ? 0 : 1};
 }
 
+/// Where the text begins behind blanks, or behind a label that blanks follow; 0 without either.
+std::size_t beginOfText(std::string_view text) {
+    const std::size_t most = std::string_view(kSummaryIndent).size();
+    const std::size_t label = std::min(text.find_first_not_of(' '), text.size());
+    const std::size_t gap = text.find("  ", label);
+    const std::size_t begin = gap < most ? text.find_first_not_of(' ', gap) : label;
+    return begin <= most ? columnsOf(text.substr(0, begin)) : 0;
+}
+
 }  // namespace
 
 std::size_t columnsOf(std::string_view text) {
@@ -65,6 +74,30 @@ std::string eventLabel(std::string_view text) {
 
 std::string summaryLabel(std::string_view text) {
     return padded("  " + std::string(text), std::string_view(kSummaryIndent).size());
+}
+
+std::string brokenAtBlanks(std::string_view text, std::size_t columns) {
+    const std::size_t indent = beginOfText(text);
+    if (columnsOf(text) <= columns || columns < 2 * indent)
+        return std::string(text);
+    std::string lines;
+    std::size_t used = 0;
+    while (!text.empty()) {
+        const std::size_t blanks = std::min(text.find_first_not_of(' '), text.size());
+        const std::size_t end = std::min(text.find(' ', blanks), text.size());
+        const std::size_t word = columnsOf(text.substr(blanks, end - blanks));
+        if (used > indent && used + blanks + word > columns && word <= columns - indent) {
+            lines += "\n" + std::string(indent, ' ') + std::string(text.substr(blanks, end - blanks));
+            used = indent + word;
+        } else {
+            lines += text.substr(0, end);
+            used += blanks + word;
+            if (used > columns)  // the terminal has broken it
+                used = (used - 1) % columns + 1;
+        }
+        text.remove_prefix(end);
+    }
+    return lines;
 }
 
 std::string shortened(std::string_view text, std::size_t columns) {

@@ -21,6 +21,10 @@ inline constexpr const char* kEventIndent = "         ";
 std::string summaryLabel(std::string_view text);
 inline constexpr const char* kSummaryIndent = "            ";
 
+/// The text as lines of so many columns, broken at blanks; further ones begin below what follows its label.
+/// Words that are longer are left to the terminal.
+std::string brokenAtBlanks(std::string_view text, std::size_t columns);
+
 /// The text in at most so many columns; what is cut ends with "…".
 std::string shortened(std::string_view text, std::size_t columns);
 
