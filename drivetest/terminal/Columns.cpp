@@ -89,6 +89,17 @@ void foldLine(std::string_view line, std::size_t columns, std::vector<std::strin
     lines.push_back(withoutBlanksAtEnd(line));
 }
 
+/// How many bytes stand before the text: blanks, or a label that blanks follow or that ends with ":".
+std::size_t beginOfText(std::string_view text) {
+    constexpr std::size_t kLongestLabel = 24;
+    const std::size_t label = std::min(text.find_first_not_of(' '), text.size());
+    const std::size_t gap = std::min(text.find("  ", label), text.find(": ", label));
+    if (gap == std::string_view::npos || gap > kLongestLabel ||
+        text.substr(label, gap - label).find(' ') != std::string_view::npos)
+        return label;
+    return std::min(text.find_first_not_of(' ', gap + 1), text.size());
+}
+
 }  // namespace
 
 std::size_t columnsOf(std::string_view text) {
@@ -104,14 +115,6 @@ std::size_t columnsOf(std::string_view text) {
 std::string padded(std::string_view text, std::size_t columns) {
     const std::size_t taken = columnsOf(text);
     return std::string(text) + std::string(columns > taken ? columns - taken : 1, ' ');
-}
-
-std::string eventLabel(std::string_view text) {
-    return padded(text, std::string_view(kEventIndent).size());
-}
-
-std::string summaryLabel(std::string_view text) {
-    return padded("  " + std::string(text), std::string_view(kSummaryIndent).size());
 }
 
 std::string shortened(std::string_view text, std::size_t columns) {
@@ -139,6 +142,17 @@ std::vector<std::string> folded(std::string_view text, std::size_t columns) {
             return lines;
         text.remove_prefix(end + 1);
     }
+}
+
+std::string foldedBehindLabel(std::string_view text, std::size_t columns) {
+    const std::size_t begin = beginOfText(text);
+    const std::size_t indent = columnsOf(text.substr(0, begin));
+    if (columnsOf(text) <= columns || columns < 2 * indent)
+        return std::string(text);
+    std::string result(text.substr(0, begin));
+    for (const std::string& line : folded(text.substr(begin), columns - indent))
+        result += (result.size() == begin ? "" : "\n" + std::string(indent, ' ')) + line;
+    return result;
 }
 
 std::string withBreaksMarked(std::string_view text, std::string_view mark) {

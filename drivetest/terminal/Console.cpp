@@ -6,6 +6,7 @@
 
 #include "drivetest/run/LastWords.h"
 #include "drivetest/run/Signals.h"
+#include "drivetest/terminal/Columns.h"
 #include "drivetest/terminal/Terminal.h"
 #include "drivetest/terminal/Texts.h"
 
@@ -90,7 +91,9 @@ void Console::shareWith(const OutputFile& other) {
 
 void Console::line(const std::string& text) {
     const std::lock_guard lock(m_mutex);
-    m_queue->add(erasure() + printable(text) + "\n" + m_status);
+    const std::string shown = printable(text);
+    m_queue->add(erasure() + (m_live ? foldedBehindLabel(shown, terminalSize(m_stream).columns) : shown) +
+                 "\n" + m_status);
 }
 
 void Console::status(const std::function<StatusRows(std::size_t columns)>& draw) {

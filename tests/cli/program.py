@@ -109,8 +109,8 @@ class ProgramTest(unittest.TestCase):
         self.check_record(self.record)
         return Outcome(process, self.record)
 
-    def converse(self, arguments, exchanges, columns=100):
-        """Runs the program on a terminal; for each (text, answer) waits for the text and types the answer,
+    def converse(self, arguments, exchanges, columns=300):
+        """Runs the program on a wide terminal; for each (text, answer) waits for the text and types the answer,
         or what it gives."""
         if WINDOWS:
             self.skipTest("names a facility of Linux: pseudo-terminals")

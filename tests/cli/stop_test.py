@@ -154,7 +154,7 @@ class AtATerminal(program.ProgramTest):
                 record = self.path("record%d" % drives.index(drive))
                 # Nothing is drawn over the question, however long the answer takes.
                 status, seen = self.converse(["run", "LinearReadTest", drive, "--events", record],
-                                             [("cancel]", lambda: time.sleep(0.5) or "\n")], columns=200)
+                                             [("cancel]", lambda: time.sleep(0.5) or "\n")])
                 self.assertEqual(status, 0, seen)
                 self.assertIn("1000 requested = 1000 tested", seen)
                 self.assertNotIn("LinearReadTest sim:", seen.split("cancel]")[1].split("\n")[0])
@@ -163,7 +163,7 @@ class AtATerminal(program.ProgramTest):
 
     def test_only_the_medium_that_was_shown_is_written_to(self):
         drive = "sim:disk,removable,media=none>disk"
-        status, seen = self.converse(["run", "LinearPatternTest", drive, "--confirm", drive], [], columns=200)
+        status, seen = self.converse(["run", "LinearPatternTest", drive, "--confirm", drive], [])
         self.assertEqual((status, "[Enter" in seen), (4, False), seen)
         self.assertIn("there is no medium in %s; put in the one that may be written to" % drive, seen)
         verifying = ["run", "LinearPatternTest", drive + ":1000", "-p", "VerifyOnly=yes", "-p", "OverridePattern=00"]

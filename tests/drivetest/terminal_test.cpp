@@ -56,6 +56,23 @@ TEST(Columns, FoldTextWhereItsScriptAllows) {
     EXPECT_EQ(withBreaksMarked("a b 磁盘，等（2）", "|"), "a b 磁|盘，|等|（2）");
 }
 
+TEST(Columns, FurtherLinesBeginBehindTheLabel) {
+    const std::tuple<const char*, std::size_t, const char*> cases[] = {
+        {"one two", 7, "one two"},
+        {"one two", 6, "one\ntwo"},
+        {"error:   not read at all", 20, "error:   not read at\n         all"},
+        {"  read    1 of 2 in 3 s", 20, "  read    1 of 2 in\n          3 s"},
+        {"  it holds nothing", 12, "  it holds\n  nothing"},
+        {"name 12345678901 is long", 8, "name\n12345678901\nis long"},  // the terminal breaks the word
+        {"语言 语言语言", 9, "语言 语言\n语言"},
+        {"warning: one two", 13, "warning: one two"},
+        {"warning: one two three", 18, "warning: one two\n         three"},
+        {"error:   x y", 9, "error:   x y"},  // no room for anything
+    };
+    for (const auto& [text, columns, lines] : cases)
+        EXPECT_EQ(foldedBehindLabel(text, columns), lines) << text;
+}
+
 TEST(ProgressMeter, RatesAreOfTheLastSecondsAndOfAll) {
     ProgressMeter meter;
     EXPECT_FALSE(meter.rateNow() || meter.rateMean() || meter.left());
