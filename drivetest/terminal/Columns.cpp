@@ -104,14 +104,6 @@ std::string padded(std::string_view text, std::size_t columns) {
     return std::string(text) + std::string(columns > taken ? columns - taken : 1, ' ');
 }
 
-std::string eventLabel(std::string_view text) {
-    return padded(text, std::string_view(kEventIndent).size());
-}
-
-std::string summaryLabel(std::string_view text) {
-    return padded("  " + std::string(text), std::string_view(kSummaryIndent).size());
-}
-
 std::string shortened(std::string_view text, std::size_t columns) {
     if (columnsOf(text) <= columns)
         return std::string(text);
