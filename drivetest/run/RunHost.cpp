@@ -1,7 +1,7 @@
 #include "drivetest/run/RunHost.h"
 
 #include "drivetest/devices/AccessMethod.h"
-#include "drivetest/terminal/Columns.h"
+#include "drivetest/terminal/Labels.h"
 #include "drivetest/terminal/TerminalPrompt.h"
 #include "drivetest/terminal/Texts.h"
 #include "libDrive2/Drive.h"
@@ -164,13 +164,13 @@ void RunHost::putBackLeftovers() {
     const libDrive2::RestoreOutcome outcome = m_drive->restoreProtected(isSameDrive);
     m_journal->narrowUnrestored(outcome.left);
     if (outcome.putBack > 0)
-        m_console.line(kEventIndent +
+        m_console.line(eventIndent() +
                        zel::counted(outcome.putBack, "put back {n} sector that the test had left overwritten",
                                     "put back {n} sectors that the test had left overwritten"));
     else if (wasOwed && outcome.left.empty())
-        m_console.line(kEventIndent + words("all sectors were compared: the drive holds all its data"));
+        m_console.line(eventIndent() + words("all sectors were compared: the drive holds all its data"));
     if (!outcome.left.empty())
-        m_console.line(kEventIndent +
+        m_console.line(eventIndent() +
                        words("not everything could be put back: {reason}", {{"reason", outcome.reason}}));
 }
 

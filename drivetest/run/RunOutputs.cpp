@@ -7,7 +7,7 @@
 #include "drivetest/record/KeptRecord.h"
 #include "drivetest/report/ConsoleReporter.h"
 #include "drivetest/run/DataGuard.h"
-#include "drivetest/terminal/Columns.h"
+#include "drivetest/terminal/Labels.h"
 #include "quix5/DeviceInventory.h"
 #include "zel/Path.h"
 #include "zel/Words.h"

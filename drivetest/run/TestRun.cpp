@@ -6,7 +6,7 @@
 #include "drivetest/ExitStatus.h"
 #include "drivetest/run/HurryWatch.h"
 #include "drivetest/run/Signals.h"
-#include "drivetest/terminal/Columns.h"
+#include "drivetest/terminal/Labels.h"
 #include "drivetest/terminal/ProgressDisplay.h"
 #include "drivetest/terminal/Terminal.h"
 #include "drivetest/terminal/Texts.h"
@@ -38,7 +38,9 @@ void describeParameters(const quix5::Test& test, const zel::String& refused, Con
     for (const zel::String& item : refused.tokenize(", "))
         if (const zel::Array<zel::String> name = item.tokenize(":");
             !name.isEmpty() && quix5::findParameter(test, name[0]) != nullptr)
-            console.line(kEventIndent + name[0].utf8() + ": " + describeText("Parameter." + name[0].utf8()));
+            console.line(eventIndent() + words("{problem}: {reason}",
+                                               {{"problem", name[0]},
+                                                {"reason", describeText("Parameter." + name[0].utf8())}}));
 }
 
 /// Nobody could answer without a terminal; and what was confirmed is the drive with the medium that it had.
@@ -137,9 +139,10 @@ void TestRun::explain(const TestResult& result) {
     const std::optional<Obstacle>& obstacle = m_drive.obstacle;
     const char* const mediaText = m_chosen.test->entry->traits.mediaText;
     if (obstacle && obstacle->isKnownToTest && exitStatusOf(result) == obstacle->status)
-        m_console.line(kEventIndent + obstacle->reason + "; " + obstacle->advice);
+        m_console.line(eventIndent() + words("{reason}; {advice}",
+                                             {{"reason", obstacle->reason}, {"advice", obstacle->advice}}));
     else if (result == TestResult::DEVICEBUSY && !m_drive.held.failure().ok())
-        m_console.line(kEventIndent + m_drive.held.failure().text.shown().utf8());
+        m_console.line(eventIndent() + m_drive.held.failure().text.shown().utf8());
     else if (m_host.statistics() == nullptr && result == TestResult::CANNOTRUN && !reason.isEmpty())
         m_outputs.reporters().runError(
             {nullptr, "driveNotOpened", reason.utf8(), {}, {}, {}, reason.shown().utf8()});
@@ -149,7 +152,7 @@ void TestRun::explain(const TestResult& result) {
     else if (result == TestResult::BADPARAMS)
         describeParameters(m_chosen.test->descriptor, m_host.refusedValues(), m_console);
     else if (result == TestResult::INCORRECTMEDIA && mediaText != nullptr)
-        m_console.line(kEventIndent + describeText(mediaText));
+        m_console.line(eventIndent() + describeText(mediaText));
 }
 
 /// A drive that is slow beyond what the user allows.

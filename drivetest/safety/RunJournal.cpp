@@ -6,7 +6,7 @@
 
 #include "drivetest/safety/JournalPlace.h"
 #include "drivetest/safety/OpenJournals.h"
-#include "drivetest/terminal/Columns.h"
+#include "drivetest/terminal/Labels.h"
 #include "drivetest/terminal/Texts.h"
 #include "zel/Format.h"
 #include "zel/Path.h"
@@ -197,7 +197,7 @@ bool RunJournal::finish(const std::string& locator, Console& console) {
         return restored;
     if (m_journal->hasOpenSlots()) {
         if (restored)
-            console.line(kEventIndent +
+            console.line(eventIndent() +
                          words("all data was put back, but the journal {journal} could not be closed: "
                                "{command} does that",
                                {{"journal", path()}, {"command", recoverCommand(locator, m_folder)}}));
@@ -227,10 +227,10 @@ void RunJournal::showUnrestored(const std::string& locator, Console& console) co
     console.line(eventLabel(words("error:")) +
                  words("NOT ALL DATA WAS PUT BACK on {drive}", {{"drive", locator}}));
     for (const WatchedJournal::Range& range : m_watched->unrestored())
-        console.line(kEventIndent + words("{sectors} may hold test patterns",
-                                          {{"sectors", sectorsText(range.lba, range.count)}}));
+        console.line(eventIndent() + words("{sectors} may hold test patterns",
+                                           {{"sectors", sectorsText(range.lba, range.count)}}));
     if (m_file != nullptr)
-        console.line(kEventIndent +
+        console.line(eventIndent() +
                      words("their data is in {journal}: {command} puts it back when the drive takes it",
                            {{"journal", path()}, {"command", recoverCommand(locator, m_folder)}}));
 }

@@ -4,7 +4,7 @@
 
 #include "drivetest/devices/Drives.h"
 #include "drivetest/safety/SystemAdvice.h"
-#include "drivetest/terminal/Columns.h"
+#include "drivetest/terminal/Labels.h"
 #include "drivetest/terminal/Terminal.h"
 #include "drivetest/terminal/Texts.h"
 #include "libDrive2/DeviceLockingManager.h"
@@ -60,9 +60,11 @@ void showDrive(const ConfirmationRequest& request, Console& console) {
             words("serial number {serial}", {{"serial", textProperty(device, quix5::kPropertySerial)}}));
     if (const std::uint64_t bytes = numberProperty(device, quix5::kPropertyBytes); bytes != 0)
         addToIdentity(sizeText(bytes));
-    console.line(
-        words("{test} writes to {drive}", {{"test", request.test.descriptor.name()}, {"drive", path}}) +
-        (identity.empty() ? "" : ": " + identity));
+    const std::string writes =
+        words("{test} writes to {drive}", {{"test", request.test.descriptor.name()}, {"drive", path}});
+    console.line(identity.empty()
+                     ? writes
+                     : words("{problem}: {reason}", {{"problem", writes}, {"reason", identity}}));
     if (request.held.isHeld())
         tellOfRest(device, request.held.lease(), console);
     const auto contents = libDrive2::DeviceLockingManager(device.osLocator()).contents();
@@ -176,7 +178,9 @@ ExitStatus confirmWriting(const ConfirmationRequest& request, Console& console) 
                       kExitUsage);
     // Nobody should confirm what will be refused.
     if (request.obstacle)
-        return refuse(request.obstacle->reason + "; " + request.obstacle->advice, request.obstacle->status);
+        return refuse(words("{reason}; {advice}",
+                            {{"reason", request.obstacle->reason}, {"advice", request.obstacle->advice}}),
+                      request.obstacle->status);
     if (!request.mayAsk)
         return refuse(
             words("{test} writes to the drive: confirm that with --confirm {expected}; nothing was written",
