@@ -66,7 +66,7 @@ std::string badText(const RecordedRun& run) {
     std::string list;
     for (std::size_t i = 0; i < std::min(ranges.size(), kMostRanges); ++i)
         list += (i == 0 ? "" : ", ") + rangeFigure(ranges[i].first, ranges[i].second);
-    const std::string text =
+    std::string text =
         words("{count}: LBA {ranges}", {{"count", countFigure(run.badSectors())}, {"ranges", list}});
     if (ranges.size() <= kMostRanges)
         return text;
@@ -76,11 +76,11 @@ std::string badText(const RecordedRun& run) {
 std::string slowText(const RecordedRun& run) {
     if (!run.slowness)
         return {};
-    const std::string text = run.slowness->over150ms == 0
-                                 ? words("none longer than 150 ms")
-                                 : words("{slow} longer than 150 ms, {verySlow} of them longer than 500 ms",
-                                         {{"slow", countFigure(run.slowness->over150ms)},
-                                          {"verySlow", countFigure(run.slowness->over500ms)}});
+    std::string text = run.slowness->over150ms == 0
+                           ? words("none longer than 150 ms")
+                           : words("{slow} longer than 150 ms, {verySlow} of them longer than 500 ms",
+                                   {{"slow", countFigure(run.slowness->over150ms)},
+                                    {"verySlow", countFigure(run.slowness->over500ms)}});
     if (run.slowness->slowest.empty())
         return text;
     const RecordedTransfer& worst = run.slowness->slowest.front();

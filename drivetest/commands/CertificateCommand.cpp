@@ -36,9 +36,11 @@ public:
     /// In the order in which they were opened.
     [[nodiscard]] bool keep(const std::list<std::string>& contents) {
         auto content = contents.begin();
-        for (NewFile& file : m_files)
-            if (content == contents.end() || !noted(file, file.write(*content++)))
+        for (NewFile& file : m_files) {
+            if (content == contents.end() || !noted(file, file.write(*content)))
                 return false;
+            ++content;
+        }
         for (NewFile& file : m_files)
             if (!noted(file, file.keep()))
                 return false;
