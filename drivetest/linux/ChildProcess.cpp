@@ -79,6 +79,7 @@ std::vector<std::string> environmentWith(const std::string& temporaryFolder) {
 /// As execve() wants them.
 std::vector<char*> pointersTo(std::vector<std::string>& texts) {
     std::vector<char*> pointers;
+    pointers.reserve(texts.size() + 1);
     for (std::string& text : texts)
         pointers.push_back(text.data());
     pointers.push_back(nullptr);
@@ -100,7 +101,7 @@ public:
     /// To its group too, which is there until reap().
     void send(int signal) const { kill(m_ownGroup ? -m_process : m_process, signal); }
 
-    void reap(ChildResult& result) {
+    void reap(ChildResult& result) const {
         int status = 0;
         pid_t ended = -1;
         do

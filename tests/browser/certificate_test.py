@@ -56,6 +56,8 @@ class CertificateTest(pages.PageTest):
                 self.assertLess(page.value("document.querySelector('#origin').getBoundingClientRect().bottom"), 1030)
                 self.assertEqual(page.complaints(), [])
             self.assertEqual(page.value("document.querySelectorAll('img, script:not([type])').length"), 0)
+            record = self.path("hostile.jsonl") if "hostile" in name else self.record
+            self.assertEqual(self.start("verify", path, record).returncode, 0)
 
     @pages.needs_axe
     def test_accessibility(self):
