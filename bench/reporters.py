@@ -1,36 +1,55 @@
-"""Processor time of runs: watched in a terminal, with a record and a report, and quiet, with nothing written.
+"""Processor time that a run spends beside its test, on threads of their own: watched in a terminal, with a record and a
+report, and quiet, with nothing written. That of the test itself varies by more than all of that takes.
 
-reporters.py PROGRAM TEST DEVICE ROUNDS prints what the outputs take in percent of one core, and transfers a second."""
+reporters.py PROGRAM DEVICE prints what the outputs take in percent of one core, transfers a second, and seconds."""
 
 import fcntl
+import glob
 import json
 import os
 import pty
+import select
 import struct
 import sys
 import tempfile
 import termios
 import time
 
+SAMPLES = 0.05  # seconds between two
+
+
+def sample(process, threads):
+    """The nanoseconds of each thread but the first, and the kernel's; those that have ended keep theirs."""
+    for path in glob.glob("/proc/%d/task/*/" % process):
+        try:
+            with open(path + "comm", encoding="ascii") as name, open(path + "schedstat", encoding="ascii") as figures:
+                if not name.read().startswith("iou-"):
+                    threads[path] = int(figures.read().split()[0])
+        except (OSError, IndexError):  # it has ended meanwhile
+            pass
+    threads.pop("/proc/%d/task/%d/" % (process, process), None)
+
 
 def run(command):
-    """Wall-clock time and processor time of one run in a terminal of 200 columns that shows all it is sent."""
+    """Seconds, and those that other threads than the test's were at work, in a terminal of 200 columns."""
     begun = time.monotonic()
-    child, terminal = pty.fork()
-    if child == 0:
+    process, terminal = pty.fork()
+    if process == 0:
         fcntl.ioctl(0, termios.TIOCSWINSZ, struct.pack("HHHH", 50, 200, 0, 0))
         os.execve(command[0], command, {**os.environ, "TERM": "xterm", "LC_ALL": "C.UTF-8"})
-    said = b""
+    said, threads = b"", {}
     while True:
+        sample(process, threads)
+        if not select.select([terminal], [], [], SAMPLES)[0]:
+            continue
         try:
             said += os.read(terminal, 65536)
         except OSError:  # it has ended
             break
     os.close(terminal)
-    _, status, used = os.wait4(child, 0)
-    if status != 0:
+    if os.waitpid(process, 0)[1] != 0:
         sys.exit("\"%s\" failed; it said:\n%s" % (" ".join(command), said.decode("utf-8", "replace")[-2000:]))
-    return time.monotonic() - begun, used.ru_utime + used.ru_stime
+    return time.monotonic() - begun, sum(threads.values()) / 1e9
 
 
 def transfers(record):
@@ -43,16 +62,13 @@ def transfers(record):
 
 
 def main():
-    drivetest, test, device, rounds = sys.argv[1:]
-    wall = watched = quiet = count = 0
+    drivetest, device = sys.argv[1:]
+    base = [drivetest, "run", "LinearReadTest", device]
     with tempfile.TemporaryDirectory() as folder:
         record, report = os.path.join(folder, "record.jsonl"), os.path.join(folder, "report.html")
-        base = [drivetest, "run", test, device]
-        for _ in range(int(rounds)):
-            elapsed, used = run([*base, "--events", record, "--report", report, "--force"])
-            wall, watched, count = wall + elapsed, watched + used, count + transfers(record)
-            quiet += run([*base, "--quiet", "--no-record"])[1]
-    print("%.2f %.0f %.1f %.1f" % ((watched - quiet) / wall * 100, count / wall, quiet / wall * 100, wall))
+        quiet, beside = run([*base, "--quiet", "--no-record"])
+        watched, busy = run([*base, "--events", record, "--report", report])
+        print("%.3f %.0f %.1f" % ((busy / watched - beside / quiet) * 100, transfers(record) / watched, watched))
 
 
 if __name__ == "__main__":
