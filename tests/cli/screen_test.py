@@ -146,10 +146,10 @@ class Interrupted(OnScreen):
         before = opened.see(UNDERWAY)
         os.kill(opened.child, signal.SIGUSR1)
         above = len(before) - len(status(before))
-        rows = opened.see(r"^LinearReadTest sim:.*\n.* errors")
+        rows = opened.see(r"^LinearReadTest\nsim:.*\n.*\n.* errors ")
         self.assertEqual(rows[:above], before[:above])
-        self.assertEqual(rows[above][:19], "LinearReadTest sim:")
-        self.assert_one_status(80, opened.see_anew(UNDERWAY)[above + 3:])
+        self.assertEqual(rows[above], "LinearReadTest")
+        self.assert_one_status(80, opened.see_anew(UNDERWAY)[above + 5:])
 
     def test_a_pause_leaves_the_screen_to_the_shell(self):
         shell = ["/bin/bash", "--norc", "-mc", '"$0" "$@"; read -p "shell "; fg >/dev/null']
