@@ -65,7 +65,7 @@ void printTotals(Console& console, const DriveStatistics& statistics) {
         std::string text = words("{size} in {time}",
                                  {{"size", sizeText(totals.bytes)}, {"time", durationText(totals.elapsed)}});
         if (const auto rate = totals.megabytesPerSecond())
-            text += ", " + decimalText(*rate, 1) + " MB/s";
+            text = words("{first}, {second}", {{"first", text}, {"second", decimalText(*rate, 1) + " MB/s"}});
         console.line(summaryLabel(words(name)) + text);
     }
 }
@@ -168,8 +168,9 @@ void ConsoleReporter::end(const RunSummary& summary) {
         printSlowTransfers(m_console, summary.statistics->slowTransfers());
     }
     m_console.line(summaryLabel(words("reported")) +
-                   counted(summary.counts.errors, "{n} error", "{n} errors") + ", " +
-                   counted(summary.counts.warnings, "{n} warning", "{n} warnings"));
+                   words("{first}, {second}",
+                         {{"first", counted(summary.counts.errors, "{n} error", "{n} errors")},
+                          {"second", counted(summary.counts.warnings, "{n} warning", "{n} warnings")}}));
 }
 
 }  // namespace drivetest

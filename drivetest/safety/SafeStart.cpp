@@ -48,13 +48,18 @@ std::string warningOf(const ConfirmationRequest& request) {
         .utf8();
 }
 
+/// Either may be empty.
+std::string joined(const std::string& first, const std::string& second) {
+    if (first.empty() || second.empty())
+        return first + second;
+    return words("{first}, {second}", {{"first", first}, {"second", second}});
+}
+
 void showDrive(const ConfirmationRequest& request, Console& console) {
     const DiagDevice& device = request.device;
     const std::string path = device.osLocator().utf8();
     std::string identity = textProperty(device, quix5::kPropertyModel);
-    const auto addToIdentity = [&identity](const std::string& text) {
-        identity += (identity.empty() ? "" : ", ") + text;
-    };
+    const auto addToIdentity = [&identity](const std::string& text) { identity = joined(identity, text); };
     if (hasSerial(device))
         addToIdentity(
             words("serial number {serial}", {{"serial", textProperty(device, quix5::kPropertySerial)}}));
@@ -72,8 +77,8 @@ void showDrive(const ConfirmationRequest& request, Console& console) {
     if (contents.isEmpty() && !request.obstacle)
         console.line("  " + words("no partition table or file system is recognised on it"));
     for (const libDrive2::VolumeContent& content : contents)
-        console.line("  " + words("it holds {contents}", {{"contents", content.what}}) +
-                     (content.bytes != 0 ? ", " + sizeText(content.bytes) : ""));
+        console.line("  " + joined(words("it holds {contents}", {{"contents", content.what}}),
+                                   content.bytes != 0 ? sizeText(content.bytes) : ""));
     const char* const preserves = request.test.entry->traits.preservesIf;
     if (preserves == nullptr)
         console.line("  " + words("the test records on the medium: WHAT IT HOLDS WILL BE LOST"));

@@ -93,10 +93,9 @@ _LIBDRIVE2_ERROR_TYPES AtaDrive::settle(const AtaResponse& response, const Drive
     if (status.ok())
         return LIBDRIVE2_NO_ERROR;
     if (status.type == LIBDRIVE2_DRIVE_ERROR && m_identity->security.locked)
-        return fail(
-            LIBDRIVE2_NO_ACCESS,
-            describeFailure(action, name, zel::worded("the drive is locked by its security password")));
-    return fail(status.type, describeFailure(action, name, status.text), status.text);
+        return fail(LIBDRIVE2_NO_ACCESS,
+                    failureOf(action, name, zel::worded("the drive is locked by its security password")));
+    return fail(status.type, failureOf(action, name, status.text), status.text);
 }
 
 _LIBDRIVE2_ERROR_TYPES AtaDrive::perform(const AtaRequest& request, const DriveAction& action) {

@@ -64,7 +64,7 @@ _LIBDRIVE2_ERROR_TYPES Drive::doQueryMediumInfo() {
 }
 
 _LIBDRIVE2_ERROR_TYPES Drive::doGetLastErrorStr(zel::String& text) {
-    text = m_errorText.english();
+    text = errorText().english();
     return LIBDRIVE2_NO_ERROR;
 }
 
@@ -96,12 +96,26 @@ _LIBDRIVE2_ERROR_TYPES Drive::doStopDrive() {
 
 _LIBDRIVE2_ERROR_TYPES Drive::fail(_LIBDRIVE2_ERROR_TYPES type, zel::Wording text, zel::String words) {
     m_errorText = std::move(text);
+    m_describeError = nullptr;
     m_errorWords = std::move(words);
     return type;
 }
 
-void Drive::noteRecovered(zel::Wording text) {
-    m_errorText = std::move(text);
+_LIBDRIVE2_ERROR_TYPES Drive::fail(_LIBDRIVE2_ERROR_TYPES type, Description describe, zel::String words) {
+    m_describeError = std::move(describe);
+    m_errorWords = std::move(words);
+    return type;
+}
+
+const zel::Wording& Drive::errorText() {
+    if (m_describeError != nullptr)
+        m_errorText = m_describeError();
+    m_describeError = nullptr;
+    return m_errorText;
+}
+
+void Drive::noteRecovered(Description describe) {
+    m_describeError = std::move(describe);
     m_recovered = true;
 }
 
@@ -144,7 +158,7 @@ bool Drive::perform(DriveOperation operation, std::uint64_t lba, std::uint32_t c
 }
 
 _LIBDRIVE2_ERROR_TYPES Drive::judgeTimeout() {
-    const zel::Wording text = m_errorText;
+    const zel::Wording text = errorText();
     return m_answers == nullptr || m_answers()
                ? fail(LIBDRIVE2_TIMEOUT, text, m_errorWords)
                : fail(LIBDRIVE2_NO_ACCESS,

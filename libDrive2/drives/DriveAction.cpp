@@ -13,14 +13,18 @@ zel::Wording describe(const DriveAction& action, const zel::String& name) {
     return name.isEmpty() ? text : zel::worded("{action} of {drive}", {{"action", text}, {"drive", name}});
 }
 
-zel::Wording describeFailure(const DriveAction& action, const zel::String& name, const zel::Wording& reason) {
-    return zel::worded("{action} failed: {reason}", {{"action", describe(action, name)}, {"reason", reason}});
+std::function<zel::Wording()> failureOf(const DriveAction& action, zel::String name, zel::Wording reason) {
+    return [action, name = std::move(name), reason = std::move(reason)] {
+        return zel::worded("{action} failed: {reason}",
+                           {{"action", describe(action, name)}, {"reason", reason}});
+    };
 }
 
-zel::Wording describeRecovery(const DriveAction& action, const zel::String& name,
-                              const zel::Wording& reason) {
-    return zel::worded("{action} needed recovery by the drive: {reason}",
-                       {{"action", describe(action, name)}, {"reason", reason}});
+std::function<zel::Wording()> recoveryOf(const DriveAction& action, zel::String name, zel::Wording reason) {
+    return [action, name = std::move(name), reason = std::move(reason)] {
+        return zel::worded("{action} needed recovery by the drive: {reason}",
+                           {{"action", describe(action, name)}, {"reason", reason}});
+    };
 }
 
 }  // namespace libDrive2

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 
 #include "zel/Words.h"
 
@@ -20,9 +21,9 @@ inline constexpr const char* kFlushing = zel::marked("flushing the cache");
 
 /// "reading sectors 5 through 8 of NAME"; without " of NAME" when there is none.
 zel::Wording describe(const DriveAction& action, const zel::String& name);
-/// The same, and that it failed.
-zel::Wording describeFailure(const DriveAction& action, const zel::String& name, const zel::Wording& reason);
+/// Makes the same, and that it failed, when it is called.
+std::function<zel::Wording()> failureOf(const DriveAction& action, zel::String name, zel::Wording reason);
 /// The same, and that it succeeded with an effort.
-zel::Wording describeRecovery(const DriveAction& action, const zel::String& name, const zel::Wording& reason);
+std::function<zel::Wording()> recoveryOf(const DriveAction& action, zel::String name, zel::Wording reason);
 
 }  // namespace libDrive2

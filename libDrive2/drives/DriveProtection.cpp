@@ -93,7 +93,7 @@ bool Drive::releaseSectors(std::uint64_t lba, std::uint32_t /*count*/) {
     // What has no cache needs no flush.
     if (m_journal->outlivesCrash() && !flushCache() && lastError != LIBDRIVE2_NOT_SUPPORTED)
         return failProtection(zel::marked("the restored data may not have reached the medium"), lba,
-                              m_errorText);
+                              errorText());
     if (m_journal->verifiesRestores() && !readsBackAsBefore(*range))
         return failProtection(zel::marked("the restored data does not read back as it was"), lba,
                               zel::worded("the journal keeps it, \"drivetest recover\" tries again"));

@@ -100,7 +100,7 @@ _LIBDRIVE2_ERROR_TYPES NVMeDrive::settle(const NVMeResponse& response, const Dri
     const DeviceStatus status = nvme::statusOf(response);
     if (status.ok())
         return LIBDRIVE2_NO_ERROR;
-    return fail(status.type, describeFailure(action, name, status.text), status.text);
+    return fail(status.type, failureOf(action, name, status.text), status.text);
 }
 
 _LIBDRIVE2_ERROR_TYPES NVMeDrive::perform(const NVMeCommand& command, const DriveAction& action) {

@@ -89,8 +89,7 @@ _LIBDRIVE2_ERROR_TYPES OSDrive::doQueryMediumInfo() {
 _LIBDRIVE2_ERROR_TYPES OSDrive::failTransfer(const char* what, std::uint64_t lba, std::uint32_t count,
                                              DeviceStatus status) {
     const DeviceStatus explained = explain(std::move(status));
-    return fail(explained.type, describeFailure({what, lba, count}, m_osLocator, explained.text),
-                explained.text);
+    return fail(explained.type, failureOf({what, lba, count}, m_osLocator, explained.text), explained.text);
 }
 
 _LIBDRIVE2_ERROR_TYPES OSDrive::doReadSector(std::uint64_t lba, std::uint32_t count, void* buffer,

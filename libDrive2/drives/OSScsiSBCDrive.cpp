@@ -48,10 +48,10 @@ bool OSScsiSBCDrive::reOpenHandle() {
 _LIBDRIVE2_ERROR_TYPES OSScsiSBCDrive::perform(const ScsiRequest& request, const DriveAction& action) {
     const scsi::Outcome outcome = ScsiUnit(*m_passThrough).execute(request);
     if (!outcome.status.ok())
-        return fail(outcome.status.type, describeFailure(action, osLocator(), outcome.status.text),
+        return fail(outcome.status.type, failureOf(action, osLocator(), outcome.status.text),
                     outcome.status.text);
     if (!outcome.recovered.empty())
-        noteRecovered(describeRecovery(action, osLocator(), outcome.recovered));
+        noteRecovered(recoveryOf(action, osLocator(), outcome.recovered));
     return LIBDRIVE2_NO_ERROR;
 }
 

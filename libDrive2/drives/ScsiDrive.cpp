@@ -57,15 +57,14 @@ bool ScsiDrive::reOpenHandle() {
 _LIBDRIVE2_ERROR_TYPES ScsiDrive::settle(const scsi::Outcome& outcome, std::size_t bytes,
                                          const DriveAction& action) {
     if (!outcome.status.ok())
-        return fail(outcome.status.type, describeFailure(action, name, outcome.status.text),
-                    outcome.status.text);
+        return fail(outcome.status.type, failureOf(action, name, outcome.status.text), outcome.status.text);
     if (outcome.transferredBytes < bytes)
         return fail(LIBDRIVE2_LINK_ERROR,
-                    describeFailure(action, name,
-                                    zel::worded("only {done} of {n} bytes were transferred",
-                                                {{"done", outcome.transferredBytes}, {"n", bytes}})));
+                    failureOf(action, name,
+                              zel::worded("only {done} of {n} bytes were transferred",
+                                          {{"done", outcome.transferredBytes}, {"n", bytes}})));
     if (!outcome.recovered.empty())
-        noteRecovered(describeRecovery(action, name, outcome.recovered));
+        noteRecovered(recoveryOf(action, name, outcome.recovered));
     return LIBDRIVE2_NO_ERROR;
 }
 

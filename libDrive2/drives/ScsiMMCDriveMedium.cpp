@@ -45,7 +45,7 @@ _LIBDRIVE2_ERROR_TYPES ScsiMMCDrive::sendParameters(ScsiRequest request, void* p
                                                     const char* what) {
     request = scsi::withData(request, parameters, bytes);
     const DeviceStatus status = ScsiUnit(*passThrough()).execute(request).status;
-    return status.ok() ? LIBDRIVE2_NO_ERROR : fail(status.type, describeFailure({what}, name, status.text));
+    return status.ok() ? LIBDRIVE2_NO_ERROR : fail(status.type, failureOf({what}, name, status.text));
 }
 
 _LIBDRIVE2_ERROR_TYPES ScsiMMCDrive::waitWhileBusy(const char* what, std::uint32_t timeoutMs,
@@ -58,11 +58,11 @@ _LIBDRIVE2_ERROR_TYPES ScsiMMCDrive::waitWhileBusy(const char* what, std::uint32
         if (!progress.isMute)
             mute = zel::Stopwatch();
         else if (mute.elapsedMilliseconds() >= kMostMuteMs)
-            return fail(LIBDRIVE2_BUSY, describeFailure({what}, name, progress.status.text));
+            return fail(LIBDRIVE2_BUSY, failureOf({what}, name, progress.status.text));
         if (!progress.busy)
             return progress.status.ok()
                        ? LIBDRIVE2_NO_ERROR
-                       : fail(progress.status.type, describeFailure({what}, name, progress.status.text));
+                       : fail(progress.status.type, failureOf({what}, name, progress.status.text));
         if (const std::uint32_t elapsed = watch.elapsedMilliseconds(); elapsed >= timeoutMs) {
             const zel::Wording text = zel::worded("{action} did not end within {n} s: {reason}",
                                                   {{"action", describe({what}, name)},

@@ -78,6 +78,14 @@ class Language(program.ProgramTest):
                 self.assertTrue(messages[-1].endswith(sentence), messages)
         self.assertEqual(*(self.start("devices", "--json", "--lang", language).stdout for language in ("en", "de")))
 
+    def test_summaries_stand_in_columns(self):
+        for language in ("en", "de", "fr", "es", "ja", "zh"):
+            run = self.start("run", "LinearPatternTest", DISK + ",bad=7", "--confirm", "S1", "--no-record", "--lang", language)
+            summary = run.stdout.partition(": FAIL")[2] or run.stdout.partition("：FAIL")[2] or run.stdout.partition(" : FAIL")[2]
+            starts = {columns(re.match(r"  \S+ +", line)[0]) for line in summary.splitlines()[1:]}
+            with self.subTest(language):
+                self.assertEqual(len(starts), 1, run.stdout)
+
     def test_help_is_in_the_language_and_fits_a_terminal(self):
         for language in ("en", "de", "fr", "es", "ja", "zh"):
             listed = self.start("--help", "--lang", language).stdout

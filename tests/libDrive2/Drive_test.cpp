@@ -87,7 +87,7 @@ private:
         if (outcomes.size() > 1)
             outcomes.pop_front();
         if (recovers)
-            noteRecovered("the drive helped itself");
+            noteRecovered([] { return zel::Wording("the drive helped itself"); });
         return outcome == kGood ? kGood : fail(outcome, zel::format("error %u", calls));
     }
 };
