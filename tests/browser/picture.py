@@ -9,7 +9,7 @@ import tempfile
 import browser
 
 DRIVE = ("sim:disk,sectors=4000000,speed=180,bad=234567+2840000-2840099,transient=620000:1+3200000:1,"
-         "slow=1800000-1812000:40,serial=S4EVNX0N")
+         "slow=1800000-1812000:40,real-time,serial=S4EVNX0N")
 WIDTH = 1200
 # It shows the page down to the end of the curve.
 END = "Math.ceil(document.getElementById('curve').getBoundingClientRect().bottom + scrollY + 16)"
