@@ -17,9 +17,9 @@ class LeasedVolumes : public DeviceLockingManager::Volumes {
 public:
     explicit LeasedVolumes(DeviceLease& lease) : m_lease(lease) {}
 
-    Encryption examineEncryption(zel::String& reason) override { return m_lease.examineEncryption(reason); }
-    bool lock(zel::String& /*reason*/) override { return true; }
-    bool unlock(zel::String& reason) override { return m_lease.unlockVolumes(reason); }
+    Encryption examineEncryption(zel::Wording& reason) override { return m_lease.examineEncryption(reason); }
+    bool lock(zel::Wording& /*reason*/) override { return true; }
+    bool unlock(zel::Wording& reason) override { return m_lease.unlockVolumes(reason); }
     zel::Array<zel::String> holders() override { return m_lease.users(); }
     zel::Array<VolumeContent> contents() override { return m_lease.contents(); }
 
@@ -38,7 +38,7 @@ std::unique_ptr<DeviceLockingManager::Volumes> volumesOf(const zel::String& loca
 DeviceLockingManager::DeviceLockingManager(const zel::String& osLocator) : m_volumes(volumesOf(osLocator)) {}
 
 DeviceLockingManager::~DeviceLockingManager() {
-    zel::String ignored;
+    zel::Wording ignored;
     m_volumes->unlock(ignored);
 }
 
@@ -75,7 +75,7 @@ zel::Array<VolumeContent> DeviceLockingManager::contents() {
     return m_volumes->contents();
 }
 
-zel::String DeviceLockingManager::getLastErrorStr() const {
+zel::Wording DeviceLockingManager::getLastErrorStr() const {
     return m_lastError;
 }
 

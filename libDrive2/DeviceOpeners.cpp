@@ -10,16 +10,16 @@ namespace libDrive2 {
 
 namespace {
 
-thread_local zel::String lastOpenError;
+thread_local zel::Wording lastOpenError;
 
 }  // namespace
 
-void noteOpenError(const zel::String& text) {
+void noteOpenError(const zel::Wording& text) {
     lastOpenError = text;
-    zel::LogFactory::createLogger("libDrive2.DeviceOpeners").line(4, text);
+    zel::LogFactory::createLogger("libDrive2.DeviceOpeners").line(4, text.english());
 }
 
-zel::String lastOpenErrorStr() {
+zel::Wording lastOpenErrorStr() {
     return lastOpenError;
 }
 

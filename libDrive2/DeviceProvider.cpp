@@ -16,6 +16,10 @@ bool isSimulated(const zel::String& locator) {
     return DeviceProvider::of(locator).isSimulated();
 }
 
+bool skipsTime(const zel::String& locator) {
+    return DeviceProvider::of(locator).skipsTime(locator);
+}
+
 zel::String describeSimulatedLocators() {
     return describeSimLocators();
 }

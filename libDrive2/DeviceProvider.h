@@ -10,11 +10,12 @@
 #include "libDrive2/DeviceLockingManager.h"
 #include "libDrive2/NVMeDevice.h"
 #include "libDrive2/ScsiPassThrough.h"
+#include "zel/Words.h"
 
 namespace libDrive2 {
 
 /// Keeps why an open failed for lastOpenErrorStr(), and logs it at priority 4.
-void noteOpenError(const zel::String& text);
+void noteOpenError(const zel::Wording& text);
 
 /// Where devices come from: an operating system, or the simulation. A provider knows what its locators name,
 /// and opens it; openers, leases and guards ask of() for the one that owns a locator. Openers keep why they
@@ -31,6 +32,7 @@ public:
 
     [[nodiscard]] virtual bool owns(const zel::String& locator) const = 0;
     [[nodiscard]] virtual bool isSimulated() const { return false; }
+    [[nodiscard]] virtual bool skipsTime(const zel::String& /*locator*/) const { return false; }
     /// See describeDevice().
     virtual bool describe(const zel::String& locator, DeviceDescription& description, zel::String& error) = 0;
 

@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "zel/Format.h"
+#include "zel/Words.h"
 
 namespace libDrive2 {
 
@@ -147,9 +148,13 @@ StorageId StorageId::part(std::uint64_t start, std::uint64_t bytes) const {
 }
 
 zel::String DriveIdentity::describe() const {
-    return zel::format(
-        "%s, %s, %u sectors of %u bytes", model.isEmpty() ? zel::String("unknown model") : model,
-        serial.isEmpty() ? zel::String("no serial number") : "serial number " + serial, sectors, sectorBytes);
+    return zel::words(
+        "{model}, {serial}, {n} sectors of {bytes} bytes",
+        {{"model", model.isEmpty() ? zel::words("unknown model") : model.utf8()},
+         {"serial", serial.isEmpty() ? zel::words("no serial number")
+                                     : zel::words("serial number {serial}", {{"serial", serial}})},
+         {"n", sectors},
+         {"bytes", sectorBytes}});
 }
 
 std::string DriveIdentity::toText() const {

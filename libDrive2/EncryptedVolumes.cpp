@@ -4,8 +4,11 @@
 #include <string_view>
 
 #include "zel/Format.h"
+#include "zel/Words.h"
 
 namespace libDrive2 {
+
+using zel::worded;
 
 namespace {
 
@@ -29,15 +32,20 @@ constexpr std::string_view kSecondHeader = "SKUL\xBA\xBE";
 constexpr std::uint64_t kSmallestSecondHeaderAt = 0x4000;
 constexpr std::uint64_t kLargestSecondHeaderAt = 0x400000;
 
+zel::Wording unexamined(const zel::Wording& where, const zel::Wording& why) {
+    return worded("{path} cannot be examined for encrypted volumes: {reason}",
+                  {{"path", where}, {"reason", why}});
+}
+
 class Examination {
 public:
     explicit Examination(const SectorSource& device) : m_device(device), m_sector(device.sectorBytes) {}
 
     /// Looks at one place; false when there is a signature, which reason() then tells of.
-    bool isClear(std::uint64_t offset, const zel::String& where) {
+    bool isClear(std::uint64_t offset, const zel::Wording& where) {
         if (!readAt(offset))
-            noteUnread(zel::format("%s cannot be examined for encrypted volumes: sector %u cannot be read",
-                                   where, offset / m_device.sectorBytes));
+            noteUnread(unexamined(
+                where, worded("sector {lba} cannot be read", {{"lba", offset / m_device.sectorBytes}})));
         for (const Signature& signature : kSignatures)
             if (holds(signature.offset, signature.bytes))
                 return found(where, signature.type);
@@ -47,13 +55,13 @@ public:
                 return found(where, kSignatures[0].type);
         return true;
     }
-    void noteUnread(const zel::String& what) {
+    void noteUnread(const zel::Wording& what) {
         if (m_found == Encryption::none)
             m_reason = what;
         m_found = Encryption::unexamined;
     }
     [[nodiscard]] Encryption result() const { return m_found; }
-    [[nodiscard]] const zel::String& reason() const { return m_reason; }
+    [[nodiscard]] const zel::Wording& reason() const { return m_reason; }
 
 private:
     /// What cannot be read holds nothing.
@@ -69,32 +77,31 @@ private:
         const std::string_view text(reinterpret_cast<const char*>(m_sector.data()), m_sector.size());
         return text.substr(std::min(offset, text.size()), bytes.size()) == bytes;
     }
-    bool found(const zel::String& where, const char* type) {
+    bool found(const zel::Wording& where, const char* type) {
         m_found = Encryption::found;
-        m_reason = where + " holds an encrypted volume (" + type + ")";
+        m_reason = worded("{place} holds an encrypted volume ({type})", {{"place", where}, {"type", type}});
         return false;
     }
 
     const SectorSource& m_device;
     std::vector<std::uint8_t> m_sector;
     Encryption m_found = Encryption::none;
-    zel::String m_reason;
+    zel::Wording m_reason;
 };
 
 }  // namespace
 
 Encryption findEncryptedVolume(const SectorSource& device, const zel::String& path,
-                               const std::vector<PartitionStart>& alsoKnown, zel::String& reason) {
+                               const std::vector<PartitionStart>& alsoKnown, zel::Wording& reason) {
     PartitionTable table = readPartitionTable(device);
     table.partitions.insert(table.partitions.end(), alsoKnown.begin(), alsoKnown.end());
     Examination examination(device);
     bool isClear = examination.isClear(0, path);
     for (auto each = table.partitions.begin(); isClear && each != table.partitions.end(); ++each)
-        isClear = examination.isClear(each->offset, zel::format("partition %i of %s", each->number, path));
+        isClear = examination.isClear(
+            each->offset, worded("partition {n} of {drive}", {{"n", each->number}, {"drive", path}}));
     if (isClear && !table.complete)
-        examination.noteUnread(path +
-                               " cannot be examined for encrypted volumes: its partition table cannot be "
-                               "read");
+        examination.noteUnread(unexamined(path, worded("its partition table cannot be read")));
     reason = examination.reason();
     return examination.result();
 }

@@ -9,6 +9,6 @@ namespace libDrive2 {
 /// names it, or says what could not be read. `alsoKnown` are partitions that its own tables do not tell of.
 /// Only sectors that can hold a signature, or tell where one can be, are read.
 Encryption findEncryptedVolume(const SectorSource& device, const zel::String& path,
-                               const std::vector<PartitionStart>& alsoKnown, zel::String& reason);
+                               const std::vector<PartitionStart>& alsoKnown, zel::Wording& reason);
 
 }  // namespace libDrive2

@@ -4,6 +4,7 @@
 
 #include "zel/Path.h"
 #include "zel/Resource.h"
+#include "zel/Words.h"
 
 namespace quix5 {
 
@@ -19,7 +20,7 @@ Module::Module(std::unique_ptr<SharedLibrary> library, const ModuleDescriptor* d
 
 std::unique_ptr<Module> Module::load(const std::string& path, std::string& error) {
     if (!zel::pathExists(path)) {
-        error = "the test module " + path + " does not exist";
+        error = zel::words("the test module {file} does not exist", {{"file", path}});
         return nullptr;
     }
     // A name without a folder would be searched in the system's library folders.
@@ -28,18 +29,20 @@ std::unique_ptr<Module> Module::load(const std::string& path, std::string& error
     std::string reason;
     auto library = SharedLibrary::load(zel::textOf(file), reason);
     if (library == nullptr) {
-        error = "the test module " + path + " cannot be loaded: " + reason;
+        error = zel::words("the test module {file} cannot be loaded: {reason}",
+                           {{"file", path}, {"reason", reason}});
         return nullptr;
     }
     const auto describe =
         reinterpret_cast<ModuleDescriptorFunction>(library->symbol(kModuleDescriptorSymbol));
     const ModuleDescriptor* const descriptor = describe != nullptr ? describe() : nullptr;
     if (descriptor == nullptr) {
-        error = path + " is not a test module";
+        error = zel::words("{file} is not a test module", {{"file", path}});
         return nullptr;
     }
     if (descriptor->interfaceVersion != kModuleInterfaceVersion) {
-        error = "the test module " + path + " was built for another version of this program";
+        error = zel::words("the test module {file} was built for another version of this program",
+                           {{"file", path}});
         return nullptr;
     }
     zel::Resource::addPackageDirectory(zel::textOf(file.parent_path()));

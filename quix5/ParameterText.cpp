@@ -7,18 +7,20 @@
 #include <string>
 #include <utility>
 
+#include "zel/Words.h"
+
 namespace quix5 {
 
 namespace {
 
 /// Name and description, in the order of their enumeration.
 constexpr std::array<std::pair<const char*, const char*>, 6> kTypes{{
-    {"STRING", "a text"},
-    {"BOOLEAN", "true or false"},
-    {"UINT32", "a whole number from 0 to 4294967295"},
-    {"UINT64", "a whole number from 0 to 18446744073709551615"},
-    {"DOUBLE", "a number such as 1.5"},
-    {"PERCENT", "a percentage such as 12.5"},
+    {"STRING", zel::marked("a text")},
+    {"BOOLEAN", zel::marked("true or false")},
+    {"UINT32", zel::marked("a whole number from 0 to 4294967295")},
+    {"UINT64", zel::marked("a whole number from 0 to 18446744073709551615")},
+    {"DOUBLE", zel::marked("a number such as 1.5")},
+    {"PERCENT", zel::marked("a percentage such as 12.5")},
 }};
 static_assert(kTypes.size() == static_cast<std::size_t>(DataType::PERCENT) + 1);
 
@@ -86,10 +88,11 @@ std::optional<Value> parseValue(const Parameter& parameter, const zel::String& t
 }
 
 zel::String describeValues(const Parameter& parameter) {
-    zel::String text;
+    std::string text;
     for (const zel::String& choice : parameter.choices())
-        text += (text.isEmpty() ? "" : " or ") + choice;
-    return text.isEmpty() ? zel::String(describeType(parameter.type())) : text;
+        text = text.empty() ? choice.utf8()
+                            : zel::words("{choices} or {choice}", {{"choices", text}, {"choice", choice}});
+    return text.empty() ? zel::words(describeType(parameter.type())) : text;
 }
 
 const char* describeType(DataType type) {

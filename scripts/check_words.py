@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 """Checks that every text of the program exists in every language, with the same placeholders, and that no language has one
 that the program does not use. Arguments: the project's folder. The texts are the literals in calls of zel::words(),
-counted() and marked()."""
+worded(), counted() and marked()."""
 
 import collections
 import json
@@ -11,7 +11,7 @@ import sys
 
 PARTS = ("drivetest", "libDrive2", "quix5")
 LANGUAGES = ("de", "fr", "es", "ja", "zh")
-CALL = re.compile(r"\b(?:words|counted|marked)\(")
+CALL = re.compile(r"\b(?:words|worded|counted|marked)\(")
 LITERAL = re.compile(r'\s*"((?:[^"\\\n]|\\.)*)"')
 COMMENT = re.compile(r'//[^\n]*|("(?:[^"\\\n]|\\.)*")')
 

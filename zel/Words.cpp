@@ -1,6 +1,7 @@
 #include "zel/Words.h"
 
-#include <map>
+#include <algorithm>
+#include <string_view>
 
 #include "zel/Resource.h"
 
@@ -13,18 +14,34 @@ String& package() {
     return *name;
 }
 
-String translated(const char* english) {
+std::string translated(const char* english) {
     String text;
     if (package().isEmpty() || !Resource::getString(package(), english, ZELLocale::getGlobalLocale(), text))
         return english;
-    return text;
+    return text.utf8();
 }
 
-std::string filled(const char* english, std::initializer_list<Placeholder> values,
-                   std::map<String, String> all) {
-    for (const Placeholder& value : values)
-        all.emplace(value.name, value.value);
-    return fillPlaceholders(translated(english), all).utf8();
+/// Every "{name}" in the text that `valueOf` has a value for is replaced by it.
+template <class ValueOf>
+std::string filled(const std::string& text, ValueOf valueOf) {
+    std::string result;
+    std::size_t from = 0;
+    for (std::size_t open = 0; (open = text.find('{', from)) != std::string::npos;) {
+        const std::size_t close = text.find('}', open);
+        const std::string* const value =
+            close == std::string::npos ? nullptr
+                                       : valueOf(std::string_view(text).substr(open + 1, close - open - 1));
+        result.append(text, from, open - from);
+        from = value != nullptr ? close + 1 : open + 1;
+        result += value != nullptr ? *value : "{";
+    }
+    return result.append(text, from, std::string::npos);
+}
+
+const Placeholder* find(std::initializer_list<Placeholder> values, std::string_view name) {
+    const auto* const found = std::find_if(values.begin(), values.end(),
+                                           [name](const Placeholder& value) { return value.name == name; });
+    return found != values.end() ? found : nullptr;
 }
 
 /// Unicode's plural rules for whole numbers. Where a language has one form for all, both texts are the same.
@@ -36,12 +53,29 @@ bool isOne(std::uint64_t n) {
 }  // namespace
 
 std::string words(const char* english, std::initializer_list<Placeholder> values) {
-    return filled(english, values, {});
+    return filled(translated(english), [&](std::string_view name) {
+        const Placeholder* const value = find(values, name);
+        return value != nullptr ? &value->value : nullptr;
+    });
+}
+
+Wording worded(const char* english, std::initializer_list<Placeholder> values) {
+    const std::string inEnglish = filled(english, [&](std::string_view name) -> const std::string* {
+        const Placeholder* const value = find(values, name);
+        if (value == nullptr)
+            return nullptr;
+        return value->english ? &*value->english : &value->value;
+    });
+    return {String(inEnglish), String(words(english, values))};
 }
 
 std::string counted(std::uint64_t n, const char* one, const char* other,
                     std::initializer_list<Placeholder> values) {
-    return filled(isOne(n) ? one : other, values, {{"n", String::number(n)}});
+    const std::string number = std::to_string(n);
+    return filled(translated(isOne(n) ? one : other), [&](std::string_view name) {
+        const Placeholder* const value = find(values, name);
+        return name == "n" ? &number : value != nullptr ? &value->value : nullptr;
+    });
 }
 
 void setWordsPackage(const String& name) {

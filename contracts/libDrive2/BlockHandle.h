@@ -7,14 +7,14 @@
 #include "libDrive2/DriveTypes.h"
 #include "zel/Export.h"
 #include "zel/SharedResource.h"
-#include "zel/String.h"
+#include "zel/Words.h"
 
 namespace libDrive2 {
 
 /// How a device operation ended.
 struct DeviceStatus {
     _LIBDRIVE2_ERROR_TYPES type = LIBDRIVE2_NO_ERROR;
-    zel::String text{};  ///< what happened, to what; empty on success
+    zel::Wording text{};  ///< what happened, to what; empty on success
 
     [[nodiscard]] bool ok() const { return type == LIBDRIVE2_NO_ERROR; }
 };

@@ -20,6 +20,9 @@ struct DeviceDescription {
 /// Whether the locator is that of a model, whose time is zel::Clock's. Opens nothing.
 DRIVETEST_API bool isSimulated(const zel::String& locator);
 
+/// Whether a wait for the device needs to take no time: a zel::SkippingClock may be installed. Opens nothing.
+DRIVETEST_API bool skipsTime(const zel::String& locator);
+
 /// What follows "sim:" in locators: kinds, keys and media, in lines of at most 90 columns.
 DRIVETEST_API zel::String describeSimulatedLocators();
 

@@ -6,6 +6,7 @@
 #include "libDrive2/DeviceLockingManager.h"
 #include "libDrive2/DriveIdentity.h"
 #include "zel/Export.h"
+#include "zel/Words.h"
 
 namespace libDrive2 {
 
@@ -51,10 +52,10 @@ public:
     virtual zel::Array<zel::String> users() = 0;
     /// False when partitions or volumes of the drive could not be given back to the system. The drive itself
     /// stays in hand.
-    virtual bool unlockVolumes(zel::String& /*reason*/) { return true; }
+    virtual bool unlockVolumes(zel::Wording& /*reason*/) { return true; }
     /// See DeviceLockingManager.
     virtual zel::Array<VolumeContent> contents() = 0;
-    virtual Encryption examineEncryption(zel::String& reason) = 0;
+    virtual Encryption examineEncryption(zel::Wording& reason) = 0;
     /// Whether it takes writes in the order of its zones only (a host-managed zoned drive, ZBC), so that no
     /// sector can be overwritten and put back in its place.
     [[nodiscard]] virtual bool takesWritesInOrderOnly() const { return false; }
@@ -62,7 +63,7 @@ public:
     [[nodiscard]] virtual bool outlivesProcess() const { return true; }
     /// A handle to the drive; null on failure. Must not outlive the lease; one that only reads may be
     /// shared with other callers.
-    virtual SharedBlockHandle openBlock(bool writable, zel::String& reason) = 0;
+    virtual SharedBlockHandle openBlock(bool writable, zel::Wording& reason) = 0;
 
 protected:
     explicit DeviceLease(LeasePurpose purpose) : m_purpose(purpose) {}

@@ -5,7 +5,7 @@
 
 #include "zel/Array.h"
 #include "zel/Export.h"
-#include "zel/String.h"
+#include "zel/Words.h"
 
 namespace libDrive2 {
 
@@ -52,22 +52,22 @@ public:
     /// nothing is recognised, which does not mean that there is no data.
     zel::Array<VolumeContent> contents();
     /// Why the last operation failed.
-    [[nodiscard]] zel::String getLastErrorStr() const;
+    [[nodiscard]] zel::Wording getLastErrorStr() const;
 
     /// How one kind of device does it.
     class Volumes {
     public:
         virtual ~Volumes() = default;
-        virtual Encryption examineEncryption(zel::String& reason) = 0;
-        virtual bool lock(zel::String& reason) = 0;
-        virtual bool unlock(zel::String& reason) = 0;
+        virtual Encryption examineEncryption(zel::Wording& reason) = 0;
+        virtual bool lock(zel::Wording& reason) = 0;
+        virtual bool unlock(zel::Wording& reason) = 0;
         virtual zel::Array<zel::String> holders() = 0;
         virtual zel::Array<VolumeContent> contents() = 0;
     };
 
 private:
     std::unique_ptr<Volumes> m_volumes;
-    zel::String m_lastError;
+    zel::Wording m_lastError;
 };
 
 }  // namespace libDrive2

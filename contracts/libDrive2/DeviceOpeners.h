@@ -7,6 +7,7 @@
 #include "libDrive2/NVMeDevice.h"
 #include "libDrive2/ScsiPassThrough.h"
 #include "zel/Export.h"
+#include "zel/Words.h"
 
 namespace quix5 {
 class DiagDevice;
@@ -27,7 +28,7 @@ inline constexpr std::uint32_t kOpenExisting = 3;
 /// tells why. They may block as long as the operating system's open does.
 
 /// Why the last open on this thread failed: what happened, to what.
-DRIVETEST_API zel::String lastOpenErrorStr();
+DRIVETEST_API zel::Wording lastOpenErrorStr();
 
 struct DRIVETEST_API OsDevice {
     /// The block interface. `flags` must be 0.

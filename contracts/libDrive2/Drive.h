@@ -16,7 +16,7 @@
 #include "zel/Buffer.h"
 #include "zel/Export.h"
 #include "zel/SharedResource.h"
-#include "zel/String.h"
+#include "zel/Words.h"
 
 namespace libDrive2 {
 
@@ -120,6 +120,8 @@ public:
 
     /// The text of the last failure.
     [[nodiscard]] zel::String getLastErrorStr();
+    /// The same for people, in their language.
+    [[nodiscard]] zel::String lastErrorShown() { return errorText().shown(); }
     /// The device's own words in it (sense, status, registers), without the place where that is known; empty
     /// after a success, or where it gave none.
     [[nodiscard]] zel::String lastErrorWords() const;
@@ -196,9 +198,12 @@ protected:
 
     /// For hooks: keeps the error's text and returns its type. `words` are the device's own in it: sense,
     /// status, registers.
-    _LIBDRIVE2_ERROR_TYPES fail(_LIBDRIVE2_ERROR_TYPES type, zel::String text, zel::String words = {});
+    _LIBDRIVE2_ERROR_TYPES fail(_LIBDRIVE2_ERROR_TYPES type, zel::Wording text, zel::String words = {});
+    /// The same with a text that is made when somebody asks for it: most failures are counted, not read.
+    using Description = std::function<zel::Wording()>;
+    _LIBDRIVE2_ERROR_TYPES fail(_LIBDRIVE2_ERROR_TYPES type, Description describe, zel::String words = {});
     /// For hooks that succeed only after the drive itself recovered from an error.
-    void noteRecovered(zel::String text);
+    void noteRecovered(Description describe);
     /// Whether the hook runs again after a failure: such a transfer should reach the medium itself.
     [[nodiscard]] bool isRepeat() const { return m_isRepeat; }
     /// For hooks: see DriveOperationReport::getsReady.
@@ -228,14 +233,16 @@ private:
     ProtectedRange widen(std::uint64_t lba, std::uint32_t count, const void* data, zel::Buffer& wide);
     bool readsBackAsBefore(const ProtectedRange& range);
     void restoreRanges(const std::function<bool()>& isSameDrive, RestoreOutcome& outcome);
-    bool failProtection(const char* what, std::uint64_t lba, const zel::String& reason);
+    const zel::Wording& errorText();
+    bool failProtection(const char* what, std::uint64_t lba, const zel::Wording& reason);
 
     DriveObserver* m_observer = nullptr;
     SectorJournal* m_journal = nullptr;
     std::vector<ProtectedRange> m_protected;
     std::unique_ptr<DriveCallback> m_callback;
     std::function<bool()> m_answers;  ///< empty where nobody can tell
-    zel::String m_errorText;
+    zel::Wording m_errorText;
+    Description m_describeError;  ///< makes the text; null where that is there
     zel::String m_errorWords;
     std::uint64_t m_lastLba = 0;  ///< of the last operation
     std::atomic<std::uint32_t> m_retryCount = 0;

@@ -4,7 +4,7 @@
 #include <cstdint>
 
 #include "zel/Export.h"
-#include "zel/String.h"
+#include "zel/Words.h"
 
 namespace libDrive2 {
 
@@ -31,7 +31,7 @@ public:
     /// The sectors hold their original data again, durably. Takes exactly what one protect() was given.
     virtual bool release(std::uint64_t lba, std::uint32_t count) = 0;
     /// Why the last operation failed.
-    [[nodiscard]] virtual zel::String lastErrorStr() const = 0;
+    [[nodiscard]] virtual zel::Wording lastErrorStr() const = 0;
 };
 
 }  // namespace libDrive2

@@ -9,6 +9,7 @@
 #include "drivetest/html/Sections.h"
 #include "drivetest/html/Tables.h"
 #include "drivetest/html/Verdict.h"
+#include "drivetest/terminal/Columns.h"
 #include "drivetest/terminal/Language.h"
 #include "zel/Words.h"
 
@@ -21,6 +22,9 @@ using zel::words;
 
 /// More would not fit on the page.
 constexpr std::size_t kMostRanges = 12;
+constexpr std::size_t kMostColumns = 100;
+/// No command set has longer names.
+constexpr std::size_t kMostNameColumns = 48;
 
 bool isDriveLost(const RecordedRun& run) {
     return std::any_of(run.problems.begin(), run.problems.end(),
@@ -62,7 +66,7 @@ std::string badText(const RecordedRun& run) {
     std::string list;
     for (std::size_t i = 0; i < std::min(ranges.size(), kMostRanges); ++i)
         list += (i == 0 ? "" : ", ") + rangeFigure(ranges[i].first, ranges[i].second);
-    const std::string text =
+    std::string text =
         words("{count}: LBA {ranges}", {{"count", countFigure(run.badSectors())}, {"ranges", list}});
     if (ranges.size() <= kMostRanges)
         return text;
@@ -72,17 +76,30 @@ std::string badText(const RecordedRun& run) {
 std::string slowText(const RecordedRun& run) {
     if (!run.slowness)
         return {};
-    const std::string text = run.slowness->over150ms == 0
-                                 ? words("none longer than 150 ms")
-                                 : words("{slow} longer than 150 ms, {verySlow} of them longer than 500 ms",
-                                         {{"slow", countFigure(run.slowness->over150ms)},
-                                          {"verySlow", countFigure(run.slowness->over500ms)}});
+    std::string text = run.slowness->over150ms == 0
+                           ? words("none longer than 150 ms")
+                           : words("{slow} longer than 150 ms, {verySlow} of them longer than 500 ms",
+                                   {{"slow", countFigure(run.slowness->over150ms)},
+                                    {"verySlow", countFigure(run.slowness->over500ms)}});
     if (run.slowness->slowest.empty())
         return text;
     const RecordedTransfer& worst = run.slowness->slowest.front();
     return text + "; " +
            words("the slowest took {time} (LBA {range})", {{"time", latencyFigure(worst.durationUs)},
                                                            {"range", rangeFigure(worst.first, worst.last)}});
+}
+
+/// Whatever the record says, it does not push the rest off the page.
+RecordedRun fitted(RecordedRun run) {
+    for (std::string* const name : {&run.drive.manufacturer, &run.drive.model, &run.drive.serial,
+                                    &run.drive.firmware, &run.drive.method, &run.test, &run.programVersion})
+        *name = shortened(*name, kMostNameColumns);
+    for (std::string* const text :
+         {&run.drive.location, &run.journal, &run.file, &run.startTime, &run.lastTime})
+        *text = shortened(*text, kMostColumns);
+    for (auto& [name, value] : run.parameters)
+        value = shortened(value, kMostNameColumns);
+    return run;
 }
 
 std::string subjectOf(const RecordedDrive& drive) {
@@ -157,6 +174,7 @@ std::string obstacleToCertificate(const RecordedRun& run) {
 }
 
 std::string makeCertificate(const RecordedRun& run, const std::string& sha256) {
+    const RecordedRun shown = fitted(run);
     std::string page;
     HtmlWriter html([&page](std::string_view part) {
         page += part;
@@ -165,20 +183,20 @@ std::string makeCertificate(const RecordedRun& run, const std::string& sha256) {
     html.markup("<!DOCTYPE html>\n");
     {
         const auto root = html.open("html", {{"lang", languageOfTexts()}});
-        writeHead(html, run);
+        writeHead(html, shown);
         const auto body = html.open("body");
         const auto main = html.open("main");
         {
             const auto header = html.open("header");
             html.element("h1", words("Certificate of a drive test"));
-            html.element("p", subjectOf(run.drive), {{"class", "subject"}});
+            html.element("p", subjectOf(shown.drive), {{"class", "subject"}});
         }
-        writeVerdictLine(html, Verdict::of(run));
-        writeUnrestored(html, run);
-        writeDrive(html, run);
-        writeWhatWasDone(html, run);
-        writeFindings(html, run);
-        writeOrigin(html, run, sha256);
+        writeVerdictLine(html, Verdict::of(shown));
+        writeUnrestored(html, shown);
+        writeDrive(html, shown);
+        writeWhatWasDone(html, shown);
+        writeFindings(html, shown);
+        writeOrigin(html, shown, sha256);
         CertificateData{run.file, sha256, DRIVETEST_VERSION, languageOfTexts()}.write(html);
     }
     return html.finish() ? page : std::string();

@@ -2,6 +2,7 @@
 
 #include <fstream>
 #include <iterator>
+#include <utility>
 #include <vector>
 
 #include "drivetest/run/ChildProcess.h"
@@ -25,34 +26,74 @@ bool isPdf(const std::string& content) {
     return content.starts_with("%PDF-");
 }
 
-/// What the program made; whatever is no PDF when it made none.
-std::string printWith(const std::string& program, const std::vector<std::string>& arguments,
-                      const std::string& output) {
-    const ChildResult result = runChild(program, arguments);
-    return result.status == 0 ? contentOf(output) : std::string();
-}
+/// One page for all the programs that may print it.
+class Printing {
+public:
+    Printing(std::string_view page, std::chrono::seconds longest) : m_longest(longest) {
+        std::ofstream file(zel::pathOf(m_source), std::ios::binary);
+        file << page;
+        file.close();
+        m_isReady = !m_folder.path().empty() && !file.fail();
+        if (!m_isReady)
+            m_problem = words("no PDF was made: nothing can be written to the folder for temporary files");
+    }
 
-std::string printByBrowser(const std::string& browser, const TemporaryFolder& folder, const std::string& page,
-                           const std::string& output) {
-    std::vector<std::string> arguments{"--headless",
-                                       "--disable-gpu",
-                                       "--no-first-run",
-                                       "--disable-background-networking",
-                                       "--user-data-dir=" + folder.pathOf("profile"),
-                                       "--no-pdf-header-footer",
-                                       "--print-to-pdf=" + output,
-                                       page};
-    std::string pdf = printWith(browser, arguments, output);
-    if (isPdf(pdf))
-        return pdf;
-    // For root, and in containers, it has no sandbox; the page is the program's own and runs no script.
-    arguments.insert(arguments.begin(), "--no-sandbox");
-    return printWith(browser, arguments, output);
-}
+    void byBrowser(const std::string& browser) {
+        std::vector<std::string> arguments{"--headless",
+                                           "--disable-gpu",
+                                           "--no-first-run",
+                                           "--disable-background-networking",
+                                           "--user-data-dir=" + m_folder.pathOf("profile"),
+                                           "--no-pdf-header-footer",
+                                           "--print-to-pdf=" + m_output,
+                                           m_source};
+        with(browser, arguments);
+        // For root, and in containers, it has no sandbox; the page is the program's own and runs no script.
+        arguments.insert(arguments.begin(), "--no-sandbox");
+        with(browser, arguments);
+    }
+    void byConverter(const std::string& converter) { with(converter, {m_source, m_output}); }
+
+    [[nodiscard]] std::string& pdf() { return m_pdf; }
+    [[nodiscard]] const std::string& problem() const { return m_problem; }
+
+private:
+    /// Not once there is a PDF, or a program that does not come to an end.
+    void with(const std::string& program, const std::vector<std::string>& arguments) {
+        if (!m_isReady || !m_pdf.empty() || isLate(program))
+            return;
+        const ChildResult result =
+            runChild(program, arguments, {.longest = m_longest, .temporaryFolder = m_folder.path()});
+        m_problem =
+            result.end == ChildResult::End::tooLate
+                ? words(
+                      "{program} was not done with the PDF after {n} seconds and was ended; try again, or "
+                      "print the certificate from a browser instead",
+                      {{"program", printable(program)}, {"n", m_longest.count()}})
+                : words("{program} made no PDF; print the certificate from a browser instead",
+                        {{"program", printable(program)}});
+        if (result.end == ChildResult::End::tooLate)
+            m_late = program;
+        if (result.status == 0)
+            m_pdf = contentOf(m_output);
+        if (!isPdf(m_pdf))
+            m_pdf.clear();
+    }
+    [[nodiscard]] bool isLate(const std::string& program) const { return m_late == program; }
+
+    TemporaryFolder m_folder;
+    std::string m_source = m_folder.pathOf("page.html");
+    std::string m_output = m_folder.pathOf("page.pdf");
+    std::chrono::seconds m_longest;
+    bool m_isReady = false;
+    std::string m_late;  ///< the program that was ended
+    std::string m_pdf;
+    std::string m_problem;
+};
 
 }  // namespace
 
-std::string printPdf(std::string_view page, std::string& problem) {
+std::string printPdf(std::string_view page, std::string& problem, std::chrono::seconds longest) {
     const std::string browser = findProgram(
         {"chromium", "chromium-browser", "google-chrome", "google-chrome-stable", "chrome", "msedge"});
     const std::string converter = findProgram({"weasyprint"});
@@ -61,22 +102,14 @@ std::string printPdf(std::string_view page, std::string& problem) {
             words("a PDF is made by Chromium or WeasyPrint, and neither was found: install one of them");
         return {};
     }
-    const TemporaryFolder folder;
-    const std::string source = folder.pathOf("page.html");
-    const std::string output = folder.pathOf("page.pdf");
-    std::ofstream file(zel::pathOf(source), std::ios::binary);
-    file << page;
-    file.close();
-    std::string pdf;
-    if (!folder.path().empty() && !file.fail() && !browser.empty())
-        pdf = printByBrowser(browser, folder, source, output);
-    if (!folder.path().empty() && !file.fail() && !isPdf(pdf) && !converter.empty())
-        pdf = printWith(converter, {source, output}, output);
-    if (isPdf(pdf))
-        return pdf;
-    problem = words("{program} made no PDF; print the certificate from a browser instead",
-                    {{"program", printable(browser.empty() ? converter : browser)}});
-    return {};
+    Printing printing(page, longest);
+    if (!browser.empty())
+        printing.byBrowser(browser);
+    if (!converter.empty())
+        printing.byConverter(converter);
+    if (printing.pdf().empty())
+        problem = printing.problem();
+    return std::move(printing.pdf());
 }
 
 }  // namespace drivetest

@@ -1,5 +1,6 @@
 #include "drivetest/certificate/Signature.h"
 
+#include <chrono>
 #include <fstream>
 #include <utility>
 #include <vector>
@@ -16,6 +17,9 @@ namespace {
 using zel::words;
 
 constexpr const char* kPurpose = "drivetest";
+/// For a passphrase, or a touch of the key.
+constexpr std::chrono::minutes kTimeToSign{2};
+constexpr std::chrono::minutes kTimeToCheck{1};
 
 bool canRead(const std::string& path) {
     std::ifstream file(zel::pathOf(path), std::ios::binary);
@@ -51,6 +55,20 @@ std::string fingerprintIn(const std::string& said) {
                                       : said.substr(begin, said.find_first_of(" \r\n", begin) - begin);
 }
 
+std::string reasonOf(const ChildResult& result, std::chrono::minutes longest) {
+    if (result.end == ChildResult::End::tooLate)
+        return words(
+            "ssh-keygen was not done after {n} min; if the key has a passphrase or wants to be touched, "
+            "hand it to ssh-agent first (ssh-add)",
+            {{"n", longest.count()}});
+    if (result.errors.find("passphrase") != std::string::npos)
+        return words(
+            "its passphrase was not given, or is wrong; type it when ssh-keygen asks for it on the "
+            "terminal, or hand the key to ssh-agent first (ssh-add)");
+    const std::string last = lastLine(result.errors);
+    return last.empty() ? words("ssh-keygen does not say why") : last;
+}
+
 }  // namespace
 
 std::string makeSignature(std::string_view text, const std::string& key, std::string& problem) {
@@ -61,11 +79,12 @@ std::string makeSignature(std::string_view text, const std::string& key, std::st
     const std::string tool = findTool(problem);
     if (tool.empty())
         return {};
-    ChildResult result = runChild(tool, {"-q", "-Y", "sign", "-n", kPurpose, "-f", key}, text);
+    ChildResult result = runChild(tool, {"-q", "-Y", "sign", "-n", kPurpose, "-f", key},
+                                  {.input = text, .longest = kTimeToSign, .mayAsk = true});
     if (result.status == 0 && result.output.starts_with("-----BEGIN SSH SIGNATURE-----"))
         return std::move(result.output);
     problem = words("nothing can be signed with {key}: {reason}",
-                    {{"key", printable(key)}, {"reason", lastLine(result.errors)}});
+                    {{"key", printable(key)}, {"reason", reasonOf(result, kTimeToSign)}});
     return {};
 }
 
@@ -83,10 +102,10 @@ SignatureCheck checkSignature(std::string_view text, const std::string& signatur
     if (!signer.allowedSigners.empty())
         arguments = {"-Y", "verify",        "-n", kPurpose,     "-f", signer.allowedSigners,
                      "-I", signer.identity, "-s", signatureFile};
-    const ChildResult result = runChild(tool, arguments, text);
-    if (result.status == -1)
+    const ChildResult result = runChild(tool, arguments, {.input = text, .longest = kTimeToCheck});
+    if (result.end != ChildResult::End::byItself)
         check.problem = words("{program} could not be run: {reason}",
-                              {{"program", "ssh-keygen"}, {"reason", lastLine(result.errors)}});
+                              {{"program", "ssh-keygen"}, {"reason", reasonOf(result, kTimeToCheck)}});
     check.isGood = result.status == 0;
     check.key = check.isGood ? printable(fingerprintIn(result.output + result.errors)) : std::string();
     return check;

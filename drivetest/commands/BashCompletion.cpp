@@ -66,6 +66,7 @@ const char* kindName(WordKind kind) {
 
 std::vector<std::string> dashedNames(const CompletedOption& option) {
     std::vector<std::string> names;
+    names.reserve(option.shortNames.size() + option.longNames.size());
     for (const std::string& name : option.shortNames)
         names.push_back("-" + name);
     for (const std::string& name : option.longNames)

@@ -10,8 +10,10 @@
 #include "drivetest/record/RecordReader.h"
 #include "drivetest/record/Sha256.h"
 #include "drivetest/run/NewFile.h"
+#include "drivetest/run/Signals.h"
 #include "drivetest/terminal/Console.h"
 #include "drivetest/terminal/Texts.h"
+#include "quix5/StopRequest.h"
 #include "zel/Path.h"
 #include "zel/Words.h"
 
@@ -34,9 +36,11 @@ public:
     /// In the order in which they were opened.
     [[nodiscard]] bool keep(const std::list<std::string>& contents) {
         auto content = contents.begin();
-        for (NewFile& file : m_files)
-            if (content == contents.end() || !noted(file, file.write(*content++)))
+        for (NewFile& file : m_files) {
+            if (content == contents.end() || !noted(file, file.write(*content)))
                 return false;
+            ++content;
+        }
         for (NewFile& file : m_files)
             if (!noted(file, file.keep()))
                 return false;
@@ -62,8 +66,11 @@ std::string findClash(const CertificateOptions& options) {
         if (!file.empty() && zel::isSameFile(options.record, file))
             return words("{file} is the record itself: name another file for the certificate",
                          {{"file", printable(file)}});
-    if (const std::string signature = options.output + ".sig";
-        options.key.empty() && zel::pathExists(signature))
+    const std::string signature = options.output + ".sig";
+    if (options.pdf == options.output || options.pdf == signature)
+        return words("{file} is named for the PDF, and is another file of the certificate: name another one",
+                     {{"file", printable(options.pdf)}});
+    if (options.key.empty() && zel::pathExists(signature))
         return words("{file} is the signature of another certificate: delete it, or give --sign",
                      {{"file", printable(signature)}});
     return {};
@@ -93,6 +100,7 @@ bool makeFiles(const CertificateOptions& options, std::string& problem) {
     if (contents.front().empty())
         return false;
     const std::string page = contents.front();
+    stopOnSignals();  // from here on something would stay behind
     NewFiles files(options.replaceOutput);
     bool isOpen = files.open(options.output);
     if (isOpen && !options.key.empty())
@@ -103,6 +111,8 @@ bool makeFiles(const CertificateOptions& options, std::string& problem) {
         contents.push_back(makeSignature(page, options.key, problem));
     if (isOpen && problem.empty() && !options.pdf.empty())
         contents.push_back(printPdf(page, problem));
+    if (quix5::StopRequest::made())
+        problem = words("stopped; no certificate was made");
     if (!problem.empty())
         return false;
     if (!isOpen || !files.keep(contents))
@@ -117,7 +127,7 @@ int writeCertificate(const CertificateOptions& options) {
     if (makeFiles(options, problem))
         return kExitPass;
     complain(problem);
-    return kExitUsage;
+    return quix5::StopRequest::made() ? kExitUserAborted : kExitUsage;
 }
 
 }  // namespace drivetest

@@ -7,6 +7,7 @@
 #include "drivetest/record/RecordWriter.h"
 #include "drivetest/safety/SafeStart.h"
 #include "drivetest/terminal/Columns.h"
+#include "drivetest/terminal/Language.h"
 #include "drivetest/terminal/Texts.h"
 #include "libDrive2/DeviceLockingManager.h"
 #include "quix5/DeviceInventory.h"
@@ -96,6 +97,7 @@ int listDevices(bool json) {
         printTable(devices);
         return kExitPass;
     }
+    const LanguageChange english("en");  // whatever whoever started the program speaks
     Json list = Json::array();
     for (const DiagDevice& device : devices)
         list.push_back(describe(device));

@@ -7,6 +7,7 @@
 #include "drivetest/ExitStatus.h"
 #include "drivetest/commands/Completion.h"
 #include "drivetest/commands/Manual.h"
+#include "drivetest/commands/UsageError.h"
 #include "drivetest/safety/SystemAdvice.h"
 #include "zel/Words.h"
 
@@ -77,18 +78,15 @@ HelpCommands::HelpCommands(CLI::App& program)
       m_completion(program.add_subcommand(
           "completion", zel::words("Print a script that makes a shell complete the command line"))) {
     m_completion->add_option("SHELL", m_shell, zel::words("Which shell"))
+        ->type_name("")
         ->required()
-        ->check(CLI::IsMember(completedShells()));
+        ->check(oneOf(completedShells()));
     addExamples(program, "");
     for (CLI::App* const command : program.get_subcommands({}))
         addExamples(*command, command->get_name());
     // --lang is the program's.
     for (CLI::App* const command : {m_manual, m_completion})
         command->fallthrough();
-}
-
-bool HelpCommands::asked() const {
-    return m_manual->parsed() || m_completion->parsed();
 }
 
 int HelpCommands::print() const {

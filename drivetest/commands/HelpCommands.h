@@ -16,9 +16,7 @@ public:
     HelpCommands(const HelpCommands&) = delete;
     HelpCommands& operator=(const HelpCommands&) = delete;
 
-    /// Whether one of the commands was asked for, once the arguments are parsed.
-    [[nodiscard]] bool asked() const;
-    /// Prints what was asked for, and gives the exit status.
+    /// Prints what was asked for, once the arguments are parsed, and gives the exit status.
     int print() const;
 
 private:

@@ -5,6 +5,7 @@
 #include <sstream>
 #include <vector>
 
+#include "drivetest/terminal/Columns.h"
 #include "zel/Words.h"
 
 namespace drivetest {
@@ -46,6 +47,11 @@ std::string escaped(const std::string& line) {
     return text;
 }
 
+/// The same for a paragraph: troff breaks lines at blanks, and where "\\:" allows it.
+std::string escapedText(const std::string& line) {
+    return withBreaksMarked(escaped(line), "\\:");
+}
+
 std::vector<std::string> linesOf(const std::string& text) {
     std::vector<std::string> lines;
     std::istringstream from(text);
@@ -54,15 +60,10 @@ std::vector<std::string> linesOf(const std::string& text) {
     return lines;
 }
 
-/// Lines of --help are cut to fit a terminal: what begins in the middle of a sentence goes on.
-bool goesOn(const std::string& line) {
-    return !line.empty() && (line.front() == '(' || (line.front() >= 'a' && line.front() <= 'z'));
-}
-
 std::string filled(const std::string& text) {
     std::string page;
     for (const std::string& line : linesOf(text))
-        page += (page.empty() || goesOn(line) ? "" : ".br\n") + escaped(line) + "\n";
+        page += (page.empty() ? "" : ".br\n") + escapedText(line) + "\n";
     return page;
 }
 
@@ -130,12 +131,23 @@ void ManualWriter::option(const CLI::Option& described, bool isPositional) {
            << filled(m_formatter->make_option_desc(&described));
 }
 
-/// As it is: it has examples, and tables.
+/// Examples, which begin with blanks, stay as they are.
 void ManualWriter::footer(const CLI::App& described) {
-    m_page << ".PP\n.nf\n";
-    for (const std::string& line : linesOf(described.get_footer()))
-        m_page << escaped(line) << '\n';
-    m_page << ".fi\n";
+    m_page << ".PP\n";
+    bool isFilled = true;
+    for (const std::string& line : linesOf(described.get_footer())) {
+        if (line.empty()) {
+            m_page << ".PP\n";
+            continue;
+        }
+        if (line.starts_with(' ') == isFilled)
+            m_page << (isFilled ? ".nf\n" : ".fi\n");
+        else if (isFilled)
+            m_page << ".br\n";
+        isFilled = !line.starts_with(' ');
+        m_page << (isFilled ? escapedText(line) : escaped(line)) << '\n';
+    }
+    m_page << (isFilled ? "" : ".fi\n");
 }
 
 }  // namespace

@@ -7,8 +7,10 @@
 #include "drivetest/html/RunComparison.h"
 #include "drivetest/record/RecordReader.h"
 #include "drivetest/run/NewFile.h"
+#include "drivetest/run/Signals.h"
 #include "drivetest/terminal/Console.h"
 #include "drivetest/terminal/Texts.h"
+#include "quix5/StopRequest.h"
 #include "zel/Path.h"
 #include "zel/Words.h"
 
@@ -63,13 +65,15 @@ int writeReport(const ReportOptions& options) {
     }
     for (RecordedRun& run : runs)
         run.file = zel::textOf(zel::pathOf(run.file).filename());
+    stopOnSignals();  // from here on something would stay behind
     NewFile file(options.output, options.replaceOutput);
-    if (!file.open() || !writeHtmlReport(runs, [&file](std::string_view part) { return file.write(part); }) ||
-        !file.keep()) {
-        complain(file.problem());
-        return kExitUsage;
-    }
-    return kExitPass;
+    const auto write = [&file](std::string_view part) {
+        return !quix5::StopRequest::made() && file.write(part);
+    };
+    if (file.open() && writeHtmlReport(runs, write) && file.keep())
+        return kExitPass;
+    complain(file.problem().empty() ? words("stopped; no report was made") : file.problem());
+    return file.problem().empty() ? kExitUserAborted : kExitUsage;
 }
 
 }  // namespace drivetest

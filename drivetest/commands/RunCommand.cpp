@@ -1,5 +1,6 @@
 #include "drivetest/commands/Commands.h"
 #include "drivetest/run/DataGuard.h"
+#include "drivetest/run/LastWords.h"
 #include "drivetest/run/Signals.h"
 #include "drivetest/run/StandardStreams.h"
 #include "drivetest/run/TestRun.h"
@@ -25,6 +26,7 @@ void warnOfMissingTexts() {
 }  // namespace
 
 int runTests(const RunOptions& options) {
+    translateLastWords();
     stopOnSignals();
     std::string error;
     ExitStatus refused = kExitUsage;
@@ -48,7 +50,7 @@ int runTests(const RunOptions& options) {
     warnOfMissingTexts();
     zel::LogFactory::setPriority(options.logPriority);
     zel::SkippingClock simulatedTime;
-    if (libDrive2::isSimulated(options.device))
+    if (libDrive2::skipsTime(options.device))
         zel::Clock::install(&simulatedTime);
     const int status = TestRun(options, *drive, *outputs, console).execute();
     zel::Clock::install(nullptr);

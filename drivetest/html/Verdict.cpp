@@ -39,6 +39,8 @@ std::string testedShare(const RecordedCoverage& coverage, std::uint64_t size) {
 
 std::string soundSentence(const RecordedRun& run) {
     const RecordedCoverage coverage = run.coverage.value_or(RecordedCoverage{});
+    if (run.coverage && coverage.tested == 0)
+        return words("No fault was found, but no sector was tested either: nothing is known of the drive.");
     if (isWholeDrive(run))
         return words("No fault was found: each of the {count} sectors was tested and is good.",
                      {{"count", countFigure(coverage.tested)}});
@@ -50,7 +52,7 @@ std::string soundSentence(const RecordedRun& run) {
     if (coverage.tested > 0 && sizeOf(run) != 0)
         return words("No fault was found in the {share} of the drive that was tested; the rest is unknown.",
                      {{"share", testedShare(coverage, sizeOf(run))}});
-    return words("No fault was found.");
+    return words("No fault was found; how much of the drive was tested is not known.");
 }
 
 std::string badSentence(const RecordedRun& run) {
@@ -67,6 +69,13 @@ bool isDriveLost(const RecordedRun& run) {
                        [](const RecordedError& problem) { return problem.symptom == "driveLost"; });
 }
 
+std::uint64_t errorsTold(const RecordedRun& run) {
+    std::uint64_t errors = 0;
+    for (const RecordedEvents& events : run.events)
+        errors += events.type == "ERR" ? events.count : 0;
+    return errors;
+}
+
 Verdict warned(const RecordedRun& run) {
     if (run.warnings > 0)
         return {Verdict::Kind::doubted,
@@ -81,6 +90,14 @@ Verdict warned(const RecordedRun& run) {
 Verdict Verdict::of(const RecordedRun& run) {
     if (run.badSectors() > 0 || run.result == "FAIL")
         return {Kind::faulty, badSentence(run)};
+    if (const std::uint64_t errors = errorsTold(run); run.isCutOff && errors > 0)
+        return {
+            Kind::open,
+            counted(errors,
+                    "The record breaks off before the end of the test; until then it told of {n} error: do "
+                    "not rely on the drive.",
+                    "The record breaks off before the end of the test; until then it told of {n} errors: do "
+                    "not rely on the drive.")};
     if (run.isCutOff)
         return {Kind::open, words("The record breaks off before the end of the test: there is no verdict.")};
     if (run.result == "USERABORTED")

@@ -9,9 +9,12 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <system_error>
+
+#include "quix5/StopRequest.h"
 
 namespace drivetest {
 
@@ -20,7 +23,7 @@ namespace {
 /// Both ends of a pipe, which close with it.
 class Pipe {
 public:
-    Pipe() { m_isOpen = pipe2(m_ends.data(), O_CLOEXEC) == 0; }
+    Pipe() : m_isOpen(pipe2(m_ends.data(), O_CLOEXEC) == 0) {}
     ~Pipe() {
         close(0);
         close(1);
@@ -42,99 +45,214 @@ private:
     bool m_isOpen;
 };
 
+using Time = std::chrono::steady_clock;
+/// How often the child is looked at.
+constexpr int kSliceMs = 20;
+/// From the request to end to the end without one.
+constexpr std::chrono::seconds kTimeToEnd{2};
+
 struct Pipes {
     Pipe input;
     Pipe output;
     Pipe errors;
 };
 
-/// 0, or an errno.
-int start(const std::string& path, const std::vector<std::string>& arguments, const Pipes& pipes,
-          pid_t& child) {
-    std::vector<char*> words{const_cast<char*>(path.c_str())};
-    for (const std::string& argument : arguments)
-        words.push_back(const_cast<char*>(argument.c_str()));
-    words.push_back(nullptr);
+bool hasTerminal() {
+    const int terminal = open("/dev/tty", O_RDWR | O_NOCTTY | O_CLOEXEC);
+    if (terminal >= 0)
+        close(terminal);
+    return terminal >= 0;
+}
+
+/// The environment that the child gets.
+std::vector<std::string> environmentWith(const std::string& temporaryFolder) {
+    constexpr std::string_view kName = "TMPDIR=";
+    std::vector<std::string> environment;
+    for (char** entry = environ; *entry != nullptr; ++entry)
+        if (temporaryFolder.empty() || !std::string_view(*entry).starts_with(kName))
+            environment.emplace_back(*entry);
+    if (!temporaryFolder.empty())
+        environment.push_back(std::string(kName) + temporaryFolder);
+    return environment;
+}
+
+/// As execve() wants them.
+std::vector<char*> pointersTo(std::vector<std::string>& texts) {
+    std::vector<char*> pointers;
+    pointers.reserve(texts.size() + 1);
+    for (std::string& text : texts)
+        pointers.push_back(text.data());
+    pointers.push_back(nullptr);
+    return pointers;
+}
+
+/// A process that was started, until reap().
+class Child {
+public:
+    /// 0, or an errno. In a group of its own it ends with all it has started, but cannot use the terminal.
+    int start(const std::string& path, const std::vector<std::string>& arguments, const Pipes& pipes,
+              const ChildOptions& options);
+
+    [[nodiscard]] bool hasEnded() const {
+        siginfo_t info{};
+        const int failed = waitid(P_PID, static_cast<id_t>(m_process), &info, WEXITED | WNOWAIT | WNOHANG);
+        return failed != 0 ? errno != EINTR : info.si_pid != 0;
+    }
+    /// To its group too, which is there until reap().
+    void send(int signal) const { kill(m_ownGroup ? -m_process : m_process, signal); }
+
+    void reap(ChildResult& result) const {
+        int status = 0;
+        pid_t ended = -1;
+        do
+            ended = waitpid(m_process, &status, 0);
+        while (ended < 0 && errno == EINTR);
+        const bool isExit = ended == m_process && WIFEXITED(status);
+        result.end = isExit ? ChildResult::End::byItself : ChildResult::End::killed;
+        result.status = isExit ? WEXITSTATUS(status) : -1;
+    }
+
+private:
+    pid_t m_process = -1;
+    bool m_ownGroup = false;
+};
+
+int Child::start(const std::string& path, const std::vector<std::string>& arguments, const Pipes& pipes,
+                 const ChildOptions& options) {
+    m_ownGroup = !options.mayAsk || !hasTerminal();
+    std::vector<std::string> words{path};
+    words.insert(words.end(), arguments.begin(), arguments.end());
+    std::vector<std::string> environment = environmentWith(options.temporaryFolder);
     posix_spawn_file_actions_t files;
     posix_spawn_file_actions_init(&files);
     posix_spawn_file_actions_adddup2(&files, pipes.input.reading(), STDIN_FILENO);
     posix_spawn_file_actions_adddup2(&files, pipes.output.writing(), STDOUT_FILENO);
     posix_spawn_file_actions_adddup2(&files, pipes.errors.writing(), STDERR_FILENO);
-    // It would inherit that writes to closed pipes fail instead of ending it.
+    // It would inherit that such writes fail instead of ending it.
     sigset_t ordinary;
     sigemptyset(&ordinary);
-    sigaddset(&ordinary, SIGPIPE);
+    for (const int signal : {SIGPIPE, SIGXFSZ})
+        sigaddset(&ordinary, signal);
     posix_spawnattr_t attributes;
     posix_spawnattr_init(&attributes);
     posix_spawnattr_setsigdefault(&attributes, &ordinary);
-    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
-    const int failure = posix_spawn(&child, path.c_str(), &files, &attributes, words.data(), environ);
+    const int group = m_ownGroup ? POSIX_SPAWN_SETPGROUP : 0;
+    posix_spawnattr_setflags(&attributes, static_cast<short>(POSIX_SPAWN_SETSIGDEF | group));
+    const int failure = posix_spawn(&m_process, path.c_str(), &files, &attributes, pointersTo(words).data(),
+                                    pointersTo(environment).data());
     posix_spawnattr_destroy(&attributes);
     posix_spawn_file_actions_destroy(&files);
     return failure;
 }
 
-/// False at the end.
-bool takeSome(int descriptor, std::string& text) {
-    std::array<char, 4096> block{};
-    const ssize_t got = read(descriptor, block.data(), block.size());
-    if (got > 0)
-        text.append(block.data(), static_cast<std::size_t>(got));
-    return got > 0 || (got < 0 && errno == EINTR);
-}
-
-/// False when all is given, or nobody takes it.
-bool giveSome(int descriptor, std::string_view& rest) {
-    const ssize_t gone = write(descriptor, rest.data(), rest.size());
-    if (gone > 0)
-        rest.remove_prefix(static_cast<std::size_t>(gone));
-    return !rest.empty() && (gone >= 0 || errno == EINTR || errno == EAGAIN);
-}
-
-/// Gives and takes whatever is next, for a program may fill one pipe while it waits for another.
-void converse(Pipes& pipes, std::string_view input, ChildResult& result) {
-    fcntl(pipes.input.writing(), F_SETFL, O_NONBLOCK);
-    if (input.empty())
-        pipes.input.close(1);
-    while (pipes.output.reading() >= 0 || pipes.errors.reading() >= 0) {
-        std::array<pollfd, 3> ends{pollfd{pipes.output.reading(), POLLIN, 0},
-                                   pollfd{pipes.errors.reading(), POLLIN, 0},
-                                   pollfd{pipes.input.writing(), POLLOUT, 0}};
-        if (poll(ends.data(), ends.size(), -1) < 0 && errno != EINTR)
-            return;
-        if (ends[0].revents != 0 && !takeSome(ends[0].fd, result.output))
-            pipes.output.close(0);
-        if (ends[1].revents != 0 && !takeSome(ends[1].fd, result.errors))
-            pipes.errors.close(0);
-        if (ends[2].revents != 0 && !giveSome(ends[2].fd, input))
+/// Gives and takes, for a program may fill one pipe while it waits for another. Waits for what is next, but
+/// at most that long; false when nothing was.
+class Conversation {
+public:
+    Conversation(Pipes& pipes, std::string_view input, ChildResult& result)
+        : m_pipes(pipes), m_input(input), m_result(result) {
+        for (const int end : {pipes.input.writing(), pipes.output.reading(), pipes.errors.reading()})
+            fcntl(end, F_SETFL, O_NONBLOCK);
+        if (input.empty())
             pipes.input.close(1);
     }
+
+    bool exchange(int waitMs) {
+        std::array<pollfd, 3> ends{pollfd{m_pipes.output.reading(), POLLIN, 0},
+                                   pollfd{m_pipes.errors.reading(), POLLIN, 0},
+                                   pollfd{m_pipes.input.writing(), POLLOUT, 0}};
+        if (poll(ends.data(), ends.size(), waitMs) <= 0)
+            return false;
+        if (ends[0].revents != 0 && !take(ends[0].fd, m_result.output))
+            m_pipes.output.close(0);
+        if (ends[1].revents != 0 && !take(ends[1].fd, m_result.errors))
+            m_pipes.errors.close(0);
+        if (ends[2].revents != 0 && !give(ends[2].fd))
+            m_pipes.input.close(1);
+        return true;
+    }
+
+private:
+    static bool isForLater() { return errno == EINTR || errno == EAGAIN; }
+
+    /// False at the end.
+    static bool take(int descriptor, std::string& text) {
+        std::array<char, 65536> block{};
+        const ssize_t got = read(descriptor, block.data(), block.size());
+        if (got > 0)
+            text.append(block.data(), static_cast<std::size_t>(got));
+        return got > 0 || (got < 0 && isForLater());
+    }
+    /// False when all is given, or nobody takes it.
+    bool give(int descriptor) {
+        const ssize_t gone = write(descriptor, m_input.data(), m_input.size());
+        if (gone > 0)
+            m_input.remove_prefix(static_cast<std::size_t>(gone));
+        return !m_input.empty() && (gone >= 0 || isForLater());
+    }
+
+    Pipes& m_pipes;
+    std::string_view m_input;
+    ChildResult& m_result;
+};
+
+/// Until the child has ended, or has to. False when it has not.
+template <class HasTo>
+bool follow(const Child& child, Conversation& conversation, HasTo hasTo) {
+    while (!child.hasEnded()) {
+        if (hasTo())
+            return false;
+        conversation.exchange(kSliceMs);
+    }
+    return true;
+}
+
+/// Why the child has to end by now; byItself for no reason.
+ChildResult::End findReason(Time::time_point deadline) {
+    if (quix5::StopRequest::made())
+        return ChildResult::End::stopRequest;
+    return Time::now() >= deadline ? ChildResult::End::tooLate : ChildResult::End::byItself;
+}
+
+/// Asks it to end first: it may have to make the terminal show again what is typed.
+void end(const Child& child, Conversation& conversation) {
+    child.send(SIGTERM);
+    const auto deadline = Time::now() + kTimeToEnd;
+    (void)follow(child, conversation, [deadline] { return Time::now() >= deadline; });
 }
 
 }  // namespace
 
 ChildResult runChild(const std::string& path, const std::vector<std::string>& arguments,
-                     std::string_view input) {
+                     const ChildOptions& options) {
     ChildResult result;
+    if (quix5::StopRequest::made()) {
+        result.end = ChildResult::End::stopRequest;
+        return result;
+    }
     Pipes pipes;
-    pid_t child = -1;
+    Child child;
     int failure = errno;
     if (pipes.input.isOpen() && pipes.output.isOpen() && pipes.errors.isOpen())
-        failure = start(path, arguments, pipes, child);
-    if (child < 0 || failure != 0) {
+        failure = child.start(path, arguments, pipes, options);
+    if (failure != 0) {
         result.errors = std::generic_category().message(failure);
         return result;
     }
     pipes.input.close(0);
     pipes.output.close(1);
     pipes.errors.close(1);
-    converse(pipes, input, result);
-    pipes.input.close(1);
-    int status = 0;
-    while (waitpid(child, &status, 0) < 0)
-        if (errno != EINTR)
-            return result;
-    result.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    Conversation conversation(pipes, options.input, result);
+    const auto deadline = Time::now() + options.longest;
+    ChildResult::End why = ChildResult::End::byItself;
+    if (!follow(child, conversation,
+                [&why, deadline] { return (why = findReason(deadline)) != ChildResult::End::byItself; }))
+        end(child, conversation);
+    child.send(SIGKILL);  // what it has started
+    child.reap(result);
+    while (conversation.exchange(0)) {}
+    if (why != ChildResult::End::byItself)
+        result.end = why;
     return result;
 }
 

@@ -4,8 +4,10 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
 #include <csignal>
 #include <initializer_list>
+#include <string_view>
 #include <vector>
 
 #include "drivetest/run/LastWords.h"
@@ -17,14 +19,26 @@ namespace {
 
 std::atomic<AtStake> atStake{AtStake::nothing};
 std::atomic<bool> isProgressAskedFor{false};
-static_assert(std::atomic<AtStake>::is_always_lock_free && std::atomic<bool>::is_always_lock_free);
+std::atomic<int> statusOn{-1};
+static_assert(std::atomic<AtStake>::is_always_lock_free && std::atomic<bool>::is_always_lock_free &&
+              std::atomic<int>::is_always_lock_free);
 
 /// In a signal handler: only with what is safe there. A reader that takes nothing must not hold it up.
+void say(int descriptor, std::string_view text) {
+    pollfd room{descriptor, POLLOUT, 0};
+    if (poll(&room, 1, 0) == 1)
+        (void)!write(descriptor, text.data(), text.size());
+}
+
+void takeStatusOff() {
+    if (const int descriptor = statusOn.load(); descriptor >= 0)
+        say(descriptor, kTakeStatusOff);
+}
+
 [[noreturn]] void endAtOnce() {
     const LastWords last = lastWordsOf(atStake.load());
-    pollfd room{STDERR_FILENO, POLLOUT, 0};
-    if (poll(&room, 1, 0) == 1)
-        (void)!write(STDERR_FILENO, last.text.data(), last.text.size());
+    takeStatusOff();
+    say(STDERR_FILENO, last.text);
     _exit(last.status);
 }
 
@@ -39,6 +53,25 @@ extern "C" void insistOnStop(int /*signal*/) {
 
 extern "C" void askForProgress(int /*signal*/) {
     isProgressAskedFor.store(true);
+}
+
+/// As it would be without a handler, but with nothing in the way of what the shell says.
+extern "C" void pauseRun(int signal) {
+    const int error = errno;
+    takeStatusOff();
+    struct sigaction byDefault {};
+    byDefault.sa_handler = SIG_DFL;
+    struct sigaction before {};
+    sigaction(signal, &byDefault, &before);
+    sigset_t only;
+    sigemptyset(&only);
+    sigaddset(&only, signal);
+    sigset_t blocked;
+    pthread_sigmask(SIG_UNBLOCK, &only, &blocked);
+    raise(signal);
+    pthread_sigmask(SIG_SETMASK, &blocked, nullptr);
+    sigaction(signal, &before, nullptr);
+    errno = error;
 }
 
 /// signal(7): those whose default action is to end the process. Without those that tell of a fault in the
@@ -57,8 +90,8 @@ void install(int signal, void (*handler)(int)) {
         return;
     struct sigaction action {};
     action.sa_handler = handler;
-    // Who asks only how far it is must end no waiting.
-    action.sa_flags = handler == askForProgress ? SA_RESTART : 0;
+    // Who asks only how far it is must end no waiting, nor a pause.
+    action.sa_flags = handler == askForProgress || handler == pauseRun ? SA_RESTART : 0;
     sigemptyset(&action.sa_mask);
     sigaction(signal, &action, nullptr);
 }
@@ -74,6 +107,7 @@ void stopOnSignals() {
     for (const int signal : endingSignals())
         install(signal, signal == SIGINT || signal == SIGTERM ? insistOnStop : requestStop);
     install(SIGUSR1, askForProgress);
+    install(SIGTSTP, pauseRun);
 }
 
 bool takeProgressRequest() {
@@ -82,6 +116,10 @@ bool takeProgressRequest() {
 
 void setAtStake(AtStake stake) {
     atStake.store(stake);
+}
+
+void setStatusOn(int descriptor) {
+    statusOn.store(descriptor);
 }
 
 void leaveSignalsToOthers() {

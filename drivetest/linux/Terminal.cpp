@@ -9,12 +9,6 @@
 
 namespace drivetest {
 
-namespace {
-
-constexpr unsigned kUsualWidth = 80;
-
-}  // namespace
-
 int descriptorOf(std::FILE* stream) {
     return fileno(stream);
 }
@@ -23,9 +17,16 @@ bool isTerminal(std::FILE* stream) {
     return isatty(fileno(stream)) == 1;
 }
 
-unsigned terminalWidth(std::FILE* stream) {
-    winsize size{};
-    return ioctl(fileno(stream), TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : kUsualWidth;
+TerminalSize terminalSize(std::FILE* stream) {
+    TerminalSize size;
+    winsize told{};
+    if (ioctl(fileno(stream), TIOCGWINSZ, &told) != 0)
+        return size;
+    if (told.ws_col > 0)
+        size.columns = told.ws_col;
+    if (told.ws_row > 0)
+        size.rows = told.ws_row;
+    return size;
 }
 
 Input readCharacter(std::chrono::milliseconds time, char& next) {

@@ -25,11 +25,13 @@ std::string textOf(const Json& value) {
 }
 
 void takeMeasurement(const Json& content, RecordedRun& run) {
-    const auto value = content.find("value");
-    if (value == content.end() || !value->is_number())
+    if (const auto value = content.find("value"); value == content.end() || !value->is_number())
         return;
-    RecordedMeasurement measurement{
-        recordedText(content, "name"), value->get<double>(), recordedText(content, "unit"), {}, {}};
+    RecordedMeasurement measurement{recordedText(content, "name"),
+                                    recordedNumber(content, "value"),
+                                    recordedText(content, "unit"),
+                                    {},
+                                    {}};
     if (const auto validators = content.find("validators");
         validators != content.end() && validators->is_array() && !validators->empty()) {
         measurement.limitName = recordedText(validators->front(), "name");
@@ -116,6 +118,8 @@ void RecordReader::takeLine(const Json& line) {
         return takeVersion(line);
     if (!line.is_object())
         throw RecordFault(zel::words("this line of the record is damaged"));
+    if (recordedCount(line, "sequenceNumber") != m_line - 1)
+        throw RecordFault(zel::words("lines of the record are missing here, or in the wrong order"));
     m_run.lastTime = recordedText(line, "timestamp");
     if (m_line == 2)
         return takeStart(line);
@@ -168,11 +172,18 @@ void RecordReader::takeStepArtifact(const Json& artifact) {
     if (const auto extension = artifact.find("extension"); extension != artifact.end())
         takeExtension(recordedText(*extension, "name"), extension->at("content"), m_lists, m_run);
     else if (const auto start = artifact.find("testStepStart"); start != artifact.end())
-        m_run.test = recordedText(*start, "name");
+        takeStepStart(*start);
     else if (const auto measurement = artifact.find("measurement"); measurement != artifact.end())
         takeMeasurement(*measurement, m_run);
     else if (const auto error = artifact.find("error"); error != artifact.end())
         m_run.problems.push_back({recordedText(*error, "symptom"), recordedText(*error, "message")});
+}
+
+void RecordReader::takeStepStart(const Json& start) {
+    // Results of several would take each other's place.
+    if (!m_run.test.empty())
+        throw RecordFault(zel::words("here a second test begins, and a record is of one"));
+    m_run.test = recordedText(start, "name");
 }
 
 std::optional<RecordedRun> readRecord(const std::string& path, std::string& problem, Sha256* digest) {

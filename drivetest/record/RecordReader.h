@@ -35,6 +35,7 @@ private:
     void takeStart(const Json& line);
     void takeRunArtifact(const Json& artifact);
     void takeStepArtifact(const Json& artifact);
+    void takeStepStart(const Json& start);
 
     RecordedRun m_run;
     RunLists m_lists;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <limits>
 #include <tuple>
 
 #include "drivetest/record/SurfaceReading.h"
@@ -84,7 +85,10 @@ void takeCoverage(const Json& content, const RunLists& /*lists*/, RecordedRun& r
 void takeDrive(const Json& content, const RunLists& /*lists*/, RecordedRun& run) {
     run.drive.method = recordedText(content, "method");
     run.drive.sectors = recordedCount(content, "sectors");
-    run.drive.sectorBytes = static_cast<std::uint32_t>(recordedCount(content, "sectorBytes"));
+    const std::uint64_t bytes = recordedCount(content, "sectorBytes");
+    if (bytes > std::numeric_limits<std::uint32_t>::max())
+        throw faultOf("sectorBytes");
+    run.drive.sectorBytes = static_cast<std::uint32_t>(bytes);
 }
 
 void takeBadSectors(const Json& content, const RunLists& /*lists*/, RecordedRun& run) {
@@ -207,7 +211,7 @@ std::uint64_t recordedCount(const Json& object, const char* name) {
 
 double recordedNumber(const Json& object, const char* name) {
     const Json* const found = find(object, name);
-    if (found != nullptr && !found->is_number())
+    if (found != nullptr && (!found->is_number() || *found < 0))
         throw faultOf(name);
     return found != nullptr ? found->get<double>() : 0;
 }

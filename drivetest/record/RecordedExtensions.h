@@ -18,7 +18,7 @@ struct RecordFault : std::runtime_error {
 RecordFault faultOf(const std::string& name);
 
 /// What stands under this name, empty or 0 where nothing does; throws a RecordFault when it is something
-/// else.
+/// else. No number of a record is negative.
 std::string recordedText(const Json& object, const char* name);
 std::uint64_t recordedCount(const Json& object, const char* name);
 double recordedNumber(const Json& object, const char* name);

@@ -144,7 +144,9 @@ std::optional<FoundDrive> DriveRecovery::take(const std::string& locator, std::s
     found.lease = libDrive2::DeviceLease::take(found.device.osLocator(), purpose, failure);
     if (found.lease == nullptr) {
         m_isBusy = failure.type == libDrive2::LIBDRIVE2_BUSY;
-        problem = failure.text.utf8() + (m_isBusy ? "; " + adviceOnUsedDrive() : "");
+        problem = m_isBusy ? words("{reason}; {advice}",
+                                   {{"reason", failure.text}, {"advice", adviceOnUsedDrive()}})
+                           : failure.text.shown().utf8();
         return std::nullopt;
     }
     if (const zel::String path = found.lease->descriptorPath(); !path.isEmpty())
@@ -178,10 +180,10 @@ std::optional<FoundDrive> DriveRecovery::findItsDrive(std::string& problem) {
 }
 
 ExitStatus DriveRecovery::recoverOn(FoundDrive& found) {
-    zel::String reason;
+    zel::Wording reason;
     const auto drive = found.lease->openBlock(!m_options.dryRun, reason);
     if (!drive)
-        return fail(reason.utf8());
+        return fail(reason.shown().utf8());
     const std::filesystem::path file = zel::pathOf(m_path);
     ExportFolder sink(
         m_options.exportFolder.empty() ? zel::textOf(file.parent_path()) : m_options.exportFolder,
@@ -208,7 +210,7 @@ void DriveRecovery::showFindings(const libDrive2::RecoveryReport& report) const 
         std::string text =
             "  " + findingText(sectorsText(range.lba, range.count), range.finding, m_options.dryRun);
         if (!range.problem.isEmpty())
-            text += ": " + range.problem.utf8();
+            text = words("{problem}: {reason}", {{"problem", text}, {"reason", range.problem}});
         m_console.line(text);
     }
     if (report.ranges.size() <= kShownRanges)
@@ -246,7 +248,7 @@ void DriveRecovery::showKept(const libDrive2::RecoveryReport& report, const std:
 
 ExitStatus DriveRecovery::settle(const libDrive2::RecoveryReport& report, const std::string& path) {
     if (!report.problem.isEmpty())
-        complain(path + ": " + report.problem.utf8());
+        complain(words("{problem}: {reason}", {{"problem", path}, {"reason", report.problem}}));
     if (m_options.dryRun)
         return kExitNotRestored;
     if (!report.isComplete()) {

@@ -4,7 +4,7 @@
 
 #include "drivetest/ExitStatus.h"
 #include "drivetest/report/BadList.h"
-#include "drivetest/terminal/Columns.h"
+#include "drivetest/terminal/Labels.h"
 #include "drivetest/terminal/Language.h"
 #include "drivetest/terminal/Texts.h"
 #include "zel/Words.h"
@@ -65,7 +65,7 @@ void printTotals(Console& console, const DriveStatistics& statistics) {
         std::string text = words("{size} in {time}",
                                  {{"size", sizeText(totals.bytes)}, {"time", durationText(totals.elapsed)}});
         if (const auto rate = totals.megabytesPerSecond())
-            text += ", " + decimalText(*rate, 1) + " MB/s";
+            text = words("{first}, {second}", {{"first", text}, {"second", decimalText(*rate, 1) + " MB/s"}});
         console.line(summaryLabel(words(name)) + text);
     }
 }
@@ -76,12 +76,12 @@ void printBadSectors(Console& console, const BadSectors& bad, const std::string&
     std::string beginning = summaryLabel(words("bad"));
     for (const std::string& line : badRangeLines(bad)) {
         console.line(beginning + line);
-        beginning = kSummaryIndent;
+        beginning = summaryIndent();
     }
     if (bad.ranges().size() > kMostShownRanges)
-        console.line(kSummaryIndent + (allBadSectors.empty()
-                                           ? words("--bad-list FILE writes them all")
-                                           : words("all are in {file}", {{"file", allBadSectors}})));
+        console.line(summaryIndent() + (allBadSectors.empty()
+                                            ? words("--bad-list FILE writes them all")
+                                            : words("all are in {file}", {{"file", allBadSectors}})));
 }
 
 const char* sentenceOn(libDrive2::DriveOperation operation) {
@@ -110,7 +110,7 @@ void printSlowTransfers(Console& console, const SlowTransfers& slow) {
                          {{"very", slow.verySlow()}}));
     for (const SlowTransfers::Transfer& transfer : slow.slowest(SlowTransfers::kFew))
         if (transfer.duration > SlowTransfers::kSlow)
-            console.line(kSummaryIndent + durationText(transfer.duration) + "  " +
+            console.line(summaryIndent() + durationText(transfer.duration) + "  " +
                          words(sentenceOn(transfer.operation),
                                {{"sectors", sectorsText(transfer.lba, transfer.count)}}));
 }
@@ -129,7 +129,7 @@ void ConsoleReporter::show(const quix5::Event& event, const std::string& type) {
         m_console.line(eventLabel(type) +
                        event.localizedMessage().replace("inf MB/s", words("too short to measure")).utf8());
     if (shown == kShownPerKey)
-        m_console.line("        " + words("(more of this kind are counted and kept in the record only)"));
+        m_console.line(eventIndent() + words("(more of this kind are counted and kept in the record only)"));
 }
 
 /// The test's words for a drive that takes no more transfers are the same for all causes.
@@ -137,7 +137,7 @@ void ConsoleReporter::showLoss(const std::string& lossOfDrive) {
     if (lossOfDrive.empty() || m_isLossShown)
         return;
     m_isLossShown = true;
-    m_console.line(kEventIndent + lossOfDrive);
+    m_console.line(eventIndent() + lossOfDrive);
 }
 
 void ConsoleReporter::event(const RunEvent& event) {
@@ -151,7 +151,7 @@ void ConsoleReporter::runError(const RunError& error) {
     if (error.event != nullptr)
         show(*error.event, words("error:"));
     else
-        m_console.line(kEventIndent + (error.shown.empty() ? error.message : error.shown));
+        m_console.line(eventIndent() + (error.shown.empty() ? error.message : error.shown));
     showLoss(error.lossOfDrive);
 }
 
@@ -159,15 +159,18 @@ void ConsoleReporter::end(const RunSummary& summary) {
     // Bad parameters were named in one sentence; there is nothing to sum up.
     if (summary.result == TestResult::BADPARAMS)
         return;
-    m_console.line(m_title + ": " + summary.result.name() + " - " + words(meaningOf(summary)));
+    m_console.line(
+        words("{run}: {result} - {meaning}",
+              {{"run", m_title}, {"result", summary.result.name()}, {"meaning", words(meaningOf(summary))}}));
     if (summary.statistics != nullptr) {
         printTotals(m_console, *summary.statistics);
         printBadSectors(m_console, summary.statistics->badSectors(), summary.allBadSectors);
         printSlowTransfers(m_console, summary.statistics->slowTransfers());
     }
     m_console.line(summaryLabel(words("reported")) +
-                   counted(summary.counts.errors, "{n} error", "{n} errors") + ", " +
-                   counted(summary.counts.warnings, "{n} warning", "{n} warnings"));
+                   words("{first}, {second}",
+                         {{"first", counted(summary.counts.errors, "{n} error", "{n} errors")},
+                          {"second", counted(summary.counts.warnings, "{n} warning", "{n} warnings")}}));
 }
 
 }  // namespace drivetest

@@ -1,7 +1,7 @@
 #include "drivetest/run/RunHost.h"
 
 #include "drivetest/devices/AccessMethod.h"
-#include "drivetest/terminal/Columns.h"
+#include "drivetest/terminal/Labels.h"
 #include "drivetest/terminal/TerminalPrompt.h"
 #include "drivetest/terminal/Texts.h"
 #include "libDrive2/Drive.h"
@@ -21,8 +21,7 @@ void fillFrom(const LiveCounts& counts, ProgressSnapshot& now) {
     now.advance.visited = counts.visited();
     now.advance.requested = counts.requested();
     now.surface = counts.surface();
-    if (now.advance.visited > 0)
-        now.position = counts.position();
+    now.position = counts.position();
 }
 
 }  // namespace
@@ -165,13 +164,13 @@ void RunHost::putBackLeftovers() {
     const libDrive2::RestoreOutcome outcome = m_drive->restoreProtected(isSameDrive);
     m_journal->narrowUnrestored(outcome.left);
     if (outcome.putBack > 0)
-        m_console.line(kEventIndent +
+        m_console.line(eventIndent() +
                        zel::counted(outcome.putBack, "put back {n} sector that the test had left overwritten",
                                     "put back {n} sectors that the test had left overwritten"));
     else if (wasOwed && outcome.left.empty())
-        m_console.line(kEventIndent + words("all sectors were compared: the drive holds all its data"));
+        m_console.line(eventIndent() + words("all sectors were compared: the drive holds all its data"));
     if (!outcome.left.empty())
-        m_console.line(kEventIndent +
+        m_console.line(eventIndent() +
                        words("not everything could be put back: {reason}", {{"reason", outcome.reason}}));
 }
 
@@ -192,7 +191,7 @@ std::string RunHost::lossOfDrive(quix5::EventType type) {
                            error == LIBDRIVE2_WRITE_PROTECTED_MEDIUM ||
                            error == LIBDRIVE2_WRITE_PROTECTED_DEVICE;
     const bool isOfJournal = m_journal != nullptr && !m_journal->failure().empty();
-    return isOfDrive && !isOfJournal ? m_drive->getLastErrorStr().utf8() : std::string();
+    return isOfDrive && !isOfJournal ? m_drive->lastErrorShown().utf8() : std::string();
 }
 
 void RunHost::write(const zel::String& logger, int priority, const zel::String& text) {

@@ -7,7 +7,7 @@
 #include "drivetest/record/KeptRecord.h"
 #include "drivetest/report/ConsoleReporter.h"
 #include "drivetest/run/DataGuard.h"
-#include "drivetest/terminal/Columns.h"
+#include "drivetest/terminal/Labels.h"
 #include "quix5/DeviceInventory.h"
 #include "zel/Path.h"
 #include "zel/Words.h"
@@ -30,6 +30,8 @@ std::unique_ptr<RunOutputs> RunOutputs::open(const RunOptions& options, const Ta
     auto outputs = std::make_unique<RunOutputs>();
     if (!outputs->openNamed(options, error))
         return nullptr;
+    for (const Output& output : outputs->m_outputs)
+        console.shareWith(output.file);
     outputs->keepRecord(options, drive.chosen.device, console);
     for (Output& output : outputs->m_outputs)
         outputs->m_reporters.add(output.format->make(output.path, std::move(output.file)));

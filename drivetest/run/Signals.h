@@ -23,6 +23,10 @@ enum class AtStake : unsigned char {
 /// For the last words of such an end, and its exit status.
 void setAtStake(AtStake stake);
 
+/// A status is shown on this output: an end at once takes it off, and so does a pause of the process where it
+/// can be paused by SIGTSTP. -1 for none.
+void setStatusOn(int descriptor);
+
 /// Keeps signals from the calling thread: they interrupt the others, whose waiting they are to end.
 void leaveSignalsToOthers();
 

@@ -6,7 +6,7 @@
 #include "drivetest/ExitStatus.h"
 #include "drivetest/run/HurryWatch.h"
 #include "drivetest/run/Signals.h"
-#include "drivetest/terminal/Columns.h"
+#include "drivetest/terminal/Labels.h"
 #include "drivetest/terminal/ProgressDisplay.h"
 #include "drivetest/terminal/Terminal.h"
 #include "drivetest/terminal/Texts.h"
@@ -26,10 +26,6 @@ namespace {
 
 using zel::words;
 
-/// In the record, too, which is in English.
-constexpr const char* kDriveLost =
-    zel::marked("{device} could be opened, and stopped taking commands while it was tested");
-
 std::vector<std::string> usersOf(libDrive2::DeviceLease& lease) {
     std::vector<std::string> users;
     for (const zel::String& user : lease.users())
@@ -42,7 +38,9 @@ void describeParameters(const quix5::Test& test, const zel::String& refused, Con
     for (const zel::String& item : refused.tokenize(", "))
         if (const zel::Array<zel::String> name = item.tokenize(":");
             !name.isEmpty() && quix5::findParameter(test, name[0]) != nullptr)
-            console.line(kEventIndent + name[0].utf8() + ": " + describeText("Parameter." + name[0].utf8()));
+            console.line(eventIndent() + words("{problem}: {reason}",
+                                               {{"problem", name[0]},
+                                                {"reason", describeText("Parameter." + name[0].utf8())}}));
 }
 
 /// Nobody could answer without a terminal; and what was confirmed is the drive with the medium that it had.
@@ -134,28 +132,27 @@ bool TestRun::settleJournal() {
 
 /// What the result alone does not say.
 void TestRun::explain(const TestResult& result) {
-    const std::string reason = libDrive2::lastOpenErrorStr().utf8();
+    const zel::Wording reason = libDrive2::lastOpenErrorStr();
+    const zel::Wording lost =
+        zel::worded("{device} could be opened, and stopped taking commands while it was tested",
+                    {{"device", m_options.device}});
     const std::optional<Obstacle>& obstacle = m_drive.obstacle;
     const char* const mediaText = m_chosen.test->entry->traits.mediaText;
     if (obstacle && obstacle->isKnownToTest && exitStatusOf(result) == obstacle->status)
-        m_console.line(kEventIndent + obstacle->reason + "; " + obstacle->advice);
+        m_console.line(eventIndent() + words("{reason}; {advice}",
+                                             {{"reason", obstacle->reason}, {"advice", obstacle->advice}}));
     else if (result == TestResult::DEVICEBUSY && !m_drive.held.failure().ok())
-        m_console.line(kEventIndent + m_drive.held.failure().text.utf8());
-    else if (m_host.statistics() == nullptr && result == TestResult::CANNOTRUN && !reason.empty())
-        m_outputs.reporters().runError({nullptr, "driveNotOpened", reason, {}, {}, {}});
+        m_console.line(eventIndent() + m_drive.held.failure().text.shown().utf8());
+    else if (m_host.statistics() == nullptr && result == TestResult::CANNOTRUN && !reason.isEmpty())
+        m_outputs.reporters().runError(
+            {nullptr, "driveNotOpened", reason.utf8(), {}, {}, {}, reason.shown().utf8()});
     else if (result == TestResult::CANNOTRUN && !m_host.lossOfAccess().empty())
         m_outputs.reporters().runError(
-            {nullptr,
-             "driveLost",
-             zel::fillPlaceholders(kDriveLost, {{"device", m_options.device}}).utf8(),
-             m_host.lossOfAccess(),
-             {},
-             {},
-             words(kDriveLost, {{"device", m_options.device}})});
+            {nullptr, "driveLost", lost.utf8(), m_host.lossOfAccess(), {}, {}, lost.shown().utf8()});
     else if (result == TestResult::BADPARAMS)
         describeParameters(m_chosen.test->descriptor, m_host.refusedValues(), m_console);
     else if (result == TestResult::INCORRECTMEDIA && mediaText != nullptr)
-        m_console.line(kEventIndent + describeText(mediaText));
+        m_console.line(eventIndent() + describeText(mediaText));
 }
 
 /// A drive that is slow beyond what the user allows.

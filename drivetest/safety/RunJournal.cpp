@@ -6,7 +6,7 @@
 
 #include "drivetest/safety/JournalPlace.h"
 #include "drivetest/safety/OpenJournals.h"
-#include "drivetest/terminal/Columns.h"
+#include "drivetest/terminal/Labels.h"
 #include "drivetest/terminal/Texts.h"
 #include "zel/Format.h"
 #include "zel/Path.h"
@@ -154,9 +154,12 @@ ExitStatus RunJournal::create(const JournalRequest& request, Console& console) {
 
 bool RunJournal::createFile(const JournalRequest& request, zel::String& reason) {
     const DriveIdentity& drive = request.held.identity();
-    const auto handle = request.held.lease().openBlock(false, reason);
-    if (!handle)
+    zel::Wording why;
+    const auto handle = request.held.lease().openBlock(false, why);
+    if (!handle) {
+        reason = why.shown();
         return false;
+    }
     const std::uint64_t driveBytes = drive.sectors * drive.sectorBytes;
     const libDrive2::JournalSettings settings{drive, absolutePath(request.device.osLocator().utf8()),
                                               std::min(kChunkBytes, driveBytes) + kBesideChunk,
@@ -194,7 +197,7 @@ bool RunJournal::finish(const std::string& locator, Console& console) {
         return restored;
     if (m_journal->hasOpenSlots()) {
         if (restored)
-            console.line(kEventIndent +
+            console.line(eventIndent() +
                          words("all data was put back, but the journal {journal} could not be closed: "
                                "{command} does that",
                                {{"journal", path()}, {"command", recoverCommand(locator, m_folder)}}));
@@ -209,7 +212,7 @@ void RunJournal::close(Console& console) {
     zel::String reason;
     std::string problem;
     if (!m_journal->close())
-        problem = m_journal->lastErrorStr().utf8();
+        problem = m_journal->lastErrorStr().shown().utf8();
     else if (m_register.remove(path(), problem) && !m_file->remove(reason))
         problem = reason.utf8();
     if (problem.empty())
@@ -224,10 +227,10 @@ void RunJournal::showUnrestored(const std::string& locator, Console& console) co
     console.line(eventLabel(words("error:")) +
                  words("NOT ALL DATA WAS PUT BACK on {drive}", {{"drive", locator}}));
     for (const WatchedJournal::Range& range : m_watched->unrestored())
-        console.line(kEventIndent + words("{sectors} may hold test patterns",
-                                          {{"sectors", sectorsText(range.lba, range.count)}}));
+        console.line(eventIndent() + words("{sectors} may hold test patterns",
+                                           {{"sectors", sectorsText(range.lba, range.count)}}));
     if (m_file != nullptr)
-        console.line(kEventIndent +
+        console.line(eventIndent() +
                      words("their data is in {journal}: {command} puts it back when the drive takes it",
                            {{"journal", path()}, {"command", recoverCommand(locator, m_folder)}}));
 }

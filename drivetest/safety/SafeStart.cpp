@@ -4,7 +4,7 @@
 
 #include "drivetest/devices/Drives.h"
 #include "drivetest/safety/SystemAdvice.h"
-#include "drivetest/terminal/Columns.h"
+#include "drivetest/terminal/Labels.h"
 #include "drivetest/terminal/Terminal.h"
 #include "drivetest/terminal/Texts.h"
 #include "libDrive2/DeviceLockingManager.h"
@@ -48,21 +48,28 @@ std::string warningOf(const ConfirmationRequest& request) {
         .utf8();
 }
 
+/// Either may be empty.
+std::string joined(const std::string& first, const std::string& second) {
+    if (first.empty() || second.empty())
+        return first + second;
+    return words("{first}, {second}", {{"first", first}, {"second", second}});
+}
+
 void showDrive(const ConfirmationRequest& request, Console& console) {
     const DiagDevice& device = request.device;
     const std::string path = device.osLocator().utf8();
     std::string identity = textProperty(device, quix5::kPropertyModel);
-    const auto addToIdentity = [&identity](const std::string& text) {
-        identity += (identity.empty() ? "" : ", ") + text;
-    };
+    const auto addToIdentity = [&identity](const std::string& text) { identity = joined(identity, text); };
     if (hasSerial(device))
         addToIdentity(
             words("serial number {serial}", {{"serial", textProperty(device, quix5::kPropertySerial)}}));
     if (const std::uint64_t bytes = numberProperty(device, quix5::kPropertyBytes); bytes != 0)
         addToIdentity(sizeText(bytes));
-    console.line(
-        words("{test} writes to {drive}", {{"test", request.test.descriptor.name()}, {"drive", path}}) +
-        (identity.empty() ? "" : ": " + identity));
+    const std::string writes =
+        words("{test} writes to {drive}", {{"test", request.test.descriptor.name()}, {"drive", path}});
+    console.line(identity.empty()
+                     ? writes
+                     : words("{problem}: {reason}", {{"problem", writes}, {"reason", identity}}));
     if (request.held.isHeld())
         tellOfRest(device, request.held.lease(), console);
     const auto contents = libDrive2::DeviceLockingManager(device.osLocator()).contents();
@@ -70,8 +77,8 @@ void showDrive(const ConfirmationRequest& request, Console& console) {
     if (contents.isEmpty() && !request.obstacle)
         console.line("  " + words("no partition table or file system is recognised on it"));
     for (const libDrive2::VolumeContent& content : contents)
-        console.line("  " + words("it holds {contents}", {{"contents", content.what}}) +
-                     (content.bytes != 0 ? ", " + sizeText(content.bytes) : ""));
+        console.line("  " + joined(words("it holds {contents}", {{"contents", content.what}}),
+                                   content.bytes != 0 ? sizeText(content.bytes) : ""));
     const char* const preserves = request.test.entry->traits.preservesIf;
     if (preserves == nullptr)
         console.line("  " + words("the test records on the medium: WHAT IT HOLDS WILL BE LOST"));
@@ -124,11 +131,11 @@ std::optional<Obstacle> findObstacle(const DiagDevice& device, const HeldDrive& 
     // The test would take it for busy.
     const bool isForbidden = held.failure().type == libDrive2::LIBDRIVE2_WRITE_PROTECTED_DEVICE;
     if (!held.isHeld() && !isBusy)
-        return Obstacle{kExitCannotRun, held.failure().text.utf8(), words("nothing was written"),
+        return Obstacle{kExitCannotRun, held.failure().text.shown().utf8(), words("nothing was written"),
                         !isForbidden};
     libDrive2::DeviceLockingManager volumes(device.osLocator());
     const libDrive2::Encryption encryption = volumes.examineEncryption();
-    const std::string reason = volumes.getLastErrorStr().utf8();
+    const std::string reason = volumes.getLastErrorStr().shown().utf8();
     if (encryption == libDrive2::Encryption::found)
         return Obstacle{
             kExitCannotRun, reason,
@@ -143,7 +150,7 @@ std::optional<Obstacle> findObstacle(const DiagDevice& device, const HeldDrive& 
             kExitMedia, words("there is no medium in {drive}", {{"drive", device.osLocator()}}),
             words("put in the one that may be written to, so that it can be shown, then start again")};
     if (isBusy)
-        return Obstacle{kExitBusy, held.failure().text.utf8(), adviceOnUsedDrive()};
+        return Obstacle{kExitBusy, held.failure().text.shown().utf8(), adviceOnUsedDrive()};
     if (held.lease().takesWritesInOrderOnly())
         return Obstacle{
             kExitCannotRun,
@@ -176,7 +183,9 @@ ExitStatus confirmWriting(const ConfirmationRequest& request, Console& console) 
                       kExitUsage);
     // Nobody should confirm what will be refused.
     if (request.obstacle)
-        return refuse(request.obstacle->reason + "; " + request.obstacle->advice, request.obstacle->status);
+        return refuse(words("{reason}; {advice}",
+                            {{"reason", request.obstacle->reason}, {"advice", request.obstacle->advice}}),
+                      request.obstacle->status);
     if (!request.mayAsk)
         return refuse(
             words("{test} writes to the drive: confirm that with --confirm {expected}; nothing was written",

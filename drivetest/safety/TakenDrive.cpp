@@ -1,6 +1,6 @@
 #include "drivetest/safety/TakenDrive.h"
 
-#include "drivetest/terminal/Columns.h"
+#include "drivetest/terminal/Labels.h"
 #include "drivetest/terminal/Terminal.h"
 #include "libDrive2/DeviceDescription.h"
 #include "zel/Words.h"

@@ -11,17 +11,16 @@
 
 namespace drivetest {
 
-using zel::marked;
-using zel::words;
+using zel::worded;
 
-void WatchedJournal::fail(std::string forPeople, const zel::String& cause) {
-    m_failure = std::move(forPeople);
+void WatchedJournal::fail(const zel::Wording& cause) {
+    m_failure = cause.shown().utf8();
     m_cause = cause;
 }
 
 bool WatchedJournal::noteFailureUnless(bool success) {
     if (!success)
-        fail(words("the undo journal failed: {reason}", {{"reason", m_inner->lastErrorStr()}}), {});
+        fail(worded("the undo journal failed: {reason}", {{"reason", m_inner->lastErrorStr()}}));
     return success;
 }
 
@@ -43,9 +42,7 @@ bool WatchedJournal::keepCopy(const Range& range, const void* data, std::size_t 
     const auto free =
         std::find_if(m_copies.begin(), m_copies.end(), [](const Copy& copy) { return !copy.isKept; });
     if (free == m_copies.end()) {
-        constexpr const char* kReason =
-            marked("two chunks could not be put back: the test must not overwrite more");
-        fail(words(kReason), kReason);
+        fail(worded("two chunks could not be put back: the test must not overwrite more"));
         return false;
     }
     if (free->data.size() < bytes)
@@ -72,12 +69,10 @@ bool WatchedJournal::holdsOriginal(std::uint64_t lba, std::uint32_t count, const
                            : copy != nullptr && bytes <= copy->data.size() &&
                                  std::memcmp(copy->data.data(), data, bytes) == 0)
         return true;
-    constexpr const char* kReason = marked("what was put back on {sectors} does not read back as it was");
-    fail(
-        words(kReason, {{"sectors", sectorsText(lba, count)}}),
-        zel::fillPlaceholders(
-            kReason, {{"sectors", count == 1 ? zel::format("sector %u", lba)
-                                             : zel::format("sectors %u through %u", lba, lba + count - 1)}}));
+    const zel::Wording sectors =
+        count == 1 ? worded("sector {lba}", {{"lba", lba}})
+                   : worded("sectors {first} through {last}", {{"first", lba}, {"last", lba + count - 1}});
+    fail(worded("what was put back on {sectors} does not read back as it was", {{"sectors", sectors}}));
     return false;
 }
 
@@ -105,7 +100,7 @@ void WatchedJournal::narrowUnrestored(const std::vector<libDrive2::SectorSpan>& 
         m_unrestored.push_back({span.lba, static_cast<std::uint32_t>(span.count)});
 }
 
-zel::String WatchedJournal::lastErrorStr() const {
+zel::Wording WatchedJournal::lastErrorStr() const {
     return m_inner != nullptr ? m_inner->lastErrorStr() : m_cause;
 }
 

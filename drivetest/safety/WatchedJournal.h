@@ -39,7 +39,7 @@ public:
     bool holdsOriginal(std::uint64_t lba, std::uint32_t count, const void* data, std::size_t bytes) override;
     bool readOriginal(std::uint64_t lba, std::uint32_t count, void* data, std::size_t bytes) override;
     bool release(std::uint64_t lba, std::uint32_t count) override;
-    [[nodiscard]] zel::String lastErrorStr() const override;
+    [[nodiscard]] zel::Wording lastErrorStr() const override;
 
 private:
     /// As many chunks as a journal takes.
@@ -50,7 +50,7 @@ private:
         bool isKept = false;
     };
 
-    void fail(std::string forPeople, const zel::String& cause);
+    void fail(const zel::Wording& cause);
     bool noteFailureUnless(bool success);
     bool keepCopy(const Range& range, const void* data, std::size_t bytes);
     Copy* findCopy(const Range& range);
@@ -59,7 +59,7 @@ private:
     std::array<Copy, kMostCopies> m_copies;
     std::vector<Range> m_unrestored;
     std::string m_failure;  ///< in the language of people
-    zel::String m_cause;    ///< the same in English, for records
+    zel::Wording m_cause;
 };
 
 }  // namespace drivetest

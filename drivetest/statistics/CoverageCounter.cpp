@@ -119,6 +119,7 @@ void CoverageCounter::settle() {
             settleRun(m_lba + start, end - start, m_states[start], atFirstTry);
         }
     }
+    m_visited += m_count;
     open(0, 0);
 }
 

@@ -56,6 +56,8 @@ public:
     void condemn(std::uint64_t lba, std::uint64_t count);
     /// The test leaves these sectors of the current chunk untested.
     void skip(std::uint64_t lba, std::uint32_t count);
+    /// In all chunks before the current one, whatever became of them, each as often as it was visited.
+    [[nodiscard]] std::uint64_t visited() const { return m_visited; }
     /// Settles the last chunk; call once, when the run is over. `bad` holds all that was condemned.
     Coverage finish(const BadSectors& bad);
 
@@ -78,6 +80,7 @@ private:
     SectorSet m_good;
     std::uint64_t m_positionsGood = 0;
     std::uint64_t m_positionsFailed = 0;
+    std::uint64_t m_visited = 0;
 
     std::uint64_t m_lba = 0;
     std::uint32_t m_count = 0;

@@ -42,7 +42,7 @@ void DriveStatistics::onPlanPositions(std::uint64_t positions) {
 void DriveStatistics::onCondemned(const libDrive2::CondemnedSectors& condemned) {
     const auto& [lba, count] = condemned.sectors;
     m_counter.condemn(lba, count);
-    m_live.condemn(lba);
+    m_live.condemn(lba, count);
     m_bad.add(condemned);
     m_surface.addOutcome(lba, count, SectorOutcome::failed);
 }
@@ -53,6 +53,7 @@ void DriveStatistics::onSkipped(std::uint64_t lba, std::uint32_t count) {
 
 void DriveStatistics::onVisit(std::uint64_t lba, std::uint32_t count) {
     m_counter.visit(lba, count);
+    m_live.visit(m_counter.visited());
 }
 
 void DriveStatistics::onOperation(const libDrive2::DriveOperationReport& report) {
@@ -75,6 +76,7 @@ void DriveStatistics::onOperation(const libDrive2::DriveOperationReport& report)
 
 void DriveStatistics::addOutcome(const libDrive2::DriveOperationReport& report) {
     m_counter.add(report.lba, report.count, report.outcome);
+    m_live.visit(m_counter.visited());
     if (report.outcome == libDrive2::LIBDRIVE2_NO_ERROR)
         m_live.operation(report.lba, report.count);
     OperationStatistics& operation = m_operations[static_cast<std::size_t>(report.operation)];

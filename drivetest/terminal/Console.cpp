@@ -4,6 +4,9 @@
 #include <cstdlib>
 #include <string_view>
 
+#include "drivetest/run/LastWords.h"
+#include "drivetest/run/Signals.h"
+#include "drivetest/terminal/Columns.h"
 #include "drivetest/terminal/Terminal.h"
 #include "drivetest/terminal/Texts.h"
 
@@ -30,12 +33,16 @@ const char* sequenceOf(Emphasis emphasis) {
     return "";
 }
 
-/// no-color.org; and the oldest terminals, which know no sequences.
+/// no-color.org
 bool wantsColours() {
     const char* const refused = std::getenv("NO_COLOR");
+    return refused == nullptr || *refused == '\0';
+}
+
+/// Such a terminal shows sequences instead of following them.
+bool isDumb() {
     const char* const terminal = std::getenv("TERM");
-    return (refused == nullptr || *refused == '\0') &&
-           (terminal == nullptr || std::string_view(terminal) != "dumb");
+    return terminal != nullptr && std::string_view(terminal) == "dumb";
 }
 
 std::shared_ptr<OutputQueue> queueOf(std::FILE* stream) {
@@ -46,31 +53,47 @@ std::shared_ptr<OutputQueue> queueOf(std::FILE* stream) {
 }  // namespace
 
 Console::Console(std::FILE* stream)
-    : m_stream(stream), m_live(isTerminal(stream)), m_coloured(wantsColours()), m_queue(queueOf(stream)) {}
+    : m_stream(stream),
+      m_live(isTerminal(stream) && !isDumb()),
+      m_coloured(wantsColours()),
+      m_queue(queueOf(stream)) {}
 
 /// The cursor stands where the status begins, and is carried along when the terminal breaks its rows anew:
 /// what follows is the status, and nothing else, however wide the terminal has become.
 std::string Console::erasure() const {
-    return m_status.empty() ? "" : "\r\033[J";
+    return std::string(m_status.empty() ? "" : kTakeStatusOff);
 }
 
-std::string Console::drawn(const StatusRows& rows) const {
+std::string Console::drawn(const StatusRow& row) const {
     std::string text;
-    for (const StatusRow& row : rows) {
-        text += &row == &rows.front() ? "" : "\n";
-        for (const auto& [piece, emphasis] : row) {
-            const std::string sequence = m_coloured ? sequenceOf(emphasis) : "";
-            text += sequence + piece + (sequence.empty() ? "" : "\033[0m");
-        }
+    for (const auto& [piece, emphasis] : row) {
+        const std::string sequence = m_coloured ? sequenceOf(emphasis) : "";
+        text += sequence + piece + (sequence.empty() ? "" : "\033[0m");
     }
+    return text;
+}
+
+/// Over what stands there, which does not flicker on slow lines. Nothing wraps meanwhile (DECAWM): a terminal
+/// that became narrower a moment ago, or did not tell its width, cuts rows; they stay as many as they are.
+std::string Console::drawn(const StatusRows& rows) const {
+    std::string text = "\r\033[?7l";
+    for (const StatusRow& row : rows)
+        text += (&row == &rows.front() ? "" : "\033[K\n") + drawn(row);
+    text += "\033[J";
     if (rows.size() > 1)
         text += "\033[" + std::to_string(rows.size() - 1) + "A";
-    return text + "\r";
+    return text + "\r\033[?7h";
+}
+
+void Console::shareWith(const OutputFile& other) {
+    m_live = m_live && !isSameOutput(other, OutputFile::borrow(descriptorOf(m_stream)));
 }
 
 void Console::line(const std::string& text) {
     const std::lock_guard lock(m_mutex);
-    m_queue->add(erasure() + printable(text) + "\n" + m_status);
+    const std::string shown = printable(text);
+    m_queue->add(erasure() + (m_live ? foldedBehindLabel(shown, terminalSize(m_stream).columns) : shown) +
+                 "\n" + m_status);
 }
 
 void Console::status(const std::function<StatusRows(std::size_t columns)>& draw) {
@@ -78,16 +101,21 @@ void Console::status(const std::function<StatusRows(std::size_t columns)>& draw)
     // What is shown would be out of date when it came to be seen.
     if (!m_live || m_asking || m_queue->isBusy())
         return;
-    const std::string erased = erasure();
-    const StatusRows rows = draw(std::max(terminalWidth(m_stream), 2U) - 1);
-    m_status = rows.empty() ? "" : drawn(rows);
-    m_queue->add(erased + m_status);
+    const TerminalSize size = terminalSize(m_stream);
+    StatusRows rows = draw(std::max(size.columns, 2U) - 1);
+    // More than the screen holds could not be gone back over.
+    rows.resize(std::min<std::size_t>(rows.size(), std::max(size.rows, 2U) - 1));
+    const std::string text = rows.empty() ? erasure() : drawn(rows);
+    m_status = rows.empty() ? "" : text;
+    setStatusOn(descriptorOf(m_stream));
+    m_queue->add(text);
 }
 
 void Console::clearStatus() {
     const std::lock_guard lock(m_mutex);
     m_queue->add(erasure());
     m_status.clear();
+    setStatusOn(-1);
 }
 
 void Console::setAsking(bool asking) {

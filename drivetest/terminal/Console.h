@@ -18,7 +18,10 @@ class Console {
 public:
     explicit Console(std::FILE* stream);
 
+    /// Whether there is a status: on a terminal that moves its cursor and shows nothing else meanwhile.
     [[nodiscard]] bool isLive() const { return m_live; }
+    /// Others write this, too: no status where both go to one terminal.
+    void shareWith(const OutputFile& other);
     /// Writes a line above the status.
     void line(const std::string& text);
     /// Replaces the status by the rows that `draw` makes for so many columns; only on a terminal that takes
@@ -33,6 +36,7 @@ public:
 private:
     [[nodiscard]] std::string erasure() const;
     [[nodiscard]] std::string drawn(const StatusRows& rows) const;
+    [[nodiscard]] std::string drawn(const StatusRow& row) const;
 
     std::FILE* m_stream;
     bool m_live;

@@ -25,16 +25,6 @@ std::string workText(const Advance& now) {
                    {{"size", sizeText(now.requested * now.bytesOfEach)}});
 }
 
-/// In the largest units that tell something: years of a seek test, hours of a read test.
-std::string longText(std::chrono::nanoseconds time) {
-    const auto days = static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::hours>(time) / 24h);
-    if (days < 3)
-        return durationText(time);
-    if (days < 3 * 365)
-        return counted(days, "{n} day", "{n} days");
-    return counted(days / 365, "{n} year", "{n} years");
-}
-
 }  // namespace
 
 std::vector<std::string> Forecast::due(const ProgressMeter& meter, const Advance& now,
@@ -47,13 +37,15 @@ std::vector<std::string> Forecast::due(const ProgressMeter& meter, const Advance
     if (all < kSoon)
         return {};
     std::vector<std::string> lines;
-    std::string text = workText(now);
-    text +=
-        (text.empty() ? "" : "; ") + words("at this rate it takes about {time}", {{"time", longText(all)}});
+    const auto joined = [](const std::string& first, const std::string& second) {
+        return first.empty() ? second : words("{reason}; {advice}", {{"reason", first}, {"advice", second}});
+    };
+    std::string text =
+        joined(workText(now), words("at this rate it takes about {time}", {{"time", forecastText(all)}}));
     if (now.written > 0)
-        text += "; " + words("about {size} will be written",
-                             {{"size", sizeText(static_cast<std::uint64_t>(static_cast<double>(now.written) /
-                                                                           meter.share()))}});
+        text = joined(text, words("about {size} will be written",
+                                  {{"size", sizeText(static_cast<std::uint64_t>(
+                                                static_cast<double>(now.written) / meter.share()))}}));
     lines.push_back(text);
     if (all > kLong && !m_shorter.empty())
         lines.push_back(words("this is longer than a day: {advice}", {{"advice", m_shorter}}));

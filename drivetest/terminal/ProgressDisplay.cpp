@@ -1,5 +1,7 @@
 #include "drivetest/terminal/ProgressDisplay.h"
 
+#include <utility>
+
 #include "drivetest/run/Signals.h"
 #include "zel/Clock.h"
 
@@ -11,6 +13,8 @@ using namespace std::chrono_literals;
 
 /// Also how soon a stop is seen, and a request for a line.
 constexpr auto kInterval = 200ms;
+/// Figures that change more often cannot be read, nor sent over slow lines.
+constexpr unsigned kLooksPerDrawing = 2;
 constexpr std::chrono::nanoseconds kOften = 1min;
 constexpr std::chrono::nanoseconds kOftenUntil = 10min;
 constexpr std::chrono::nanoseconds kSeldom = 10min;
@@ -52,6 +56,11 @@ void ProgressDisplay::show() {
     }
 }
 
+bool ProgressDisplay::isStopNew(const ProgressSnapshot& now) {
+    const std::string stopping = now.stopping.empty() ? "" : now.activity;
+    return std::exchange(m_stopping, stopping) != stopping;
+}
+
 void ProgressDisplay::look() {
     const ProgressSnapshot now = m_snapshot();
     m_meter.add(m_elapsed, now.advance);
@@ -59,9 +68,10 @@ void ProgressDisplay::look() {
         m_console.line(line);
     const Progress progress{m_title, now, m_meter, m_elapsed};
     const bool isAskedFor = takeProgressRequest();
-    if (m_console.isLive())
+    const bool isStopNews = isStopNew(now);
+    if (m_console.isLive() && (m_looks++ % kLooksPerDrawing == 0 || isStopNews))
         m_console.status([&progress](std::size_t width) { return progressRows(progress, width); });
-    if (!isAskedFor && (m_console.isLive() || m_elapsed < m_nextLine))
+    if (!isAskedFor && (m_console.isLive() || (m_elapsed < m_nextLine && !isStopNews)))
         return;
     m_console.line(progressLine(progress));
     m_nextLine = m_elapsed + (m_elapsed < kOftenUntil ? kOften : kSeldom);

@@ -14,8 +14,8 @@ namespace drivetest {
 
 /// Says what a run will take, and shows it from a thread of its own: in place and several times a second on a
 /// terminal; without one a plain line each minute, after ten minutes each ten, and whenever somebody asks for
-/// one (takeProgressRequest()). It rests while the console asks something. Runs from construction to
-/// destruction.
+/// one (takeProgressRequest()), or the stop. It rests while the console asks something. Runs from
+/// construction to destruction.
 class ProgressDisplay {
 public:
     /// `snapshot` is called on the display's thread.
@@ -28,6 +28,7 @@ public:
 private:
     void show();
     void look();
+    bool isStopNew(const ProgressSnapshot& now);
 
     Console& m_console;
     std::string m_title;
@@ -37,6 +38,8 @@ private:
     std::chrono::nanoseconds m_lastLook;
     std::chrono::nanoseconds m_elapsed{0};  ///< without the time at prompts
     std::chrono::nanoseconds m_nextLine;    ///< when a plain line is due
+    unsigned m_looks = 0;
+    std::string m_stopping;  ///< what was told of the stop
     std::mutex m_mutex;
     std::condition_variable m_wake;
     bool m_ending = false;

@@ -45,7 +45,8 @@ double ProgressMeter::share() const {
     const double visited = static_cast<double>(m_now.visited) / static_cast<double>(m_now.requested);
     // A test of several passes visits each sector several times; what it tells is then all there is.
     constexpr double kPercent = 0.01;
-    return visited >= told - kPercent && visited <= told + 2 * kPercent ? visited : told;
+    constexpr double kChunk = kPercent / 2;
+    return visited >= told - kChunk && visited <= told + kPercent + kChunk ? visited : told;
 }
 
 std::optional<ProgressMeter::Time> ProgressMeter::left() const {

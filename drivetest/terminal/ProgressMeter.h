@@ -12,7 +12,7 @@ struct Advance {
     int percent = 0;                ///< as the test tells it: 0 to 100
     std::uint64_t bytes = 0;        ///< moved so far
     std::uint64_t written = 0;      ///< of these
-    std::uint64_t visited = 0;      ///< sectors or positions so far
+    std::uint64_t visited = 0;      ///< sectors or positions so far, each once in each pass
     std::uint64_t requested = 0;    ///< of as many; 0 when not known
     std::uint32_t bytesOfEach = 0;  ///< of a sector; 0 for positions
 };

@@ -18,12 +18,15 @@ constexpr std::size_t kGap = 2;
 /// So many rows of what is not essential are shown at most.
 constexpr std::size_t kMostRows = 3;
 
-/// "0.04 %" at the beginning of a large drive, "42 %" later.
-std::string percentText(const ProgressMeter& meter, int told) {
+/// "0.043 %" at the beginning of a large drive, "42 %" later; never rounded up to 100.
+std::string percentText(const ProgressMeter& meter) {
     const double percent = meter.share() * 100;
+    constexpr double kOfBinary = 1e-9;  // what 0.29 lacks
     return percent > 0 && percent < 10
-               ? words("{percent} %", {{"percent", decimalText(percent, percent < 1 ? 2 : 1)}})
-               : words("{percent} %", {{"percent", told}});
+               ? words("{percent} %", {{"percent", decimalText(percent, percent < 0.1 ? 3
+                                                                        : percent < 1 ? 2
+                                                                                      : 1)}})
+               : words("{percent} %", {{"percent", static_cast<int>(percent + kOfBinary)}});
 }
 
 std::string rateText(const ProgressMeter& meter) {
@@ -38,7 +41,7 @@ Emphasis ifAny(std::uint64_t count, Emphasis emphasis) {
     return count > 0 ? emphasis : Emphasis::none;
 }
 
-void addIfAny(StatusRow& pieces, std::string text, Emphasis emphasis = Emphasis::none) {
+void addIfAny(StatusRow& pieces, const std::string& text, Emphasis emphasis = Emphasis::none) {
     if (!text.empty())
         pieces.push_back({printable(text), emphasis});
 }
@@ -47,9 +50,9 @@ StatusRow essentials(const Progress& progress) {
     const ProgressSnapshot& now = progress.now;
     StatusRow pieces;
     addIfAny(pieces, now.stopping, Emphasis::warning);
-    addIfAny(pieces, percentText(progress.meter, now.advance.percent), Emphasis::strong);
+    addIfAny(pieces, percentText(progress.meter), Emphasis::strong);
     if (const auto left = progress.meter.left())
-        addIfAny(pieces, words("{time} left", {{"time", durationText(*left)}}));
+        addIfAny(pieces, words("{time} left", {{"time", forecastText(*left)}}));
     addIfAny(pieces, counted(now.errors, "{n} error", "{n} errors"), ifAny(now.errors, Emphasis::bad));
     addIfAny(pieces, rateText(progress.meter));
     if (now.position)

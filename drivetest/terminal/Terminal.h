@@ -9,8 +9,13 @@ namespace drivetest {
 int descriptorOf(std::FILE* stream);
 /// Whether a person sees this stream in a terminal.
 bool isTerminal(std::FILE* stream);
-/// Columns of the terminal behind the stream; 80 when it has none.
-unsigned terminalWidth(std::FILE* stream);
+
+struct TerminalSize {
+    unsigned columns = 80;
+    unsigned rows = 24;
+};
+/// Of the terminal behind the stream; what it does not tell is the usual, as on many a serial line.
+TerminalSize terminalSize(std::FILE* stream);
 
 enum class Input : unsigned char { nothing, character, closed };
 /// Waits at most that long for one character on standard input.

@@ -9,7 +9,8 @@ using quix5::MessageBox2_Returns;
 
 TerminalPrompt::TerminalPrompt(Console& console, const zel::String& text, const zel::String& title)
     : m_console(console),
-      m_text(title.utf8() + ": " + text.utf8() + " " + zel::words("[Enter: continue, c: cancel]")) {}
+      m_text(zel::words("{problem}: {reason}", {{"problem", title}, {"reason", text}}) + " " +
+             zel::words("[Enter: continue, c: cancel]")) {}
 
 TerminalPrompt::~TerminalPrompt() {
     m_console.setAsking(false);

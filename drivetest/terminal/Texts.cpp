@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
+#include <cmath>
 #include <cstdio>
 #include <iterator>
 
@@ -85,6 +86,19 @@ std::string durationText(std::chrono::nanoseconds duration) {
         return decimalText(std::chrono::duration<double>(duration).count(), 2) + " s";
     const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(duration).count();
     return zel::format("%i:%02i:%02i", seconds / 3600, seconds / 60 % 60, seconds % 60).utf8();
+}
+
+std::string forecastText(std::chrono::nanoseconds duration) {
+    constexpr std::chrono::hours kDay{24};
+    constexpr auto kYear = 365 * kDay;
+    if (duration < 3 * kDay)
+        return durationText(duration);
+    const bool isInYears = duration >= 3 * kYear;
+    const auto count = static_cast<std::uint64_t>(
+        std::llround(static_cast<double>(duration.count()) /
+                     static_cast<double>(std::chrono::nanoseconds(isInYears ? kYear : kDay).count())));
+    return isInYears ? zel::counted(count, "{n} year", "{n} years")
+                     : zel::counted(count, "{n} day", "{n} days");
 }
 
 std::string sizeText(std::uint64_t bytes) {

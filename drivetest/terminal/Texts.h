@@ -9,6 +9,8 @@ namespace drivetest {
 
 /// "1:02:03"; below ten seconds "4.56 s"
 std::string durationText(std::chrono::nanoseconds duration);
+/// The same of what is only foreseen: "14 days", "9 years" of what takes so long.
+std::string forecastText(std::chrono::nanoseconds duration);
 /// "931.5 GiB"
 std::string sizeText(std::uint64_t bytes);
 /// "\"text\""

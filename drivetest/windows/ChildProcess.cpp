@@ -3,17 +3,22 @@
 #include <windows.h>
 
 #include <array>
+#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <system_error>
 #include <thread>
 #include <utility>
 
+#include "quix5/StopRequest.h"
 #include "zel/Path.h"
 
 namespace drivetest {
 
 namespace {
+
+/// How often it is asked whether the child has to end.
+constexpr DWORD kSliceMs = 20;
 
 /// Both ends of a pipe, which close with it. One end is the child's and is handed on to it.
 class Pipe {
@@ -76,8 +81,61 @@ std::wstring wide(const std::string& text) {
     return result;
 }
 
-/// Null when it could not be started.
-HANDLE start(const std::string& path, const std::vector<std::string>& arguments, const Pipes& pipes) {
+/// The environment that the child gets: texts that end with a zero, and a zero behind the last.
+std::wstring environmentWith(const std::string& temporaryFolder) {
+    std::wstring environment;
+    wchar_t* const own = GetEnvironmentStringsW();
+    for (const wchar_t* entry = own; entry != nullptr && *entry != L'\0';) {
+        const std::wstring_view text = entry;
+        if (!text.starts_with(L"TMP=") && !text.starts_with(L"TEMP="))
+            environment.append(text).push_back(L'\0');
+        entry += text.size() + 1;
+    }
+    FreeEnvironmentStringsW(own);
+    for (const wchar_t* const name : {L"TEMP=", L"TMP="})
+        environment.append(name + wide(temporaryFolder)).push_back(L'\0');
+    return environment;
+}
+
+/// The child with all that it starts, which ends with it.
+class Child {
+public:
+    Child() : m_job(CreateJobObjectW(nullptr, nullptr)) {
+        JOBOBJECT_EXTENDED_LIMIT_INFORMATION limits{};
+        limits.BasicLimitInformation.LimitFlags = JOB_OBJECT_LIMIT_KILL_ON_JOB_CLOSE;
+        SetInformationJobObject(m_job, JobObjectExtendedLimitInformation, &limits, sizeof limits);
+    }
+    ~Child() {
+        for (const HANDLE handle : {m_process, m_job})
+            if (handle != nullptr)
+                CloseHandle(handle);
+    }
+    Child(const Child&) = delete;
+    Child& operator=(const Child&) = delete;
+
+    [[nodiscard]] bool start(const std::string& path, const std::vector<std::string>& arguments,
+                             const Pipes& pipes, const ChildOptions& options);
+    /// Waits at most that long.
+    [[nodiscard]] bool hasEnded(DWORD waitMs) const {
+        return WaitForSingleObject(m_process, waitMs) == WAIT_OBJECT_0;
+    }
+    void end() const {
+        TerminateJobObject(m_job, 1);
+        TerminateProcess(m_process, 1);
+        WaitForSingleObject(m_process, INFINITE);
+    }
+    [[nodiscard]] int status() const {
+        DWORD status = 0;
+        return GetExitCodeProcess(m_process, &status) != 0 ? static_cast<int>(status) : -1;
+    }
+
+private:
+    HANDLE m_job;
+    HANDLE m_process = nullptr;
+};
+
+bool Child::start(const std::string& path, const std::vector<std::string>& arguments, const Pipes& pipes,
+                  const ChildOptions& options) {
     const std::wstring program = zel::pathOf(path).wstring();
     std::wstring line = quotedWord(program);
     for (const std::string& argument : arguments)
@@ -89,11 +147,19 @@ HANDLE start(const std::string& path, const std::vector<std::string>& arguments,
     startup.hStdOutput = pipes.output.end(Pipe::writing);
     startup.hStdError = pipes.errors.end(Pipe::writing);
     PROCESS_INFORMATION process{};
-    if (CreateProcessW(program.c_str(), line.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup,
-                       &process) == 0)
-        return nullptr;
+    std::wstring environment;
+    if (!options.temporaryFolder.empty())
+        environment = environmentWith(options.temporaryFolder);
+    if (CreateProcessW(program.c_str(), line.data(), nullptr, nullptr, TRUE,
+                       CREATE_SUSPENDED | CREATE_UNICODE_ENVIRONMENT,
+                       environment.empty() ? nullptr : environment.data(), nullptr, &startup, &process) == 0)
+        return false;
+    // Before it can start anything.
+    AssignProcessToJobObject(m_job, process.hProcess);
+    ResumeThread(process.hThread);
     CloseHandle(process.hThread);
-    return process.hProcess;
+    m_process = process.hProcess;
+    return true;
 }
 
 void takeAll(HANDLE pipe, std::string& text) {
@@ -111,16 +177,31 @@ void giveAll(Pipe& pipe, std::string_view rest) {
     pipe.close(Pipe::writing);
 }
 
+/// Until the child has ended, or has to. Gives why it has to, or byItself.
+ChildResult::End follow(const Child& child, std::chrono::milliseconds longest) {
+    const auto deadline = std::chrono::steady_clock::now() + longest;
+    while (!child.hasEnded(kSliceMs)) {
+        if (quix5::StopRequest::made())
+            return ChildResult::End::stopRequest;
+        if (std::chrono::steady_clock::now() >= deadline)
+            return ChildResult::End::tooLate;
+    }
+    return ChildResult::End::byItself;
+}
+
 }  // namespace
 
 ChildResult runChild(const std::string& path, const std::vector<std::string>& arguments,
-                     std::string_view input) {
+                     const ChildOptions& options) {
     ChildResult result;
+    if (quix5::StopRequest::made()) {
+        result.end = ChildResult::End::stopRequest;
+        return result;
+    }
     Pipes pipes;
-    HANDLE child = nullptr;
-    if (pipes.input.isOpen() && pipes.output.isOpen() && pipes.errors.isOpen())
-        child = start(path, arguments, pipes);
-    if (child == nullptr) {
+    Child child;
+    if (!pipes.input.isOpen() || !pipes.output.isOpen() || !pipes.errors.isOpen() ||
+        !child.start(path, arguments, pipes, options)) {
         result.errors = std::system_category().message(static_cast<int>(GetLastError()));
         return result;
     }
@@ -128,16 +209,16 @@ ChildResult runChild(const std::string& path, const std::vector<std::string>& ar
     pipes.output.close(Pipe::writing);
     pipes.errors.close(Pipe::writing);
     // A program may fill one pipe while it waits for another.
-    std::thread giver([&pipes, input] { giveAll(pipes.input, input); });
-    std::thread taker([&pipes, &result] { takeAll(pipes.errors.end(Pipe::reading), result.errors); });
-    takeAll(pipes.output.end(Pipe::reading), result.output);
+    std::thread giver([&pipes, &options] { giveAll(pipes.input, options.input); });
+    std::thread output([&pipes, &result] { takeAll(pipes.output.end(Pipe::reading), result.output); });
+    std::thread errors([&pipes, &result] { takeAll(pipes.errors.end(Pipe::reading), result.errors); });
+    result.end = follow(child, options.longest);
+    if (result.end == ChildResult::End::byItself)
+        result.status = child.status();
+    child.end();  // and what it has started, which may hold the pipes
     giver.join();
-    taker.join();
-    WaitForSingleObject(child, INFINITE);
-    DWORD status = 0;
-    if (GetExitCodeProcess(child, &status) != 0)
-        result.status = static_cast<int>(status);
-    CloseHandle(child);
+    output.join();
+    errors.join();
     return result;
 }
 

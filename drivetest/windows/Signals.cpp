@@ -6,6 +6,7 @@
 #include "drivetest/run/LastWords.h"
 #include "drivetest/windows/ConsoleModes.h"
 #include "drivetest/windows/ControlEvents.h"
+#include "drivetest/windows/StandardHandle.h"
 #include "quix5/StopRequest.h"
 
 namespace drivetest {
@@ -16,22 +17,37 @@ namespace {
 constexpr DWORD kLastWordsMs = 200;
 
 std::atomic<AtStake> atStake{AtStake::nothing};
+std::atomic<int> statusOn{-1};
 
-DWORD WINAPI sayLastWords(void* words) {
-    const std::string_view text = static_cast<const LastWords*>(words)->text;
+struct Saying {
+    int descriptor;
+    std::string_view text;
+};
+
+DWORD WINAPI writeSaying(void* saying) {
+    const auto& [descriptor, text] = *static_cast<const Saying*>(saying);
     DWORD written = 0;
-    WriteFile(GetStdHandle(STD_ERROR_HANDLE), text.data(), static_cast<DWORD>(text.size()), &written,
-              nullptr);
+    WriteFile(GetStdHandle(descriptor == kOutput ? STD_OUTPUT_HANDLE : STD_ERROR_HANDLE), text.data(),
+              static_cast<DWORD>(text.size()), &written, nullptr);
     return 0;
+}
+
+/// The thread may outlive the call.
+void say(Saying& saying) {
+    const HANDLE thread = CreateThread(nullptr, 0, &writeSaying, &saying, 0, nullptr);
+    if (thread != nullptr)
+        WaitForSingleObject(thread, kLastWordsMs);
 }
 
 /// Without what the end of a process usually waits for.
 void endAtOnce() {
-    LastWords last = lastWordsOf(atStake.load());
+    const LastWords last = lastWordsOf(atStake.load());
+    Saying status{statusOn.load(), kTakeStatusOff};
+    Saying words{kErrors, last.text};
+    if (status.descriptor >= 0)
+        say(status);
     restoreConsoles();
-    const HANDLE thread = CreateThread(nullptr, 0, &sayLastWords, &last, 0, nullptr);
-    if (thread != nullptr)
-        WaitForSingleObject(thread, kLastWordsMs);
+    say(words);
     TerminateProcess(GetCurrentProcess(), static_cast<UINT>(last.status));
 }
 
@@ -71,6 +87,10 @@ bool takeProgressRequest() {
 
 void setAtStake(AtStake stake) {
     atStake.store(stake);
+}
+
+void setStatusOn(int descriptor) {
+    statusOn.store(descriptor);
 }
 
 /// The system tells of them on a thread that it makes for it.

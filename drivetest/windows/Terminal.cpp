@@ -18,7 +18,6 @@ namespace drivetest {
 
 namespace {
 
-constexpr unsigned kUsualWidth = 80;
 /// Between two looks into a pipe, which cannot be waited for.
 constexpr std::chrono::milliseconds kPipeInterval{20};
 
@@ -69,12 +68,16 @@ bool isTerminal(std::FILE* stream) {
     return isConsole(descriptor) && (stream == stdin || followSequences(handleOf(descriptor)));
 }
 
-unsigned terminalWidth(std::FILE* stream) {
+TerminalSize terminalSize(std::FILE* stream) {
+    TerminalSize size;
     CONSOLE_SCREEN_BUFFER_INFO info{};
     if (GetConsoleScreenBufferInfo(handleOf(descriptorOf(stream)), &info) == FALSE)
-        return kUsualWidth;
-    const int width = info.srWindow.Right - info.srWindow.Left + 1;
-    return width > 0 ? static_cast<unsigned>(width) : kUsualWidth;
+        return size;
+    if (const int columns = info.srWindow.Right - info.srWindow.Left + 1; columns > 0)
+        size.columns = static_cast<unsigned>(columns);
+    if (const int rows = info.srWindow.Bottom - info.srWindow.Top + 1; rows > 0)
+        size.rows = static_cast<unsigned>(rows);
+    return size;
 }
 
 /// Lines end with two characters here; one is enough.

@@ -1,6 +1,7 @@
 #include "libDrive2/commands/ScsiSense.h"
 
 #include "libDrive2/commands/ScsiSenseText.h"
+#include "zel/Words.h"
 
 namespace libDrive2::scsi {
 
@@ -176,9 +177,9 @@ DeviceStatus statusOfByte(std::uint8_t status) {
         case kBusy:
         case kTaskSetFull:
         case kAcaActive:
-            return {LIBDRIVE2_BUSY, "the device is busy"};
+            return {LIBDRIVE2_BUSY, zel::worded("the device is busy")};
         case kReservationConflict:
-            return {LIBDRIVE2_BUSY, "the device is reserved by another host"};
+            return {LIBDRIVE2_BUSY, zel::worded("the device is reserved by another host")};
         case kTaskAborted:
             return {LIBDRIVE2_DRIVE_ERROR, "another host aborted the command"};
         default:

@@ -6,6 +6,7 @@
 #include "libDrive2/drives/DriveAction.h"
 #include "libDrive2/drives/TransferPieces.h"
 #include "zel/Format.h"
+#include "zel/Words.h"
 
 namespace libDrive2 {
 
@@ -48,7 +49,8 @@ _LIBDRIVE2_ERROR_TYPES AtaDrive::doQueryDeviceInfo() {
     }
     *m_identity = {};
     if (!status.ok())
-        return fail(status.type, "asking the drive for its identity failed: " + status.text);
+        return fail(status.type, zel::worded("asking the drive for its identity failed: {reason}",
+                                             {{"reason", status.text}}));
     return fail(LIBDRIVE2_DRIVE_ERROR, "the identity that the drive gave makes no sense");
 }
 
@@ -92,8 +94,8 @@ _LIBDRIVE2_ERROR_TYPES AtaDrive::settle(const AtaResponse& response, const Drive
         return LIBDRIVE2_NO_ERROR;
     if (status.type == LIBDRIVE2_DRIVE_ERROR && m_identity->security.locked)
         return fail(LIBDRIVE2_NO_ACCESS,
-                    describe(action, name) + " failed: the drive is locked by its security password");
-    return fail(status.type, describe(action, name) + " failed: " + status.text, status.text);
+                    failureOf(action, name, zel::worded("the drive is locked by its security password")));
+    return fail(status.type, failureOf(action, name, status.text), status.text);
 }
 
 _LIBDRIVE2_ERROR_TYPES AtaDrive::perform(const AtaRequest& request, const DriveAction& action) {
@@ -117,7 +119,7 @@ _LIBDRIVE2_ERROR_TYPES AtaDrive::transfer(const DriveAction& action, std::uint8_
 
 _LIBDRIVE2_ERROR_TYPES AtaDrive::doReadSector(std::uint64_t lba, std::uint32_t count, void* buffer,
                                               std::uint32_t /*bufferBytes*/) {
-    return transfer({"reading", lba, count}, static_cast<std::uint8_t*>(buffer),
+    return transfer({kReading, lba, count}, static_cast<std::uint8_t*>(buffer),
                     [this](std::uint64_t at, std::uint32_t sectors) {
                         return ata::readDma(at, sectors, m_identity->extended);
                     });
@@ -127,7 +129,7 @@ _LIBDRIVE2_ERROR_TYPES AtaDrive::doWriteSector(std::uint64_t lba, std::uint32_t 
                                                std::uint32_t /*bufferBytes*/) {
     const bool forced = isRepeat() && m_identity->forceUnitAccess;
     // The transport takes one pointer for both directions; a write only reads from it.
-    return transfer({"writing", lba, count}, static_cast<std::uint8_t*>(const_cast<void*>(buffer)),
+    return transfer({kWriting, lba, count}, static_cast<std::uint8_t*>(const_cast<void*>(buffer)),
                     [this, forced](std::uint64_t at, std::uint32_t sectors) {
                         return forced ? ata::writeDmaFua(at, sectors)
                                       : ata::writeDma(at, sectors, m_identity->extended);
@@ -135,17 +137,17 @@ _LIBDRIVE2_ERROR_TYPES AtaDrive::doWriteSector(std::uint64_t lba, std::uint32_t 
 }
 
 _LIBDRIVE2_ERROR_TYPES AtaDrive::doSeekSector(std::uint64_t lba) {
-    return perform(ata::readVerify(lba, 1, m_identity->extended), {"seeking to", lba, 1});
+    return perform(ata::readVerify(lba, 1, m_identity->extended), {kSeeking, lba, 1});
 }
 
 _LIBDRIVE2_ERROR_TYPES AtaDrive::doFlushCache() {
-    return perform(ata::flushCache(m_identity->flushExtended), {"flushing the cache"});
+    return perform(ata::flushCache(m_identity->flushExtended), {kFlushing});
 }
 _LIBDRIVE2_ERROR_TYPES AtaDrive::doStartDrive() {
-    return perform(ata::idleImmediate(), {"starting the motor"});
+    return perform(ata::idleImmediate(), {zel::marked("starting the motor")});
 }
 _LIBDRIVE2_ERROR_TYPES AtaDrive::doStopDrive() {
-    return perform(ata::standbyImmediate(), {"stopping the motor"});
+    return perform(ata::standbyImmediate(), {zel::marked("stopping the motor")});
 }
 
 bool AtaDrive::answers() {

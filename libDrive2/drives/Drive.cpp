@@ -5,6 +5,7 @@
 #include "zel/Buffer.h"
 #include "zel/Clock.h"
 #include "zel/Format.h"
+#include "zel/Words.h"
 
 namespace libDrive2 {
 
@@ -63,7 +64,7 @@ _LIBDRIVE2_ERROR_TYPES Drive::doQueryMediumInfo() {
 }
 
 _LIBDRIVE2_ERROR_TYPES Drive::doGetLastErrorStr(zel::String& text) {
-    text = m_errorText;
+    text = errorText().english();
     return LIBDRIVE2_NO_ERROR;
 }
 
@@ -93,14 +94,28 @@ _LIBDRIVE2_ERROR_TYPES Drive::doStopDrive() {
     return fail(LIBDRIVE2_NOT_SUPPORTED, "the drive cannot be stopped");
 }
 
-_LIBDRIVE2_ERROR_TYPES Drive::fail(_LIBDRIVE2_ERROR_TYPES type, zel::String text, zel::String words) {
+_LIBDRIVE2_ERROR_TYPES Drive::fail(_LIBDRIVE2_ERROR_TYPES type, zel::Wording text, zel::String words) {
     m_errorText = std::move(text);
+    m_describeError = nullptr;
     m_errorWords = std::move(words);
     return type;
 }
 
-void Drive::noteRecovered(zel::String text) {
-    m_errorText = std::move(text);
+_LIBDRIVE2_ERROR_TYPES Drive::fail(_LIBDRIVE2_ERROR_TYPES type, Description describe, zel::String words) {
+    m_describeError = std::move(describe);
+    m_errorWords = std::move(words);
+    return type;
+}
+
+const zel::Wording& Drive::errorText() {
+    if (m_describeError != nullptr)
+        m_errorText = m_describeError();
+    m_describeError = nullptr;
+    return m_errorText;
+}
+
+void Drive::noteRecovered(Description describe) {
+    m_describeError = std::move(describe);
     m_recovered = true;
 }
 
@@ -143,10 +158,11 @@ bool Drive::perform(DriveOperation operation, std::uint64_t lba, std::uint32_t c
 }
 
 _LIBDRIVE2_ERROR_TYPES Drive::judgeTimeout() {
-    const zel::String text = m_errorText;
+    const zel::Wording text = errorText();
     return m_answers == nullptr || m_answers()
                ? fail(LIBDRIVE2_TIMEOUT, text, m_errorWords)
-               : fail(LIBDRIVE2_NO_ACCESS, text + "; it answers nothing any more");
+               : fail(LIBDRIVE2_NO_ACCESS,
+                      zel::worded("{reason}; it answers nothing any more", {{"reason", text}}));
 }
 
 /// A drive that could not be asked when it was opened may answer now.
@@ -155,7 +171,7 @@ _LIBDRIVE2_ERROR_TYPES Drive::askSectorSize() {
     if (error == LIBDRIVE2_NO_ERROR && getSectorSize() == 0)
         error = doQueryMediumInfo();
     if (error == LIBDRIVE2_NO_ERROR && getSectorSize() == 0)
-        error = fail(LIBDRIVE2_NO_ACCESS, "the drive does not tell its sector size");
+        error = fail(LIBDRIVE2_NO_ACCESS, zel::worded("the drive does not tell its sector size"));
     return error;
 }
 

@@ -67,9 +67,10 @@ void Drive::takeMedium() {
 void Drive::lockMedium(bool lock) {
     if (!m_keepsMedium || lock == m_isMediumLocked)
         return;
-    const zel::String text = m_errorText;
+    const zel::Wording text = errorText();
     m_isMediumLocked = doPreventMediumRemoval(lock) == LIBDRIVE2_NO_ERROR && lock;
     m_errorText = text;
+    m_describeError = nullptr;
 }
 
 _LIBDRIVE2_ERROR_TYPES Drive::doPreventMediumRemoval(bool /*prevent*/) {

@@ -5,18 +5,21 @@
 #include "libDrive2/Drive.h"
 #include "libDrive2/drives/RangeRestorer.h"
 #include "zel/Format.h"
+#include "zel/Words.h"
 
 namespace libDrive2 {
 
-bool Drive::failProtection(const char* what, std::uint64_t lba, const zel::String& reason) {
-    lastError = fail(LIBDRIVE2_NO_ACCESS, zel::format("%s at sector %u: %s", what, lba, reason));
+bool Drive::failProtection(const char* what, std::uint64_t lba, const zel::Wording& reason) {
+    lastError = fail(LIBDRIVE2_NO_ACCESS,
+                     zel::worded("{problem} at sector {lba}: {reason}",
+                                 {{"problem", zel::worded(what)}, {"lba", lba}, {"reason", reason}}));
     return false;
 }
 
 bool Drive::expectWrites(const void* data, std::size_t bytes) {
     if (m_journal == nullptr || m_journal->expectWrites(data, bytes))
         return true;
-    return failProtection("the journal took no patterns", 0, m_journal->lastErrorStr());
+    return failProtection(zel::marked("the journal took no patterns"), 0, m_journal->lastErrorStr());
 }
 
 /// How it works: a drive whose physical sectors hold several logical ones writes a part of one by reading,
@@ -63,7 +66,8 @@ bool Drive::protectSectors(std::uint64_t lba, std::uint32_t count, const void* d
         bytes = std::size_t{range.journalCount} * getSectorSize();
     }
     if (!m_journal->protect(range.journalLba, range.journalCount, data, bytes))
-        return failProtection("the journal did not take the data", lba, m_journal->lastErrorStr());
+        return failProtection(zel::marked("the journal did not take the data"), lba,
+                              m_journal->lastErrorStr());
     m_protected.push_back(range);
     return true;
 }
@@ -88,12 +92,14 @@ bool Drive::releaseSectors(std::uint64_t lba, std::uint32_t /*count*/) {
         return true;
     // What has no cache needs no flush.
     if (m_journal->outlivesCrash() && !flushCache() && lastError != LIBDRIVE2_NOT_SUPPORTED)
-        return failProtection("the restored data may not have reached the medium", lba, getLastErrorStr());
+        return failProtection(zel::marked("the restored data may not have reached the medium"), lba,
+                              errorText());
     if (m_journal->verifiesRestores() && !readsBackAsBefore(*range))
-        return failProtection("the restored data does not read back as it was", lba,
-                              "the journal keeps it, \"drivetest recover\" tries again");
+        return failProtection(zel::marked("the restored data does not read back as it was"), lba,
+                              zel::worded("the journal keeps it, \"drivetest recover\" tries again"));
     if (!m_journal->release(range->journalLba, range->journalCount))
-        return failProtection("the journal could not be written", lba, m_journal->lastErrorStr());
+        return failProtection(zel::marked("the journal could not be written"), lba,
+                              m_journal->lastErrorStr());
     m_protected.erase(range);
     return true;
 }

@@ -7,6 +7,7 @@
 #include "libDrive2/commands/NVMeCommands.h"
 #include "libDrive2/drives/DriveAction.h"
 #include "libDrive2/drives/TransferPieces.h"
+#include "zel/Words.h"
 
 namespace libDrive2 {
 
@@ -31,7 +32,8 @@ NVMeDrive::~NVMeDrive() = default;
 _LIBDRIVE2_ERROR_TYPES NVMeDrive::queryController() {
     std::vector<std::uint8_t> answer(nvme::kIdentifyBytes);
     const NVMeCommand command = nvme::withData(nvme::identifyController(), answer.data(), answer.size());
-    if (const auto error = perform(command, {"identifying the controller"}); error != LIBDRIVE2_NO_ERROR)
+    if (const auto error = perform(command, {zel::marked("identifying the controller")});
+        error != LIBDRIVE2_NO_ERROR)
         return error;
     const auto controller = nvme::parseController(answer);
     m_maxTransferBytes = controller ? controller->maxTransferBytes : 0;
@@ -44,7 +46,8 @@ _LIBDRIVE2_ERROR_TYPES NVMeDrive::queryNamespace() {
     std::vector<std::uint8_t> answer(nvme::kIdentifyBytes);
     const NVMeCommand command =
         nvme::withData(nvme::identifyNamespace(m_device->namespaceId()), answer.data(), answer.size());
-    if (const auto error = perform(command, {"identifying the namespace"}); error != LIBDRIVE2_NO_ERROR)
+    if (const auto error = perform(command, {zel::marked("identifying the namespace")});
+        error != LIBDRIVE2_NO_ERROR)
         return error;
     const auto found = nvme::parseNamespace(answer);
     if (!found)
@@ -97,7 +100,7 @@ _LIBDRIVE2_ERROR_TYPES NVMeDrive::settle(const NVMeResponse& response, const Dri
     const DeviceStatus status = nvme::statusOf(response);
     if (status.ok())
         return LIBDRIVE2_NO_ERROR;
-    return fail(status.type, describe(action, name) + " failed: " + status.text, status.text);
+    return fail(status.type, failureOf(action, name, status.text), status.text);
 }
 
 _LIBDRIVE2_ERROR_TYPES NVMeDrive::perform(const NVMeCommand& command, const DriveAction& action) {
@@ -125,13 +128,13 @@ _LIBDRIVE2_ERROR_TYPES NVMeDrive::transfer(const DriveAction& action, std::uint8
 
 _LIBDRIVE2_ERROR_TYPES NVMeDrive::doReadSector(std::uint64_t lba, std::uint32_t count, void* buffer,
                                                std::uint32_t /*bufferBytes*/) {
-    return transfer({"reading", lba, count}, static_cast<std::uint8_t*>(buffer), nvme::read);
+    return transfer({kReading, lba, count}, static_cast<std::uint8_t*>(buffer), nvme::read);
 }
 
 _LIBDRIVE2_ERROR_TYPES NVMeDrive::doWriteSector(std::uint64_t lba, std::uint32_t count, const void* buffer,
                                                 std::uint32_t /*bufferBytes*/) {
     // The transport takes one pointer for both directions; a write only reads from it.
-    return transfer({"writing", lba, count}, static_cast<std::uint8_t*>(const_cast<void*>(buffer)),
+    return transfer({kWriting, lba, count}, static_cast<std::uint8_t*>(const_cast<void*>(buffer)),
                     nvme::write);
 }
 
@@ -144,7 +147,7 @@ _LIBDRIVE2_ERROR_TYPES NVMeDrive::failMetadata() {
 _LIBDRIVE2_ERROR_TYPES NVMeDrive::doSeekSector(std::uint64_t lba) {
     if (!m_supportsVerify)
         return Drive::doSeekSector(lba);
-    return perform(nvme::verify(m_device->namespaceId(), lba, 1), {"seeking to", lba, 1});
+    return perform(nvme::verify(m_device->namespaceId(), lba, 1), {kSeeking, lba, 1});
 }
 
 bool NVMeDrive::answers() {
@@ -155,7 +158,7 @@ bool NVMeDrive::answers() {
 }
 
 _LIBDRIVE2_ERROR_TYPES NVMeDrive::doFlushCache() {
-    return perform(nvme::flush(m_device->namespaceId()), {"flushing the cache"});
+    return perform(nvme::flush(m_device->namespaceId()), {kFlushing});
 }
 
 }  // namespace libDrive2

@@ -89,29 +89,28 @@ _LIBDRIVE2_ERROR_TYPES OSDrive::doQueryMediumInfo() {
 _LIBDRIVE2_ERROR_TYPES OSDrive::failTransfer(const char* what, std::uint64_t lba, std::uint32_t count,
                                              DeviceStatus status) {
     const DeviceStatus explained = explain(std::move(status));
-    return fail(explained.type, describe({what, lba, count}, m_osLocator) + " failed: " + explained.text,
-                explained.text);
+    return fail(explained.type, failureOf({what, lba, count}, m_osLocator, explained.text), explained.text);
 }
 
 _LIBDRIVE2_ERROR_TYPES OSDrive::doReadSector(std::uint64_t lba, std::uint32_t count, void* buffer,
                                              std::uint32_t /*bufferBytes*/) {
     const std::uint32_t sectorBytes = getSectorSize();
     DeviceStatus status = m_handle->read(lba * sectorBytes, buffer, std::size_t{count} * sectorBytes);
-    return status.ok() ? LIBDRIVE2_NO_ERROR : failTransfer("reading", lba, count, std::move(status));
+    return status.ok() ? LIBDRIVE2_NO_ERROR : failTransfer(kReading, lba, count, std::move(status));
 }
 
 _LIBDRIVE2_ERROR_TYPES OSDrive::doWriteSector(std::uint64_t lba, std::uint32_t count, const void* buffer,
                                               std::uint32_t /*bufferBytes*/) {
     const std::uint32_t sectorBytes = getSectorSize();
     DeviceStatus status = m_handle->write(lba * sectorBytes, buffer, std::size_t{count} * sectorBytes);
-    return status.ok() ? LIBDRIVE2_NO_ERROR : failTransfer("writing", lba, count, std::move(status));
+    return status.ok() ? LIBDRIVE2_NO_ERROR : failTransfer(kWriting, lba, count, std::move(status));
 }
 
 _LIBDRIVE2_ERROR_TYPES OSDrive::doSeekSector(std::uint64_t lba) {
     DeviceStatus status = m_handle->seek(lba * getSectorSize());
     if (status.type == LIBDRIVE2_NOT_SUPPORTED)
         return Drive::doSeekSector(lba);
-    return status.ok() ? LIBDRIVE2_NO_ERROR : failTransfer("seeking to", lba, 1, std::move(status));
+    return status.ok() ? LIBDRIVE2_NO_ERROR : failTransfer(kSeeking, lba, 1, std::move(status));
 }
 
 _LIBDRIVE2_ERROR_TYPES OSDrive::doSyncCache() {

@@ -48,10 +48,10 @@ bool OSScsiSBCDrive::reOpenHandle() {
 _LIBDRIVE2_ERROR_TYPES OSScsiSBCDrive::perform(const ScsiRequest& request, const DriveAction& action) {
     const scsi::Outcome outcome = ScsiUnit(*m_passThrough).execute(request);
     if (!outcome.status.ok())
-        return fail(outcome.status.type, describe(action, osLocator()) + " failed: " + outcome.status.text,
+        return fail(outcome.status.type, failureOf(action, osLocator(), outcome.status.text),
                     outcome.status.text);
     if (!outcome.recovered.empty())
-        noteRecovered(describe(action, osLocator()) + " needed recovery by the drive: " + outcome.recovered);
+        noteRecovered(recoveryOf(action, osLocator(), outcome.recovered));
     return LIBDRIVE2_NO_ERROR;
 }
 
@@ -73,7 +73,7 @@ _LIBDRIVE2_ERROR_TYPES OSScsiSBCDrive::doFlushCache() {
     // What was written through the block interface must have left the system first.
     if (const _LIBDRIVE2_ERROR_TYPES error = OSDrive::doFlushCache(); error != LIBDRIVE2_NO_ERROR)
         return error;
-    const _LIBDRIVE2_ERROR_TYPES error = perform(scsi::synchronizeCache(), {"flushing the cache"});
+    const _LIBDRIVE2_ERROR_TYPES error = perform(scsi::synchronizeCache(), {kFlushing});
     return error == LIBDRIVE2_NOT_SUPPORTED ? LIBDRIVE2_NO_ERROR : error;
 }
 

@@ -5,6 +5,7 @@
 #include <new>
 
 #include "zel/Clock.h"
+#include "zel/Words.h"
 
 // How it works: compare all sectors with their original data, write those that differ, and again, until
 // nothing differs or the rounds are used up. What is equal is never written: it may lie in a hole of an image
@@ -46,11 +47,11 @@ bool RangeRestorer::restore(std::uint64_t lba, std::uint32_t count, RestoreOutco
         m_differs.assign(count, true);
         if (m_journal.readOriginal(lba, count, m_original.data(), m_original.size()))
             return putBack(outcome);
-        outcome.reason = m_journal.lastErrorStr();
+        outcome.reason = m_journal.lastErrorStr().shown();
         if (isAsBefore())
             return true;
     } catch (const std::bad_alloc&) {
-        outcome.reason = "there is not enough memory";
+        outcome.reason = zel::words("there is not enough memory");
     }
     outcome.left.push_back({lba, count});
     return false;
@@ -86,7 +87,7 @@ bool RangeRestorer::putBack(RestoreOutcome& outcome) {
     addLeft(outcome);
     if (!differsAnywhere())
         return true;
-    outcome.reason = m_reason.isEmpty() ? "it does not read back as it was" : m_reason;
+    outcome.reason = m_reason.isEmpty() ? zel::words("it does not read back as it was") : m_reason;
     return false;
 }
 
@@ -163,7 +164,7 @@ bool RangeRestorer::attempt(Operation operation) {
             m_setbacks = 0;
             return true;
         }
-        m_reason = m_drive.getLastErrorStr();
+        m_reason = m_drive.lastErrorShown();
         const _LIBDRIVE2_ERROR_TYPES error = m_drive.lastError;
         if (error == LIBDRIVE2_TIMEOUT && ++m_timeouts > kMostTimeouts)
             m_isGone = true;
@@ -201,7 +202,7 @@ bool RangeRestorer::comesBack() {
     if (m_drive.getSectorSize() == m_sectorBytes && m_drive.getSectorCount() == m_sectorCount &&
         (!m_isSameDrive || m_isSameDrive()))
         return true;
-    m_reason = "another drive has taken its place";
+    m_reason = zel::words("another drive has taken its place");
     m_setbacks = kMostSetbacks;
     return false;
 }

@@ -10,6 +10,7 @@
 #include "zel/Clock.h"
 #include "zel/Format.h"
 #include "zel/Log.h"
+#include "zel/Words.h"
 
 namespace libDrive2 {
 
@@ -118,14 +119,15 @@ _LIBDRIVE2_ERROR_TYPES RecordableDrive::sendWriteParameters(const RecordingMetho
                         : LIBDRIVE2_NO_ERROR;
     const auto page = unit.writeParameters();
     if (!page)
-        return fail(unit.why().type, "asking for the write parameters failed: " + unit.why().text);
+        return fail(unit.why().type, zel::worded("asking for the write parameters failed: {reason}",
+                                                 {{"reason", unit.why().text}}));
     mmc::WriteParameters parameters = *how.parameters;
     parameters.isTest = m_isTest;
     parameters.underrunFree =
         how.access == RecordingMethod::Access::sequential && canAvoidUnderrun(unit, profile);
     std::vector<std::uint8_t> list = mmc::writeParameterList(*page, parameters);
     const auto error = sendParameters(mmc::modeSelect10(static_cast<std::uint16_t>(list.size())), list.data(),
-                                      list.size(), "setting the write parameters");
+                                      list.size(), zel::marked("setting the write parameters"));
     return isRefusal(error) && !how.parametersMatter ? LIBDRIVE2_NO_ERROR : error;
 }
 
@@ -189,7 +191,8 @@ _LIBDRIVE2_ERROR_TYPES RecordableDrive::prepareSequential(const RecordingMethod&
     MmcUnit unit(*passThrough());
     const auto disc = unit.discInformation();
     if (!disc)
-        return fail(unit.why().type, "asking for the medium's state failed: " + unit.why().text);
+        return fail(unit.why().type, zel::worded("asking for the medium's state failed: {reason}",
+                                                 {{"reason", unit.why().text}}));
     // A closed medium that cannot be emptied has no free sectors, which is for getFreeSectors() to tell.
     if (!how.blanking || (disc->status == mmc::DiscStatus::blank && !lacks(unit, how.needsFeature)))
         return LIBDRIVE2_NO_ERROR;
@@ -319,7 +322,7 @@ std::uint64_t RecordableDrive::mapNewPosition(std::uint64_t position) {
         m_areaEnd = std::max(m_areaEnd, lba + m_jumpSectors);
         return lba;
     }
-    (void)waitWhileBusy("writing to the medium", kUnitMs, kUnitPollMs);
+    (void)waitWhileBusy(zel::marked("writing to the medium"), kUnitMs, kUnitPollMs);
     const auto track = MmcUnit(*passThrough()).trackInformation(mmc::TrackAddress::track, m_track);
     if (track && track->nextWritable && *track->nextWritable != lba) {
         lba = *track->nextWritable;
@@ -349,9 +352,10 @@ bool RecordableDrive::closeOpenTrack() {
     const RecordingMethod how = method();
     if (how.access == RecordingMethod::Access::none)
         return succeeded(refuseMedium());
-    auto error = finish(mmc::synchronizeCache(0, 0, false), "flushing the cache");
+    auto error = finish(mmc::synchronizeCache(0, 0, false), kFlushing);
     if (error == LIBDRIVE2_NO_ERROR && how.access == RecordingMethod::Access::sequential && m_track != 0)
-        error = finish(mmc::closeTrackSession(mmc::CloseFunction::track, m_track, true), "closing the track");
+        error = finish(mmc::closeTrackSession(mmc::CloseFunction::track, m_track, true),
+                       zel::marked("closing the track"));
     // A track of a CD that is recorded at once ends with the flush; some drives take no command for it then.
     const bool endsItself = how.parameters && how.parameters->type == mmc::WriteType::trackAtOnce;
     return succeeded(isRefusal(error) && endsItself ? LIBDRIVE2_NO_ERROR : error);
@@ -369,7 +373,8 @@ bool RecordableDrive::closeOpenSession() {
         zel::LogFactory::createLogger("libDrive2.RecordableDrive")
             .line(3, "the medium takes one session; it stays open for what is recorded next");
     else if (how.access == RecordingMethod::Access::sequential || formatRuns)
-        error = finish(mmc::closeTrackSession(mmc::CloseFunction::session, 0, true), "closing the session");
+        error = finish(mmc::closeTrackSession(mmc::CloseFunction::session, 0, true),
+                       zel::marked("closing the session"));
     if (error == LIBDRIVE2_NO_ERROR)
         error = doQueryMediumInfo();
     return succeeded(error);

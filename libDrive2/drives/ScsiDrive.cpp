@@ -5,6 +5,7 @@
 #include "libDrive2/drives/ScsiUnit.h"
 #include "libDrive2/drives/TransferPieces.h"
 #include "zel/Format.h"
+#include "zel/Words.h"
 
 namespace libDrive2 {
 
@@ -20,9 +21,10 @@ _LIBDRIVE2_ERROR_TYPES ScsiDrive::doQueryDeviceInfo() {
     DeviceStatus why;
     const std::optional<scsi::Inquiry> inquiry = ScsiUnit(*m_passThrough).inquiry(&why);
     if (!inquiry)
-        return fail(why.ok() ? LIBDRIVE2_DRIVE_ERROR : why.type,
-                    "the drive does not tell what it is: " +
-                        (why.ok() ? zel::String("its answer makes no sense") : why.text));
+        return fail(
+            why.ok() ? LIBDRIVE2_DRIVE_ERROR : why.type,
+            zel::worded("the drive does not tell what it is: {reason}",
+                        {{"reason", why.ok() ? zel::worded("its answer makes no sense") : why.text}}));
     m_isRemovable = inquiry->removable;
     return LIBDRIVE2_NO_ERROR;
 }
@@ -55,14 +57,14 @@ bool ScsiDrive::reOpenHandle() {
 _LIBDRIVE2_ERROR_TYPES ScsiDrive::settle(const scsi::Outcome& outcome, std::size_t bytes,
                                          const DriveAction& action) {
     if (!outcome.status.ok())
-        return fail(outcome.status.type, describe(action, name) + " failed: " + outcome.status.text,
-                    outcome.status.text);
+        return fail(outcome.status.type, failureOf(action, name, outcome.status.text), outcome.status.text);
     if (outcome.transferredBytes < bytes)
         return fail(LIBDRIVE2_LINK_ERROR,
-                    describe(action, name) + zel::format(" failed: only %u of %u bytes were transferred",
-                                                         outcome.transferredBytes, bytes));
+                    failureOf(action, name,
+                              zel::worded("only {done} of {n} bytes were transferred",
+                                          {{"done", outcome.transferredBytes}, {"n", bytes}})));
     if (!outcome.recovered.empty())
-        noteRecovered(describe(action, name) + " needed recovery by the drive: " + outcome.recovered);
+        noteRecovered(recoveryOf(action, name, outcome.recovered));
     return LIBDRIVE2_NO_ERROR;
 }
 
@@ -86,6 +88,6 @@ _LIBDRIVE2_ERROR_TYPES ScsiDrive::transfer(const DriveAction& action, std::uint8
 }
 
 _LIBDRIVE2_ERROR_TYPES ScsiDrive::doFlushCache() {
-    return perform(scsi::synchronizeCache(), {"flushing the cache"});
+    return perform(scsi::synchronizeCache(), {kFlushing});
 }
 }  // namespace libDrive2

@@ -12,6 +12,7 @@
 #include "zel/Clock.h"
 #include "zel/Format.h"
 #include "zel/Log.h"
+#include "zel/Words.h"
 
 namespace libDrive2 {
 
@@ -49,7 +50,8 @@ _LIBDRIVE2_ERROR_TYPES ScsiMMCDrive::doQueryMediumInfo() {
         m_sectorBytes = kSectorBytes;
     }
     return disc || capacity ? LIBDRIVE2_NO_ERROR
-                            : fail(why.type, "asking for the medium's capacity failed: " + why.text);
+                            : fail(why.type, zel::worded("asking for the medium's capacity failed: {reason}",
+                                                         {{"reason", why.text}}));
 }
 
 std::uint32_t ScsiMMCDrive::getSectorSize() {
@@ -122,9 +124,10 @@ _LIBDRIVE2_ERROR_TYPES ScsiMMCDrive::availability() {
         return lastError;
     const ScsiResponse response = passThrough()->execute(scsi::testUnitReady());
     if (response.delivery.type == LIBDRIVE2_NO_ACCESS || response.delivery.type == LIBDRIVE2_TIMEOUT)
-        return lastError = fail(LIBDRIVE2_NO_ACCESS, "the drive does not answer: " + response.delivery.text);
+        return lastError = fail(LIBDRIVE2_NO_ACCESS, zel::worded("the drive does not answer: {reason}",
+                                                                 {{"reason", response.delivery.text}}));
     if (response.delivery.ok() && response.status == kStatusBusy)
-        return lastError = fail(LIBDRIVE2_BUSY, "the drive is busy");
+        return lastError = fail(LIBDRIVE2_BUSY, zel::worded("the drive is busy"));
     return LIBDRIVE2_NO_ERROR;
 }
 
@@ -148,7 +151,7 @@ std::uint16_t ScsiMMCDrive::getOptimalRd(std::uint16_t limit) {
 
 _LIBDRIVE2_ERROR_TYPES ScsiMMCDrive::doReadSector(std::uint64_t lba, std::uint32_t count, void* buffer,
                                                   std::uint32_t bufferBytes) {
-    const auto error = transfer({"reading", lba, count}, static_cast<std::uint8_t*>(buffer), cut(),
+    const auto error = transfer({kReading, lba, count}, static_cast<std::uint8_t*>(buffer), cut(),
                                 [this](std::uint64_t at, std::uint32_t sectors) {
                                     return scsi::read(at, sectors, m_forcesUnitAccess);
                                 });
@@ -167,7 +170,7 @@ _LIBDRIVE2_ERROR_TYPES ScsiMMCDrive::doReadStreaming(std::uint64_t lba, std::uin
     // READ(12) has no room for LBAs beyond 32 bits.
     if (!*m_readsStreaming || lba > kLbaLimit - count)
         return doReadSector(lba, count, buffer, bufferBytes);
-    const auto error = transfer({"reading", lba, count}, static_cast<std::uint8_t*>(buffer), cut(),
+    const auto error = transfer({kReading, lba, count}, static_cast<std::uint8_t*>(buffer), cut(),
                                 [](std::uint64_t at, std::uint32_t sectors) {
                                     return mmc::readStreaming(static_cast<std::uint32_t>(at), sectors);
                                 });
@@ -202,7 +205,7 @@ _LIBDRIVE2_ERROR_TYPES ScsiMMCDrive::writePiece(std::uint64_t lba, std::uint32_t
     const zel::Stopwatch watch;
     _LIBDRIVE2_ERROR_TYPES error{};
     while (true) {
-        error = transfer({"writing", lba, count}, data, cut(), [](std::uint64_t at, std::uint32_t sectors) {
+        error = transfer({kWriting, lba, count}, data, cut(), [](std::uint64_t at, std::uint32_t sectors) {
             ScsiRequest request = scsi::write(at, sectors, false);
             request.timeoutMs = kWriteMs;
             return request;
@@ -217,7 +220,7 @@ _LIBDRIVE2_ERROR_TYPES ScsiMMCDrive::doSeekSector(std::uint64_t lba) {
     if (lba >= kLbaLimit)
         return fail(LIBDRIVE2_BAD_ARGUMENT,
                     zel::format("sector %u lies beyond the end of any optical medium", lba));
-    const auto error = perform(scsi::seek(static_cast<std::uint32_t>(lba)), {"seeking to", lba, 1});
+    const auto error = perform(scsi::seek(static_cast<std::uint32_t>(lba)), {kSeeking, lba, 1});
     // Without the VERIFY of disks, which few optical drives know.
     // NOLINTNEXTLINE(bugprone-parent-virtual-call)
     return error == LIBDRIVE2_NOT_SUPPORTED ? Drive::doSeekSector(lba) : error;

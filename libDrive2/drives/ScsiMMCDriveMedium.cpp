@@ -9,6 +9,7 @@
 #include "libDrive2/drives/ScsiUnit.h"
 #include "zel/Clock.h"
 #include "zel/Format.h"
+#include "zel/Words.h"
 
 /// Operations of optical drives on the medium as a whole, which take long.
 
@@ -44,8 +45,7 @@ _LIBDRIVE2_ERROR_TYPES ScsiMMCDrive::sendParameters(ScsiRequest request, void* p
                                                     const char* what) {
     request = scsi::withData(request, parameters, bytes);
     const DeviceStatus status = ScsiUnit(*passThrough()).execute(request).status;
-    return status.ok() ? LIBDRIVE2_NO_ERROR
-                       : fail(status.type, describe({what}, name) + " failed: " + status.text);
+    return status.ok() ? LIBDRIVE2_NO_ERROR : fail(status.type, failureOf({what}, name, status.text));
 }
 
 _LIBDRIVE2_ERROR_TYPES ScsiMMCDrive::waitWhileBusy(const char* what, std::uint32_t timeoutMs,
@@ -58,25 +58,27 @@ _LIBDRIVE2_ERROR_TYPES ScsiMMCDrive::waitWhileBusy(const char* what, std::uint32
         if (!progress.isMute)
             mute = zel::Stopwatch();
         else if (mute.elapsedMilliseconds() >= kMostMuteMs)
-            return fail(LIBDRIVE2_BUSY, describe({what}, name) + " failed: " + progress.status.text);
+            return fail(LIBDRIVE2_BUSY, failureOf({what}, name, progress.status.text));
         if (!progress.busy)
-            return progress.status.ok() ? LIBDRIVE2_NO_ERROR
-                                        : fail(progress.status.type,
-                                               describe({what}, name) + " failed: " + progress.status.text);
+            return progress.status.ok()
+                       ? LIBDRIVE2_NO_ERROR
+                       : fail(progress.status.type, failureOf({what}, name, progress.status.text));
         if (const std::uint32_t elapsed = watch.elapsedMilliseconds(); elapsed >= timeoutMs) {
-            zel::String text = describe({what}, name) +
-                               zel::format(" did not end within %u s: ", timeoutMs / 1000) +
-                               progress.status.text;
-            if (progress.percent)
-                text += zel::format(", %u %% are done", *progress.percent);
-            return fail(LIBDRIVE2_TIMEOUT, text);
+            const zel::Wording text = zel::worded("{action} did not end within {n} s: {reason}",
+                                                  {{"action", describe({what}, name)},
+                                                   {"n", timeoutMs / 1000},
+                                                   {"reason", progress.status.text}});
+            return fail(LIBDRIVE2_TIMEOUT, progress.percent
+                                               ? zel::worded("{reason}, {n} % are done",
+                                                             {{"reason", text}, {"n", *progress.percent}})
+                                               : text);
         }
         zel::System::mssleep(std::max(intervalMs, 1U));
     }
 }
 
 bool ScsiMMCDrive::waitForWrite(std::uint32_t timeoutMs, std::uint32_t intervalMs) {
-    return succeeded(waitWhileBusy("writing to the medium", timeoutMs, intervalMs));
+    return succeeded(waitWhileBusy(zel::marked("writing to the medium"), timeoutMs, intervalMs));
 }
 
 bool ScsiMMCDrive::synchronizeCache(std::uint64_t lba, std::uint32_t count, bool immediate) {
@@ -87,14 +89,14 @@ bool ScsiMMCDrive::synchronizeCache(std::uint64_t lba, std::uint32_t count, bool
     return succeeded(perform(
         mmc::synchronizeCache(static_cast<std::uint32_t>(lba),
                               throughEnd ? std::uint16_t{0} : static_cast<std::uint16_t>(count), immediate),
-        {"flushing the cache"}));
+        {kFlushing}));
 }
 
 _LIBDRIVE2_ERROR_TYPES ScsiMMCDrive::blankMedia(BlankType type, bool immediate, std::uint32_t timeoutMs) {
-    auto error =
-        perform(mmc::blank(type, immediate, immediate ? kAcceptMs : timeoutMs), {"blanking the medium"});
+    auto error = perform(mmc::blank(type, immediate, immediate ? kAcceptMs : timeoutMs),
+                         {zel::marked("blanking the medium")});
     if (error == LIBDRIVE2_NO_ERROR && immediate)
-        error = waitWhileBusy("blanking the medium", timeoutMs, kLongPollMs);
+        error = waitWhileBusy(zel::marked("blanking the medium"), timeoutMs, kLongPollMs);
     if (error == LIBDRIVE2_NO_ERROR)
         error = doQueryMediumInfo();
     return lastError = error;
@@ -106,7 +108,8 @@ _LIBDRIVE2_ERROR_TYPES ScsiMMCDrive::formatUnit(bool immediate, std::uint32_t ti
     const auto capacities = unit.formatCapacities();
     if (!capacities)
         return lastError =
-                   fail(unit.why().type, "asking for the medium's formats failed: " + unit.why().text);
+                   fail(unit.why().type, zel::worded("asking for the medium's formats failed: {reason}",
+                                                     {{"reason", unit.why().text}}));
     const auto* choice = chooseFormat(*capacities, profile);
     if (choice == nullptr)
         return lastError = fail(LIBDRIVE2_NOT_SUPPORTED, "the drive offers no format for this medium");
@@ -115,7 +118,7 @@ _LIBDRIVE2_ERROR_TYPES ScsiMMCDrive::formatUnit(bool immediate, std::uint32_t ti
     std::vector<std::uint8_t> list = mmc::formatParameterList(*choice, immediate, restart);
     const auto send = [&] {
         return sendParameters(mmc::formatUnit(immediate ? kAcceptMs : timeoutMs), list.data(), list.size(),
-                              "formatting the medium");
+                              zel::marked("formatting the medium"));
     };
     auto error = send();
     if (error == LIBDRIVE2_NOT_SUPPORTED && immediate) {
@@ -123,7 +126,7 @@ _LIBDRIVE2_ERROR_TYPES ScsiMMCDrive::formatUnit(bool immediate, std::uint32_t ti
         error = send();
     }
     if (error == LIBDRIVE2_NO_ERROR && immediate)
-        error = waitWhileBusy("formatting the medium", timeoutMs, kLongPollMs);
+        error = waitWhileBusy(zel::marked("formatting the medium"), timeoutMs, kLongPollMs);
     if (error == LIBDRIVE2_NO_ERROR)
         error = doQueryMediumInfo();
     return lastError = error;

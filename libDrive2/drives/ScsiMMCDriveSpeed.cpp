@@ -9,6 +9,7 @@
 #include "libDrive2/drives/MmcUnit.h"
 #include "zel/Format.h"
 #include "zel/Log.h"
+#include "zel/Words.h"
 
 /// Speeds of optical drives.
 
@@ -61,7 +62,8 @@ bool ScsiMMCDrive::getNominalPerformance(zel::Array<::scsi::mmc_performance_nom_
         writing, static_cast<std::uint16_t>(std::min(maxDescriptors, kMaxDescriptors)));
     if (!found)
         return succeeded(
-            fail(unit.why().type, "asking for the drive's performance failed: " + unit.why().text));
+            fail(unit.why().type, zel::worded("asking for the drive's performance failed: {reason}",
+                                              {{"reason", unit.why().text}})));
     for (const auto& descriptor : *found)
         descriptors.append(descriptor);
     return succeeded(LIBDRIVE2_NO_ERROR);
@@ -76,7 +78,8 @@ bool ScsiMMCDrive::getReadWriteSpeeds(zel::Array<zel_write_speed_desc_t>& descri
             found = speedsOfFamily(*listed, mmc::mediaKind(getCurrentProfile()).kilobytesPerSecond);
     if (!found)
         return succeeded(
-            fail(unit.why().type, "asking for the drive's write speeds failed: " + unit.why().text));
+            fail(unit.why().type, zel::worded("asking for the drive's write speeds failed: {reason}",
+                                              {{"reason", unit.why().text}})));
     if (found->empty())
         found->push_back({{}, {}, 0, 0, kUnknownSpeed});
     for (const auto& descriptor : *found)
@@ -86,12 +89,13 @@ bool ScsiMMCDrive::getReadWriteSpeeds(zel::Array<zel_write_speed_desc_t>& descri
 
 bool ScsiMMCDrive::setCDSpeed(std::uint8_t rotationControl, std::uint16_t readSpeed,
                               std::uint16_t writeSpeed) {
-    return succeeded(perform(mmc::setCdSpeed(rotationControl, readSpeed, writeSpeed), {"setting the speed"}));
+    return succeeded(
+        perform(mmc::setCdSpeed(rotationControl, readSpeed, writeSpeed), {zel::marked("setting the speed")}));
 }
 
 bool ScsiMMCDrive::setStreamingPerformance(::scsi::mmc_performance_desc_t descriptor) {
     return succeeded(sendParameters(mmc::setStreaming(sizeof descriptor), &descriptor, sizeof descriptor,
-                                    "setting the speed"));
+                                    zel::marked("setting the speed")));
 }
 
 bool ScsiMMCDrive::setReadWriteSpeed(const zel_write_speed_desc_t& descriptor) {

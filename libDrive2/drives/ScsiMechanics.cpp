@@ -5,6 +5,7 @@
 #include "libDrive2/OSDrive.h"
 #include "libDrive2/commands/ScsiCommands.h"
 #include "libDrive2/drives/DriveAction.h"
+#include "zel/Words.h"
 
 namespace libDrive2 {
 
@@ -15,13 +16,13 @@ _LIBDRIVE2_ERROR_TYPES ScsiMechanics<Base>::doSeekSector(std::uint64_t lba) {
     const bool reachesAll =
         this->getSectorCount() <= std::uint64_t{std::numeric_limits<std::uint32_t>::max()} + 1;
     if (m_seekMethod == SeekMethod::seek && reachesAll) {
-        const auto error = perform(scsi::seek(static_cast<std::uint32_t>(lba)), {"seeking to", lba, 1});
+        const auto error = perform(scsi::seek(static_cast<std::uint32_t>(lba)), {kSeeking, lba, 1});
         if (error != LIBDRIVE2_NOT_SUPPORTED)
             return error;
         m_seekMethod = SeekMethod::verify;
     }
     if (m_seekMethod != SeekMethod::read) {
-        const auto error = perform(scsi::verify(lba, 1), {"seeking to", lba, 1});
+        const auto error = perform(scsi::verify(lba, 1), {kSeeking, lba, 1});
         if (error != LIBDRIVE2_NOT_SUPPORTED)
             return error;
         m_seekMethod = SeekMethod::read;
@@ -31,24 +32,24 @@ _LIBDRIVE2_ERROR_TYPES ScsiMechanics<Base>::doSeekSector(std::uint64_t lba) {
 
 template <class Base>
 _LIBDRIVE2_ERROR_TYPES ScsiMechanics<Base>::doStartDrive() {
-    return perform(scsi::startStopUnit(scsi::StartStop::start), {"starting the motor"});
+    return perform(scsi::startStopUnit(scsi::StartStop::start), {zel::marked("starting the motor")});
 }
 template <class Base>
 _LIBDRIVE2_ERROR_TYPES ScsiMechanics<Base>::doStopDrive() {
-    return perform(scsi::startStopUnit(scsi::StartStop::stop), {"stopping the motor"});
+    return perform(scsi::startStopUnit(scsi::StartStop::stop), {zel::marked("stopping the motor")});
 }
 template <class Base>
 _LIBDRIVE2_ERROR_TYPES ScsiMechanics<Base>::doPreventMediumRemoval(bool prevent) {
     return perform(scsi::preventMediumRemoval(prevent),
-                   {prevent ? "locking the medium" : "releasing the medium"});
+                   {prevent ? zel::marked("locking the medium") : zel::marked("releasing the medium")});
 }
 template <class Base>
 _LIBDRIVE2_ERROR_TYPES ScsiMechanics<Base>::doEjectDrive() {
-    return perform(scsi::startStopUnit(scsi::StartStop::eject), {"ejecting the medium"});
+    return perform(scsi::startStopUnit(scsi::StartStop::eject), {zel::marked("ejecting the medium")});
 }
 template <class Base>
 _LIBDRIVE2_ERROR_TYPES ScsiMechanics<Base>::doLoadDrive() {
-    return perform(scsi::startStopUnit(scsi::StartStop::load), {"loading the medium"});
+    return perform(scsi::startStopUnit(scsi::StartStop::load), {zel::marked("loading the medium")});
 }
 
 template class ScsiMechanics<Drive>;

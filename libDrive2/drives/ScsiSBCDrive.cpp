@@ -7,6 +7,7 @@
 #include "libDrive2/drives/DriveAction.h"
 #include "libDrive2/drives/ScsiUnit.h"
 #include "libDrive2/drives/TransferPieces.h"
+#include "zel/Words.h"
 
 namespace libDrive2 {
 
@@ -51,7 +52,8 @@ _LIBDRIVE2_ERROR_TYPES ScsiSBCDrive::doQueryMediumInfo() {
     const auto capacity = unit.capacity(inquiry && inquiry->version >= kVersionSpc3, why);
     if (!capacity) {
         setCapacity(0, 0, 0);
-        return fail(why.type, "asking for the drive's capacity failed: " + why.text);
+        return fail(why.type,
+                    zel::worded("asking for the drive's capacity failed: {reason}", {{"reason", why.text}}));
     }
     setCapacity(capacity->sectors, capacity->sectorBytes, capacity->physicalSectorBytes);
     const auto parameters = unit.modeParameters();
@@ -109,7 +111,7 @@ _LIBDRIVE2_ERROR_TYPES ScsiSBCDrive::doReadSector(std::uint64_t lba, std::uint32
                                                   std::uint32_t /*bufferBytes*/) {
     const bool forced = isRepeat() && m_supportsForceUnitAccess;
     return transfer(
-        {"reading", lba, count}, static_cast<std::uint8_t*>(buffer), cut(),
+        {kReading, lba, count}, static_cast<std::uint8_t*>(buffer), cut(),
         [forced](std::uint64_t at, std::uint32_t sectors) { return scsi::read(at, sectors, forced); });
 }
 
@@ -118,7 +120,7 @@ _LIBDRIVE2_ERROR_TYPES ScsiSBCDrive::doWriteSector(std::uint64_t lba, std::uint3
     const bool forced = isRepeat() && m_supportsForceUnitAccess;
     // The transport takes one pointer for both directions; a write only reads from it.
     return transfer(
-        {"writing", lba, count}, static_cast<std::uint8_t*>(const_cast<void*>(buffer)), cut(),
+        {kWriting, lba, count}, static_cast<std::uint8_t*>(const_cast<void*>(buffer)), cut(),
         [forced](std::uint64_t at, std::uint32_t sectors) { return scsi::write(at, sectors, forced); });
 }
 

@@ -3,6 +3,7 @@
 #include "libDrive2/commands/ScsiCommands.h"
 #include "libDrive2/commands/UfiCommands.h"
 #include "libDrive2/drives/ScsiUnit.h"
+#include "zel/Words.h"
 
 namespace libDrive2 {
 
@@ -54,7 +55,7 @@ _LIBDRIVE2_ERROR_TYPES UFIFloppyDrive::doQueryMediumInfo() {
     }
     setCapacity(0, 0, 0);
     return found->medium == Medium::none
-               ? fail(LIBDRIVE2_NO_ACCESS, "there is no floppy in the drive")
+               ? fail(LIBDRIVE2_NO_ACCESS, zel::worded("there is no floppy in the drive"))
                : fail(LIBDRIVE2_MEDIA_ERROR, "the floppy is not formatted: format it first");
 }
 

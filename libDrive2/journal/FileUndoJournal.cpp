@@ -7,6 +7,7 @@
 
 #include "libDrive2/journal/FileHeader.h"
 #include "zel/Format.h"
+#include "zel/Words.h"
 
 // Why a crash at any instant loses nothing:
 // - The file's header stands in it twice, durably, before anything else is written.
@@ -78,7 +79,7 @@ std::unique_ptr<UndoJournal> UndoJournal::create(SharedBlockHandle file, const J
         settings.verifyRestores);
     if (created->begin())
         return created;
-    reason = created->lastErrorStr();
+    reason = created->lastErrorStr().shown();
     return nullptr;
 }
 
@@ -95,21 +96,24 @@ bool FileUndoJournal::begin() {
     for (std::uint32_t i = 0; i < journal::kFileHeaders; ++i)
         if (!journal::encode(m_header, journal::FileHeaderBytes(copies.data() + i * journal::kFileHeaderBytes,
                                                                 journal::kFileHeaderBytes)))
-            return fail("what identifies the drive is too long for the journal");
-    return take(m_file->write(0, copies.data(), copies.size()), "its header could not be written") && flush();
+            return fail(zel::worded("what identifies the drive is too long for the journal"));
+    return take(m_file->write(0, copies.data(), copies.size()),
+                zel::marked("its header could not be written")) &&
+           flush();
 }
 
-bool FileUndoJournal::fail(zel::String text) {
+bool FileUndoJournal::fail(zel::Wording text) {
     m_error = std::move(text);
     return false;
 }
 
 bool FileUndoJournal::take(const DeviceStatus& status, const char* what) {
-    return status.ok() || fail(zel::format("%s: %s", what, status.text));
+    return status.ok() || fail(zel::worded("{problem}: {reason}",
+                                           {{"problem", zel::worded(what)}, {"reason", status.text}}));
 }
 
 bool FileUndoJournal::flush() {
-    if (!take(m_file->flush(), "it could not be made durable"))
+    if (!take(m_file->flush(), zel::marked("it could not be made durable")))
         return false;
     for (Slot& slot : m_slots)
         slot.isDurable = true;
@@ -119,13 +123,14 @@ bool FileUndoJournal::flush() {
 /// Whole blocks directly from the caller's buffer; only the rest is copied.
 bool FileUndoJournal::writePadded(std::uint64_t offset, Bytes data) {
     const std::size_t whole = data.size() / kBlockBytes * kBlockBytes;
-    if (whole > 0 && !take(m_file->write(offset, data.data(), whole), "it could not be written"))
+    if (whole > 0 && !take(m_file->write(offset, data.data(), whole), zel::marked("it could not be written")))
         return false;
     if (whole == data.size())
         return true;
     std::memset(m_block.data(), 0, kBlockBytes);
     std::memcpy(m_block.data(), data.data() + whole, data.size() - whole);
-    return take(m_file->write(offset + whole, m_block.data(), kBlockBytes), "it could not be written");
+    return take(m_file->write(offset + whole, m_block.data(), kBlockBytes),
+                zel::marked("it could not be written"));
 }
 
 bool FileUndoJournal::expectWrites(const void* data, std::size_t bytes) {
@@ -169,18 +174,18 @@ bool FileUndoJournal::writeExpected(std::size_t knownBytes) {
     const Checksum root = CheckedData::sum(m_expected, table.data());
     if (!take(m_file->write(offset + kBlockBytes + journal::roundUp(m_expected.size()), table.data(),
                             table.size()),
-              "it could not be written"))
+              zel::marked("it could not be written")))
         return false;
     encode(journal::ExpectedHeader{m_header.session, m_expected.size(), root},
            Block(m_block.data(), kBlockBytes));
-    return take(m_file->write(offset, m_block.data(), kBlockBytes), "it could not be written");
+    return take(m_file->write(offset, m_block.data(), kBlockBytes), zel::marked("it could not be written"));
 }
 
 bool FileUndoJournal::mayProtect(std::uint64_t lba, std::uint32_t count, std::size_t bytes) {
     if (m_isClosed)
         return fail("it is closed");
     if (!m_isExpectedWritten)
-        return fail("the patterns of the test could not be written to it");
+        return fail(zel::worded("the patterns of the test could not be written to it"));
     if (count == 0 || bytes != std::size_t{count} * m_header.drive.sectorBytes)
         return fail(zel::format("%u bytes are not the data of %u sectors", bytes, count));
     if (bytes > m_header.slotBytes)
@@ -189,16 +194,17 @@ bool FileUndoJournal::mayProtect(std::uint64_t lba, std::uint32_t count, std::si
     // copy of what a test left there.
     for (const Slot& slot : m_slots)
         if (slot.isOpen && lba < slot.header.lba + slot.header.count && slot.header.lba < lba + count)
-            return fail(
-                zel::format("sectors %u through %u are still in it, because they could not be put back",
-                            slot.header.lba, slot.header.lba + slot.header.count - 1));
+            return fail(zel::worded(
+                "sectors {first} through {last} are still in it, because they could not be put back",
+                {{"first", slot.header.lba}, {"last", slot.header.lba + slot.header.count - 1}}));
     return true;
 }
 
 bool FileUndoJournal::chooseSlot(std::uint32_t& index) {
     index = m_slots[m_next].isOpen ? 1 - m_next : m_next;
     if (m_slots[index].isOpen)
-        return fail("it is full: the data of two chunks is in it, because they could not be put back");
+        return fail(
+            zel::worded("it is full: the data of two chunks is in it, because they could not be put back"));
     return m_slots[index].isSpoilt ? clear(index) : m_slots[index].isDurable || flush();
 }
 
@@ -235,7 +241,7 @@ bool FileUndoJournal::fill(std::uint32_t index, Bytes data) {
     const auto bytes = kBlockBytes + static_cast<std::size_t>(CheckedData::tableBytes(data.size()));
     return writePadded(offsetOf(index) + journal::dataAt(m_header.slotBytes), data) &&
            take(m_file->write(offsetOf(index) + journal::kSlotHeaderAt, m_filling.data(), bytes),
-                "it could not be written");
+                zel::marked("it could not be written"));
 }
 
 /// Into the slot's header or its note.
@@ -243,7 +249,8 @@ bool FileUndoJournal::writeMark(std::uint32_t index, std::uint64_t at, SlotMark 
     journal::SlotHeader header = m_slots[index].header;
     header.mark = mark;
     encode(header, Block(m_block.data(), kBlockBytes));
-    return take(m_file->write(offsetOf(index) + at, m_block.data(), kBlockBytes), "it could not be written");
+    return take(m_file->write(offsetOf(index) + at, m_block.data(), kBlockBytes),
+                zel::marked("it could not be written"));
 }
 
 /// Header and note with one write.
@@ -251,7 +258,7 @@ bool FileUndoJournal::writeDone(std::uint32_t index) {
     m_slots[index].isDurable = false;
     journal::encodeDone(m_slots[index].header, m_marks);
     return take(m_file->write(offsetOf(index) + journal::kNoteAt, m_marks.data(), m_marks.size()),
-                "it could not be written");
+                zel::marked("it could not be written"));
 }
 
 FileUndoJournal::Slot* FileUndoJournal::findOpen(std::uint64_t lba, std::uint32_t count) {
@@ -260,7 +267,8 @@ FileUndoJournal::Slot* FileUndoJournal::findOpen(std::uint64_t lba, std::uint32_
     });
     if (found != std::end(m_slots))
         return found;
-    fail(zel::format("it does not hold sectors %u through %u", lba, lba + count - 1));
+    fail(zel::worded("it does not hold sectors {first} through {last}",
+                     {{"first", lba}, {"last", lba + count - 1}}));
     return nullptr;
 }
 
@@ -272,7 +280,7 @@ bool FileUndoJournal::holdsOriginal(std::uint64_t lba, std::uint32_t count, cons
         return false;
     return (bytes == slot->header.dataBytes &&
             CheckedData::rootOf(asBytes(data, bytes)) == slot->header.root) ||
-           fail("the sectors do not hold their original data");
+           fail(zel::worded("the sectors do not hold their original data"));
 }
 
 bool FileUndoJournal::readOriginal(std::uint64_t lba, std::uint32_t count, void* data, std::size_t bytes) {
@@ -283,7 +291,8 @@ bool FileUndoJournal::readOriginal(std::uint64_t lba, std::uint32_t count, void*
     const CheckedData kept(*m_file, {offset + journal::dataAt(m_header.slotBytes), offset + journal::kTableAt,
                                      bytes, slot->header.root});
     if (!kept.isWhole())
-        return fail(kept.wasReadable() ? "what it holds of the sectors is damaged" : "it could not be read");
+        return fail(kept.wasReadable() ? zel::worded("what it holds of the sectors is damaged")
+                                       : zel::worded("it could not be read"));
     std::memcpy(data, kept.bytes().data(), bytes);
     return true;
 }
@@ -302,7 +311,7 @@ bool FileUndoJournal::hasOpenSlots() const {
 
 bool FileUndoJournal::close() {
     m_isClosed = true;
-    return hasOpenSlots() ? fail("it still holds sectors that were not put back") : flush();
+    return hasOpenSlots() ? fail(zel::worded("it still holds sectors that were not put back")) : flush();
 }
 
 }  // namespace libDrive2

@@ -20,7 +20,7 @@ public:
     bool holdsOriginal(std::uint64_t lba, std::uint32_t count, const void* data, std::size_t bytes) override;
     bool readOriginal(std::uint64_t lba, std::uint32_t count, void* data, std::size_t bytes) override;
     bool release(std::uint64_t lba, std::uint32_t count) override;
-    [[nodiscard]] zel::String lastErrorStr() const override { return m_error; }
+    [[nodiscard]] zel::Wording lastErrorStr() const override { return m_error; }
     [[nodiscard]] bool hasOpenSlots() const override;
     bool close() override;
 
@@ -35,7 +35,7 @@ private:
         std::size_t operator()(const Checksum& sum) const { return static_cast<std::size_t>(sum.low); }
     };
 
-    bool fail(zel::String text);
+    bool fail(zel::Wording text);
     bool take(const DeviceStatus& status, const char* what);
     bool mayProtect(std::uint64_t lba, std::uint32_t count, std::size_t bytes);
     bool chooseSlot(std::uint32_t& index);
@@ -62,7 +62,7 @@ private:
     zel::Buffer m_block;
     zel::Buffer m_marks;    ///< a slot's note and header
     zel::Buffer m_filling;  ///< a slot's header and table
-    zel::String m_error;
+    zel::Wording m_error;
 };
 
 }  // namespace libDrive2

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "libDrive2/journal/FileHeader.h"
+#include "zel/Words.h"
 
 // A journal may be deleted only when it proves that nothing of it is needed, so whatever cannot be understood
 // counts as needed. What a slot's header and note prove is told in SlotJudge.cpp. Where they leave open
@@ -18,7 +19,7 @@ using journal::SlotFate;
 namespace {
 
 constexpr const char* kOtherVersion =
-    "the journal was written by another version of the program: use that one";
+    zel::marked("the journal was written by another version of the program: use that one");
 
 Bytes bytesOf(const zel::Buffer& buffer) {
     return {buffer.data(), buffer.size()};
@@ -36,7 +37,7 @@ JournalContents readJournal(BlockHandle& file) {
 
 void JournalReader::reject(JournalState state, const char* problem) {
     m_contents.state = state;
-    m_contents.problem = problem;
+    m_contents.problem = zel::words(problem);
 }
 
 /// False too where the file ends before.
@@ -75,7 +76,7 @@ bool JournalReader::readHeader() {
         reject(isOther   ? JournalState::otherVersion
                : isEmpty ? JournalState::unused
                          : JournalState::truncated,
-               isOther ? kOtherVersion : "the file is shorter than a journal's header");
+               isOther ? kOtherVersion : zel::marked("the file is shorter than a journal's header"));
         return false;
     }
     std::vector<zel::Buffer> copies(journal::kFileHeaders);
@@ -91,7 +92,7 @@ bool JournalReader::readHeader() {
     }
     if (m_file.info().bytes >= UndoJournal::fileBytes(m_contents.header.slotBytes, 0))
         return true;
-    reject(JournalState::truncated, "the file is shorter than its header says");
+    reject(JournalState::truncated, zel::marked("the file is shorter than its header says"));
     return false;
 }
 
@@ -126,13 +127,15 @@ void JournalReader::judgeBrokenHeader(const std::vector<zel::Buffer>& copies) {
     if (copies[0].size() > 0 && journal::beginningOf(bytesOf(copies[0])) == Beginning::otherVersion)
         reject(JournalState::otherVersion, kOtherVersion);
     else if (!isReadable)
-        reject(JournalState::unreadable, "the file's header cannot be read");
+        reject(JournalState::unreadable, zel::marked("the file's header cannot be read"));
     else if (has(Beginning::other) && !has(Beginning::cutOff))
-        reject(JournalState::notAJournal, "the file is no journal, or its beginning is damaged");
+        reject(JournalState::notAJournal, zel::marked("the file is no journal, or its beginning is damaged"));
     else if (!has(Beginning::other) && !isSecondOther && isFirstSlotBlank())
-        reject(JournalState::unused, "the run ended before it protected anything: nothing was overwritten");
+        reject(JournalState::unused,
+               zel::marked("the run ended before it protected anything: nothing was overwritten"));
     else
-        reject(JournalState::damaged, "the journal's header is damaged: it does not fit its checksum");
+        reject(JournalState::damaged,
+               zel::marked("the journal's header is damaged: it does not fit its checksum"));
 }
 
 JournalReader::Found JournalReader::readMarks(std::uint64_t slotOffset) {

@@ -5,8 +5,11 @@
 #include "libDrive2/journal/SlotMarks.h"
 #include "libDrive2/journal/SlotRecovery.h"
 #include "zel/Format.h"
+#include "zel/Words.h"
 
 namespace libDrive2 {
+
+using zel::words;
 
 namespace {
 
@@ -31,12 +34,12 @@ zel::String refusal(const RecoveryTask& task, RecoveryReport& report) {
         return journal.problem;
     report.isOtherDrive = !task.force && !mayBeItsDrive(task);
     if (report.isOtherDrive)
-        return zel::format("the journal is of another drive (%s), not of this one (%s)",
-                           journal.header.drive.describe(), task.driveIdentity.describe());
+        return words("the journal is of another drive ({other}), not of this one ({drive})",
+                     {{"other", journal.header.drive.describe()}, {"drive", task.driveIdentity.describe()}});
     if (!hasItsSize(task))
-        return zel::format(
-            "the drive has another size than when the journal was written: %u bytes in sectors of %u",
-            task.drive->info().bytes, task.drive->info().logicalSectorBytes);
+        return words(
+            "the drive has another size than when the journal was written: {n} bytes in sectors of {bytes}",
+            {{"n", task.drive->info().bytes}, {"bytes", task.drive->info().logicalSectorBytes}});
     return {};
 }
 
@@ -53,17 +56,23 @@ zel::String findChanges(const RecoveryTask& task, RecoveryReport& report) {
     report.fingerprint = compareFingerprint(*task.drive, journal.header.fingerprint, except);
     if (report.fingerprint.changed == 0 || task.force)
         return {};
-    return zel::format(
-        "%u of %u places looked at on the drive, the first at sector %u, have changed since the run began: "
-        "somebody has written to it since, or it is another drive%s",
-        report.fingerprint.changed, report.fingerprint.compared, report.fingerprint.firstChanged,
-        isUnknown ? "; or the run did, in sectors that the damaged journal no longer knows" : "");
+    const std::string changes = words(
+        "{changed} of {all} places looked at on the drive, the first at sector {lba}, have changed since the "
+        "run "
+        "began: somebody has written to it since, or it is another drive",
+        {{"changed", report.fingerprint.changed},
+         {"all", report.fingerprint.compared},
+         {"lba", report.fingerprint.firstChanged}});
+    return isUnknown ? words("{reason}; or the run did, in sectors that the damaged journal no longer knows",
+                             {{"reason", changes}})
+                     : changes;
 }
 
 /// What a killed run left may only be remembered by the host; marks must not become durable before it.
 zel::String settleFile(const RecoveryTask& task) {
     const DeviceStatus status = task.dryRun ? DeviceStatus{} : task.journalFile->flush();
-    return status.ok() ? zel::String() : "the journal could not be made durable: " + status.text;
+    return status.ok() ? std::string()
+                       : words("the journal could not be made durable: {reason}", {{"reason", status.text}});
 }
 
 /// Newest first: what a later slot protected may have been written over an earlier one.
@@ -101,7 +110,8 @@ RecoveryReport recover(const RecoveryTask& task) {
                 closed.ok())
                 --report.slotsLeft;
             else
-                report.problem = "the journal could not be written: " + closed.text;
+                report.problem =
+                    words("the journal could not be written: {reason}", {{"reason", closed.text}});
         }
         slot.addTo(report);
     }

@@ -1,6 +1,7 @@
 #include "libDrive2/journal/SlotMarks.h"
 
 #include "libDrive2/journal/JournalLayout.h"
+#include "zel/Words.h"
 
 namespace libDrive2 {
 
@@ -36,7 +37,7 @@ DeviceStatus findSlot(BlockHandle& file, std::uint64_t slotOffset, const Journal
                    ? DeviceStatus{}
                    : writeMarked(file, slotOffset + journal::kSlotHeaderAt, header, journal::SlotMark::open);
     }
-    return {LIBDRIVE2_NO_ACCESS, "it cannot be read, or was changed meanwhile"};
+    return {LIBDRIVE2_NO_ACCESS, zel::worded("it cannot be read, or was changed meanwhile")};
 }
 
 }  // namespace

@@ -4,8 +4,11 @@
 #include <cstring>
 
 #include "libDrive2/journal/SlotMarks.h"
+#include "zel/Words.h"
 
 namespace libDrive2 {
+
+using zel::words;
 
 namespace {
 
@@ -89,7 +92,7 @@ bool SlotRecovery::run() {
 void SlotRecovery::readSector(std::uint32_t index) {
     const DeviceStatus status =
         m_isDriveGone
-            ? DeviceStatus{LIBDRIVE2_NO_ACCESS, "the drive is gone"}
+            ? DeviceStatus{LIBDRIVE2_NO_ACCESS, zel::worded("the drive is gone")}
             : m_task.drive->read(offsetOf(index), m_found.data() + index * m_sectorBytes, m_sectorBytes);
     m_isDriveGone = m_isDriveGone || status.type == LIBDRIVE2_NO_ACCESS;
     m_held[index] = Held::known;
@@ -98,7 +101,7 @@ void SlotRecovery::readSector(std::uint32_t index) {
     else if (!status.ok())
         m_held[index] = Held::unreachable;
     if (m_held[index] == Held::unreachable)
-        fail(index, "it could not be read: " + status.text);
+        fail(index, words("it could not be read: {reason}", {{"reason", status.text}}));
 }
 
 /// The whole range at once; sector by sector, of those asked for, where that fails.
@@ -127,7 +130,7 @@ void SlotRecovery::loseSectors() {
         for (std::uint64_t lba = span.lba; lba < span.lba + span.count; ++lba) {
             const auto index = static_cast<std::uint32_t>(lba - m_slot.lba);
             m_isLost[index] = true;
-            fail(index, "the journal's own medium lost its data");
+            fail(index, words("the journal's own medium lost its data"));
         }
 }
 
@@ -168,7 +171,8 @@ void SlotRecovery::noteTorn() {
         return;
     for (std::uint32_t i = 0; i < m_slot.count; ++i)
         if (m_findings[i] == SectorFinding::torn)
-            fail(i, "it was not overwritten, as the journal could not be written: " + status.text);
+            fail(i, words("it was not overwritten, as the journal could not be written: {reason}",
+                          {{"reason", status.text}}));
 }
 
 /// Before they are overwritten: an unlucky coincidence may look like a torn sector.
@@ -179,7 +183,7 @@ void SlotRecovery::saveFound() {
             if (m_task.sink->saveSectors(m_slot.lba + first, found(first, count), RecoverySink::What::found))
                 return;
             for (std::uint32_t i = first; i < first + count; ++i)
-                fail(i, "what was found there could not be exported, so it was not overwritten");
+                fail(i, words("what was found there could not be exported, so it was not overwritten"));
         });
 }
 
@@ -197,14 +201,14 @@ void SlotRecovery::writeRun(std::uint32_t first, std::uint32_t count) {
 }
 
 void SlotRecovery::writeSector(std::uint32_t index) {
-    DeviceStatus status{LIBDRIVE2_NO_ACCESS, "the drive is gone"};
+    DeviceStatus status{LIBDRIVE2_NO_ACCESS, zel::worded("the drive is gone")};
     for (int attempt = 0; attempt < kAttemptsPerSector && !m_isDriveGone; ++attempt) {
         status = m_task.drive->write(offsetOf(index), original(index).data(), m_sectorBytes);
         if (status.ok())
             return;
         m_isDriveGone = status.type == LIBDRIVE2_NO_ACCESS;
     }
-    fail(index, "it could not be written: " + status.text);
+    fail(index, words("it could not be written: {reason}", {{"reason", status.text}}));
 }
 
 /// Flushes even when nothing was written: of a run that was killed, the drive may only remember what it wrote
@@ -216,7 +220,7 @@ void SlotRecovery::makeDurable() {
         return;
     for (std::uint32_t i = 0; i < m_slot.count; ++i)
         if (m_findings[i] == SectorFinding::equal || isToRestore(i))
-            fail(i, "it may not have reached the medium: " + status.text);
+            fail(i, words("it may not have reached the medium: {reason}", {{"reason", status.text}}));
 }
 
 void SlotRecovery::verify() {
@@ -231,10 +235,10 @@ void SlotRecovery::verify() {
     readAll(written);
     for (const std::uint32_t i : written)
         if (m_held[i] == Held::unreadable)
-            fail(i, "it was written, but cannot be read back");
+            fail(i, words("it was written, but cannot be read back"));
         else if (m_held[i] == Held::known &&
                  std::memcmp(found(i).data(), original(i).data(), m_sectorBytes) != 0)
-            fail(i, "it was written, but reads back as something else");
+            fail(i, words("it was written, but reads back as something else"));
 }
 
 void SlotRecovery::saveOriginals() {
@@ -249,7 +253,7 @@ void SlotRecovery::saveOriginals() {
                                          RecoverySink::What::original))
                 return;
             for (std::uint32_t i = first; i < first + count; ++i)
-                fail(i, "its saved data could not be exported");
+                fail(i, words("its saved data could not be exported"));
         });
 }
 

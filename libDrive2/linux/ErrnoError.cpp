@@ -6,6 +6,8 @@
 #include <system_error>
 #include <utility>
 
+#include "zel/Words.h"
+
 namespace libDrive2 {
 
 namespace {
@@ -37,14 +39,15 @@ constexpr std::pair<int, _LIBDRIVE2_ERROR_TYPES> kTypes[] = {
 
 /// What is behind it and what to do, where that is known.
 constexpr std::pair<int, const char*> kAdvice[] = {
-    {ENOSPC, "; there is no room left where it is stored: make room there, in its file system or pool"},
-    {EDQUOT, "; the quota of the file system that it is stored on is used up: make room there"},
+    {ENOSPC,
+     zel::marked("there is no room left where it is stored: make room there, in its file system or pool")},
+    {EDQUOT, zel::marked("the quota of the file system that it is stored on is used up: make room there")},
     {EFBIG,
-     "; it may not grow that far: raise the limit of file sizes (ulimit -f), or store it on a file system "
-     "for larger files"},
-    {EROFS, "; it is write-protected, or what it is stored on is mounted read-only"},
-    {EPERM, "; the system forbids it: it may be set immutable, sealed or read-only"},
-    {EACCES, "; run as root or get the right to open it, unless it is set read-only"},
+     zel::marked("it may not grow that far: raise the limit of file sizes (ulimit -f), or store it on a file "
+                 "system for larger files")},
+    {EROFS, zel::marked("it is write-protected, or what it is stored on is mounted read-only")},
+    {EPERM, zel::marked("the system forbids it: it may be set immutable, sealed or read-only")},
+    {EACCES, zel::marked("run as root or get the right to open it, unless it is set read-only")},
 };
 
 template <class Meaning, std::size_t Count>
@@ -64,8 +67,12 @@ _LIBDRIVE2_ERROR_TYPES errorTypeOf(int errnoValue) {
 DeviceStatus errnoStatus(int errnoValue) {
     if (errnoValue == 0)
         return {};
+    const zel::Wording reason = std::system_category().message(errnoValue);
+    const char* const advice = meaningOf<const char*>(errnoValue, kAdvice, nullptr);
     return {errorTypeOf(errnoValue),
-            std::system_category().message(errnoValue) + meaningOf(errnoValue, kAdvice, "")};
+            advice == nullptr
+                ? reason
+                : zel::worded("{reason}; {advice}", {{"reason", reason}, {"advice", zel::worded(advice)}})};
 }
 
 }  // namespace libDrive2

@@ -7,8 +7,11 @@
 
 #include "libDrive2/linux/ErrnoError.h"
 #include "zel/Format.h"
+#include "zel/Words.h"
 
 namespace libDrive2 {
+
+using zel::words;
 
 namespace {
 
@@ -19,14 +22,18 @@ struct CloseFolder {
     void operator()(DIR* folder) const { closedir(folder); }
 };
 
-const char* kindOf(mode_t mode) {
+std::string kindOf(mode_t mode) {
     if (S_ISLNK(mode))
-        return "a symbolic link";
+        return words("a symbolic link");
     if (S_ISFIFO(mode))
-        return "a FIFO";
+        return words("a FIFO");
     if (S_ISDIR(mode))
-        return "a folder";
-    return S_ISSOCK(mode) ? "a socket" : "a device";
+        return words("a folder");
+    return S_ISSOCK(mode) ? words("a socket") : words("a device");
+}
+
+std::string nameOf(uid_t user) {
+    return "uid " + std::to_string(user);
 }
 
 bool isSameFile(const struct stat& a, const struct stat& b) {
@@ -36,7 +43,7 @@ bool isSameFile(const struct stat& a, const struct stat& b) {
 }  // namespace
 
 bool failWith(zel::String& reason, const zel::String& what, int error) {
-    reason = what + ": " + errnoStatus(error).text;
+    reason = words("{problem}: {reason}", {{"problem", what}, {"reason", errnoStatus(error).text}});
     return false;
 }
 
@@ -58,7 +65,7 @@ std::optional<GuardedFolder> GuardedFolder::open(const std::string& path, Writer
     FileDescriptor folder(uninterrupted([&] { return ::open(name.c_str(), kFolderFlags); }));
     if (!folder) {
         const int error = errno;
-        failWith(reason, "the folder " + zel::String(name) + " cannot be opened", error);
+        failWith(reason, words("the folder {folder} cannot be opened", {{"folder", name}}), error);
         errno = error;
         return std::nullopt;
     }
@@ -71,7 +78,7 @@ std::optional<GuardedFolder> GuardedFolder::openFolder(const std::string& name, 
         uninterrupted([&] { return openat(m_folder.get(), name.c_str(), kFolderFlags | O_NOFOLLOW); }));
     if (!folder) {
         const int error = errno;
-        failWith(reason, "the folder " + zel::String(pathOf(name)) + " cannot be opened", error);
+        failWith(reason, words("the folder {folder} cannot be opened", {{"folder", pathOf(name)}}), error);
         errno = error;
         return std::nullopt;
     }
@@ -84,19 +91,21 @@ std::optional<GuardedFolder> GuardedFolder::check(GuardedFolder folder, Writers 
     const bool isKnown = fstat(folder.m_folder.get(), &found) == 0;
     errno = EPERM;
     if (!isKnown || (found.st_uid != geteuid() && found.st_uid != 0)) {
-        reason = zel::format(
-            "the folder %s belongs to another user (uid %u), who could exchange its files: choose one of "
+        reason = words(
+            "the folder {folder} belongs to another user ({user}), who could exchange its files: choose one "
+            "of "
             "your own",
-            folder.m_path.c_str(), found.st_uid);
+            {{"folder", folder.m_path}, {"user", nameOf(found.st_uid)}});
         return std::nullopt;
     }
     const bool isWritable = (found.st_mode & (S_IWGRP | S_IWOTH)) != 0;
     const bool isSticky = (found.st_mode & S_ISVTX) != 0;
     if (isWritable && (writers == Writers::owner || !isSticky)) {
-        reason = zel::format(
-            "others can write to the folder %s (mode %04o): take that right from them, or choose a folder "
+        reason = words(
+            "others can write to the folder {folder} (mode {mode}): take that right from them, or choose a "
+            "folder "
             "of your own",
-            folder.m_path.c_str(), found.st_mode & 07777U);
+            {{"folder", folder.m_path}, {"mode", zel::format("%04o", found.st_mode & 07777U)}});
         return std::nullopt;
     }
     return folder;
@@ -108,7 +117,7 @@ bool GuardedFolder::names(std::vector<std::string>& found, zel::String& reason) 
     FileDescriptor again(uninterrupted([&] { return openat(m_folder.get(), ".", kFolderFlags); }));
     const std::unique_ptr<DIR, CloseFolder> folder(again ? fdopendir(again.get()) : nullptr);
     if (folder == nullptr)
-        return failWith(reason, "the folder " + zel::String(m_path) + " cannot be searched", errno);
+        return failWith(reason, words("the folder {folder} cannot be searched", {{"folder", m_path}}), errno);
     again.release();
     errno = 0;
     while (const dirent* const entry = readdir(folder.get())) {
@@ -117,7 +126,7 @@ bool GuardedFolder::names(std::vector<std::string>& found, zel::String& reason) 
             found.push_back(name);
     }
     if (errno != 0)
-        return failWith(reason, "the folder " + zel::String(m_path) + " cannot be searched", errno);
+        return failWith(reason, words("the folder {folder} cannot be searched", {{"folder", m_path}}), errno);
     std::sort(found.begin(), found.end());
     return true;
 }
@@ -125,15 +134,16 @@ bool GuardedFolder::names(std::vector<std::string>& found, zel::String& reason) 
 zel::String GuardedFolder::problemOf(const std::string& name, const struct stat& found, Owner owner) const {
     const std::string path = pathOf(name);
     if (!S_ISREG(found.st_mode))
-        return zel::format("%s is %s and no file: it was not opened; take it away", path.c_str(),
-                           kindOf(found.st_mode));
+        return words("{path} is {kind} and no file: it was not opened; take it away",
+                     {{"path", path}, {"kind", kindOf(found.st_mode)}});
     if (owner == Owner::user && found.st_uid != geteuid())
-        return zel::format("%s belongs to another user (uid %u): only that user can use or delete it",
-                           path.c_str(), found.st_uid);
+        return words("{path} belongs to another user ({user}): only that user can use or delete it",
+                     {{"path", path}, {"user", nameOf(found.st_uid)}});
     if (found.st_nlink > 1)
-        return zel::format(
-            "%s has %u names (hard links), so others may write to it: it is not used; leave it one name",
-            path.c_str(), found.st_nlink);
+        return words(
+            "{path} has {n} names (hard links), so others may write to it: it is not used; leave it one "
+            "name",
+            {{"path", path}, {"n", found.st_nlink}});
     return {};
 }
 
@@ -157,7 +167,7 @@ GuardedFile GuardedFolder::tryOpen(const std::string& name, int access, Owner ow
     }
     if (!opened.file || fstat(opened.file.get(), &opened.found) != 0) {
         opened.isMissing = errno == ENOENT;
-        failWith(opened.problem, zel::String(pathOf(name)) + " cannot be opened", errno);
+        failWith(opened.problem, words("{path} cannot be opened", {{"path", pathOf(name)}}), errno);
         opened.file.reset();
         return opened;
     }
@@ -172,19 +182,21 @@ GuardedFile GuardedFolder::createFile(const std::string& name, mode_t mode) cons
     made.file = FileDescriptor(uninterrupted(
         [&] { return openat(m_folder.get(), name.c_str(), O_RDWR | O_CREAT | O_EXCL | kFileFlags, mode); }));
     if (!made.file || fstat(made.file.get(), &made.found) != 0)
-        failWith(made.problem, zel::String(pathOf(name)) + " could not be made", errno);
+        failWith(made.problem, words("{path} could not be made", {{"path", pathOf(name)}}), errno);
     return made;
 }
 
 bool GuardedFolder::remove(const std::string& name, const FileDescriptor& file, zel::String& reason) const {
-    const zel::String what = zel::String(pathOf(name)) + " could not be deleted";
+    const zel::String what = words("{path} could not be deleted", {{"path", pathOf(name)}});
     struct stat opened {};
     struct stat named {};
     if (fstat(file.get(), &opened) != 0 ||
         fstatat(m_folder.get(), name.c_str(), &named, AT_SYMLINK_NOFOLLOW) != 0)
         return failWith(reason, what, errno);
     if (!isSameFile(opened, named)) {
-        reason = what + ": another file has taken its name; look at it yourself";
+        reason = words(
+            "{problem}: {reason}",
+            {{"problem", what}, {"reason", words("another file has taken its name; look at it yourself")}});
         return false;
     }
     if (unlinkat(m_folder.get(), name.c_str(), 0) != 0)
@@ -194,7 +206,7 @@ bool GuardedFolder::remove(const std::string& name, const FileDescriptor& file, 
 
 bool GuardedFolder::sync(zel::String& reason) const {
     return uninterrupted([this] { return fsync(m_folder.get()); }) == 0 ||
-           failWith(reason, zel::String(m_path) + " could not be made durable", errno);
+           failWith(reason, words("{path} could not be made durable", {{"path", m_path}}), errno);
 }
 
 }  // namespace libDrive2

@@ -17,8 +17,11 @@
 #include "libDrive2/linux/SysfsBlock.h"
 #include "zel/Buffer.h"
 #include "zel/Uninterrupted.h"
+#include "zel/Words.h"
 
 namespace libDrive2 {
+
+using zel::worded;
 
 namespace {
 
@@ -27,12 +30,16 @@ constexpr std::uint32_t kOptimalTransferBytes = 8U << 20;
 constexpr std::size_t kBounceBytes = std::size_t{1} << 20;
 constexpr std::size_t kMemoryAlignment = 4096;
 
+zel::Wording unopened(const zel::String& path, const DeviceStatus& why) {
+    return worded("{path} cannot be opened: {reason}", {{"path", path}, {"reason", why.text}});
+}
+
 /// Why a path is no drive; empty when it may be one.
-zel::String checkKind(const zel::String& path, const struct stat& found) {
+zel::Wording checkKind(const zel::String& path, const struct stat& found) {
     if (S_ISDIR(found.st_mode))
-        return path + " is a directory, not a drive or an image file";
+        return worded("{path} is a directory, not a drive or an image file", {{"path", path}});
     if (!S_ISBLK(found.st_mode) && !S_ISREG(found.st_mode))
-        return path + " is neither a block device nor an image file";
+        return worded("{path} is neither a block device nor an image file", {{"path", path}});
     return {};
 }
 
@@ -54,10 +61,10 @@ std::unique_ptr<LinuxBlockHandle> LinuxBlockHandle::open(const zel::String& path
     const zel::String& called = name.isEmpty() ? path : name;
     struct stat found {};
     if (::stat(OpenLeases::pathOf(path).utf8().c_str(), &found) != 0) {
-        noteOpenError(called + " cannot be opened: " + errnoStatus(errno).text);
+        noteOpenError(unopened(called, errnoStatus(errno)));
         return nullptr;
     }
-    if (const zel::String problem = checkKind(called, found); !problem.isEmpty()) {
+    if (const zel::Wording problem = checkKind(called, found); !problem.isEmpty()) {
         noteOpenError(problem);
         return nullptr;
     }
@@ -66,7 +73,7 @@ std::unique_ptr<LinuxBlockHandle> LinuxBlockHandle::open(const zel::String& path
         O_CLOEXEC | ((desiredAccess & kAccessWrite) != 0 ? O_RDWR : O_RDONLY) | (exclusive ? O_EXCL : 0);
     std::unique_ptr<LinuxBlockHandle> handle(new LinuxBlockHandle(path.utf8(), flags));
     if (const DeviceStatus status = handle->reopen(); !status.ok()) {
-        noteOpenError(called + " cannot be opened: " + status.text);
+        noteOpenError(unopened(called, status));
         return nullptr;
     }
     handle->m_ring = IoRing::create();
@@ -180,15 +187,16 @@ bool LinuxBlockHandle::isGone() const {
 
 DeviceStatus LinuxBlockHandle::failure(int error) const {
     if (m_isEmpty)
-        return {LIBDRIVE2_NO_ACCESS, "there is no medium in the drive"};
+        return {LIBDRIVE2_NO_ACCESS, worded("there is no medium in the drive")};
     if (error == IoRing::kEndOfDevice)
-        return {LIBDRIVE2_NO_ACCESS, "it ends before these sectors: it became smaller"};
+        return {LIBDRIVE2_NO_ACCESS, worded("it ends before these sectors: it became smaller")};
     DeviceStatus status = errnoStatus(error);
     // The kernel answers plain I/O errors for a drive that was pulled: those are no bad sectors.
     if (status.type == LIBDRIVE2_MEDIA_ERROR && isGone())
-        return {LIBDRIVE2_NO_ACCESS, "the device is gone (" + status.text + ")"};
+        return {LIBDRIVE2_NO_ACCESS, worded("the device is gone ({reason})", {{"reason", status.text}})};
     if (status.type == LIBDRIVE2_MEDIA_ERROR && m_info.removable && !mediumProbe().hasMedium())
-        return {LIBDRIVE2_NO_ACCESS, "the medium was taken out (" + status.text + ")"};
+        return {LIBDRIVE2_NO_ACCESS,
+                worded("the medium was taken out ({reason})", {{"reason", status.text}})};
     return status;
 }
 
@@ -256,7 +264,7 @@ DeviceStatus LinuxBlockHandle::read(std::uint64_t offset, void* buffer, std::siz
 
 DeviceStatus LinuxBlockHandle::write(std::uint64_t offset, const void* buffer, std::size_t bytes) {
     if (!m_info.writable)
-        return {LIBDRIVE2_WRITE_PROTECTED_DEVICE, "the device was opened for reading only"};
+        return {LIBDRIVE2_WRITE_PROTECTED_DEVICE, worded("the device was opened for reading only")};
     if (endsBefore(offset + bytes))
         return failure(IoRing::kEndOfDevice);
     // The system's calls take a pointer to changeable memory for both directions; a write only reads it.

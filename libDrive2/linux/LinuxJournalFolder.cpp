@@ -10,10 +10,13 @@
 #include "libDrive2/linux/MountTable.h"
 #include "libDrive2/linux/StorageMap.h"
 #include "zel/Format.h"
+#include "zel/Words.h"
 
 namespace libDrive2 {
 
 namespace fs = std::filesystem;
+
+using zel::words;
 
 namespace {
 
@@ -35,7 +38,8 @@ public:
         auto handle = LinuxBlockHandle::open("/proc/self/fd/" + std::to_string(m_file.get()), access,
                                              kShareRead | kShareWrite);
         if (handle == nullptr) {
-            reason = "the journal " + m_path + " cannot be opened again: " + lastOpenErrorStr();
+            reason = words("the journal {path} cannot be opened again: {reason}",
+                           {{"path", m_path}, {"reason", lastOpenErrorStr()}});
             return false;
         }
         m_handle = SharedBlockHandle(std::unique_ptr<BlockHandle>(std::move(handle)));
@@ -89,7 +93,7 @@ GuardedFile makeLocked(const GuardedFolder& folder, const std::string& name) {
     GuardedFile made = folder.createFile(name, S_IRUSR | S_IWUSR);
     while (made.file) {
         if (!lock(made.file, LOCK_EX) || fstat(made.file.get(), &made.found) != 0) {
-            failWith(made.problem, zel::String(folder.pathOf(name)) + " cannot be locked", errno);
+            failWith(made.problem, words("{path} cannot be locked", {{"path", folder.pathOf(name)}}), errno);
             made.file.reset();
         } else if (made.found.st_nlink == 0) {
             made = folder.createFile(name, S_IRUSR | S_IWUSR);
@@ -109,10 +113,13 @@ bool makeFolder(const fs::path& folder, zel::String& reason) {
     if (parent != folder && !parent.empty() && !makeFolder(parent, reason))
         return false;
     if (mkdir(folder.c_str(), S_IRWXU) != 0 && errno != EEXIST)
-        return failWith(reason, "the folder " + folder.string() + " for journals could not be made", errno);
+        return failWith(
+            reason,
+            words("the folder {folder} for journals could not be made", {{"folder", folder.string()}}),
+            errno);
     const FileDescriptor above(::open(parent.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     return (above && uninterrupted([&] { return fsync(above.get()); }) == 0) ||
-           failWith(reason, parent.string() + " could not be made durable", errno);
+           failWith(reason, words("{path} could not be made durable", {{"path", parent.string()}}), errno);
 }
 
 bool reserve(const FileDescriptor& file, const std::string& path, std::uint64_t bytes, zel::String& reason) {
@@ -124,17 +131,19 @@ bool reserve(const FileDescriptor& file, const std::string& path, std::uint64_t 
         const fs::path folder = fs::path(path).parent_path();
         std::error_code unknown;
         const fs::space_info space = fs::space(folder, unknown);
-        reason = zel::format(
-            "the journal needs %u MiB in %s, which has %u MiB left: make room there, or choose another "
-            "folder",
-            (bytes + (1U << 20) - 1) >> 20, folder.string().c_str(),
-            unknown ? std::uintmax_t{0} : space.available >> 20);
+        reason = words(
+            "the journal needs {needed} MiB in {folder}, which has {left} MiB left: make room there, or "
+            "choose "
+            "another folder",
+            {{"needed", (bytes + (1U << 20) - 1) >> 20},
+             {"folder", folder.string()},
+             {"left", unknown ? std::uintmax_t{0} : space.available >> 20}});
         return false;
     }
     if (error != 0)
-        return failWith(reason, "no room could be reserved for " + path, error);
+        return failWith(reason, words("no room could be reserved for {path}", {{"path", path}}), error);
     return uninterrupted([&] { return fsync(file.get()); }) == 0 ||
-           failWith(reason, path + " could not be made durable", errno);
+           failWith(reason, words("{path} could not be made durable", {{"path", path}}), errno);
 }
 
 }  // namespace
@@ -152,7 +161,7 @@ std::unique_ptr<JournalFile> JournalFolder::create(const zel::String& name, std:
     const std::string fileName = name.utf8() + kSuffix;
     GuardedFile made = makeLocked(*folder, fileName);
     if (!made.file) {
-        reason = "the journal " + made.problem;
+        reason = words("the journal {reason}", {{"reason", made.problem}});
         return nullptr;
     }
     const bool isReady = reserve(made.file, folder->pathOf(fileName), bytes, reason) && folder->sync(reason);
@@ -167,11 +176,12 @@ std::unique_ptr<JournalFile> JournalFolder::create(const zel::String& name, std:
 std::unique_ptr<JournalFile> JournalFolder::open(const zel::String& path, zel::String& reason) {
     Place place = findPlace(path, O_RDWR);
     if (!place.folder || !place.file.file) {
-        reason = "the journal cannot be used: " + place.file.problem;
+        reason = words("the journal cannot be used: {reason}", {{"reason", place.file.problem}});
         return nullptr;
     }
     if (!lock(place.file.file, LOCK_EX | LOCK_NB)) {
-        reason = "the journal " + path + " is in use: wait for the run that writes it, or for its recovery";
+        reason = words("the journal {path} is in use: wait for the run that writes it, or for its recovery",
+                       {{"path", path}});
         return nullptr;
     }
     auto held =
@@ -204,7 +214,8 @@ bool JournalFolder::list(zel::Array<FoundJournal>& journals, zel::String& reason
     if (!folder && errno == ENOENT)
         return true;
     if (!folder || !folder->names(names, reason)) {
-        reason = m_folder + " cannot be searched for journals: " + reason;
+        reason = words("{folder} cannot be searched for journals: {reason}",
+                       {{"folder", m_folder}, {"reason", reason}});
         return false;
     }
     for (const std::string& name : names) {
@@ -230,7 +241,7 @@ bool JournalFolder::remove(const zel::String& path, zel::String& reason) {
     const Place place = findPlace(path, O_RDONLY);
     if (place.folder && place.file.file)
         return place.folder->remove(place.name, place.file.file, reason);
-    reason = "the journal is not deleted: " + place.file.problem;
+    reason = words("the journal is not deleted: {reason}", {{"reason", place.file.problem}});
     return false;
 }
 
@@ -243,7 +254,8 @@ bool JournalFolder::isVolatile() const {
 zel::String JournalFolder::fileSystem() const {
     std::error_code failed;
     const auto mount = mountAbove(fs::weakly_canonical(m_folder.utf8(), failed));
-    return mount ? mount->type + " on " + mount->source : std::string();
+    return mount ? words("{type} on {device}", {{"type", mount->type}, {"device", mount->source}})
+                 : std::string();
 }
 
 bool JournalFolder::isOnDrive(const DriveIdentity& drive, const zel::String& name,
@@ -258,12 +270,15 @@ bool JournalFolder::isOnDrive(const DriveIdentity& drive, const zel::String& nam
         folder.carriers = std::move(view.carriers);
     }
     if (sharesStorage(folder, drive)) {
-        reason = "the folder " + m_folder + " for journals is stored on " + name +
-                 ", the drive to be tested: choose a folder on another drive";
+        reason = words(
+            "the folder {folder} for journals is stored on {drive}, the drive to be tested: choose a "
+            "folder on another drive",
+            {{"folder", m_folder}, {"drive", name}});
         return true;
     }
     if (!map.problem().empty())
-        reason = "whether " + m_folder + " is stored on " + name + " is not known: " + map.problem();
+        reason = words("whether {folder} is stored on {drive} is not known: {reason}",
+                       {{"folder", m_folder}, {"drive", name}, {"reason", map.problem()}});
     return false;
 }
 

@@ -14,8 +14,12 @@
 #include "libDrive2/linux/LinuxBlockHandle.h"
 #include "libDrive2/linux/MediumProbe.h"
 #include "libDrive2/linux/StorageMap.h"
+#include "zel/Words.h"
 
 namespace libDrive2 {
+
+using zel::worded;
+using zel::words;
 
 namespace {
 
@@ -41,11 +45,11 @@ DeviceStatus sizeOf(int fd, const struct stat& found, DriveIdentity& identity) {
 }
 
 /// Why the path is no drive; empty when it may be one.
-zel::String problemOf(const struct stat& found) {
+zel::Wording problemOf(const struct stat& found) {
     if (S_ISDIR(found.st_mode))
-        return "it is a directory, not a drive or an image file";
+        return worded("it is a directory, not a drive or an image file");
     if (!S_ISBLK(found.st_mode) && !S_ISREG(found.st_mode))
-        return "it is neither a block device nor an image file";
+        return worded("it is neither a block device nor an image file");
     return {};
 }
 
@@ -57,7 +61,8 @@ std::unique_ptr<DeviceLease> LinuxLease::take(const zel::String& path, LeasePurp
     FileDescriptor opened(::open(path.utf8().c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
     if (!opened) {
         failure = errnoStatus(errno);
-        failure.text = path + " cannot be opened: " + failure.text;
+        failure.text =
+            worded("{path} cannot be opened: {reason}", {{"path", path}, {"reason", failure.text}});
         return nullptr;
     }
     std::unique_ptr<LinuxLease> lease(new LinuxLease(path, purpose, std::move(opened)));
@@ -81,10 +86,11 @@ DeviceStatus LinuxLease::begin() {
     m_mediumNumber = mediumNumber();
     const DeviceStatus status = identify(m_identity);
     if (!status.ok())
-        return {status.type, m_path + " cannot be used: " + status.text};
+        return {status.type,
+                worded("{path} cannot be used: {reason}", {{"path", m_path}, {"reason", status.text}})};
     if (isExclusive())
         return m_volumes.hold();
-    zel::String reason;
+    zel::Wording reason;
     return purpose() == LeasePurpose::look || m_volumes.lockForReading(reason)
                ? DeviceStatus{}
                : DeviceStatus{LIBDRIVE2_BUSY, reason};
@@ -98,7 +104,7 @@ DeviceStatus LinuxLease::identify(DriveIdentity& identity) const {
     struct stat found {};
     if (fstat(m_descriptor.get(), &found) != 0)
         return errnoStatus(errno);
-    if (const zel::String problem = problemOf(found); !problem.isEmpty())
+    if (const zel::Wording problem = problemOf(found); !problem.isEmpty())
         return {LIBDRIVE2_BAD_ARGUMENT, problem};
     StorageMap map;
     StorageMap::View view = map.of(found, pathOfDescriptor(m_descriptor.get()));
@@ -117,22 +123,24 @@ zel::String LinuxLease::findDifference() const {
     DriveIdentity now;
     struct stat found {};
     if (const DeviceStatus status = identify(now); !status.ok() || fstat(m_descriptor.get(), &found) != 0)
-        return m_path + " does not answer any more: " + status.text;
+        return words("{path} does not answer any more: {reason}",
+                     {{"path", m_path}, {"reason", status.text}});
     const SysfsBlock device(S_ISBLK(found.st_mode) ? found.st_rdev : 0);
     // Media come and go in an optical drive; it stays the drive that it is.
     const bool hasOwnSize = !device.isOptical();
     const bool isEmpty = hasOwnSize && now.sectors == 0 && m_identity.sectors != 0;
     const bool isRemovable = MediumProbe(pathOfDescriptor(m_descriptor.get()), found).isRemovable();
     if (S_ISBLK(found.st_mode) && (!device.isUsable() || (isEmpty && !isRemovable)))
-        return m_path + " is gone: it was taken away or switched off";
+        return words("{path} is gone: it was taken away or switched off", {{"path", m_path}});
     if (isEmpty && isRemovable)
-        return m_path + " holds no medium any more: it was taken out";
+        return words("{path} holds no medium any more: it was taken out", {{"path", m_path}});
     if (!isMadeOfTheSame(now, m_identity))
-        return m_path + " is stored on something else now: another drive has taken its place";
+        return words("{path} is stored on something else now: another drive has taken its place",
+                     {{"path", m_path}});
     const bool wasEmpty = isRemovable && m_identity.sectors == 0;
     if (hasOwnSize && !wasEmpty &&
         (now.sectors != m_identity.sectors || now.sectorBytes != m_identity.sectorBytes))
-        return m_path + " has another size now: " + now.describe();
+        return words("{path} has another size now: {size}", {{"path", m_path}, {"size", now.describe()}});
     return {};
 }
 
@@ -156,11 +164,12 @@ std::uint64_t LinuxLease::mediumNumber() const {
 bool LinuxLease::isSameMedium(zel::String& difference) {
     if (m_identity.sectors == 0 || mediumNumber() == m_mediumNumber)
         return true;
-    difference = "the medium in " + m_path + " is not, or may not be, the one that was shown: start again";
+    difference = words("the medium in {path} is not, or may not be, the one that was shown: start again",
+                       {{"path", m_path}});
     return false;
 }
 
-SharedBlockHandle LinuxLease::openBlock(bool writable, zel::String& reason) {
+SharedBlockHandle LinuxLease::openBlock(bool writable, zel::Wording& reason) {
     if (!writable)
         return m_volumes.reader(reason);
     auto handle = LinuxBlockHandle::open(m_path, kAccessRead | kAccessWrite, kShareRead | kShareWrite);

@@ -20,9 +20,11 @@ public:
     bool isSameMedium(zel::String& difference) override;
     zel::Array<zel::String> users() override { return m_volumes.holders(); }
     zel::Array<VolumeContent> contents() override { return m_volumes.contents(); }
-    Encryption examineEncryption(zel::String& reason) override { return m_volumes.examineEncryption(reason); }
+    Encryption examineEncryption(zel::Wording& reason) override {
+        return m_volumes.examineEncryption(reason);
+    }
     [[nodiscard]] bool takesWritesInOrderOnly() const override;
-    SharedBlockHandle openBlock(bool writable, zel::String& reason) override;
+    SharedBlockHandle openBlock(bool writable, zel::Wording& reason) override;
 
 private:
     LinuxLease(const zel::String& path, LeasePurpose purpose, FileDescriptor descriptor);

@@ -7,13 +7,15 @@
 
 #include "libDrive2/DeviceProvider.h"
 #include "libDrive2/linux/HeldSignals.h"
+#include "zel/Words.h"
 
 namespace libDrive2 {
 
 std::unique_ptr<LinuxNVMeDevice> LinuxNVMeDevice::open(const zel::String& path) {
     std::unique_ptr<LinuxNVMeDevice> device(new LinuxNVMeDevice(PassThroughNode(path.utf8(), true)));
     if (const DeviceStatus status = device->reopen(); !status.ok()) {
-        noteOpenError(path + " cannot be opened for NVMe commands: " + status.text);
+        noteOpenError(zel::worded("{path} cannot be opened for NVMe commands: {reason}",
+                                  {{"path", path}, {"reason", status.text}}));
         return nullptr;
     }
     return device;
@@ -24,7 +26,7 @@ DeviceStatus LinuxNVMeDevice::reopen() {
         return status;
     const int id = ioctl(m_node.fd(), NVME_IOCTL_ID);
     if (id <= 0)
-        return {LIBDRIVE2_NOT_SUPPORTED, "it is no NVMe namespace"};
+        return {LIBDRIVE2_NOT_SUPPORTED, zel::worded("it is no NVMe namespace")};
     m_namespaceId = static_cast<std::uint32_t>(id);
     return {};
 }

@@ -16,6 +16,7 @@
 #include "libDrive2/linux/LinuxScsiDevice.h"
 #include "libDrive2/linux/LinuxVolumes.h"
 #include "libDrive2/linux/SysfsBlock.h"
+#include "zel/Words.h"
 
 namespace libDrive2 {
 
@@ -64,12 +65,14 @@ std::unique_ptr<ScsiPassThrough> LinuxProvider::openScsi(const zel::String& path
 std::unique_ptr<ScsiPassThrough> LinuxProvider::openScsiObject(const zel::String& path, bool writable) {
     struct stat found {};
     if (stat(OpenLeases::pathOf(path).utf8().c_str(), &found) != 0) {
-        noteOpenError(path + " cannot be opened: " + errnoStatus(errno).text);
+        noteOpenError(zel::worded("{path} cannot be opened: {reason}",
+                                  {{"path", path}, {"reason", errnoStatus(errno).text}}));
         return nullptr;
     }
     const std::string node = S_ISBLK(found.st_mode) ? SysfsBlock(found.st_rdev).scsiGenericName() : "";
     if (node.empty()) {
-        noteOpenError(path + " cannot be opened for SCSI commands: it is no SCSI device");
+        noteOpenError(zel::worded("{path} cannot be opened for SCSI commands: {reason}",
+                                  {{"path", path}, {"reason", zel::worded("it is no SCSI device")}}));
         return nullptr;
     }
     return LinuxScsiDevice::open("/dev/" + node, writable);

@@ -12,6 +12,7 @@
 #include "libDrive2/commands/ScsiCommands.h"
 #include "libDrive2/linux/HeldSignals.h"
 #include "libDrive2/linux/SysfsBlock.h"
+#include "zel/Words.h"
 
 namespace libDrive2 {
 
@@ -34,7 +35,8 @@ int directionOf(DataDirection direction) {
 /// The host adapter's own verdict (the kernel's DID_ codes).
 DeviceStatus statusOfHost(unsigned hostStatus) {
     const auto code = [hostStatus](const char* text) {
-        return zel::String(text) + " (host status " + zel::String::number(hostStatus) + ")";
+        return zel::worded("{problem} (host status {n})",
+                           {{"problem", zel::worded(text)}, {"n", hostStatus}});
     };
     switch (hostStatus) {
         case 0x00:
@@ -43,17 +45,17 @@ DeviceStatus statusOfHost(unsigned hostStatus) {
         case 0x0C:  // IMM_RETRY
         case 0x0D:  // REQUEUE
         case 0x11:  // NEXUS_FAILURE
-            return {LIBDRIVE2_BUSY, code("the device is busy")};
+            return {LIBDRIVE2_BUSY, code(zel::marked("the device is busy"))};
         case 0x03:  // TIME_OUT
         case 0x05:  // ABORT
-            return {LIBDRIVE2_TIMEOUT, code("the device did not answer in time")};
+            return {LIBDRIVE2_TIMEOUT, code(zel::marked("the device did not answer in time"))};
         case 0x01:  // NO_CONNECT
         case 0x04:  // BAD_TARGET
         case 0x0E:  // TRANSPORT_DISRUPTED
         case 0x0F:  // TRANSPORT_FAILFAST
-            return {LIBDRIVE2_NO_ACCESS, code("the device cannot be reached")};
+            return {LIBDRIVE2_NO_ACCESS, code(zel::marked("the device cannot be reached"))};
         default:
-            return {LIBDRIVE2_LINK_ERROR, code("the command was lost between host and device")};
+            return {LIBDRIVE2_LINK_ERROR, code(zel::marked("the command was lost between host and device"))};
     }
 }
 
@@ -85,13 +87,14 @@ std::unique_ptr<LinuxScsiDevice> LinuxScsiDevice::open(const zel::String& path, 
     int interface = 0;
     if (status.ok() &&
         (ioctl(node.fd(), SG_GET_VERSION_NUM, &interface) != 0 || interface < kOldestInterface))
-        status = {LIBDRIVE2_NOT_SUPPORTED, "it takes no SCSI commands"};
+        status = {LIBDRIVE2_NOT_SUPPORTED, zel::worded("it takes no SCSI commands")};
     std::unique_ptr<LinuxScsiDevice> device(new LinuxScsiDevice(std::move(node)));
     // A node stays for a while when nothing answers behind it.
     if (status.ok())
         status = device->execute(scsi::testUnitReady()).delivery;
     if (!status.ok()) {
-        noteOpenError(path + " cannot be opened for SCSI commands: " + status.text);
+        noteOpenError(zel::worded("{path} cannot be opened for SCSI commands: {reason}",
+                                  {{"path", path}, {"reason", status.text}}));
         return nullptr;
     }
     return device;

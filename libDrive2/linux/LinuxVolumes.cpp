@@ -15,8 +15,11 @@
 #include "libDrive2/linux/StorageUsers.h"
 #include "libDrive2/linux/SysfsBlock.h"
 #include "libDrive2/linux/VolumeSignatures.h"
+#include "zel/Words.h"
 
 namespace libDrive2 {
+
+using zel::worded;
 
 namespace {
 
@@ -46,13 +49,14 @@ bool isLockedByOthers(int error) {
     return error == EAGAIN || error == EACCES;
 }
 
-/// What the lock of another program says of its use.
+/// What the lock of another program says of its use; a text to translate.
 const char* describeLock(int fd) {
     struct flock found = lockOfAll(F_WRLCK);
     const bool isToRead = fcntl(fd, F_OFD_GETLK, &found) == 0 && found.l_type == F_RDLCK;
-    return isToRead
-               ? " is in use: another program, such as a test that reads, keeps others from writing to it"
-               : " is in use: another program has locked it";
+    return isToRead ? zel::marked(
+                          "{path} is in use: another program, such as a test that reads, keeps "
+                          "others from writing to it")
+                    : zel::marked("{path} is in use: another program has locked it");
 }
 
 SectorSource sectorsOf(BlockHandle& device) {
@@ -128,7 +132,7 @@ zel::Array<zel::String> LinuxVolumes::holders() {
     return users;
 }
 
-zel::SharedPointer<LinuxBlockHandle> LinuxVolumes::reader(zel::String& problem) {
+zel::SharedPointer<LinuxBlockHandle> LinuxVolumes::reader(zel::Wording& problem) {
     if (!found()) {
         problem = errnoStatus(errno).text;
         return {};
@@ -148,16 +152,17 @@ zel::SharedPointer<LinuxBlockHandle> LinuxVolumes::reader(zel::String& problem) 
 }
 
 zel::Array<VolumeContent> LinuxVolumes::contents() {
-    zel::String problem;
+    zel::Wording problem;
     const auto device = reader(problem);
     return device ? describeContents(device->descriptor()) : zel::Array<VolumeContent>();
 }
 
-Encryption LinuxVolumes::examineEncryption(zel::String& reason) {
-    zel::String problem;
+Encryption LinuxVolumes::examineEncryption(zel::Wording& reason) {
+    zel::Wording problem;
     const auto device = reader(problem);
     if (!device) {
-        reason = m_path + " cannot be examined for encrypted volumes: " + problem;
+        reason = worded("{path} cannot be examined for encrypted volumes: {reason}",
+                        {{"path", m_path}, {"reason", problem}});
         return Encryption::unexamined;
     }
     // Nor is there a volume without a medium, or where an optical medium holds no recording yet.
@@ -168,7 +173,7 @@ Encryption LinuxVolumes::examineEncryption(zel::String& reason) {
     return findEncryptedVolume(sectorsOf(*device), m_path, listPartitions(device->descriptor()), reason);
 }
 
-bool LinuxVolumes::lock(zel::String& reason) {
+bool LinuxVolumes::lock(zel::Wording& reason) {
     const DeviceStatus status = hold();
     if (!status.ok())
         reason = status.text;
@@ -179,7 +184,8 @@ DeviceStatus LinuxVolumes::hold() {
     if (m_lock)
         return {};
     if (const auto users = holders(); !users.isEmpty())
-        return {LIBDRIVE2_BUSY, m_path + " is in use: " + join(users)};
+        return {LIBDRIVE2_BUSY,
+                worded("{path} is in use: {users}", {{"path", m_path}, {"users", join(users)}})};
     const auto status = found();
     const bool isBlockDevice = status && S_ISBLK(status->st_mode);
     // The kernel gives a whole disk exclusively only when nobody holds one of its partitions, and then
@@ -191,10 +197,9 @@ DeviceStatus LinuxVolumes::hold() {
         const int error = errno;
         const bool isForbidden = error == EACCES || errorTypeOf(error) == LIBDRIVE2_WRITE_PROTECTED_DEVICE;
         return {isForbidden ? LIBDRIVE2_WRITE_PROTECTED_DEVICE : LIBDRIVE2_BUSY,
-                m_path + " cannot be taken for this test alone: " + errnoStatus(error).text +
-                    (error == EBUSY ? describeBusy() : zel::String())};
+                error == EBUSY ? describeBusy() : describeUntaken(error)};
     }
-    zel::String reason;
+    zel::Wording reason;
     if (!lockAgainstOthers(device.get(), isBlockDevice, writable, reason) || !lockOtherPaths(reason))
         return {LIBDRIVE2_BUSY, reason};
     m_lock = std::move(device);
@@ -202,7 +207,7 @@ DeviceStatus LinuxVolumes::hold() {
 }
 
 /// By both ways that programs have to agree on it: who uses the one does not see the other.
-bool LinuxVolumes::lockAgainstOthers(int fd, bool isBlockDevice, bool writable, zel::String& reason) const {
+bool LinuxVolumes::lockAgainstOthers(int fd, bool isBlockDevice, bool writable, zel::Wording& reason) const {
     const bool isLocked =
         takeOfdLock(fd, writable ? F_WRLCK : F_RDLCK) == 0 &&
         // Of a block device, the system's own services take that lock for a moment whenever
@@ -211,13 +216,11 @@ bool LinuxVolumes::lockAgainstOthers(int fd, bool isBlockDevice, bool writable, 
     if (isLocked)
         return true;
     const int error = errno;
-    reason = m_path + (isLockedByOthers(error)
-                           ? zel::String(describeLock(fd))
-                           : " cannot be taken for this test alone: " + errnoStatus(error).text);
+    reason = isLockedByOthers(error) ? worded(describeLock(fd), {{"path", m_path}}) : describeUntaken(error);
     return false;
 }
 
-bool LinuxVolumes::lockForReading(zel::String& reason) {
+bool LinuxVolumes::lockForReading(zel::Wording& reason) {
     const auto status = found();
     FileDescriptor device = reopen(O_RDONLY);
     if (!status || !device)
@@ -236,7 +239,8 @@ bool LinuxVolumes::lockForReading(zel::String& reason) {
     }
     if (refused) {
         m_others.clear();
-        reason = m_path + " is in use: another program, such as a test that writes, has locked it";
+        reason = worded("{path} is in use: another program, such as a test that writes, has locked it",
+                        {{"path", m_path}});
         return false;
     }
     m_lock = std::move(device);
@@ -244,7 +248,7 @@ bool LinuxVolumes::lockForReading(zel::String& reason) {
 }
 
 /// The kernel knows nothing of the other paths to a drive that it gave away by one of them.
-bool LinuxVolumes::lockOtherPaths(zel::String& reason) {
+bool LinuxVolumes::lockOtherPaths(zel::Wording& reason) {
     m_others.clear();
     const auto status = found();
     if (!status || !S_ISBLK(status->st_mode))
@@ -254,8 +258,9 @@ bool LinuxVolumes::lockOtherPaths(zel::String& reason) {
         FileDescriptor other = openFile("/dev/" + path.name(), O_RDONLY | O_EXCL | O_NONBLOCK);
         if (!other && errno == EBUSY) {
             m_others.clear();
-            reason = m_path + " is in use: " + path.name() + " (another path to " + device.name() +
-                     ") is taken by another program";
+            reason =
+                worded("{path} is in use: {other} (another path to {device}) is taken by another program",
+                       {{"path", m_path}, {"other", path.name()}, {"device", device.name()}});
             return false;
         }
         // A path without a node, or one that is down, is nobody's way to the drive.
@@ -265,19 +270,26 @@ bool LinuxVolumes::lockOtherPaths(zel::String& reason) {
     return true;
 }
 
-/// Some who hold a device are in none of the kernel's lists; what is on it may tell.
-zel::String LinuxVolumes::describeBusy() {
-    for (const VolumeContent& content : contents())
-        if (content.what.utf8().find("zfs_member") != std::string::npos)
-            return " (it belongs to a ZFS pool: " + content.what + ")";
-    return {};
+zel::Wording LinuxVolumes::describeUntaken(int error) const {
+    return worded("{path} cannot be taken for this test alone: {reason}",
+                  {{"path", m_path}, {"reason", errnoStatus(error).text}});
 }
 
-bool LinuxVolumes::unlock(zel::String& reason) {
+/// Some who hold a device are in none of the kernel's lists; what is on it may tell.
+zel::Wording LinuxVolumes::describeBusy() {
+    for (const VolumeContent& content : contents())
+        if (content.what.utf8().find("zfs_member") != std::string::npos)
+            return worded("{reason} (it belongs to a ZFS pool: {content})",
+                          {{"reason", describeUntaken(EBUSY)}, {"content", content.what}});
+    return describeUntaken(EBUSY);
+}
+
+bool LinuxVolumes::unlock(zel::Wording& reason) {
     m_others.clear();
     if (m_lock.reset())
         return true;
-    reason = m_path + " could not be given back: " + errnoStatus(errno).text;
+    reason = worded("{path} could not be given back: {reason}",
+                    {{"path", m_path}, {"reason", errnoStatus(errno).text}});
     return false;
 }
 

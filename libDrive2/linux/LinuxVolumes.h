@@ -22,21 +22,21 @@ public:
     LinuxVolumes(const zel::String& path, FileDescriptor opened)
         : m_path(path), m_opened(std::move(opened)) {}
 
-    Encryption examineEncryption(zel::String& reason) override;
-    bool lock(zel::String& reason) override;
+    Encryption examineEncryption(zel::Wording& reason) override;
+    bool lock(zel::Wording& reason) override;
     /// What lock() does, with the kind of its failure: LIBDRIVE2_WRITE_PROTECTED_DEVICE when the device may
     /// not be written to, else LIBDRIVE2_BUSY.
     DeviceStatus hold();
-    bool unlock(zel::String& reason) override;
+    bool unlock(zel::Wording& reason) override;
     zel::Array<zel::String> holders() override;
     zel::Array<VolumeContent> contents() override;
     /// Keeps those who lock() the device, its disk or one of its partitions from it, and them only. Needs no
     /// more than the right to read. False while one of them has it, with who in `reason`.
-    bool lockForReading(zel::String& reason);
+    bool lockForReading(zel::Wording& reason);
 
     /// For all that is read of the content: opened once, and anew only to see what medium there is. Empty
     /// on failure, with why in `problem`.
-    zel::SharedPointer<LinuxBlockHandle> reader(zel::String& problem);
+    zel::SharedPointer<LinuxBlockHandle> reader(zel::Wording& problem);
 
 private:
     /// What the path led to; nothing, with errno set, when it led nowhere.
@@ -45,9 +45,10 @@ private:
     FileDescriptor reopen(int flags);
     bool isOptical();
     bool hasMedium();
-    bool lockAgainstOthers(int fd, bool isBlockDevice, bool writable, zel::String& reason) const;
-    bool lockOtherPaths(zel::String& reason);
-    zel::String describeBusy();
+    bool lockAgainstOthers(int fd, bool isBlockDevice, bool writable, zel::Wording& reason) const;
+    bool lockOtherPaths(zel::Wording& reason);
+    [[nodiscard]] zel::Wording describeUntaken(int error) const;
+    zel::Wording describeBusy();
 
     zel::String m_path;
     FileDescriptor m_opened;

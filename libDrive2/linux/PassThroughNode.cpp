@@ -11,6 +11,7 @@
 #include "libDrive2/linux/ErrnoError.h"
 #include "libDrive2/linux/SysfsBlock.h"
 #include "zel/Uninterrupted.h"
+#include "zel/Words.h"
 
 namespace libDrive2 {
 
@@ -30,12 +31,14 @@ DeviceStatus PassThroughNode::checkWholeDevice() const {
     if (S_ISCHR(found.st_mode))
         return {};
     if (!S_ISBLK(found.st_mode))
-        return {LIBDRIVE2_NOT_SUPPORTED, "it is no device, so it takes no commands"};
+        return {LIBDRIVE2_NOT_SUPPORTED, zel::worded("it is no device, so it takes no commands")};
     const SysfsBlock device(found.st_rdev);
     if (device.isPartition())
-        return {LIBDRIVE2_NOT_SUPPORTED, "it is a partition: commands go to the whole drive only"};
+        return {LIBDRIVE2_NOT_SUPPORTED,
+                zel::worded("it is a partition: commands go to the whole drive only")};
     if (device.isVirtual())
-        return {LIBDRIVE2_NOT_SUPPORTED, "it is no drive but made by the system, so it takes no commands"};
+        return {LIBDRIVE2_NOT_SUPPORTED,
+                zel::worded("it is no drive but made by the system, so it takes no commands")};
     return {};
 }
 
@@ -79,12 +82,13 @@ bool PassThroughNode::isGone() const {
 DeviceStatus PassThroughNode::ioctlFailure(int error) const {
     DeviceStatus status = errnoStatus(error);
     if (error == ENODEV || error == ENXIO || isGone())
-        return {LIBDRIVE2_NO_ACCESS, "the device is gone (" + status.text + ")"};
+        return {LIBDRIVE2_NO_ACCESS, zel::worded("the device is gone ({reason})", {{"reason", status.text}})};
     // The command itself was not answered: nothing is known of the medium.
     if (status.type == LIBDRIVE2_MEDIA_ERROR)
         status.type = LIBDRIVE2_LINK_ERROR;
     if (error == EPERM || error == EACCES)
-        return {LIBDRIVE2_NO_ACCESS, "the system does not let this user send the command; run as root"};
+        return {LIBDRIVE2_NO_ACCESS,
+                zel::worded("the system does not let this user send the command; run as root")};
     return status;
 }
 

@@ -9,10 +9,13 @@
 #include "libDrive2/linux/MappingTable.h"
 #include "libDrive2/linux/MountTable.h"
 #include "libDrive2/linux/StorageIds.h"
+#include "zel/Words.h"
 
 namespace libDrive2 {
 
 namespace fs = std::filesystem;
+
+using zel::words;
 
 namespace {
 
@@ -104,7 +107,7 @@ StorageMap::View StorageMap::of(const struct stat& found, const std::string& pat
 StorageMap::View StorageMap::ofDevice(dev_t number) {
     const SysfsBlock device(number);
     if (device.name().empty() || ++m_depth > kMostLayers) {
-        note("a device below is unknown to the system");
+        note(words("a device below is unknown to the system"));
         return ofDisk(device, number);
     }
     View view;
@@ -201,7 +204,7 @@ void StorageMap::addMountSource(View& view, dev_t fileSystem, const fs::path& pa
     view.isVolatile = view.isVolatile || (nearest && isLostWithPower(*nearest));
     struct stat source {};
     if (!mount) {
-        note("the file system of " + path.string() + " is not among the mounted ones");
+        note(words("the file system of {path} is not among the mounted ones", {{"path", path.string()}}));
     } else if (const std::string upper = optionOf(*mount, "upperdir");
                mount->type == "overlay" && !upper.empty()) {
         // Seen from within a container, the path may lead nowhere, or back to the same file system.
@@ -209,12 +212,13 @@ void StorageMap::addMountSource(View& view, dev_t fileSystem, const fs::path& pa
         if (stat(upper.c_str(), &found) == 0 && found.st_dev != fileSystem)
             addFileSystem(view, found.st_dev, upper);
         else
-            note("the layers of " + mount->folder + " cannot be seen from here");
+            note(words("the layers of {folder} cannot be seen from here", {{"folder", mount->folder}}));
     } else if (stat(mount->source.c_str(), &source) == 0 && S_ISBLK(source.st_mode)) {
         addCarrier(view, source.st_rdev);
         addBtrfsMembers(view, SysfsBlock(source.st_rdev).name());
     } else if (!isStoredElsewhere(mount->type)) {
-        note("the devices of " + mount->folder + " (" + mount->type + ") cannot be found out");
+        note(words("the devices of {folder} ({type}) cannot be found out",
+                   {{"folder", mount->folder}, {"type", mount->type}}));
     }
 }
 

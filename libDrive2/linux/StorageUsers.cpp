@@ -6,9 +6,13 @@
 #include <cstdio>
 #include <fstream>
 
+#include "zel/Words.h"
+
 namespace libDrive2 {
 
 namespace fs = std::filesystem;
+
+using zel::words;
 
 namespace {
 
@@ -32,7 +36,9 @@ dev_t sourceOf(const Mount& mount) {
 }
 
 std::string place(const Mount& mount) {
-    return mount.folder + (mount.process == 0 ? "" : " for process " + std::to_string(mount.process));
+    return mount.process == 0
+               ? mount.folder
+               : words("{folder} for process {n}", {{"folder", mount.folder}, {"n", mount.process}});
 }
 
 std::string join(const std::vector<std::string>& texts) {
@@ -88,12 +94,12 @@ std::vector<std::string> StorageUsers::of(const struct stat& found, const std::s
     addBeneath(device, 0);
     addDevice(device, "");
     for (const SysfsBlock& path : device.otherPaths())
-        addDevice(path, " (another path to " + device.name() + ")");
+        addDevice(path, " " + words("(another path to {device})", {{"device", device.name()}}));
     return m_users;
 }
 
 void StorageUsers::add(const std::string& subject, const std::string& use) {
-    const std::string text = subject + " " + use;
+    const std::string text = words("{subject} {use}", {{"subject", subject}, {"use", use}});
     if (std::find(m_users.begin(), m_users.end(), text) == m_users.end())
         m_users.push_back(text);
 }
@@ -112,7 +118,7 @@ void StorageUsers::addDevice(const SysfsBlock& device, const std::string& note) 
 
 void StorageUsers::addFile(const StorageNode& file, const std::string& subject) {
     if (std::find(m_swaps.begin(), m_swaps.end(), file) != m_swaps.end())
-        add(subject, "is swap space");
+        add(subject, words("is swap space"));
     std::vector<std::string> uses;
     findLoops(file, 0, uses);
     for (const std::string& use : uses)
@@ -130,7 +136,7 @@ void StorageUsers::addBeneath(const SysfsBlock& device, int depth) {
             continue;
         m_own.insert(loop.number);
         if (!loop.backing.isDevice) {
-            addFile(loop.backing, "the file behind " + loop.name);
+            addFile(loop.backing, words("the file behind {device}", {{"device", loop.name}}));
             continue;
         }
         const SysfsBlock behind(loop.backing.device);
@@ -157,18 +163,20 @@ void StorageUsers::findMounts(dev_t number, std::vector<std::string>& uses) cons
         if ((single != 0 ? single : sourceOf(mount)) != number || (isSeenHere && mount.process != 0))
             continue;
         isSeenHere = isSeenHere || mount.process == 0;
-        uses.push_back("is mounted on " + place(mount));
+        uses.push_back(words("is mounted on {place}", {{"place", place(mount)}}));
     }
     for (const BtrfsVolume& volume : m_btrfs)
         if (uses.empty() && volume.members.contains(number))
-            uses.push_back("is part of a btrfs that is mounted" +
-                           (volume.folder.empty() ? "" : " on " + volume.folder));
+            uses.push_back(volume.folder.empty() ? words("is part of a btrfs that is mounted")
+                                                 : words("is part of a btrfs that is mounted on {place}",
+                                                         {{"place", volume.folder}}));
 }
 
 void StorageUsers::findLoops(const StorageNode& backing, int depth, std::vector<std::string>& uses) const {
     for (const AttachedLoop& loop : m_loops)
         if (loop.backing == backing && !m_own.contains(loop.number))
-            uses.push_back("is attached to " + describe("/dev/" + loop.name, loop.name, depth + 1));
+            uses.push_back(words("is attached to {device}",
+                                 {{"device", describe("/dev/" + loop.name, loop.name, depth + 1)}}));
 }
 
 std::vector<std::string> StorageUsers::usesOf(const SysfsBlock& owner, const SysfsBlock::Member& member,
@@ -179,13 +187,13 @@ std::vector<std::string> StorageUsers::usesOf(const SysfsBlock& owner, const Sys
     node.device = member.number;
     findMounts(member.number, uses);
     if (std::find(m_swaps.begin(), m_swaps.end(), node) != m_swaps.end())
-        uses.emplace_back("is swap space");
+        uses.push_back(words("is swap space"));
     findLoops(node, depth, uses);
     for (const std::string& holder : owner.holdersOf(member))
-        uses.push_back("is part of " + describe(holder, holder, depth + 1));
+        uses.push_back(words("is part of {device}", {{"device", describe(holder, holder, depth + 1)}}));
     // Once it caches something, that is its holder.
     if (uses.empty() && owner.isCache(member))
-        uses.emplace_back("is a cache of bcache");
+        uses.push_back(words("is a cache of bcache"));
     return uses;
 }
 
@@ -199,7 +207,9 @@ std::string StorageUsers::describe(const std::string& path, const std::string& n
     if (depth < kMostStoreys)
         for (const SysfsBlock::Member& member : device.members())
             for (const std::string& use : usesOf(device, member, depth))
-                details.push_back((member.name == name ? "which " : "whose " + member.name + " ") + use);
+                details.push_back(member.name == name
+                                      ? words("which {use}", {{"use", use}})
+                                      : words("whose {part} {use}", {{"part", member.name}, {"use", use}}));
     return details.empty() ? path : path + " (" + join(details) + ")";
 }
 

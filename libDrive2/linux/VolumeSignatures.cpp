@@ -6,6 +6,7 @@
 #include <type_traits>
 
 #include "zel/Format.h"
+#include "zel/Words.h"
 
 namespace libDrive2 {
 
@@ -95,11 +96,13 @@ zel::Array<VolumeContent> describeContents(int fd) {
     if (const zel::String whole = describeVolume(fd, 0, 0); !whole.isEmpty())
         found.append({whole});
     if (partitions.table() != nullptr)
-        found.append({zel::format("partition table %s", partitions.table())});
+        found.append({zel::words("partition table {type}", {{"type", partitions.table()}})});
     for (const Partitions::Partition& each : partitions.all()) {
         const zel::String volume = describeVolume(fd, each.offset, each.bytes);
-        found.append({zel::format("partition %i: %s", each.number,
-                                  volume.isEmpty() ? zel::String("nothing that is recognised") : volume),
+        found.append({zel::words("partition {n}: {content}",
+                                 {{"n", each.number},
+                                  {"content", volume.isEmpty() ? zel::words("nothing that is recognised")
+                                                               : volume.utf8()}}),
                       static_cast<std::uint64_t>(each.bytes)});
     }
     return found;

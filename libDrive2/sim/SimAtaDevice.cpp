@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "zel/Format.h"
+#include "zel/Words.h"
 
 namespace libDrive2 {
 
@@ -153,9 +154,9 @@ AtaResponse SimAtaDevice::execute(const AtaRequest& request) {
     }
     const SimFault begun = m_medium->beginCommand().fault;
     if (begun == SimFault::gone)
-        response.delivery = {LIBDRIVE2_NO_ACCESS, "the device does not answer any more"};
+        response.delivery = {LIBDRIVE2_NO_ACCESS, zel::worded("the device does not answer any more")};
     else if (begun == SimFault::busy)
-        response.delivery = {LIBDRIVE2_BUSY, "the device is busy"};
+        response.delivery = {LIBDRIVE2_BUSY, zel::worded("the device is busy")};
     if (!response.delivery.ok())
         return response;
     response.status = kReady;

@@ -1,8 +1,11 @@
 #include "libDrive2/sim/SimBlockHandle.h"
 
 #include "zel/Format.h"
+#include "zel/Words.h"
 
 namespace libDrive2 {
+
+using zel::worded;
 
 namespace {
 
@@ -21,17 +24,17 @@ DeviceStatus toStatus(const SimOutcome& outcome) {
         case SimFault::recovered:
             break;
         case SimFault::gone:
-            return {LIBDRIVE2_NO_ACCESS, "the device does not answer any more"};
+            return {LIBDRIVE2_NO_ACCESS, worded("the device does not answer any more")};
         case SimFault::busy:
-            return {LIBDRIVE2_BUSY, "the device is busy"};
+            return {LIBDRIVE2_BUSY, worded("the device is busy")};
         case SimFault::noMedium:
-            return {LIBDRIVE2_NO_ACCESS, "there is no medium in the drive"};
+            return {LIBDRIVE2_NO_ACCESS, worded("there is no medium in the drive")};
         case SimFault::locked:
-            return {LIBDRIVE2_NO_ACCESS, "the drive is locked with a password"};
+            return {LIBDRIVE2_NO_ACCESS, worded("the drive is locked with a password")};
         case SimFault::beyondEnd:
             return {LIBDRIVE2_BAD_ARGUMENT, zel::format("sector %u lies beyond the end", outcome.lba)};
         case SimFault::writeProtected:
-            return {LIBDRIVE2_WRITE_PROTECTED_MEDIUM, "the medium is write-protected"};
+            return {LIBDRIVE2_WRITE_PROTECTED_MEDIUM, worded("the medium is write-protected")};
         case SimFault::unreadable:
             return mediaError("unrecovered read error", outcome.lba);
         case SimFault::unwritable:
@@ -95,7 +98,7 @@ DeviceStatus SimBlockHandle::read(std::uint64_t offset, void* buffer, std::size_
 
 DeviceStatus SimBlockHandle::write(std::uint64_t offset, const void* buffer, std::size_t bytes) {
     if (!m_info.writable)
-        return {LIBDRIVE2_WRITE_PROTECTED_DEVICE, "the device was opened for reading only"};
+        return {LIBDRIVE2_WRITE_PROTECTED_DEVICE, worded("the device was opened for reading only")};
     const std::uint32_t sectorBytes = m_info.logicalSectorBytes;
     return onMedium([&] {
         return m_medium->write(offset / sectorBytes, static_cast<std::uint32_t>(bytes / sectorBytes),

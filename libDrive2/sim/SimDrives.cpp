@@ -3,6 +3,7 @@
 #include "libDrive2/DeviceOpeners.h"
 #include "libDrive2/DeviceProvider.h"
 #include "libDrive2/OpenLeases.h"
+#include "zel/Words.h"
 
 namespace libDrive2 {
 
@@ -27,12 +28,14 @@ bool openContents(SimOptions& options, std::uint32_t desiredAccess, SharedBlockH
     if (!options.sectorsGiven)
         options.sectors = imageSectors;
     if (options.sectors > imageSectors) {
-        noteOpenError(zel::String(options.imagePath) + " is smaller than the simulated drive over it");
+        noteOpenError(
+            zel::worded("{path} is smaller than the simulated drive over it", {{"path", options.imagePath}}));
         return false;
     }
     const std::string problem = checkSize(options);
     if (!problem.empty())
-        noteOpenError("the simulated drive over " + options.imagePath + " cannot be made: " + problem);
+        noteOpenError(zel::worded("the simulated drive over {path} cannot be made: {reason}",
+                                  {{"path", options.imagePath}, {"reason", problem}}));
     return problem.empty();
 }
 
@@ -53,7 +56,7 @@ SharedBlockHandle openSimImage(const zel::String& path, std::uint32_t desiredAcc
     DeviceLease* const lease = OpenLeases::find(path);
     if (lease == nullptr)
         return OsDevice::openOsDevice(path, desiredAccess, kShareRead | kShareWrite, kOpenExisting, 0);
-    zel::String problem;
+    zel::Wording problem;
     SharedBlockHandle image = lease->openBlock((desiredAccess & kAccessWrite) != 0, problem);
     if (!image)
         noteOpenError(problem);
@@ -95,7 +98,8 @@ std::shared_ptr<SimMedium> SimDrives::medium(const zel::String& locator, std::ui
         return nullptr;
     }
     if ((simKinds(drive.options->kind) & kinds) == 0) {
-        noteOpenError("the simulated drive \"" + locator + "\" has no " + interface + " interface");
+        noteOpenError(zel::worded("the simulated drive \"{drive}\" has no {interface} interface",
+                                  {{"drive", locator}, {"interface", interface}}));
         return nullptr;
     }
     if (const auto medium = drive.medium.lock())

@@ -37,8 +37,8 @@ bool SimLease::begin(LeasePurpose purpose, DeviceStatus& failure) {
         failure = {LIBDRIVE2_NO_ACCESS, problem};
         return false;
     }
-    if (zel::String reason; purpose == LeasePurpose::write && options->volumes == SimVolumeState::busy &&
-                            !m_volumes.lock(reason)) {
+    if (zel::Wording reason; purpose == LeasePurpose::write && options->volumes == SimVolumeState::busy &&
+                             !m_volumes.lock(reason)) {
         failure = {LIBDRIVE2_BUSY, reason};
         return false;
     }
@@ -62,7 +62,7 @@ zel::Array<zel::String> SimLease::users() {
     return m_image != nullptr ? m_image->users() : zel::Array<zel::String>();
 }
 
-SharedBlockHandle SimLease::openBlock(bool writable, zel::String& reason) {
+SharedBlockHandle SimLease::openBlock(bool writable, zel::Wording& reason) {
     auto handle = SimProvider::get().openBlock(m_locator, kAccessRead | (writable ? kAccessWrite : 0), 0);
     if (handle == nullptr)
         reason = lastOpenErrorStr();

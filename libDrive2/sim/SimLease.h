@@ -19,10 +19,12 @@ public:
     bool isUnchanged(zel::String& difference) override;
     zel::Array<zel::String> users() override;
     zel::Array<VolumeContent> contents() override { return m_volumes.contents(); }
-    Encryption examineEncryption(zel::String& reason) override { return m_volumes.examineEncryption(reason); }
+    Encryption examineEncryption(zel::Wording& reason) override {
+        return m_volumes.examineEncryption(reason);
+    }
     [[nodiscard]] bool outlivesProcess() const override { return m_image != nullptr; }
-    bool unlockVolumes(zel::String& reason) override { return m_volumes.unlock(reason); }
-    SharedBlockHandle openBlock(bool writable, zel::String& reason) override;
+    bool unlockVolumes(zel::Wording& reason) override { return m_volumes.unlock(reason); }
+    SharedBlockHandle openBlock(bool writable, zel::Wording& reason) override;
 
 private:
     SimLease(const zel::String& locator, LeasePurpose purpose);

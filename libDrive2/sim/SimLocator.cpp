@@ -6,9 +6,14 @@
 #include <limits>
 #include <string_view>
 
+#include "zel/Words.h"
+
 namespace libDrive2 {
 
 namespace {
+
+using zel::marked;
+using zel::words;
 
 constexpr std::string_view kPrefix = "sim:";
 constexpr std::uint32_t kMinSectorBytes = 128;
@@ -149,13 +154,13 @@ bool takeText(const std::string& text, std::string& value) {
 struct Key {
     std::string_view name;
     const char* hint;  ///< the form of its value in help; null for a key without one
-    const char* form;  ///< in sentences
+    const char* form;  ///< in sentences; a text to translate
     bool (*parse)(const std::string& value, SimOptions& options);
     SimKinds kinds = kAllSimKinds;
 };
 
-constexpr const char* kRangesForm = "sectors such as 1234+5000-5003";
-constexpr const char* kNumberForm = "a whole number from 1 on";
+constexpr const char* kRangesForm = marked("sectors such as 1234+5000-5003");
+constexpr const char* kNumberForm = marked("a whole number from 1 on");
 
 constexpr SimKinds kLoadable = simKinds(SimKind::disk, SimKind::scsi, SimKind::floppy, SimKind::ufi);
 constexpr SimKinds kOpticalOnly = simKinds(SimKind::optical);
@@ -165,59 +170,45 @@ constexpr SimKinds kWithTemperature = simKinds(SimKind::scsi, SimKind::ata, SimK
 constexpr SimKinds kAtaOnly = simKinds(SimKind::ata);
 
 constexpr std::array kKeys = {
-    Key{"sectors", "N", "a whole number", parseSectors},
-    Key{"sector-size", "N", "a power of two from 128 to 65536", parseSectorSize, kWithSectorSizes},
-    Key{"image", "PATH", "the path of a file", [](auto& v, auto& o) { return takeText(v, o.imagePath); }},
+    Key{"sectors", "N", marked("a whole number"), parseSectors},
+    Key{"sector-size", "N", marked("a power of two from 128 to 65536"), parseSectorSize, kWithSectorSizes},
+    Key{"image", "PATH", marked("the path of a file"),
+        [](auto& v, auto& o) { return takeText(v, o.imagePath); }},
     Key{"bad", "A+B-C", kRangesForm, [](auto& v, auto& o) { return parseRanges(v, o.bad); }},
     Key{"bad-write", "A+B-C", kRangesForm, [](auto& v, auto& o) { return parseRanges(v, o.badWrite); }},
     Key{"bad-seek", "A+B-C", kRangesForm, [](auto& v, auto& o) { return parseRanges(v, o.badSeek); }},
     Key{"corrupt", "A+B-C", kRangesForm, [](auto& v, auto& o) { return parseRanges(v, o.corrupt); }},
     Key{"recovered", "A+B-C", kRangesForm, [](auto& v, auto& o) { return parseRanges(v, o.recovered); }},
-    Key{"transient", "LBA:TIMES", "LBA:TIMES, joined by +", parseTransient},
-    Key{"slow", "A-B:MS", "A-B:MILLISECONDS (at most 86400000), joined by +", parseSlow},
+    Key{"transient", "LBA:TIMES", marked("LBA:TIMES, joined by +"), parseTransient},
+    Key{"slow", "A-B:MS", marked("A-B:MILLISECONDS (at most 86400000), joined by +"), parseSlow},
     Key{"gone-at", "N", kNumberForm, [](auto& v, auto& o) { return parsePositive(v, o.goneAt); }},
     Key{"busy-at", "N", kNumberForm, [](auto& v, auto& o) { return parsePositive(v, o.busyAt); }},
-    Key{"speed", "MB/s", "MB/s, a whole number from 1 to 1000000", parseSpeed},
-    Key{"serial", "TEXT", "a text", [](auto& v, auto& o) { return takeText(v, o.serial); }},
+    Key{"speed", "MB/s", marked("MB/s, a whole number from 1 to 1000000"), parseSpeed},
+    Key{"real-time", nullptr, nullptr, [](auto&, auto& o) { return o.realTime = true; }},
+    Key{"serial", "TEXT", marked("a text"), [](auto& v, auto& o) { return takeText(v, o.serial); }},
     Key{"media", "MEDIUM>MEDIUM...",
-        "media such as none>disk>disk:1000 (sectors); for optical none>cdr>dvd+rw", parseMedia,
+        marked("media such as none>disk>disk:1000 (sectors); for optical none>cdr>dvd+rw"), parseMedia,
         kLoadable | kOpticalOnly},
-    Key{"state", "blank|appendable|closed|unformatted", "blank, appendable, closed or unformatted",
+    Key{"state", "blank|appendable|closed|unformatted", marked("blank, appendable, closed or unformatted"),
         [](auto& v, auto& o) { return o.optical.parseState(v); }, kOpticalOnly},
-    Key{"tray", "yes|no", "yes or no", parseTray, kOpticalOnly},
-    Key{"performance", "none|nominal", "none or nominal",
+    Key{"tray", "yes|no", marked("yes or no"), parseTray, kOpticalOnly},
+    Key{"performance", "none|nominal", marked("none or nominal"),
         [](auto& v, auto& o) { return o.optical.parsePerformance(v); }, kOpticalOnly},
     Key{"strict", nullptr, nullptr, [](auto&, auto& o) { return o.optical.strict = true; }, kOpticalOnly},
-    Key{"temperature", "N", "degrees Celsius from 0 to 200", parseTemperature, kWithTemperature},
-    Key{"sense", "fixed|descriptor", "fixed or descriptor", parseSense, kWithSense},
+    Key{"temperature", "N", marked("degrees Celsius from 0 to 200"), parseTemperature, kWithTemperature},
+    Key{"sense", "fixed|descriptor", marked("fixed or descriptor"), parseSense, kWithSense},
     Key{"wp", nullptr, nullptr, [](auto&, auto& o) { return o.writeProtected = true; }},
     Key{"removable", nullptr, nullptr, [](auto&, auto& o) { return o.removable = true; },
         kLoadable | kAtaOnly},
     Key{"encrypted", nullptr, nullptr, [](auto&, auto& o) { return o.encrypted = true; }},
-    Key{"volumes", "busy|stuck", "busy or stuck", parseVolumes},
+    Key{"volumes", "busy|stuck", marked("busy or stuck"), parseVolumes},
     Key{"locked", nullptr, nullptr, [](auto&, auto& o) { return o.locked = true; }, kAtaOnly},
     Key{"emulated", nullptr, nullptr, [](auto&, auto& o) { return o.emulated = true; }, kAtaOnly},
 };
 
-/// Words in lines that fit a terminal beside the names of options.
-class HelpText {
-public:
-    void begin(const std::string& label) {
-        m_text += (m_text.empty() ? "" : "\n") + label;
-        m_column = label.size();
-    }
-    void add(const std::string& word) {
-        const bool fits = m_column + 1 + word.size() <= kColumns;
-        m_text += (fits ? " " : "\n") + word;
-        m_column = fits ? m_column + 1 + word.size() : word.size();
-    }
-    [[nodiscard]] const std::string& text() const { return m_text; }
-
-private:
-    static constexpr std::size_t kColumns = 90;
-    std::string m_text;
-    std::size_t m_column = 0;
-};
+std::string quoted(const std::string& text) {
+    return "\"" + text + "\"";
+}
 
 std::string listKeys() {
     std::string names;
@@ -237,16 +228,18 @@ std::string listKinds(SimKinds kinds) {
 /// Empty when the key took the piece's value.
 std::string applyKey(const Key& key, const std::string& name, const std::optional<std::string>& value,
                      SimOptions& options) {
+    const std::string shown = quoted(name);
     if ((key.kinds & simKinds(options.kind)) == 0)
-        return "\"" + name + "\" is only for " + listKinds(key.kinds);
+        return words("{key} is only for {kinds}", {{"key", shown}, {"kinds", listKinds(key.kinds)}});
     if (key.hint == nullptr && value)
-        return "\"" + name + "\" takes no value";
+        return words("{name} takes no value", {{"name", shown}});
     if (key.hint != nullptr && !value)
-        return "\"" + name + "\" needs a value: " + key.form;
+        return words("{name} needs a value: {form}", {{"name", shown}, {"form", words(key.form)}});
     const std::string text = value.value_or("");
     if (key.parse(text, options))
         return {};
-    return "\"" + text + "\" is no value for \"" + name + "\": give " + key.form;
+    return words("{text} is no value for {name}: give {values}",
+                 {{"text", quoted(text)}, {"name", shown}, {"values", words(key.form)}});
 }
 
 /// Empty when the piece was understood.
@@ -256,7 +249,8 @@ std::string applyPiece(const std::string& piece, SimOptions& options) {
     const auto key =
         std::find_if(kKeys.begin(), kKeys.end(), [&name](const Key& known) { return known.name == name; });
     if (key == kKeys.end())
-        return "it does not know \"" + name + "\"; known are " + listKeys();
+        return words("it does not know {key}; known are {keys}",
+                     {{"key", quoted(name)}, {"keys", listKeys()}});
     const auto value = equals == std::string::npos ? std::nullopt : std::optional(piece.substr(equals + 1));
     return applyKey(*key, name, value, options);
 }
@@ -266,7 +260,8 @@ std::string applyKind(const std::string& name, SimOptions& options) {
     const auto* const kind = std::find_if(kSimKinds.begin(), kSimKinds.end(),
                                           [&name](const SimKindTraits& known) { return known.name == name; });
     if (kind == kSimKinds.end())
-        return "there is no kind \"" + name + "\"; known are " + listKinds(kAllSimKinds);
+        return words("there is no kind {kind}; known are {kinds}",
+                     {{"kind", quoted(name)}, {"kinds", listKinds(kAllSimKinds)}});
     options.kind = kind->kind;
     options.sectors = kind->defaultSectors;
     options.removable = kind->removable;
@@ -277,13 +272,13 @@ std::string applyKind(const std::string& name, SimOptions& options) {
 std::string checkWhole(const SimOptions& options) {
     const SimKindTraits& kind = traitsOf(options.kind);
     if (options.sectorBytes < kind.minSectorBytes)
-        return "the sectors of this kind have at least " + std::to_string(kind.minSectorBytes) + " bytes";
+        return words("the sectors of this kind have at least {n} bytes", {{"n", kind.minSectorBytes}});
     // Half of what 64 bits can address: sums of offsets must not wrap.
     if (options.sectors > std::numeric_limits<std::uint64_t>::max() / options.sectorBytes / 2)
-        return "it has more sectors than can be addressed";
+        return words("it has more sectors than can be addressed");
     const auto isPrintable = [](char c) { return c >= ' ' && c <= '~'; };
     if (options.serial.size() > kMaxSerialLength || !std::ranges::all_of(options.serial, isPrintable))
-        return "a serial number has at most 20 characters, all of them ASCII";
+        return words("a serial number has at most 20 characters, all of them ASCII");
     if (options.kind == SimKind::optical) {
         const std::string problem =
             options.optical.check(!options.imagePath.empty(), options.sectorsGiven, options.sectors);
@@ -298,15 +293,15 @@ std::string checkWhole(const SimOptions& options) {
 
 std::string checkSize(const SimOptions& options) {
     if (options.sectors > traitsOf(options.kind).maxSectors)
-        return "it has more sectors than can be addressed";
+        return words("it has more sectors than can be addressed");
     if (options.sectors == 0 && options.kind != SimKind::disk)
-        return "it has no sectors";
+        return words("it has no sectors");
     for (const SimMediumChoice& medium : options.media)
         if (medium.sectors > options.sectors)
-            return "a medium of it has more sectors than \"sectors\" allows";
+            return words("a medium of it has more sectors than \"sectors\" allows");
     // A fault beyond the end would never be met: surely a mistake.
     const auto beyond = [&options](std::uint64_t lba) {
-        return lba >= options.sectors ? "sector " + std::to_string(lba) + " lies beyond its end"
+        return lba >= options.sectors ? words("sector {lba} lies beyond its end", {{"lba", lba}})
                                       : std::string();
     };
     for (const SectorRanges* faults :
@@ -321,25 +316,19 @@ std::string checkSize(const SimOptions& options) {
 }
 
 zel::String describeSimLocators() {
-    HelpText help;
-    const auto add = [&help](const Key& key) {
-        help.add(std::string(key.name) + (key.hint != nullptr ? std::string("=") + key.hint : ""));
-    };
-    help.begin("Kinds:");
+    std::string kinds;
     for (const SimKindTraits& kind : kSimKinds)
-        help.add(std::string(kind.name));
-    help.begin("Keys:");
+        kinds += " " + std::string(kind.name);
+    std::string keys;
+    std::string opticalKeys;
     for (const Key& key : kKeys)
-        if (key.kinds != kOpticalOnly)
-            add(key);
-    help.begin("Of optical ones:");
-    for (const Key& key : kKeys)
-        if (key.kinds == kOpticalOnly)
-            add(key);
-    help.begin("Media (of others than optical ones: none disk disk:SECTORS): none");
+        (key.kinds == kOpticalOnly ? opticalKeys : keys) +=
+            " " + std::string(key.name) + (key.hint != nullptr ? std::string("=") + key.hint : "");
+    std::string media = " none";
     for (const OpticalMediaType& type : opticalMediaTypes())
-        help.add(std::string(type.name));
-    return help.text();
+        media += " " + std::string(type.name);
+    return words("Kinds:") + kinds + "\n" + words("Keys:") + keys + "\n" + words("Of optical ones:") +
+           opticalKeys + "\n" + words("Media (of others than optical ones: none disk disk:SECTORS):") + media;
 }
 
 bool isSimLocator(const zel::String& locator) {
@@ -358,7 +347,8 @@ std::optional<SimOptions> parseSimLocator(const zel::String& locator, zel::Strin
         problem = checkWhole(options);
     if (problem.empty())
         return options;
-    error = "the simulated drive \"" + locator.utf8() + "\" cannot be made: " + problem;
+    error = words("the simulated drive {drive} cannot be made: {reason}",
+                  {{"drive", quoted(locator.utf8())}, {"reason", problem}});
     return std::nullopt;
 }
 

@@ -51,6 +51,7 @@ struct SimOptions {
     std::string serial;
     std::uint64_t temperature = 38;  ///< degrees Celsius
     bool sectorsGiven = false;
+    bool realTime = false;  ///< waiting takes time
     bool writeProtected = false;
     bool removable = false;
     std::vector<SimMediumChoice> media{{}};  ///< the first is in the drive, every load puts in the next

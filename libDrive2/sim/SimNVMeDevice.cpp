@@ -4,6 +4,7 @@
 
 #include "libDrive2/sim/SimNVMePages.h"
 #include "zel/Format.h"
+#include "zel/Words.h"
 
 namespace libDrive2 {
 
@@ -113,7 +114,7 @@ NVMeResponse SimNVMeDevice::execute(const NVMeCommand& command) {
     }
     const SimOutcome begun = m_medium->beginCommand();
     if (begun.fault == SimFault::gone)
-        response.delivery = {LIBDRIVE2_NO_ACCESS, "the device does not answer any more"};
+        response.delivery = {LIBDRIVE2_NO_ACCESS, zel::worded("the device does not answer any more")};
     else if (!begun.ok())
         response.status = statusOf(begun);
     else if (entry == nullptr)

@@ -11,6 +11,7 @@
 #include "libDrive2/sim/SimUfiDevice.h"
 #include "libDrive2/sim/SimVolumes.h"
 #include "libDrive2/sim/optical/OpticalBlockHandle.h"
+#include "zel/Words.h"
 
 namespace libDrive2 {
 
@@ -55,10 +56,16 @@ bool SimProvider::owns(const zel::String& locator) const {
     return isSimLocator(locator);
 }
 
+bool SimProvider::skipsTime(const zel::String& locator) const {
+    zel::String ignored;
+    const auto options = SimDrives::get().options(locator, ignored);
+    return options == nullptr || !options->realTime;
+}
+
 bool SimProvider::describe(const zel::String& locator, DeviceDescription& description, zel::String& error) {
     const std::optional<SimIdentity> identity = identityOf(locator);
     if (!identity) {
-        error = lastOpenErrorStr();
+        error = lastOpenErrorStr().shown();
         return false;
     }
     description.capabilities = identity->capabilities;
@@ -94,7 +101,9 @@ std::unique_ptr<ScsiPassThrough> SimProvider::openScsi(const zel::String& locato
     if (options.kind == SimKind::ufi)
         return std::make_unique<SimUfiDevice>(std::move(medium), writable);
     if (options.kind == SimKind::ata && !options.emulated) {
-        noteOpenError("the simulated drive \"" + locator + "\" has no SCSI interface without \"emulated\"");
+        noteOpenError(
+            zel::worded("the simulated drive \"{drive}\" has no SCSI interface without \"emulated\"",
+                        {{"drive", locator}}));
         return nullptr;
     }
     return std::make_unique<SimScsiDevice>(std::move(medium), writable);

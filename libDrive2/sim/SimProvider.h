@@ -12,6 +12,7 @@ public:
 
     [[nodiscard]] bool owns(const zel::String& locator) const override;
     [[nodiscard]] bool isSimulated() const override { return true; }
+    [[nodiscard]] bool skipsTime(const zel::String& locator) const override;
     bool describe(const zel::String& locator, DeviceDescription& description, zel::String& error) override;
     std::unique_ptr<BlockHandle> openBlock(const zel::String& locator, std::uint32_t desiredAccess,
                                            std::uint32_t shareMode) override;

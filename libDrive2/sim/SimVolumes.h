@@ -13,15 +13,15 @@ class SimVolumes : public DeviceLockingManager::Volumes {
 public:
     explicit SimVolumes(const zel::String& locator);
 
-    Encryption examineEncryption(zel::String& reason) override;
-    bool lock(zel::String& reason) override;
-    bool unlock(zel::String& reason) override;
+    Encryption examineEncryption(zel::Wording& reason) override;
+    bool lock(zel::Wording& reason) override;
+    bool unlock(zel::Wording& reason) override;
     zel::Array<zel::String> holders() override;
     zel::Array<VolumeContent> contents() override;
 
 private:
     [[nodiscard]] bool is(SimVolumeState state) const;
-    Encryption examineImage(zel::String& reason) const;
+    Encryption examineImage(zel::Wording& reason) const;
 
     zel::String m_locator;
     zel::String m_problem;

@@ -5,6 +5,7 @@
 #include "libDrive2/windows/FilePlace.h"
 #include "libDrive2/windows/SystemError.h"
 #include "zel/Format.h"
+#include "zel/Words.h"
 #include "zel/windows/Utf16.h"
 
 namespace libDrive2 {
@@ -13,11 +14,21 @@ namespace {
 
 using zel::SystemCalls;
 
-constexpr const char* kLocked = " is in use: another program has locked it";
-constexpr const char* kRead =
-    " is in use: another program, such as a test that reads, keeps others from writing to it";
-constexpr const char* kWritten = " is in use: another program, such as a test that writes, has locked it";
-constexpr const char* kUntaken = " cannot be taken for this test alone: ";
+// Texts to translate.
+constexpr const char* kLocked = zel::marked("{path} is in use: another program has locked it");
+constexpr const char* kRead = zel::marked(
+    "{path} is in use: another program, such as a test that reads, keeps others from writing to it");
+constexpr const char* kWritten =
+    zel::marked("{path} is in use: another program, such as a test that writes, has locked it");
+
+zel::Wording used(const char* how, const zel::String& path) {
+    return zel::worded(how, {{"path", path}});
+}
+
+zel::Wording untaken(const zel::String& path, DWORD error) {
+    return zel::worded("{path} cannot be taken for this test alone: {reason}",
+                       {{"path", path}, {"reason", systemStatus(error).text}});
+}
 
 /// Names of objects have no room for all that an identity may hold. FNV-1a.
 std::uint64_t hashOf(const std::string& text) {
@@ -40,7 +51,7 @@ bool exists(const std::wstring& name) {
 
 }  // namespace
 
-bool DriveClaim::take(const std::vector<StorageExtent>& storage, bool exclusive, zel::String& problem) {
+bool DriveClaim::take(const std::vector<StorageExtent>& storage, bool exclusive, zel::Wording& problem) {
     problem = {};
     std::set<std::wstring> names;
     for (const StorageExtent& extent : storage)
@@ -56,23 +67,23 @@ bool DriveClaim::take(const std::vector<StorageExtent>& storage, bool exclusive,
 
 /// Each makes its own object first and looks for the other's then, so that of two at once at most one goes
 /// on.
-bool DriveClaim::takeDisk(const std::wstring& name, bool exclusive, zel::String& problem) {
+bool DriveClaim::takeDisk(const std::wstring& name, bool exclusive, zel::Wording& problem) {
     const std::wstring writer = name + L"-write", reader = name + L"-read";
     zel::Handle own(SystemCalls::current().createEvent(exclusive ? writer : reader));
     const DWORD error = GetLastError();
     const bool isTaken = error == ERROR_ALREADY_EXISTS || error == ERROR_ACCESS_DENIED;
     if (exclusive && isTaken)
-        problem = kLocked;
+        problem = used(kLocked, m_path);
     else if (exclusive && !own)
-        problem = kUntaken + systemStatus(error).text;
+        problem = untaken(m_path, error);
     else if (exists(exclusive ? reader : writer))
-        problem = exclusive ? kRead : kWritten;
+        problem = used(exclusive ? kRead : kWritten, m_path);
     else
         m_objects.push_back(std::move(own));
     return problem.isEmpty();
 }
 
-bool DriveClaim::takeFile(zel::Handle file, bool exclusive, zel::String& problem) {
+bool DriveClaim::takeFile(zel::Handle file, bool exclusive, zel::Wording& problem) {
     problem = {};
     OVERLAPPED place = placeAt(kLockedByte);
     const DWORD flags = LOCKFILE_FAIL_IMMEDIATELY | (exclusive ? LOCKFILE_EXCLUSIVE_LOCK : 0U);
@@ -84,15 +95,16 @@ bool DriveClaim::takeFile(zel::Handle file, bool exclusive, zel::String& problem
     const bool isLocked = error == ERROR_LOCK_VIOLATION || error == ERROR_IO_PENDING;
     // Where there are no such locks, nobody else has one either.
     if (!exclusive)
-        problem = isLocked ? kWritten : "";
+        problem = isLocked ? used(kWritten, m_path) : zel::Wording();
     else if (!isLocked)
-        problem = kUntaken + systemStatus(error).text;
+        problem = untaken(m_path, error);
     else
         // Readers share the byte; a writer shares it with nobody.
         problem =
-            SystemCalls::current().lockFile(file.get(), LOCKFILE_FAIL_IMMEDIATELY, 1, 0, &place) != FALSE
-                ? kRead
-                : kLocked;
+            used(SystemCalls::current().lockFile(file.get(), LOCKFILE_FAIL_IMMEDIATELY, 1, 0, &place) != FALSE
+                     ? kRead
+                     : kLocked,
+                 m_path);
     return problem.isEmpty();
 }
 

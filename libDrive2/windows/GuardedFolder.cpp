@@ -8,10 +8,13 @@
 #include "libDrive2/windows/answers/FolderNames.h"
 #include "zel/Format.h"
 #include "zel/Path.h"
+#include "zel/Words.h"
 #include "zel/windows/SystemCalls.h"
 #include "zel/windows/Utf16.h"
 
 namespace libDrive2 {
+
+using zel::words;
 
 namespace fs = std::filesystem;
 
@@ -48,7 +51,7 @@ bool isName(const std::string& name) {
 
 /// Of the folder itself it is enough that it is known: the handle is what counts.
 std::nullopt_t refuseFolder(const std::string& path, DWORD error, zel::String& reason) {
-    failWith(reason, "the folder " + zel::String(path) + " cannot be opened", error);
+    failWith(reason, words("the folder {folder} cannot be opened", {{"folder", path}}), error);
     SetLastError(isMissingError(error) ? ERROR_PATH_NOT_FOUND : error);
     return std::nullopt;
 }
@@ -72,13 +75,14 @@ bool makeFolder(const fs::path& folder, NewRules::Kind kind, zel::String& reason
     return (rules.descriptor() != nullptr &&
             SystemCalls::current().createDirectory(zel::longPath(path), &security) != FALSE) ||
            GetLastError() == ERROR_ALREADY_EXISTS ||
-           failWith(reason, "the folder " + zel::String(path) + " could not be made", GetLastError());
+           failWith(reason, words("the folder {folder} could not be made", {{"folder", path}}),
+                    GetLastError());
 }
 
 }  // namespace
 
 bool failWith(zel::String& reason, const zel::String& what, DWORD error) {
-    reason = what + ": " + zel::systemMessage(error);
+    reason = words("{problem}: {reason}", {{"problem", what}, {"reason", zel::systemMessage(error)}});
     return false;
 }
 
@@ -133,25 +137,28 @@ std::optional<GuardedFolder> GuardedFolder::check(GuardedFolder folder, Writers 
     const std::string other =
         writers == Writers::owner ? rules->writerBeside(account) : rules->meddlerBeside(account);
     if ((found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0)
-        reason = zel::format("%s is no folder: name a folder", folder.m_path.c_str());
+        reason = words("{path} is no folder: name a folder", {{"path", folder.m_path}});
     else if ((found.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0)
-        reason = zel::format("%s is a link and no folder: it was not followed; take it away",
-                             folder.m_path.c_str());
+        reason = words("{path} is a link and no folder: it was not followed; take it away",
+                       {{"path", folder.m_path}});
     else if (!account.trusts(rules->owner))
-        reason = zel::format(
-            "the folder %s belongs to another user (%s), who could exchange its files: choose one of your "
-            "own",
-            folder.m_path.c_str(), accountName(rules->owner).c_str());
+        reason = words(
+            "the folder {folder} belongs to another user ({user}), who could exchange its files: choose one "
+            "of "
+            "your own",
+            {{"folder", folder.m_path}, {"user", accountName(rules->owner)}});
     else if (!rules->isComplete)
-        reason = zel::format(
-            "others can write to the folder %s, as its file system keeps no rights: choose a folder on an "
+        reason = words(
+            "others can write to the folder {folder}, as its file system keeps no rights: choose a folder on "
+            "an "
             "NTFS volume",
-            folder.m_path.c_str());
+            {{"folder", folder.m_path}});
     else if (!other.empty())
-        reason = zel::format(
-            "others (%s) can write to the folder %s: take that right from them, or choose a folder of your "
-            "own",
-            accountName(other).c_str(), folder.m_path.c_str());
+        reason = words(
+            "others ({who}) can write to the folder {folder}: take that right from them, or choose a folder "
+            "of "
+            "your own",
+            {{"who", accountName(other)}, {"folder", folder.m_path}});
     else
         return folder;
     SetLastError(ERROR_ACCESS_DENIED);
@@ -170,12 +177,12 @@ bool GuardedFolder::names(std::vector<std::string>& found, zel::String& reason) 
     while (SystemCalls::current().getFileInformationEx(m_folder.get(), kind, space.data(), kMostNameBytes) !=
            FALSE) {
         if (!appendNames(bytes, found))
-            return failWith(reason, "the folder " + zel::String(m_path) + " cannot be searched",
+            return failWith(reason, words("the folder {folder} cannot be searched", {{"folder", m_path}}),
                             ERROR_INVALID_DATA);
         kind = FileFullDirectoryInfo;
     }
     if (const DWORD error = GetLastError(); error != ERROR_NO_MORE_FILES && error != ERROR_FILE_NOT_FOUND)
-        return failWith(reason, "the folder " + zel::String(m_path) + " cannot be searched", error);
+        return failWith(reason, words("the folder {folder} cannot be searched", {{"folder", m_path}}), error);
     std::erase_if(found, [](const std::string& name) { return name == "." || name == ".."; });
     std::sort(found.begin(), found.end());
     return true;
@@ -187,7 +194,7 @@ void GuardedFolder::examine(const std::string& name, Owner owner, GuardedFile& o
     const auto rules = AccessRules::of(opened.file.get());
     const Account account = Account::current();
     if (!rules || SystemCalls::current().getFileInformation(opened.file.get(), &opened.found) == FALSE) {
-        failWith(opened.problem, zel::String(path) + " cannot be examined", GetLastError());
+        failWith(opened.problem, words("{path} cannot be examined", {{"path", path}}), GetLastError());
         opened.file.reset();
         return;
     }
@@ -195,21 +202,22 @@ void GuardedFolder::examine(const std::string& name, Owner owner, GuardedFile& o
     const DWORD attributes = opened.found.dwFileAttributes;
     const std::string other = owner == Owner::user ? rules->writerBeside(account) : "";
     if ((attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0)
-        opened.problem =
-            zel::format("%s is a link and no file: it was not opened; take it away", path.c_str());
+        opened.problem = words("{path} is {kind} and no file: it was not opened; take it away",
+                               {{"path", path}, {"kind", words("a link")}});
     else if ((attributes & FILE_ATTRIBUTE_DIRECTORY) != 0)
-        opened.problem =
-            zel::format("%s is a folder and no file: it was not opened; take it away", path.c_str());
+        opened.problem = words("{path} is {kind} and no file: it was not opened; take it away",
+                               {{"path", path}, {"kind", words("a folder")}});
     else if (owner == Owner::user && !account.trusts(rules->owner))
-        opened.problem = zel::format("%s belongs to another user (%s): only that user can use or delete it",
-                                     path.c_str(), accountName(rules->owner).c_str());
+        opened.problem = words("{path} belongs to another user ({user}): only that user can use or delete it",
+                               {{"path", path}, {"user", accountName(rules->owner)}});
     else if (!other.empty())
-        opened.problem = zel::format("others (%s) can write to %s: it is not used; take that right from them",
-                                     accountName(other).c_str(), path.c_str());
+        opened.problem =
+            words("others ({who}) can write to {path}: it is not used; take that right from them",
+                  {{"who", accountName(other)}, {"path", path}});
     else if (opened.found.nNumberOfLinks > 1)
-        opened.problem = zel::format(
-            "%s has %u names (hard links), so others may write to it: it is not used; leave it one name",
-            path.c_str(), opened.found.nNumberOfLinks);
+        opened.problem = words(
+            "{path} has {n} names (hard links), so others may write to it: it is not used; leave it one name",
+            {{"path", path}, {"n", opened.found.nNumberOfLinks}});
     if (!opened.problem.isEmpty())
         opened.file.reset();
 }
@@ -228,7 +236,7 @@ GuardedFile GuardedFolder::openFile(const std::string& name, DWORD access, Owner
         const DWORD error = GetLastError();
         opened.isMissing = isMissingError(error);
         opened.isInUse = error == ERROR_SHARING_VIOLATION;
-        failWith(opened.problem, zel::String(pathOf(name)) + " cannot be opened", error);
+        failWith(opened.problem, words("{path} cannot be opened", {{"path", pathOf(name)}}), error);
     }
     return opened;
 }
@@ -244,15 +252,16 @@ GuardedFile GuardedFolder::createFile(const std::string& name, Readers readers) 
             m_folder.get(), zel::toWide(name), GENERIC_READ | GENERIC_WRITE | DELETE | SYNCHRONIZE,
             zel::kShareContents, kCreate, kSynchronousOption | kFileOption, rules));
     if (!made.file)
-        failWith(made.problem, zel::String(pathOf(name)) + " could not be made", GetLastError());
+        failWith(made.problem, words("{path} could not be made", {{"path", pathOf(name)}}), GetLastError());
     return made;
 }
 
 bool GuardedFolder::rename(const zel::Handle& file, const std::string& name, zel::String& reason) const {
     if (!isName(name))
-        return failWith(reason, zel::String(pathOf(name)) + " could not be written", ERROR_INVALID_NAME);
+        return failWith(reason, words("{path} could not be written", {{"path", pathOf(name)}}),
+                        ERROR_INVALID_NAME);
     return SystemCalls::current().renameFileIn(file.get(), m_folder.get(), zel::toWide(name)) != FALSE ||
-           failWith(reason, zel::String(pathOf(name)) + " could not be written", GetLastError());
+           failWith(reason, words("{path} could not be written", {{"path", pathOf(name)}}), GetLastError());
 }
 
 bool GuardedFolder::remove(const std::string& name, zel::Handle& file, zel::String& reason) const {
@@ -262,7 +271,8 @@ bool GuardedFolder::remove(const std::string& name, zel::Handle& file, zel::Stri
     // Not all file systems have the first.
     if (calls.setFileInformation(file.get(), kDispositionEx, &atOnce, sizeof atOnce) == FALSE &&
         calls.setFileInformation(file.get(), FileDispositionInfo, &later, sizeof later) == FALSE)
-        return failWith(reason, zel::String(pathOf(name)) + " could not be deleted", GetLastError());
+        return failWith(reason, words("{path} could not be deleted", {{"path", pathOf(name)}}),
+                        GetLastError());
     file.reset();
     return sync(reason);
 }
@@ -279,7 +289,7 @@ bool GuardedFolder::sync(zel::String& reason) const {
     const DWORD error = GetLastError();
     return error == ERROR_INVALID_FUNCTION || error == ERROR_NOT_SUPPORTED || error == ERROR_ACCESS_DENIED ||
            error == ERROR_INVALID_HANDLE || error == ERROR_INVALID_PARAMETER ||
-           failWith(reason, zel::String(m_path) + " could not be made durable", error);
+           failWith(reason, words("{path} could not be made durable", {{"path", m_path}}), error);
 }
 
 }  // namespace libDrive2

@@ -9,6 +9,7 @@
 #include "libDrive2/windows/DevicePath.h"
 #include "libDrive2/windows/SystemError.h"
 #include "libDrive2/windows/answers/PassThroughAnswers.h"
+#include "zel/Words.h"
 #include "zel/windows/DeviceQuery.h"
 #include "zel/windows/Utf16.h"
 
@@ -34,7 +35,8 @@ DeviceStatus PassThroughDevice::checkWholeDevice() const {
         return {};
     const auto number = zel::askNumber(m_handle.get());
     if (number && number->isPartition())
-        return {LIBDRIVE2_NOT_SUPPORTED, "it is a partition: commands go to the whole drive only"};
+        return {LIBDRIVE2_NOT_SUPPORTED,
+                zel::worded("it is a partition: commands go to the whole drive only")};
     return {};
 }
 
@@ -49,7 +51,7 @@ void PassThroughDevice::readLimits() {
 DeviceStatus PassThroughDevice::open() {
     m_handle.reset();
     if (!namesDevice(OpenLeases::pathOf(m_path)))
-        return {LIBDRIVE2_NOT_SUPPORTED, "it is no device, so it takes no commands"};
+        return {LIBDRIVE2_NOT_SUPPORTED, zel::worded("it is no device, so it takes no commands")};
     m_handle = openPath(m_path, GENERIC_READ | GENERIC_WRITE, zel::kShareContents, FILE_FLAG_OVERLAPPED);
     if (!m_handle)
         return lastSystemStatus();
@@ -76,12 +78,12 @@ DeviceStatus PassThroughDevice::exchange(DWORD code, void* command, std::size_t 
 DeviceStatus PassThroughDevice::failure(DWORD error) const {
     DeviceStatus status = systemStatus(error);
     if (status.type != LIBDRIVE2_NOT_SUPPORTED && BlockMeasure(m_handle.get()).isGone())
-        return {LIBDRIVE2_NO_ACCESS, "the device is gone (" + status.text + ")"};
+        return {LIBDRIVE2_NO_ACCESS, zel::worded("the device is gone ({reason})", {{"reason", status.text}})};
     if (status.type == LIBDRIVE2_MEDIA_ERROR || status.type == LIBDRIVE2_DRIVE_ERROR)
         status.type = LIBDRIVE2_LINK_ERROR;
     if (error == ERROR_ACCESS_DENIED)
         return {LIBDRIVE2_NO_ACCESS,
-                "the system does not let this user send the command; run as administrator"};
+                zel::worded("the system does not let this user send the command; run as administrator")};
     return status;
 }
 

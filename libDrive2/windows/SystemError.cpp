@@ -4,6 +4,7 @@
 #include <iterator>
 #include <utility>
 
+#include "zel/Words.h"
 #include "zel/windows/Utf16.h"
 #include "zel/windows/Windows.h"
 
@@ -103,15 +104,16 @@ constexpr std::pair<Error, _LIBDRIVE2_ERROR_TYPES> kTypes[] = {
 /// What is behind it and what to do, where that is known.
 constexpr std::pair<Error, const char*> kAdvice[] = {
     {ERROR_ACCESS_DENIED,
-     "; run as administrator, unless it is set read-only or a mounted volume holds these sectors"},
-    {ERROR_SHARING_VIOLATION, "; another program has it open: close that program"},
-    {ERROR_LOCK_VIOLATION, "; another program has it locked: close that program"},
-    {ERROR_DISK_FULL, "; there is no room left where it is stored: make room there"},
-    {ERROR_HANDLE_DISK_FULL, "; there is no room left where it is stored: make room there"},
-    {ERROR_WRITE_PROTECT, "; remove the write protection of the medium, or of the disk in diskpart"},
-    {ERROR_NOT_ENOUGH_MEMORY, "; the system is short of memory: close other programs"},
-    {ERROR_NO_SYSTEM_RESOURCES, "; the system is short of memory: close other programs"},
-    {kBitLockerLocked, "; it is locked by BitLocker: unlock it first"},
+     zel::marked("run as administrator, unless it is set read-only or a mounted volume holds these sectors")},
+    {ERROR_SHARING_VIOLATION, zel::marked("another program has it open: close that program")},
+    {ERROR_LOCK_VIOLATION, zel::marked("another program has it locked: close that program")},
+    {ERROR_DISK_FULL, zel::marked("there is no room left where it is stored: make room there")},
+    {ERROR_HANDLE_DISK_FULL, zel::marked("there is no room left where it is stored: make room there")},
+    {ERROR_WRITE_PROTECT,
+     zel::marked("remove the write protection of the medium, or of the disk in diskpart")},
+    {ERROR_NOT_ENOUGH_MEMORY, zel::marked("the system is short of memory: close other programs")},
+    {ERROR_NO_SYSTEM_RESOURCES, zel::marked("the system is short of memory: close other programs")},
+    {kBitLockerLocked, zel::marked("it is locked by BitLocker: unlock it first")},
 };
 
 template <class Meaning, std::size_t Count>
@@ -130,9 +132,13 @@ _LIBDRIVE2_ERROR_TYPES errorTypeOf(unsigned long systemError) {
 DeviceStatus systemStatus(unsigned long systemError) {
     if (systemError == ERROR_SUCCESS)
         return {};
-    const zel::String number = zel::String::number(systemError);
+    const zel::Wording reason =
+        zel::systemMessage(systemError) + " (" + zel::String::number(systemError) + ")";
+    const char* const advice = meaningOf<const char*>(systemError, kAdvice, nullptr);
     return {errorTypeOf(systemError),
-            zel::systemMessage(systemError) + " (" + number + ")" + meaningOf(systemError, kAdvice, "")};
+            advice == nullptr
+                ? reason
+                : zel::worded("{reason}; {advice}", {{"reason", reason}, {"advice", zel::worded(advice)}})};
 }
 
 DeviceStatus lastSystemStatus() {
@@ -142,12 +148,12 @@ DeviceStatus lastSystemStatus() {
 }
 
 DeviceStatus partlyTransferred(std::size_t moved, std::size_t asked) {
-    return {LIBDRIVE2_LINK_ERROR, "only " + zel::String::number(moved) + " of " + zel::String::number(asked) +
-                                      " bytes were transferred"};
+    return {LIBDRIVE2_LINK_ERROR,
+            zel::worded("only {done} of {n} bytes were transferred", {{"done", moved}, {"n", asked}})};
 }
 
 DeviceStatus notReopened() {
-    return {LIBDRIVE2_NO_ACCESS, "it could not be opened again"};
+    return {LIBDRIVE2_NO_ACCESS, zel::worded("it could not be opened again")};
 }
 
 bool meansNoMedium(unsigned long systemError) {

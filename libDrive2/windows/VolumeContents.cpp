@@ -5,6 +5,7 @@
 #include "libDrive2/windows/FileSystemSignatures.h"
 #include "libDrive2/windows/answers/DriveLayout.h"
 #include "zel/Format.h"
+#include "zel/Words.h"
 
 namespace libDrive2 {
 
@@ -27,14 +28,16 @@ std::string systemsWord(std::uint32_t disk, std::uint64_t start, const std::vect
 }
 
 zel::String describePartition(std::uint32_t number, const std::string& content) {
-    return zel::format("partition %u: %s", number, content.empty() ? "nothing that is recognised" : content);
+    return zel::words(
+        "partition {n}: {content}",
+        {{"n", number}, {"content", content.empty() ? zel::words("nothing that is recognised") : content}});
 }
 
 zel::Array<VolumeContent> describeLayout(const WindowsTarget& target, const DriveLayout& layout,
                                          const std::vector<SystemVolume>& volumes, BlockHandle* device) {
     zel::Array<VolumeContent> found;
     if (*layout.table() != '\0')
-        found.append({zel::format("partition table %s", layout.table())});
+        found.append({zel::words("partition table {type}", {{"type", layout.table()}})});
     for (const LayoutPartition& part : layout.partitions) {
         std::string content = systemsWord(target.number.number, part.start, volumes);
         if (content.empty() && device != nullptr)
@@ -50,7 +53,7 @@ zel::Array<VolumeContent> describeSectors(const SectorSource& device) {
         found.append({whole});
     const std::vector<PartitionStart> partitions = readPartitionTable(device).partitions;
     if (!partitions.empty())
-        found.append({"a partition table"});
+        found.append({zel::words("a partition table")});
     for (const PartitionStart& each : partitions)
         found.append({describePartition(static_cast<std::uint32_t>(each.number),
                                         findFileSystem(device, each.offset))});

@@ -4,6 +4,7 @@
 
 #include "libDrive2/windows/SystemError.h"
 #include "zel/Clock.h"
+#include "zel/Words.h"
 
 namespace libDrive2 {
 
@@ -28,13 +29,15 @@ bool lockPatiently(HANDLE volume) {
 
 DeviceStatus failure(const SystemVolume& volume, const char* what, DWORD error) {
     const DeviceStatus status = systemStatus(error);
-    return {status.type, volume.title() + what + ": " + status.text.utf8()};
+    return {status.type,
+            zel::worded("{problem}: {reason}", {{"problem", zel::worded(what, {{"volume", volume.title()}})},
+                                                {"reason", status.text}})};
 }
 
 }  // namespace
 
 VolumeLocks::~VolumeLocks() {
-    zel::String ignored;
+    zel::Wording ignored;
     release(ignored);
 }
 
@@ -47,8 +50,8 @@ DeviceStatus VolumeLocks::take(const std::vector<SystemVolume>& volumes) {
     // Only when all are locked: one that was not dismounted is as if nothing had happened to it.
     for (auto each = m_locked.begin() + before; status.ok() && each != m_locked.end(); ++each)
         if (!zel::tellDevice(each->handle.get(), FSCTL_DISMOUNT_VOLUME))
-            status = failure(each->volume, " cannot be dismounted", GetLastError());
-    if (zel::String ignored; !status.ok())
+            status = failure(each->volume, zel::marked("{volume} cannot be dismounted"), GetLastError());
+    if (zel::Wording ignored; !status.ok())
         release(ignored);
     return status;
 }
@@ -58,24 +61,25 @@ DeviceStatus VolumeLocks::lock(const SystemVolume& volume) {
     if (!opened && meansNoMedium(GetLastError()))
         return {};  // nothing is mounted
     if (!opened)
-        return failure(volume, " cannot be opened", GetLastError());
+        return failure(volume, zel::marked("{volume} cannot be opened"), GetLastError());
     if (!lockPatiently(opened.get())) {
         const DWORD error = GetLastError();
         if (error == ERROR_ACCESS_DENIED)
-            return {LIBDRIVE2_BUSY, volume.title() + " cannot be locked: files on it are open"};
-        return failure(volume, " cannot be locked", error);
+            return {LIBDRIVE2_BUSY, zel::worded("{volume} cannot be locked: files on it are open",
+                                                {{"volume", volume.title()}})};
+        return failure(volume, zel::marked("{volume} cannot be locked"), error);
     }
     m_locked.push_back({volume, std::move(opened)});
     return {};
 }
 
-bool VolumeLocks::release(zel::String& reason) {
+bool VolumeLocks::release(zel::Wording& reason) {
     bool isReleased = true;
     for (; !m_locked.empty(); m_locked.pop_back()) {
         const Locked& last = m_locked.back();
         if (zel::tellDevice(last.handle.get(), FSCTL_UNLOCK_VOLUME))
             continue;
-        reason = failure(last.volume, " could not be given back", GetLastError()).text;
+        reason = failure(last.volume, zel::marked("{volume} could not be given back"), GetLastError()).text;
         isReleased = false;
     }
     return isReleased;

@@ -24,7 +24,7 @@ public:
     /// moment.
     DeviceStatus take(const std::vector<SystemVolume>& volumes);
     /// Gives them back; false, with which and why, when one could not be.
-    bool release(zel::String& reason);
+    bool release(zel::Wording& reason);
     [[nodiscard]] bool holds(const SystemVolume& volume) const;
 
 private:

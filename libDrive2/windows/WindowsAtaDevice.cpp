@@ -6,6 +6,7 @@
 #include "libDrive2/windows/SystemError.h"
 #include "libDrive2/windows/answers/DiskAnswers.h"
 #include "libDrive2/windows/answers/PassThroughAnswers.h"
+#include "zel/Words.h"
 #include "zel/windows/DeviceQuery.h"
 
 namespace libDrive2 {
@@ -109,7 +110,7 @@ DeviceStatus WindowsAtaDevice::identify() {
     const auto bytes = windows::parseLength(zel::askDevice(m_device.handle(), IOCTL_DISK_GET_LENGTH_INFO));
     m_emulated = m_initialized && bytes && *bytes != identity->sectors * identity->sectorBytes;
     if (status.ok() && !m_initialized)
-        status = {LIBDRIVE2_NOT_SUPPORTED, "it does not identify itself as an ATA drive"};
+        status = {LIBDRIVE2_NOT_SUPPORTED, zel::worded("it does not identify itself as an ATA drive")};
     return status;
 }
 

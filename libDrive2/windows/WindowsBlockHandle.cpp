@@ -11,10 +11,13 @@
 #include "libDrive2/windows/SystemError.h"
 #include "libDrive2/windows/answers/DiskAnswers.h"
 #include "zel/Buffer.h"
+#include "zel/Words.h"
 #include "zel/windows/DeviceQuery.h"
 #include "zel/windows/Utf16.h"
 
 namespace libDrive2 {
+
+using zel::worded;
 
 namespace {
 
@@ -31,16 +34,20 @@ constexpr std::uint32_t kLargestFileAlignment = 4096;
 constexpr std::uint32_t kTemperatureProperty = 52;
 constexpr DWORD kDirect = FILE_FLAG_NO_BUFFERING | FILE_FLAG_OVERLAPPED;
 
+zel::Wording unopened(const zel::String& path, const DeviceStatus& why) {
+    return worded("{path} cannot be opened: {reason}", {{"path", path}, {"reason", why.text}});
+}
+
 /// Why a path is no drive; empty when it may be one.
-zel::String checkKind(const zel::String& path, const zel::String& called) {
+zel::Wording checkKind(const zel::String& path, const zel::String& called) {
     if (namesDevice(path))
         return {};
     const DWORD attributes = zel::SystemCalls::current().getFileAttributes(zel::longPath(path.utf8()));
     if (attributes == INVALID_FILE_ATTRIBUTES)
-        return called + " cannot be opened: " + lastSystemStatus().text;
+        return unopened(called, lastSystemStatus());
     return (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0
-               ? called + " is a folder, not a drive or an image file"
-               : zel::String();
+               ? worded("{path} is a folder, not a drive or an image file", {{"path", called}})
+               : zel::Wording();
 }
 
 /// The alignment that direct transfers of a file need, which is the sector size of what it is stored on.
@@ -71,14 +78,14 @@ std::unique_ptr<WindowsBlockHandle> WindowsBlockHandle::open(const zel::String& 
                                                              std::uint32_t shareMode,
                                                              const zel::String& name) {
     const zel::String& called = name.isEmpty() ? path : name;
-    if (const zel::String problem = checkKind(OpenLeases::pathOf(path), called); !problem.isEmpty()) {
+    if (const zel::Wording problem = checkKind(OpenLeases::pathOf(path), called); !problem.isEmpty()) {
         noteOpenError(problem);
         return nullptr;
     }
     std::unique_ptr<WindowsBlockHandle> handle(new WindowsBlockHandle(path, desiredAccess, shareMode));
     const DeviceStatus status = handle->m_queue != nullptr ? handle->reopen() : lastSystemStatus();
     if (!status.ok()) {
-        noteOpenError(called + " cannot be opened: " + status.text);
+        noteOpenError(unopened(called, status));
         return nullptr;
     }
     return handle;
@@ -178,9 +185,9 @@ bool WindowsBlockHandle::endsBefore(std::uint64_t offset) const {
 
 DeviceStatus WindowsBlockHandle::failure(const TransferOutcome& outcome) const {
     if (m_isEmpty)
-        return {LIBDRIVE2_NO_ACCESS, "there is no medium in the drive"};
+        return {LIBDRIVE2_NO_ACCESS, worded("there is no medium in the drive")};
     if (outcome.error == ERROR_HANDLE_EOF || (outcome.error == ERROR_SUCCESS && !m_isDevice))
-        return {LIBDRIVE2_NO_ACCESS, "it ends before these sectors: it became smaller"};
+        return {LIBDRIVE2_NO_ACCESS, worded("it ends before these sectors: it became smaller")};
     if (outcome.error == ERROR_SUCCESS)
         return partlyTransferred(outcome.moved, outcome.asked);
     DeviceStatus status = systemStatus(outcome.error);
@@ -188,9 +195,10 @@ DeviceStatus WindowsBlockHandle::failure(const TransferOutcome& outcome) const {
                          status.type == LIBDRIVE2_LINK_ERROR;
     // What was under way when a drive was pulled ends like a fault of the drive: those are no bad sectors.
     if (isFault && m_isDevice && BlockMeasure(handle()).isGone())
-        return {LIBDRIVE2_NO_ACCESS, "the device is gone (" + status.text + ")"};
+        return {LIBDRIVE2_NO_ACCESS, worded("the device is gone ({reason})", {{"reason", status.text}})};
     if (isFault && m_info.removable && !BlockMeasure(handle()).hasMedium())
-        return {LIBDRIVE2_NO_ACCESS, "the medium was taken out (" + status.text + ")"};
+        return {LIBDRIVE2_NO_ACCESS,
+                worded("the medium was taken out ({reason})", {{"reason", status.text}})};
     return status;
 }
 
@@ -240,7 +248,7 @@ DeviceStatus WindowsBlockHandle::write(std::uint64_t offset, const void* buffer,
     if (m_isWriteProtected)
         return {LIBDRIVE2_WRITE_PROTECTED_MEDIUM, systemStatus(ERROR_WRITE_PROTECT).text};
     if (!m_info.writable)
-        return {LIBDRIVE2_WRITE_PROTECTED_DEVICE, "the device was opened for reading only"};
+        return {LIBDRIVE2_WRITE_PROTECTED_DEVICE, worded("the device was opened for reading only")};
     if (endsBefore(offset + bytes))
         return failure({ERROR_HANDLE_EOF});
     // The transfer takes a pointer to changeable memory for both directions; a write only reads it.

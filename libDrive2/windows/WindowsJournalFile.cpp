@@ -6,6 +6,7 @@
 
 #include "zel/Format.h"
 #include "zel/Path.h"
+#include "zel/Words.h"
 #include "zel/windows/SystemCalls.h"
 
 namespace libDrive2 {
@@ -25,9 +26,12 @@ bool meansNoRoom(DWORD error) {
 zel::String noRoom(const std::string& folder, std::uint64_t bytes) {
     std::error_code unknown;
     const auto space = std::filesystem::space(zel::pathOf(folder), unknown);
-    return zel::format(
-        "the journal needs %u MiB in %s, which has %u MiB left: make room there, or choose another folder",
-        (bytes + (1U << 20) - 1) >> 20, folder.c_str(), unknown ? std::uintmax_t{0} : space.available >> 20);
+    return zel::words(
+        "the journal needs {needed} MiB in {folder}, which has {left} MiB left: make room there, or choose "
+        "another folder",
+        {{"needed", (bytes + (1U << 20) - 1) >> 20},
+         {"folder", folder},
+         {"left", unknown ? std::uintmax_t{0} : space.available >> 20}});
 }
 
 /// Tells at once where there is too little room. What the file system does not know is left to filling.
@@ -61,7 +65,8 @@ DWORD fill(HANDLE file, std::uint64_t bytes) {
 bool WindowsJournalFile::openHandle(bool writable, zel::String& reason) {
     auto handle = JournalHandle::open(m_file.get(), writable);
     if (handle == nullptr)
-        return failWith(reason, "the journal " + m_path + " cannot be opened again", GetLastError());
+        return failWith(reason, zel::words("the journal {path} cannot be opened again", {{"path", m_path}}),
+                        GetLastError());
     m_journal = handle.get();
     m_handle = SharedBlockHandle(std::unique_ptr<BlockHandle>(std::move(handle)));
     return true;
@@ -87,7 +92,9 @@ bool reserveRoom(const zel::Handle& file, const GuardedFolder& folder, const std
         return false;
     }
     return error == ERROR_SUCCESS ||
-           failWith(reason, "no room could be reserved for " + zel::String(folder.pathOf(name)), error);
+           failWith(reason,
+                    zel::words("no room could be reserved for {path}", {{"path", folder.pathOf(name)}}),
+                    error);
 }
 
 }  // namespace libDrive2

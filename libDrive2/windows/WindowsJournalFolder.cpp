@@ -8,12 +8,15 @@
 #include "libDrive2/windows/StorageIds.h"
 #include "libDrive2/windows/WindowsJournalFile.h"
 #include "zel/Path.h"
+#include "zel/Words.h"
 #include "zel/windows/SystemCalls.h"
 #include "zel/windows/Utf16.h"
 
 namespace libDrive2 {
 
 namespace fs = std::filesystem;
+
+using zel::words;
 
 namespace {
 
@@ -73,12 +76,12 @@ std::unique_ptr<JournalFile> JournalFolder::create(const zel::String& name, std:
     const std::string fileName = name.utf8() + kSuffix;
     GuardedFile made = folder->createFile(fileName, Readers::owner);
     if (!made.file) {
-        reason = "the journal " + made.problem;
+        reason = words("the journal {reason}", {{"reason", made.problem}});
         return nullptr;
     }
-    bool isReady =
-        lock(made.file, LOCKFILE_EXCLUSIVE_LOCK) ||
-        failWith(reason, zel::String(folder->pathOf(fileName)) + " cannot be locked", GetLastError());
+    bool isReady = lock(made.file, LOCKFILE_EXCLUSIVE_LOCK) ||
+                   failWith(reason, words("{path} cannot be locked", {{"path", folder->pathOf(fileName)}}),
+                            GetLastError());
     isReady = isReady && reserveRoom(made.file, *folder, fileName, bytes, reason) && folder->sync(reason);
     auto held = std::make_unique<WindowsJournalFile>(std::move(*folder), fileName, std::move(made.file));
     zel::String ignored;
@@ -92,11 +95,12 @@ std::unique_ptr<JournalFile> JournalFolder::open(const zel::String& path, zel::S
     Place place = findPlace(path, kFullAccess, zel::kShareContents);
     const bool isOpen = place.folder && place.file.file;
     if (place.file.isInUse || (isOpen && !lock(place.file.file, kTakenOrNot))) {
-        reason = "the journal " + path + " is in use: wait for the run that writes it, or for its recovery";
+        reason = words("the journal {path} is in use: wait for the run that writes it, or for its recovery",
+                       {{"path", path}});
         return nullptr;
     }
     if (!isOpen) {
-        reason = "the journal cannot be used: " + place.file.problem;
+        reason = words("the journal cannot be used: {reason}", {{"reason", place.file.problem}});
         return nullptr;
     }
     auto held = std::make_unique<WindowsJournalFile>(std::move(*place.folder), place.name,
@@ -129,7 +133,8 @@ bool JournalFolder::list(zel::Array<FoundJournal>& journals, zel::String& reason
     if (!folder && GetLastError() == ERROR_PATH_NOT_FOUND)
         return true;
     if (!folder || !folder->names(names, reason)) {
-        reason = m_folder + " cannot be searched for journals: " + reason;
+        reason = words("{folder} cannot be searched for journals: {reason}",
+                       {{"folder", m_folder}, {"reason", reason}});
         return false;
     }
     for (const std::string& name : names) {
@@ -155,7 +160,7 @@ bool JournalFolder::remove(const zel::String& path, zel::String& reason) {
     Place place = findPlace(path, DELETE, zel::kShareAll);
     if (place.folder && place.file.file)
         return place.folder->remove(place.name, place.file.file, reason);
-    reason = "the journal is not deleted: " + place.file.problem;
+    reason = words("the journal is not deleted: {reason}", {{"reason", place.file.problem}});
     return false;
 }
 
@@ -174,7 +179,8 @@ zel::String JournalFolder::fileSystem() const {
         SystemCalls::current().getVolumeInformation(mountPoint, label, MAX_PATH + 1, &serial, &flags, name,
                                                     MAX_PATH + 1) == FALSE)
         return {};
-    return zel::fromWide(name) + " on " + zel::textOf(fs::path(mountPoint));
+    return words("{type} on {device}",
+                 {{"type", zel::fromWide(name)}, {"device", zel::textOf(fs::path(mountPoint))}});
 }
 
 bool JournalFolder::isOnDrive(const DriveIdentity& drive, const zel::String& name,
@@ -186,13 +192,17 @@ bool JournalFolder::isOnDrive(const DriveIdentity& drive, const zel::String& nam
     if (opened)
         identifyStorage(opened.get(), WindowsTarget::of(opened.get(), existing), folder);
     if (sharesStorage(folder, drive)) {
-        reason = "the folder " + m_folder + " for journals is stored on " + name +
-                 ", the drive to be tested: choose a folder on another drive";
+        reason = words(
+            "the folder {folder} for journals is stored on {drive}, the drive to be tested: choose a "
+            "folder on another drive",
+            {{"folder", m_folder}, {"drive", name}});
         return true;
     }
     if (folder.carriers.empty())
-        reason = "whether " + m_folder + " is stored on " + name +
-                 " is not known: the system does not tell what the folder is stored on";
+        reason = words("whether {folder} is stored on {drive} is not known: {reason}",
+                       {{"folder", m_folder},
+                        {"drive", name},
+                        {"reason", words("the system does not tell what the folder is stored on")}});
     return false;
 }
 

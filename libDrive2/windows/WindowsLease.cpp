@@ -9,9 +9,13 @@
 #include "libDrive2/windows/SystemError.h"
 #include "libDrive2/windows/answers/ZonedDevice.h"
 #include "zel/Log.h"
+#include "zel/Words.h"
 #include "zel/windows/Utf16.h"
 
 namespace libDrive2 {
+
+using zel::worded;
+using zel::words;
 
 namespace {
 
@@ -46,12 +50,17 @@ bool isUnsupported(const DeviceStatus& status) {
     return status.ok() || status.type == LIBDRIVE2_NOT_SUPPORTED || status.type == LIBDRIVE2_BAD_ARGUMENT;
 }
 
+zel::Wording unused(const zel::String& path, const zel::Wording& why) {
+    return worded("{path} cannot be used: {reason}", {{"path", path}, {"reason", why}});
+}
+
 DeviceStatus openFailure(const zel::String& path) {
     const DeviceStatus status = lastSystemStatus();
     if (isFolder(path))
         return {LIBDRIVE2_BAD_ARGUMENT,
-                path + " cannot be used: it is a directory, not a drive or an image file"};
-    return {status.type, path + " cannot be opened: " + status.text};
+                unused(path, worded("it is a directory, not a drive or an image file"))};
+    return {status.type,
+            worded("{path} cannot be opened: {reason}", {{"path", path}, {"reason", status.text}})};
 }
 
 }  // namespace
@@ -64,7 +73,7 @@ std::unique_ptr<DeviceLease> WindowsLease::take(const zel::String& path, LeasePu
         return nullptr;
     }
     if (isPipeOrConsole(opened.get())) {
-        failure = {LIBDRIVE2_BAD_ARGUMENT, path + " cannot be used: it is neither a drive nor an image file"};
+        failure = {LIBDRIVE2_BAD_ARGUMENT, unused(path, worded("it is neither a drive nor an image file"))};
         return nullptr;
     }
     std::unique_ptr<WindowsLease> lease(new WindowsLease(path, purpose, std::move(opened)));
@@ -80,7 +89,7 @@ WindowsLease::WindowsLease(const zel::String& path, LeasePurpose purpose, zel::H
 /// The volumes stay locked up to here, whoever asks before: what is still to be put back needs them so.
 WindowsLease::~WindowsLease() {
     OpenLeases::remove(*this);
-    if (zel::String reason; isExclusive() && !m_volumes.unlock(reason))
+    if (zel::Wording reason; isExclusive() && !m_volumes.unlock(reason))
         logger().line(4, reason);
 }
 
@@ -88,10 +97,10 @@ DeviceStatus WindowsLease::begin() {
     m_mediumNumber = mediumNumber();
     const DeviceStatus status = identify(m_identity);
     if (!status.ok())
-        return {status.type, m_path + " cannot be used: " + status.text};
+        return {status.type, unused(m_path, status.text)};
     if (isExclusive())
         return m_volumes.hold();
-    zel::String reason;
+    zel::Wording reason;
     return purpose() == LeasePurpose::look || m_volumes.lockForReading(reason)
                ? DeviceStatus{}
                : DeviceStatus{LIBDRIVE2_BUSY, reason};
@@ -106,7 +115,7 @@ zel::String WindowsLease::descriptorPath() const {
 DeviceStatus WindowsLease::identify(DriveIdentity& identity) {
     const WindowsTarget now = WindowsTarget::of(m_volumes.opened(), m_path);
     if (now.kind == Kind::folder)
-        return {LIBDRIVE2_BAD_ARGUMENT, "it is a directory, not a drive or an image file"};
+        return {LIBDRIVE2_BAD_ARGUMENT, worded("it is a directory, not a drive or an image file")};
     identifyStorage(m_volumes.opened(), now, identity);
     return sizeOf(now, identity);
 }
@@ -136,7 +145,7 @@ DeviceStatus WindowsLease::sizeOf(const WindowsTarget& now, DriveIdentity& ident
 }
 
 DeviceStatus WindowsLease::sizeByReading(DriveIdentity& identity) {
-    zel::String problem;
+    zel::Wording problem;
     const SharedBlockHandle device = m_volumes.reader(problem);
     if (!device)
         return {LIBDRIVE2_NO_ACCESS, problem};
@@ -154,22 +163,25 @@ bool WindowsLease::isUnchanged(zel::String& difference) {
 zel::String WindowsLease::findDifference() {
     DriveIdentity now;
     const DeviceStatus status = identify(now);
+    const std::string gone = words("{path} is gone: it was taken away or switched off", {{"path", m_path}});
     if (status.type == LIBDRIVE2_NO_ACCESS)
-        return m_path + " is gone: it was taken away or switched off";
+        return gone;
     if (!status.ok())
-        return m_path + " does not answer any more: " + status.text;
+        return words("{path} does not answer any more: {reason}",
+                     {{"path", m_path}, {"reason", status.text}});
     if (!isMadeOfTheSame(now, m_identity))
-        return m_path + " is stored on something else now: another drive has taken its place";
+        return words("{path} is stored on something else now: another drive has taken its place",
+                     {{"path", m_path}});
     // Media come and go in an optical drive; it stays the drive that it is.
     if (isOptical())
         return {};
     const bool hasHadMedium = m_identity.sectors != 0;
     if (now.sectors == 0 && hasHadMedium)
-        return m_path + (isRemovable() ? " holds no medium any more: it was taken out"
-                                       : " is gone: it was taken away or switched off");
+        return isRemovable() ? words("{path} holds no medium any more: it was taken out", {{"path", m_path}})
+                             : gone;
     if ((hasHadMedium || !isRemovable()) &&
         (now.sectors != m_identity.sectors || now.sectorBytes != m_identity.sectorBytes))
-        return m_path + " has another size now: " + now.describe();
+        return words("{path} has another size now: {size}", {{"path", m_path}, {"size", now.describe()}});
     return {};
 }
 
@@ -200,7 +212,8 @@ std::optional<std::uint32_t> WindowsLease::mediumNumber() const {
 bool WindowsLease::isSameMedium(zel::String& difference) {
     if (m_identity.sectors == 0 || mediumNumber() == m_mediumNumber)
         return true;
-    difference = "the medium in " + m_path + " is not, or may not be, the one that was shown: start again";
+    difference = words("the medium in {path} is not, or may not be, the one that was shown: start again",
+                       {{"path", m_path}});
     return false;
 }
 
@@ -209,19 +222,20 @@ bool WindowsLease::leadsHere() const {
     return again && WindowsTarget::of(again.get(), m_path) == target();
 }
 
-SharedBlockHandle WindowsLease::openBlock(bool writable, zel::String& reason) {
+SharedBlockHandle WindowsLease::openBlock(bool writable, zel::Wording& reason) {
     if (!writable)
         return m_volumes.reader(reason);
     auto handle = m_volumes.open(kAccessRead | kAccessWrite, reason);
     if (handle != nullptr && !leadsHere()) {
-        reason = m_path + " leads to something else now: another drive has taken its place";
+        reason = worded("{path} leads to something else now: another drive has taken its place",
+                        {{"path", m_path}});
         handle = nullptr;
     }
     return SharedBlockHandle(std::move(handle));
 }
 
 std::unique_ptr<BlockHandle> WindowsLease::openHeldVolume(const zel::String& path,
-                                                          std::uint32_t desiredAccess, zel::String& reason) {
+                                                          std::uint32_t desiredAccess, zel::Wording& reason) {
     auto* const lease = dynamic_cast<WindowsLease*>(OpenLeases::find(path));
     if (lease == nullptr || !lease->isExclusive() || !lease->m_volumes.isStretchOfDisk())
         return nullptr;

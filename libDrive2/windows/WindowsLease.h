@@ -21,14 +21,16 @@ public:
     bool isSameMedium(zel::String& difference) override;
     zel::Array<zel::String> users() override { return m_volumes.holders(); }
     zel::Array<VolumeContent> contents() override { return m_volumes.contents(); }
-    Encryption examineEncryption(zel::String& reason) override { return m_volumes.examineEncryption(reason); }
+    Encryption examineEncryption(zel::Wording& reason) override {
+        return m_volumes.examineEncryption(reason);
+    }
     [[nodiscard]] bool takesWritesInOrderOnly() const override;
-    SharedBlockHandle openBlock(bool writable, zel::String& reason) override;
+    SharedBlockHandle openBlock(bool writable, zel::Wording& reason) override;
 
     /// A handle for a volume in hand, which the system opens to nobody any more: through its disk. Null, with
     /// nothing in `reason`, for anything else.
     static std::unique_ptr<BlockHandle> openHeldVolume(const zel::String& path, std::uint32_t desiredAccess,
-                                                       zel::String& reason);
+                                                       zel::Wording& reason);
 
 private:
     WindowsLease(const zel::String& path, LeasePurpose purpose, zel::Handle opened);

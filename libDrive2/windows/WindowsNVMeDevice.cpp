@@ -10,6 +10,7 @@
 #include "libDrive2/commands/NVMeCommands.h"
 #include "libDrive2/windows/SystemError.h"
 #include "libDrive2/windows/answers/PassThroughAnswers.h"
+#include "zel/Words.h"
 #include "zel/windows/DeviceQuery.h"
 
 namespace libDrive2 {
@@ -91,21 +92,25 @@ std::vector<std::uint8_t> protocolCommandOf(const NVMeCommand& command) {
 
 /// STORAGE_PROTOCOL_STATUS_…, where the drive itself did not say what is wrong.
 DeviceStatus statusOfProtocol(std::uint32_t status) {
-    const zel::String code = " (protocol status " + zel::String::number(status) + ")";
+    const auto code = [status](const char* text) {
+        return zel::worded("{problem} (protocol status {n})",
+                           {{"problem", zel::worded(text)}, {"n", status}});
+    };
     switch (status) {
         case 0x01:  // SUCCESS
             return {};
         case 0x03:  // INVALID_REQUEST
         case 0xFF:  // NOT_SUPPORTED
-            return {LIBDRIVE2_NOT_SUPPORTED, "Windows does not let this NVMe command through" + code};
+            return {LIBDRIVE2_NOT_SUPPORTED,
+                    code(zel::marked("Windows does not let this NVMe command through"))};
         case 0x04:  // NO_DEVICE
-            return {LIBDRIVE2_NO_ACCESS, "the device cannot be reached" + code};
+            return {LIBDRIVE2_NO_ACCESS, code(zel::marked("the device cannot be reached"))};
         case 0x05:  // BUSY
         case 0x07:  // INSUFFICIENT_RESOURCES
         case 0x08:  // THROTTLED_REQUEST
-            return {LIBDRIVE2_BUSY, "the device is busy" + code};
+            return {LIBDRIVE2_BUSY, code(zel::marked("the device is busy"))};
         default:
-            return {LIBDRIVE2_LINK_ERROR, "the command was lost between host and device" + code};
+            return {LIBDRIVE2_LINK_ERROR, code(zel::marked("the command was lost between host and device"))};
     }
 }
 
@@ -132,7 +137,8 @@ bool isQuery(const NVMeCommand& command) {
 std::unique_ptr<WindowsNVMeDevice> WindowsNVMeDevice::open(const zel::String& path) {
     std::unique_ptr<WindowsNVMeDevice> device(new WindowsNVMeDevice(PassThroughDevice(path)));
     if (const DeviceStatus status = device->reopen(); !status.ok()) {
-        noteOpenError(path + " cannot be opened for NVMe commands: " + status.text);
+        noteOpenError(zel::worded("{path} cannot be opened for NVMe commands: {reason}",
+                                  {{"path", path}, {"reason", status.text}}));
         return nullptr;
     }
     return device;
@@ -148,7 +154,7 @@ DeviceStatus WindowsNVMeDevice::reopen() {
     DeviceStatus asked =
         execute(nvme::withData(nvme::identifyController(), identity.data(), identity.size())).delivery;
     if (asked.type == LIBDRIVE2_NOT_SUPPORTED || asked.type == LIBDRIVE2_BAD_ARGUMENT)
-        return {LIBDRIVE2_NOT_SUPPORTED, "it is no NVMe namespace"};
+        return {LIBDRIVE2_NOT_SUPPORTED, zel::worded("it is no NVMe namespace")};
     return asked;
 }
 

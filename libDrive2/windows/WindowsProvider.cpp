@@ -11,6 +11,7 @@
 #include "libDrive2/windows/WindowsNVMeDevice.h"
 #include "libDrive2/windows/WindowsScsiDevice.h"
 #include "libDrive2/windows/WindowsVolumes.h"
+#include "zel/Words.h"
 #include "zel/windows/DeviceQuery.h"
 #include "zel/windows/Utf16.h"
 
@@ -19,7 +20,7 @@ namespace libDrive2 {
 namespace {
 
 /// "\\.\PhysicalDrive1" or "\\.\CdRom0"; empty, with why in `problem`, for a partition or what has no number.
-zel::String numberedDevice(const zel::String& path, zel::String& problem) {
+zel::String numberedDevice(const zel::String& path, zel::Wording& problem) {
     const zel::Handle device = openPath(path, FILE_READ_ATTRIBUTES, zel::kShareContents, 0);
     const auto number = device ? zel::askNumber(device.get()) : std::nullopt;
     if (number && !number->isPartition()) {
@@ -27,7 +28,8 @@ zel::String numberedDevice(const zel::String& path, zel::String& problem) {
         return zel::fromWide(zel::devicePath(prefix, number->number));
     }
     const DWORD error = GetLastError();
-    problem = number || error == ERROR_SUCCESS ? "it is no whole device" : systemStatus(error).text;
+    problem =
+        number || error == ERROR_SUCCESS ? zel::worded("it is no whole device") : systemStatus(error).text;
     return {};
 }
 
@@ -52,12 +54,12 @@ bool WindowsProvider::describe(const zel::String& path, DeviceDescription& descr
 
 std::unique_ptr<BlockHandle> WindowsProvider::openBlock(const zel::String& path, std::uint32_t desiredAccess,
                                                         std::uint32_t shareMode) {
-    zel::String problem;
+    zel::Wording problem;
     if (auto held = WindowsLease::openHeldVolume(path, desiredAccess, problem))
         return held;
     if (problem.isEmpty())
         return WindowsBlockHandle::open(path, desiredAccess, shareMode);
-    noteOpenError(path + " cannot be opened: " + problem);
+    noteOpenError(zel::worded("{path} cannot be opened: {reason}", {{"path", path}, {"reason", problem}}));
     return nullptr;
 }
 
@@ -67,11 +69,12 @@ std::unique_ptr<ScsiPassThrough> WindowsProvider::openScsi(const zel::String& pa
 }
 
 std::unique_ptr<ScsiPassThrough> WindowsProvider::openScsiObject(const zel::String& path, bool writable) {
-    zel::String problem;
+    zel::Wording problem;
     const zel::String numbered = numberedDevice(path, problem);
     if (!numbered.isEmpty())
         return WindowsScsiDevice::open(numbered, writable);
-    noteOpenError(path + " cannot be opened for SCSI commands: " + problem);
+    noteOpenError(zel::worded("{path} cannot be opened for SCSI commands: {reason}",
+                              {{"path", path}, {"reason", problem}}));
     return nullptr;
 }
 

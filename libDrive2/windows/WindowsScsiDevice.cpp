@@ -7,6 +7,7 @@
 #include "libDrive2/DeviceProvider.h"
 #include "libDrive2/commands/ScsiCommands.h"
 #include "libDrive2/windows/answers/PassThroughAnswers.h"
+#include "zel/Words.h"
 
 namespace libDrive2 {
 
@@ -68,9 +69,10 @@ std::unique_ptr<WindowsScsiDevice> WindowsScsiDevice::open(const zel::String& pa
     if (status.ok())
         status = device->execute(scsi::testUnitReady()).delivery;
     if (status.type == LIBDRIVE2_NOT_SUPPORTED && device->m_device.handle() != INVALID_HANDLE_VALUE)
-        status.text = "it takes no SCSI commands: " + status.text;
+        status.text = zel::worded("it takes no SCSI commands: {reason}", {{"reason", status.text}});
     if (!status.ok()) {
-        noteOpenError(path + " cannot be opened for SCSI commands: " + status.text);
+        noteOpenError(zel::worded("{path} cannot be opened for SCSI commands: {reason}",
+                                  {{"path", path}, {"reason", status.text}}));
         return nullptr;
     }
     return device;
@@ -79,7 +81,8 @@ std::unique_ptr<WindowsScsiDevice> WindowsScsiDevice::open(const zel::String& pa
 ScsiResponse WindowsScsiDevice::execute(const ScsiRequest& request) {
     ScsiResponse response;
     if (!m_writable && writes(request)) {
-        response.delivery = {LIBDRIVE2_WRITE_PROTECTED_DEVICE, "the device was opened for reading only"};
+        response.delivery = {LIBDRIVE2_WRITE_PROTECTED_DEVICE,
+                             zel::worded("the device was opened for reading only")};
         return response;
     }
     if (response.delivery = checkDataBytes(request.dataBytes); !response.delivery.ok())

@@ -5,6 +5,7 @@
 #include <set>
 
 #include "libDrive2/windows/answers/DriveLayout.h"
+#include "zel/Words.h"
 #include "zel/windows/Utf16.h"
 
 namespace libDrive2 {
@@ -12,6 +13,7 @@ namespace libDrive2 {
 namespace {
 
 using zel::SystemCalls;
+using zel::words;
 
 constexpr DWORD kPathUnits = MAX_PATH + 1;
 constexpr const wchar_t* kMemoryKey =
@@ -83,6 +85,10 @@ bool hasLetter(const SystemVolume& volume, wchar_t letter) {
                        });
 }
 
+std::string inUse(const std::string& subject, const std::string& use) {
+    return words("{subject} {use}", {{"subject", subject}, {"use", use}});
+}
+
 std::string titleWithSystem(const SystemVolume& volume) {
     const std::string system = describeFileSystem(volume);
     return volume.title() + (system.empty() ? "" : " (" + system + ")");
@@ -106,12 +112,12 @@ void addGroups(std::uint32_t disk, std::vector<std::string>& obstacles) {
                             : std::nullopt;
     if (!layout)
         return;
-    const std::string name = "disk " + std::to_string(disk);
+    const std::string name = words("disk {n}", {{"n", disk}});
     const auto& parts = layout->partitions;
     if (std::any_of(parts.begin(), parts.end(), [](const auto& part) { return part.isPool(); }))
-        obstacles.push_back(name + " belongs to a storage pool");
+        obstacles.push_back(inUse(name, words("belongs to a storage pool")));
     if (std::any_of(parts.begin(), parts.end(), [](const auto& part) { return part.isDynamic(); }))
-        obstacles.push_back(name + " is a dynamic disk");
+        obstacles.push_back(inUse(name, words("is a dynamic disk")));
 }
 
 }  // namespace
@@ -127,12 +133,12 @@ StorageUse findUse(const WindowsTarget& target, const std::vector<SystemVolume>&
             continue;
         const std::size_t before = use.obstacles.size();
         if (windows != 0 && hasLetter(volume, windows))
-            use.obstacles.push_back(titleWithSystem(volume) + " holds Windows");
+            use.obstacles.push_back(inUse(titleWithSystem(volume), words("holds Windows")));
         if (isStartVolume(volume, start))
-            use.obstacles.push_back(titleWithSystem(volume) + " starts this computer");
+            use.obstacles.push_back(inUse(titleWithSystem(volume), words("starts this computer")));
         for (const wchar_t letter : pageFiles)
             if (hasLetter(volume, letter))
-                use.obstacles.push_back("a page file lies on " + volume.title());
+                use.obstacles.push_back(words("a page file lies on {volume}", {{"volume", volume.title()}}));
         if (use.obstacles.size() == before && !volume.mountPoints.empty())
             use.mounted.push_back(volume);
     }
@@ -143,7 +149,7 @@ StorageUse findUse(const WindowsTarget& target, const std::vector<SystemVolume>&
 
 std::string describeMount(const SystemVolume& volume) {
     const std::string system = describeFileSystem(volume);
-    return volume.title() + " is mounted" + (system.empty() ? "" : " (" + system + ")");
+    return inUse(volume.title(), words("is mounted")) + (system.empty() ? "" : " (" + system + ")");
 }
 
 }  // namespace libDrive2

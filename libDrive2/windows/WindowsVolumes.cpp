@@ -12,15 +12,24 @@
 #include "libDrive2/windows/StorageIds.h"
 #include "libDrive2/windows/SystemError.h"
 #include "libDrive2/windows/VolumeContents.h"
+#include "zel/Words.h"
 #include "zel/windows/Utf16.h"
 
 namespace libDrive2 {
+
+using zel::worded;
 
 namespace {
 
 using Kind = WindowsTarget::Kind;
 
-constexpr const char* kUntaken = " cannot be taken for this test alone: ";
+zel::Wording untaken(const zel::String& path, const zel::Wording& why) {
+    return worded("{path} cannot be taken for this test alone: {reason}", {{"path", path}, {"reason", why}});
+}
+
+zel::Wording inUse(const zel::String& path, const zel::Wording& users) {
+    return worded("{path} is in use: {users}", {{"path", path}, {"users", users}});
+}
 
 bool isForbidden(DWORD error, const DeviceStatus& status) {
     return error == ERROR_ACCESS_DENIED || status.type == LIBDRIVE2_WRITE_PROTECTED_DEVICE ||
@@ -91,7 +100,7 @@ zel::Array<zel::String> WindowsVolumes::holders() {
     return users;
 }
 
-std::unique_ptr<BlockHandle> WindowsVolumes::open(std::uint32_t access, zel::String& problem) {
+std::unique_ptr<BlockHandle> WindowsVolumes::open(std::uint32_t access, zel::Wording& problem) {
     const WindowsTarget* const target = found();
     if (target == nullptr) {
         problem = lastSystemStatus().text;
@@ -108,7 +117,7 @@ std::unique_ptr<BlockHandle> WindowsVolumes::open(std::uint32_t access, zel::Str
     return handle;
 }
 
-SharedBlockHandle WindowsVolumes::reader(zel::String& problem) {
+SharedBlockHandle WindowsVolumes::reader(zel::Wording& problem) {
     if (!m_reader) {
         m_reader = SharedBlockHandle(open(kAccessRead, problem));
         return m_reader;
@@ -125,16 +134,17 @@ zel::Array<VolumeContent> WindowsVolumes::contents() {
     const WindowsTarget* const target = found();
     if (m_isHeld || target == nullptr)
         return m_contents;
-    zel::String problem;
+    zel::Wording problem;
     const SharedBlockHandle device = reader(problem);
     return describeContents(*target, volumesOn(*target, knownVolumes()), device.get());
 }
 
-Encryption WindowsVolumes::examineEncryption(zel::String& reason) {
-    zel::String problem;
+Encryption WindowsVolumes::examineEncryption(zel::Wording& reason) {
+    zel::Wording problem;
     const SharedBlockHandle device = reader(problem);
     if (!device) {
-        reason = m_path + " cannot be examined for encrypted volumes: " + problem;
+        reason = worded("{path} cannot be examined for encrypted volumes: {reason}",
+                        {{"path", m_path}, {"reason", problem}});
         return Encryption::unexamined;
     }
     // Nor is there a volume without a medium, or where an optical medium holds no recording yet.
@@ -145,7 +155,7 @@ Encryption WindowsVolumes::examineEncryption(zel::String& reason) {
     return findEncryptedVolume(sectors, m_path, listPartitions(m_target), reason);
 }
 
-bool WindowsVolumes::lock(zel::String& reason) {
+bool WindowsVolumes::lock(zel::Wording& reason) {
     const DeviceStatus status = hold();
     if (!status.ok())
         reason = status.text;
@@ -160,7 +170,7 @@ DeviceStatus WindowsVolumes::hold() {
         const DWORD error = GetLastError();
         const DeviceStatus status = systemStatus(error);
         return {isForbidden(error, status) ? LIBDRIVE2_WRITE_PROTECTED_DEVICE : LIBDRIVE2_BUSY,
-                m_path + kUntaken + status.text};
+                untaken(m_path, status.text)};
     }
     const DeviceStatus status = holdAlone(*target);
     m_isHeld = status.ok();
@@ -172,12 +182,12 @@ DeviceStatus WindowsVolumes::hold() {
 DeviceStatus WindowsVolumes::holdAlone(const WindowsTarget& target) {
     // Nobody could say what else is on it.
     if (target.kind == Kind::unknown && !target.file)
-        return {LIBDRIVE2_BUSY, m_path + kUntaken + "the system does not tell which drive it is"};
+        return {LIBDRIVE2_BUSY, untaken(m_path, worded("the system does not tell which drive it is"))};
     const auto volumes = listVolumes();
     if (!volumes)
         return unlisted();
     if (const zel::String obstacles = describeObstacles(target, *volumes); !obstacles.isEmpty())
-        return {LIBDRIVE2_BUSY, m_path + " is in use: " + obstacles};
+        return {LIBDRIVE2_BUSY, inUse(m_path, obstacles)};
     if (const DeviceStatus claimed = claimAlone(target); !claimed.ok())
         return claimed;
     // The device of an optical drive is its volume, too: a lock would keep the test's own commands out.
@@ -201,17 +211,17 @@ DeviceStatus WindowsVolumes::lockAll(const WindowsTarget& target) {
                                  locked.type == LIBDRIVE2_WRITE_PROTECTED_MEDIUM;
         if (!locked.ok())
             return {isProtected ? LIBDRIVE2_WRITE_PROTECTED_DEVICE : LIBDRIVE2_BUSY,
-                    m_path + " is in use: " + locked.text};
+                    inUse(m_path, locked.text)};
     }
     const DeviceStatus failure = unlisted();
-    zel::String ignored;
+    zel::Wording ignored;
     m_locks.release(ignored);
     return failure;
 }
 
 DeviceStatus WindowsVolumes::unlisted() const {
-    return {LIBDRIVE2_BUSY,
-            m_path + kUntaken + "the system does not tell its volumes: " + lastSystemStatus().text};
+    return {LIBDRIVE2_BUSY, untaken(m_path, worded("the system does not tell its volumes: {reason}",
+                                                   {{"reason", lastSystemStatus().text}}))};
 }
 
 /// Whether it may be written to shows when it is opened for that. An optical medium is written by commands.
@@ -222,31 +232,32 @@ DeviceStatus WindowsVolumes::claimAlone(const WindowsTarget& target) {
         const DWORD error = GetLastError();
         const DeviceStatus status = systemStatus(error);
         return {isForbidden(error, status) ? LIBDRIVE2_WRITE_PROTECTED_DEVICE : LIBDRIVE2_BUSY,
-                m_path + kUntaken + status.text};
+                untaken(m_path, status.text)};
     }
-    zel::String problem;
+    zel::Wording problem;
     const bool isClaimed = target.kind == Kind::file ? m_claim.takeFile(std::move(device), true, problem)
                                                      : m_claim.take(storage(), true, problem);
-    return isClaimed ? DeviceStatus{} : DeviceStatus{LIBDRIVE2_BUSY, m_path + problem};
+    return isClaimed ? DeviceStatus{} : DeviceStatus{LIBDRIVE2_BUSY, problem};
 }
 
-bool WindowsVolumes::lockForReading(zel::String& reason) {
+bool WindowsVolumes::lockForReading(zel::Wording& reason) {
     const WindowsTarget* const target = found();
     zel::Handle device = target != nullptr ? openShared(m_path, GENERIC_READ) : zel::Handle();
     if (!device)
         return true;  // nothing to keep anybody from: the test will tell
-    zel::String problem;
+    zel::Wording problem;
     const bool isClaimed = target->kind == Kind::file ? m_claim.takeFile(std::move(device), false, problem)
                                                       : m_claim.take(storage(), false, problem);
     if (!isClaimed)
-        reason = m_path + problem;
+        reason = problem;
     return isClaimed;
 }
 
-bool WindowsVolumes::unlock(zel::String& reason) {
+bool WindowsVolumes::unlock(zel::Wording& reason) {
     bool isGivenBack = m_locks.release(reason);
     if (!m_claim.release()) {
-        reason = m_path + " could not be given back: " + lastSystemStatus().text;
+        reason = worded("{path} could not be given back: {reason}",
+                        {{"path", m_path}, {"reason", lastSystemStatus().text}});
         isGivenBack = false;
     }
     m_isHeld = false;

@@ -17,17 +17,17 @@ public:
     /// volume could not be locked.
     WindowsVolumes(const zel::String& path, zel::Handle opened);
 
-    Encryption examineEncryption(zel::String& reason) override;
-    bool lock(zel::String& reason) override;
+    Encryption examineEncryption(zel::Wording& reason) override;
+    bool lock(zel::Wording& reason) override;
     /// What lock() does, with the kind of its failure: LIBDRIVE2_WRITE_PROTECTED_DEVICE when the device may
     /// not be written to, else LIBDRIVE2_BUSY.
     DeviceStatus hold();
-    bool unlock(zel::String& reason) override;
+    bool unlock(zel::Wording& reason) override;
     zel::Array<zel::String> holders() override;
     zel::Array<VolumeContent> contents() override;
     /// Keeps those who lock() the drive from it, and them only. Needs no more than the right to read. False
     /// while one of them has it, with who in `reason`.
-    bool lockForReading(zel::String& reason);
+    bool lockForReading(zel::Wording& reason);
 
     /// What is open, for questions; nothing before something was asked for.
     [[nodiscard]] HANDLE opened() const { return m_opened.get(); }
@@ -38,9 +38,9 @@ public:
     /// For all that is read of the content: opened once, and anew only to see what medium there is. Empty
     /// on failure, with why in `problem`. Of a volume the stretch of its disk: the volume's own handle would
     /// show what an encrypted one holds, and none opens while it is locked.
-    SharedBlockHandle reader(zel::String& problem);
+    SharedBlockHandle reader(zel::Wording& problem);
     /// Another one, with bits of access as in DeviceOpeners.h.
-    std::unique_ptr<BlockHandle> open(std::uint32_t access, zel::String& problem);
+    std::unique_ptr<BlockHandle> open(std::uint32_t access, zel::Wording& problem);
 
 private:
     /// What the path leads to; null, with the system's error set, when it leads nowhere.
@@ -55,7 +55,7 @@ private:
     zel::Handle m_opened;  ///< only to ask; keeps a file's name from being given to another
     WindowsTarget m_target;
     bool m_isFound = false;
-    DriveClaim m_claim;
+    DriveClaim m_claim{m_path};
     VolumeLocks m_locks;
     SharedBlockHandle m_reader;
     zel::Array<VolumeContent> m_contents;  ///< of then: a locked volume tells nobody what it is

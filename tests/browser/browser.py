@@ -125,12 +125,13 @@ class Page:
                 self.call("Input.dispatchMouseEvent", type=kind, x=x, y=y, button="left", clickCount=1)
 
     def pdf(self):
-        return base64.b64decode(self.call("Page.printToPDF", printBackground=True)["data"])
+        return base64.b64decode(self.call("Page.printToPDF", printBackground=True, preferCSSPageSize=True)["data"])
 
-    def picture(self, path):
+    def picture(self, path, height=None):
+        """Of all of it, or of its upper part."""
         box = self.call("Page.getLayoutMetrics")["cssContentSize"]
         data = self.call("Page.captureScreenshot", captureBeyondViewport=True,
-                         clip={"x": 0, "y": 0, "width": box["width"], "height": box["height"], "scale": 1})["data"]
+                         clip={"x": 0, "y": 0, "width": box["width"], "height": height or box["height"], "scale": 1})["data"]
         with open(path, "wb") as file:
             file.write(base64.b64decode(data))
 

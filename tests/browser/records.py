@@ -48,7 +48,7 @@ def large(cells, events, failed):
         yield diagnosis(number)
     yield extension("surface", surface(cells, failed))
     yield extension("regions", {"sectorsPerRegion": cells * 2, "regions": 1024, "read": {
-        "bytes": [cells * 1024] * 1024, "us": [noise(region) + 1 for region in range(1024)]}})
+        "bytes": [cells * 1024] * 1024, "us": [cells * (5 + region // 200) + noise(region) for region in range(1024)]}})
     yield extension("badSectors", {"fault": "unreadable", "words": "", "ranges": [[cell * 2048, cell * 2048] for cell in failed]})
     yield extension("coverage", {"unit": "sectors", "requested": cells * 2048, "tested": cells * 2048 - len(failed),
                                  "failed": len(failed), "skipped": 0})

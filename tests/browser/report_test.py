@@ -1,22 +1,16 @@
-"""The report, as a browser shows it. Without a Chromium everything is skipped; so is the accessibility check without axe-core:
-AXE_CORE names its axe.min.js ("npm pack axe-core" fetches it; Debian has no package of it)."""
+"""The report, as a browser shows it."""
 
 import json
 import os
 import re
-import shutil
 import unittest
 
-import browser
-import program
+import pages
 import records
+from pages import HOSTILE, LANGUAGES, OVERFLOWING
 
-WIDTHS = (360, 800, 1600)
-LANGUAGES = ("en", "de", "fr", "es", "ja", "zh")
-AXE = os.environ.get("AXE_CORE", "")
 BAD = (1234, 70000)
 FAULTY = "sim:disk,sectors=100000,bad=1234+70000-70003,slow=50000-50010:300,serial=F1"
-HOSTILE = "<img src=x onerror=alert(1)>'\"\u202e" + "W" * 150
 
 # Which square of the map holds a sector, and where its middle is, a pixel below its upper edge.
 SQUARE = """(lba => {
@@ -33,33 +27,11 @@ COLOUR = """(name => {
   const text = getComputedStyle(document.documentElement).getPropertyValue(name).trim();
   return [1, 3, 5].map(at => parseInt(text.slice(at, at + 2), 16));
 })"""
-OVERFLOWING = """[...document.querySelectorAll("body *")].filter(each => !each.closest(".scroll, pre") &&
-  each.getBoundingClientRect().right > document.documentElement.clientWidth + 1).map(each => each.outerHTML.slice(0, 100))"""
 
 
-@unittest.skipUnless(browser.PROGRAM, "there is no Chromium here: scripts/setup.sh --dev installs it")
-class ReportTest(program.ProgramTest):
-    @classmethod
-    def setUpClass(cls):
-        cls.profile = program.tempfile.mkdtemp(prefix="drivetest-browser-")
-        cls.browser = browser.Browser(cls.profile)
-
-    @classmethod
-    def tearDownClass(cls):
-        cls.browser.close()
-        shutil.rmtree(cls.profile, ignore_errors=True)
-
+class ReportTest(pages.PageTest):
     def report(self, *names, language="en"):
-        """The path of the report that the program makes of these records."""
-        path = self.path("report.html")
-        process = self.start("report", *names, "-o", path, "--force", "--lang", language)
-        self.assertEqual((process.returncode, process.stderr), (0, ""))
-        return path
-
-    def page(self, path, **options):
-        page = browser.Page(self.browser, **options).open(path)
-        self.addCleanup(page.close)
-        return page
+        return self.make("report", *names, language=language)
 
     def run_and_open(self, device, *parameters, **options):
         """What a run reports itself."""
@@ -68,11 +40,11 @@ class ReportTest(program.ProgramTest):
 
     def test_run_and_record_make_the_same_page(self):
         self.run_and_open(FAULTY)
-        pages = []
+        parts = []
         for path in (self.path("run.html"), self.report(self.record)):
             with open(path, encoding="utf-8") as file:
-                pages.append(re.search('<section id="drive".*(?=<section id="course")', file.read(), re.DOTALL)[0])
-        self.assertEqual(*pages)
+                parts.append(re.search('<section id="drive".*(?=<section id="course")', file.read(), re.DOTALL)[0])
+        self.assertEqual(*parts)
 
     def test_map_shows_what_is_bad(self):
         page = self.run_and_open(FAULTY)
@@ -133,7 +105,7 @@ class ReportTest(program.ProgramTest):
         listed = page.value("document.getElementById('bad-list').textContent").split("\n")
         self.assertEqual([line for line in listed if line], ["1234 1 unreadable", "70000-70003 4 unreadable"])
 
-    def pages(self):
+    def kinds(self):
         """A report of each kind: (name, path)."""
         image = self.path(HOSTILE)
         with open(image, "wb") as file:
@@ -157,13 +129,9 @@ class ReportTest(program.ProgramTest):
             yield language, self.report(self.record, language=language)
 
     def test_every_kind_fits_every_width(self):
-        for name, path in self.pages():
+        for name, path in self.kinds():
             page = self.page(path)
-            for width in WIDTHS:
-                page.resize(width)
-                with self.subTest(name, width=width):
-                    self.assertLessEqual(page.value("document.documentElement.scrollWidth"), width)
-                    self.assertEqual(page.value(OVERFLOWING), [])
+            self.check_widths(page, name)
             page.look("dark", "print")
             with self.subTest(name, medium="print"):
                 self.assertEqual(page.value("getComputedStyle(document.body).backgroundColor"), "rgb(255, 255, 255)")
@@ -194,20 +162,10 @@ class ReportTest(program.ProgramTest):
             self.assertEqual(page.value(f"{PIXEL}({cell * 2048})"), page.value(f"{COLOUR}('--failed')"))
         self.assertLess(page.cpu_seconds(), 2)  # to open it, whatever else the machine does
 
-    @unittest.skipUnless(os.path.isfile(AXE), "axe-core is not here, AXE_CORE does not name it")
+    @pages.needs_axe
     def test_accessibility(self):
-        with open(AXE, encoding="utf-8") as file:
-            axe = file.read()
-        for name, path in self.pages():
-            page = self.page(path)
-            for scheme in ("light", "dark"):
-                page.look(scheme)
-                page.value(axe + "; 0")
-                passed, found = page.value("axe.run().then(result => [result.passes.length, result.violations.map("
-                                           "each => [each.id, each.impact, each.nodes[0].html.slice(0, 120)])])")
-                with self.subTest(name, scheme=scheme):
-                    self.assertEqual(found, [])
-                    self.assertGreater(passed, 20)
+        for name, path in self.kinds():
+            self.check_accessibility(self.page(path), name)
 
 
 if __name__ == "__main__":

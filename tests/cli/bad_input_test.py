@@ -48,13 +48,22 @@ class BadInput(program.ProgramTest):
         self.assertEqual(os.listdir(self.folder), [])
 
     def test_usage_errors_name_the_argument(self):
-        for arguments, word in (([], "subcommand"), (["run", "LinearReadTest"], "DEVICE"), (["run", "--frob"], "TEST"),
-                                (["run", "LinearReadTest", DRIVE, "extra"], "extra"),
-                                (["run", "LinearReadTest", DRIVE, "--log-priority", "9"], "9")):
+        read = ["run", "LinearReadTest"]
+        for arguments, sentence in (
+                ([], 'name a command; "drivetest --help" lists them'), (read, "DEVICE is missing"),
+                (["dance", "--high"], 'no command "dance"'), (["run", "--frob"], 'no option "--frob"'),
+                (["--frob", *read, DRIVE], 'no option "--frob"; "drivetest --help"'),
+                ([*read, DRIVE, "extra"], '"extra" is more than the command takes; "drivetest run --help"'),
+                (["verify", "a", "--identity"], "--identity needs a value: --identity NAME"),
+                ([*read, DRIVE, "--quiet=x"], "--quiet takes no value"),
+                ([*read, DRIVE, "--log", "a", "--log", "b"], "--log is given more than once"),
+                ([*read, DRIVE, "--log-priority", "9"], '--log-priority: "9" is no whole number from 0 to 4'),
+                (["verify", "a", "--identity", "b"], "--identity is only of use with --allowed-signers")):
             with self.subTest(arguments=arguments):
                 process = self.start(*arguments)
                 self.assertEqual(process.returncode, 2)
-                self.assertIn(word, process.stderr)
+                self.assertEqual(process.stderr.count("\n"), 1, process.stderr)
+                self.assertIn(sentence, process.stderr)
 
     def test_ranges_and_shares_that_the_test_refuses(self):
         for parameters, item in ((["StartRange=min"], "StartRange:min"), (["EndRange=100%"], "EndRange:100%"),

@@ -4,9 +4,11 @@ import html
 import os
 import re
 import shutil
+import signal
 import subprocess
 import unittest
 
+import pdf
 import program
 
 GOOD = "sim:disk,sectors=100000,serial=C1"
@@ -52,11 +54,11 @@ class Certificate(program.ProgramTest):
         pairs = re.findall("<dt>(.*?)</dt>\n<dd>(.*?)</dd>", page)
         return {html.unescape(name): html.unescape(value) for name, value in pairs}, html.unescape(page)
 
-    def key(self, name):
+    def key(self, name, passphrase=""):
         if program.WINDOWS or shutil.which("ssh-keygen") is None:
-            self.skipTest("needs ssh-keygen (openssh-client), which Wine does not bring")
+            self.skipTest("needs ssh-keygen (openssh-client; Wine has none)")
         path = self.path(name)
-        subprocess.run(["ssh-keygen", "-q", "-t", "ed25519", "-N", "", "-f", path], check=True)
+        subprocess.run(["ssh-keygen", "-q", "-t", "ed25519", "-N", passphrase, "-f", path], check=True)
         return path
 
     def test_says_what_the_record_says(self):
@@ -143,8 +145,19 @@ class Certificate(program.ProgramTest):
             with self.subTest(key):
                 self.assertIn(sentence, self.certify(record, "--sign", key, status=2, environment={"SSH_AUTH_SOCK": ""}))
 
+    def test_key_with_a_passphrase(self):
+        record, key = self.record_of(GOOD), self.key("key", "secret")
+        os.remove(key + ".pub")
+        alone = {"SSH_AUTH_SOCK": "", "DISPLAY": "", "SSH_ASKPASS_REQUIRE": "never"}
+        process = self.start("certificate", record, "-o", self.output, "--sign", key, environment=alone, start_new_session=True)
+        self.assertEqual((process.returncode, "passphrase was not given, or is wrong" in process.stderr), (2, True), process.stderr)
+        for typed, expected in (("wrong\n", 2), ("secret\n", 0)):
+            status, seen = self.converse(["certificate", record, "-o", self.output, "--sign", key], [("assphrase", typed)])
+            self.assertEqual((status, os.path.exists(self.output + ".sig")), (expected, expected == 0), seen)
+        self.assertEqual(self.verify(record)[0], 0)
+
     def test_hostile_texts_stay_text(self):
-        hostile = '</dd><script id=\\"certificate-data\\">{}</script><img src=x>' + "W" * 3000  # longer than a page
+        hostile = '</dd><img src=x><script id=\\"certificate-data\\">{}</script>' + "W" * 3000  # longer than a page
         record = self.edit(self.record_of(GOOD), '"serialNumber":"C1"', '"serialNumber":"%s"' % hostile)
         self.certify(record)
         with open(self.output, encoding="utf-8") as file:
@@ -152,15 +165,52 @@ class Certificate(program.ProgramTest):
         self.assertEqual((page.count("<script"), page.count("<img")), (1, 0))
         self.assertIn("&lt;img src=x&gt;", page)
         self.assertEqual(self.verify(record)[0], 0)
-        if not program.WINDOWS and shutil.which("chromium"):
-            self.certify(record, "--force", "--pdf", self.path("c.pdf"))
-            self.assertEqual(self.pages(), 1)
+        for program_name in ("chromium", "weasyprint"):
+            if shutil.which(program_name) and not program.WINDOWS:
+                with self.subTest(program_name):
+                    self.certify(record, "--force", "--pdf", self.path("c.pdf"), environment=self.only(program_name))
+                    with open(self.path("c.pdf"), "rb") as file:
+                        self.assertEqual(pdf.pages(file.read()), [pdf.A4])
 
-    def pages(self):
-        with open(self.path("c.pdf"), "rb") as file:
-            content = file.read()
-        self.assertTrue(content.startswith(b"%PDF-"))
-        return len(re.findall(rb"/Type\s*/Page\b", content))
+    def only(self, name):
+        """An environment in which this is the one program that makes a PDF."""
+        folder = self.path("only-" + name)
+        os.mkdir(folder)
+        os.symlink(shutil.which(name), os.path.join(folder, name))
+        return {"PATH": folder, "HOME": folder}
+
+    def fake(self, script):
+        """An environment in which this is the only browser."""
+        folder = self.path("programs")
+        os.makedirs(folder)
+        with open(os.path.join(folder, "chromium"), "w", encoding="utf-8") as file:
+            file.write("#!/bin/sh\n" + script)
+        os.chmod(os.path.join(folder, "chromium"), 0o755)
+        os.mkdir(self.path("temporary"))
+        return {"PATH": folder, "TMPDIR": self.path("temporary")}
+
+    @program.names_linux("scripts as programs")
+    def test_browser_without_a_sandbox(self):
+        environment = self.fake('[ "$1" = --no-sandbox ] || exit 1\n'
+                                'for each; do case $each in --print-to-pdf=*) echo %PDF-1.4 >"${each#*=}";; esac; done\n')
+        self.certify(self.record_of(GOOD), "--pdf", self.path("c.pdf"), environment=environment)
+        self.assertEqual((os.path.getsize(self.path("c.pdf")), os.listdir(self.path("temporary"))), (9, []))
+
+    @program.names_linux("scripts as programs")
+    def test_stopped_while_a_browser_prints(self):
+        record, life = self.record_of(GOOD), self.path("life")
+        os.mkfifo(life)  # which the browser, and what it starts, keep open as long as they live
+        environment = self.fake(f"exec 3>{life}\n: >\"$TMPDIR/left\"\necho started >&3\n/bin/sleep 1000 &\nwait\n")
+        before = sorted(os.listdir(self.folder))
+        process = subprocess.Popen(self.command("certificate", record, "-o", self.output, "--pdf", self.path("c.pdf")),
+                                   env={**os.environ, **environment, "LC_ALL": "C.UTF-8"}, stderr=subprocess.PIPE, text=True)
+        with open(life, encoding="utf-8") as alive:
+            self.assertEqual(alive.readline(), "started\n")
+            process.send_signal(signal.SIGINT)
+            said = process.communicate(timeout=60)[1]
+            self.assertEqual(alive.read(), "")
+        self.assertEqual((process.returncode, said), (130, "drivetest: stopped; no certificate was made\n"))
+        self.assertEqual((sorted(os.listdir(self.folder)), os.listdir(self.path("temporary"))), (before, []))
 
     @program.names_linux("PATH of its own")
     def test_pdf_needs_a_program(self):

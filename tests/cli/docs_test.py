@@ -94,7 +94,7 @@ class Documents(program.ProgramTest):
         return self.start(*filter(None, [command]), "--help").stdout
 
     def commands(self):
-        listed = self.help_of("").partition("Subcommands:\n")[2].partition("\n\n")[0]
+        listed = self.help_of("").partition("Commands:\n")[2].partition("\n\n")[0]
         return re.findall(r"^  (\w+) ", listed, re.MULTILINE)
 
     def options(self, command):

@@ -109,8 +109,8 @@ class ProgramTest(unittest.TestCase):
         self.check_record(self.record)
         return Outcome(process, self.record)
 
-    def converse(self, arguments, exchanges, columns=100):
-        """Runs the program on a terminal; for each (text, answer) waits for the text and types the answer,
+    def converse(self, arguments, exchanges, columns=300):
+        """Runs the program on a wide terminal; for each (text, answer) waits for the text and types the answer,
         or what it gives."""
         if WINDOWS:
             self.skipTest("names a facility of Linux: pseudo-terminals")
@@ -186,6 +186,25 @@ class ImageTest(ProgramTest):
     def write(self, test, device, *parameters, options=()):
         """A confirmed run on a drive without a serial number."""
         return self.run_test(device, *parameters, options=["--confirm", device, *options], test=test)
+
+
+def signal_often(pid, times, is_over=lambda: False):
+    """Each interrupt when the one before was taken: two that wait are one."""
+    for _ in range(times):
+        os.kill(pid, signal.SIGINT)
+        end = time.monotonic() + 60
+        while not is_over() and has_pending_signal(pid):
+            if time.monotonic() > end:
+                raise AssertionError("the signal was not taken")
+            time.sleep(0.001)
+
+
+def has_pending_signal(pid):
+    try:
+        with open("/proc/%d/status" % pid, encoding="ascii") as status:
+            return any(int(line.split()[1], 16) != 0 for line in status if line.startswith("ShdPnd:"))
+    except ProcessLookupError:
+        return False
 
 
 def loop_device(test, path):

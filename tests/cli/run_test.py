@@ -1,6 +1,7 @@
 """Runs that end in every verdict, on simulated drives, image files and loop devices."""
 
 import os
+import time
 import unittest
 
 import program
@@ -68,6 +69,11 @@ class Verdicts(program.ProgramTest):
         self.assertAlmostEqual(rate["value"], 2.0, delta=0.02)
         slow = self.run_test("sim:disk,sectors=10000,slow=5000-5000:30000")
         self.assertGreaterEqual(slow.extensions("latency")[0]["operations"][0]["longestUs"], 30e6)
+
+    def test_a_simulated_drive_takes_its_time_where_it_is_told_to(self):
+        begun = time.monotonic()
+        self.assertEqual(self.run_test("sim:disk,sectors=8,slow=0-7:300,real-time").status, 0)
+        self.assertGreaterEqual(time.monotonic() - begun, 0.3)
 
     def test_a_drive_larger_than_any_file(self):
         run = self.run_test("sim:disk,sectors=1099511627776,bad=109951162770", "NumberOfSeeks=100")

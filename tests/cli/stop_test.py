@@ -1,4 +1,4 @@
-"""Stopping a run, and what a person sees at a terminal."""
+"""Stopping a run, and what a person is asked at a terminal."""
 
 import os
 import pathlib
@@ -89,16 +89,9 @@ class Insistence(program.ImageTest):
         self.addCleanup(process.kill)
         return process
 
-    def signal_often(self, process, times):
-        """Each when the one before was taken: two that wait are one."""
-        for _ in range(times):
-            process.send_signal(signal.SIGINT)
-            self.wait_for(lambda: process.poll() is not None or self.pending(process) == 0)
-
     @staticmethod
-    def pending(process):
-        with open("/proc/%d/status" % process.pid, encoding="ascii") as status:
-            return int(next(line.split()[1] for line in status if line.startswith("ShdPnd:")), 16)
+    def signal_often(process, times):
+        program.signal_often(process.pid, times, lambda: process.poll() is not None)
 
     def has_failed(self):
         return os.path.exists(self.record) and b"Error reading sectors" in pathlib.Path(self.record).read_bytes()
@@ -144,13 +137,6 @@ class Insistence(program.ImageTest):
 
 
 class AtATerminal(program.ProgramTest):
-    def test_status_line_is_drawn_in_place_and_fits(self):
-        status, seen = self.converse(["run", "LinearReadTest", ENDLESS], [(" 0 %", "\x03")], columns=60)
-        self.assertEqual(status, 130)
-        lines = [part.split("\r")[0].replace("^C", "") for part in seen.split("\r\033[K") if part.startswith("LinearReadTest sim:")]
-        self.assertTrue(lines, seen)
-        self.assertLess(max(map(len, lines)), 60)
-
     def test_prompts_for_a_medium(self):
         drive = "sim:disk,removable,media=none"
         prompt = "Insert a medium: Please insert a medium for this test. (DriveTst Simulated disk) [Enter: continue, c: cancel]"
@@ -168,7 +154,7 @@ class AtATerminal(program.ProgramTest):
                 record = self.path("record%d" % drives.index(drive))
                 # Nothing is drawn over the question, however long the answer takes.
                 status, seen = self.converse(["run", "LinearReadTest", drive, "--events", record],
-                                             [("cancel]", lambda: time.sleep(0.5) or "\n")], columns=200)
+                                             [("cancel]", lambda: time.sleep(0.5) or "\n")])
                 self.assertEqual(status, 0, seen)
                 self.assertIn("1000 requested = 1000 tested", seen)
                 self.assertNotIn("LinearReadTest sim:", seen.split("cancel]")[1].split("\n")[0])
@@ -177,7 +163,7 @@ class AtATerminal(program.ProgramTest):
 
     def test_only_the_medium_that_was_shown_is_written_to(self):
         drive = "sim:disk,removable,media=none>disk"
-        status, seen = self.converse(["run", "LinearPatternTest", drive, "--confirm", drive], [], columns=200)
+        status, seen = self.converse(["run", "LinearPatternTest", drive, "--confirm", drive], [])
         self.assertEqual((status, "[Enter" in seen), (4, False), seen)
         self.assertIn("there is no medium in %s; put in the one that may be written to" % drive, seen)
         verifying = ["run", "LinearPatternTest", drive + ":1000", "-p", "VerifyOnly=yes", "-p", "OverridePattern=00"]

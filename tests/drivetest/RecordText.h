@@ -9,7 +9,7 @@
 namespace testing_support {
 
 inline constexpr const char* kVersionLine =
-    R"({"schemaVersion":{"major":2,"minor":0},"sequenceNumber":0,"timestamp":"2026-11-23T04:00:00.000Z"})";
+    R"({"schemaVersion":{"major":2,"minor":0},"timestamp":"2026-11-23T04:00:00.000Z"})";
 inline constexpr const char* kStartLine =
     R"({"testRunArtifact":{"testRunStart":{"name":"drivetest","version":"0.1.0","commandLine":"drivetest run","parameters":{"MaxErrors":0},"dutInfo":{"name":"/dev/sdb","hardwareInfos":[{"name":"Model","serialNumber":"S1"}]}}},"timestamp":"2026-11-23T04:00:01.000Z"})";
 inline constexpr const char* kStepLine =
@@ -27,12 +27,18 @@ inline std::string extensionLine(const std::string& name, const std::string& con
     return stepLine(R"("extension":{"name":")" + name + R"(","content":)" + content + "}");
 }
 
+/// The line as the one with this number, if it is of a record.
+inline std::string numberedLine(const std::string& line, std::size_t number) {
+    const std::string stamp = "{\"sequenceNumber\":" + std::to_string(number) + ",";
+    return line.starts_with("{\"") && !line.starts_with("{\"sequenceNumber") ? stamp + line.substr(1) : line;
+}
+
 /// What the reader makes of a record of these lines, and of what follows the last line break.
 inline std::optional<drivetest::RecordedRun> readLines(const std::vector<std::string>& lines,
                                                        std::string& problem, const std::string& rest = {}) {
     drivetest::RecordReader reader("out.jsonl");
-    for (const std::string& line : lines)
-        if (!reader.addLine(line)) {
+    for (std::size_t i = 0; i < lines.size(); ++i)
+        if (!reader.addLine(numberedLine(lines[i], i))) {
             problem = reader.problem();
             return {};
         }

@@ -173,7 +173,12 @@ TEST(Verdict, SaysWhatABuyerNeeds) {
         {{result("FAIL")}, Kind::faulty, "The drive failed the test"},
         {{result("USERABORTED")}, Kind::open, "stopped before its end"},
         // Nothing tells the drive's size: there is no claim about the whole.
-        {{coverage("sectors", 100, 100, 0, 0), result("PASS")}, Kind::doubted, "No fault was found."},
+        {{coverage("sectors", 100, 100, 0, 0), result("PASS")},
+         Kind::doubted,
+         "how much of the drive was tested is not known"},
+        {{drive, coverage("sectors", 1000, 0, 0, 1000), result("PASS")},
+         Kind::doubted,
+         "no sector was tested either"},
         {{stepLine(R"("error":{"symptom":"driveLost","message":"gone"})"), result("CANNOTRUN")},
          Kind::open,
          "stopped taking commands"},
@@ -184,9 +189,16 @@ TEST(Verdict, SaysWhatABuyerNeeds) {
         EXPECT_EQ(verdict.kind, each.kind) << verdict.sentence;
         EXPECT_THAT(verdict.sentence, HasSubstr(each.sentence));
     }
-    std::string problem;
-    const auto cutOff = readLines({kVersionLine, kStartLine, kStepLine}, problem);
-    EXPECT_EQ(Verdict::of(cutOff.value_or(RecordedRun{})).kind, Kind::open);
+    const std::string event = extensionLine(
+        "event", R"({"key":"readSectorErr","type":"ERR","message":"Sector 7","variables":{"ReadSector":7}})");
+    for (const auto& [line, sentence] :
+         {std::pair(bad, "3 sectors of the drive are bad"),
+          {event, "until then it told of 1 error: do not rely on the drive"},
+          {drive, "breaks off before the end of the test: there is no verdict"}}) {
+        std::string problem;
+        const auto cutOff = readLines({kVersionLine, kStartLine, kStepLine, line}, problem);
+        EXPECT_THAT(Verdict::of(cutOff.value_or(RecordedRun{})).sentence, HasSubstr(sentence)) << problem;
+    }
 }
 
 RecordedRun runWithBad(const std::vector<RunComparison::Range>& ranges) {

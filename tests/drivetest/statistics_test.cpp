@@ -246,6 +246,38 @@ TEST(SlowTransfers, KeepsTheSlowestThousand) {
     EXPECT_EQ(kept.back().duration, 4151ms);
 }
 
+/// "g": good, "X": bad.
+std::string stripOf(const LiveCounts& live) {
+    std::string strip;
+    for (const LiveOutcome outcome : live.surface())
+        strip += outcome == LiveOutcome::bad ? 'X' : outcome == LiveOutcome::good ? 'g' : '.';
+    return strip;
+}
+
+TEST(LiveCounts, ShowAllThatAnOperationTouches) {
+    LiveCounts live(1000);  // stretches of 8
+    EXPECT_FALSE(live.position());
+    live.operation(4, 16);
+    live.condemn(15, 2);
+    live.operation(16, 8);
+    live.operation(992, 1000);  // beyond the drive, too
+    EXPECT_EQ(stripOf(live), "gXX" + std::string(121, '.') + "g");
+    EXPECT_EQ(*live.position(), 992U);
+}
+
+TEST(DriveStatistics, AChunkIsVisitedOnceHoweverManyOperationsItTakes) {
+    DriveStatistics statistics(1000, 512);
+    statistics.onPlan(1000);
+    using enum libDrive2::DriveOperation;
+    for (const std::uint64_t lba : {0U, 100U, 200U})
+        for (const auto operation : {read, write, read, write})
+            statistics.onOperation({operation, lba, 100, 1ms, 1ms, 1, LIBDRIVE2_NO_ERROR});
+    EXPECT_EQ(statistics.live().visited(), 200U);  // the third is not over
+    statistics.onOperation({read, 300, 100, 1ms, 1ms, 1, LIBDRIVE2_MEDIA_ERROR});
+    statistics.onOperation({read, 400, 100, 1ms, 1ms, 1, LIBDRIVE2_NO_ERROR});
+    EXPECT_EQ(statistics.live().visited(), 400U);  // nor is a failed one left for ever
+}
+
 TEST(DriveStatistics, RatesAndTotalsInSimulatedTime) {
     zel::SimulatedClock clock;
     zel::Clock* const before = zel::Clock::install(&clock);

@@ -16,6 +16,9 @@ TEST(Texts, DurationsSizesCounts) {
     EXPECT_EQ(durationText(4560ms), "4.56 s");
     EXPECT_EQ(durationText(10s), "0:00:10");
     EXPECT_EQ(durationText(100h + 2min + 3s), "100:02:03");
+    EXPECT_EQ(forecastText(71h), "71:00:00");
+    EXPECT_EQ(forecastText(85h), "4 days");
+    EXPECT_EQ(forecastText(24h * 365 * 15 - 24h), "15 years");
     EXPECT_EQ(sizeText(1023), "1023 B");
     EXPECT_EQ(sizeText(1536), "1.5 KiB");
     EXPECT_EQ(sizeText(1000204886016), "931.5 GiB");
@@ -26,10 +29,48 @@ TEST(Texts, DurationsSizesCounts) {
 TEST(Columns, AreThoseOfTheTerminalAndNotBytes) {
     EXPECT_EQ(columnsOf("Prüfung"), 7U);
     EXPECT_EQ(columnsOf("检查 ok"), 7U);
+    EXPECT_EQ(columnsOf("🚀.img ⚡"), 9U);
     EXPECT_EQ(shortened("检查磁盘", 8), "检查磁盘");
     EXPECT_EQ(shortened("检查磁盘", 6), "检查…");
     EXPECT_EQ(shortened("e\u0301tat", 3), "e\u0301t…");
     EXPECT_EQ(shortened("ab", 0), "");
+}
+
+TEST(Columns, FoldTextWhereItsScriptAllows) {
+    struct {
+        const char* text;
+        std::vector<std::string> lines;
+    } const rows[] = {
+        {"", {""}},
+        {"one two three", {"one two", "three"}},
+        {"one\n two", {"one", " two"}},
+        {"unbreakable word", {"unbreakable", "word"}},
+        {"deux mots : « trois »", {"deux", "mots :", "« trois »"}},
+        {"检查磁盘，等待中", {"检查磁", "盘，等待", "中"}},
+        {"エラー、エラー（2 回）", {"エラー、", "エラー", "（2 回）"}},
+    };
+    for (const auto& row : rows) {
+        std::vector<std::string> lines = folded(row.text, 8);
+        EXPECT_EQ(lines, row.lines) << row.text;
+    }
+    EXPECT_EQ(withBreaksMarked("a b 磁盘，等（2）", "|"), "a b 磁|盘，|等|（2）");
+}
+
+TEST(Columns, FurtherLinesBeginBehindTheLabel) {
+    const std::tuple<const char*, std::size_t, const char*> cases[] = {
+        {"one two", 7, "one two"},
+        {"one two", 6, "one\ntwo"},
+        {"error:   not read at all", 20, "error:   not read at\n         all"},
+        {"  read    1 of 2 in 3 s", 20, "  read    1 of 2 in\n          3 s"},
+        {"  it holds nothing", 12, "  it holds\n  nothing"},
+        {"name 12345678901 is long", 8, "name\n12345678901\nis long"},  // the terminal breaks the word
+        {"语言 语言语言", 9, "语言 语言\n语言"},
+        {"warning: one two", 13, "warning: one two"},
+        {"warning: one two three", 18, "warning: one two\n         three"},
+        {"error:   x y", 9, "error:   x y"},  // no room for anything
+    };
+    for (const auto& [text, columns, lines] : cases)
+        EXPECT_EQ(foldedBehindLabel(text, columns), lines) << text;
 }
 
 TEST(ProgressMeter, RatesAreOfTheLastSecondsAndOfAll) {
@@ -125,7 +166,7 @@ TEST(Forecast, IsToldOnceForWhatTakesLong) {
                 ElementsAre("39062500000 sectors (18.2 TiB) to visit; at this rate it takes about 27:46:40",
                             "this is longer than a day: take less"));
     EXPECT_THAT(linesOf(1s, {.visited = 100, .requested = 47'000'000'000}, ""),
-                ElementsAre("47000000000 positions to visit; at this rate it takes about 14 years"));
+                ElementsAre("47000000000 positions to visit; at this rate it takes about 15 years"));
     EXPECT_THAT(linesOf(10s, {.percent = 10, .bytes = 300, .written = 200}),
                 ElementsAre("at this rate it takes about 0:01:40; about 2.0 KiB will be written"));
     EXPECT_THAT(linesOf(2s, {.percent = 50}), ElementsAre());

@@ -65,7 +65,7 @@ public:
         log.push_back(zel::format("compare %u+%u", lba, count).utf8());
         return verdict == "as before";
     }
-    [[nodiscard]] zel::String lastErrorStr() const override { return "it is full"; }
+    [[nodiscard]] zel::Wording lastErrorStr() const override { return "it is full"; }
 
 protected:
     _LIBDRIVE2_ERROR_TYPES doReadSector(std::uint64_t, std::uint32_t, void*, std::uint32_t) override {
@@ -87,7 +87,7 @@ private:
         if (outcomes.size() > 1)
             outcomes.pop_front();
         if (recovers)
-            noteRecovered("the drive helped itself");
+            noteRecovered([] { return zel::Wording("the drive helped itself"); });
         return outcome == kGood ? kGood : fail(outcome, zel::format("error %u", calls));
     }
 };

@@ -30,7 +30,7 @@ struct Device {
     std::string examine(const std::set<std::uint64_t>& lbas = {},
                         const std::vector<PartitionStart>& alsoKnown = {}) {
         unreadable = lbas;
-        zel::String reason;
+        zel::Wording reason;
         const Encryption found = findEncryptedVolume(source(), "D", alsoKnown, reason);
         EXPECT_EQ(found == Encryption::none, reason.isEmpty());
         return reason.utf8();

@@ -88,7 +88,7 @@ public:
         return isReadable;
     }
     bool release(std::uint64_t lba, std::uint32_t count) override { return kept.erase({lba, count}) == 1; }
-    [[nodiscard]] zel::String lastErrorStr() const override { return "the journal is lost"; }
+    [[nodiscard]] zel::Wording lastErrorStr() const override { return "the journal is lost"; }
 };
 
 class RestoreTest : public testing::Test {

@@ -25,7 +25,7 @@ public:
         return true;
     }
     bool release(std::uint64_t lba, std::uint32_t) override { return kept.erase(lba) == 1; }
-    [[nodiscard]] zel::String lastErrorStr() const override { return {}; }
+    [[nodiscard]] zel::Wording lastErrorStr() const override { return {}; }
 };
 
 class Leftovers : public FaultyDriveFixture {

@@ -40,6 +40,7 @@ COVERAGE = ("requested", "tested", "failed", "skipped")
 EVENT_PARTS = {"key", "type", "message", "variables"}
 FAULTS = ("unreadable", "unwritable", "unreachable", "wrongData")
 OPERATIONS = ("read", "write", "seek", "flush", "other")
+METHODS = ("block", "blockAndScsi", "scsi", "ata", "nvme", "optical", "floppy", "usbFloppy")
 OUTCOMES = range(4)
 MOST_CELLS, MOST_RUNS, MOST_REGIONS, MOST_SLOW = 1 << 20, 1 << 16, 1 << 10, 1000
 CLOSING = ("coverage", "result")  # extensions that every ended step has once, behind everything but extensions
@@ -92,7 +93,13 @@ def is_transfers(content):
                for each in content.get("operations", [{}]))
 
 
-STATISTICS = {"surface": is_surface, "regions": is_regions, "slowTransfers": is_slow_transfers, "transfers": is_transfers}
+def is_drive(content):
+    return (set(content) == {"method", "sectors", "sectorBytes"} and content["method"] in METHODS and
+            is_count(content["sectors"]) and is_count(content["sectorBytes"]) and
+            (content["sectorBytes"] > 0 or content["sectors"] == 0))
+
+
+FORMS = {"drive": is_drive, "surface": is_surface, "regions": is_regions, "slowTransfers": is_slow_transfers, "transfers": is_transfers}
 
 
 def load_validator():
@@ -276,7 +283,7 @@ class RecordCheck:
             self._check_unrestored(content)
         elif name == "badSectors":
             self._check_bad_sectors(step, content)
-        elif name in STATISTICS and not STATISTICS[name](content):
+        elif name in FORMS and not FORMS[name](content):
             self._fault(f"extension {name}: not of the form that docs/record.md describes")
 
     def _check_bad_sectors(self, step, content):

@@ -89,6 +89,10 @@ def unrestored(*ranges, **more):
     return lambda documents: documents.insert(EVENT, document)
 
 
+def drive(**content):
+    return lambda documents: documents.insert(EVENT, extension("drive", **content))
+
+
 def move(index, to):
     return lambda documents: documents.insert(to, documents.pop(index))
 
@@ -147,6 +151,9 @@ SPOILED = [
     (content(EVENT, "variables", []), 4, "variables is not an object"),
     (lambda documents: documents.__delitem__(slice(2, RUN_END)), 3, "the run has no step"),
     (content(EVENT, "extra", 1), 4, "expected ['key', 'message', 'type', 'variables'] and perhaps a cause"),
+    (drive(method="usb", sectors=8, sectorBytes=512), 4, "drive: not of the form"),
+    (drive(method="scsi", sectors=8, sectorBytes=0), 4, "drive: not of the form"),
+    (drive(method="scsi", sectors=8), 4, "drive: not of the form"),
     (unrestored(journal=""), 4, "ranges of sector and lastSector expected"),
     (unrestored((0, 7), (9, 8), journal=""), 4, "'lastSector': 8}]"),
     (unrestored((0, 7), (8, None), journal=""), 4, "'lastSector': None}]"),
@@ -181,6 +188,7 @@ class CheckRecordTest(unittest.TestCase):
             content(RESULT, "result", result)(documents)
             end(*verdict)(documents)
             unrestored((0, 7), (9, 9), journal="/j/1.journal")(documents)
+            drive(method="optical", sectors=0, sectorBytes=0)(documents)
             self.assertEqual(self.check(as_bytes(numbered(documents))), [], result)
 
     def test_finds_every_spoiled_line(self):

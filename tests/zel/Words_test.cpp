@@ -16,7 +16,8 @@ protected:
     Words() {
         std::ofstream(m_package)
             << R"({"locales": {"fr": {"{n} error": "{n} erreur", "{n} errors": "{n} erreurs",
-            "the drive {drive} is gone": "le disque {drive} n'est plus là"}}})";
+            "the drive {drive} is gone": "le disque {drive} n'est plus là",
+            "{what} failed: {reason}": "échec de {what} : {reason}", "it is busy": "il est occupé"}}})";
         setWordsPackage(textOf(m_package));
     }
     ~Words() override {
@@ -38,6 +39,16 @@ TEST_F(Words, AreThoseOfTheLanguageElseEnglish) {
     EXPECT_EQ(words("{n} bytes", {{"n", 7U}}), "7 bytes");  // no language has it
     setWordsPackage("missing.qpk");
     EXPECT_EQ(gone(), "the drive /dev/{n} is gone");
+}
+
+TEST_F(Words, ForRecordsStayEnglishInAllTheirParts) {
+    ZELLocale::setGlobalLocale(ZELLocale("fr"));
+    const Wording reason = worded("it is busy");
+    const Wording text = worded("{what} failed: {reason}", {{"what", "A"}, {"reason", reason}});
+    EXPECT_EQ(text.shown().utf8(), "échec de A : il est occupé");
+    EXPECT_EQ(text.utf8(), "A failed: it is busy");
+    EXPECT_EQ(words("{what} failed: {reason}", {{"what", "B"}, {"reason", text}}),
+              "échec de B : échec de A : il est occupé");
 }
 
 TEST_F(Words, OfCountsFollowTheRulesOfTheLanguage) {

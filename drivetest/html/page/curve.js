@@ -2,7 +2,6 @@
 const drawCurve = ({ points, sectorBytes, lastSector, names, words }) => {
   const place = document.getElementById("curve");
   const told = document.getElementById("curve-told");
-  const numbers = new Intl.NumberFormat(page.lang, { maximumFractionDigits: 3 });
   const unit = sectorBytes > 0 ? sectorBytes / 1e9 : 1;
   const looks = () => ({
     colors: ["--curve", "--second-curve"].map(styled).slice(0, names.length),
@@ -25,8 +24,8 @@ const drawCurve = ({ points, sectorBytes, lastSector, names, words }) => {
     strokeWidth: 1.5,
     dateWindow: [0, (lastSector + 1) * unit],
     axes: {
-      x: { pixelsPerLabel: 110, axisLabelWidth: 100, axisLabelFormatter: (value) => numbers.format(value) },
-      y: { axisLabelWidth: 60, axisLabelFormatter: (value) => numbers.format(value) },
+      x: { pixelsPerLabel: 80, axisLabelWidth: 70, axisLabelFormatter: numberFigure },
+      y: { axisLabelWidth: 60, axisLabelFormatter: numberFigure },
     },
     highlightCallback: (event, x, row, at) => {
       told.textContent = tell(points[at]);

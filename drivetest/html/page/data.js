@@ -15,6 +15,13 @@ const fill = (text, values) => text.replace(/\{(\w+)\}/g, (whole, name) => value
 
 const decimal = (value, digits) => value.toFixed(digits).replace(".", general.decimalPoint);
 
+const numbers = new Intl.NumberFormat("en", { maximumFractionDigits: 3 });
+const marks = { group: "\u202f", decimal: general.decimalPoint };
+
+/// As the page's texts have it.
+const numberFigure = (value) =>
+  numbers.formatToParts(value).map((part) => marks[part.type] ?? part.value).join("");
+
 /// Three digits.
 const inUnit = (value, unit) => decimal(value, value < 10 ? 2 : value < 100 ? 1 : 0) + "\u00a0" + unit;
 

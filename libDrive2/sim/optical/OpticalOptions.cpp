@@ -4,6 +4,8 @@
 #include <array>
 #include <utility>
 
+#include "zel/Words.h"
+
 namespace libDrive2 {
 
 namespace {
@@ -63,13 +65,13 @@ std::string SimOpticalOptions::check(bool hasImage, bool sectorsGiven, std::uint
         });
     };
     if (hasImage && !hasReadOnlyMedium())
-        return "\"image\" gives the contents of read-only media, of which there is none";
+        return zel::words("\"image\" gives the contents of read-only media, of which there is none");
     if (!hasMedium([this](const OpticalMediaType& type) { return type.canBeMade(state); }) &&
         state != OpticalState::usual)
-        return "none of its media can be in this state";
+        return zel::words("none of its media can be in this state");
     if (sectorsGiven && sectors < kMinRecordableSectors &&
         hasMedium([](const OpticalMediaType& type) { return type.writing != OpticalWriting::none; }))
-        return "a recordable medium has at least " + std::to_string(kMinRecordableSectors) + " sectors";
+        return zel::words("a recordable medium has at least {n} sectors", {{"n", kMinRecordableSectors}});
     return {};
 }
 

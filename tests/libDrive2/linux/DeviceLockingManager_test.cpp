@@ -90,7 +90,7 @@ TEST(DeviceLocking, LocksWhatWasOpenedWhateverThePathLeadsToByThen) {
     LinuxVolumes volumes(image.path, FileDescriptor(open(image.path.c_str(), O_RDONLY | O_CLOEXEC)));
     std::filesystem::rename(image.path, renamed);
     std::ofstream(image.path).close();
-    zel::String reason;
+    zel::Wording reason;
     EXPECT_TRUE(volumes.lock(reason)) << reason.utf8();
     EXPECT_EQ(refusal(image.path), "");
     EXPECT_NE(refusal(renamed), "");

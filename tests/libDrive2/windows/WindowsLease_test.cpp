@@ -183,7 +183,7 @@ TEST_F(Lease, AVolumeInHandIsReachedThroughItsDisk) {
     EXPECT_EQ(disk->content[3 * kMiB - 512], 'd');
     EXPECT_EQ(handle->write(2 * kMiB, data.data(), data.size()).type, LIBDRIVE2_BAD_ARGUMENT);
     EXPECT_EQ(disk->content[3 * kMiB], 0);
-    zel::String reason;
+    zel::Wording reason;
     EXPECT_TRUE(lease->unlockVolumes(reason));
     EXPECT_EQ(machine.locked.size(), 1U);  // what is to be put back is written afterwards
 }
@@ -212,7 +212,7 @@ TEST_F(Lease, NoticesWhatBecameOfTheDrive) {
 
 TEST_F(Lease, WritesOnlyWhereThePathStillLeads) {
     const auto lease = take(kDisk, LeasePurpose::write);
-    zel::String reason;
+    zel::Wording reason;
     EXPECT_TRUE(lease->openBlock(true, reason)) << reason.utf8();
     disk->answer(IOCTL_STORAGE_GET_DEVICE_NUMBER, testing_support::deviceNumber(DeviceNumber::kDiskType, 4));
     EXPECT_FALSE(lease->openBlock(true, reason));
@@ -280,7 +280,7 @@ TEST_F(Lease, WhateverCallFailsNothingStaysOpen) {
             machine.failAt = failing;
             DeviceStatus failure;
             if (const auto lease = WindowsLease::take(path, LeasePurpose::write, failure); lease != nullptr) {
-                zel::String reason;
+                zel::Wording reason;
                 const bool isOpened = static_cast<bool>(lease->openBlock(true, reason));
                 EXPECT_EQ(isOpened, reason.isEmpty()) << call;
             }
@@ -307,13 +307,14 @@ TEST(ImageLease, IsTakenByOneWriterOrManyReaders) {
         EXPECT_EQ(refusal(image.path, purpose).type, LIBDRIVE2_BUSY);
     EXPECT_THAT(refusal(image.path, LeasePurpose::read).text.utf8(),
                 HasSubstr("such as a test that writes, has locked it"));
-    zel::String reason;
+    zel::Wording reason;
+    zel::String difference;
     const SharedBlockHandle handle = lease->openBlock(true, reason);
     ASSERT_TRUE(handle) << reason.utf8();
     const std::string data(512, 'd');
     EXPECT_TRUE(handle->write(4096, data.data(), data.size()).ok() && handle->flush().ok());
     EXPECT_EQ(image.bytes(4096, 512), data);
-    EXPECT_TRUE(lease->isUnchanged(reason)) << reason.utf8();
+    EXPECT_TRUE(lease->isUnchanged(difference)) << difference.utf8();
     EXPECT_TRUE(isSameDrive(lease->identity(), take(image.path)->identity()));
     // Its name cannot be given to another file meanwhile.
     std::error_code failed;

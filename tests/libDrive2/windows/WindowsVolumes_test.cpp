@@ -35,7 +35,7 @@ protected:
 
     std::string refusal(const zel::String& path = kDisk) {
         WindowsVolumes volumes(path);
-        zel::String reason;
+        zel::Wording reason;
         return volumes.lock(reason) ? "" : reason.utf8();
     }
 
@@ -57,7 +57,7 @@ TEST_F(DiskWithVolumes, LocksAndDismountsAllAndGivesThemBack) {
         WindowsVolumes volumes(kDisk);
         EXPECT_THAT(textsOf(volumes.holders()),
                     ElementsAre("E: is mounted (NTFS \"Data\")", "C:\\mnt is mounted (exFAT)"));
-        zel::String reason;
+        zel::Wording reason;
         EXPECT_TRUE(volumes.lock(reason) && volumes.lock(reason)) << reason.utf8();
         EXPECT_EQ(machine.locked, all);
         EXPECT_EQ(machine.dismounted, all);
@@ -89,7 +89,7 @@ TEST_F(DiskWithVolumes, AVolumeThatComesWhileOthersAreLockedIsLockedToo) {
         return lock(request);
     };
     WindowsVolumes volumes(kDisk);
-    zel::String reason;
+    zel::Wording reason;
     ASSERT_TRUE(volumes.lock(reason)) << reason.utf8();
     EXPECT_EQ(machine.dismounted, (std::set<std::wstring>{L"E", L"F", L"G", L"H"}));
     ASSERT_TRUE(volumes.unlock(reason));
@@ -100,7 +100,7 @@ TEST_F(DiskWithVolumes, AVolumeThatComesWhileOthersAreLockedIsLockedToo) {
 
 TEST_F(DiskWithVolumes, AVolumeThatIsNotTakenBackIsNamed) {
     WindowsVolumes volumes(kDisk);
-    zel::String reason;
+    zel::Wording reason;
     ASSERT_TRUE(volumes.lock(reason));
     machine.volume(L"E").fail(FSCTL_UNLOCK_VOLUME, ERROR_NOT_LOCKED);
     EXPECT_FALSE(volumes.unlock(reason));
@@ -157,7 +157,7 @@ TEST_F(DiskWithVolumes, WithoutAMediumThereIsNothingToLock) {
     machine.failAt = machine.calls() + static_cast<unsigned>(log.rend() - opening);
     machine.failure = ERROR_NOT_READY;
     WindowsVolumes volumes(kDisk);
-    zel::String reason;
+    zel::Wording reason;
     EXPECT_TRUE(volumes.lock(reason)) << reason.utf8();
     EXPECT_EQ(machine.locked, (std::set<std::wstring>{L"E", L"F"}));
 }
@@ -170,7 +170,7 @@ TEST_F(DiskWithVolumes, AVolumeThatDoesNotTellWhereItLiesIsKnownByItsLetter) {
 
 TEST_F(DiskWithVolumes, AVolumeAloneLeavesItsNeighboursMounted) {
     WindowsVolumes volumes("\\\\.\\E:");
-    zel::String reason;
+    zel::Wording reason;
     ASSERT_TRUE(volumes.lock(reason)) << reason.utf8();
     EXPECT_EQ(machine.locked, std::set<std::wstring>{L"E"});
     // The disk beneath is taken with it.
@@ -209,7 +209,7 @@ TEST_F(DiskWithVolumes, ShowsWhatIsOnItAlsoWhenItIsLocked) {
     const std::vector<std::string> expected = {"partition table gpt 0", "partition 1: NTFS \"Data\" 1048576",
                                                "partition 2: exFAT 1048576", "partition 3: ext 1048576"};
     EXPECT_EQ(contentsOf(volumes), expected);
-    zel::String reason;
+    zel::Wording reason;
     ASSERT_TRUE(volumes.lock(reason));
     machine.volumes.clear();
     EXPECT_EQ(contentsOf(volumes), expected);
@@ -217,7 +217,7 @@ TEST_F(DiskWithVolumes, ShowsWhatIsOnItAlsoWhenItIsLocked) {
 
 TEST_F(DiskWithVolumes, FindsEncryptedVolumesByTheirDisk) {
     const auto encryption = [](const char* path) {
-        zel::String reason;
+        zel::Wording reason;
         return WindowsVolumes(path).examineEncryption(reason) == Encryption::none ? "" : reason.utf8();
     };
     EXPECT_EQ(encryption(kDisk) + encryption("\\\\.\\E:"), "");
@@ -238,7 +238,7 @@ TEST_F(DiskWithVolumes, WhateverCallFailsNothingStaysOpenOrLocked) {
         machine.failAt = failing;
         {
             WindowsVolumes volumes(kDisk);
-            zel::String reason;
+            zel::Wording reason;
             const bool isLocked = volumes.lock(reason);
             EXPECT_EQ(isLocked, reason.isEmpty()) << call;
             // Where a single volume does not tell what it lies on, the system itself keeps writes from it.

@@ -1,0 +1,111 @@
+#include <CLI/CLI.hpp>
+#include <limits>
+
+#include "drivetest/commands/CommandOptions.h"
+#include "drivetest/commands/UsageError.h"
+#include "drivetest/devices/Drives.h"
+#include "drivetest/report/OutputFormats.h"
+#include "libDrive2/DeviceDescription.h"
+#include "zel/Words.h"
+
+namespace drivetest {
+
+namespace {
+
+using zel::words;
+
+void addWhatToTest(CLI::App& command, RunOptions& options) {
+    command.add_option("TEST", options.test, words("Name of the test; \"drivetest tests\" lists them"))
+        ->type_name("")
+        ->required();
+    command
+        .add_option("DEVICE", options.device,
+                    words("Drive: a device path, an image file, or sim:KIND[,KEY=VALUE]...") + "\n" +
+                        libDrive2::describeSimulatedLocators().utf8())
+        ->type_name("")
+        ->required();
+    command.add_option("-p,--param", options.parameters, words("Parameter of the test; repeatable"))
+        ->type_name("NAME=VALUE")
+        ->allow_extra_args(false);
+    command
+        .add_option("--property", options.properties,
+                    words("Property of the device; repeatable. How it is reached:") + "\n" +
+                        std::string(kAccessOrderProperty) + "=" + words(kAccessOrderForms))
+        ->type_name("NAME=VALUE")
+        ->allow_extra_args(false);
+}
+
+/// What a test that writes asks for.
+void addSafetyOptions(CLI::App& command, RunOptions& options) {
+    command
+        .add_option("--confirm", options.confirm,
+                    words("Confirm that a test may write to the drive: its serial number, or the DEVICE as "
+                          "given where it has none (\"confirm\" in \"drivetest devices --json\")"))
+        ->type_name("SERIAL");
+    command.add_flag("--allow-unexamined", options.allowUnexamined,
+                     words("Write even where sectors that could tell of an encrypted volume cannot be read"));
+    command.add_flag_callback(
+        "--no-journal", [&options] { options.journal = false; },
+        words("Keep no undo journal: a crash or a power cut then costs the sectors that were being tested"));
+    command.add_flag(
+        "--verify-restore,!--no-verify-restore", options.verifyRestores,
+        words("Read back what was put back, and compare; on unless --no-verify-restore is given"));
+    addJournalOption(command, options.journalFolder);
+}
+
+/// What is written of a run.
+void addOutputOptions(CLI::App& command, RunOptions& options) {
+    for (const OutputFormat& format : outputFormats()) {
+        const std::string option(format.option);
+        command.add_option(option, options.outputs[option], format.help)->type_name("FILE");
+    }
+    command.add_flag_callback(
+        "--no-record", [&options] { options.keepRecord = false; },
+        words("Keep no record where --events names no file for it"));
+    command.add_flag("--force", options.replaceOutputs,
+                     words("Replace what the files of --events, --log, --bad-list and --report hold; else "
+                           "they must be new or empty"));
+    command
+        .add_option("--log-priority", options.logPriority,
+                    words("Lowest priority that is logged: 0 trace, 1 diagnostics, 2 cancellations, "
+                          "3 warnings, 4 errors"))
+        ->type_name("N")
+        ->check(wholeNumber(0, 4))
+        ->capture_default_str();
+}
+
+void addSlownessOptions(CLI::App& command, RunOptions& options) {
+    auto* const slow = command
+                           .add_option("--slow-ms", options.slowMs,
+                                       words("Make a PASS a WARN when transfers take longer than so many ms"))
+                           ->type_name("N")
+                           ->check(wholeNumber(1, std::numeric_limits<unsigned>::max()));
+    command
+        .add_option("--slow-count", options.slowAllowed,
+                    words("So many transfers may take longer than --slow-ms"))
+        ->type_name("N")
+        ->check(wholeNumber(0, std::numeric_limits<std::uint64_t>::max()))
+        ->needs(slow)
+        ->capture_default_str();
+}
+
+}  // namespace
+
+CLI::App& addRun(CLI::App& program, RunOptions& options) {
+    CLI::App& command = *program.add_subcommand("run", words("Run a test on a drive"));
+    command.footer(
+        words("Exit status: 0 PASS, 1 FAIL, 2 bad parameters or usage, 3 WARN, 4 no or wrong medium, 5 "
+              "drive busy, 6 cannot run or not supported, 7 timed out, 8 internal error, 9 data not "
+              "restored, 130 stopped by the user."));
+    addWhatToTest(command, options);
+    addSafetyOptions(command, options);
+    addOutputOptions(command, options);
+    addSlownessOptions(command, options);
+    command.add_flag_callback(
+        "--no-prompt", [&options] { options.prompts = false; }, words("Never ask anything"));
+    command.add_flag("-q,--quiet", options.quiet, words("Show no progress, only problems and the result"));
+    addModuleOption(command, options.moduleFile);
+    return command;
+}
+
+}  // namespace drivetest
