@@ -123,18 +123,33 @@ String warnOfPatterns(const DiagDevice& device, quix5::OpenMode mode) {
     return PatternTestMMC::warnOf(device, mode.desiredAccess, mode.shareMode);
 }
 
+constexpr const char* kSurvey = "SurveyReadTest";
+constexpr const char* kGently = "SurveyMethod=gentle";
+
 const quix5::TestEntry kTests[] = {
-    fixedDiskTest<LinearReadTest>("LinearReadTest"),
-    fixedDiskTest<LinearReadCompareTest>("LinearReadCompareTest"),
-    fixedDiskTest<LinearSeekTest>("LinearSeekTest"),
-    fixedDiskTest<RandomSeekTest>("RandomSeekTest"),
+    fixedDiskTest<LinearReadTest>("LinearReadTest", {.shortName = "read",
+                                                     .timeLimit = parameters::maxTime.name(),
+                                                     .gentleTest = kSurvey,
+                                                     .gentleParameter = kGently}),
+    fixedDiskTest<LinearReadCompareTest>("LinearReadCompareTest",
+                                         {.shortName = "compare", .timeLimit = parameters::maxTime.name()}),
+    fixedDiskTest<LinearSeekTest>("LinearSeekTest", {.timeLimit = parameters::maxTime.name()}),
+    fixedDiskTest<RandomSeekTest>("RandomSeekTest", {.shortName = "seek"}),
     fixedDiskTest<FunnelSeekTest>("FunnelSeekTest"),
     fixedDiskTest<LinearPatternTest>("LinearPatternTest", {.writesUnless = parameters::verifyOnly.name(),
-                                                           .preservesIf = parameters::preserveData.name()}),
-    fixedDiskTest<CacheTest>("CacheTest", {.preservesIf = parameters::preserveData.name()}),
-    fixedDiskTest<ReadSpeedTest>("ReadSpeedTest"),
+                                                           .preservesIf = parameters::preserveData.name(),
+                                                           .shortName = "pattern",
+                                                           .timeLimit = parameters::maxTime.name()}),
+    fixedDiskTest<CacheTest>("CacheTest",
+                             {.preservesIf = parameters::preserveData.name(), .shortName = "cache"}),
+    fixedDiskTest<ReadSpeedTest>("ReadSpeedTest", {.shortName = "speed"}),
     fixedDiskTest<ReadWriteSpeedTest>("ReadWriteSpeedTest", {.preservesIf = parameters::preserveData.name()}),
-    fixedDiskTest<SurveyReadTest>("SurveyReadTest"),
+    fixedDiskTest<SurveyReadTest>(kSurvey, {.shortName = "survey",
+                                            .timeLimit = parameters::maxTime.name(),
+                                            .onlyRanges = parameters::onlyRanges.name(),
+                                            .gentleTest = kSurvey,
+                                            .gentleParameter = kGently,
+                                            .isSurvey = true}),
     opticalReadTest<DefaultReadPerformanceTest>("DefaultReadPerformanceTest"),
     opticalReadTest<ReadPerformanceTest>("ReadPerformanceTest"),
     opticalWriteTest<PatternTestMMC, MMCRW_ANY_RECORDABLE>("PatternTestMMC", warnOfPatterns),

@@ -37,13 +37,24 @@ public:
     virtual TestResult runWriteTest(const DiagDevice& device) = 0;
 };
 
-/// What a program must know of a test before it lets it run: names of its parameters of yes or no, null for
-/// none. Whether it writes at all the descriptor says (Test::isDestructive()).
+/// What a program must know of a test before it lets it run. Names are null for none; those of parameters of
+/// yes or no come first. Whether it writes at all the descriptor says (Test::isDestructive()).
 struct TestTraits {
     DeviceCapability needs{};            ///< what a device must be capable of to be tested; nothing for any
     const char* writesUnless = nullptr;  ///< when this is yes, the test writes nothing
     const char* preservesIf = nullptr;   ///< when this is yes, it puts back what it overwrites
     const char* mediaText = nullptr;     ///< key of the text that tells which media it takes
+    const char* shortName = nullptr;     ///< what people may type for its name
+    /// The parameter that takes the seconds after which it ends, having visited what is spread evenly over
+    /// all.
+    const char* timeLimit = nullptr;
+    const char* onlyRanges =
+        nullptr;  ///< the parameter that takes the only sectors to visit, "FIRST-LAST,..."
+    /// How the same is done without stress for the drive: the name of a test and "NAME=VALUE".
+    const char* gentleTest = nullptr;
+    const char* gentleParameter = nullptr;
+    /// Read only, it answers within its time limit whether a drive is good, and says what that rests on.
+    bool isSurvey = false;
     /// What a run with the parameters that are set costs the user of the medium that is in the drive now,
     /// beyond its data, in the language of the texts; empty for nothing. Asks the drive and blocks as long.
     /// Null for tests of which there is nothing to say.
@@ -68,7 +79,7 @@ struct ModuleDescriptor {
     std::size_t testCount;
 };
 
-inline constexpr std::uint32_t kModuleInterfaceVersion = 4;
+inline constexpr std::uint32_t kModuleInterfaceVersion = 5;
 
 /// How the framework finds the function that a module must define.
 using ModuleDescriptorFunction = const ModuleDescriptor* (*)();

@@ -63,6 +63,7 @@ struct Options {
     TestsOptions tests;
     DevicesOptions devices;
     RunOptions run;
+    RunOptions check;
     RecoverOptions recover;
     ReportOptions report;
     CertificateOptions certificate;
@@ -79,6 +80,7 @@ std::vector<Command> addCommands(CLI::App& program, Options& given) {
         {&addTests(program, given.tests),
          [&given] { return listTests(given.tests.test, given.tests.moduleFile); }},
         {&addDevices(program, given.devices), [&given] { return listDevices(given.devices.json); }},
+        {&addCheck(program, given.check), [&given] { return runTests(given.check); }},
         {&addRun(program, given.run), [&given] { return runTests(given.run); }},
         {&addRecover(program, given.recover), [&given] { return recoverDrives(given.recover); }},
         {&addReport(program, given.report), [&given] { return writeReport(given.report); }},
@@ -104,7 +106,7 @@ int runCommandLine(const std::vector<std::string>& arguments) {
     prepare(program);
     addLanguageOption(program);
     Options options;
-    options.run.commandLine = join(arguments);
+    options.run.commandLine = options.check.commandLine = join(arguments);
     const std::vector<Command> commands = addCommands(program, options);
     HelpCommands help(program);
     for (CLI::App* const command : program.get_subcommands([](const CLI::App*) { return true; }))

@@ -24,6 +24,7 @@ struct DevicesOptions {
 /// Each adds a command to the program, with its options, which the parser writes to.
 CLI::App& addTests(CLI::App& program, TestsOptions& options);
 CLI::App& addDevices(CLI::App& program, DevicesOptions& options);
+CLI::App& addCheck(CLI::App& program, RunOptions& options);
 CLI::App& addRun(CLI::App& program, RunOptions& options);
 CLI::App& addRecover(CLI::App& program, RecoverOptions& options);
 CLI::App& addReport(CLI::App& program, ReportOptions& options);

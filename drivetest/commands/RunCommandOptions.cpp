@@ -1,5 +1,6 @@
 #include <CLI/CLI.hpp>
 #include <limits>
+#include <map>
 
 #include "drivetest/commands/CommandOptions.h"
 #include "drivetest/commands/UsageError.h"
@@ -14,16 +15,29 @@ namespace {
 
 using zel::words;
 
-void addWhatToTest(CLI::App& command, RunOptions& options) {
-    command.add_option("TEST", options.test, words("Name of the test; \"drivetest tests\" lists them"))
-        ->type_name("")
-        ->required();
+/// Whole seconds, or a number with a unit.
+void addMaxTime(CLI::App& command, RunOptions& options, const std::string& help) {
+    static const std::map<std::string, std::uint32_t> kUnits = {{"s", 1},    {"sec", 1},  {"m", 60},
+                                                                {"min", 60}, {"h", 3600}, {"d", 86400}};
+    command.add_option("--max-time", options.maxTime, help)
+        ->type_name("TIME")
+        ->transform(CLI::AsNumberWithUnit(kUnits, CLI::AsNumberWithUnit::CASE_INSENSITIVE, ""));
+}
+
+void addDevice(CLI::App& command, RunOptions& options) {
     command
         .add_option("DEVICE", options.device,
                     words("Drive: a device path, an image file, or sim:KIND[,KEY=VALUE]...") + "\n" +
                         libDrive2::describeSimulatedLocators().utf8())
         ->type_name("")
         ->required();
+}
+
+void addWhatToTest(CLI::App& command, RunOptions& options) {
+    command.add_option("TEST", options.test, words("Name of the test; \"drivetest tests\" lists them"))
+        ->type_name("")
+        ->required();
+    addDevice(command, options);
     command.add_option("-p,--param", options.parameters, words("Parameter of the test; repeatable"))
         ->type_name("NAME=VALUE")
         ->allow_extra_args(false);
@@ -89,22 +103,58 @@ void addSlownessOptions(CLI::App& command, RunOptions& options) {
         ->capture_default_str();
 }
 
-}  // namespace
+void addPace(CLI::App& command, RunOptions& options) {
+    addMaxTime(
+        command, options,
+        words("End a linear test after so long, such as 90s, 10min or 2h; what was tested until then is "
+              "spread evenly over the range"));
+    command.add_flag(
+        "--gentle", options.gentle,
+        words("Read a drive that may be dying: no sector twice, what is good first, bad regions last"));
+}
 
-CLI::App& addRun(CLI::App& program, RunOptions& options) {
-    CLI::App& command = *program.add_subcommand("run", words("Run a test on a drive"));
-    command.footer(
-        words("Exit status: 0 PASS, 1 FAIL, 2 bad parameters or usage, 3 WARN, 4 no or wrong medium, 5 "
-              "drive busy, 6 cannot run or not supported, 7 timed out, 8 internal error, 9 data not "
-              "restored, 130 stopped by the user."));
-    addWhatToTest(command, options);
-    addSafetyOptions(command, options);
-    addOutputOptions(command, options);
-    addSlownessOptions(command, options);
+void addConversation(CLI::App& command, RunOptions& options) {
     command.add_flag_callback(
         "--no-prompt", [&options] { options.prompts = false; }, words("Never ask anything"));
     command.add_flag("-q,--quiet", options.quiet, words("Show no progress, only problems and the result"));
     addModuleOption(command, options.moduleFile);
+}
+
+std::string exitStatuses() {
+    return words(
+        "Exit status: 0 PASS, 1 FAIL, 2 bad parameters or usage, 3 WARN, 4 no or wrong medium, 5 "
+        "drive busy, 6 cannot run or not supported, 7 timed out, 8 internal error, 9 data not "
+        "restored, 130 stopped by the user.");
+}
+
+}  // namespace
+
+CLI::App& addRun(CLI::App& program, RunOptions& options) {
+    CLI::App& command = *program.add_subcommand("run", words("Run a test on a drive"));
+    command.footer(exitStatuses());
+    addWhatToTest(command, options);
+    addPace(command, options);
+    addSafetyOptions(command, options);
+    addOutputOptions(command, options);
+    addSlownessOptions(command, options);
+    addConversation(command, options);
+    return command;
+}
+
+CLI::App& addCheck(CLI::App& program, RunOptions& options) {
+    constexpr std::uint32_t kTenMinutes = 600;
+    CLI::App& command =
+        *program.add_subcommand("check", words("Say within minutes whether a drive is good; writes nothing"));
+    command.footer(
+        words("Reads a sample that is drawn at random all over the drive, both ends and the middle, and "
+              "says what that proves. Where the time suffices, it reads all of the drive.") +
+        "\n" + exitStatuses());
+    options.survey = true;
+    options.maxTime = kTenMinutes;
+    addDevice(command, options);
+    addMaxTime(command, options, words("Take at most so long, such as 90s or 1h (default: 10min)"));
+    addOutputOptions(command, options);
+    addConversation(command, options);
     return command;
 }
 

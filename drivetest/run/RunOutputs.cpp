@@ -32,7 +32,7 @@ std::unique_ptr<RunOutputs> RunOutputs::open(const RunOptions& options, const Ta
         return nullptr;
     for (const Output& output : outputs->m_outputs)
         console.shareWith(output.file);
-    outputs->keepRecord(options, drive.chosen.device, console);
+    outputs->keepRecord(options, drive.chosen, console);
     for (Output& output : outputs->m_outputs)
         outputs->m_reporters.add(output.format->make(output.path, std::move(output.file)));
     outputs->m_reporters.add(std::make_unique<ConsoleReporter>(console));
@@ -66,14 +66,14 @@ std::string RunOutputs::findClash(const Output& output) const {
 }
 
 /// A record that nobody asked for is no reason to refuse the run.
-void RunOutputs::keepRecord(const RunOptions& options, const quix5::DiagDevice& device, Console& console) {
+void RunOutputs::keepRecord(const RunOptions& options, const ChosenTest& chosen, Console& console) {
     if (!options.keepRecord || !options.outputOf(kRecordOption).empty())
         return;
-    std::string drive = textProperty(device, quix5::kPropertySerial);
+    std::string drive = textProperty(chosen.device, quix5::kPropertySerial);
     if (drive.empty())
         drive = zel::textOf(zel::pathOf(options.device).filename());
     std::string problem;
-    KeptRecord kept = createKeptRecord(recordName(drive, options.test), problem);
+    KeptRecord kept = createKeptRecord(recordName(drive, chosen.test->descriptor.name().utf8()), problem);
     if (!problem.empty())
         console.line(eventLabel(words("warning:")) +
                      words("no record of this run is kept: {reason}", {{"reason", problem}}));

@@ -34,7 +34,7 @@ private:
         OutputFile file;
     };
     bool openNamed(const RunOptions& options, std::string& error);
-    void keepRecord(const RunOptions& options, const quix5::DiagDevice& device, Console& console);
+    void keepRecord(const RunOptions& options, const ChosenTest& chosen, Console& console);
     [[nodiscard]] std::string findClash(const Output& output) const;
 
     std::vector<Output> m_outputs;

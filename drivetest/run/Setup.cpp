@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "drivetest/devices/Drives.h"
+#include "drivetest/run/NearestName.h"
 #include "drivetest/safety/SafeStart.h"
 #include "drivetest/safety/SystemAdvice.h"
 #include "drivetest/terminal/Console.h"
@@ -99,12 +100,45 @@ bool makeDevice(const std::string& locator, const std::vector<std::string>& prop
     return true;
 }
 
+/// The test that the user means, in the way that he means it; its parameters are added to `assignments`.
+const quix5::OfferedTest* meantTest(const quix5::Module& module, const RunOptions& options,
+                                    std::vector<std::string>& assignments, std::string& error) {
+    const quix5::OfferedTest* const test =
+        options.survey ? findSurvey(module, error) : findTest(module, options.test, error);
+    if (test == nullptr || !options.gentle)
+        return test;
+    const quix5::TestTraits& traits = test->entry->traits;
+    if (traits.gentleTest == nullptr) {
+        error = words("{test} cannot be done gently: --gentle is for tests that read",
+                      {{"test", test->descriptor.name()}});
+        return nullptr;
+    }
+    assignments.insert(assignments.begin(), traits.gentleParameter);
+    return module.find(traits.gentleTest);
+}
+
+bool limitTime(const quix5::OfferedTest& test, std::uint32_t seconds, std::vector<std::string>& assignments,
+               std::string& error) {
+    if (seconds == 0)
+        return true;
+    const char* const parameter = test.entry->traits.timeLimit;
+    if (parameter == nullptr) {
+        error = words("{test} has no limit of time: --max-time is for linear tests",
+                      {{"test", test.descriptor.name()}});
+        return false;
+    }
+    assignments.push_back(parameter + ("=" + std::to_string(seconds)));
+    return true;
+}
+
 bool choose(const RunOptions& options, ChosenTest& chosen, std::string& error) {
     chosen.module = loadModule(options.moduleFile, error);
     if (chosen.module == nullptr)
         return false;
-    chosen.test = findTest(*chosen.module, options.test, error);
-    if (chosen.test == nullptr || !applyParameters(chosen.test->descriptor, options.parameters, error) ||
+    std::vector<std::string> assignments = options.parameters;
+    chosen.test = meantTest(*chosen.module, options, assignments, error);
+    if (chosen.test == nullptr || !limitTime(*chosen.test, options.maxTime, assignments, error) ||
+        !applyParameters(chosen.test->descriptor, assignments, error) ||
         !makeDevice(options.device, options.properties, chosen.device, error))
         return false;
     chosen.writes = writesToDrive(*chosen.test);
@@ -153,13 +187,35 @@ std::unique_ptr<quix5::Module> loadModule(const std::string& file, std::string& 
 }
 
 const quix5::OfferedTest* findTest(const quix5::Module& module, const std::string& name, std::string& error) {
-    const quix5::OfferedTest* const test = module.find(name);
-    if (test != nullptr)
-        return test;
+    const auto isMeant = [wanted = zel::String(name).toLower()](const quix5::OfferedTest& offered) {
+        const char* const shortName = offered.entry->traits.shortName;
+        return offered.descriptor.name().toLower() == wanted || (shortName != nullptr && wanted == shortName);
+    };
+    const auto test = std::ranges::find_if(module.tests(), isMeant);
+    if (test != module.tests().end())
+        return &*test;
+    std::vector<std::string> names;
     std::string known;
-    for (const quix5::OfferedTest& offered : module.tests())
-        known += (known.empty() ? "" : " ") + offered.descriptor.name().utf8();
-    error = words("there is no test {name}; there are: {known}", {{"name", quoted(name)}, {"known", known}});
+    for (const quix5::OfferedTest& offered : module.tests()) {
+        names.push_back(offered.descriptor.name().utf8());
+        known += (known.empty() ? "" : " ") + names.back();
+        if (offered.entry->traits.shortName != nullptr)
+            names.emplace_back(offered.entry->traits.shortName);
+    }
+    const std::string near = nearestName(name, names);
+    error = near.empty() ? words("there is no test {name}; there are: {known}",
+                                 {{"name", quoted(name)}, {"known", known}})
+                         : words("there is no test {name}; is it {near}? there are: {known}",
+                                 {{"name", quoted(name)}, {"near", quoted(near)}, {"known", known}});
+    return nullptr;
+}
+
+const quix5::OfferedTest* findSurvey(const quix5::Module& module, std::string& error) {
+    const auto test = std::ranges::find_if(
+        module.tests(), [](const quix5::OfferedTest& offered) { return offered.entry->traits.isSurvey; });
+    if (test != module.tests().end())
+        return &*test;
+    error = words("the test module has no test that surveys a drive");
     return nullptr;
 }
 

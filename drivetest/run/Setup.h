@@ -30,7 +30,10 @@ std::optional<ChosenTest> chooseTest(const RunOptions& options, ExitStatus& refu
 
 /// Loads the module of that file, or the one beside the program when it is empty.
 std::unique_ptr<quix5::Module> loadModule(const std::string& file, std::string& error);
+/// By its name or its short name, in whatever case.
 const quix5::OfferedTest* findTest(const quix5::Module& module, const std::string& name, std::string& error);
+/// The one that answers whether a drive is good.
+const quix5::OfferedTest* findSurvey(const quix5::Module& module, std::string& error);
 
 /// What the module's texts say of "Test.NAME" or "Parameter.NAME", in the language of the texts.
 std::string describeText(const std::string& key);

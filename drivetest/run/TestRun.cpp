@@ -81,8 +81,8 @@ TestResult TestRun::runTest() {
     {
         std::optional<ProgressDisplay> display;
         if (!m_options.quiet)
-            display.emplace(m_console, m_options.test + " " + m_options.device,
-                            Forecast(describeText("Shorter." + m_options.test)),
+            display.emplace(m_console, m_chosen.test->descriptor.name().utf8() + " " + m_options.device,
+                            Forecast(describeText("Shorter." + m_chosen.test->descriptor.name().utf8())),
                             [this] { return m_host.snapshot(); });
         const HurryWatch hurry([this] { m_host.giveUpAttempts(); });
         // What stood in the way may be gone by now, but nothing was prepared for writing.
