@@ -79,7 +79,7 @@ struct ModuleDescriptor {
     std::size_t testCount;
 };
 
-inline constexpr std::uint32_t kModuleInterfaceVersion = 5;
+inline constexpr std::uint32_t kModuleInterfaceVersion = 6;
 
 /// How the framework finds the function that a module must define.
 using ModuleDescriptorFunction = const ModuleDescriptor* (*)();

@@ -69,10 +69,27 @@ void addSafetyOptions(CLI::App& command, RunOptions& options) {
 
 /// What is written of a run.
 void addOutputOptions(CLI::App& command, RunOptions& options) {
+    std::vector<std::string> forms;
+    std::string help = words("Write what was found in another program's form:");
     for (const OutputFormat& format : outputFormats()) {
         const std::string option(format.option);
+        if (option.starts_with(kExportOption)) {
+            forms.push_back(option.substr(kExportOption.size() + 1));
+            help += "\n" + forms.back() + ": " + format.help;
+            continue;
+        }
         command.add_option(option, options.outputs[option], format.help)->type_name("FILE");
     }
+    command
+        .add_option_function<std::vector<std::pair<std::string, std::string>>>(
+            std::string(kExportOption),
+            [&options](const std::vector<std::pair<std::string, std::string>>& exports) {
+                for (const auto& [form, file] : exports)
+                    options.outputs[std::string(kExportOption) + " " + form] = file;
+            },
+            help)
+        ->type_name("FORM FILE")
+        ->check(oneOf(forms).application_index(0));
     command.add_flag_callback(
         "--no-record", [&options] { options.keepRecord = false; },
         words("Keep no record where --events names no file for it"));
@@ -108,6 +125,11 @@ void addPace(CLI::App& command, RunOptions& options) {
         command, options,
         words("End a linear test after so long, such as 90s, 10min or 2h; what was tested until then is "
               "spread evenly over the range"));
+    command
+        .add_option(
+            "--import", options.importedMap,
+            words("Gently, read nothing but what this mapfile of GNU ddrescue does not call finished"))
+        ->type_name("FILE");
     command.add_flag(
         "--gentle", options.gentle,
         words("Read a drive that may be dying: no sector twice, what is good first, bad regions last"));

@@ -51,14 +51,9 @@ std::string badListText(const BadSectors& bad, const std::string& title) {
     return text;
 }
 
-void BadListReporter::begin(const RunStart& start) {
-    m_title = start.test.name().utf8() + " on " + start.device.osLocator().utf8();
-}
-
-void BadListReporter::end(const RunSummary& summary) {
-    const std::string text =
-        badListText(summary.statistics != nullptr ? summary.statistics->badSectors() : BadSectors(), m_title);
-    m_isWritten = m_file.begin() && m_file.write(text);
+std::string BadListReporter::text(const RunSummary& summary) const {
+    return badListText(summary.statistics != nullptr ? summary.statistics->badSectors() : BadSectors(),
+                       title());
 }
 
 std::vector<std::string> badRangeLines(const BadSectors& bad) {

@@ -6,6 +6,7 @@
 #include "drivetest/report/BadList.h"
 #include "drivetest/report/HtmlReporter.h"
 #include "drivetest/report/LogReporter.h"
+#include "drivetest/report/RescueReporters.h"
 #include "drivetest/safety/JournalPlace.h"
 #include "zel/Words.h"
 
@@ -34,6 +35,16 @@ const std::vector<OutputFormat>& outputFormats() {
         {kReportOption, words("Write a report for people, a page of HTML"), words("the report"),
          [](const std::string& path, OutputFile file) -> std::unique_ptr<RunReporter> {
              return std::make_unique<HtmlReporter>(path, std::move(file));
+         }},
+        {"--export ddrescue", words("a mapfile of GNU ddrescue, which can go on from there"),
+         words("the mapfile"),
+         [](const std::string& path, OutputFile file) -> std::unique_ptr<RunReporter> {
+             return std::make_unique<RescueMapReporter>(path, std::move(file));
+         }},
+        {"--export badblocks", words("the numbers of bad blocks of 1024 bytes, as badblocks writes them"),
+         words("the list of bad blocks"),
+         [](const std::string& path, OutputFile file) -> std::unique_ptr<RunReporter> {
+             return std::make_unique<BadBlocksReporter>(path, std::move(file));
          }},
     };
     return formats;

@@ -3,12 +3,14 @@
 #include <algorithm>
 
 #include "drivetest/devices/Drives.h"
+#include "drivetest/rescue/RescueMap.h"
 #include "drivetest/run/NearestName.h"
 #include "drivetest/safety/SafeStart.h"
 #include "drivetest/safety/SystemAdvice.h"
 #include "drivetest/terminal/Console.h"
 #include "drivetest/terminal/Terminal.h"
 #include "drivetest/terminal/Texts.h"
+#include "quix5/DeviceInventory.h"
 #include "quix5/ParameterText.h"
 #include "quix5/Runner.h"
 #include "zel/Path.h"
@@ -105,7 +107,7 @@ const quix5::OfferedTest* meantTest(const quix5::Module& module, const RunOption
                                     std::vector<std::string>& assignments, std::string& error) {
     const quix5::OfferedTest* const test =
         options.survey ? findSurvey(module, error) : findTest(module, options.test, error);
-    if (test == nullptr || !options.gentle)
+    if (test == nullptr || (!options.gentle && options.importedMap.empty()))
         return test;
     const quix5::TestTraits& traits = test->entry->traits;
     if (traits.gentleTest == nullptr) {
@@ -115,6 +117,33 @@ const quix5::OfferedTest* meantTest(const quix5::Module& module, const RunOption
     }
     assignments.insert(assignments.begin(), traits.gentleParameter);
     return module.find(traits.gentleTest);
+}
+
+/// Leaves out what the map calls finished.
+bool takeOnlyRest(const RunOptions& options, const ChosenTest& chosen, std::string& error) {
+    if (options.importedMap.empty())
+        return true;
+    RescueMap map;
+    if (!loadRescueMap(options.importedMap, map, error))
+        return false;
+    const auto sectorBytes =
+        static_cast<std::uint32_t>(numberProperty(chosen.device, quix5::kPropertySectorSize));
+    if (sectorBytes == 0) {
+        error = words("nobody says how large the sectors of {device} are, so a mapfile cannot be followed",
+                      {{"device", chosen.device.osLocator()}});
+        return false;
+    }
+    std::string ranges;
+    for (const libDrive2::SectorSpan& span : map.unfinished(sectorBytes))
+        ranges += (ranges.empty() ? "" : ",") + std::to_string(span.lba) + "-" +
+                  std::to_string(span.lba + span.count - 1);
+    if (ranges.empty()) {
+        error = words("{file} says that all is finished: there is nothing to read",
+                      {{"file", printable(options.importedMap)}});
+        return false;
+    }
+    return applyParameters(chosen.test->descriptor, {chosen.test->entry->traits.onlyRanges + ("=" + ranges)},
+                           error);
 }
 
 bool limitTime(const quix5::OfferedTest& test, std::uint32_t seconds, std::vector<std::string>& assignments,
@@ -142,7 +171,7 @@ bool choose(const RunOptions& options, ChosenTest& chosen, std::string& error) {
         !makeDevice(options.device, options.properties, chosen.device, error))
         return false;
     chosen.writes = writesToDrive(*chosen.test);
-    return true;
+    return takeOnlyRest(options, chosen, error);
 }
 
 /// Whether the test is offered and the drive lets itself be tested; gives the exit status and why not.

@@ -60,6 +60,9 @@ public:
     [[nodiscard]] std::uint64_t visited() const { return m_visited; }
     /// Settles the last chunk; call once, when the run is over. `bad` holds all that was condemned.
     Coverage finish(const BadSectors& bad);
+    /// Sectors that were good when they were visited last, as far as spans of them are kept; none of a run of
+    /// positions. After finish().
+    [[nodiscard]] std::vector<libDrive2::SectorSpan> good() { return m_good.ranges(); }
 
 private:
     /// What is known of a sector of the current chunk. `suspect`: a transfer of several sectors failed.

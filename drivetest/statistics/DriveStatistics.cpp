@@ -107,6 +107,7 @@ void DriveStatistics::addTransfer(const libDrive2::DriveOperationReport& report,
 
 void DriveStatistics::finish() {
     m_result = m_counter.finish(m_bad);
+    m_good = m_counter.good();
 }
 
 const TransferTotals& DriveStatistics::totals(DriveOperation direction) const {

@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdint>
 #include <optional>
+#include <vector>
 
 #include "drivetest/statistics/BadSectors.h"
 #include "drivetest/statistics/CoverageCounter.h"
@@ -62,6 +63,8 @@ public:
 
     [[nodiscard]] const Coverage& coverage() const { return m_result; }
     [[nodiscard]] const BadSectors& badSectors() const { return m_bad; }
+    /// What was visited and found good, rising; badSectors() outrank it.
+    [[nodiscard]] const std::vector<libDrive2::SectorSpan>& goodSectors() const { return m_good; }
     [[nodiscard]] const SlowTransfers& slowTransfers() const { return m_slowTransfers; }
     [[nodiscard]] std::uint32_t sectorBytes() const { return m_sectorBytes; }
     [[nodiscard]] const SurfaceMap& surface() const { return m_surface; }
@@ -86,6 +89,7 @@ private:
     RateProfile m_rates;
     std::array<OperationStatistics, kOperations.size()> m_operations;
     Coverage m_result;
+    std::vector<libDrive2::SectorSpan> m_good;
     TransferTotals m_reads, m_writes;
     zel::Clock::Duration m_lastEnd;  ///< of the last operation
     LiveCounts m_live;

@@ -126,4 +126,13 @@ std::uint64_t SectorSet::countWithin(std::uint64_t lba, std::uint64_t count) {
     return known;
 }
 
+std::vector<libDrive2::SectorSpan> SectorSet::ranges() {
+    settle();
+    std::vector<libDrive2::SectorSpan> all;
+    all.reserve(m_spans.size());
+    for (const Span& span : m_spans)
+        all.push_back({span.first, span.size()});
+    return all;
+}
+
 }  // namespace drivetest

@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <vector>
 
+#include "libDrive2/DriveTypes.h"
+
 namespace drivetest {
 
 /// Different sectors, as spans that neither touch nor overlap. Memory is bounded: beyond the most spans it
@@ -25,6 +27,8 @@ public:
     [[nodiscard]] std::uint64_t size();
     /// How many of these are in the set, as far as spans are kept.
     [[nodiscard]] std::uint64_t countWithin(std::uint64_t lba, std::uint64_t count);
+    /// All of them, rising; of a full set those for which spans are kept.
+    [[nodiscard]] std::vector<libDrive2::SectorSpan> ranges();
 
 private:
     struct Span {
