@@ -3,12 +3,12 @@
 #include <algorithm>
 
 #include "drivetest/certificate/CertificateData.h"
-#include "drivetest/html/Figures.h"
+#include "drivetest/findings/Figures.h"
+#include "drivetest/findings/Verdict.h"
 #include "drivetest/html/HtmlWriter.h"
 #include "drivetest/html/PageFiles.h"
 #include "drivetest/html/Sections.h"
 #include "drivetest/html/Tables.h"
-#include "drivetest/html/Verdict.h"
 #include "drivetest/terminal/Columns.h"
 #include "drivetest/terminal/Language.h"
 #include "zel/Words.h"

@@ -3,8 +3,8 @@
 
 #include "drivetest/ExitStatus.h"
 #include "drivetest/commands/Commands.h"
+#include "drivetest/findings/RunComparison.h"
 #include "drivetest/html/HtmlReport.h"
-#include "drivetest/html/RunComparison.h"
 #include "drivetest/record/RecordReader.h"
 #include "drivetest/run/NewFile.h"
 #include "drivetest/run/Signals.h"

@@ -1,8 +1,8 @@
 #include <algorithm>
 #include <utility>
 
-#include "drivetest/html/Figures.h"
-#include "drivetest/html/RunComparison.h"
+#include "drivetest/findings/Figures.h"
+#include "drivetest/findings/RunComparison.h"
 #include "drivetest/html/Sections.h"
 #include "drivetest/html/Tables.h"
 #include "zel/Words.h"

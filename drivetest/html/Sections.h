@@ -3,8 +3,8 @@
 #include <string>
 #include <vector>
 
+#include "drivetest/findings/Verdict.h"
 #include "drivetest/html/HtmlWriter.h"
-#include "drivetest/html/Verdict.h"
 #include "drivetest/record/RecordedRun.h"
 
 namespace drivetest {

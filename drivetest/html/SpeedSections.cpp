@@ -4,8 +4,8 @@
 #include <map>
 #include <tuple>
 
-#include "drivetest/html/Figures.h"
-#include "drivetest/html/RegionRates.h"
+#include "drivetest/findings/Figures.h"
+#include "drivetest/findings/RegionRates.h"
 #include "drivetest/html/Sections.h"
 #include "drivetest/html/Tables.h"
 #include "drivetest/terminal/Language.h"

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "drivetest/html/RegionRates.h"
+#include "drivetest/findings/RegionRates.h"
 
 namespace drivetest {
 

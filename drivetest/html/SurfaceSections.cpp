@@ -1,11 +1,11 @@
 #include <algorithm>
 #include <array>
 
-#include "drivetest/html/Figures.h"
+#include "drivetest/findings/Figures.h"
+#include "drivetest/findings/Verdict.h"
 #include "drivetest/html/Sections.h"
 #include "drivetest/html/SurfaceData.h"
 #include "drivetest/html/Tables.h"
-#include "drivetest/html/Verdict.h"
 #include "zel/Words.h"
 
 namespace drivetest {

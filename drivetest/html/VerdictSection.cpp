@@ -1,7 +1,7 @@
-#include "drivetest/html/Figures.h"
+#include "drivetest/findings/Figures.h"
+#include "drivetest/findings/Verdict.h"
 #include "drivetest/html/Sections.h"
 #include "drivetest/html/Tables.h"
-#include "drivetest/html/Verdict.h"
 #include "zel/Words.h"
 
 namespace drivetest {

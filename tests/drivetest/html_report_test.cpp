@@ -6,11 +6,11 @@
 #include <random>
 
 #include "RecordText.h"
-#include "drivetest/html/Figures.h"
+#include "drivetest/findings/Figures.h"
+#include "drivetest/findings/RunComparison.h"
+#include "drivetest/findings/Verdict.h"
 #include "drivetest/html/HtmlReport.h"
-#include "drivetest/html/RunComparison.h"
 #include "drivetest/html/SurfaceData.h"
-#include "drivetest/html/Verdict.h"
 
 namespace drivetest {
 namespace {

@@ -1,8 +1,8 @@
-#include "drivetest/html/RunComparison.h"
+#include "drivetest/findings/RunComparison.h"
 
 #include <algorithm>
 
-#include "drivetest/html/RegionRates.h"
+#include "drivetest/findings/RegionRates.h"
 
 namespace drivetest {
 

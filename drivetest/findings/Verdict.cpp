@@ -1,9 +1,9 @@
-#include "drivetest/html/Verdict.h"
+#include "drivetest/findings/Verdict.h"
 
 #include <algorithm>
 #include <iterator>
 
-#include "drivetest/html/Figures.h"
+#include "drivetest/findings/Figures.h"
 #include "zel/Words.h"
 
 namespace drivetest {

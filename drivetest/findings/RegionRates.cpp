@@ -1,4 +1,4 @@
-#include "drivetest/html/RegionRates.h"
+#include "drivetest/findings/RegionRates.h"
 
 #include <algorithm>
 

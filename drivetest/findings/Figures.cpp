@@ -1,4 +1,4 @@
-#include "drivetest/html/Figures.h"
+#include "drivetest/findings/Figures.h"
 
 #include <algorithm>
 #include <chrono>
