@@ -66,6 +66,8 @@ struct Options {
     RunOptions check;
     RecoverOptions recover;
     ReportOptions report;
+    std::vector<std::string> compared;
+    std::string explained;
     CertificateOptions certificate;
     VerifyOptions verify;
 };
@@ -84,6 +86,8 @@ std::vector<Command> addCommands(CLI::App& program, Options& given) {
         {&addRun(program, given.run), [&given] { return runTests(given.run); }},
         {&addRecover(program, given.recover), [&given] { return recoverDrives(given.recover); }},
         {&addReport(program, given.report), [&given] { return writeReport(given.report); }},
+        {&addCompare(program, given.compared), [&given] { return compareRecords(given.compared); }},
+        {&addExplain(program, given.explained), [&given] { return explainRecord(given.explained); }},
         {&addCertificate(program, given.certificate),
          [&given] { return writeCertificate(given.certificate); }},
         {&addVerify(program, given.verify), [&given] { return verifyCertificate(given.verify); }},

@@ -82,6 +82,26 @@ CLI::App& addReport(CLI::App& program, ReportOptions& options) {
     return command;
 }
 
+CLI::App& addCompare(CLI::App& program, std::vector<std::string>& records) {
+    CLI::App& command = *program.add_subcommand("compare", words("Compare two runs of a drive"));
+    command.footer(
+        words("Exit status: 0 no new bad sectors, 1 there are some, 2 the records cannot be compared."));
+    command.add_option("RECORD", records, words("Two records of one drive, in any order"))
+        ->type_name("")
+        ->required()
+        ->expected(2);
+    return command;
+}
+
+CLI::App& addExplain(CLI::App& program, std::string& record) {
+    CLI::App& command =
+        *program.add_subcommand("explain", words("Say what a run did, what it means and what to do next"));
+    command.add_option("RECORD", record, words("Record of a run, see \"--events\" of \"drivetest run\""))
+        ->type_name("")
+        ->required();
+    return command;
+}
+
 CLI::App& addCertificate(CLI::App& program, CertificateOptions& options) {
     CLI::App& command =
         *program.add_subcommand("certificate", words("Make a certificate from the record of a run"));

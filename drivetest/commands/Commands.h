@@ -20,6 +20,9 @@ int runTests(const RunOptions& options);
 int recoverDrives(const RecoverOptions& options);
 int writeReport(const ReportOptions& options);
 int writeCertificate(const CertificateOptions& options);
+int explainRecord(const std::string& record);
+/// Two records of one drive. kExitFail when the newer one has bad sectors that the older one has not.
+int compareRecords(const std::vector<std::string>& records);
 int verifyCertificate(const VerifyOptions& options);
 
 }  // namespace drivetest

@@ -1,11 +1,7 @@
-#include <algorithm>
-#include <iostream>
-
 #include "drivetest/ExitStatus.h"
 #include "drivetest/commands/Commands.h"
-#include "drivetest/findings/RunComparison.h"
+#include "drivetest/findings/DriveHistory.h"
 #include "drivetest/html/HtmlReport.h"
-#include "drivetest/record/RecordReader.h"
 #include "drivetest/run/NewFile.h"
 #include "drivetest/run/Signals.h"
 #include "drivetest/terminal/Console.h"
@@ -16,39 +12,7 @@
 
 namespace drivetest {
 
-namespace {
-
 using zel::words;
-
-std::string nameOf(const RecordedDrive& drive) {
-    return drive.serial.empty() ? drive.location : drive.model + " " + drive.serial;
-}
-
-/// All records, the oldest first; nothing after a sentence in `problem`.
-std::vector<RecordedRun> readRuns(const std::vector<std::string>& records, std::string& problem) {
-    std::vector<RecordedRun> runs;
-    for (const std::string& record : records) {
-        std::optional<RecordedRun> run = readRecord(record, problem);
-        if (!run)
-            return {};
-        if (!runs.empty() && !isSameDrive(runs.front().drive, run->drive)) {
-            problem = words(
-                "{first} and {second} are of different drives, {drive} and {other}: give records of one "
-                "drive",
-                {{"first", printable(records.front())},
-                 {"second", printable(record)},
-                 {"drive", quoted(printable(nameOf(runs.front().drive)))},
-                 {"other", quoted(printable(nameOf(run->drive)))}});
-            return {};
-        }
-        runs.push_back(std::move(*run));
-    }
-    std::sort(runs.begin(), runs.end(),
-              [](const RecordedRun& a, const RecordedRun& b) { return a.startTime < b.startTime; });
-    return runs;
-}
-
-}  // namespace
 
 int writeReport(const ReportOptions& options) {
     std::string problem;
@@ -58,7 +22,7 @@ int writeReport(const ReportOptions& options) {
                            {{"file", printable(options.output)}}));
             return kExitUsage;
         }
-    std::vector<RecordedRun> runs = readRuns(options.records, problem);
+    std::vector<RecordedRun> runs = readHistory(options.records, problem);
     if (!problem.empty()) {
         complain(problem);
         return kExitUsage;
