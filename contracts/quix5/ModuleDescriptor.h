@@ -68,7 +68,7 @@ struct ModuleDescriptor {
     std::size_t testCount;
 };
 
-inline constexpr std::uint32_t kModuleInterfaceVersion = 4;
+inline constexpr std::uint32_t kModuleInterfaceVersion = 5;
 
 /// How the framework finds the function that a module must define.
 using ModuleDescriptorFunction = const ModuleDescriptor* (*)();
