@@ -74,7 +74,7 @@ std::string describeMismatch(const CLI::Option& option) {
 
 std::string describeUsageError(const CLI::App& program, const CLI::ParseError& error) {
     const CLI::App& command = givenCommand(program);
-    const std::string message = error.what();
+    std::string message = error.what();
     if (dynamic_cast<const CLI::ValidationError*>(&error) != nullptr)
         return message;  // the option's name, and the sentence of its check
     const bool isMissing = dynamic_cast<const CLI::RequiredError*>(&error) != nullptr ||

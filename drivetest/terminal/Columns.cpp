@@ -94,8 +94,7 @@ std::size_t beginOfText(std::string_view text) {
     constexpr std::size_t kLongestLabel = 24;
     const std::size_t label = std::min(text.find_first_not_of(' '), text.size());
     const std::size_t gap = std::min(text.find("  ", label), text.find(": ", label));
-    if (gap == std::string_view::npos || gap > kLongestLabel ||
-        text.substr(label, gap - label).find(' ') != std::string_view::npos)
+    if (gap > kLongestLabel || text.find_first_of(' ', label) + 1 < gap)  // French has a blank before ":"
         return label;
     return std::min(text.find_first_not_of(' ', gap + 1), text.size());
 }

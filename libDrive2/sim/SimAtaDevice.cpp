@@ -149,7 +149,7 @@ AtaResponse SimAtaDevice::execute(const AtaRequest& request) {
     AtaResponse response;
     const Entry* const entry = findCommand(request.registers);
     if (zel::String fault = findHostFault(request, entry); !fault.isEmpty()) {
-        response.delivery = {LIBDRIVE2_BAD_ARGUMENT, std::move(fault)};
+        response.delivery = {LIBDRIVE2_BAD_ARGUMENT, fault};
         return response;
     }
     const SimFault begun = m_medium->beginCommand().fault;

@@ -109,7 +109,7 @@ NVMeResponse SimNVMeDevice::execute(const NVMeCommand& command) {
     const Entry* const entry = findCommand(command);
     if (zel::String fault = entry != nullptr ? findHostFault(command, *entry) : zel::String();
         !fault.isEmpty()) {
-        response.delivery = {LIBDRIVE2_BAD_ARGUMENT, std::move(fault)};
+        response.delivery = {LIBDRIVE2_BAD_ARGUMENT, fault};
         return response;
     }
     const SimOutcome begun = m_medium->beginCommand();

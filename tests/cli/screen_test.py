@@ -15,7 +15,7 @@ if not program.WINDOWS:
 
 GOLDEN = pathlib.Path(__file__).with_name("screens.txt")
 START = 10200600000  # a position has as many digits from beginning to end, and the strip a stretch to fill
-LARGE = "sectors=39062500000,speed=250,bad=%d+%d-%d" % (START + 100, START + 200000, START + 200001)
+LARGE = "sectors=39062500000,speed=800,bad=%d+%d-%d" % (START + 100, START + 200000, START + 200001)
 FAULTY = "sim:disk,removable,media=none>disk," + LARGE
 STUCK = "sim:disk,sectors=9,bad=0"  # with FOREVER it never gets beyond its first sector
 FOREVER = ["-p", "RetryCount=4294967295"]
@@ -131,7 +131,7 @@ class Resizing(OnScreen):
     def test_terminals_that_do_not_tell_their_size_or_are_tiny(self):
         for columns, rows, told in ((80, 24, (0, 0)), (40, 24, (0, 0)), (80, 1, None), (40, 2, None), (10, 24, None)):
             with self.subTest(columns=columns, rows=rows, told=told):
-                opened = self.open("LinearReadTest", "sim:disk,sectors=39062500000,speed=250", columns=columns,
+                opened = self.open("LinearReadTest", "sim:disk,sectors=39062500000,speed=800", columns=columns,
                                    rows=rows, told=told)
                 for _ in range(3):
                     seen = opened.see_anew(" %")

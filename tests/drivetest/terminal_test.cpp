@@ -65,6 +65,7 @@ TEST(Columns, FurtherLinesBeginBehindTheLabel) {
         {"  it holds nothing", 12, "  it holds\n  nothing"},
         {"name 12345678901 is long", 8, "name\n12345678901\nis long"},  // the terminal breaks the word
         {"语言 语言语言", 9, "语言 语言\n语言"},
+        {"attention : one two three", 24, "attention : one two\n            three"},
         {"warning: one two", 13, "warning: one two"},
         {"warning: one two three", 18, "warning: one two\n         three"},
         {"error:   x y", 9, "error:   x y"},  // no room for anything
