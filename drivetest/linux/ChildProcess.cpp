@@ -120,6 +120,8 @@ private:
 int Child::start(const std::string& path, const std::vector<std::string>& arguments, const Pipes& pipes,
                  const ChildOptions& options) {
     m_ownGroup = !options.mayAsk || !hasTerminal();
+    // Ignored, as whoever started this program may have left it, it would hide how the child ended.
+    std::signal(SIGCHLD, SIG_DFL);
     std::vector<std::string> words{path};
     words.insert(words.end(), arguments.begin(), arguments.end());
     std::vector<std::string> environment = environmentWith(options.temporaryFolder);

@@ -23,9 +23,7 @@ class Kills(program.ImageTest):
         with self.subTest(seed=seed):
             for test, size in WRITERS.items():
                 device = self.make_loop(size)
-                began = time.monotonic()
-                self.assertEqual(self.write(test, device).status, 0)
-                duration = time.monotonic() - began
+                duration = min(self.time(test, device) for _ in range(3))  # whatever else the machine does meanwhile
                 wanted = killed + KILLS // len(WRITERS)
                 for _ in range(10 * KILLS):
                     if killed == wanted:
@@ -39,6 +37,11 @@ class Kills(program.ImageTest):
             self.assertGreater(open_journals, KILLS // 6)
         print("%d killed, %d with an open journal, %d while the drive held patterns, seed %d" %
               (killed, open_journals, with_patterns, seed))
+
+    def time(self, test, device):
+        began = time.monotonic()
+        self.assertEqual(self.write(test, device).status, 0)
+        return time.monotonic() - began
 
     def kill(self, test, device, after):
         process = subprocess.Popen(self.command("run", test, device, "--confirm", device),

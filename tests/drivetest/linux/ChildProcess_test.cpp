@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <csignal>
 #include <cstdlib>
 
 #include "drivetest/run/Signals.h"
@@ -67,6 +68,8 @@ TEST(ChildProcess, TellsHowItEnded) {
         EXPECT_EQ(result.end, each.end) << each.script;
         EXPECT_EQ(result.status, each.status) << each.script;
     }
+    std::signal(SIGCHLD, SIG_IGN);  // some that start programs leave it so
+    EXPECT_EQ(runShell("exit 3").status, 3);
 }
 
 TEST(ChildProcess, HasAPlaceForItsFiles) {
