@@ -57,12 +57,15 @@ public:
                                                                                       : std::nullopt;
     }
     /// "line 3, column 7: ..." of the word that was taken last.
-    [[nodiscard]] std::string fault(const std::string& what) const {
-        return words("line {line}, column {column}: {fault}",
-                     {{"line", m_number}, {"column", m_word + 1}, {"fault", what}});
-    }
+    [[nodiscard]] std::string fault(const std::string& what) const { return faultAt(m_word, what); }
+    /// The same of the next word.
+    [[nodiscard]] std::string excess() const { return faultAt(m_at, words("this does not belong here")); }
 
 private:
+    [[nodiscard]] std::string faultAt(std::size_t at, const std::string& what) const {
+        return words("line {line}, column {column}: {fault}",
+                     {{"line", m_number}, {"column", at + 1}, {"fault", what}});
+    }
     std::string_view take() {
         m_word = m_at;
         m_at = std::min(m_text.find_first_of(" \t\r", m_at), m_text.size());
@@ -85,8 +88,10 @@ bool readActivity(Line& line, std::string& error) {
     else if (!line.oneOf(kActivities))
         error =
             line.fault(words("one of {characters} is missing", {{"characters", std::string(kActivities)}}));
-    else if (!line.isAtEnd() && (!line.number() || !line.isAtEnd()))
+    else if (!line.isAtEnd() && !line.number())
         error = line.fault(words("this does not belong here"));
+    else if (!line.isAtEnd())
+        error = line.excess();
     return error.empty();
 }
 
@@ -112,7 +117,7 @@ bool readBlock(Line& line, RescueMap& map, std::string& error) {
     if (!status)
         error = line.fault(words("one of {characters} is missing", {{"characters", std::string(kStatuses)}}));
     else if (!line.isAtEnd())
-        error = line.fault(words("this does not belong here"));
+        error = line.excess();
     else
         map.blocks.push_back({*position, *size, static_cast<Status>(*status)});
     return error.empty();

@@ -82,7 +82,8 @@ TestResult TestRun::runTest() {
         std::optional<ProgressDisplay> display;
         if (!m_options.quiet)
             display.emplace(m_console, m_chosen.test->descriptor.name().utf8() + " " + m_options.device,
-                            Forecast(describeText("Shorter." + m_chosen.test->descriptor.name().utf8())),
+                            Forecast(describeText("Shorter." + m_chosen.test->descriptor.name().utf8()),
+                                     std::chrono::seconds(m_options.maxTime)),
                             [this] { return m_host.snapshot(); });
         const HurryWatch hurry([this] { m_host.giveUpAttempts(); });
         // What stood in the way may be gone by now, but nothing was prepared for writing.
@@ -119,6 +120,8 @@ int TestRun::end(const TestResult& result) {
         judged.merge(TestResult::FAIL);
     m_outputs.reporters().end(
         {judged, m_host.counts(), m_host.statistics(), isDataMissing, m_outputs.badSectorsList()});
+    if (m_options.survey)
+        offerFullRead();
     return m_outputs.close(isDataMissing ? kExitNotRestored : exitStatusOf(judged), m_console);
 }
 
@@ -153,6 +156,23 @@ void TestRun::explain(const TestResult& result) {
         describeParameters(m_chosen.test->descriptor, m_host.refusedValues(), m_console);
     else if (result == TestResult::INCORRECTMEDIA && mediaText != nullptr)
         m_console.line(eventIndent() + describeText(mediaText));
+}
+
+/// What was surveyed only in part.
+void TestRun::offerFullRead() {
+    const DriveStatistics* const statistics = m_host.statistics();
+    if (statistics == nullptr || statistics->coverage().skipped == 0)
+        return;
+    const TransferTotals read = statistics->totals(libDrive2::DriveOperation::read);
+    if (read.bytes == 0)
+        return;
+    const double times = static_cast<double>(statistics->coverage().requested) * statistics->sectorBytes() /
+                         static_cast<double>(read.bytes);
+    const auto whole = std::chrono::duration_cast<std::chrono::nanoseconds>(read.elapsed * times);
+    m_console.line(summaryLabel(words("next")) +
+                   words("all of it can be read in about {time}: {command}",
+                         {{"time", forecastText(whole)},
+                          {"command", "drivetest run read " + printable(m_options.device)}}));
 }
 
 /// A drive that is slow beyond what the user allows.

@@ -26,6 +26,7 @@ private:
     int end(const quix5::TestResult& result);
     bool settleJournal();
     void explain(const quix5::TestResult& result);
+    void offerFullRead();
     [[nodiscard]] quix5::TestResult judgeSlowness(const quix5::TestResult& result) const;
 
     const RunOptions& m_options;
