@@ -7,7 +7,8 @@ namespace libDriveTest {
 
 namespace {
 
-/// No jump passes over more than this part of everything.
+/// A jump passes over this part of everything at least, and at most.
+constexpr std::uint64_t kNearestPart = 100000;
 constexpr std::uint64_t kFarthestPart = 64;
 /// Slow is what takes so many times as long as usual, and longer than a drive needs without trying again.
 constexpr int kSlowTimes = 8;
@@ -18,13 +19,15 @@ constexpr int kUsualParts = 16;
 }  // namespace
 
 GentleOrder::GentleOrder(const std::vector<libDrive2::SectorSpan>& ranges, std::uint32_t chunkSectors)
-    : m_chunk(chunkSectors), m_farthest(0), m_jump(chunkSectors) {
+    : m_chunk(chunkSectors), m_nearest(0), m_farthest(0), m_jump(0) {
     std::uint64_t all = 0;
     for (const libDrive2::SectorSpan& range : ranges) {
         m_pieces.push_back({range.lba, range.lba + range.count, Direction::forward});
         all += range.count;
     }
+    m_nearest = std::max<std::uint64_t>(all / kNearestPart, m_chunk);
     m_farthest = std::max<std::uint64_t>(all / kFarthestPart, m_chunk);
+    m_jump = m_nearest;
     std::ranges::reverse(m_pieces);
 }
 
@@ -104,7 +107,7 @@ void GentleOrder::note(const Finding& finding) {
 void GentleOrder::goOnward(const Reading& read, bool isWell) {
     m_piece.first = read.end();
     if (isWell) {
-        m_jump = std::max<std::uint64_t>(m_jump / 2, m_chunk);
+        m_jump = std::max(m_jump / 2, m_nearest);
         return;
     }
     const std::uint64_t landing = m_piece.first + std::min(m_jump, m_piece.size());

@@ -42,7 +42,8 @@ private:
     [[nodiscard]] bool isSlow(zel::Clock::Duration took);
 
     std::uint32_t m_chunk;
-    std::uint64_t m_farthest;  ///< a jump
+    std::uint64_t m_nearest;  ///< jumps
+    std::uint64_t m_farthest;
     std::uint64_t m_jump;
     Round m_round = Round::onward;
     std::vector<Piece> m_pieces;  ///< of this round; the next one last

@@ -21,9 +21,7 @@ namespace {
 constexpr const char* kName = "SurveyReadTest";
 constexpr std::uint32_t kAreaBytes = 4U << 20;
 constexpr double kCertainty = 0.99;
-/// A drive that had to try long rests for as long as it tried, within limits.
-constexpr std::chrono::milliseconds kLongTry{500};
-constexpr std::chrono::seconds kLongestRest{5};
+constexpr std::chrono::seconds kRest{5};
 
 }  // namespace
 
@@ -92,6 +90,7 @@ TestResult SurveyReadTest::readGently(const RangePlan& range) {
 
 TestResult SurveyReadTest::readAll(ReadingOrder& order) {
     m_unclear.clear();
+    m_latency = LatencyWatch();
     drive->setRetryCallbackBehavior(libDrive2::LIBDRIVE2_REPORT_ONLY);
     while (const auto reading = order.next()) {
         if (hitEventLimits(true) || m_time.isUp())
@@ -107,7 +106,7 @@ TestResult SurveyReadTest::readAll(ReadingOrder& order) {
             reportUserAbort(reading->lba);
             return TestResult::USERABORTED;
         }
-        rest(finding);
+        restIfSlower(finding);
     }
     tellOfUnclear();
     return getEventCountResult();
@@ -177,9 +176,12 @@ void SurveyReadTest::tellOfUnclear() {
     }
 }
 
-void SurveyReadTest::rest(const Finding& finding) {
-    if (finding.took >= kLongTry && !m_time.isUp())
-        zel::Clock::current().sleep(std::min<zel::Clock::Duration>(finding.took, kLongestRest));
+/// Where the drive takes longer and longer.
+void SurveyReadTest::restIfSlower(const Finding& finding) {
+    if (!m_latency.add(finding.took) || m_time.isUp())
+        return;
+    m_logger.line(1, "Resting");
+    zel::Clock::current().sleep(kRest);
 }
 
 void SurveyReadTest::tellOfSample(const SampleOrder& order) {

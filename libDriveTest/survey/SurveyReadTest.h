@@ -4,6 +4,7 @@
 
 #include "../DriveTest.h"
 #include "../TimeLimit.h"
+#include "LatencyWatch.h"
 #include "ReadingOrder.h"
 #include "zel/Export.h"
 
@@ -40,7 +41,7 @@ private:
     std::optional<TestResult> readSingly(const Reading& reading);
     String clear(std::uint64_t lba);
     void tellOfUnclear();
-    void rest(const Finding& finding);
+    void restIfSlower(const Finding& finding);
     void tellOfSample(const SampleOrder& order);
 
     zel::Logger& m_logger;
@@ -51,6 +52,7 @@ private:
     zel::Buffer m_buffer;
     std::vector<Unclear> m_unclear;
     TimeLimit m_time;
+    LatencyWatch m_latency;
 };
 
 }  // namespace libDriveTest

@@ -4,6 +4,7 @@
 #include <map>
 
 #include "libDriveTest/survey/GentleOrder.h"
+#include "libDriveTest/survey/LatencyWatch.h"
 #include "libDriveTest/survey/SampleBound.h"
 #include "libDriveTest/survey/SampleOrder.h"
 #include "libDriveTest/survey/SectorRanges.h"
@@ -227,6 +228,27 @@ TEST(SectorRanges, AreReadAndCutToWhatIsTested) {
     for (const char* text : {"x", "1-", "-1", "2-1", "5,4", "5-6,6", "1,", "1 2", "18446744073709551615",
                              "99999999999999999999"})
         EXPECT_FALSE(readSectorRanges(text, {0, 10})) << text;
+}
+
+/// How often a drive rests that takes so long in turn.
+int rests(const std::vector<milliseconds>& latencies, int rounds) {
+    LatencyWatch watch;
+    int count = 0;
+    for (int round = 0; round < rounds; ++round)
+        for (const milliseconds latency : latencies)
+            count += watch.add(latency) ? 1 : 0;
+    return count;
+}
+
+TEST(LatencyWatch, LetsADriveRestThatTakesLongerAndLonger) {
+    EXPECT_EQ(rests({milliseconds(8)}, 1000), 0);
+    EXPECT_EQ(rests({milliseconds(2000)}, 1000), 0);  // it always did
+    std::vector<milliseconds> oneBadRegion(100, milliseconds(8));
+    oneBadRegion.push_back(seconds(3));
+    EXPECT_EQ(rests(oneBadRegion, 100), 0);
+    std::vector<milliseconds> hot(100, milliseconds(8));
+    hot.insert(hot.end(), 160, milliseconds(600));
+    EXPECT_EQ(rests(hot, 1), 10);
 }
 
 }  // namespace
