@@ -1,6 +1,5 @@
 #include <CLI/CLI.hpp>
 #include <limits>
-#include <map>
 
 #include "drivetest/commands/CommandOptions.h"
 #include "drivetest/commands/UsageError.h"
@@ -15,13 +14,8 @@ namespace {
 
 using zel::words;
 
-/// Whole seconds, or a number with a unit.
 void addMaxTime(CLI::App& command, RunOptions& options, const std::string& help) {
-    static const std::map<std::string, std::uint32_t> kUnits = {{"s", 1},    {"sec", 1},  {"m", 60},
-                                                                {"min", 60}, {"h", 3600}, {"d", 86400}};
-    command.add_option("--max-time", options.maxTime, help)
-        ->type_name("TIME")
-        ->transform(CLI::AsNumberWithUnit(kUnits, CLI::AsNumberWithUnit::CASE_INSENSITIVE, ""));
+    command.add_option("--max-time", options.maxTime, help)->type_name("TIME")->transform(timeSpan());
 }
 
 void addDevice(CLI::App& command, RunOptions& options) {
@@ -130,6 +124,13 @@ void addPace(CLI::App& command, RunOptions& options) {
             "--import", options.importedMap,
             words("Gently, read nothing but what this mapfile of GNU ddrescue does not call finished"))
         ->type_name("FILE");
+    command
+        .add_option_function<std::string>(
+            "--max-errors",
+            [&options](const std::string& count) { options.parameters.push_back("MaxErrors=" + count); },
+            words("End after so many errors"))
+        ->type_name("N")
+        ->check(wholeNumber(1, std::numeric_limits<std::uint32_t>::max()));
     command.add_flag(
         "--gentle", options.gentle,
         words("Read a drive that may be dying: no sector twice, what is good first, bad regions last"));

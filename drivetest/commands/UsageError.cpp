@@ -3,6 +3,10 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <charconv>
+#include <cmath>
+#include <limits>
+#include <map>
+#include <optional>
 
 #include "drivetest/terminal/Texts.h"
 #include "zel/Words.h"
@@ -70,6 +74,23 @@ std::string describeMismatch(const CLI::Option& option) {
                  {{"name", option.get_name()}, {"form", option.get_name() + " " + option.get_type_name()}});
 }
 
+/// Of a number with a unit; seconds without one.
+std::optional<std::uint32_t> secondsOf(const std::string& text) {
+    static const std::map<std::string, double> kUnits = {{"", 1},     {"s", 1},    {"sec", 1},  {"m", 60},
+                                                         {"min", 60}, {"h", 3600}, {"d", 86400}};
+    double number = 0;
+    const char* const end = text.data() + text.size();
+    const auto [rest, fault] = std::from_chars(text.data(), end, number, std::chars_format::fixed);
+    std::string unit = CLI::detail::to_lower(CLI::detail::trim_copy(std::string(rest, end)));
+    const auto found = kUnits.find(unit);
+    if (fault != std::errc() || found == kUnits.end())
+        return std::nullopt;
+    const double seconds = std::ceil(number * found->second);
+    if (!(seconds >= 0 && seconds <= std::numeric_limits<std::uint32_t>::max()))
+        return std::nullopt;
+    return static_cast<std::uint32_t>(seconds);
+}
+
 }  // namespace
 
 std::string describeUsageError(const CLI::App& program, const CLI::ParseError& error) {
@@ -99,6 +120,18 @@ CLI::Validator wholeNumber(unsigned long long least, unsigned long long most) {
                 return isGood ? std::string()
                               : words("{text} is no whole number from {least} to {most}",
                                       {{"text", quoted(text)}, {"least", least}, {"most", most}});
+            },
+            ""};
+}
+
+CLI::Validator timeSpan() {
+    return {[](std::string& text) {
+                const auto seconds = secondsOf(text);
+                if (!seconds)
+                    return words("{text} is no time: write it as 90s, 10min, 2h or 1d",
+                                 {{"text", drivetest::quoted(text)}});
+                text = std::to_string(*seconds);
+                return std::string();
             },
             ""};
 }

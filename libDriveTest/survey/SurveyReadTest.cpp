@@ -89,11 +89,12 @@ TestResult SurveyReadTest::readGently(const RangePlan& range) {
 }
 
 TestResult SurveyReadTest::readAll(ReadingOrder& order) {
+    m_isLimitTold = false;
     m_unclear.clear();
     m_latency = LatencyWatch();
     drive->setRetryCallbackBehavior(libDrive2::LIBDRIVE2_REPORT_ONLY);
     while (const auto reading = order.next()) {
-        if (hitEventLimits(true) || m_time.isUp())
+        if (isOver())
             break;
         m_logger.line(1, "Reading LBA ", reading->lba, " (", reading->count,
                       reading->singly ? " one by one)" : ")");
@@ -110,6 +111,15 @@ TestResult SurveyReadTest::readAll(ReadingOrder& order) {
     }
     tellOfUnclear();
     return getEventCountResult();
+}
+
+/// Tells of a limit of errors, once.
+bool SurveyReadTest::isOver() {
+    if (m_time.isUp())
+        return true;
+    const bool isLimitHit = hitEventLimits(!m_isLimitTold);
+    m_isLimitTold = m_isLimitTold || isLimitHit;
+    return isLimitHit;
 }
 
 std::optional<TestResult> SurveyReadTest::read(const Reading& reading, Finding& finding) {
@@ -133,7 +143,7 @@ std::optional<TestResult> SurveyReadTest::read(const Reading& reading, Finding& 
 std::optional<TestResult> SurveyReadTest::readSingly(const Reading& reading) {
     std::uint32_t found = 0;
     for (std::uint32_t at = 0; at < reading.count; ++at, ++m_done) {
-        if (hitEventLimits(false) || m_time.isUp() || (reading.mostBad != 0 && found == reading.mostBad)) {
+        if (isOver() || (reading.mostBad != 0 && found == reading.mostBad)) {
             drive->skipSectors(reading.lba + at, reading.count - at);
             return std::nullopt;
         }

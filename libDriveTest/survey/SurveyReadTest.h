@@ -41,6 +41,7 @@ private:
     std::optional<TestResult> readSingly(const Reading& reading);
     String clear(std::uint64_t lba);
     void tellOfUnclear();
+    bool isOver();
     void restIfSlower(const Finding& finding);
     void tellOfSample(const SampleOrder& order);
 
@@ -51,6 +52,7 @@ private:
     std::uint32_t m_sectorSize = 0;
     zel::Buffer m_buffer;
     std::vector<Unclear> m_unclear;
+    bool m_isLimitTold = false;
     TimeLimit m_time;
     LatencyWatch m_latency;
 };
