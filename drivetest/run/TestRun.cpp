@@ -7,6 +7,7 @@
 #include "drivetest/run/HurryWatch.h"
 #include "drivetest/run/Signals.h"
 #include "drivetest/terminal/Labels.h"
+#include "drivetest/terminal/Language.h"
 #include "drivetest/terminal/ProgressDisplay.h"
 #include "drivetest/terminal/Terminal.h"
 #include "drivetest/terminal/Texts.h"
@@ -120,8 +121,7 @@ int TestRun::end(const TestResult& result) {
         judged.merge(TestResult::FAIL);
     m_outputs.reporters().end(
         {judged, m_host.counts(), m_host.statistics(), isDataMissing, m_outputs.badSectorsList()});
-    if (m_options.survey)
-        offerFullRead();
+    tellOfRest(judged);
     return m_outputs.close(isDataMissing ? kExitNotRestored : exitStatusOf(judged), m_console);
 }
 
@@ -158,15 +158,33 @@ void TestRun::explain(const TestResult& result) {
         m_console.line(eventIndent() + describeText(mediaText));
 }
 
-/// What was surveyed only in part.
-void TestRun::offerFullRead() {
+/// Where the time did not suffice for all.
+void TestRun::tellOfRest(const TestResult& result) {
     const DriveStatistics* const statistics = m_host.statistics();
-    if (statistics == nullptr || statistics->coverage().skipped == 0)
+    if (m_options.maxTime == 0 || statistics == nullptr || statistics->coverage().skipped == 0 ||
+        !(result == TestResult::PASS || result == TestResult::WARN || result == TestResult::FAIL))
         return;
-    const TransferTotals read = statistics->totals(libDrive2::DriveOperation::read);
+    if (m_options.survey) {
+        offerFullRead(*statistics);
+        return;
+    }
+    const Coverage& coverage = statistics->coverage();
+    const double percent = 100 * static_cast<double>(coverage.tested + coverage.failed) /
+                           static_cast<double>(coverage.requested);
+    const std::string share = decimalText(percent, percent < 10 ? 2 : 0);
+    m_console.line(summaryLabel(words("covered")) +
+                   (m_options.gentle
+                        ? words("{percent} % of the area; --import goes on where --export ddrescue ended",
+                                {{"percent", share}})
+                        : words("{percent} % of the area, spread evenly over it, when the time was up",
+                                {{"percent", share}})));
+}
+
+void TestRun::offerFullRead(const DriveStatistics& statistics) {
+    const TransferTotals read = statistics.totals(libDrive2::DriveOperation::read);
     if (read.bytes == 0)
         return;
-    const double times = static_cast<double>(statistics->coverage().requested) * statistics->sectorBytes() /
+    const double times = static_cast<double>(statistics.coverage().requested) * statistics.sectorBytes() /
                          static_cast<double>(read.bytes);
     const auto whole = std::chrono::duration_cast<std::chrono::nanoseconds>(read.elapsed * times);
     m_console.line(summaryLabel(words("next")) +

@@ -26,7 +26,8 @@ private:
     int end(const quix5::TestResult& result);
     bool settleJournal();
     void explain(const quix5::TestResult& result);
-    void offerFullRead();
+    void tellOfRest(const quix5::TestResult& result);
+    void offerFullRead(const DriveStatistics& statistics);
     [[nodiscard]] quix5::TestResult judgeSlowness(const quix5::TestResult& result) const;
 
     const RunOptions& m_options;
