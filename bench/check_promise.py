@@ -71,17 +71,16 @@ def main():
     with concurrent.futures.ThreadPoolExecutor(2) as pool:
         for kind, count, result, bound in pool.map(lambda seed: check(program, seed), range(drives)):
             found[kind].append((count, result, bound))
-    highest = max(bound for runs in found.values() for _, _, bound in runs if bound)
     for kind, runs in found.items():
         promised = [(count, bound) for count, _, bound in runs if bound]
         untrue = sum(count >= bound for count, bound in promised)
         false_alarms = sum(result == "FAIL" for count, result, _ in runs if count == 0)
-        beyond = [result for count, result, _ in runs if count >= highest]
+        beyond = [result for count, result, _ in runs if count >= TIGHT]
         missed = sum(result == "PASS" for result in beyond)
         print("%-15s %5d drives, %d without a bad area of which %d failed; %d promises, %d of them untrue" % (
             kind, len(runs), sum(count == 0 for count, _, _ in runs), false_alarms, len(promised), untrue))
         print("%-15s of %d drives with %d or more bad areas %d passed: %.3f %%, at most %.3f %% may" % (
-            "", len(beyond), highest, missed, 100 * missed / max(len(beyond), 1), 100 * (1 - CERTAINTY)))
+            "", len(beyond), TIGHT, missed, 100 * missed / max(len(beyond), 1), 100 * (1 - CERTAINTY)))
 
 
 if __name__ == "__main__":

@@ -32,7 +32,7 @@ std::size_t distance(const std::string& one, const std::string& other) {
 
 std::string nearestName(const std::string& typed, const std::vector<std::string>& names) {
     std::string nearest;
-    std::size_t least = std::max<std::size_t>(typed.size() / 2, 1) + 1;
+    std::size_t least = std::max<std::size_t>(typed.size() * 2 / 5, 1) + 1;
     for (const std::string& name : names)
         if (const std::size_t letters = distance(typed, name); letters < least) {
             least = letters;
