@@ -57,6 +57,9 @@ struct Identity {
     bool forceUnitAccess = false;
     bool flushExtended = false;
     bool smart = false;
+    bool hostProtectedArea = false;     ///< HPA feature set: READ NATIVE MAX ADDRESS
+    bool configurationOverlay = false;  ///< DCO feature set
+    bool accessibleMaxAddress = false;  ///< ACS-3: what replaced both
     Security security;
 };
 /// Nothing when the answer is short, its checksum is wrong, or its numbers cannot be.
