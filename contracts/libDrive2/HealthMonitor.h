@@ -21,6 +21,9 @@ struct SelfTestState {
     std::optional<SelfTestEntry> newest{};
 };
 
+/// What the attributes of an ATA drive say, into the numbers: those whose meaning vendors agree upon.
+DRIVETEST_API void takeAttributeMeanings(DriveHealth& health);
+
 /// Asks a drive for its health by its own commands, and has it test itself. No command of it moves user data
 /// or changes settings; one that the drive refuses leaves its part empty. Each call blocks for as long as its
 /// commands take: some milliseconds, longer while a motor starts. One thread at a time.

@@ -19,13 +19,6 @@ constexpr Meaning kMeanings[] = {
     {199, &DriveHealth::crcErrors, 0xFFFFFFFF},
 };
 
-void takeMeanings(DriveHealth& health) {
-    for (const SmartAttribute& attribute : health.attributes)
-        for (const Meaning& meaning : kMeanings)
-            if (attribute.id == meaning.id)
-                health.*meaning.number = static_cast<std::int64_t>(attribute.raw & meaning.bits);
-}
-
 /// How many sectors lie beyond the last one; nothing when the answer contradicts the drive's size.
 std::optional<std::uint64_t> beyond(std::optional<std::uint64_t> lastLba, std::uint64_t sectors) {
     if (!lastLba || *lastLba + 1 < sectors)
@@ -35,21 +28,38 @@ std::optional<std::uint64_t> beyond(std::optional<std::uint64_t> lastLba, std::u
 
 }  // namespace
 
+void takeAttributeMeanings(DriveHealth& health) {
+    for (const SmartAttribute& attribute : health.attributes)
+        for (const Meaning& meaning : kMeanings)
+            if (attribute.id == meaning.id)
+                health.*meaning.number = static_cast<std::int64_t>(attribute.raw & meaning.bits);
+}
+
 AtaHealth::AtaHealth(SharedAtaDevice device) : m_device(std::move(device)) {
     Answer answer{};
     if (ask(ata::identifyDevice(), answer).ok())
         m_identity = ata::parseIdentity(answer);
 }
 
+AtaResponse AtaHealth::execute(AtaRequest request) {
+    AtaResponse response;
+    response.delivery = m_lost;
+    if (!m_lost.ok())
+        return response;
+    request.timeoutMs = kQuickCommandMs;
+    response = m_device->execute(request);
+    if (response.delivery.type == LIBDRIVE2_TIMEOUT || response.delivery.type == LIBDRIVE2_NO_ACCESS)
+        m_lost = response.delivery;
+    return response;
+}
+
 DeviceStatus AtaHealth::ask(const AtaRequest& request, Answer& answer) {
     answer.fill(0);
-    AtaRequest sent = ata::withData(request, answer.data(), answer.size());
-    sent.timeoutMs = kQuickCommandMs;
-    return ata::statusOf(m_device->execute(sent));
+    return ata::statusOf(execute(ata::withData(request, answer.data(), answer.size())));
 }
 
 std::optional<std::uint64_t> AtaHealth::askAddress(const AtaRequest& request) {
-    const AtaResponse response = m_device->execute(request);
+    const AtaResponse response = execute(request);
     // Bridges that return no registers leave 0.
     return ata::statusOf(response).ok() && response.lba != 0 ? std::optional(response.lba) : std::nullopt;
 }
@@ -61,14 +71,14 @@ DriveHealth AtaHealth::read() {
     if (m_identity->smart) {
         Answer data{};
         Answer thresholds{};
-        health.predictsFailure = ata::parseReturnStatus(m_device->execute(ata::smartReturnStatus()));
+        health.predictsFailure = ata::parseReturnStatus(execute(ata::smartReturnStatus()));
         if (ask(ata::smartReadData(), data).ok()) {
             const bool hasThresholds = ask(ata::smartReadThresholds(), thresholds).ok();
             health.attributes = ata::parseAttributes(data, hasThresholds ? Bytes(thresholds) : Bytes());
             if (const auto celsius = ata::parseSmartTemperature(data))
                 health.temperatureC = static_cast<std::int64_t>(*celsius);
         }
-        takeMeanings(health);
+        takeAttributeMeanings(health);
         if (Answer log{}; ask(ata::smartReadSelfTestLog(), log).ok())
             health.selfTests = ata::parseSelfTestLog(log);
     }
@@ -82,24 +92,24 @@ HiddenAreas AtaHealth::readHiddenAreas() {
         return hidden;
     const std::uint64_t sectors = m_identity->sectors;
     std::uint64_t native = sectors;
-    if (m_identity->hostProtectedArea) {
+    if (m_identity->areas.hostProtected) {
         hidden.hpaSectors = beyond(askAddress(ata::readNativeMaxAddress()), sectors);
         native += hidden.hpaSectors.value_or(0);
     }
     if (Answer answer{};
-        m_identity->configurationOverlay && ask(ata::deviceConfigurationIdentify(), answer).ok())
+        m_identity->areas.configurationOverlay && ask(ata::deviceConfigurationIdentify(), answer).ok())
         hidden.dcoSectors = beyond(ata::parseConfiguredMaxAddress(answer), native);
-    if (m_identity->accessibleMaxAddress)
+    if (m_identity->areas.accessibleMaxAddress)
         hidden.inaccessibleSectors = beyond(askAddress(ata::getAccessibleMaxAddress()), sectors);
     return hidden;
 }
 
 DeviceStatus AtaHealth::startSelfTest(SelfTestKind kind) {
-    return ata::statusOf(m_device->execute(ata::smartStartSelfTest(kind)));
+    return ata::statusOf(execute(ata::smartStartSelfTest(kind)));
 }
 
 DeviceStatus AtaHealth::abortSelfTest() {
-    return ata::statusOf(m_device->execute(ata::smartAbortSelfTest()));
+    return ata::statusOf(execute(ata::smartAbortSelfTest()));
 }
 
 SelfTestState AtaHealth::selfTestState() {

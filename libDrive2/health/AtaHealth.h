@@ -25,8 +25,11 @@ private:
     using Answer = std::array<std::uint8_t, ata::kSectorOfAnswer>;
     [[nodiscard]] DeviceStatus ask(const AtaRequest& request, Answer& answer);
     std::optional<std::uint64_t> askAddress(const AtaRequest& request);
+    /// Nothing is sent any more once the drive let a command wait in vain.
+    AtaResponse execute(AtaRequest request);
 
     SharedAtaDevice m_device;
+    DeviceStatus m_lost;
     std::optional<ata::Identity> m_identity;  ///< nothing where the drive did not tell
 };
 

@@ -39,10 +39,17 @@ ScsiHealth::ScsiHealth(SharedScsiPassThrough device) : m_device(std::move(device
 }
 
 std::vector<std::uint8_t> ScsiHealth::ask(const ScsiRequest& request, std::size_t bytes, DeviceStatus* why) {
+    if (!m_lost.ok()) {
+        if (why != nullptr)
+            *why = m_lost;
+        return {};
+    }
     std::vector<std::uint8_t> answer(bytes);
     ScsiRequest sent = scsi::withData(request, answer.data(), answer.size());
     sent.timeoutMs = kQuickCommandMs;
     const scsi::Outcome outcome = executePast(News::ofUnit, *m_device, sent).outcome;
+    if (outcome.status.type == LIBDRIVE2_TIMEOUT || outcome.status.type == LIBDRIVE2_NO_ACCESS)
+        m_lost = outcome.status;
     if (why != nullptr)
         *why = outcome.status;
     answer.resize(outcome.status.ok() ? std::min(bytes, outcome.transferredBytes) : 0);

@@ -23,6 +23,7 @@ private:
     std::vector<std::uint8_t> page(std::uint8_t code);
 
     SharedScsiPassThrough m_device;
+    DeviceStatus m_lost;  ///< nothing is asked any more once the unit let a command wait in vain
     std::vector<std::uint8_t> m_pages;
 };
 
