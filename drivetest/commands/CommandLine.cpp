@@ -66,6 +66,8 @@ struct Options {
     RunOptions check;
     RecoverOptions recover;
     ReportOptions report;
+    std::string health;
+    SelfTestOptions selfTest;
     std::vector<std::string> compared;
     std::string explained;
     CertificateOptions certificate;
@@ -84,6 +86,8 @@ std::vector<Command> addCommands(CLI::App& program, Options& given) {
         {&addDevices(program, given.devices), [&given] { return listDevices(given.devices.json); }},
         {&addCheck(program, given.check), [&given] { return runTests(given.check); }},
         {&addRun(program, given.run), [&given] { return runTests(given.run); }},
+        {&addHealth(program, given.health), [&given] { return showHealth(given.health); }},
+        {&addSelfTest(program, given.selfTest), [&given] { return testItself(given.selfTest); }},
         {&addRecover(program, given.recover), [&given] { return recoverDrives(given.recover); }},
         {&addReport(program, given.report), [&given] { return writeReport(given.report); }},
         {&addCompare(program, given.compared), [&given] { return compareRecords(given.compared); }},

@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "drivetest/commands/UsageError.h"
 #include "drivetest/safety/JournalPlace.h"
 #include "zel/Words.h"
 
@@ -79,6 +80,43 @@ CLI::App& addReport(CLI::App& program, ReportOptions& options) {
         ->type_name("FILE")
         ->required();
     command.add_flag("--force", options.replaceOutput, words("Replace what FILE holds"));
+    return command;
+}
+
+CLI::App& addHealth(CLI::App& program, std::string& device) {
+    CLI::App& command = *program.add_subcommand("health", words("Show what a drive says of its own health"));
+    command.footer(
+        words("By smartctl, where that is installed, else by the drive's own commands. Every run of a test "
+              "asks for it before and after.") +
+        "\n" +
+        words("Exit status: 0 nothing to worry about, 2 there is no such drive, 3 see the warnings, 6 the "
+              "drive tells nothing of its health."));
+    command.add_option("DEVICE", device, words("Drive, as \"drivetest devices\" lists it"))
+        ->type_name("")
+        ->required();
+    return command;
+}
+
+CLI::App& addSelfTest(CLI::App& program, SelfTestOptions& options) {
+    CLI::App& command =
+        *program.add_subcommand("selftest", words("Have a drive test itself, and follow its test"));
+    command.footer(
+        words("The drive goes on serving the system meanwhile, and nothing is written. Ctrl-C aborts the "
+              "drive's test.") +
+        "\n" +
+        words("Exit status: 0 passed or aborted as asked, 1 failed, 2 wrong usage, 5 the drive is testing "
+              "itself already, 6 it cannot test itself or does not tell, 130 stopped."));
+    command.add_option("DEVICE", options.device, words("Drive, as \"drivetest devices\" lists it"))
+        ->type_name("")
+        ->required();
+    auto* const kind =
+        command
+            .add_option("KIND", options.kind, words("short (some minutes) or extended (the whole surface)"))
+            ->type_name("")
+            ->check(oneOf({"short", "extended"}));
+    auto* const aborts =
+        command.add_flag("--abort", options.abort, words("End a test that the drive carries out"));
+    kind->excludes(aborts);
     return command;
 }
 

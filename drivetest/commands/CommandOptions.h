@@ -28,6 +28,8 @@ CLI::App& addCheck(CLI::App& program, RunOptions& options);
 CLI::App& addRun(CLI::App& program, RunOptions& options);
 CLI::App& addRecover(CLI::App& program, RecoverOptions& options);
 CLI::App& addReport(CLI::App& program, ReportOptions& options);
+CLI::App& addHealth(CLI::App& program, std::string& device);
+CLI::App& addSelfTest(CLI::App& program, SelfTestOptions& options);
 CLI::App& addCompare(CLI::App& program, std::vector<std::string>& records);
 CLI::App& addExplain(CLI::App& program, std::string& record);
 CLI::App& addCertificate(CLI::App& program, CertificateOptions& options);

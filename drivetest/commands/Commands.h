@@ -6,6 +6,7 @@
 #include "drivetest/commands/CertificateOptions.h"
 #include "drivetest/commands/ReportOptions.h"
 #include "drivetest/commands/RunOptions.h"
+#include "drivetest/commands/SelfTestOptions.h"
 #include "drivetest/recovery/DriveRecovery.h"
 
 namespace drivetest {
@@ -20,6 +21,10 @@ int runTests(const RunOptions& options);
 int recoverDrives(const RecoverOptions& options);
 int writeReport(const ReportOptions& options);
 int writeCertificate(const CertificateOptions& options);
+/// What a drive says of its own health: kExitWarn where there is a reason to worry.
+int showHealth(const std::string& locator);
+/// Starts the drive's own test and follows it to its end, or aborts it.
+int testItself(const SelfTestOptions& options);
 int explainRecord(const std::string& record);
 /// Two records of one drive. kExitFail when the newer one has bad sectors that the older one has not.
 int compareRecords(const std::vector<std::string>& records);

@@ -61,6 +61,7 @@ void writeBody(HtmlWriter& html, const std::vector<RecordedRun>& runs) {
     writeRates(html, run);
     writeLatencies(html, run);
     writeTransfers(html, run);
+    writeHealth(html, run);
     writeEvents(html, run);
     writeCourse(html, run);
 }

@@ -20,6 +20,7 @@ void writeBadSectors(HtmlWriter& html, const RecordedRun& run);
 void writeRates(HtmlWriter& html, const RecordedRun& run);
 void writeLatencies(HtmlWriter& html, const RecordedRun& run);
 void writeTransfers(HtmlWriter& html, const RecordedRun& run);
+void writeHealth(HtmlWriter& html, const RecordedRun& run);
 void writeEvents(HtmlWriter& html, const RecordedRun& run);
 void writeCourse(HtmlWriter& html, const RecordedRun& run);
 

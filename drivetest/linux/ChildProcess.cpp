@@ -151,11 +151,11 @@ int Child::start(const std::string& path, const std::vector<std::string>& argume
 /// at most that long; false when nothing was.
 class Conversation {
 public:
-    Conversation(Pipes& pipes, std::string_view input, ChildResult& result)
-        : m_pipes(pipes), m_input(input), m_result(result) {
+    Conversation(Pipes& pipes, const ChildOptions& options, ChildResult& result)
+        : m_pipes(pipes), m_input(options.input), m_mostBytes(options.mostBytes), m_result(result) {
         for (const int end : {pipes.input.writing(), pipes.output.reading(), pipes.errors.reading()})
             fcntl(end, F_SETFL, O_NONBLOCK);
-        if (input.empty())
+        if (m_input.empty())
             pipes.input.close(1);
     }
 
@@ -178,11 +178,11 @@ private:
     static bool isForLater() { return errno == EINTR || errno == EAGAIN; }
 
     /// False at the end.
-    static bool take(int descriptor, std::string& text) {
+    [[nodiscard]] bool take(int descriptor, std::string& text) const {
         std::array<char, 65536> block{};
         const ssize_t got = read(descriptor, block.data(), block.size());
         if (got > 0)
-            text.append(block.data(), static_cast<std::size_t>(got));
+            text.append(block.data(), std::min(static_cast<std::size_t>(got), m_mostBytes - text.size()));
         return got > 0 || (got < 0 && isForLater());
     }
     /// False when all is given, or nobody takes it.
@@ -195,6 +195,7 @@ private:
 
     Pipes& m_pipes;
     std::string_view m_input;
+    std::size_t m_mostBytes;
     ChildResult& m_result;
 };
 
@@ -244,7 +245,7 @@ ChildResult runChild(const std::string& path, const std::vector<std::string>& ar
     pipes.input.close(0);
     pipes.output.close(1);
     pipes.errors.close(1);
-    Conversation conversation(pipes, options.input, result);
+    Conversation conversation(pipes, options, result);
     const auto deadline = Time::now() + options.longest;
     ChildResult::End why = ChildResult::End::byItself;
     if (!follow(child, conversation,

@@ -5,6 +5,7 @@
 #include <limits>
 #include <tuple>
 
+#include "drivetest/health/HealthJson.h"
 #include "drivetest/record/SurfaceReading.h"
 #include "zel/Words.h"
 
@@ -166,6 +167,11 @@ void takeSurface(const Json& content, const RunLists& lists, RecordedRun& run) {
     run.surface = readSurface(content, lists);
 }
 
+void takeHealth(const Json& content, const RunLists& /*lists*/, RecordedRun& run) {
+    (recordedText(content, "when") == kHealthBefore ? run.healthBefore : run.healthAfter) =
+        readHealthJson(content);
+}
+
 struct Extension {
     const char* name;
     void (*take)(const Json& content, const RunLists& lists, RecordedRun& run);
@@ -178,6 +184,7 @@ constexpr Extension kExtensions[] = {
     {"unrestored", takeUnrestored}, {"slowTransfers", takeSlowTransfers},
     {"latency", takeLatency},       {"transfers", takeTransfers},
     {"regions", takeRegions},       {"surface", takeSurface},
+    {"health", takeHealth},
 };
 
 /// What stands under the name; null for nothing.

@@ -6,6 +6,8 @@
 #include <utility>
 #include <vector>
 
+#include "drivetest/health/HealthReading.h"
+
 namespace drivetest {
 
 /// What a record tells of its drive. Texts are empty and numbers 0 where it does not tell.
@@ -159,6 +161,8 @@ struct RecordedRun {
     std::vector<RecordedMeasurement> measurements{};
     std::vector<RecordedEvents> events{};
     std::vector<RecordedError> problems{};  ///< of the run itself
+    std::optional<HealthReading> healthBefore{};
+    std::optional<HealthReading> healthAfter{};
     std::vector<std::pair<std::uint64_t, std::uint64_t>> unrestored{};
     std::string journal{};  ///< that holds their data; empty for none
 

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "drivetest/devices/Drives.h"
+#include "drivetest/health/HealthJson.h"
 #include "drivetest/record/StatisticsJson.h"
 #include "quix5/DeviceInventory.h"
 
@@ -122,6 +123,12 @@ void RunRecord::driveObtained(const DriveAccess& access) {
     writeExtension(
         "drive",
         {{"method", access.method}, {"sectors", access.sectors}, {"sectorBytes", access.sectorBytes}});
+}
+
+void RunRecord::health(HealthTime when, const HealthReading& reading) {
+    Json content{{"when", when == HealthTime::beforeTest ? kHealthBefore : kHealthAfter}};
+    content.update(healthJson(reading));
+    writeExtension("health", std::move(content));
 }
 
 /// Several that became one are diagnosed together, too.

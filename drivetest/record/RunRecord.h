@@ -16,6 +16,7 @@ public:
 
     void begin(const RunStart& start) override;
     void driveObtained(const DriveAccess& access) override;
+    void health(HealthTime when, const HealthReading& reading) override;
     void event(const RunEvent& event) override;
     void runError(const RunError& error) override;
     /// The first thousand lines of what went wrong beside the events; a log file has them all.

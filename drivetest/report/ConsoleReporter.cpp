@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "drivetest/ExitStatus.h"
+#include "drivetest/health/HealthChanges.h"
 #include "drivetest/report/BadList.h"
 #include "drivetest/terminal/Labels.h"
 #include "drivetest/terminal/Language.h"
@@ -115,7 +116,21 @@ void printSlowTransfers(Console& console, const SlowTransfers& slow) {
                                {{"sectors", sectorsText(transfer.lba, transfer.count)}}));
 }
 
+/// Beside the verdict: what the drive says of itself, what changed, and why to worry.
+void printHealth(Console& console, const std::optional<HealthReading>& before,
+                 const std::optional<HealthReading>& after) {
+    std::string beginning = summaryLabel(words("health"));
+    for (const std::string& line : healthSummary(before, after)) {
+        console.line(beginning + line);
+        beginning = summaryIndent();
+    }
+}
+
 }  // namespace
+
+void ConsoleReporter::health(HealthTime when, const HealthReading& reading) {
+    (when == HealthTime::beforeTest ? m_healthBefore : m_healthAfter) = reading;
+}
 
 void ConsoleReporter::begin(const RunStart& start) {
     m_title =
@@ -167,6 +182,7 @@ void ConsoleReporter::end(const RunSummary& summary) {
         printBadSectors(m_console, summary.statistics->badSectors(), summary.allBadSectors);
         printSlowTransfers(m_console, summary.statistics->slowTransfers());
     }
+    printHealth(m_console, m_healthBefore, m_healthAfter);
     m_console.line(summaryLabel(words("reported")) +
                    words("{first}, {second}",
                          {{"first", counted(summary.counts.errors, "{n} error", "{n} errors")},

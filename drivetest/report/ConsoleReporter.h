@@ -1,6 +1,7 @@
 #pragma once
 
 #include <map>
+#include <optional>
 
 #include "drivetest/report/RunReporter.h"
 #include "drivetest/terminal/Console.h"
@@ -14,6 +15,7 @@ public:
     explicit ConsoleReporter(Console& console) : m_console(console) {}
 
     void begin(const RunStart& start) override;
+    void health(HealthTime when, const HealthReading& reading) override;
     void event(const RunEvent& event) override;
     void runError(const RunError& error) override;
     void end(const RunSummary& summary) override;
@@ -26,6 +28,8 @@ private:
     std::string m_title;                           ///< the test and its drive
     std::map<zel::String, std::uint64_t> m_shown;  ///< by event key
     bool m_isLossShown = false;
+    std::optional<HealthReading> m_healthBefore;
+    std::optional<HealthReading> m_healthAfter;
 };
 
 }  // namespace drivetest

@@ -18,6 +18,7 @@ public:
 
     void begin(const RunStart& start) override { m_record.begin(start); }
     void driveObtained(const DriveAccess& access) override { m_record.driveObtained(access); }
+    void health(HealthTime when, const HealthReading& reading) override { m_record.health(when, reading); }
     void event(const RunEvent& event) override { m_record.event(event); }
     void runError(const RunError& error) override { m_record.runError(error); }
     void unrestored(const Ranges& ranges, const std::string& journal) override {

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "drivetest/health/HealthReading.h"
 #include "drivetest/safety/WatchedJournal.h"
 #include "drivetest/statistics/DriveStatistics.h"
 #include "quix5/DiagDevice.h"
@@ -50,6 +51,9 @@ struct RunError {
         shown{};  ///< the message for people in their language, where it is another; records have English
 };
 
+/// When a drive was asked for its health.
+enum class HealthTime : std::uint8_t { beforeTest, afterTest };
+
 /// Counts of the events of a run. Problems of the run itself, such as a reached limit, are none.
 struct EventCounts {
     std::uint64_t errors = 0;
@@ -83,6 +87,8 @@ public:
     virtual void begin(const RunStart& /*start*/) {}
     /// Once, when the test has its drive; not when it gets none.
     virtual void driveObtained(const DriveAccess& /*access*/) {}
+    /// At most once for each time; not of drives that tell nothing of it.
+    virtual void health(HealthTime /*when*/, const HealthReading& /*reading*/) {}
     virtual void event(const RunEvent& /*event*/) {}
     virtual void runError(const RunError& /*error*/) {}
     /// A line of the log.

@@ -16,6 +16,9 @@ public:
 
     void begin(const RunStart& start) override { tell(&RunReporter::begin, start); }
     void driveObtained(const DriveAccess& access) override { tell(&RunReporter::driveObtained, access); }
+    void health(HealthTime when, const HealthReading& reading) override {
+        tell(&RunReporter::health, when, reading);
+    }
     void event(const RunEvent& event) override { tell(&RunReporter::event, event); }
     void runError(const RunError& error) override { tell(&RunReporter::runError, error); }
     void log(const zel::String& logger, int priority, const zel::String& text) override {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -28,6 +29,7 @@ struct ChildOptions {
     bool mayAsk = false;  ///< the user, on the terminal
     std::string
         temporaryFolder{};  ///< for its files, of which some stay when it is ended; empty for the usual one
+    std::size_t mostBytes = std::string::npos;  ///< of each output; what is beyond is not kept
 };
 
 /// Runs a program, without a shell, and waits for its end, but no longer than it may take. What it has

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "drivetest/ExitStatus.h"
+#include "drivetest/health/HealthReader.h"
 #include "drivetest/run/HurryWatch.h"
 #include "drivetest/run/Signals.h"
 #include "drivetest/terminal/Labels.h"
@@ -70,9 +71,16 @@ TestRun::TestRun(const RunOptions& options, TakenDrive& drive, RunOutputs& outpu
 
 int TestRun::execute() {
     m_outputs.reporters().begin({m_chosen.test->descriptor, m_chosen.device, m_options.commandLine});
+    tellHealth(HealthTime::beforeTest);
     if (const WatchedJournal* const watched = m_drive.journal.watched(); watched != nullptr)
         setAtStake(watched->outlivesCrash() ? AtStake::journaledSectors : AtStake::unprotectedSectors);
     return end(explainStop(runTest()));
+}
+
+/// The drive is in hand, and nothing is transferred.
+void TestRun::tellHealth(HealthTime when) {
+    if (const auto reading = readHealth(m_chosen.device))
+        m_outputs.reporters().health(when, *reading);
 }
 
 TestResult TestRun::runTest() {
@@ -116,6 +124,9 @@ int TestRun::end(const TestResult& result) {
     const bool isDataMissing = !settleJournal();
     setAtStake(AtStake::nothing);
     explain(result);
+    // A drive that was lost would let every question wait for its time to run out.
+    if (m_host.statistics() != nullptr && m_host.lossOfAccess().empty())
+        tellHealth(HealthTime::afterTest);
     TestResult judged = judgeSlowness(result);
     if (isDataMissing)
         judged.merge(TestResult::FAIL);

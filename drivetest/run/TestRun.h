@@ -23,6 +23,7 @@ public:
 private:
     quix5::TestResult runTest();
     [[nodiscard]] quix5::TestResult explainStop(const quix5::TestResult& result) const;
+    void tellHealth(HealthTime when);
     int end(const quix5::TestResult& result);
     bool settleJournal();
     void explain(const quix5::TestResult& result);

@@ -13,9 +13,9 @@ namespace {
 using zel::marked;
 
 constexpr auto kEventLabels = {marked("error:"), marked("warning:"), marked("info:"), marked("note:")};
-constexpr auto kSummaryLabels = {marked("sectors"),  marked("positions"), marked("read"),
-                                 marked("written"),  marked("bad"),       marked("slow"),
-                                 marked("reported"), marked("record"),    marked("report")};
+constexpr auto kSummaryLabels = {marked("sectors"), marked("positions"), marked("read"),   marked("written"),
+                                 marked("bad"),     marked("slow"),      marked("health"), marked("reported"),
+                                 marked("record"),  marked("report")};
 constexpr std::string_view kSummaryMargin = "  ";
 
 /// With the blank behind the longest.

@@ -2,6 +2,7 @@
 
 #include <windows.h>
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <cstdlib>
@@ -162,11 +163,11 @@ bool Child::start(const std::string& path, const std::vector<std::string>& argum
     return true;
 }
 
-void takeAll(HANDLE pipe, std::string& text) {
+void takeAll(HANDLE pipe, std::size_t mostBytes, std::string& text) {
     std::array<char, 4096> block{};
     DWORD got = 0;
     while (ReadFile(pipe, block.data(), static_cast<DWORD>(block.size()), &got, nullptr) != 0 && got > 0)
-        text.append(block.data(), got);
+        text.append(block.data(), std::min<std::size_t>(got, mostBytes - text.size()));
 }
 
 void giveAll(Pipe& pipe, std::string_view rest) {
@@ -210,8 +211,11 @@ ChildResult runChild(const std::string& path, const std::vector<std::string>& ar
     pipes.errors.close(Pipe::writing);
     // A program may fill one pipe while it waits for another.
     std::thread giver([&pipes, &options] { giveAll(pipes.input, options.input); });
-    std::thread output([&pipes, &result] { takeAll(pipes.output.end(Pipe::reading), result.output); });
-    std::thread errors([&pipes, &result] { takeAll(pipes.errors.end(Pipe::reading), result.errors); });
+    const auto take = [most = options.mostBytes](const Pipe& pipe, std::string& text) {
+        takeAll(pipe.end(Pipe::reading), most, text);
+    };
+    std::thread output([&] { take(pipes.output, result.output); });
+    std::thread errors([&] { take(pipes.errors, result.errors); });
     result.end = follow(child, options.longest);
     if (result.end == ChildResult::End::byItself)
         result.status = child.status();

@@ -81,9 +81,13 @@ void readFeatures(Bytes answer, Identity& identity) {
     if (isMarkedValid(word(answer, 83))) {
         identity.extended = bit(answer, 83, 10);
         identity.flushExtended = bit(answer, 83, 13);
+        identity.areas.hostProtected = bit(answer, 82, 10);
+        identity.areas.configurationOverlay = bit(answer, 83, 11);
     }
     if (isMarkedValid(word(answer, 84)))
         identity.forceUnitAccess = bit(answer, 84, 6) && identity.extended;
+    if (isMarkedValid(word(answer, 119)))
+        identity.areas.accessibleMaxAddress = bit(answer, 119, 8);
 }
 
 }  // namespace

@@ -47,6 +47,13 @@ struct Security {
     std::uint32_t enhancedEraseMinutes = 0;
 };
 
+/// The feature sets by which sectors are hidden.
+struct AreaFeatures {
+    bool hostProtected = false;         ///< HPA (ATA/ATAPI-7): READ NATIVE MAX ADDRESS
+    bool configurationOverlay = false;  ///< DCO (ACS-2)
+    bool accessibleMaxAddress = false;  ///< what took the place of both (ACS-3)
+};
+
 struct Identity {
     bool isAta = false;  ///< false for packet devices
     std::string model, serial, firmware;
@@ -57,6 +64,7 @@ struct Identity {
     bool forceUnitAccess = false;
     bool flushExtended = false;
     bool smart = false;
+    AreaFeatures areas;
     Security security;
 };
 /// Nothing when the answer is short, its checksum is wrong, or its numbers cannot be.

@@ -8,6 +8,7 @@ namespace {
 
 // Places in the structures of NVM Express 1.4, figures 245 (namespace), 247 (controller) and 194 (health).
 constexpr std::size_t kMaxDataTransferSize = 77;
+constexpr std::size_t kOptionalAdminCommands = 256;
 constexpr std::size_t kOptionalCommands = 520;
 constexpr std::size_t kVolatileWriteCache = 525;
 constexpr std::size_t kFormats = 25;  ///< how many, counted from 0
@@ -33,6 +34,7 @@ std::optional<Controller> parseController(Bytes answer) {
     if (exponent != 0 && exponent < kMaxTransferExponent)
         controller.maxTransferBytes = kSmallestPage << exponent;
     controller.supportsVerify = (answer[kOptionalCommands] & 0x80) != 0;
+    controller.testsItself = (answer[kOptionalAdminCommands] & 0x10) != 0;
     controller.hasWriteCache = (answer[kVolatileWriteCache] & 0x01) != 0;
     return controller;
 }

@@ -30,6 +30,7 @@ struct Controller {
     std::uint64_t maxTransferBytes = 0;  ///< for pages of 4096 bytes, the smallest; 0 no limit
     bool supportsVerify = false;
     bool hasWriteCache = false;
+    bool testsItself = false;  ///< Device Self-test
 };
 std::optional<Controller> parseController(Bytes answer);
 

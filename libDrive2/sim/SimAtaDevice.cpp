@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "libDrive2/sim/SimAtaSmart.h"
 #include "zel/Format.h"
 #include "zel/Words.h"
 
@@ -19,6 +20,7 @@ constexpr std::uint8_t kAborted = 0x04;
 
 constexpr std::uint8_t kLbaMode = 0x40;  // device register
 constexpr std::uint8_t kErasePrepare = 0xF3;
+constexpr std::uint8_t kSmart = 0xB0;
 
 void fail(AtaResponse& response, std::uint8_t error, std::uint64_t lba = 0) {
     response.status = kReady | kErrorBit;
@@ -68,6 +70,7 @@ struct SimAtaDevice::Entry {
     Payload payload;
     bool addressesSectors;
     void (SimAtaDevice::*handler)(const AtaRequest& request, AtaResponse& response);
+    std::uint16_t feature = 0;  ///< 0 for a command that is not told apart by it
 };
 
 const SimAtaDevice::Entry* SimAtaDevice::findCommand(const AtaTaskFile& registers) {
@@ -85,7 +88,15 @@ const SimAtaDevice::Entry* SimAtaDevice::findCommand(const AtaTaskFile& register
         {0x3D, dma, true, kOut, Payload::sectors, true, &Self::writeSectors},
         {0x40, nonData, false, kNone, Payload::none, true, &Self::verifySectors},
         {0x42, nonData, true, kNone, Payload::none, true, &Self::verifySectors},
-        {0xB0, pioIn, false, kIn, Payload::oneBlock, false, &Self::smartReadData},
+        {0x27, nonData, true, kNone, Payload::none, true, &Self::readNativeMax},
+        {0x78, nonData, true, kNone, Payload::none, true, &Self::accessibleMax},
+        // Which way the data goes depends on what is asked.
+        {kSmart, pioIn, false, kIn, Payload::oneBlock, false, &Self::smartRead, 0xD0},
+        {kSmart, pioIn, false, kIn, Payload::oneBlock, false, &Self::smartRead, 0xD1},
+        {kSmart, pioIn, false, kIn, Payload::oneBlock, false, &Self::smartRead, 0xD5},
+        {kSmart, nonData, false, kNone, Payload::none, false, &Self::smartAct, 0xD4},
+        {kSmart, nonData, false, kNone, Payload::none, false, &Self::smartAct, 0xDA},
+        {0xB1, pioIn, false, kIn, Payload::oneBlock, false, &Self::identifyConfiguration, 0xC2},
         {0xC8, dma, false, kIn, Payload::sectors, true, &Self::readSectors},
         {0xCA, dma, false, kOut, Payload::sectors, true, &Self::writeSectors},
         {0xE0, nonData, false, kNone, Payload::none, false, &Self::changePower},
@@ -99,8 +110,10 @@ const SimAtaDevice::Entry* SimAtaDevice::findCommand(const AtaTaskFile& register
         {0xF6, pioOut, false, kOut, Payload::oneBlock, false, &Self::securityDisablePassword},
     };
     const auto* const entry =
-        std::find_if(std::begin(kCommands), std::end(kCommands),
-                     [&](const Entry& known) { return known.command == registers.command; });
+        std::find_if(std::begin(kCommands), std::end(kCommands), [&](const Entry& known) {
+            return known.command == registers.command &&
+                   (known.feature == 0 || known.feature == registers.feature);
+        });
     return entry == std::end(kCommands) ? nullptr : entry;
 }
 
@@ -202,13 +215,36 @@ void SimAtaDevice::flushCache(const AtaRequest& /*request*/, AtaResponse& respon
 /// The next command that needs the medium brings the drive back by itself.
 void SimAtaDevice::changePower(const AtaRequest& /*request*/, AtaResponse& /*response*/) {}
 
-void SimAtaDevice::smartReadData(const AtaRequest& request, AtaResponse& response) {
-    constexpr std::uint16_t kReadData = 0xD0;
-    constexpr std::uint64_t kSignature = 0xC24F00;
-    const AtaTaskFile& registers = request.registers;
-    if (registers.feature != kReadData || (registers.lba & 0xFFFF00) != kSignature)
+void SimAtaDevice::smartRead(const AtaRequest& request, AtaResponse& response) {
+    const auto data = ataSmartAnswer(request.registers, *m_medium);
+    if (!data)
         return fail(response, kAborted);
-    const AtaSector data = ataSmartData(*m_medium);
+    std::copy(data->begin(), data->end(), static_cast<std::uint8_t*>(request.data));
+}
+
+void SimAtaDevice::smartAct(const AtaRequest& request, AtaResponse& response) {
+    if (!ataSmartAction(request.registers, *m_medium, response))
+        fail(response, kAborted);
+}
+
+void SimAtaDevice::readNativeMax(const AtaRequest& /*request*/, AtaResponse& response) {
+    const auto& hidden = m_medium->state().health.options().hpaSectors;
+    if (!hidden)
+        return fail(response, kAborted);
+    response.lba = m_medium->options().sectors + *hidden - 1;
+}
+
+void SimAtaDevice::accessibleMax(const AtaRequest& request, AtaResponse& response) {
+    const auto& hidden = m_medium->state().health.options().inaccessibleSectors;
+    if (!hidden || request.registers.feature != 0)
+        return fail(response, kAborted);
+    response.lba = m_medium->options().sectors + *hidden - 1;
+}
+
+void SimAtaDevice::identifyConfiguration(const AtaRequest& request, AtaResponse& response) {
+    if (!m_medium->state().health.options().dcoSectors)
+        return fail(response, kAborted);
+    const AtaSector data = ataConfigurationData(*m_medium);
     std::copy(data.begin(), data.end(), static_cast<std::uint8_t*>(request.data));
 }
 

@@ -38,7 +38,11 @@ private:
     void verifySectors(const AtaRequest& request, AtaResponse& response);
     void flushCache(const AtaRequest& request, AtaResponse& response);
     void changePower(const AtaRequest& request, AtaResponse& response);
-    void smartReadData(const AtaRequest& request, AtaResponse& response);
+    void smartRead(const AtaRequest& request, AtaResponse& response);
+    void smartAct(const AtaRequest& request, AtaResponse& response);
+    void readNativeMax(const AtaRequest& request, AtaResponse& response);
+    void accessibleMax(const AtaRequest& request, AtaResponse& response);
+    void identifyConfiguration(const AtaRequest& request, AtaResponse& response);
     void securityUnlock(const AtaRequest& request, AtaResponse& response);
     void securityErasePrepare(const AtaRequest& request, AtaResponse& response);
     void securityEraseUnit(const AtaRequest& request, AtaResponse& response);

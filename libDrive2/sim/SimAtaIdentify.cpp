@@ -2,10 +2,10 @@
 
 #include <algorithm>
 #include <limits>
-#include <numeric>
 #include <string_view>
 #include <utility>
 
+#include "libDrive2/sim/SimAtaSmart.h"
 #include "libDrive2/sim/SimBytes.h"
 #include "libDrive2/sim/SimIdentity.h"
 
@@ -25,12 +25,6 @@ void putString(AtaSector& data, std::size_t word, std::size_t words, std::string
     putText(&data[2 * word], 2 * words, text);
     for (std::size_t at = 2 * word; at < 2 * (word + words); at += 2)
         std::swap(data[at], data[at + 1]);
-}
-
-/// The last byte makes the sum of all bytes 0.
-void putChecksum(AtaSector& data) {
-    const unsigned sum = std::accumulate(data.begin(), data.end() - 1, 0U);
-    data.back() = static_cast<std::uint8_t>(-sum);
 }
 
 void putTransferModes(AtaSector& data) {
@@ -53,6 +47,15 @@ void putFeatureSets(AtaSector& data, const SimSecurity& security) {
     putWord(data, 85, security.isEnabled() ? 0x006B : 0x0069);
     putWord(data, 86, 0x3400);
     putWord(data, 87, 0x4040);
+}
+
+/// The feature sets that tell of hidden areas, supported and enabled.
+void putHiddenAreas(AtaSector& data, const SimHealthOptions& areas) {
+    for (const std::size_t at : {164U, 170U})  // words 82 and 85
+        data[at + 1] = static_cast<std::uint8_t>(data[at + 1] | (areas.hpaSectors ? 0x04 : 0));
+    for (const std::size_t at : {166U, 172U})  // words 83 and 86
+        data[at + 1] = static_cast<std::uint8_t>(data[at + 1] | (areas.dcoSectors ? 0x08 : 0));
+    putWord(data, 119, areas.inaccessibleSectors ? 0x4100 : 0x4000);
 }
 
 std::uint16_t securityStatus(const SimSecurity& security) {
@@ -84,25 +87,12 @@ AtaSector ataIdentifyData(const SimMedium& medium) {
     putString(data, 27, 20, identity.model);
     putTransferModes(data);
     putFeatureSets(data, security);
+    putHiddenAreas(data, medium.state().health.options());
     putCapacity(data, medium.options());
     putWord(data, 128, securityStatus(security));
     putWord(data, 217, 7200);  // turns a minute
     data[510] = 0xA5;          // a checksum follows
-    putChecksum(data);
-    return data;
-}
-
-AtaSector ataSmartData(const SimMedium& medium) {
-    constexpr std::uint8_t kTemperatureAttribute = 194;
-    const auto celsius = static_cast<std::uint8_t>(medium.options().temperature);
-    AtaSector data{};
-    putWord(data, 0, 0x0010);  // revision
-    std::uint8_t* const attribute = &data[2];
-    attribute[0] = kTemperatureAttribute;
-    attribute[1] = 0x22;                // flags: collected all the time
-    attribute[3] = attribute[4] = 100;  // value, and the worst one
-    attribute[5] = celsius;             // the first of six raw bytes
-    putChecksum(data);
+    putAtaChecksum(data);
     return data;
 }
 

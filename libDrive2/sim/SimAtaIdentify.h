@@ -12,7 +12,4 @@ using AtaSector = std::array<std::uint8_t, 512>;
 /// ACS-4, IDENTIFY DEVICE data.
 AtaSector ataIdentifyData(const SimMedium& medium);
 
-/// ACS-4, SMART READ DATA: the temperature as attribute 194.
-AtaSector ataSmartData(const SimMedium& medium);
-
 }  // namespace libDrive2

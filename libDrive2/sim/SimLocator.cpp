@@ -22,6 +22,8 @@ constexpr std::uint32_t kMaxSectorBytes = 65536;
 constexpr std::uint64_t kMaxSpeed = 1000000;
 constexpr std::uint64_t kMaxSlowMs = 86400000;
 constexpr std::uint64_t kMaxTemperature = 200;
+constexpr std::uint64_t kMaxPercent = 100;
+constexpr std::uint64_t kMaxCounter = 0xFFFFFFFF;
 // The shortest field that a serial number has to fit in (ACS-4, IDENTIFY DEVICE; NVM Express, Identify).
 constexpr std::size_t kMaxSerialLength = 20;
 
@@ -135,6 +137,28 @@ bool parseTemperature(const std::string& text, SimOptions& options) {
     return parseNumber(text, options.temperature) && options.temperature <= kMaxTemperature;
 }
 
+bool parseSmart(const std::string& text, SimOptions& options) {
+    options.health.predictsFailure = text == "failing";
+    return text == "failing" || text == "passing";
+}
+
+/// Small enough for every field that holds it.
+bool parseCounter(const std::string& text, std::uint64_t& value) {
+    return parseNumber(text, value) && value <= kMaxCounter;
+}
+
+bool parsePercent(const std::string& text, std::uint64_t& value) {
+    return parseNumber(text, value) && value <= kMaxPercent;
+}
+
+bool parseArea(const std::string& text, std::optional<std::uint64_t>& sectors) {
+    std::uint64_t value = 0;
+    if (!parseCounter(text, value))
+        return false;
+    sectors = value;
+    return true;
+}
+
 bool parseSense(const std::string& text, SimOptions& options) {
     options.descriptorSense = text == "descriptor";
     return text == "descriptor" || text == "fixed";
@@ -160,6 +184,8 @@ struct Key {
 };
 
 constexpr const char* kRangesForm = marked("sectors such as 1234+5000-5003");
+constexpr const char* kCounterForm = marked("a whole number up to 4294967295");
+constexpr const char* kPercentForm = marked("percent from 0 to 100");
 constexpr const char* kNumberForm = marked("a whole number from 1 on");
 
 constexpr SimKinds kLoadable = simKinds(SimKind::disk, SimKind::scsi, SimKind::floppy, SimKind::ufi);
@@ -167,6 +193,7 @@ constexpr SimKinds kOpticalOnly = simKinds(SimKind::optical);
 constexpr SimKinds kWithSectorSizes = kAllSimKinds & ~kOpticalOnly;
 constexpr SimKinds kWithSense = simKinds(SimKind::scsi, SimKind::ata, SimKind::ufi);
 constexpr SimKinds kWithTemperature = simKinds(SimKind::scsi, SimKind::ata, SimKind::nvme);
+constexpr SimKinds kWithDefectList = simKinds(SimKind::scsi, SimKind::ata);
 constexpr SimKinds kAtaOnly = simKinds(SimKind::ata);
 
 constexpr std::array kKeys = {
@@ -196,6 +223,25 @@ constexpr std::array kKeys = {
         [](auto& v, auto& o) { return o.optical.parsePerformance(v); }, kOpticalOnly},
     Key{"strict", nullptr, nullptr, [](auto&, auto& o) { return o.optical.strict = true; }, kOpticalOnly},
     Key{"temperature", "N", marked("degrees Celsius from 0 to 200"), parseTemperature, kWithTemperature},
+    Key{"smart", "passing|failing", marked("passing or failing"), parseSmart, kWithTemperature},
+    Key{"reallocated", "N", kCounterForm,
+        [](auto& v, auto& o) { return parseCounter(v, o.health.reallocated); }, kWithDefectList},
+    Key{"pending", "N", kCounterForm, [](auto& v, auto& o) { return parseCounter(v, o.health.pending); },
+        kAtaOnly},
+    Key{"crc-errors", "N", kCounterForm, [](auto& v, auto& o) { return parseCounter(v, o.health.crcErrors); },
+        kAtaOnly},
+    Key{"hours", "N", kCounterForm, [](auto& v, auto& o) { return parseCounter(v, o.health.hours); },
+        kWithTemperature},
+    Key{"spare", "N", kPercentForm, [](auto& v, auto& o) { return parsePercent(v, o.health.sparePercent); },
+        simKinds(SimKind::nvme)},
+    Key{"wear", "N", kPercentForm, [](auto& v, auto& o) { return parsePercent(v, o.health.wearPercent); },
+        simKinds(SimKind::nvme)},
+    Key{"hpa", "SECTORS", kCounterForm, [](auto& v, auto& o) { return parseArea(v, o.health.hpaSectors); },
+        kAtaOnly},
+    Key{"dco", "SECTORS", kCounterForm, [](auto& v, auto& o) { return parseArea(v, o.health.dcoSectors); },
+        kAtaOnly},
+    Key{"inaccessible", "SECTORS", kCounterForm,
+        [](auto& v, auto& o) { return parseArea(v, o.health.inaccessibleSectors); }, kAtaOnly},
     Key{"sense", "fixed|descriptor", marked("fixed or descriptor"), parseSense, kWithSense},
     Key{"wp", nullptr, nullptr, [](auto&, auto& o) { return o.writeProtected = true; }},
     Key{"removable", nullptr, nullptr, [](auto&, auto& o) { return o.removable = true; },

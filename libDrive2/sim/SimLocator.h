@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "libDrive2/sim/SectorRanges.h"
+#include "libDrive2/sim/SimHealth.h"
 #include "libDrive2/sim/SimKind.h"
 #include "libDrive2/sim/optical/OpticalOptions.h"
 #include "zel/String.h"
@@ -50,6 +51,7 @@ struct SimOptions {
     std::uint64_t megabytesPerSecond = 0;  ///< 1 MB = 1,048,576 bytes; 0 no limit
     std::string serial;
     std::uint64_t temperature = 38;  ///< degrees Celsius
+    SimHealthOptions health;
     bool sectorsGiven = false;
     bool realTime = false;  ///< waiting takes time
     bool writeProtected = false;

@@ -23,6 +23,7 @@ SimMedium::SimMedium(SimOptions options, SharedBlockHandle image)
       m_image(std::move(image)),
       m_store(m_options.sectorBytes) {
     m_state.security = SimSecurity(m_options.locked);
+    m_state.health = SimHealth(m_options.health);
     insert(0);
 }
 
@@ -101,10 +102,17 @@ void SimMedium::corrupt(std::uint64_t lba, std::uint32_t count, std::uint8_t* bu
         buffer[(hit - lba) * m_options.sectorBytes] ^= m_corruption;
 }
 
+std::optional<std::uint64_t> SimMedium::firstBad() const {
+    std::uint64_t hit = 0;
+    return m_options.bad.findFirst(0, m_options.sectors, hit) ? std::optional(hit) : std::nullopt;
+}
+
 SimOutcome SimMedium::findUnreadable(std::uint64_t lba, std::uint32_t count) {
     std::uint64_t hit = 0;
-    if (m_options.bad.findFirst(lba, count, hit) || hitTransient(lba, count, hit))
+    if (m_options.bad.findFirst(lba, count, hit) || hitTransient(lba, count, hit)) {
+        m_state.health.meetUnreadable(hit);
         return {SimFault::unreadable, hit};
+    }
     if (m_options.recovered.findFirst(lba, count, hit))
         return {SimFault::recovered, hit};
     return {};
@@ -153,6 +161,7 @@ SimOutcome SimMedium::write(std::uint64_t lba, std::uint32_t count, const std::u
     if (isWriteProtected())
         return {SimFault::writeProtected};
     spendTime(lba, count);
+    m_state.health.rewrite(lba, count);
     std::uint64_t hit = 0;
     const bool faulty = m_options.badWrite.findFirst(lba, count, hit);
     const SimOutcome stored = store(lba, faulty ? static_cast<std::uint32_t>(hit - lba) : count, buffer);

@@ -4,6 +4,7 @@
 
 #include "libDrive2/BlockHandle.h"
 #include "libDrive2/sim/SectorStore.h"
+#include "libDrive2/sim/SimHealth.h"
 #include "libDrive2/sim/SimLocator.h"
 #include "libDrive2/sim/SimSecurity.h"
 
@@ -42,6 +43,7 @@ struct SimDriveState {
     bool stopped = false;
     std::uint16_t unitAttention = 0x2900;  ///< ASC and ASCQ that wait to be told; power-on to begin with
     SimSecurity security{};
+    SimHealth health{};
 };
 
 /// The model behind simulated drives: sectors, their faults, and the time that transfers take on
@@ -68,6 +70,9 @@ public:
     [[nodiscard]] const SharedBlockHandle& image() const { return m_image; }
     /// Another handle to the same file.
     void setImage(SharedBlockHandle image) { m_image = std::move(image); }
+
+    /// The first sector that cannot be read.
+    [[nodiscard]] std::optional<std::uint64_t> firstBad() const;
 
     /// Counts one command: gone, busy, or nothing.
     SimOutcome beginCommand() { return {countCommand(m_options, m_commands)}; }

@@ -19,6 +19,7 @@ constexpr std::uint16_t kWriteProtected = kDoNotRetry | 0x020;
 constexpr std::uint16_t kBeyondEnd = kDoNotRetry | 0x080;
 constexpr std::uint16_t kNotReady = 0x082;
 constexpr std::uint16_t kInvalidLogPage = kDoNotRetry | 0x109;
+constexpr std::uint16_t kSelfTestInProgress = kDoNotRetry | 0x11D;
 constexpr std::uint16_t kWriteFault = 0x280;
 constexpr std::uint16_t kUnrecoveredRead = 0x281;
 
@@ -75,6 +76,7 @@ const SimNVMeDevice::Entry* SimNVMeDevice::findCommand(const NVMeCommand& comman
     using Self = SimNVMeDevice;
     static constexpr Entry kCommands[] = {
         {true, 0x02, DataDirection::fromDevice, Payload::log, &Self::getLogPage},
+        {true, 0x14, DataDirection::none, Payload::none, &Self::testItself},
         {true, 0x06, DataDirection::fromDevice, Payload::identify, &Self::identify},
         {false, 0x00, DataDirection::none, Payload::none, &Self::flush},
         {false, 0x01, DataDirection::toDevice, Payload::sectors, &Self::write},
@@ -146,17 +148,42 @@ SimNVMeDevice::Status SimNVMeDevice::getLogPage(const NVMeCommand& command) {
     constexpr std::uint32_t kHealth = 0x02;
     constexpr std::uint32_t kAllNamespaces = 0xFFFFFFFF;
     const std::uint64_t offset = std::uint64_t{command.cdw13} << 32 | command.cdw12;
-    if ((command.cdw10 & 0xFF) != kHealth)
+    constexpr std::uint32_t kSelfTests = 0x06;
+    const std::uint32_t page = command.cdw10 & 0xFF;
+    if (page != kHealth && page != kSelfTests)
         return kInvalidLogPage;
     if (command.namespaceId != 0 && command.namespaceId != namespaceId() &&
         command.namespaceId != kAllNamespaces)
         return kInvalidNamespace;
-    const NVMeSmartLog log = nvmeSmartLog(*m_medium);
-    if (offset % 4 != 0 || offset > log.size())
+    const auto send = [&](const auto& log) -> Status {
+        if (offset % 4 != 0 || offset > log.size())
+            return kInvalidField;
+        std::copy_n(log.begin() + static_cast<std::ptrdiff_t>(offset),
+                    std::min(logBytes(command), log.size() - offset),
+                    static_cast<std::uint8_t*>(command.data));
+        return 0;
+    };
+    return page == kHealth ? send(nvmeSmartLog(*m_medium)) : send(nvmeSelfTestLog(*m_medium));
+}
+
+SimNVMeDevice::Status SimNVMeDevice::testItself(const NVMeCommand& command) {
+    constexpr std::uint32_t kAllNamespaces = 0xFFFFFFFF;
+    constexpr std::uint32_t kShort = 0x1;
+    constexpr std::uint32_t kExtended = 0x2;
+    constexpr std::uint32_t kAbort = 0xF;
+    if (command.namespaceId != 0 && command.namespaceId != namespaceId() &&
+        command.namespaceId != kAllNamespaces)
+        return kInvalidNamespace;
+    SimHealth& health = m_medium->state().health;
+    const std::uint32_t code = command.cdw10 & 0x0F;
+    if (code == kAbort) {
+        (void)health.abortSelfTest();
+        return 0;
+    }
+    if (code != kShort && code != kExtended)
         return kInvalidField;
-    std::copy_n(log.begin() + static_cast<std::ptrdiff_t>(offset),
-                std::min(logBytes(command), log.size() - offset), static_cast<std::uint8_t*>(command.data));
-    return 0;
+    const SelfTestKind kind = code == kShort ? SelfTestKind::shortTest : SelfTestKind::extendedTest;
+    return health.startSelfTest(kind, m_medium->firstBad()) ? Status{0} : kSelfTestInProgress;
 }
 
 SimNVMeDevice::Status SimNVMeDevice::flush(const NVMeCommand& /*command*/) {

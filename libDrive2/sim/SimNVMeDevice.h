@@ -27,6 +27,7 @@ private:
 
     Status identify(const NVMeCommand& command);
     Status getLogPage(const NVMeCommand& command);
+    Status testItself(const NVMeCommand& command);
     Status flush(const NVMeCommand& command);
     Status write(const NVMeCommand& command);
     Status read(const NVMeCommand& command);

@@ -12,6 +12,7 @@ namespace {
 constexpr std::size_t kMaxTransferBytes = std::size_t{1} << 20;
 constexpr std::size_t kBlockDescriptorBytes = 8;
 constexpr SimSense kNotSaveable{0x5, 0x39, 0x00};
+constexpr SimSense kSelfTestInProgress{0x2, 0x04, 0x09};
 
 }  // namespace
 
@@ -21,10 +22,11 @@ SimScsiDevice::SimScsiDevice(std::shared_ptr<SimMedium> medium, bool writable)
 bool SimScsiDevice::perform(SimScsiCommand& command) {
     using Self = SimScsiDevice;
     static constexpr Entry<Self> kCommands[] = {
-        {0x00, &Self::testUnitReady},  {0x03, &Self::requestSense},
+        {0x00, &Self::testUnitReady},  {0x03, &Self::senseOrProgress},
         {0x08, &Self::readSectors},    {0x0A, &Self::writeSectors},
         {0x12, &Self::inquiry},        {0x1A, &Self::modeSense},
-        {0x1B, &Self::startStopUnit},  {0x1E, &Self::preventAllowMediumRemoval},
+        {0x1B, &Self::startStopUnit},  {0x1D, &Self::sendDiagnostic},
+        {0x37, &Self::readDefectData}, {0x1E, &Self::preventAllowMediumRemoval},
         {0x25, &Self::readCapacity10}, {0x28, &Self::readSectors},
         {0x2A, &Self::writeSectors},   {0x2B, &Self::seekSector},
         {0x2F, &Self::verifySectors},  {0x35, &Self::synchronizeCache},
@@ -91,11 +93,50 @@ void SimScsiDevice::modeSense(SimScsiCommand& command) {
 }
 
 void SimScsiDevice::logSense(SimScsiCommand& command) {
-    const std::optional<SimPage> page = logPage(command.byte(2) & 0x3F, medium());
+    const std::optional<SimPage> page = logPage(command.byte(2) & 0x3F, medium(), health());
     const bool hasSubpage = command.byte(3) != 0;
     if (!page || hasSubpage)
         return command.fail(kInvalidField);
     command.answer(*page, command.field(7, 2));
+}
+
+void SimScsiDevice::senseOrProgress(SimScsiCommand& command) {
+    const auto percent = health().selfTestPercent();
+    if (!percent || medium().state().unitAttention != 0)
+        return requestSense(command);
+    SimPage bytes = encodeSense(kNoSense, std::nullopt, false);
+    bytes[15] = 0x80;  // a progress follows, in parts of 65536
+    putBigEndian(&bytes[16], 2, *percent * 65535ULL / 100);
+    command.answer(bytes, command.byte(4));
+}
+
+/// SPC-4: self-tests in the background only.
+void SimScsiDevice::sendDiagnostic(SimScsiCommand& command) {
+    const unsigned code = command.byte(1) >> 5;
+    constexpr unsigned kShort = 1;
+    constexpr unsigned kExtended = 2;
+    constexpr unsigned kAbort = 4;
+    if (command.field(3, 2) != 0 || (command.byte(1) & 0x1F) != 0)
+        return command.fail(kInvalidField);
+    if (code == kAbort && health().abortSelfTest())
+        return;
+    if (code != kShort && code != kExtended)
+        return command.fail(kInvalidField);
+    if (!health().startSelfTest(code == kShort ? SelfTestKind::shortTest : SelfTestKind::extendedTest,
+                                medium().firstBad()))
+        command.fail(kSelfTestInProgress);
+}
+
+/// SBC-3: the grown list only; its entries are not kept, but their number is told.
+void SimScsiDevice::readDefectData(SimScsiCommand& command) {
+    constexpr std::uint8_t kGrownList = 0x08;
+    constexpr std::uint64_t kEntryBytes = 8;
+    if ((command.byte(2) & 0x18) != kGrownList)
+        return command.fail(kInvalidField);
+    SimPage bytes(4);
+    bytes[1] = command.byte(2) & 0x1F;
+    putBigEndian(&bytes[2], 2, std::min<std::uint64_t>(health().reallocated() * kEntryBytes, 0xFFF8));
+    command.answer(bytes, command.field(7, 2));
 }
 
 void SimScsiDevice::reportLuns(SimScsiCommand& command) {

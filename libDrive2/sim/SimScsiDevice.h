@@ -17,6 +17,9 @@ private:
     void inquiry(SimScsiCommand& command);
     void modeSense(SimScsiCommand& command);
     void logSense(SimScsiCommand& command);
+    void senseOrProgress(SimScsiCommand& command);
+    void sendDiagnostic(SimScsiCommand& command);
+    void readDefectData(SimScsiCommand& command);
     void reportLuns(SimScsiCommand& command);
     void readCapacity16(SimScsiCommand& command);
     std::optional<SimPage> modeParameters(const SimScsiCommand& command) const;

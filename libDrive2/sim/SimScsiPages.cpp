@@ -89,6 +89,113 @@ SimPage blockDeviceCharacteristics() {
     return bytes;
 }
 
+/// A log page around its parameters.
+SimPage logPageOf(std::uint8_t page, const SimPage& contents) {
+    constexpr std::size_t kHeaderBytes = 4;
+    SimPage bytes(kHeaderBytes);
+    bytes[0] = page;
+    putBigEndian(&bytes[2], 2, contents.size());
+    bytes.insert(bytes.end(), contents.begin(), contents.end());
+    return bytes;
+}
+
+void addParameter(SimPage& page, std::uint16_t code, const SimPage& value) {
+    constexpr std::uint8_t kBinary = 0x03;
+    page.insert(page.end(), {static_cast<std::uint8_t>(code >> 8), static_cast<std::uint8_t>(code), kBinary,
+                             static_cast<std::uint8_t>(value.size())});
+    page.insert(page.end(), value.begin(), value.end());
+}
+
+SimPage numberOf(std::uint64_t value, std::size_t bytes) {
+    SimPage number(bytes);
+    putBigEndian(number.data(), bytes, value);
+    return number;
+}
+
+/// Parameter 6: the total of errors that were not corrected.
+SimPage errorCounters(std::uint64_t uncorrected) {
+    constexpr std::uint16_t kTotalUncorrected = 6;
+    SimPage page;
+    for (std::uint16_t code = 0; code <= kTotalUncorrected; ++code)
+        addParameter(page, code, numberOf(code == kTotalUncorrected ? uncorrected : 0, 8));
+    return page;
+}
+
+SimPage temperaturePage(const SimMedium& medium, SimHealth& /*health*/) {
+    SimPage page;
+    addParameter(page, 0, numberOf(medium.options().temperature, 2));
+    addParameter(page, 1, numberOf(kReferenceTemperature, 2));
+    return page;
+}
+
+std::uint8_t resultOf(SelfTestOutcome outcome) {
+    switch (outcome) {
+        case SelfTestOutcome::running:
+            return 0xF;
+        case SelfTestOutcome::aborted:
+            return 0x1;
+        case SelfTestOutcome::interrupted:
+            return 0x2;
+        case SelfTestOutcome::failed:
+            return 0x7;
+        case SelfTestOutcome::passed:
+            break;
+    }
+    return 0;
+}
+
+/// Twenty parameters, those that were never used with zeros.
+SimPage selfTestResults(const SimMedium& /*medium*/, SimHealth& health) {
+    constexpr std::uint16_t kEntries = 20;
+    constexpr std::uint64_t kNoLba = 0xFFFFFFFFFFFFFFFF;
+    std::vector<SelfTestEntry> tests = health.selfTests();
+    if (health.selfTestPercent())
+        tests.insert(tests.begin(), {health.runningKind(), SelfTestOutcome::running, 0});
+    SimPage page;
+    for (std::uint16_t number = 1; number <= kEntries; ++number) {
+        SimPage entry(16);
+        if (number <= tests.size()) {
+            const SelfTestEntry& test = tests[number - 1U];
+            entry[0] = static_cast<std::uint8_t>((test.kind == SelfTestKind::shortTest ? 1 : 2) << 5 |
+                                                 resultOf(test.outcome));
+            putBigEndian(&entry[2], 2, test.hours.value_or(0));
+            putBigEndian(&entry[4], 8, test.firstBad.value_or(kNoLba));
+        }
+        addParameter(page, number, entry);
+    }
+    return page;
+}
+
+SimPage backgroundScan(const SimMedium& /*medium*/, SimHealth& health) {
+    SimPage status(12);
+    putBigEndian(status.data(), 4, health.options().hours * 60);
+    SimPage page;
+    addParameter(page, 0, status);
+    return page;
+}
+
+SimPage informationalExceptions(const SimMedium& medium, SimHealth& health) {
+    const bool fails = health.options().predictsFailure;
+    SimPage page;
+    addParameter(page, 0,
+                 {static_cast<std::uint8_t>(fails ? 0x5D : 0), static_cast<std::uint8_t>(fails ? 0x10 : 0),
+                  static_cast<std::uint8_t>(medium.options().temperature), 0});
+    return page;
+}
+
+struct LogPage {
+    std::uint8_t code;
+    SimPage (*contents)(const SimMedium& medium, SimHealth& health);
+};
+constexpr LogPage kLogPages[] = {
+    {0x02, [](const SimMedium&, SimHealth&) { return errorCounters(0); }},
+    {0x03, [](const SimMedium&, SimHealth& health) { return errorCounters(health.failedReads()); }},
+    {0x0D, temperaturePage},
+    {0x10, selfTestResults},
+    {0x15, backgroundScan},
+    {0x2F, informationalExceptions},
+};
+
 }  // namespace
 
 SimPage standardInquiry(const SimMedium& medium) {
@@ -142,16 +249,16 @@ std::optional<SimPage> modePages(std::uint8_t page) {
     return errorRecovery;
 }
 
-std::optional<SimPage> logPage(std::uint8_t page, const SimMedium& medium) {
-    constexpr std::uint8_t kTemperaturePage = 0x0D;
-    // Parameters in binary, 2 bytes each.
-    constexpr std::uint8_t kFormat = 0x03;
-    const auto celsius = static_cast<std::uint8_t>(medium.options().temperature);
-    if (page == kSupportedPages)
-        return SimPage{kSupportedPages, 0, 0, 2, kSupportedPages, kTemperaturePage};
-    if (page != kTemperaturePage)
-        return std::nullopt;
-    return SimPage{page, 0, 0, 12, 0, 0, kFormat, 2, 0, celsius, 0, 1, kFormat, 2, 0, kReferenceTemperature};
+std::optional<SimPage> logPage(std::uint8_t page, const SimMedium& medium, SimHealth& health) {
+    const auto* const known = std::ranges::find(kLogPages, page, &LogPage::code);
+    if (page == kSupportedPages) {
+        SimPage codes{kSupportedPages};
+        for (const LogPage& each : kLogPages)
+            codes.push_back(each.code);
+        return logPageOf(page, codes);
+    }
+    return known != std::end(kLogPages) ? std::optional(logPageOf(page, known->contents(medium, health)))
+                                        : std::nullopt;
 }
 
 }  // namespace libDrive2

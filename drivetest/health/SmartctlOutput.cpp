@@ -1,0 +1,288 @@
+#include "drivetest/health/SmartctlOutput.h"
+
+#include <initializer_list>
+#include <limits>
+
+#include "drivetest/record/Json.h"
+#include "drivetest/terminal/Texts.h"
+#include "libDrive2/HealthMonitor.h"
+
+namespace drivetest {
+
+using libDrive2::DriveHealth;
+using libDrive2::SelfTestEntry;
+using libDrive2::SelfTestKind;
+using libDrive2::SelfTestOutcome;
+using libDrive2::SmartAttribute;
+
+namespace {
+
+/// Deeper than anything that the program prints: such things are left out.
+constexpr int kDeepest = 16;
+constexpr std::size_t kMostEntries = 256;
+constexpr std::size_t kLongestText = 200;
+constexpr std::int64_t kMostOfAll = std::int64_t{1} << 62;
+
+/// Gives null for a member that is not there.
+const Json& at(const Json& value, std::initializer_list<const char*> path) {
+    static const Json nothing;
+    const Json* place = &value;
+    for (const char* const name : path) {
+        if (!place->is_object())
+            return nothing;
+        const auto found = place->find(name);
+        if (found == place->end())
+            return nothing;
+        place = &*found;
+    }
+    return *place;
+}
+
+DriveHealth::Number numberAt(const Json& value, std::initializer_list<const char*> path) {
+    const Json& found = at(value, path);
+    if (!found.is_number_integer() || found < -kMostOfAll || found > kMostOfAll)
+        return std::nullopt;
+    return found.get<std::int64_t>();
+}
+
+/// A number that cannot be below 0.
+DriveHealth::Number countAt(const Json& value, std::initializer_list<const char*> path) {
+    const DriveHealth::Number number = numberAt(value, path);
+    return number && *number >= 0 ? number : std::nullopt;
+}
+
+DriveHealth::Number countAt(const Json& value, std::initializer_list<const char*> path, std::int64_t most) {
+    const DriveHealth::Number number = countAt(value, path);
+    return number && *number <= most ? number : std::nullopt;
+}
+
+std::optional<bool> flagAt(const Json& value, std::initializer_list<const char*> path) {
+    const Json& found = at(value, path);
+    return found.is_boolean() ? std::optional(found.get<bool>()) : std::nullopt;
+}
+
+std::string textAt(const Json& value, std::initializer_list<const char*> path) {
+    const Json& found = at(value, path);
+    return found.is_string() ? found.get<std::string>().substr(0, kLongestText) : std::string();
+}
+
+std::optional<std::uint64_t> natural(DriveHealth::Number number) {
+    return number ? std::optional(static_cast<std::uint64_t>(*number)) : std::nullopt;
+}
+
+/// Whatever is no list has no entries.
+template <class Take>
+void forEachIn(const Json& list, Take take) {
+    std::size_t entries = 0;
+    if (list.is_array())
+        for (const Json& entry : list)
+            if (++entries <= kMostEntries)
+                take(entry);
+}
+
+void takeAttributes(const Json& output, DriveHealth& health) {
+    constexpr std::int64_t kByte = 0xFF;
+    forEachIn(at(output, {"ata_smart_attributes", "table"}), [&health](const Json& entry) {
+        const auto id = countAt(entry, {"id"}, kByte);
+        const auto value = countAt(entry, {"value"}, kByte);
+        const auto raw = countAt(entry, {"raw", "value"});
+        if (!id || *id == 0 || !value || !raw)
+            return;
+        const auto byte = [&entry](const char* name) {
+            return static_cast<std::uint8_t>(countAt(entry, {name}, kByte).value_or(0));
+        };
+        std::string name = textAt(entry, {"name"});
+        health.attributes.push_back({static_cast<std::uint8_t>(*id),
+                                     name == "Unknown_Attribute" ? std::string() : std::move(name),
+                                     static_cast<std::uint8_t>(*value), byte("worst"), byte("thresh"),
+                                     static_cast<std::uint64_t>(*raw)});
+    });
+    takeAttributeMeanings(health);
+}
+
+/// The lower seven bits of the subcommand (ACS-2, SMART EXECUTE OFF-LINE IMMEDIATE).
+SelfTestKind ataKind(std::int64_t code) {
+    return (code & 0x7F) == 1   ? SelfTestKind::shortTest
+           : (code & 0x7F) == 2 ? SelfTestKind::extendedTest
+                                : SelfTestKind::other;
+}
+
+SelfTestOutcome ataOutcome(std::int64_t status) {
+    switch (status >> 4) {
+        case 0x0:
+            return SelfTestOutcome::passed;
+        case 0x1:
+            return SelfTestOutcome::aborted;
+        case 0x2:
+            return SelfTestOutcome::interrupted;
+        case 0xF:
+            return SelfTestOutcome::running;
+        default:
+            return SelfTestOutcome::failed;
+    }
+}
+
+void takeAtaSelfTests(const Json& output, DriveHealth& health) {
+    // The extended log has addresses of 48 bits.
+    const Json& log = at(output, {"ata_smart_self_test_log"});
+    const Json& extended = at(log, {"extended", "table"});
+    forEachIn(extended.is_array() ? extended : at(log, {"standard", "table"}), [&health](const Json& entry) {
+        const auto status = countAt(entry, {"status", "value"});
+        if (!status)
+            return;
+        SelfTestEntry test{ataKind(countAt(entry, {"type", "value"}).value_or(0)), ataOutcome(*status),
+                           natural(countAt(entry, {"lifetime_hours"}))};
+        if (test.outcome == SelfTestOutcome::failed)
+            test.firstBad = natural(countAt(entry, {"lba"}));
+        health.selfTests.push_back(test);
+    });
+}
+
+/// ACS-3, Device Statistics log: the few that every vendor counts alike.
+void takeDeviceStatistics(const Json& output, DriveHealth& health) {
+    const std::int64_t sectorBytes = countAt(output, {"logical_block_size"}, 65536).value_or(512);
+    forEachIn(at(output, {"ata_device_statistics", "pages"}), [&](const Json& page) {
+        forEachIn(at(page, {"table"}), [&](const Json& entry) {
+            const std::string name = textAt(entry, {"name"});
+            const auto value = countAt(entry, {"value"});
+            if (!value || flagAt(entry, {"flags", "valid"}) == false)
+                return;
+            if (name == "Logical Sectors Written" && *value <= kMostOfAll / sectorBytes)
+                health.bytesWritten = *value * sectorBytes;
+            else if (name == "Percentage Used Endurance Indicator")
+                health.wearPercent = value;
+        });
+    });
+}
+
+void takeAta(const Json& output, DriveHealth& health) {
+    takeAttributes(output, health);
+    takeAtaSelfTests(output, health);
+    takeDeviceStatistics(output, health);
+}
+
+void takeScsiSelfTest(const Json& entry, DriveHealth& health) {
+    const auto result = countAt(entry, {"result", "value"}, 0xF);
+    if (!result)
+        return;
+    SelfTestEntry test{SelfTestKind::other, SelfTestOutcome::failed,
+                       natural(countAt(entry, {"power_on_time", "hours"}))};
+    const std::int64_t code = countAt(entry, {"code", "value"}).value_or(0);
+    if (code == 1 || code == 5)
+        test.kind = SelfTestKind::shortTest;
+    else if (code == 2 || code == 6)
+        test.kind = SelfTestKind::extendedTest;
+    constexpr SelfTestOutcome kFirstOutcomes[] = {SelfTestOutcome::passed, SelfTestOutcome::aborted,
+                                                  SelfTestOutcome::interrupted};
+    if (*result < 3)
+        test.outcome = kFirstOutcomes[*result];
+    else if (*result == 0xF)
+        test.outcome = SelfTestOutcome::running;
+    if (test.outcome == SelfTestOutcome::failed)
+        test.firstBad = natural(countAt(entry, {"lba_first_failure", "value"}));
+    health.selfTests.push_back(test);
+}
+
+void takeScsi(const Json& output, DriveHealth& health) {
+    health.reallocatedSectors = countAt(output, {"scsi_grown_defect_list"});
+    for (const char* const direction : {"read", "write"})
+        if (const auto errors = countAt(
+                output, {"scsi_error_counter_log", direction, "total_uncorrected_errors"}, kMostOfAll / 2))
+            health.mediaErrors = health.mediaErrors.value_or(0) + *errors;
+    health.wearPercent = countAt(output, {"scsi_percentage_used_endurance_indicator"});
+    for (int i = 0; i < 20; ++i)
+        takeScsiSelfTest(at(output, {("scsi_self_test_" + std::to_string(i)).c_str()}), health);
+}
+
+void takeNVMeSelfTests(const Json& output, DriveHealth& health) {
+    forEachIn(at(output, {"nvme_self_test_log", "table"}), [&health](const Json& entry) {
+        const auto result = countAt(entry, {"self_test_result", "value"}, 0xF);
+        const auto code = countAt(entry, {"self_test_code", "value"}, 0xF);
+        if (!result || !code)
+            return;
+        SelfTestEntry test{*code == 1   ? SelfTestKind::shortTest
+                           : *code == 2 ? SelfTestKind::extendedTest
+                                        : SelfTestKind::other,
+                           *result == 0                   ? SelfTestOutcome::passed
+                           : *result == 1                 ? SelfTestOutcome::aborted
+                           : *result >= 5 && *result <= 7 ? SelfTestOutcome::failed
+                                                          : SelfTestOutcome::interrupted,
+                           natural(countAt(entry, {"power_on_hours"}))};
+        if (test.outcome == SelfTestOutcome::failed)
+            test.firstBad = natural(countAt(entry, {"lba"}));
+        health.selfTests.push_back(test);
+    });
+}
+
+void takeNVMe(const Json& output, DriveHealth& health) {
+    constexpr std::int64_t kTemperatureWarning = 0x02;
+    constexpr std::int64_t kDataUnitBytes = 512000;
+    const Json& log = at(output, {"nvme_smart_health_information_log"});
+    if (const auto warnings = countAt(log, {"critical_warning"}, 0xFF))
+        health.predictsFailure = (*warnings & ~kTemperatureWarning) != 0;
+    health.spareLeftPercent = countAt(log, {"available_spare"}, 0xFF);
+    health.spareThresholdPercent = countAt(log, {"available_spare_threshold"}, 0xFF);
+    health.wearPercent = countAt(log, {"percentage_used"}, 0xFF);
+    health.mediaErrors = countAt(log, {"media_errors"});
+    if (const auto units = countAt(log, {"data_units_written"}, kMostOfAll / kDataUnitBytes))
+        health.bytesWritten = *units * kDataUnitBytes;
+    takeNVMeSelfTests(output, health);
+}
+
+/// What all kinds of drives have alike. A SCSI drive's "smart_status" is what it says of its exceptions.
+void takeCommon(const Json& output, DriveHealth& health) {
+    constexpr std::int64_t kMostDegrees = 1000;
+    if (const auto passed = flagAt(output, {"smart_status", "passed"}))
+        health.predictsFailure = !*passed;
+    if (const auto celsius = numberAt(output, {"temperature", "current"});
+        celsius && *celsius > -kMostDegrees && *celsius < kMostDegrees)
+        health.temperatureC = celsius;
+    if (const auto hours = countAt(output, {"power_on_time", "hours"}))
+        health.powerOnHours = hours;
+    if (const auto cycles = countAt(output, {"power_cycle_count"}))
+        health.powerCycles = cycles;
+}
+
+/// Its own words on what went wrong; empty when nothing did.
+zel::Wording complaintOf(const Json& output) {
+    std::string told;
+    forEachIn(at(output, {"smartctl", "messages"}), [&told](const Json& message) {
+        if (told.empty() && textAt(message, {"severity"}) == "error")
+            told = textAt(message, {"string"});
+    });
+    if (told.empty())
+        return {};
+    return zel::worded("it says \"{words}\"", {{"words", printable(told)}});
+}
+
+}  // namespace
+
+std::optional<SmartctlOutput> parseSmartctl(std::string_view text, zel::Wording& problem) {
+    const Json output = Json::parse(
+        text, [](int depth, Json::parse_event_t /*event*/, Json& /*parsed*/) { return depth <= kDeepest; },
+        false);
+    if (!output.is_object() || !at(output, {"smartctl"}).is_object()) {
+        problem = zel::worded("what it printed makes no sense");
+        return std::nullopt;
+    }
+    SmartctlOutput told;
+    told.serial = textAt(output, {"serial_number"});
+    takeCommon(output, told.health);
+    const DriveHealth common = told.health;
+    const std::string protocol = textAt(output, {"device", "protocol"});
+    if (protocol == "ATA")
+        takeAta(output, told.health);
+    else if (protocol == "SCSI")
+        takeScsi(output, told.health);
+    else if (protocol == "NVMe")
+        takeNVMe(output, told.health);
+    // It converts these two, where vendors count in other units.
+    for (const auto member : {&DriveHealth::powerOnHours, &DriveHealth::powerCycles})
+        if (common.*member)
+            told.health.*member = common.*member;
+    if (told.health.isEmpty())
+        problem = complaintOf(output);
+    return problem.isEmpty() ? std::optional(told) : std::nullopt;
+}
+
+}  // namespace drivetest
