@@ -1,5 +1,6 @@
 #include "libDrive2/sim/SectorStore.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace libDrive2 {
@@ -18,8 +19,8 @@ void SectorStore::readOne(std::uint64_t lba, std::uint8_t* buffer) const {
     }
     // 2^64 divided by the golden ratio: neighbouring LBAs share no bytes by place.
     std::uint64_t word = (lba + 1) * 0x9E3779B97F4A7C15U;
-    for (std::uint32_t at = 0; at < m_sectorBytes; at += sizeof word, word += 0x0101010101010101U)
-        std::memcpy(buffer + at, &word, sizeof word);
+    for (std::size_t at = 0; at < m_sectorBytes; at += sizeof word, word += 0x0101010101010101U)
+        std::memcpy(buffer + at, &word, std::min(sizeof word, m_sectorBytes - at));
 }
 
 void SectorStore::read(std::uint64_t lba, std::uint32_t count, std::uint8_t* buffer) const {

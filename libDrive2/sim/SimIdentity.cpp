@@ -13,7 +13,8 @@ DeviceCapability capabilitiesOf(const SimOptions& options) {
         case SimKind::disk:
             break;
         case SimKind::scsi:
-            return DeviceCapability::SCSISBC | DeviceCapability::HardDrive;
+            return DeviceCapability::SCSISBC |
+                   (options.isHidden() ? DeviceCapability() : DeviceCapability::HardDrive);
         case SimKind::ata:
             return DeviceCapability::ATA | DeviceCapability::HardDrive |
                    (options.emulated ? DeviceCapability::SCSISBC : DeviceCapability());

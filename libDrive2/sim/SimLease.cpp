@@ -4,6 +4,7 @@
 
 #include "libDrive2/DeviceOpeners.h"
 #include "libDrive2/OpenLeases.h"
+#include "libDrive2/bridges/ScsiBlockHandle.h"
 #include "libDrive2/sim/SimDrives.h"
 #include "libDrive2/sim/SimProvider.h"
 
@@ -42,6 +43,7 @@ bool SimLease::begin(LeasePurpose purpose, DeviceStatus& failure) {
         failure = {LIBDRIVE2_BUSY, reason};
         return false;
     }
+    m_isHidden = options->isHidden();
     m_identity.sectorBytes = std::max(1U, described.sectorBytes);
     m_identity.sectors = described.bytes / m_identity.sectorBytes;
     if (m_image == nullptr) {
@@ -63,6 +65,10 @@ zel::Array<zel::String> SimLease::users() {
 }
 
 SharedBlockHandle SimLease::openBlock(bool writable, zel::Wording& reason) {
+    if (m_isHidden)
+        return ScsiBlockHandle::over(SharedScsiPassThrough(SimProvider::get().openScsi(
+                                         m_locator, kAccessRead | (writable ? kAccessWrite : 0))),
+                                     writable, reason);
     auto handle = SimProvider::get().openBlock(m_locator, kAccessRead | (writable ? kAccessWrite : 0), 0);
     if (handle == nullptr)
         reason = lastOpenErrorStr();

@@ -35,6 +35,7 @@ private:
     DriveIdentity m_identity;
     std::unique_ptr<DeviceLease> m_image;  ///< null without a file
     SimVolumes m_volumes;
+    bool m_isHidden = false;  ///< only commands reach it
 };
 
 }  // namespace libDrive2

@@ -18,6 +18,9 @@ using zel::words;
 constexpr std::string_view kPrefix = "sim:";
 constexpr std::uint32_t kMinSectorBytes = 128;
 constexpr std::uint32_t kMaxSectorBytes = 65536;
+/// Of SCSI drives as storage arrays format them.
+constexpr std::uint32_t kMinOddSectorBytes = 512;
+constexpr std::uint32_t kMaxOddSectorBytes = 4224;
 // Beyond these, times would no longer fit their type.
 constexpr std::uint64_t kMaxSpeed = 1000000;
 constexpr std::uint64_t kMaxSlowMs = 86400000;
@@ -99,8 +102,18 @@ bool parseSectors(const std::string& text, SimOptions& options) {
 }
 
 bool parseSectorSize(const std::string& text, SimOptions& options) {
-    return zel::String(text).strToUInt(options.sectorBytes) && std::has_single_bit(options.sectorBytes) &&
-           options.sectorBytes >= kMinSectorBytes && options.sectorBytes <= kMaxSectorBytes;
+    const std::uint32_t& bytes = options.sectorBytes;
+    if (!zel::String(text).strToUInt(options.sectorBytes))
+        return false;
+    if (options.kind == SimKind::scsi && bytes >= kMinOddSectorBytes && bytes <= kMaxOddSectorBytes)
+        return true;
+    return std::has_single_bit(bytes) && bytes >= kMinSectorBytes && bytes <= kMaxSectorBytes;
+}
+
+bool parseProtection(const std::string& text, SimOptions& options) {
+    const bool isType = text == "1" || text == "2" || text == "3";
+    options.protectionType = isType ? static_cast<std::uint8_t>(text[0] - '0') : std::uint8_t{0};
+    return isType;
 }
 
 bool parseMedia(const std::string& text, SimOptions& options) {
@@ -194,11 +207,14 @@ constexpr SimKinds kWithSectorSizes = kAllSimKinds & ~kOpticalOnly;
 constexpr SimKinds kWithSense = simKinds(SimKind::scsi, SimKind::ata, SimKind::ufi);
 constexpr SimKinds kWithTemperature = simKinds(SimKind::scsi, SimKind::ata, SimKind::nvme);
 constexpr SimKinds kWithDefectList = simKinds(SimKind::scsi, SimKind::ata);
+constexpr SimKinds kScsiOnly = simKinds(SimKind::scsi);
 constexpr SimKinds kAtaOnly = simKinds(SimKind::ata);
 
 constexpr std::array kKeys = {
     Key{"sectors", "N", marked("a whole number"), parseSectors},
-    Key{"sector-size", "N", marked("a power of two from 128 to 65536"), parseSectorSize, kWithSectorSizes},
+    Key{"sector-size", "N",
+        marked("a power of two from 128 to 65536, or for scsi any number from 512 to 4224"), parseSectorSize,
+        kWithSectorSizes},
     Key{"image", "PATH", marked("the path of a file"),
         [](auto& v, auto& o) { return takeText(v, o.imagePath); }},
     Key{"bad", "A+B-C", kRangesForm, [](auto& v, auto& o) { return parseRanges(v, o.bad); }},
@@ -243,6 +259,8 @@ constexpr std::array kKeys = {
     Key{"inaccessible", "SECTORS", kCounterForm,
         [](auto& v, auto& o) { return parseArea(v, o.health.inaccessibleSectors); }, kAtaOnly},
     Key{"sense", "fixed|descriptor", marked("fixed or descriptor"), parseSense, kWithSense},
+    Key{"protection", "1|2|3", marked("1, 2 or 3"), parseProtection, kScsiOnly},
+    Key{"tags", nullptr, nullptr, [](auto&, auto& o) { return o.hostOwnsTags = true; }, kScsiOnly},
     Key{"wp", nullptr, nullptr, [](auto&, auto& o) { return o.writeProtected = true; }},
     Key{"removable", nullptr, nullptr, [](auto&, auto& o) { return o.removable = true; },
         kLoadable | kAtaOnly},

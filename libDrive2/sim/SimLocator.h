@@ -1,5 +1,6 @@
 #pragma once
 
+#include <bit>
 #include <cstdint>
 #include <map>
 #include <optional>
@@ -60,9 +61,14 @@ struct SimOptions {
     bool encrypted = false;
     SimVolumeState volumes = SimVolumeState::free;
     bool descriptorSense = false;
+    std::uint8_t protectionType = 0;  ///< type of protection information that it is formatted with; 0 none
+    bool hostOwnsTags = false;        ///< its application tags belong to whoever writes (ATO)
     bool locked = false;    ///< with a password
     bool emulated = false;  ///< an ATA drive that also answers SCSI commands
     SimOpticalOptions optical;
+
+    /// Of a size that no system has a block interface for: only commands reach the drive.
+    [[nodiscard]] bool isHidden() const { return kind == SimKind::scsi && !std::has_single_bit(sectorBytes); }
 };
 
 bool isSimLocator(const zel::String& locator);

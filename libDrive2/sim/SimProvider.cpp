@@ -85,6 +85,12 @@ std::unique_ptr<BlockHandle> SimProvider::openBlock(const zel::String& locator, 
         return commands ? std::make_unique<OpticalBlockHandle>(std::move(commands), writable) : nullptr;
     }
     auto medium = SimDrives::get().medium(locator, desiredAccess, kAllSimKinds, "block");
+    if (medium && medium->options().isHidden()) {
+        noteOpenError(
+            zel::worded("the simulated drive \"{drive}\" has no block interface: its sectors have {n} bytes",
+                        {{"drive", locator}, {"n", medium->options().sectorBytes}}));
+        return nullptr;
+    }
     return medium ? std::make_unique<SimBlockHandle>(std::move(medium), writable) : nullptr;
 }
 
