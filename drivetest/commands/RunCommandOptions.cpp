@@ -125,6 +125,12 @@ void addPace(CLI::App& command, RunOptions& options) {
             words("Gently, read nothing but what this mapfile of GNU ddrescue does not call finished"))
         ->type_name("FILE");
     command
+        .add_option(
+            "--max-temp", options.maxTemperature,
+            words("Let a drive rest that is hotter, until it is 5 °C cooler (with --gentle: 55, NVMe 70)"))
+        ->type_name("CELSIUS")
+        ->check(wholeNumber(1, 200));
+    command
         .add_option_function<std::string>(
             "--max-errors",
             [&options](const std::string& count) { options.parameters.push_back("MaxErrors=" + count); },

@@ -15,8 +15,9 @@ struct RunOptions {
     std::vector<std::string> parameters;  ///< NAME=VALUE
     bool survey = false;                  ///< the test is the one that answers whether a drive is good
     bool gentle = false;                  ///< in the way of the test that does not stress the drive
-    std::string importedMap;    ///< file of what is rescued already, which is not read; empty for none
-    std::uint32_t maxTime = 0;  ///< seconds; 0 for no limit
+    std::string importedMap;           ///< file of what is rescued already, which is not read; empty for none
+    std::uint32_t maxTime = 0;         ///< seconds; 0 for no limit
+    std::uint32_t maxTemperature = 0;  ///< degrees Celsius; 0 for the usual limit of gentle reading
     std::vector<std::string> properties;  ///< NAME=VALUE
     std::map<std::string, std::string>
         outputs;                  ///< files by the option of their format; "-": standard output

@@ -87,9 +87,27 @@ bool RunHost::checkForStop() {
     if (m_journal == nullptr || m_journal->unrestored().empty())
         OutputQueue::waitForRoom();
     lookForUsers();
+    restWhereHot();
+    return isStopping();
+}
+
+bool RunHost::isStopping() const {
     // A test must not go on overwriting what cannot be saved, or was not put back.
     return quix5::StopRequest::made() || m_isDisturbed || OutputQueue::hasStandardFailed() ||
            (m_journal != nullptr && !m_journal->failure().empty());
+}
+
+/// Nothing that the test wrote stays on the drive while it rests.
+void RunHost::restWhereHot() {
+    if (m_heat == nullptr || isStopping() || (m_journal != nullptr && !m_journal->unrestored().empty()))
+        return;
+    const auto degrees = m_heat->tooHot();
+    if (!degrees)
+        return;
+    const std::string text = words("the drive has {degrees} °C, and {limit} °C are allowed: it rests",
+                                   {{"degrees", *degrees}, {"limit", m_heat->limit()}});
+    m_console.line(eventLabel(words("info:")) + text);
+    m_heat->cool([this] { return isStopping(); });
 }
 
 void RunHost::lookForUsers() {

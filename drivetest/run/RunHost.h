@@ -8,6 +8,7 @@
 #include <optional>
 
 #include "drivetest/report/RunReporter.h"
+#include "drivetest/run/HeatWatch.h"
 #include "drivetest/safety/HeldDrive.h"
 #include "drivetest/safety/UseWatch.h"
 #include "drivetest/safety/WatchedJournal.h"
@@ -30,6 +31,9 @@ public:
     /// Asked between chunks whether somebody has begun to use the drive; null for nobody. It must outlive the
     /// run.
     void setUseWatch(UseWatch* watch) { m_watch = watch; }
+
+    /// Asked between chunks whether the drive is too hot; null for nobody. It must outlive the run.
+    void setHeatWatch(HeatWatch* watch) { m_heat = watch; }
 
     /// Transfers that take longer are counted in the statistics, too.
     void setSlowLimit(std::chrono::milliseconds limit) { m_slowLimit = limit; }
@@ -66,6 +70,8 @@ public:
 
 private:
     void lookForUsers();
+    [[nodiscard]] bool isStopping() const;
+    void restWhereHot();
     bool isHeldDrive(libDrive2::Drive& drive);
     [[nodiscard]] std::string causeOf(quix5::EventType type) const;
     std::string lossOfDrive(quix5::EventType type);
@@ -77,6 +83,7 @@ private:
     WatchedJournal* m_journal = nullptr;
     const HeldDrive* m_held = nullptr;
     UseWatch* m_watch = nullptr;
+    HeatWatch* m_heat = nullptr;
     std::optional<std::chrono::milliseconds> m_slowLimit;
     bool m_isDisturbed = false;
     libDrive2::Drive* m_drive = nullptr;

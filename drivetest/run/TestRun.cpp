@@ -28,6 +28,10 @@ namespace {
 
 using zel::words;
 
+/// Degrees Celsius at which a drive that is read gently rests: what vendors allow for long, less a few.
+constexpr std::int64_t kGentleDisk = 55;
+constexpr std::int64_t kGentleFlash = 70;
+
 std::vector<std::string> usersOf(libDrive2::DeviceLease& lease) {
     std::vector<std::string> users;
     for (const zel::String& user : lease.users())
@@ -72,12 +76,28 @@ TestRun::TestRun(const RunOptions& options, TakenDrive& drive, RunOutputs& outpu
 int TestRun::execute() {
     m_outputs.reporters().begin({m_chosen.test->descriptor, m_chosen.device, m_options.commandLine});
     tellHealth(HealthTime::beforeTest);
+    watchHeat();
     if (const WatchedJournal* const watched = m_drive.journal.watched(); watched != nullptr)
         setAtStake(watched->outlivesCrash() ? AtStake::journaledSectors : AtStake::unprotectedSectors);
     return end(explainStop(runTest()));
 }
 
 /// The drive is in hand, and nothing is transferred.
+/// By the drive's own commands: smartctl may take seconds.
+void TestRun::watchHeat() {
+    if (m_options.maxTemperature == 0 && !m_options.gentle)
+        return;
+    m_thermometer = libDrive2::HealthMonitor::open(m_chosen.device);
+    if (m_thermometer == nullptr)
+        return;
+    const bool isFlash = m_chosen.device.hasCapability(quix5::DeviceCapability::NVME);
+    const std::int64_t limit = m_options.maxTemperature != 0 ? m_options.maxTemperature
+                               : isFlash                     ? kGentleFlash
+                                                             : kGentleDisk;
+    m_heat.emplace([this] { return m_thermometer->read().temperatureC; }, limit);
+    m_host.setHeatWatch(&*m_heat);
+}
+
 void TestRun::tellHealth(HealthTime when) {
     if (const auto reading = readHealth(m_chosen.device))
         m_outputs.reporters().health(when, *reading);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -8,6 +9,7 @@
 #include "drivetest/run/RunOutputs.h"
 #include "drivetest/safety/TakenDrive.h"
 #include "drivetest/terminal/Console.h"
+#include "libDrive2/HealthMonitor.h"
 #include "quix5/TestResult.h"
 
 namespace drivetest {
@@ -23,6 +25,7 @@ public:
 private:
     quix5::TestResult runTest();
     [[nodiscard]] quix5::TestResult explainStop(const quix5::TestResult& result) const;
+    void watchHeat();
     void tellHealth(HealthTime when);
     int end(const quix5::TestResult& result);
     bool settleJournal();
@@ -38,6 +41,8 @@ private:
     Console& m_console;
     RunHost m_host;
     std::optional<UseWatch> m_watch;
+    std::unique_ptr<libDrive2::HealthMonitor> m_thermometer;
+    std::optional<HeatWatch> m_heat;
 };
 
 }  // namespace drivetest
