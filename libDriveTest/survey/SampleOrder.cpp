@@ -138,11 +138,15 @@ void SampleOrder::planPass() {
 }
 
 /// Stratum i of n is the share [i/n, (i+1)/n) of the range. Counted in n-th parts of an area all strata have
-/// the same size, and every part is drawn equally often.
+/// the same size, and every part is drawn equally often. What is known to
+/// be bad is not read again.
 void SampleOrder::drawArea() {
     std::uniform_int_distribution<std::uint64_t> within(0, m_areas - 1);
-    const std::uint64_t area = (m_stratum * m_areas + within(m_generator)) / m_strata;
-    ++m_stratum;
+    std::uint64_t area = 0;
+    do {
+        area = (m_stratum * m_areas + within(m_generator)) / m_strata;
+        ++m_stratum;
+    } while (m_badAreas.contains(area) && m_stratum < m_strata);
     const std::uint64_t first = area * m_plan.areaSectors;
     begin(
         {m_plan.range.lba + first, std::min<std::uint64_t>(m_plan.areaSectors, m_plan.range.count - first)});
