@@ -3,11 +3,22 @@
 
 #include "fuzz/Invariants.h"
 #include "libDrive2/commands/AtaCommands.h"
+#include "libDrive2/commands/AtaSmart.h"
 
 namespace libDrive2::fuzz {
 namespace {
 
+void checkHealth(Bytes answer) {
+    for (const SmartAttribute& attribute : ata::parseAttributes(answer, answer))
+        require(attribute.id != 0 && attribute.raw >> 48 == 0, "an attribute has a number and 48 bits");
+    require(ata::parseSelfTestLog(answer).size() <= 21, "the log has 21 entries");
+    if (const auto test = ata::parseSmartSelfTest(answer))
+        require(test->percentLeft <= 100, "no more than all of a test is left");
+    (void)ata::parseConfiguredMaxAddress(answer);
+}
+
 void checkAnswer(Bytes answer) {
+    checkHealth(answer);
     require(std::abs(ata::parseSmartTemperature(answer).value_or(0)) <= 128, "a temperature is of one byte");
     const auto found = ata::parseIdentity(answer);
     if (!found)

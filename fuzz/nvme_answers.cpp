@@ -1,5 +1,6 @@
 #include "fuzz/Invariants.h"
 #include "libDrive2/commands/NVMeCommands.h"
+#include "libDrive2/commands/NVMeHealth.h"
 
 namespace libDrive2::fuzz {
 namespace {
@@ -13,6 +14,11 @@ void checkAnswer(Bytes answer) {
     if (const auto found = nvme::parseNamespace(answer)) {
         requireSizes(found->sectors, found->sectorBytes, found->sectorBytes);
     }
+    const DriveHealth health = nvme::parseHealthLog(answer);
+    require(health.bytesWritten.value_or(0) >= 0 && health.powerOnHours.value_or(0) >= 0,
+            "counters do not wrap");
+    if (const auto log = nvme::parseSelfTestLog(answer))
+        require(log->percent <= 100 && log->entries.size() <= 20, "the log has 20 entries");
     require(nvme::parseTemperature(answer).value_or(0) > -273, "nothing is as cold as 0 K");
 }
 

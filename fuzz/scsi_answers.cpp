@@ -3,6 +3,7 @@
 #include <functional>
 
 #include "fuzz/Invariants.h"
+#include "libDrive2/commands/ScsiLogs.h"
 
 namespace libDrive2::fuzz {
 namespace {
@@ -29,6 +30,20 @@ Found findPages(Bytes answer) {
     return {};
 }
 
+Found findLogs(Bytes answer) {
+    Found found;
+    for (const auto number :
+         {scsi::parseUncorrectedErrors(answer, scsi::kLogPageReadErrors), scsi::parsePowerOnMinutes(answer)})
+        found.push_back(number.value_or(0));
+    found.push_back(scsi::parseInformationalExceptions(answer).value_or(false));
+    found.push_back(scsi::parseEnduranceUsed(answer).value_or(0));
+    const std::vector<SelfTestEntry> tests = scsi::parseSelfTestResults(answer);
+    require(tests.size() <= 20, "the page has 20 entries");
+    for (const SelfTestEntry& test : tests)
+        found.push_back(test.firstBad.value_or(0));
+    return found;
+}
+
 Found findMode(const std::optional<scsi::ModeParameters>& found) {
     if (!found)
         return {};
@@ -51,6 +66,7 @@ void check(Bytes input) {
     const std::size_t pageBytes = std::size_t{4} + loadBigEndian<std::uint16_t>(input, 2);
     requireSameWithout(input, pageBytes, findPages);
     requireSameWithout(input, pageBytes, findTemperature);
+    requireSameWithout(input, pageBytes, findLogs);
     // Some devices state less than the 36 bytes that they must return, and do return.
     requireSameWithout(input, std::max(std::size_t{36}, std::size_t{5} + byteAt(input, 4)), findInquiry);
     requireSameWithout(input, std::size_t{1} + byteAt(input, 0),

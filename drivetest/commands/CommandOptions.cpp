@@ -109,14 +109,10 @@ CLI::App& addSelfTest(CLI::App& program, SelfTestOptions& options) {
     command.add_option("DEVICE", options.device, words("Drive, as \"drivetest devices\" lists it"))
         ->type_name("")
         ->required();
-    auto* const kind =
-        command
-            .add_option("KIND", options.kind, words("short (some minutes) or extended (the whole surface)"))
-            ->type_name("")
-            ->check(oneOf({"short", "extended"}));
-    auto* const aborts =
-        command.add_flag("--abort", options.abort, words("End a test that the drive carries out"));
-    kind->excludes(aborts);
+    command.add_option("KIND", options.kind, words("short (some minutes) or extended (the whole surface)"))
+        ->type_name("")
+        ->check(oneOf({"short", "extended"}));
+    command.add_flag("--abort", options.abort, words("End a test that the drive carries out"));
     return command;
 }
 

@@ -146,7 +146,7 @@ ExitStatus run(SelfTestKind kind, HealthMonitor& monitor, Console& console) {
 }  // namespace
 
 int testItself(const SelfTestOptions& options) {
-    if (options.kind.empty() && !options.abort)
+    if (options.kind.empty() != options.abort)
         return refuse(words("which test of the drive? Give short or extended, or --abort"), kExitUsage);
     stopOnSignals();
     std::string problem;

@@ -18,7 +18,6 @@ using zel::worded;
 
 namespace {
 
-constexpr std::chrono::seconds kLongest{10};
 /// A hundred times what the most talkative drives take.
 constexpr std::size_t kMostBytes = std::size_t{8} << 20;
 
@@ -28,14 +27,15 @@ constexpr int kNotOpened = 0x02;
 constexpr int kFailing = 0x08;
 
 /// Why there is no output to look at; empty when there is, or nobody wants it.
-zel::Wording problemOf(const ChildResult& child) {
+zel::Wording problemOf(const ChildResult& child, std::chrono::milliseconds longest) {
     switch (child.end) {
         case ChildResult::End::notStarted:
             return worded("it cannot be started: {reason}", {{"reason", child.errors}});
         case ChildResult::End::killed:
             return worded("it was killed");
         case ChildResult::End::tooLate:
-            return worded("it did not end within {n} seconds", {{"n", kLongest.count()}});
+            return worded("it did not end within {n} seconds",
+                          {{"n", std::chrono::ceil<std::chrono::seconds>(longest).count()}});
         case ChildResult::End::stopRequest:
         case ChildResult::End::byItself:
             break;
@@ -64,15 +64,15 @@ bool isOfAnother(const std::string& serial, const quix5::DiagDevice& device) {
 
 /// Nothing, with the reason in `problem`, when it does not tell.
 std::optional<libDrive2::DriveHealth> askSmartctl(const std::string& program, const quix5::DiagDevice& device,
-                                                  zel::Wording& problem) {
+                                                  std::chrono::milliseconds longest, zel::Wording& problem) {
     // One at a time.
     static std::mutex mutex;
     const std::lock_guard lock(mutex);
     ChildOptions options;
-    options.longest = kLongest;
+    options.longest = longest;
     options.mostBytes = kMostBytes;
     const ChildResult child = runChild(program, {"--json", "-x", device.osLocator().utf8()}, options);
-    problem = problemOf(child);
+    problem = problemOf(child, longest);
     // Nobody waits for it any more: the drive's own commands are quicker.
     if (!problem.isEmpty() || child.end == ChildResult::End::stopRequest)
         return std::nullopt;
@@ -93,17 +93,13 @@ std::optional<libDrive2::DriveHealth> askSmartctl(const std::string& program, co
 
 }  // namespace
 
-bool mayTellHealth(const quix5::DiagDevice& device) {
-    return HealthMonitor::isFor(device);
-}
-
-std::optional<HealthReading> readHealth(const quix5::DiagDevice& device) {
-    if (!mayTellHealth(device))
+std::optional<HealthReading> readHealth(const quix5::DiagDevice& device, std::chrono::milliseconds longest) {
+    if (!HealthMonitor::isFor(device))
         return std::nullopt;
     HealthReading reading;
     if (!libDrive2::isSimulated(device.osLocator()))
         if (const std::string program = findProgram({"smartctl"}); !program.empty())
-            if (auto health = askSmartctl(program, device, reading.problem)) {
+            if (auto health = askSmartctl(program, device, longest, reading.problem)) {
                 reading.isBySmartctl = !health->isEmpty();
                 reading.health = std::move(*health);
             }

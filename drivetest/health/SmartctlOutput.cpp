@@ -161,8 +161,22 @@ void takeAta(const Json& output, DriveHealth& health) {
     takeDeviceStatistics(output, health);
 }
 
+/// The result's number (SPC-4, Self-Test Results log page). Releases before 7.4 have its name only.
+DriveHealth::Number scsiResult(const Json& entry) {
+    if (const auto value = countAt(entry, {"result", "value"}, 0xF))
+        return value;
+    const std::string name = textAt(entry, {"result", "string"});
+    if (name.empty())
+        return std::nullopt;
+    constexpr std::int64_t kFailed = 7;
+    constexpr std::int64_t kInterrupted = 2;
+    if (name == "Completed")
+        return 0;
+    return name.starts_with("Completed") || name.starts_with("Failed") ? kFailed : kInterrupted;
+}
+
 void takeScsiSelfTest(const Json& entry, DriveHealth& health) {
-    const auto result = countAt(entry, {"result", "value"}, 0xF);
+    const auto result = scsiResult(entry);
     if (!result)
         return;
     SelfTestEntry test{SelfTestKind::other, SelfTestOutcome::failed,
@@ -190,6 +204,10 @@ void takeScsi(const Json& output, DriveHealth& health) {
                 output, {"scsi_error_counter_log", direction, "total_uncorrected_errors"}, kMostOfAll / 2))
             health.mediaErrors = health.mediaErrors.value_or(0) + *errors;
     health.wearPercent = countAt(output, {"scsi_percentage_used_endurance_indicator"});
+    health.powerCycles = countAt(output, {"scsi_start_stop_cycle_counter", "accumulated_start_stop_cycles"});
+    // Both 0: such drives have it on another page.
+    if (health.temperatureC == 0 && numberAt(output, {"temperature", "drive_trip"}) == 0)
+        health.temperatureC = numberAt(output, {"scsi_environmental_reports", "temperature_1", "current"});
     for (int i = 0; i < 20; ++i)
         takeScsiSelfTest(at(output, {("scsi_self_test_" + std::to_string(i)).c_str()}), health);
 }

@@ -228,21 +228,21 @@ void SimAtaDevice::smartAct(const AtaRequest& request, AtaResponse& response) {
 }
 
 void SimAtaDevice::readNativeMax(const AtaRequest& /*request*/, AtaResponse& response) {
-    const auto& hidden = m_medium->state().health.options().hpaSectors;
+    const auto& hidden = m_medium->state().health->options().hpaSectors;
     if (!hidden)
         return fail(response, kAborted);
     response.lba = m_medium->options().sectors + *hidden - 1;
 }
 
 void SimAtaDevice::accessibleMax(const AtaRequest& request, AtaResponse& response) {
-    const auto& hidden = m_medium->state().health.options().inaccessibleSectors;
+    const auto& hidden = m_medium->state().health->options().inaccessibleSectors;
     if (!hidden || request.registers.feature != 0)
         return fail(response, kAborted);
     response.lba = m_medium->options().sectors + *hidden - 1;
 }
 
 void SimAtaDevice::identifyConfiguration(const AtaRequest& request, AtaResponse& response) {
-    if (!m_medium->state().health.options().dcoSectors)
+    if (!m_medium->state().health->options().dcoSectors)
         return fail(response, kAborted);
     const AtaSector data = ataConfigurationData(*m_medium);
     std::copy(data.begin(), data.end(), static_cast<std::uint8_t*>(request.data));

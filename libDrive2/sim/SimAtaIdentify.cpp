@@ -87,7 +87,7 @@ AtaSector ataIdentifyData(const SimMedium& medium) {
     putString(data, 27, 20, identity.model);
     putTransferModes(data);
     putFeatureSets(data, security);
-    putHiddenAreas(data, medium.state().health.options());
+    putHiddenAreas(data, medium.state().health->options());
     putCapacity(data, medium.options());
     putWord(data, 128, securityStatus(security));
     putWord(data, 217, 7200);  // turns a minute

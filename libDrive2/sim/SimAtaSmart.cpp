@@ -29,7 +29,7 @@ struct Attribute {
 };
 
 std::vector<Attribute> attributesOf(SimMedium& medium) {
-    const SimHealth& health = medium.state().health;
+    const SimHealth& health = *medium.state().health;
     const std::uint64_t damage = health.reallocated();
     return {
         {5, 10, damage, static_cast<std::uint8_t>(health.options().predictsFailure ? 1 : 100)},
@@ -84,7 +84,7 @@ std::uint8_t subcommandOf(SelfTestKind kind) {
 
 AtaSector smartData(SimMedium& medium) {
     AtaSector data = attributeData(attributesOf(medium), false);
-    SimHealth& health = medium.state().health;
+    SimHealth& health = *medium.state().health;
     if (const auto percent = health.selfTestPercent())
         data[363] = static_cast<std::uint8_t>(0xF0 | (109 - *percent) / 10);
     else if (!health.selfTests().empty())
@@ -100,7 +100,7 @@ AtaSector selfTestLog(SimMedium& medium) {
     constexpr std::size_t kFirst = 2;
     constexpr std::size_t kBytes = 24;
     constexpr std::uint64_t kNoLba = 0xFFFFFFFF;
-    const std::vector<SelfTestEntry>& tests = medium.state().health.selfTests();
+    const std::vector<SelfTestEntry>& tests = medium.state().health->selfTests();
     AtaSector data{};
     putLittleEndian(data.data(), 2, 1);
     for (std::size_t i = 0; i < tests.size(); ++i) {
@@ -116,7 +116,7 @@ AtaSector selfTestLog(SimMedium& medium) {
 }
 
 bool startTest(std::uint8_t subcommand, SimMedium& medium) {
-    SimHealth& health = medium.state().health;
+    SimHealth& health = *medium.state().health;
     switch (subcommand) {
         case kShortTest:
             return health.startSelfTest(SelfTestKind::shortTest, medium.firstBad());
@@ -164,13 +164,13 @@ bool ataSmartAction(const AtaTaskFile& registers, SimMedium& medium, AtaResponse
         return startTest(static_cast<std::uint8_t>(registers.lba & 0xFF), medium);
     if (registers.feature != kReturnStatus)
         return false;
-    if (medium.state().health.options().predictsFailure)
+    if (medium.state().health->options().predictsFailure)
         response.lba = kFailureSignature;
     return true;
 }
 
 AtaSector ataConfigurationData(const SimMedium& medium) {
-    const SimHealthOptions& areas = medium.state().health.options();
+    const SimHealthOptions& areas = medium.state().health->options();
     AtaSector data{};
     putLittleEndian(data.data(), 2, 2);  // revision
     putLittleEndian(

@@ -57,7 +57,7 @@ protected:
     /// Whether the medium can be used; otherwise the command has failed.
     bool isReady(SimScsiCommand& command) const;
     [[nodiscard]] const SimMedium& medium() const { return *m_medium; }
-    [[nodiscard]] SimHealth& health() const { return m_medium->state().health; }
+    [[nodiscard]] SimHealth& health() const { return *m_medium->state().health; }
 
 private:
     bool isTransferable(SimScsiCommand& command) const;

@@ -108,8 +108,11 @@ std::shared_ptr<SimMedium> SimDrives::medium(const zel::String& locator, std::ui
     SharedBlockHandle image;
     if (!openContents(options, desiredAccess, image))
         return nullptr;
-    const auto medium = std::make_shared<SimMedium>(std::move(options), std::move(image));
-    at(locator).medium = medium;  // forgotten, perhaps, for a drive beneath it
+    Drive& remembered = at(locator);  // forgotten, perhaps, for a drive beneath it
+    if (remembered.health == nullptr)
+        remembered.health = std::make_shared<SimHealth>(options.health);
+    const auto medium = std::make_shared<SimMedium>(std::move(options), std::move(image), remembered.health);
+    remembered.medium = medium;
     return medium;
 }
 

@@ -34,6 +34,7 @@ private:
         std::shared_ptr<const SimOptions> options;  ///< null: `problem` says why
         zel::String problem;
         std::weak_ptr<SimMedium> medium;
+        std::shared_ptr<SimHealth> health;  ///< outlives the handles, as a drive's does
         std::weak_ptr<OpticalDrive> optical;
     };
     Drive& at(const zel::String& locator);

@@ -17,13 +17,13 @@ constexpr std::uint32_t kEraseBytes = 1048576;
 
 }  // namespace
 
-SimMedium::SimMedium(SimOptions options, SharedBlockHandle image)
+SimMedium::SimMedium(SimOptions options, SharedBlockHandle image, std::shared_ptr<SimHealth> health)
     : m_options(std::move(options)),
       m_mostSectors(m_options.sectors),
       m_image(std::move(image)),
       m_store(m_options.sectorBytes) {
     m_state.security = SimSecurity(m_options.locked);
-    m_state.health = SimHealth(m_options.health);
+    m_state.health = health != nullptr ? std::move(health) : std::make_shared<SimHealth>(m_options.health);
     insert(0);
 }
 
@@ -110,7 +110,7 @@ std::optional<std::uint64_t> SimMedium::firstBad() const {
 SimOutcome SimMedium::findUnreadable(std::uint64_t lba, std::uint32_t count) {
     std::uint64_t hit = 0;
     if (m_options.bad.findFirst(lba, count, hit) || hitTransient(lba, count, hit)) {
-        m_state.health.meetUnreadable(hit);
+        m_state.health->meetUnreadable(hit);
         return {SimFault::unreadable, hit};
     }
     if (m_options.recovered.findFirst(lba, count, hit))
@@ -161,7 +161,7 @@ SimOutcome SimMedium::write(std::uint64_t lba, std::uint32_t count, const std::u
     if (isWriteProtected())
         return {SimFault::writeProtected};
     spendTime(lba, count);
-    m_state.health.rewrite(lba, count);
+    m_state.health->rewrite(lba, count);
     std::uint64_t hit = 0;
     const bool faulty = m_options.badWrite.findFirst(lba, count, hit);
     const SimOutcome stored = store(lba, faulty ? static_cast<std::uint32_t>(hit - lba) : count, buffer);

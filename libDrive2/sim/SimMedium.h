@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 
 #include "libDrive2/BlockHandle.h"
 #include "libDrive2/sim/SectorStore.h"
@@ -43,15 +44,16 @@ struct SimDriveState {
     bool stopped = false;
     std::uint16_t unitAttention = 0x2900;  ///< ASC and ASCQ that wait to be told; power-on to begin with
     SimSecurity security{};
-    SimHealth health{};
+    std::shared_ptr<SimHealth> health{};  ///< never null in a drive
 };
 
 /// The model behind simulated drives: sectors, their faults, and the time that transfers take on
 /// zel::Clock. All handles of a drive share it; they are used by one thread at a time.
 class SimMedium {
 public:
-    /// `image` backs the contents; empty for a model in memory.
-    SimMedium(SimOptions options, SharedBlockHandle image);
+    /// `image` backs the contents; empty for a model in memory. `health` is what the drive went through
+    /// before; null for a new one.
+    SimMedium(SimOptions options, SharedBlockHandle image, std::shared_ptr<SimHealth> health = nullptr);
 
     [[nodiscard]] const SimOptions& options() const { return m_options; }
     [[nodiscard]] bool isPresent() const { return m_options.media[m_inserted].present && m_state.loaded; }

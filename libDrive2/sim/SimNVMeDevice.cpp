@@ -174,7 +174,7 @@ SimNVMeDevice::Status SimNVMeDevice::testItself(const NVMeCommand& command) {
     if (command.namespaceId != 0 && command.namespaceId != namespaceId() &&
         command.namespaceId != kAllNamespaces)
         return kInvalidNamespace;
-    SimHealth& health = m_medium->state().health;
+    SimHealth& health = *m_medium->state().health;
     const std::uint32_t code = command.cdw10 & 0x0F;
     if (code == kAbort) {
         (void)health.abortSelfTest();

@@ -60,7 +60,7 @@ NVMeIdentifyData nvmeNamespaceData(const SimMedium& medium) {
 NVMeSmartLog nvmeSmartLog(const SimMedium& medium) {
     NVMeSmartLog data{};
     putLittleEndian(&data[1], 2, kKelvinOffset + medium.options().temperature);
-    const SimHealth& health = medium.state().health;
+    const SimHealth& health = *medium.state().health;
     const auto spare = static_cast<std::uint8_t>(health.options().sparePercent);
     constexpr std::uint8_t kSpareLimit = 10;
     // Critical warnings: little spare, and a reliability that is degraded.
@@ -80,7 +80,7 @@ NVMeSelfTestLog nvmeSelfTestLog(SimMedium& medium) {
     constexpr std::size_t kBytes = 28;
     constexpr std::size_t kEntries = 20;
     constexpr std::uint8_t kUnused = 0x0F;
-    SimHealth& health = medium.state().health;
+    SimHealth& health = *medium.state().health;
     NVMeSelfTestLog data{};
     if (const auto percent = health.selfTestPercent()) {
         data[0] = selfTestCode(health.runningKind());

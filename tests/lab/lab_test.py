@@ -271,6 +271,43 @@ class Surface(LabTest):
             self.check_surface(LAB.node("echo fd0"), 2880, (), method)
 
 
+class Health(LabTest):
+    """By the drive layer's own commands: smartctl is not in the guest."""
+
+    def told(self, path):
+        status, said = LAB.guest.run(f"drivetest health {path}")
+        return status, said.replace("\u202f", " ")
+
+    def test_of_each_kind(self):
+        for kind, told in (
+                ("nvme", ["Predicted failure +none", "Spare that is left +100 %", "Endurance that is used +0 %",
+                          "Temperature +50 °C"]),
+                ("ahci", ["Predicted failure +none", "Reallocated sectors +0", "Temperature +", "Power_On_Hours"]),
+                ("pata", ["Predicted failure +none", "Reallocated sectors +0", "Temperature +", "Power_On_Hours"])):
+            with self.subTest(kind=kind):
+                status, said = self.told(LAB.path(LAB.disk(kind)))
+                self.assertEqual((status, "the drive's own commands" in said), (0, True), said)
+                for line in told:
+                    self.assertRegex(said, line)
+
+    def test_of_those_that_tell_nothing(self):
+        for kind in ("virtio-scsi", "usb", "uas"):
+            status, said = self.told(LAB.path(LAB.disk(kind)))
+            self.assertEqual((status, "tells nothing of its health" in said), (6, True), said)
+
+    def test_is_recorded_before_and_after_a_run(self):
+        for kind, method in (("nvme", NVME), ("nvme", BLOCK), ("ahci", ATA), ("ahci", BLOCK_AND_SCSI)):
+            with self.subTest(kind=kind, method=method):
+                run = self.read(LAB.path(LAB.disk(kind)), method, "EndRange=1000")
+                self.assertEqual((run.status, [each["when"] for each in run.extensions("health")]), (0, ["before", "after"]))
+
+    def test_disks_test_themselves(self):
+        status, said = LAB.guest.run(f"drivetest selftest {LAB.path(LAB.disk('ahci'))} short")
+        self.assertEqual((status, "self-test (short): passed" in said), (0, True), said)
+        status, said = LAB.guest.run(f"drivetest selftest {LAB.path(LAB.disk('nvme'))} short")
+        self.assertEqual((status, "the drive cannot test itself" in said), (6, True), said)
+
+
 class Pulled(LabTest):
     def check_kind(self, kind, method):
         disk = LAB.disk(kind, slow=True)
@@ -348,6 +385,13 @@ class ScsiDebug(LabTest):
         status, output = LAB.guest.run(f"drivetest run LinearReadTest {path}")
         self.assertEqual(status, 6, output)
         self.assertRegex(output, path + ".*(cannot be|no longer)")
+
+
+    def test_health(self):
+        """It has pages of temperature and of informational exceptions."""
+        status, said = LAB.guest.run(f"drivetest health {self.load()}")
+        self.assertEqual(status, 0, said)
+        self.assertRegex(said, "Temperature +38 °C")
 
 
 class Writing(LabTest):

@@ -42,6 +42,12 @@ FAULTS = ("unreadable", "unwritable", "unreachable", "wrongData")
 OPERATIONS = ("read", "write", "seek", "flush", "other")
 METHODS = ("block", "blockAndScsi", "scsi", "ata", "nvme", "optical", "floppy", "usbFloppy")
 OUTCOMES = range(4)
+HEALTH_PARTS = {"when", "source", "problem", "predictsFailure", "counters", "attributes", "selfTests", "hidden"}
+HEALTH_COUNTERS = {"reallocatedSectors", "pendingSectors", "uncorrectableSectors", "crcErrors", "mediaErrors", "spareLeft",
+                   "spareThreshold", "wear", "temperature", "powerOnHours", "powerCycles", "bytesWritten"}
+ATTRIBUTE_PARTS = {"id", "name", "value", "worst", "threshold", "raw"}
+SELF_TEST_KINDS = ("short", "extended", "other")
+SELF_TEST_OUTCOMES = ("running", "passed", "aborted", "interrupted", "failed")
 MOST_CELLS, MOST_RUNS, MOST_REGIONS, MOST_SLOW = 1 << 20, 1 << 16, 1 << 10, 1000
 CLOSING = ("coverage", "result")  # extensions that every ended step has once, behind everything but extensions
 
@@ -69,6 +75,24 @@ def is_surface(content):
             are_runs(content.get("outcomes"), cells, lambda value: value in OUTCOMES) and
             are_runs(content.get("slowestUs"), cells, lambda value: value is None or is_count(value)) and
             set(blocks) == {"outcomes", "slowestUs"} and all(map(is_count, blocks.values())))
+
+
+def is_health(content):
+    """What a drive says of itself: only what is known."""
+    counters = content.get("counters", {})
+    counts = dict(counters)
+    counts.pop("temperature", None)
+    tests = content.get("selfTests", [])
+    return (content.get("when") in ("before", "after") and content.get("source") in ("smartctl", "drive") and
+            set(content) <= HEALTH_PARTS and isinstance(content.get("predictsFailure", False), bool) and
+            isinstance(content.get("problem", ""), str) and set(counters) <= HEALTH_COUNTERS and
+            all(map(is_count, counts.values())) and isinstance(counters.get("temperature", 0), int) and
+            all(set(each) == ATTRIBUTE_PARTS and all(is_count(each[part]) for part in ATTRIBUTE_PARTS - {"name"})
+                for each in content.get("attributes", [])) and
+            all(each.get("kind") in SELF_TEST_KINDS and each.get("outcome") in SELF_TEST_OUTCOMES and
+                set(each) <= {"kind", "outcome", "hours", "firstBad"} for each in tests) and
+            set(content.get("hidden", {})) <= {"hpaSectors", "dcoSectors", "inaccessibleSectors"} and
+            all(map(is_count, content.get("hidden", {}).values())))
 
 
 def is_regions(content):
@@ -99,7 +123,8 @@ def is_drive(content):
             (content["sectorBytes"] > 0 or content["sectors"] == 0))
 
 
-FORMS = {"drive": is_drive, "surface": is_surface, "regions": is_regions, "slowTransfers": is_slow_transfers, "transfers": is_transfers}
+FORMS = {"drive": is_drive, "surface": is_surface, "regions": is_regions, "slowTransfers": is_slow_transfers, "transfers": is_transfers,
+         "health": is_health}
 
 
 def load_validator():
