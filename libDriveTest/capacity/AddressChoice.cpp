@@ -53,6 +53,7 @@ void addRows(Choice& choice, std::uint64_t sectors, std::uint64_t length) {
         choice.add(i * unit);
     for (std::uint64_t lba = length * unit; lba < sectors; lba += length * unit)
         choice.add(lba);
+    choice.add((sectors - 1) / unit * unit);
 }
 
 }  // namespace

@@ -99,7 +99,7 @@ TEST_F(Stamped, RecoveryUndoesARunThatEndedAnywhere) {
             }
             const RecoveryReport report = recoverAll();
             ASSERT_TRUE(report.isComplete())
-                << writes << " writes, torn at " << torn << ": " << report.problem;
+                << writes << " writes, torn at " << torn << ": " << report.problem.utf8();
             ASSERT_EQ(contentsOf(*drive), before) << writes << " writes, torn at " << torn;
             ASSERT_EQ(readJournal(*file).open.size(), 0U);
             ASSERT_TRUE(undo->release(0, 10));
