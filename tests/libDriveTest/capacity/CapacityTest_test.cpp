@@ -1,6 +1,7 @@
 #include "libDriveTest/capacity/CapacityTest.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "libDriveTest/FaultyDriveFixture.h"
 #include "libDriveTest/capacity/AddressChoice.h"
@@ -102,9 +103,9 @@ TEST(AddressChoice, AnyPeriodOfTheUnitIsFound) {
         EXPECT_EQ(chosen.front(), 0U);
         EXPECT_EQ(chosen.back(), sectors - 1);
         for (std::uint64_t period = 2; period < sectors; ++period) {
-            std::vector<bool> isTaken(period);
+            std::vector<char> isTaken(period);
             ASSERT_TRUE(std::ranges::any_of(
-                chosen, [&](std::uint64_t lba) { return std::exchange(isTaken[lba % period], true); }))
+                chosen, [&](std::uint64_t lba) { return std::exchange(isTaken[lba % period], 1) != 0; }))
                 << sectors << " repeats after " << period;
         }
     }
