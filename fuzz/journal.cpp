@@ -135,7 +135,11 @@ void requireSound(const JournalContents& contents) {
             require(lost.lba >= end && lost.count > 0, "lost sectors rise");
             end = lost.lba + lost.count;
         }
-        require(end <= slot.lba + slot.count, "lost sectors lie in their slot");
+        require(slot.spans.front().lba == slot.lba && journal::areRising(slot.spans) &&
+                    journal::sectorsOf(slot.spans) == slot.count,
+                "its spans are its sectors");
+        const std::uint64_t last = slot.spans.back().lba + slot.spans.back().count;
+        require(end <= last && last <= drive.sectors, "lost sectors lie in their slot");
     }
     for (const DriveSample& sample : contents.header.fingerprint.samples)
         require(sample.lba + sample.count <= drive.sectors, "samples lie on the drive");

@@ -12,6 +12,12 @@ void createForRecording() {
         event->createOnce();
 }
 
+void createForCapacity() {
+    for (SharedEvent* event : {&capacityTrue, &capacityLost, &capacityRepeats, &addressLost, &addressRepeats,
+                               &addressSwapped, &addressUnstable})
+        event->createOnce();
+}
+
 void createForWriting() {
     for (SharedEvent* event :
          {&cannotRdOrigRange, &patternBufferCorrupt, &cannotRestoreData, &patternMismatch,

@@ -60,6 +60,15 @@ inline SharedEvent mediumNotPresentRMBZero{"MediumNotPresentRMBZero"};
 inline SharedEvent surveySample{"surveySample"};
 inline SharedEvent surveyBadAreas{"surveyBadAreas"};
 
+// Of the test of the capacity.
+inline SharedEvent capacityTrue{"capacityTrue"};
+inline SharedEvent capacityLost{"capacityLost"};
+inline SharedEvent capacityRepeats{"capacityRepeats"};
+inline SharedEvent addressLost{"addressLost"};
+inline SharedEvent addressRepeats{"addressRepeats"};
+inline SharedEvent addressSwapped{"addressSwapped"};
+inline SharedEvent addressUnstable{"addressUnstable"};
+
 // Of tests that write.
 inline SharedEvent cannotRdOrigRange{"cannotRdOrigRange"};
 inline SharedEvent patternBufferCorrupt{"patternBufferCorrupt"};
@@ -92,6 +101,7 @@ inline SharedEvent mmcrwCannotFindFreeSectors{"MMCRWcannotFindFreeSectors"};
 /// Creates, in their settled order, those that every test needs, and those that tests of a kind need.
 void createCommon();
 void createForWriting();
+void createForCapacity();
 void createForRecording();
 
 }  // namespace events

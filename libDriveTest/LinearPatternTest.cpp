@@ -41,6 +41,7 @@ void LinearPatternTest::init(Test& test) {
     parameters::numberOfPatterns.addTo(test);
     parameters::overridePattern.addTo(test);
     parameters::verifyOnly.addTo(test);
+    parameters::addressPattern.addTo(test);
     parameters::isolateFailedLBA.addTo(test);
     parameters::maxTime.addTo(test);
     initWriteTest();
@@ -92,6 +93,11 @@ TestResult LinearPatternTest::choosePatterns(Pass& pass) {
         sendEvent(*events::invalidPatternCnt, EventType::WARNING);
         return TestResult::BADPARAMS;
     }
+    stampsAddresses = addressPattern.value();
+    // The addresses of another run are not known.
+    if (stampsAddresses && pass.verifyOnly)
+        return reportInvalidParameters(m_logger, {addressPattern.item(), verifyOnly.item()});
+    patternCount += stampsAddresses ? 1 : 0;
     return TestResult::PASS;
 }
 
@@ -122,7 +128,7 @@ bool LinearPatternTest::setupPatterns() {
         return false;
     }
     allocatePatterns();
-    for (std::uint32_t i = 0; i < patternCount; ++i)
+    for (std::uint32_t i = 0; i < patternCount - (stampsAddresses ? 1 : 0); ++i)
         std::memset(getPattern(i), overrideSet ? overrideByte : kPatterns.at(i), blockBytes);
     return true;
 }

@@ -13,6 +13,7 @@
 #include "RandomSeekTest.h"
 #include "ReadSpeedTest.h"
 #include "ReadWriteSpeedTest.h"
+#include "capacity/CapacityTest.h"
 #include "optional/libScsi2/DefaultReadPerformanceTest.h"
 #include "optional/libScsi2/PatternTestMMC.h"
 #include "optional/libScsi2/RandomWriteTestMMC.h"
@@ -142,6 +143,8 @@ const quix5::TestEntry kTests[] = {
                                                            .timeLimit = parameters::maxTime.name()}),
     fixedDiskTest<CacheTest>("CacheTest",
                              {.preservesIf = parameters::preserveData.name(), .shortName = "cache"}),
+    fixedDiskTest<CapacityTest>("CapacityTest",
+                                {.preservesIf = parameters::preserveData.name(), .shortName = "capacity"}),
     fixedDiskTest<ReadSpeedTest>("ReadSpeedTest", {.shortName = "speed"}),
     fixedDiskTest<ReadWriteSpeedTest>("ReadWriteSpeedTest", {.preservesIf = parameters::preserveData.name()}),
     fixedDiskTest<SurveyReadTest>(kSurvey, {.shortName = "survey",

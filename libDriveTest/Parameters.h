@@ -40,6 +40,8 @@ inline SharedParameter<zel::String> surveyMethod{"SurveyMethod", DataType::STRIN
 inline SharedParameter<bool> preserveData{"PreserveData", DataType::BOOLEAN, true};
 inline SharedParameter<std::uint32_t> numberOfPatterns{"NumberOfPatterns", DataType::UINT32, 4};
 inline SharedParameter<zel::String> overridePattern{"OverridePattern", DataType::STRING, ""};
+inline SharedParameter<bool> addressPattern{"AddressPattern", DataType::BOOLEAN, false};
+inline SharedParameter<std::uint32_t> numberOfAddresses{"NumberOfAddresses", DataType::UINT32, 4096};
 inline SharedParameter<bool> verifyOnly{"VerifyOnly", DataType::BOOLEAN, false};
 inline SharedParameter<zel::String> writeStartRange{"WriteStartRange", DataType::STRING, "MIN"};
 inline SharedParameter<zel::String> writeEndRange{"WriteEndRange", DataType::STRING, "MAX"};

@@ -26,6 +26,11 @@ void PatternWriteTest::allocateBuffers(const Pass& pass) {
 
 void PatternWriteTest::allocatePatterns() {
     m_patterns = zel::Buffer(std::size_t{patternCount} * blockBytes);
+    m_stamp = libDrive2::AddressStamp();
+    const std::uint32_t sectorBytes = drive->getSectorSize();
+    // For the journal one stands for all.
+    for (std::uint32_t at = 0; stampsAddresses && at + sectorBytes <= blockBytes; at += sectorBytes)
+        m_stamp.fill(0, {getPattern(patternCount - 1) + at, sectorBytes});
 }
 
 std::uint8_t* PatternWriteTest::getPattern(std::uint32_t index) {
@@ -36,9 +41,15 @@ bool PatternWriteTest::verifyPattern(std::uint32_t index, const void* data, std:
     return std::memcmp(getPattern(index), data, length) == 0;
 }
 
-bool PatternWriteTest::writePattern(std::uint64_t sector, std::uint16_t count, const void* pattern,
+void PatternWriteTest::stampChunk(const Pass& pass, std::uint64_t lba) {
+    std::uint8_t* const block = getPattern(patternCount - 1);
+    for (std::uint32_t i = 0; i < pass.blocks; ++i)
+        m_stamp.fill(lba + i, {block + std::size_t{i} * pass.range.sectorSize, pass.range.sectorSize});
+}
+
+bool PatternWriteTest::writePattern(std::uint64_t sector, std::uint16_t count, std::uint32_t index,
                                     bool isolate) {
-    const bool written = drive->writeSector(sector, count, pattern, drive->getSectorSize() * count);
+    const bool written = drive->writeSector(sector, count, getPattern(index), drive->getSectorSize() * count);
     m_backup.noteWritten();
     if (written)
         return true;
@@ -49,16 +60,17 @@ bool PatternWriteTest::writePattern(std::uint64_t sector, std::uint16_t count, c
         reportWrErr(sector, count);
         return false;
     }
-    return writeSingly(sector, count, pattern);
+    return writeSingly(sector, count, index);
 }
 
-/// The block is uniform: each sector is written from its start.
-bool PatternWriteTest::writeSingly(std::uint64_t sector, std::uint16_t count, const void* pattern) {
+/// But for stamps the block is uniform: each sector is written from its start.
+bool PatternWriteTest::writeSingly(std::uint64_t sector, std::uint16_t count, std::uint32_t index) {
+    const std::size_t step = isStamp(index) ? drive->getSectorSize() : 0;
     const String errorText = drive->getLastErrorStr();
     drive->setRetryCallbackBehavior(m_behaviors.isolation);
     bool allWritten = true;
     for (std::uint64_t s = sector; s < sector + count; ++s) {
-        if (drive->writeSector(s, 1, pattern, drive->getSectorSize()))
+        if (drive->writeSector(s, 1, getPattern(index) + (s - sector) * step, drive->getSectorSize()))
             continue;
         // Both ways out of here leave the isolation behaviour in force.
         if (isNonFailError(drive->lastError))
@@ -167,7 +179,9 @@ std::optional<TestResult> PatternWriteTest::applyPatterns(const Pass& pass, std:
 
 PatternWriteTest::Turn PatternWriteTest::applyPattern(const Pass& pass, std::uint64_t lba,
                                                       std::uint32_t index, std::uint64_t& progress) {
-    if (!pass.verifyOnly && !writePattern(lba, pass.blocks, getPattern(index), pass.isolate))
+    if (isStamp(index))
+        stampChunk(pass, lba);
+    if (!pass.verifyOnly && !writePattern(lba, pass.blocks, index, pass.isolate))
         return handleWriteFailure(pass, lba);
     progress += 100;
     if (!drive->readSector(lba, pass.blocks, m_readBuffer.data(), blockBytes))
@@ -238,7 +252,8 @@ PatternWriteTest::Turn PatternWriteTest::narrow(const Pass& pass, std::uint64_t 
 /// The chunk is put back at the first sector that differs; the others are compared with the pattern still.
 std::optional<TestResult> PatternWriteTest::checkSector(Narrowing& narrowing, std::uint64_t sector) {
     const Pass& pass = narrowing.pass;
-    if (verifyPattern(narrowing.index, m_readBuffer.data(), pass.range.sectorSize))
+    if (isStamp(narrowing.index) ? m_stamp.isAt(sector, {m_readBuffer.data(), pass.range.sectorSize})
+                                 : verifyPattern(narrowing.index, m_readBuffer.data(), pass.range.sectorSize))
         return std::nullopt;
     if (narrowing.holdsPattern) {
         drive->condemnSectors(sector, 1, SectorFault::wrongData);

@@ -2,6 +2,7 @@
 
 #include "ChunkBackup.h"
 #include "DriveTest.h"
+#include "libDrive2/AddressStamp.h"
 #include "zel/Export.h"
 
 namespace libDriveTest {
@@ -33,6 +34,7 @@ protected:
 
     void allocateBuffers(const Pass& pass);
     /// Makes room for the patterns; the block of each is filled by the caller.
+    /// The one of addresses is filled here.
     void allocatePatterns();
     [[nodiscard]] std::uint8_t* getPattern(std::uint32_t index);
     [[nodiscard]] bool verifyPattern(std::uint32_t index, const void* data, std::uint32_t length);
@@ -42,6 +44,8 @@ protected:
     zel::Logger& m_logger;
     std::uint32_t blockBytes = 0;    ///< of one chunk
     std::uint32_t patternCount = 0;  ///< patterns to apply
+    /// The last pattern is each sector's own address, as a stamp of this run.
+    bool stampsAddresses = false;
 
 private:
     /// What a pattern's turn means for the chunk; a result ends the test.
@@ -59,8 +63,12 @@ private:
         bool isDoubtLogged = false;
     };
 
-    bool writePattern(std::uint64_t sector, std::uint16_t count, const void* pattern, bool isolate);
-    bool writeSingly(std::uint64_t sector, std::uint16_t count, const void* pattern);
+    bool writePattern(std::uint64_t sector, std::uint16_t count, std::uint32_t index, bool isolate);
+    [[nodiscard]] bool isStamp(std::uint32_t index) const {
+        return stampsAddresses && index + 1 == patternCount;
+    }
+    void stampChunk(const Pass& pass, std::uint64_t lba);
+    bool writeSingly(std::uint64_t sector, std::uint16_t count, std::uint32_t index);
     void startPartialChunk(Pass& pass, std::uint64_t lba);
     std::optional<TestResult> testChunk(const Pass& pass, std::uint64_t lba, std::uint64_t done);
     /// For a chunk that could not be saved.
@@ -75,6 +83,7 @@ private:
     std::optional<TestResult> restoreChunk(const Pass& pass, std::uint64_t lba);
     std::optional<TestResult> stopIfAsked(const Pass& pass, std::uint64_t lba);
 
+    libDrive2::AddressStamp m_stamp;
     WriteBehaviors m_behaviors;
     ChunkBackup m_backup;
     zel::Buffer m_patterns;

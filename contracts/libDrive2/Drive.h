@@ -6,6 +6,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <span>
 #include <utility>
 #include <vector>
 
@@ -157,7 +158,11 @@ public:
     /// These sectors hold `data` and are about to be overwritten. False counts as a failed backup: do not
     /// overwrite. The journal gets whole physical sectors, as a power cut may spoil the whole of one.
     bool protectSectors(std::uint64_t lba, std::uint32_t count, const void* data, std::size_t bytes);
-    /// These sectors have been put back, all that one protectSectors() named. The drive is flushed first, and
+    /// The same for sectors scattered over the drive, which are put back together: `spans` rise and do not
+    /// overlap, `data` holds their sectors one after the other. They should be whole physical sectors, as far
+    /// as these can be read. Released by the first one's LBA and the number of all.
+    bool protectScattered(std::span<const SectorSpan> spans, const void* data, std::size_t bytes);
+    /// These sectors have been put back, all that one protection named. The drive is flushed first, and
     /// read back where the journal wants that; false leaves the data in the journal.
     bool releaseSectors(std::uint64_t lba, std::uint32_t count);
     /// Puts back what is protected still, from the journal, as long as the drive answers: writes the sectors
@@ -227,6 +232,7 @@ private:
         std::uint64_t lba;         ///< as protectSectors() was told
         std::uint64_t journalLba;  ///< of the whole physical sectors
         std::uint32_t journalCount;
+        std::vector<SectorSpan> spans{};  ///< what the journal holds: all of the range, or scattered sectors
     };
     /// The whole physical sectors around a range, read into `wide` together with its `data`; the range itself
     /// and no buffer where it is made of such.

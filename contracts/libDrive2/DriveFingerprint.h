@@ -1,6 +1,8 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
+#include <span>
 #include <vector>
 
 #include "libDrive2/BlockHandle.h"
@@ -36,8 +38,13 @@ struct FingerprintFinding {
     std::uint64_t firstChanged = 0;  ///< LBA of the first of them
 };
 
-/// Reads them again, but those that touch a span.
+/// Whether a sector is known to hold something else by the doing of who asks.
+using SectorExcuse = std::function<bool(std::span<const std::uint8_t> sector)>;
+
+/// Reads them again, but those that touch a span. Left out are samples with an excused sector, and those that
+/// hold something else at each read.
 DRIVETEST_API FingerprintFinding compareFingerprint(BlockHandle& drive, const DriveFingerprint& before,
-                                                    const std::vector<SectorSpan>& except);
+                                                    const std::vector<SectorSpan>& except,
+                                                    const SectorExcuse& isExcused = nullptr);
 
 }  // namespace libDrive2

@@ -23,9 +23,9 @@ struct JournalSettings {
     DriveFingerprint fingerprint{};  ///< of the drive before the run
 };
 
-/// A SectorJournal in a preallocated file. It holds up to two protected ranges, which must not overlap, and
-/// what is going to be written. Not closed properly, the file stays as it is: readJournal() and recover()
-/// continue.
+/// A SectorJournal in a preallocated file. It holds what up to two protections were given, which must not
+/// overlap, and what is going to be written. Not closed properly, the file stays as it is: readJournal() and
+/// recover() continue.
 class DRIVETEST_API UndoJournal : public SectorJournal {
 public:
     /// The size of a file for such slots and so many bytes of distinct sectors in expectWrites().
@@ -62,12 +62,13 @@ struct JournalHeader {
     DriveFingerprint fingerprint{};  ///< of the drive before the run
 };
 
-/// A protected range that was not released.
+/// Protected sectors that were not released: a range, or scattered ones.
 struct JournalSlot {
     std::uint32_t index = 0;  ///< place in the file
     std::uint64_t sequence = 0;
-    std::uint64_t lba = 0;
-    std::uint32_t count = 0;    ///< sectors; 0 where even this is lost
+    std::uint64_t lba = 0;            ///< of the first one
+    std::uint32_t count = 0;          ///< sectors; 0 where even this is lost
+    std::vector<SectorSpan> spans{};  ///< all of them, rising; empty where count is 0
     bool wasRestoring = false;  ///< a recovery began to overwrite torn sectors, and did not come to its end
     zel::Buffer data{};         ///< what the sectors held; empty for a damaged slot
     std::vector<SectorSpan> lost{};  ///< sectors of which the journal's own medium lost the data; rising

@@ -52,6 +52,15 @@ constexpr std::array<std::pair<const char*, const char*>, libDrive2::kSectorFind
      marked("{sectors} hold something else by now: would be overwritten")},
 }};
 
+std::string sectorsOf(const libDrive2::JournalSlot& slot) {
+    if (slot.spans.size() < 2)
+        return sectorsText(slot.lba, slot.count);
+    return words("{n} scattered sectors from {first} to {last}",
+                 {{"n", slot.count},
+                  {"first", slot.lba},
+                  {"last", slot.spans.back().lba + slot.spans.back().count - 1}});
+}
+
 std::string findingText(const std::string& sectors, SectorFinding finding, bool dryRun) {
     const auto& [done, planned] = kFindings.at(static_cast<std::size_t>(finding));
     return words(dryRun ? planned : done, {{"sectors", sectors}});
@@ -123,7 +132,7 @@ void DriveRecovery::showHeader() const {
                                  {"time", timeText(header.createdUnixMicros / 1000000)},
                                  {"path", header.locator}}));
     for (const libDrive2::JournalSlot& slot : m_journal.open)
-        m_console.line("  " + words("holds {sectors}", {{"sectors", sectorsText(slot.lba, slot.count)}}));
+        m_console.line("  " + words("holds {sectors}", {{"sectors", sectorsOf(slot)}}));
     for (const libDrive2::JournalSlot& slot : m_journal.damaged)
         m_console.line("  " + words("LOST the data of {sectors}, which may hold test patterns: the journal's "
                                     "own medium is damaged",

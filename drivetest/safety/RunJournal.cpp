@@ -25,6 +25,8 @@ using libDrive2::JournalFolder;
 constexpr std::uint64_t kChunkBytes = 32 << 20;
 constexpr std::uint64_t kBesideChunk = 128 << 10;
 constexpr std::uint64_t kMostPatterns = 32 << 20;
+/// Scattered sectors can be thousands.
+constexpr std::size_t kShownRanges = 20;
 
 ExitStatus refuse(const std::string& sentence, ExitStatus status) {
     complain(words("{reason}; nothing was written", {{"reason", sentence}}));
@@ -226,9 +228,13 @@ void RunJournal::close(Console& console) {
 void RunJournal::showUnrestored(const std::string& locator, Console& console) const {
     console.line(eventLabel(words("error:")) +
                  words("NOT ALL DATA WAS PUT BACK on {drive}", {{"drive", locator}}));
-    for (const WatchedJournal::Range& range : m_watched->unrestored())
+    const std::vector<WatchedJournal::Range>& ranges = m_watched->unrestored();
+    for (std::size_t i = 0; i < std::min(ranges.size(), kShownRanges); ++i)
         console.line(eventIndent() + words("{sectors} may hold test patterns",
-                                           {{"sectors", sectorsText(range.lba, range.count)}}));
+                                           {{"sectors", sectorsText(ranges[i].lba, ranges[i].count)}}));
+    if (ranges.size() > kShownRanges)
+        console.line(eventIndent() + words("and further scattered sectors, up to {lba}",
+                                           {{"lba", ranges.back().lba + ranges.back().count - 1}}));
     if (m_file != nullptr)
         console.line(eventIndent() +
                      words("their data is in {journal}: {command} puts it back when the drive takes it",

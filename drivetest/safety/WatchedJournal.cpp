@@ -31,9 +31,26 @@ bool WatchedJournal::expectWrites(const void* data, std::size_t bytes) {
 bool WatchedJournal::protect(std::uint64_t lba, std::uint32_t count, const void* data, std::size_t bytes) {
     const bool isKept = m_inner != nullptr ? noteFailureUnless(m_inner->protect(lba, count, data, bytes))
                                            : keepCopy({lba, count}, data, bytes);
+    if (isKept)
+        m_unrestored.push_back({lba, count});
+    return isKept;
+}
+
+bool WatchedJournal::protectScattered(std::span<const libDrive2::SectorSpan> spans, const void* data,
+                                      std::size_t bytes) {
+    std::vector<Range> ranges;
+    std::uint32_t sectors = 0;
+    for (const libDrive2::SectorSpan& span : spans) {
+        ranges.push_back({span.lba, static_cast<std::uint32_t>(span.count)});
+        sectors += ranges.back().count;
+    }
+    const Range named{spans.front().lba, sectors};
+    const bool isKept = m_inner != nullptr ? noteFailureUnless(m_inner->protectScattered(spans, data, bytes))
+                                           : keepCopy(named, data, bytes);
     if (!isKept)
         return false;
-    m_unrestored.push_back({lba, count});
+    m_unrestored.insert(m_unrestored.end(), ranges.begin(), ranges.end());
+    m_scattered.emplace_back(named, std::move(ranges));
     return true;
 }
 
@@ -69,9 +86,13 @@ bool WatchedJournal::holdsOriginal(std::uint64_t lba, std::uint32_t count, const
                            : copy != nullptr && bytes <= copy->data.size() &&
                                  std::memcmp(copy->data.data(), data, bytes) == 0)
         return true;
+    const bool isScattered = std::any_of(m_scattered.begin(), m_scattered.end(), [&](const auto& each) {
+        return each.first == Range{lba, count};
+    });
     const zel::Wording sectors =
-        count == 1 ? worded("sector {lba}", {{"lba", lba}})
-                   : worded("sectors {first} through {last}", {{"first", lba}, {"last", lba + count - 1}});
+        isScattered  ? worded("{n} scattered sectors, the first of them {lba},", {{"n", count}, {"lba", lba}})
+        : count == 1 ? worded("sector {lba}", {{"lba", lba}})
+                     : worded("sectors {first} through {last}", {{"first", lba}, {"last", lba + count - 1}});
     fail(worded("what was put back on {sectors} does not read back as it was", {{"sectors", sectors}}));
     return false;
 }
@@ -88,7 +109,18 @@ bool WatchedJournal::readOriginal(std::uint64_t lba, std::uint32_t count, void* 
 
 bool WatchedJournal::release(std::uint64_t lba, std::uint32_t count) {
     // The sectors hold their data again, whatever the journal says of them.
-    std::erase(m_unrestored, Range{lba, count});
+    const Range named{lba, count};
+    const auto scattered = std::find_if(m_scattered.begin(), m_scattered.end(),
+                                        [&](const auto& each) { return each.first == named; });
+    if (scattered == m_scattered.end()) {
+        std::erase(m_unrestored, named);
+    } else {
+        const std::vector<Range>& ranges = scattered->second;
+        std::erase_if(m_unrestored, [&](const Range& range) {
+            return std::find(ranges.begin(), ranges.end(), range) != ranges.end();
+        });
+        m_scattered.erase(scattered);
+    }
     if (Copy* const copy = findCopy({lba, count}))
         copy->isKept = false;
     return m_inner == nullptr || noteFailureUnless(m_inner->release(lba, count));

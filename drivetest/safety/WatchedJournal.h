@@ -1,7 +1,9 @@
 #pragma once
 
 #include <array>
+#include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "libDrive2/DriveTypes.h"
@@ -34,6 +36,8 @@ public:
 
     bool expectWrites(const void* data, std::size_t bytes) override;
     bool protect(std::uint64_t lba, std::uint32_t count, const void* data, std::size_t bytes) override;
+    bool protectScattered(std::span<const libDrive2::SectorSpan> spans, const void* data,
+                          std::size_t bytes) override;
     [[nodiscard]] bool outlivesCrash() const override { return m_inner != nullptr; }
     [[nodiscard]] bool verifiesRestores() const override;
     bool holdsOriginal(std::uint64_t lba, std::uint32_t count, const void* data, std::size_t bytes) override;
@@ -58,6 +62,8 @@ private:
     libDrive2::SectorJournal* m_inner;
     std::array<Copy, kMostCopies> m_copies;
     std::vector<Range> m_unrestored;
+    /// Scattered sectors that are protected: what names them, and what of it they are.
+    std::vector<std::pair<Range, std::vector<Range>>> m_scattered;
     std::string m_failure;  ///< in the language of people
     zel::Wording m_cause;
 };

@@ -69,20 +69,40 @@ bool Drive::protectSectors(std::uint64_t lba, std::uint32_t count, const void* d
         return failProtection(zel::marked("the journal did not take the data"), lba,
                               m_journal->lastErrorStr());
     m_protected.push_back(range);
+    m_protected.back().spans = {{range.journalLba, range.journalCount}};
+    return true;
+}
+
+bool Drive::protectScattered(std::span<const SectorSpan> spans, const void* data, std::size_t bytes) {
+    if (m_journal == nullptr || spans.empty())
+        return true;
+    const std::uint64_t first = spans.front().lba;
+    if (!m_journal->protectScattered(spans, data, bytes))
+        return failProtection(zel::marked("the journal did not take the data"), first,
+                              m_journal->lastErrorStr());
+    m_protected.push_back(
+        {first, first, static_cast<std::uint32_t>(bytes / getSectorSize()), {spans.begin(), spans.end()}});
     return true;
 }
 
 bool Drive::readsBackAsBefore(const ProtectedRange& range) {
-    const auto bytes = range.journalCount * getSectorSize();
-    zel::Buffer found(bytes);
-    const auto reads = [&] {
-        return doReadSector(range.journalLba, range.journalCount, found.data(), bytes) == LIBDRIVE2_NO_ERROR;
-    };
-    // One read that goes wrong says nothing of what was written.
-    bool isRead = reads();
-    for (std::uint32_t retry = 0; !isRead && retry < m_retryCount; ++retry)
-        isRead = reads();
-    return isRead && m_journal->holdsOriginal(range.journalLba, range.journalCount, found.data(), bytes);
+    zel::Buffer found(std::size_t{range.journalCount} * getSectorSize());
+    std::uint8_t* into = found.data();
+    for (const SectorSpan& span : range.spans) {
+        const auto bytes = static_cast<std::uint32_t>(span.count) * getSectorSize();
+        const auto reads = [&] {
+            return doReadSector(span.lba, static_cast<std::uint32_t>(span.count), into, bytes) ==
+                   LIBDRIVE2_NO_ERROR;
+        };
+        // One read that goes wrong says nothing of what was written.
+        bool isRead = reads();
+        for (std::uint32_t retry = 0; !isRead && retry < m_retryCount; ++retry)
+            isRead = reads();
+        if (!isRead)
+            return false;
+        into += bytes;
+    }
+    return m_journal->holdsOriginal(range.journalLba, range.journalCount, found.data(), found.size());
 }
 
 bool Drive::releaseSectors(std::uint64_t lba, std::uint32_t /*count*/) {
@@ -121,7 +141,7 @@ void Drive::restoreRanges(const std::function<bool()>& isSameDrive, RestoreOutco
     // The newest first: where two overlap, what the older one held is the original.
     for (auto range = m_protected.end(); range != m_protected.begin();) {
         --range;
-        if (restorer.restore(range->journalLba, range->journalCount, outcome) &&
+        if (restorer.restore(range->spans, outcome) &&
             m_journal->release(range->journalLba, range->journalCount))
             range = m_protected.erase(range);
     }

@@ -38,14 +38,17 @@ RangeRestorer::RangeRestorer(Drive& drive, SectorJournal& journal, const std::fu
       m_sectorCount(drive.getSectorCount()),
       m_pieceSectors(std::max(1U, kPieceBytes / std::max(1U, m_sectorBytes))) {}
 
-bool RangeRestorer::restore(std::uint64_t lba, std::uint32_t count, RestoreOutcome& outcome) {
-    m_lba = lba;
-    m_count = count;
+bool RangeRestorer::restore(const std::vector<SectorSpan>& spans, RestoreOutcome& outcome) {
     try {
-        m_original = zel::Buffer(std::size_t{count} * m_sectorBytes);
-        m_found = zel::Buffer(std::size_t{std::min(count, m_pieceSectors)} * m_sectorBytes);
-        m_differs.assign(count, true);
-        if (m_journal.readOriginal(lba, count, m_original.data(), m_original.size()))
+        m_lbas.clear();
+        for (const SectorSpan& span : spans)
+            for (std::uint64_t i = 0; i < span.count; ++i)
+                m_lbas.push_back(span.lba + i);
+        m_count = static_cast<std::uint32_t>(m_lbas.size());
+        m_original = zel::Buffer(std::size_t{m_count} * m_sectorBytes);
+        m_found = zel::Buffer(std::size_t{std::min(m_count, m_pieceSectors)} * m_sectorBytes);
+        m_differs.assign(m_count, true);
+        if (m_journal.readOriginal(m_lbas.front(), m_count, m_original.data(), m_original.size()))
             return putBack(outcome);
         outcome.reason = m_journal.lastErrorStr().shown();
         if (isAsBefore())
@@ -53,17 +56,23 @@ bool RangeRestorer::restore(std::uint64_t lba, std::uint32_t count, RestoreOutco
     } catch (const std::bad_alloc&) {
         outcome.reason = zel::words("there is not enough memory");
     }
-    outcome.left.push_back({lba, count});
+    outcome.left.insert(outcome.left.end(), spans.begin(), spans.end());
     return false;
 }
 
 /// Even a journal that cannot be read may know the data's checksum.
 bool RangeRestorer::isAsBefore() {
     settle();
-    const auto bytes = static_cast<std::uint32_t>(m_original.size());
-    return m_isDurable &&
-           attempt([&] { return m_drive.readSector(m_lba, m_count, m_original.data(), bytes); }) &&
-           m_journal.holdsOriginal(m_lba, m_count, m_original.data(), bytes);
+    for (std::uint32_t at = 0, end = 0; at < m_count; at = end) {
+        for (end = at + 1; end < m_count && isNextTo(end);)
+            ++end;
+        std::uint8_t* const into = m_original.data() + std::size_t{at} * m_sectorBytes;
+        if (!m_isDurable || !attempt([&] {
+                return m_drive.readSector(m_lbas[at], end - at, into, (end - at) * m_sectorBytes);
+            }))
+            return false;
+    }
+    return m_journal.holdsOriginal(m_lbas.front(), m_count, m_original.data(), m_original.size());
 }
 
 bool RangeRestorer::putBack(RestoreOutcome& outcome) {
@@ -94,8 +103,8 @@ bool RangeRestorer::putBack(RestoreOutcome& outcome) {
 void RangeRestorer::addLeft(RestoreOutcome& outcome) const {
     bool isInSpan = false;
     for (std::uint32_t at = 0; at < m_count; ++at) {
-        if (m_differs[at] && !isInSpan)
-            outcome.left.push_back({m_lba + at, 0});
+        if (m_differs[at] && (!isInSpan || !isNextTo(at)))
+            outcome.left.push_back({m_lbas[at], 0});
         isInSpan = m_differs[at];
         if (isInSpan)
             ++outcome.left.back().count;
@@ -121,9 +130,10 @@ void RangeRestorer::settle() {
 void RangeRestorer::compare(std::uint32_t first, std::uint32_t count) {
     for (std::uint32_t done = 0, now = 0; done < count && !m_isGone; done += now) {
         const std::uint32_t at = first + done;
-        now = std::min(m_pieceSectors, count - done);
+        for (now = 1; now < m_pieceSectors && now < count - done && isNextTo(at + now);)
+            ++now;
         const auto bytes = now * m_sectorBytes;
-        if (attempt([&] { return m_drive.readSector(m_lba + at, now, m_found.data(), bytes); })) {
+        if (attempt([&] { return m_drive.readSector(m_lbas[at], now, m_found.data(), bytes); })) {
             for (std::uint32_t i = 0; i < now; ++i)
                 m_differs[at + i] =
                     std::memcmp(m_found.data() + std::size_t{i} * m_sectorBytes,
@@ -142,7 +152,7 @@ void RangeRestorer::writeDiffering() {
         end = at + 1;
         if (!m_differs[at])
             continue;
-        while (end < m_count && m_differs[end] && end - at < m_pieceSectors)
+        while (end < m_count && m_differs[end] && isNextTo(end) && end - at < m_pieceSectors)
             ++end;
         writeRun(at, end - at);
     }
@@ -150,7 +160,7 @@ void RangeRestorer::writeDiffering() {
 
 void RangeRestorer::writeRun(std::uint32_t first, std::uint32_t count) {
     const std::uint8_t* const data = m_original.data() + std::size_t{first} * m_sectorBytes;
-    if (attempt([&] { return m_drive.writeSector(m_lba + first, count, data, count * m_sectorBytes); }))
+    if (attempt([&] { return m_drive.writeSector(m_lbas[first], count, data, count * m_sectorBytes); }))
         return;
     for (std::uint32_t i = 0; count > 1 && i < count && !m_isGone; ++i)
         writeRun(first + i, 1);
@@ -178,7 +188,7 @@ bool RangeRestorer::attempt(Operation operation) {
 
 /// Not every error of this kind tells of the whole drive: an image file may only have no room to grow.
 bool RangeRestorer::answers() {
-    if (!m_drive.readSector(m_lba, 1, m_found.data(), m_sectorBytes) && isSetback(m_drive.lastError))
+    if (!m_drive.readSector(m_lbas.front(), 1, m_found.data(), m_sectorBytes) && isSetback(m_drive.lastError))
         return false;
     m_setbacks = 0;
     return true;

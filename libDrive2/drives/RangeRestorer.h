@@ -9,14 +9,15 @@
 
 namespace libDrive2 {
 
-/// Puts ranges of a drive back from what its journal holds of them, as long as the drive answers.
+/// Puts ranges of a drive, or scattered sectors, back from what its journal holds of them, as long as the
+/// drive answers.
 class RangeRestorer {
 public:
     /// All must outlive it; `isSameDrive` may be null, see Drive::restoreProtected().
     RangeRestorer(Drive& drive, SectorJournal& journal, const std::function<bool()>& isSameDrive);
-    /// Takes exactly what one protect() was given. True when all of it holds its data again, durably where
+    /// Takes exactly what one protection was given. True when all of it holds its data again, durably where
     /// the journal outlives a crash; else `outcome` is told what is left and why.
-    bool restore(std::uint64_t lba, std::uint32_t count, RestoreOutcome& outcome);
+    bool restore(const std::vector<SectorSpan>& spans, RestoreOutcome& outcome);
 
 private:
     bool isAsBefore();
@@ -31,6 +32,7 @@ private:
     bool waitForReturn();
     bool comesBack();
     void addLeft(RestoreOutcome& outcome) const;
+    [[nodiscard]] bool isNextTo(std::uint32_t index) const { return m_lbas[index] == m_lbas[index - 1] + 1; }
     [[nodiscard]] bool differsAnywhere() const;
 
     Drive& m_drive;
@@ -39,7 +41,7 @@ private:
     const std::uint32_t m_sectorBytes;
     const std::uint64_t m_sectorCount;
     const std::uint32_t m_pieceSectors;  ///< of a transfer, at most
-    std::uint64_t m_lba = 0;
+    std::vector<std::uint64_t> m_lbas;   ///< rising
     std::uint32_t m_count = 0;
     zel::Buffer m_original;
     zel::Buffer m_found;

@@ -98,6 +98,21 @@ bool liesOn(const DriveSample& sample, const BlockDeviceInfo& drive) {
     return sample.count <= sectors && sample.lba <= sectors - sample.count;
 }
 
+/// Whether a sample, with the sum of what it holds now, tells of somebody else.
+bool isChange(BlockHandle& drive, const DriveSample& sample, const SectorExcuse& isExcused) {
+    const std::size_t sectorBytes = drive.info().logicalSectorBytes;
+    zel::Buffer now(sample.count * sectorBytes);
+    if (!drive.read(sample.lba * sectorBytes, now.data(), now.size()).ok())
+        return true;
+    // A sector that is not there at all may hold anything.
+    if (shortChecksumOf({now.data(), now.size()}) != sample.sum)
+        return false;
+    for (std::size_t at = 0; isExcused && at < now.size(); at += sectorBytes)
+        if (isExcused({now.data() + at, sectorBytes}))
+            return false;
+    return true;
+}
+
 }  // namespace
 
 DriveFingerprint takeFingerprint(BlockHandle& drive) {
@@ -111,7 +126,7 @@ DriveFingerprint takeFingerprint(BlockHandle& drive) {
 }
 
 FingerprintFinding compareFingerprint(BlockHandle& drive, const DriveFingerprint& before,
-                                      const std::vector<SectorSpan>& except) {
+                                      const std::vector<SectorSpan>& except, const SectorExcuse& isExcused) {
     FingerprintFinding finding;
     if (drive.info().logicalSectorBytes == 0)
         return finding;
@@ -121,11 +136,18 @@ FingerprintFinding compareFingerprint(BlockHandle& drive, const DriveFingerprint
             std::none_of(except.begin(), except.end(),
                          [&sample](const SectorSpan& span) { return touches(sample, span); }))
             wanted.push_back(sample);
-    SampleReader(drive).read(wanted, [&finding](const DriveSample& sample, std::uint64_t sum) {
+    std::vector<DriveSample> changed;
+    SampleReader(drive).read(wanted, [&](const DriveSample& sample, std::uint64_t sum) {
         ++finding.compared;
-        if (sum != sample.sum && finding.changed++ == 0)
-            finding.firstChanged = sample.lba;
+        if (sum != sample.sum)
+            changed.push_back({sample.lba, sample.count, sum});
     });
+    for (const DriveSample& sample : changed) {
+        const bool counts = isChange(drive, sample, isExcused);
+        finding.compared -= counts ? 0U : 1U;
+        if (counts && finding.changed++ == 0)
+            finding.firstChanged = sample.lba;
+    }
     return finding;
 }
 

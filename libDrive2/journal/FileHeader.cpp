@@ -26,6 +26,10 @@ constexpr std::uint64_t kMostSampleBytes = 1 << 20;
 /// What a device writes as a whole, and so what is blank as a whole where a write was cut off.
 constexpr std::size_t kFirstPiece = 512;
 
+bool isKnown(std::uint32_t version) {
+    return version >= kOldestVersion && version <= kVersion;
+}
+
 /// The text with its length before it. False when it does not fit.
 bool storeText(FileHeaderBytes bytes, std::size_t& at, std::string_view text) {
     if (at + 2 + text.size() > kChecksumAt)
@@ -78,7 +82,7 @@ bool loadSamples(Bytes bytes, std::size_t& at, JournalHeader& header) {
 bool isSealed(Bytes bytes) {
     const Checksum sum = checksumOf(bytes.first(kChecksumAt));
     return loadLittleEndian<std::uint64_t>(bytes, 0) == kFileMagic &&
-           loadLittleEndian<std::uint32_t>(bytes, kVersionAt) == kVersion &&
+           isKnown(loadLittleEndian<std::uint32_t>(bytes, kVersionAt)) &&
            (loadLittleEndian<std::uint64_t>(bytes, kChecksumAt) == sum.low ||
             loadLittleEndian<std::uint64_t>(bytes, kChecksumAt + 8) == sum.high);
 }
@@ -137,7 +141,7 @@ FileBeginning beginningOf(Bytes bytes) {
     const int wrongBits = std::popcount(loadLittleEndian<std::uint64_t>(bytes, 0) ^ kFileMagic);
     const auto version = loadLittleEndian<std::uint32_t>(bytes, kVersionAt);
     if (wrongBits <= 1 && version != 0)
-        return version == kVersion ? FileBeginning::cutOff : FileBeginning::otherVersion;
+        return isKnown(version) ? FileBeginning::cutOff : FileBeginning::otherVersion;
     // Cut off within the magic or right behind it.
     std::uint8_t magic[8] = {};
     storeLittleEndian(magic, 0, kFileMagic);

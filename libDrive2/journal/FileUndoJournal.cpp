@@ -6,6 +6,7 @@
 #include <random>
 
 #include "libDrive2/journal/FileHeader.h"
+#include "libDrive2/journal/SpanTable.h"
 #include "zel/Format.h"
 #include "zel/Words.h"
 
@@ -181,22 +182,25 @@ bool FileUndoJournal::writeExpected(std::size_t knownBytes) {
     return take(m_file->write(offset, m_block.data(), kBlockBytes), zel::marked("it could not be written"));
 }
 
-bool FileUndoJournal::mayProtect(std::uint64_t lba, std::uint32_t count, std::size_t bytes) {
+bool FileUndoJournal::mayProtect(std::span<const SectorSpan> spans, std::size_t bytes,
+                                 std::size_t tableBytes) {
     if (m_isClosed)
         return fail("it is closed");
     if (!m_isExpectedWritten)
         return fail(zel::worded("the patterns of the test could not be written to it"));
-    if (count == 0 || bytes != std::size_t{count} * m_header.drive.sectorBytes)
+    const std::uint64_t count = journal::sectorsOf(spans);
+    if (count == 0 || !journal::areRising(spans) || bytes != count * m_header.drive.sectorBytes)
         return fail(zel::format("%u bytes are not the data of %u sectors", bytes, count));
-    if (bytes > m_header.slotBytes)
-        return fail(zel::format("it takes up to %u bytes at once, not %u", m_header.slotBytes, bytes));
+    if (tableBytes + bytes > m_header.slotBytes)
+        return fail(
+            zel::format("it takes up to %u bytes at once, not %u", m_header.slotBytes, tableBytes + bytes));
     // Of sectors that are protected already, the first data is the original; this would be no more than a
     // copy of what a test left there.
     for (const Slot& slot : m_slots)
-        if (slot.isOpen && lba < slot.header.lba + slot.header.count && slot.header.lba < lba + count)
+        if (slot.isOpen && journal::doOverlap(slot.spans, spans))
             return fail(zel::worded(
                 "sectors {first} through {last} are still in it, because they could not be put back",
-                {{"first", slot.header.lba}, {"last", slot.header.lba + slot.header.count - 1}}));
+                {{"first", slot.header.lba}, {"last", slot.spans.back().lba + slot.spans.back().count - 1}}));
     return true;
 }
 
@@ -217,13 +221,38 @@ bool FileUndoJournal::clear(std::uint32_t index) {
 }
 
 bool FileUndoJournal::protect(std::uint64_t lba, std::uint32_t count, const void* data, std::size_t bytes) {
+    const SectorSpan range{lba, count};
+    return mayProtect({&range, 1}, bytes, 0) && store({range}, 0, asBytes(data, bytes));
+}
+
+bool FileUndoJournal::protectScattered(std::span<const SectorSpan> spans, const void* data,
+                                       std::size_t bytes) {
+    const auto tableBytes = static_cast<std::size_t>(journal::spanTableBytes(spans.size()));
+    if (!mayProtect(spans, bytes, tableBytes))
+        return false;
+    zel::Buffer joined(tableBytes + bytes);
+    journal::encodeSpans(spans, {joined.data(), tableBytes});
+    std::memcpy(joined.data() + tableBytes, data, bytes);
+    return store({spans.begin(), spans.end()}, static_cast<std::uint32_t>(spans.size()),
+                 {joined.data(), joined.size()});
+}
+
+/// `data` as the slot holds it.
+bool FileUndoJournal::store(std::vector<SectorSpan> spans, std::uint32_t tableSpans, Bytes data) {
     std::uint32_t index = 0;
-    if (!mayProtect(lba, count, bytes) || !chooseSlot(index))
+    if (!chooseSlot(index))
         return false;
     Slot& slot = m_slots[index];
-    slot.header = {m_header.session, ++m_sequence, lba, count, SlotMark::open, bytes, {}};
-    slot.isOpen =
-        fill(index, asBytes(data, bytes)) && flush() && writeMark(index, journal::kNoteAt, SlotMark::durable);
+    slot.header = {m_header.session,
+                   ++m_sequence,
+                   spans.front().lba,
+                   static_cast<std::uint32_t>(journal::sectorsOf(spans)),
+                   SlotMark::open,
+                   data.size(),
+                   {},
+                   tableSpans};
+    slot.spans = std::move(spans);
+    slot.isOpen = fill(index, data) && flush() && writeMark(index, journal::kNoteAt, SlotMark::durable);
     slot.isSpoilt = !slot.isOpen;
     m_next = slot.isOpen ? 1 - index : index;
     return slot.isOpen;
@@ -278,22 +307,32 @@ bool FileUndoJournal::holdsOriginal(std::uint64_t lba, std::uint32_t count, cons
     const Slot* slot = findOpen(lba, count);
     if (slot == nullptr)
         return false;
-    return (bytes == slot->header.dataBytes &&
-            CheckedData::rootOf(asBytes(data, bytes)) == slot->header.root) ||
+    const auto tableBytes = static_cast<std::size_t>(journal::spanTableBytes(slot->header.spans));
+    zel::Buffer joined(tableBytes == 0 ? 0 : tableBytes + bytes);
+    Bytes stored = asBytes(data, bytes);
+    if (tableBytes != 0) {
+        journal::encodeSpans(slot->spans, {joined.data(), tableBytes});
+        std::memcpy(joined.data() + tableBytes, data, bytes);
+        stored = {joined.data(), joined.size()};
+    }
+    return (stored.size() == slot->header.dataBytes && CheckedData::rootOf(stored) == slot->header.root) ||
            fail(zel::worded("the sectors do not hold their original data"));
 }
 
 bool FileUndoJournal::readOriginal(std::uint64_t lba, std::uint32_t count, void* data, std::size_t bytes) {
     const Slot* slot = findOpen(lba, count);
-    if (slot == nullptr || bytes != slot->header.dataBytes)
+    if (slot == nullptr)
+        return false;
+    const auto tableBytes = static_cast<std::size_t>(journal::spanTableBytes(slot->header.spans));
+    if (tableBytes + bytes != slot->header.dataBytes)
         return false;
     const std::uint64_t offset = offsetOf(static_cast<std::uint32_t>(slot - m_slots));
     const CheckedData kept(*m_file, {offset + journal::dataAt(m_header.slotBytes), offset + journal::kTableAt,
-                                     bytes, slot->header.root});
+                                     slot->header.dataBytes, slot->header.root});
     if (!kept.isWhole())
         return fail(kept.wasReadable() ? zel::worded("what it holds of the sectors is damaged")
                                        : zel::worded("it could not be read"));
-    std::memcpy(data, kept.bytes().data(), bytes);
+    std::memcpy(data, kept.bytes().data() + tableBytes, bytes);
     return true;
 }
 

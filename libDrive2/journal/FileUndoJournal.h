@@ -16,6 +16,7 @@ public:
 
     bool expectWrites(const void* data, std::size_t bytes) override;
     bool protect(std::uint64_t lba, std::uint32_t count, const void* data, std::size_t bytes) override;
+    bool protectScattered(std::span<const SectorSpan> spans, const void* data, std::size_t bytes) override;
     [[nodiscard]] bool verifiesRestores() const override { return m_verifyRestores; }
     bool holdsOriginal(std::uint64_t lba, std::uint32_t count, const void* data, std::size_t bytes) override;
     bool readOriginal(std::uint64_t lba, std::uint32_t count, void* data, std::size_t bytes) override;
@@ -27,6 +28,7 @@ public:
 private:
     struct Slot {
         journal::SlotHeader header{};
+        std::vector<SectorSpan> spans{};  ///< rising; a range is one
         bool isOpen = false;
         bool isDurable = true;  ///< what the marks in the file say will survive a crash
         bool isSpoilt = false;  ///< a filling failed: nobody knows what of it is in the file
@@ -37,7 +39,8 @@ private:
 
     bool fail(zel::Wording text);
     bool take(const DeviceStatus& status, const char* what);
-    bool mayProtect(std::uint64_t lba, std::uint32_t count, std::size_t bytes);
+    bool mayProtect(std::span<const SectorSpan> spans, std::size_t bytes, std::size_t tableBytes);
+    bool store(std::vector<SectorSpan> spans, std::uint32_t tableSpans, Bytes data);
     bool chooseSlot(std::uint32_t& index);
     bool clear(std::uint32_t index);
     [[nodiscard]] std::uint64_t offsetOf(std::uint32_t index) const;

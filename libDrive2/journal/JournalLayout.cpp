@@ -11,6 +11,9 @@ namespace {
 
 constexpr std::uint64_t kSlotMagic = 0x544F4C534F444E55;
 constexpr std::uint64_t kExpectedMagic = 0x435058454F444E55;
+/// Of slots and expected contents; with the file's version it has to change only where older ones could not
+/// be read as they are.
+constexpr std::uint32_t kPartsVersion = 2;
 
 // Both headers begin alike: magic, version, 4 bytes for the header's own use, session.
 constexpr std::size_t kMarkAt = 12;
@@ -21,7 +24,7 @@ constexpr std::size_t kExpectedFieldsEnd = kFieldsAt + 24;
 void begin(Block block, std::uint64_t magic, const Session& session) {
     std::fill(block.begin(), block.end(), std::uint8_t{0});
     storeLittleEndian(block, 0, magic);
-    storeLittleEndian(block, 8, kVersion);
+    storeLittleEndian(block, 8, kPartsVersion);
     std::copy(session.begin(), session.end(), block.begin() + kSessionAt);
 }
 
@@ -40,7 +43,7 @@ void seal(Block block, std::size_t fieldsEnd) {
 
 bool isSealed(Bytes block, std::uint64_t magic, std::size_t fieldsEnd) {
     if (loadLittleEndian<std::uint64_t>(block, 0) != magic ||
-        loadLittleEndian<std::uint32_t>(block, 8) != kVersion)
+        loadLittleEndian<std::uint32_t>(block, 8) != kPartsVersion)
         return false;
     const Checksum stored = loadChecksum(block, fieldsEnd);
     const Checksum sum = checksumOf(block.first(fieldsEnd));
@@ -73,7 +76,7 @@ void encode(const SlotHeader& header, Block block) {
     storeLittleEndian(block, kMarkAt, static_cast<std::uint32_t>(header.mark));
     storeLittleEndian(block, kFieldsAt, header.sequence);
     storeLittleEndian(block, kFieldsAt + 8, header.lba);
-    storeLittleEndian(block, kFieldsAt + 16, std::uint64_t{header.count});
+    storeLittleEndian(block, kFieldsAt + 16, std::uint64_t{header.spans} << 32 | header.count);
     storeLittleEndian(block, kFieldsAt + 24, header.dataBytes);
     storeChecksum(block, kFieldsAt + 32, header.root);
     seal(block, kSlotFieldsEnd);
@@ -110,6 +113,7 @@ SlotHeader slotFields(Bytes bytes) {
     header.sequence = loadLittleEndian<std::uint64_t>(bytes, kFieldsAt);
     header.lba = loadLittleEndian<std::uint64_t>(bytes, kFieldsAt + 8);
     header.count = loadLittleEndian<std::uint32_t>(bytes, kFieldsAt + 16);
+    header.spans = loadLittleEndian<std::uint32_t>(bytes, kFieldsAt + 20);
     header.dataBytes = loadLittleEndian<std::uint64_t>(bytes, kFieldsAt + 24);
     header.root = loadChecksum(bytes, kFieldsAt + 32);
     return header;

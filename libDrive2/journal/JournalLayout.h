@@ -20,7 +20,9 @@ inline constexpr std::uint32_t kSlots = 2;
 inline constexpr std::uint64_t kNoteAt = 0;
 inline constexpr std::uint64_t kSlotHeaderAt = kBlockBytes;
 inline constexpr std::uint64_t kTableAt = 2 * kBlockBytes;
-inline constexpr std::uint32_t kVersion = 2;
+/// Of the file: the oldest one has no scattered slots and no stamps among what is expected, else it is alike.
+inline constexpr std::uint32_t kVersion = 3;
+inline constexpr std::uint32_t kOldestVersion = 2;
 inline constexpr std::uint64_t kMostSlotBytes = std::uint64_t{1} << 32;
 
 using Session = std::array<std::uint8_t, 16>;
@@ -42,7 +44,8 @@ struct SlotHeader {
     std::uint32_t count = 0;
     SlotMark mark = SlotMark::done;
     std::uint64_t dataBytes = 0;
-    Checksum root{};  ///< of CheckedData
+    Checksum root{};          ///< of CheckedData
+    std::uint32_t spans = 0;  ///< of scattered sectors, whose table is the beginning of the data; 0: a range
 };
 
 struct ExpectedHeader {

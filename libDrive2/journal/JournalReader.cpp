@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "libDrive2/journal/FileHeader.h"
+#include "libDrive2/journal/SpanTable.h"
 #include "zel/Words.h"
 
 // A journal may be deleted only when it proves that nothing of it is needed, so whatever cannot be understood
@@ -167,15 +168,15 @@ void JournalReader::readSlot(std::uint32_t index, const Found& found, std::uint6
         m_contents.damaged.push_back(std::move(slot));
         return;
     }
-    slot.lba = fate.header.lba;
-    slot.count = fate.header.count;
     readData(std::move(slot), fate.header,
              fate.kind == SlotFate::Kind::openOrCutOff && fate.header.sequence == newest);
 }
 
 bool JournalReader::isPlausible(const journal::SlotHeader& header) const {
     const DriveIdentity& drive = m_contents.header.drive;
-    return header.count != 0 && header.dataBytes == std::uint64_t{header.count} * drive.sectorBytes &&
+    return header.count != 0 && header.spans <= header.count &&
+           header.dataBytes ==
+               journal::spanTableBytes(header.spans) + std::uint64_t{header.count} * drive.sectorBytes &&
            header.dataBytes <= m_contents.header.slotBytes && header.lba <= drive.sectors &&
            header.count <= drive.sectors - header.lba;
 }
@@ -188,25 +189,66 @@ void JournalReader::readData(JournalSlot slot, const journal::SlotHeader& header
     // What cannot be read proves nothing.
     if (!data.isWhole() && mayBeCutOff && data.wasReadable())
         return;
-    if (data.isLost()) {
+    if (!findSpans(slot, header, data) || data.isLost()) {
         m_contents.damaged.push_back(std::move(slot));
         return;
     }
-    noteLost(slot, data.lost());
-    slot.data = data.takeBuffer();
+    noteLost(slot, data.lost(), header.spans);
+    if (const auto tableBytes = static_cast<std::size_t>(journal::spanTableBytes(header.spans));
+        tableBytes != 0) {
+        const Bytes sectors = data.bytes().subspan(tableBytes);
+        slot.data = zel::Buffer(sectors.size());
+        std::copy(sectors.begin(), sectors.end(), slot.data.data());
+    } else {
+        slot.data = data.takeBuffer();
+    }
     m_contents.open.push_back(std::move(slot));
 }
 
-void JournalReader::noteLost(JournalSlot& slot, const std::vector<std::size_t>& blocks) const {
+/// Which sectors the slot is of. False where nobody can tell any more.
+bool JournalReader::findSpans(JournalSlot& slot, const journal::SlotHeader& header,
+                              const CheckedData& data) const {
+    if (header.spans == 0) {
+        slot.spans = {{header.lba, header.count}};
+    } else {
+        const std::uint64_t tableBytes = journal::spanTableBytes(header.spans);
+        if (!data.lost().empty() && data.lost().front() * kBlockBytes < tableBytes)
+            return false;
+        const auto spans = journal::decodeSpans(data.bytes(), header.spans, m_contents.header.drive.sectors);
+        if (!spans || spans->front().lba != header.lba || journal::sectorsOf(*spans) != header.count)
+            return false;
+        slot.spans = *spans;
+    }
+    slot.lba = header.lba;
+    slot.count = header.count;
+    return true;
+}
+
+void JournalReader::noteLost(JournalSlot& slot, const std::vector<std::size_t>& blocks,
+                             std::uint32_t tableSpans) const {
     const std::uint64_t sectorBytes = m_contents.header.drive.sectorBytes;
+    const std::uint64_t tableBytes = journal::spanTableBytes(tableSpans);
     for (const std::size_t block : blocks) {
-        const std::uint64_t first = slot.lba + block * kBlockBytes / sectorBytes;
-        const std::uint64_t end = std::min(
-            slot.lba + slot.count, slot.lba + ((block + 1) * kBlockBytes + sectorBytes - 1) / sectorBytes);
-        if (!slot.lost.empty() && slot.lost.back().lba + slot.lost.back().count >= first)
-            slot.lost.back().count = end - slot.lost.back().lba;
-        else
-            slot.lost.push_back({first, end - first});
+        const std::uint64_t at = block * kBlockBytes - tableBytes;
+        noteLost(slot, at / sectorBytes,
+                 std::min<std::uint64_t>(slot.count, (at + kBlockBytes + sectorBytes - 1) / sectorBytes));
+    }
+}
+
+/// Of all the slot's sectors, from one number to before another.
+void JournalReader::noteLost(JournalSlot& slot, std::uint64_t from, std::uint64_t end) {
+    std::uint64_t number = 0;  // of the span's first sector
+    for (const SectorSpan& span : slot.spans) {
+        const std::uint64_t first = std::max(from, number);
+        const std::uint64_t last = std::min(end, number + span.count);
+        if (first < last) {
+            const SectorSpan lost{span.lba + first - number, last - first};
+            if (!slot.lost.empty() && slot.lost.back().lba + slot.lost.back().count >= lost.lba)
+                slot.lost.back().count = lost.lba + lost.count - slot.lost.back().lba;
+            else
+                slot.lost.push_back(lost);
+        }
+        number += span.count;
     }
 }
 

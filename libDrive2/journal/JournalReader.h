@@ -26,7 +26,10 @@ private:
     void readSlot(std::uint32_t index, const Found& found, std::uint64_t newest);
     [[nodiscard]] bool isPlausible(const journal::SlotHeader& header) const;
     void readData(JournalSlot slot, const journal::SlotHeader& header, bool mayBeCutOff);
-    void noteLost(JournalSlot& slot, const std::vector<std::size_t>& blocks) const;
+    [[nodiscard]] bool findSpans(JournalSlot& slot, const journal::SlotHeader& header,
+                                 const journal::CheckedData& data) const;
+    void noteLost(JournalSlot& slot, const std::vector<std::size_t>& blocks, std::uint32_t tableSpans) const;
+    static void noteLost(JournalSlot& slot, std::uint64_t from, std::uint64_t end);
     bool readExpected();
     void reject(JournalState state, const char* problem);
 

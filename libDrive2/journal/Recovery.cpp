@@ -44,16 +44,18 @@ zel::String refusal(const RecoveryTask& task, RecoveryReport& report) {
 }
 
 /// Compares what the run did not change. Why nothing can be done; empty when it can.
-zel::String findChanges(const RecoveryTask& task, RecoveryReport& report) {
+zel::String findChanges(const RecoveryTask& task, const SectorMatcher& matcher, RecoveryReport& report) {
     const JournalContents& journal = *task.journal;
     std::vector<SectorSpan> except;
     bool isUnknown = false;
     for (const auto* slots : {&journal.open, &journal.damaged})
         for (const JournalSlot& slot : *slots) {
             isUnknown = isUnknown || slot.count == 0;
-            except.push_back({slot.lba, slot.count});
+            except.insert(except.end(), slot.spans.begin(), slot.spans.end());
         }
-    report.fingerprint = compareFingerprint(*task.drive, journal.header.fingerprint, except);
+    // On a drive that has a sector behind several addresses, what the run stamped shows behind the others.
+    report.fingerprint = compareFingerprint(*task.drive, journal.header.fingerprint, except,
+                                            [&matcher](Bytes sector) { return matcher.hasStamp(sector); });
     if (report.fingerprint.changed == 0 || task.force)
         return {};
     const std::string changes = words(
@@ -94,13 +96,14 @@ RecoveryReport recover(const RecoveryTask& task) {
     RecoveryReport report;
     report.slotsLeft = task.journal->open.size() + task.journal->damaged.size();
     report.problem = refusal(task, report);
-    if (report.problem.isEmpty())
-        report.problem = findChanges(task, report);
+    if (!report.problem.isEmpty())
+        return report;
+    SectorMatcher matcher(task.journal->expected, task.journal->header.drive.sectorBytes);
+    report.problem = findChanges(task, matcher, report);
     if (report.problem.isEmpty())
         report.problem = settleFile(task);
     if (!report.problem.isEmpty())
         return report;
-    SectorMatcher matcher(task.journal->expected, task.journal->header.drive.sectorBytes);
     std::deque<SlotRecovery> slots = examineSlots(task, matcher);
     report.mayBeCopy =
         !task.force && !isSameDrive(task.driveIdentity, task.journal->header.drive) && areAllEqual(slots);

@@ -31,9 +31,26 @@ SectorMatcher::SectorMatcher(Bytes expected, std::size_t sectorBytes)
     std::iota(m_byBeginning.begin(), m_byBeginning.end(), 0U);
     std::sort(m_byBeginning.begin(), m_byBeginning.end(),
               [this](std::uint32_t a, std::uint32_t b) { return isBefore(content(a), content(b)); });
+    for (std::uint32_t i = 0; i < m_byBeginning.size(); ++i)
+        if (const auto mark = AddressStamp::read(content(i)); mark && !isOfRun(mark))
+            m_stamps.emplace_back(mark->run);
+}
+
+bool SectorMatcher::isOfRun(const std::optional<AddressStamp::Mark>& mark) const {
+    return mark && std::any_of(m_stamps.begin(), m_stamps.end(),
+                               [&](const AddressStamp& stamp) { return stamp.run() == mark->run; });
+}
+
+bool SectorMatcher::hasStamp(Bytes sector) const {
+    for (std::size_t unit = 0; !m_stamps.empty() && unit < sector.size() / AddressStamp::kUnitBytes; ++unit)
+        if (isOfRun(AddressStamp::readUnit(sector, unit)))
+            return true;
+    return false;
 }
 
 bool SectorMatcher::isExpected(Bytes sector) const {
+    if (!m_stamps.empty() && isOfRun(AddressStamp::read(sector)))
+        return true;
     const auto place = std::lower_bound(
         m_byBeginning.begin(), m_byBeginning.end(), sector,
         [this](std::uint32_t index, Bytes wanted) { return isBefore(content(index), wanted); });
@@ -81,16 +98,38 @@ bool SectorMatcher::isPiece(Bytes sector, std::size_t from, std::size_t bytes) {
     });
 }
 
-bool SectorMatcher::isTorn(Bytes sector, Bytes original, bool isTwice) {
-    const std::size_t beginning = std::max(commonBeginning(sector, original), longestBeginning(sector));
-    const std::size_t end = std::max(commonEnd(sector, original), longestEnd(sector));
+/// A drive may have the same sector behind several addresses, so the stamp need not be the address's own.
+void SectorMatcher::findStamps(Bytes sector, std::uint64_t lba) {
+    m_found.clear();
+    std::vector<AddressStamp::Mark> marks;
+    for (const AddressStamp& stamp : m_stamps)
+        marks.push_back({stamp.run(), lba});
+    for (std::size_t unit = 0; !m_stamps.empty() && unit < sector.size() / AddressStamp::kUnitBytes; ++unit)
+        if (const auto mark = AddressStamp::readUnit(sector, unit);
+            isOfRun(mark) && std::find(marks.begin(), marks.end(), *mark) == marks.end())
+            marks.push_back(*mark);
+    for (const AddressStamp::Mark& mark : marks) {
+        m_found.emplace_back(sector.size());
+        AddressStamp(mark.run).fill(mark.lba, m_found.back());
+    }
+}
+
+bool SectorMatcher::isTorn(Bytes sector, std::uint64_t lba, Bytes original, bool isTwice) {
+    findStamps(sector, lba);
+    std::size_t beginning = std::max(commonBeginning(sector, original), longestBeginning(sector));
+    std::size_t end = std::max(commonEnd(sector, original), longestEnd(sector));
+    for (const Bytes stamp : m_found) {
+        beginning = std::max(beginning, commonBeginning(sector, stamp));
+        end = std::max(end, commonEnd(sector, stamp));
+    }
     if (beginning + end >= sector.size())
         return true;
     const std::size_t between = sector.size() - beginning - end;
-    if (!isTwice)
-        return false;
-    return std::memcmp(sector.data() + beginning, original.data() + beginning, between) == 0 ||
-           isPiece(sector, beginning, between);
+    const auto isBetween = [&](Bytes content) {
+        return std::memcmp(sector.data() + beginning, content.data() + beginning, between) == 0;
+    };
+    return isTwice && (isBetween(original) || std::any_of(m_found.begin(), m_found.end(), isBetween) ||
+                       isPiece(sector, beginning, between));
 }
 
 }  // namespace libDrive2

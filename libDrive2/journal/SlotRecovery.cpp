@@ -24,7 +24,12 @@ SlotRecovery::SlotRecovery(const RecoveryTask& task, const JournalSlot& slot, Se
       m_found(slot.count * m_sectorBytes),
       m_held(slot.count, Held::known),
       m_isLost(slot.count, false),
-      m_findings(slot.count, SectorFinding::equal) {}
+      m_findings(slot.count, SectorFinding::equal) {
+    m_lbas.reserve(slot.count);
+    for (const SectorSpan& span : slot.spans)
+        for (std::uint64_t i = 0; i < span.count; ++i)
+            m_lbas.push_back(span.lba + i);
+}
 
 Bytes SlotRecovery::original(std::uint32_t index, std::uint32_t count) const {
     return {m_slot.data.data() + index * m_sectorBytes, count * m_sectorBytes};
@@ -34,16 +39,12 @@ Bytes SlotRecovery::found(std::uint32_t index, std::uint32_t count) const {
     return {m_found.data() + index * m_sectorBytes, count * m_sectorBytes};
 }
 
-std::uint64_t SlotRecovery::offsetOf(std::uint32_t index) const {
-    return (m_slot.lba + index) * m_sectorBytes;
-}
-
 template <class Belongs, class Act>
 void SlotRecovery::forRuns(Belongs belongs, Act act) const {
     for (std::uint32_t first = 0; first < m_slot.count;) {
         const bool isRun = belongs(first);
         std::uint32_t end = first + 1;
-        while (end < m_slot.count && belongs(end) == isRun)
+        while (end < m_slot.count && isNextTo(end) && belongs(end) == isRun)
             ++end;
         if (isRun)
             act(first, end - first);
@@ -104,12 +105,24 @@ void SlotRecovery::readSector(std::uint32_t index) {
         fail(index, words("it could not be read: {reason}", {{"reason", status.text}}));
 }
 
-/// The whole range at once; sector by sector, of those asked for, where that fails.
+/// Each run at once; sector by sector, of those asked for, where that fails.
 void SlotRecovery::readAll(const std::vector<std::uint32_t>& sectors) {
-    if (m_task.drive->read(offsetOf(0), m_found.data(), m_found.size()).ok())
-        std::fill(m_held.begin(), m_held.end(), Held::known);
-    else
-        std::for_each(sectors.begin(), sectors.end(), [this](std::uint32_t index) { readSector(index); });
+    forRuns([](std::uint32_t) { return true; },
+            [&](std::uint32_t first, std::uint32_t count) {
+                const auto from = std::lower_bound(sectors.begin(), sectors.end(), first);
+                const auto end = std::lower_bound(from, sectors.end(), first + count);
+                if (from != end && !readRun(first, count))
+                    std::for_each(from, end, [this](std::uint32_t index) { readSector(index); });
+            });
+}
+
+bool SlotRecovery::readRun(std::uint32_t first, std::uint32_t count) {
+    if (m_isDriveGone ||
+        !m_task.drive->read(offsetOf(first), m_found.data() + first * m_sectorBytes, count * m_sectorBytes)
+             .ok())
+        return false;
+    std::fill_n(m_held.begin() + first, count, Held::known);
+    return true;
 }
 
 void SlotRecovery::examine() {
@@ -127,8 +140,9 @@ void SlotRecovery::examine() {
 
 void SlotRecovery::loseSectors() {
     for (const SectorSpan& span : m_slot.lost)
-        for (std::uint64_t lba = span.lba; lba < span.lba + span.count; ++lba) {
-            const auto index = static_cast<std::uint32_t>(lba - m_slot.lba);
+        for (auto lba = std::lower_bound(m_lbas.begin(), m_lbas.end(), span.lba);
+             lba != m_lbas.end() && *lba < span.lba + span.count; ++lba) {
+            const auto index = static_cast<std::uint32_t>(lba - m_lbas.begin());
             m_isLost[index] = true;
             fail(index, words("the journal's own medium lost its data"));
         }
@@ -156,8 +170,8 @@ SectorFinding SlotRecovery::compare(std::uint32_t index) {
         return SectorFinding::equal;
     if (m_matcher.isExpected(now))
         return SectorFinding::restored;
-    return m_matcher.isTorn(now, original(index), m_slot.wasRestoring) ? SectorFinding::torn
-                                                                       : SectorFinding::foreign;
+    return m_matcher.isTorn(now, lbaOf(index), original(index), m_slot.wasRestoring) ? SectorFinding::torn
+                                                                                     : SectorFinding::foreign;
 }
 
 /// A restoration that is cut off would leave pieces of three contents. Looking for such at once would take
@@ -177,14 +191,13 @@ void SlotRecovery::noteTorn() {
 
 /// Before they are overwritten: an unlucky coincidence may look like a torn sector.
 void SlotRecovery::saveFound() {
-    forRuns(
-        [this](std::uint32_t i) { return isToSave(i); },
-        [this](std::uint32_t first, std::uint32_t count) {
-            if (m_task.sink->saveSectors(m_slot.lba + first, found(first, count), RecoverySink::What::found))
-                return;
-            for (std::uint32_t i = first; i < first + count; ++i)
-                fail(i, words("what was found there could not be exported, so it was not overwritten"));
-        });
+    forRuns([this](std::uint32_t i) { return isToSave(i); },
+            [this](std::uint32_t first, std::uint32_t count) {
+                if (m_task.sink->saveSectors(lbaOf(first), found(first, count), RecoverySink::What::found))
+                    return;
+                for (std::uint32_t i = first; i < first + count; ++i)
+                    fail(i, words("what was found there could not be exported, so it was not overwritten"));
+            });
 }
 
 void SlotRecovery::writeBack() {
@@ -249,8 +262,7 @@ void SlotRecovery::saveOriginals() {
                     m_findings[i] == SectorFinding::failed);
         },
         [this](std::uint32_t first, std::uint32_t count) {
-            if (m_task.sink->saveSectors(m_slot.lba + first, original(first, count),
-                                         RecoverySink::What::original))
+            if (m_task.sink->saveSectors(lbaOf(first), original(first, count), RecoverySink::What::original))
                 return;
             for (std::uint32_t i = first; i < first + count; ++i)
                 fail(i, words("its saved data could not be exported"));
@@ -259,10 +271,10 @@ void SlotRecovery::saveOriginals() {
 
 void SlotRecovery::addTo(RecoveryReport& report) const {
     for (std::uint32_t first = 0; first < m_slot.count;) {
-        std::uint32_t end = first;
-        while (end < m_slot.count && m_findings[end] == m_findings[first])
+        std::uint32_t end = first + 1;
+        while (end < m_slot.count && isNextTo(end) && m_findings[end] == m_findings[first])
             ++end;
-        FoundRange range{m_slot.lba + first, end - first, m_findings[first], {}};
+        FoundRange range{lbaOf(first), end - first, m_findings[first], {}};
         if (range.finding == SectorFinding::failed) {
             const auto problem = m_problems.find(first);
             range.problem = problem != m_problems.end() ? problem->second : zel::String();

@@ -8,7 +8,9 @@
 
 namespace libDrive2 {
 
-/// Puts back the sectors of one slot, all or none.
+/// Puts back the sectors of one slot, all or none. Where it holds scattered sectors, what is said of runs is
+/// of those that follow one another on the drive. Behind several of them may be the same one, which holds the
+/// same original then, so that their order does not matter.
 ///
 /// How it works: each sector gets a finding. examine() reads what it holds now and compares: the original
 /// (equal), something the run wrote (to be restored), a beginning of the one with the end of another (torn,
@@ -38,8 +40,11 @@ private:
 
     [[nodiscard]] Bytes original(std::uint32_t index, std::uint32_t count = 1) const;
     [[nodiscard]] Bytes found(std::uint32_t index, std::uint32_t count = 1) const;
-    [[nodiscard]] std::uint64_t offsetOf(std::uint32_t index) const;
+    [[nodiscard]] std::uint64_t lbaOf(std::uint32_t index) const { return m_lbas[index]; }
+    [[nodiscard]] std::uint64_t offsetOf(std::uint32_t index) const { return m_lbas[index] * m_sectorBytes; }
+    [[nodiscard]] bool isNextTo(std::uint32_t index) const { return m_lbas[index] == m_lbas[index - 1] + 1; }
     void readAll(const std::vector<std::uint32_t>& sectors);
+    bool readRun(std::uint32_t first, std::uint32_t count);
     void readSector(std::uint32_t index);
     SectorFinding judge(std::uint32_t index);
     SectorFinding compare(std::uint32_t index);
@@ -65,6 +70,7 @@ private:
     const JournalSlot& m_slot;
     SectorMatcher& m_matcher;
     std::size_t m_sectorBytes;
+    std::vector<std::uint64_t> m_lbas;  ///< rising
     zel::Buffer m_found;
     std::vector<Held> m_held;
     std::vector<bool> m_isLost;  ///< sectors whose originals the journal's own medium lost

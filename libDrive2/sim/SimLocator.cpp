@@ -146,6 +146,20 @@ bool parseSpeed(const std::string& text, SimOptions& options) {
     return parsePositive(text, options.megabytesPerSecond) && options.megabytesPerSecond <= kMaxSpeed;
 }
 
+bool parseBeyond(const std::string& text, SimOptions& options) {
+    constexpr std::array<std::pair<std::string_view, SimBeyond>, 4> kNames{{{"wrap", SimBeyond::wrap},
+                                                                            {"zeros", SimBeyond::zeros},
+                                                                            {"drop", SimBeyond::drop},
+                                                                            {"garbage", SimBeyond::garbage}}};
+    const auto* const known =
+        std::find_if(kNames.begin(), kNames.end(), [&text](const auto& each) { return each.first == text; });
+    if (known == kNames.end())
+        return false;
+    options.beyond = known->second;
+    options.beyondGiven = true;
+    return true;
+}
+
 bool parseTemperature(const std::string& text, SimOptions& options) {
     return parseNumber(text, options.temperature) && options.temperature <= kMaxTemperature;
 }
@@ -226,6 +240,10 @@ constexpr std::array kKeys = {
     Key{"slow", "A-B:MS", marked("A-B:MILLISECONDS (at most 86400000), joined by +"), parseSlow},
     Key{"gone-at", "N", kNumberForm, [](auto& v, auto& o) { return parsePositive(v, o.goneAt); }},
     Key{"busy-at", "N", kNumberForm, [](auto& v, auto& o) { return parsePositive(v, o.busyAt); }},
+    Key{"real-sectors", "N", kNumberForm, [](auto& v, auto& o) { return parsePositive(v, o.realSectors); },
+        kWithSectorSizes},
+    Key{"beyond", "wrap|zeros|drop|garbage", marked("wrap, zeros, drop or garbage"), parseBeyond,
+        kWithSectorSizes},
     Key{"speed", "MB/s", marked("MB/s, a whole number from 1 to 1000000"), parseSpeed},
     Key{"real-time", nullptr, nullptr, [](auto&, auto& o) { return o.realTime = true; }},
     Key{"serial", "TEXT", marked("a text"), [](auto& v, auto& o) { return takeText(v, o.serial); }},
@@ -343,6 +361,8 @@ std::string checkWhole(const SimOptions& options) {
     const auto isPrintable = [](char c) { return c >= ' ' && c <= '~'; };
     if (options.serial.size() > kMaxSerialLength || !std::ranges::all_of(options.serial, isPrintable))
         return words("a serial number has at most 20 characters, all of them ASCII");
+    if (options.beyondGiven && options.realSectors == 0)
+        return words("\"beyond\" needs \"real-sectors\"");
     if (options.kind == SimKind::optical) {
         const std::string problem =
             options.optical.check(!options.imagePath.empty(), options.sectorsGiven, options.sectors);
@@ -360,6 +380,8 @@ std::string checkSize(const SimOptions& options) {
         return words("it has more sectors than can be addressed");
     if (options.sectors == 0 && options.kind != SimKind::disk)
         return words("it has no sectors");
+    if (options.realSectors > options.sectors)
+        return words("it has more real sectors than it pretends to have");
     for (const SimMediumChoice& medium : options.media)
         if (medium.sectors > options.sectors)
             return words("a medium of it has more sectors than \"sectors\" allows");

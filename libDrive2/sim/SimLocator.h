@@ -28,6 +28,14 @@ enum class SimVolumeState : std::uint8_t {
     stuck,  ///< they can, but not be given back
 };
 
+/// What a drive does with sectors that it pretends to have.
+enum class SimBeyond : std::uint8_t {
+    wrap,     ///< they are those from 0 on, again and again
+    zeros,    ///< writes are lost, reads give zeros
+    drop,     ///< writes are lost, reads give what is there from the beginning
+    garbage,  ///< writes are lost, reads give something else each time
+};
+
 /// A medium of a drive that takes several.
 struct SimMediumChoice {
     bool present = true;
@@ -50,6 +58,9 @@ struct SimOptions {
     std::uint64_t goneAt = 0;  ///< number of the first command that fails; 0 never
     std::uint64_t busyAt = 0;
     std::uint64_t megabytesPerSecond = 0;  ///< 1 MB = 1,048,576 bytes; 0 no limit
+    std::uint64_t realSectors = 0;         ///< of a drive that pretends to have more; 0: it is honest
+    SimBeyond beyond = SimBeyond::wrap;
+    bool beyondGiven = false;
     std::string serial;
     std::uint64_t temperature = 38;  ///< degrees Celsius
     SimHealthOptions health;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstring>
 #include <vector>
 
 #include "zel/Clock.h"
@@ -118,24 +119,67 @@ SimOutcome SimMedium::findUnreadable(std::uint64_t lba, std::uint32_t count) {
     return {};
 }
 
+bool SimMedium::isReal(std::uint64_t lba, std::uint32_t count) const {
+    return m_options.realSectors == 0 || lba + count <= m_options.realSectors;
+}
+
+/// Calls `transfer(lba, count, firstSector, isReal)` for the pieces of a transfer: where the medium has them,
+/// or those that it only pretends to have.
+template <class Transfer>
+SimOutcome SimMedium::transferPieces(std::uint64_t lba, std::uint32_t count, Transfer transfer) {
+    const std::uint64_t real = m_options.realSectors;
+    if (isReal(lba, count))
+        return transfer(lba, count, 0U, true);
+    SimOutcome outcome;
+    for (std::uint32_t done = 0, now = 0; done < count && outcome.ok(); done += now) {
+        const std::uint64_t at = lba + done;
+        const bool hasIt = at < real || m_options.beyond == SimBeyond::wrap;
+        const std::uint64_t place = hasIt ? at % real : at;
+        now = hasIt ? static_cast<std::uint32_t>(std::min<std::uint64_t>(count - done, real - place))
+                    : count - done;
+        outcome = transfer(place, now, done, hasIt);
+    }
+    return outcome;
+}
+
+/// What a read gives of sectors that are not there.
+void SimMedium::pretend(std::uint64_t lba, std::uint32_t count, std::uint8_t* buffer) {
+    if (m_options.beyond == SimBeyond::zeros)
+        std::memset(buffer, 0, std::size_t{count} * m_options.sectorBytes);
+    else
+        // The number of the read instead of the drive's size: another content each time.
+        SectorStore(m_options.sectorBytes)
+            .read(lba + (m_options.beyond == SimBeyond::garbage ? ++m_pretended << 32U : 0), count, buffer);
+}
+
+SimOutcome SimMedium::fetchReal(std::uint64_t lba, std::uint32_t count, std::uint8_t* buffer) {
+    if (!m_image) {
+        m_store.read(lba, count, buffer);
+        return {};
+    }
+    const std::uint32_t sectorBytes = m_options.sectorBytes;
+    m_backing = m_image->read(lba * sectorBytes, buffer, std::size_t{count} * sectorBytes);
+    return m_backing.ok() ? SimOutcome{} : SimOutcome{SimFault::unreadable, lba, &m_backing};
+}
+
 SimOutcome SimMedium::fetch(std::uint64_t lba, std::uint32_t count, std::uint8_t* buffer) {
     if (count == 0)
         return {};
-    if (m_image) {
-        const std::uint32_t sectorBytes = m_options.sectorBytes;
-        m_backing = m_image->read(lba * sectorBytes, buffer, std::size_t{count} * sectorBytes);
-        if (!m_backing.ok())
-            return {SimFault::unreadable, lba, &m_backing};
-    } else {
-        m_store.read(lba, count, buffer);
-    }
-    corrupt(lba, count, buffer);
-    return {};
+    const SimOutcome outcome = transferPieces(
+        lba, count, [&](std::uint64_t at, std::uint32_t sectors, std::uint32_t first, bool hasIt) {
+            std::uint8_t* const into = buffer + std::size_t{first} * m_options.sectorBytes;
+            // Of an image, what is there from the beginning is what it holds.
+            if (hasIt || (m_image && m_options.beyond == SimBeyond::drop))
+                return fetchReal(at, sectors, into);
+            pretend(at, sectors, into);
+            return SimOutcome{};
+        });
+    if (outcome.ok())
+        corrupt(lba, count, buffer);
+    return outcome;
 }
 
-SimOutcome SimMedium::store(std::uint64_t lba, std::uint32_t count, const std::uint8_t* buffer) {
-    if (count == 0)
-        return {};
+SimOutcome SimMedium::storeReal(std::uint64_t lba, std::uint32_t count, const std::uint8_t* buffer) {
     if (!m_image) {
         m_store.write(lba, count, buffer);
         return {};
@@ -143,6 +187,16 @@ SimOutcome SimMedium::store(std::uint64_t lba, std::uint32_t count, const std::u
     const std::uint32_t sectorBytes = m_options.sectorBytes;
     m_backing = m_image->write(lba * sectorBytes, buffer, std::size_t{count} * sectorBytes);
     return m_backing.ok() ? SimOutcome{} : SimOutcome{SimFault::unwritable, lba, &m_backing};
+}
+
+SimOutcome SimMedium::store(std::uint64_t lba, std::uint32_t count, const std::uint8_t* buffer) {
+    if (count == 0)
+        return {};
+    return transferPieces(
+        lba, count, [&](std::uint64_t at, std::uint32_t sectors, std::uint32_t first, bool hasIt) {
+            return hasIt ? storeReal(at, sectors, buffer + std::size_t{first} * m_options.sectorBytes)
+                         : SimOutcome{};
+        });
 }
 
 SimOutcome SimMedium::read(std::uint64_t lba, std::uint32_t count, std::uint8_t* buffer) {

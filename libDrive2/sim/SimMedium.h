@@ -97,6 +97,12 @@ private:
     SimOutcome findUnreadable(std::uint64_t lba, std::uint32_t count);
     bool hitTransient(std::uint64_t lba, std::uint32_t count, std::uint64_t& hit);
     void corrupt(std::uint64_t lba, std::uint32_t count, std::uint8_t* buffer);
+    [[nodiscard]] bool isReal(std::uint64_t lba, std::uint32_t count) const;
+    template <class Transfer>
+    SimOutcome transferPieces(std::uint64_t lba, std::uint32_t count, Transfer transfer);
+    void pretend(std::uint64_t lba, std::uint32_t count, std::uint8_t* buffer);
+    SimOutcome fetchReal(std::uint64_t lba, std::uint32_t count, std::uint8_t* buffer);
+    SimOutcome storeReal(std::uint64_t lba, std::uint32_t count, const std::uint8_t* buffer);
     SimOutcome fetch(std::uint64_t lba, std::uint32_t count, std::uint8_t* buffer);
     SimOutcome store(std::uint64_t lba, std::uint32_t count, const std::uint8_t* buffer);
 
@@ -109,6 +115,7 @@ private:
     DeviceStatus m_backing;
     std::uint64_t m_commands = 0;
     std::uint8_t m_corruption = 0;
+    std::uint64_t m_pretended = 0;  ///< reads that gave garbage
 };
 
 }  // namespace libDrive2

@@ -14,7 +14,8 @@ import time
 from targets import MIB
 
 PROGRAM = os.environ["DRIVETEST"]
-TESTS = {"LinearPatternTest": 16 * MIB, "CacheTest": 35 * MIB, "ReadWriteSpeedTest": 12 * MIB}  # and a drive's size
+TESTS = {"LinearPatternTest": 16 * MIB, "CacheTest": 35 * MIB, "ReadWriteSpeedTest": 12 * MIB,
+         "CapacityTest": 8 * MIB}  # and a drive's size
 FOREIGN = ("inside", "outside", "zeros", "zeros as of the run", "file system")
 NO_ZEROS = ["-p", "OverridePattern=A5"]  # else zeros over all that the run overwrote cannot be told from its own
 SLOT = b"UNDOSLOT"  # a slot's header in the journal begins so; before it lies its note
@@ -49,6 +50,8 @@ class Case:
         draw = self.random.random()
         self.has_flip = draw < 0.10  # of all; some have nothing open
         self.foreign_kind = self.random.choice(FOREIGN) if 0.10 <= draw < 0.30 else None
+        if self.test == "CapacityTest":  # what it protects is scattered, and told as a whole
+            self.foreign_kind = None
         if self.foreign_kind == "zeros":
             self.test = "LinearPatternTest"
         self.recovery_kills = self.random.choice((0, 1, 1, 2))
@@ -80,7 +83,7 @@ class Case:
         self.kill_run()
         found = self.call("recover", "--dry-run", *self.folder_words())
         self.slots = [(int(first), int(last or first) + 1)
-                      for first, last in re.findall(r"^  holds sectors? (\d+)(?: through (\d+))?", found[1], re.M)]
+                      for first, last in re.findall(r"^  holds (?:\d+ scattered sectors from|sectors?) (\d+)(?: (?:through|to) (\d+))?", found[1], re.M)]
         changed = self.changed()
         self.tally["open journals"] += bool(self.slots)
         self.tally["patterns on the drive"] += bool(changed)

@@ -204,7 +204,7 @@ TEST(SectorMatcher, FindsTearsAtEveryByte) {
     SectorMatcher matcher(bytes(expected), 512);
     const std::string original = sectorOf('o');
     const auto isTorn = [&](const std::string& text, bool isTwice) {
-        return matcher.isTorn(bytes(text), bytes(original), isTwice);
+        return matcher.isTorn(bytes(text), 0, bytes(original), isTwice);
     };
     for (std::size_t cut = 1; cut < 511; ++cut) {
         const std::string content = expected.substr(512 * (cut % 3), 512);
