@@ -22,6 +22,7 @@ enum class SimFault : std::uint8_t {
     unreadable,
     unwritable,
     unseekable,
+    failedCheck,  ///< its data does not fit its protection information
 };
 
 struct SimOutcome {
