@@ -12,6 +12,11 @@ DeviceProvider& DeviceProvider::of(const zel::String& locator) {
     return simulated.owns(locator) ? static_cast<DeviceProvider&>(simulated) : system();
 }
 
+zel::Wording whyNotShown(std::uint32_t sectorBytes) {
+    return zel::worded("its sectors have {n} bytes: the system shows drives of 512, 1024, 2048 and 4096 only",
+                       {{"n", sectorBytes}});
+}
+
 bool isSimulated(const zel::String& locator) {
     return DeviceProvider::of(locator).isSimulated();
 }

@@ -17,6 +17,9 @@ namespace libDrive2 {
 /// Keeps why an open failed for lastOpenErrorStr(), and logs it at priority 4.
 void noteOpenError(const zel::Wording& text);
 
+/// Why no system has a block interface for a drive of such sectors.
+zel::Wording whyNotShown(std::uint32_t sectorBytes);
+
 /// Where devices come from: an operating system, or the simulation. A provider knows what its locators name,
 /// and opens it; openers, leases and guards ask of() for the one that owns a locator. Openers keep why they
 /// fail with noteOpenError() and give null. Any thread may call; all that opens may block as long as the

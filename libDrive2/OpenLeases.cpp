@@ -43,8 +43,10 @@ void OpenLeases::remove(const DeviceLease& lease) {
 
 DeviceLease* OpenLeases::find(const zel::String& locator) {
     const std::lock_guard lock(known().mutex);
-    const auto found = std::find_if(known().leases.rbegin(), known().leases.rend(),
-                                    [&](const DeviceLease* lease) { return lease->locator() == locator; });
+    const auto found =
+        std::find_if(known().leases.rbegin(), known().leases.rend(), [&](const DeviceLease* lease) {
+            return lease->locator() == locator || (!locator.isEmpty() && lease->descriptorPath() == locator);
+        });
     return found != known().leases.rend() ? *found : nullptr;
 }
 

@@ -11,8 +11,8 @@ public:
     /// A lease is known from add() to remove(), by its locator.
     static void add(DeviceLease& lease);
     static void remove(const DeviceLease& lease);
-    /// The latest lease on the locator; null when there is none. Not owned: valid as long as its owner
-    /// keeps it.
+    /// The latest lease on the locator, or whose descriptor it names; null when there is none. Not owned:
+    /// valid as long as its owner keeps it.
     static DeviceLease* find(const zel::String& locator);
     /// Where to open what the locator names: the descriptor of the drive in hand, else the locator itself.
     static zel::String pathOf(const zel::String& locator);

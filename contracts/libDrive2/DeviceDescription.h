@@ -5,6 +5,7 @@
 #include "quix5/DiagDevice.h"
 #include "zel/Export.h"
 #include "zel/String.h"
+#include "zel/Words.h"
 
 namespace libDrive2 {
 
@@ -15,6 +16,9 @@ struct DeviceDescription {
     zel::String model, serial, firmware;  ///< empty where nothing is told
     std::uint64_t bytes = 0;              ///< 0 without a medium, or where only the inventory knows
     std::uint32_t sectorBytes = 0;        ///< 0 where only the inventory knows
+    std::uint8_t protectionType = 0;      ///< of SCSI protection information beside the sectors; 0 none
+    /// Why the system has no block interface for it; empty where it has one.
+    zel::Wording whyNotShown{};
 };
 
 /// Whether the locator is that of a model, whose time is zel::Clock's. Opens nothing.

@@ -59,6 +59,9 @@ public:
     /// Whether it takes writes in the order of its zones only (a host-managed zoned drive, ZBC), so that no
     /// sector can be overwritten and put back in its place.
     [[nodiscard]] virtual bool takesWritesInOrderOnly() const { return false; }
+    /// Whether its protection information has application tags that belong to whoever wrote them (SPC-4,
+    /// ATO): a write makes new ones, and nothing here could put the old ones back.
+    [[nodiscard]] virtual bool holdsForeignTags() const { return false; }
     /// Whether what is written to it is still there when the process has ended.
     [[nodiscard]] virtual bool outlivesProcess() const { return true; }
     /// A handle to the drive; null on failure. Must not outlive the lease; one that only reads may be

@@ -7,6 +7,10 @@
 
 namespace libDrive2 {
 
+namespace scsi {
+struct Capacity;
+}
+
 /// A SCSI block-command device object, wrapped around a primary-command one.
 class DRIVETEST_API ScsiSBCDevice {
 public:
@@ -43,6 +47,7 @@ protected:
 private:
     [[nodiscard]] TransferCut cut() const;
     void queryLimits();
+    [[nodiscard]] bool refusesPlainReads(const scsi::Capacity& capacity);
 
     std::uint64_t m_sectors = 0;
     std::uint32_t m_sectorBytes = 0;

@@ -54,6 +54,10 @@ Json describe(const DiagDevice& device) {
     // Only ATA drives have such a state.
     if (device.property(kPropertyLocked) != nullptr)
         described["security"] = securityOf(device);
+    if (const std::uint64_t type = numberProperty(device, kPropertyProtectionType); type != 0)
+        described["protectionType"] = type;
+    if (const std::string reason = textProperty(device, kPropertyWhyNotShown); !reason.empty())
+        described["whyNotShown"] = reason;
     return described;
 }
 
@@ -62,6 +66,8 @@ std::string stateOf(const DiagDevice& device) {
     std::string state = join(usersOf(device));
     if (flagProperty(device, kPropertyLocked))
         state += (state.empty() ? "" : " ") + words("(locked by its ATA password)");
+    for (const std::string& note : formatNotes(device))
+        state += (state.empty() ? "(" : " (") + note + ")";
     return state;
 }
 
@@ -92,12 +98,12 @@ void printTable(const std::vector<DiagDevice>& devices) {
 }  // namespace
 
 int listDevices(bool json) {
-    const std::vector<DiagDevice> devices = listDrives();
     if (!json) {
-        printTable(devices);
+        printTable(listDrives());
         return kExitPass;
     }
     const LanguageChange english("en");  // whatever whoever started the program speaks
+    const std::vector<DiagDevice> devices = listDrives();
     Json list = Json::array();
     for (const DiagDevice& device : devices)
         list.push_back(describe(device));

@@ -18,9 +18,9 @@ using quix5::DeviceCapability;
 using quix5::DiagDevice;
 
 constexpr const char* kIdentityProperties[] = {
-    quix5::kPropertyVendor,     quix5::kPropertyModel, quix5::kPropertySerial,
-    quix5::kPropertyFirmware,   quix5::kPropertyBytes, quix5::kPropertySectorSize,
-    kPropertyPasswordSupported, kPropertyPasswordSet,  kPropertyLocked,
+    quix5::kPropertyVendor, quix5::kPropertyModel,      quix5::kPropertySerial,     quix5::kPropertyFirmware,
+    quix5::kPropertyBytes,  quix5::kPropertySectorSize, kPropertyPasswordSupported, kPropertyPasswordSet,
+    kPropertyLocked,        kPropertyProtectionType,
 };
 
 /// The inventory opens no drive; the state of an ATA password only the drive knows.
@@ -43,8 +43,12 @@ void addDescription(const libDrive2::DeviceDescription& described, bool isSimula
     if (isSimulated) {
         device.setName(described.model);
         device.setCapabilities(described.capabilities);
-        device.setProperty(quix5::kPropertySectorSize, described.sectorBytes);
     }
+    if (described.sectorBytes != 0)
+        device.setProperty(quix5::kPropertySectorSize, described.sectorBytes);
+    if (described.protectionType != 0)
+        device.setProperty(kPropertyProtectionType, std::uint32_t{described.protectionType});
+    setText(device, kPropertyWhyNotShown, described.whyNotShown.shown());
     setText(device, quix5::kPropertyModel, described.model);
     setText(device, quix5::kPropertySerial, described.serial);
     setText(device, quix5::kPropertyFirmware, described.firmware);
@@ -56,8 +60,13 @@ void addDescription(const libDrive2::DeviceDescription& described, bool isSimula
 
 std::vector<DiagDevice> listDrives() {
     std::vector<DiagDevice> devices = quix5::listDevices();
-    for (DiagDevice& device : devices)
+    for (DiagDevice& device : devices) {
+        libDrive2::DeviceDescription described;
+        zel::String ignored;
+        if (libDrive2::describeDevice(device.osLocator(), described, ignored))
+            addDescription(described, false, device);
         addSecurity(device);
+    }
     return devices;
 }
 
@@ -84,6 +93,9 @@ bool findDrive(const std::string& locator, DiagDevice& device, std::string& erro
         device.setLocators(locator, locator);
     else
         device = quix5::findDevice(locator);
+    // A block device without sectors gives way to the generic node of its drive.
+    if (!isSimulated && device.osLocator() != locator)
+        (void)libDrive2::describeDevice(device.osLocator(), described, problem);
     addDescription(described, isSimulated, device);
     addSecurity(device);
     return true;
@@ -123,6 +135,16 @@ std::uint64_t numberProperty(const DiagDevice& device, const char* name) {
 bool flagProperty(const DiagDevice& device, const char* name) {
     const quix5::DeviceProperty* const property = device.property(name);
     return property != nullptr && property->value().valueBool();
+}
+
+std::vector<std::string> formatNotes(const DiagDevice& device) {
+    std::vector<std::string> notes;
+    if (const std::string reason = textProperty(device, kPropertyWhyNotShown); !reason.empty())
+        notes.push_back(zel::words("only SCSI commands reach it: {reason}", {{"reason", reason}}));
+    if (const std::uint64_t type = numberProperty(device, kPropertyProtectionType); type != 0)
+        notes.push_back(
+            zel::words("it keeps protection information of type {n} beside its sectors", {{"n", type}}));
+    return notes;
 }
 
 std::vector<std::string> capabilityNames(const DiagDevice& device) {

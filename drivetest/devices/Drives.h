@@ -13,6 +13,11 @@ inline constexpr const char* kPropertyPasswordSupported = "SecurityPasswordSuppo
 inline constexpr const char* kPropertyPasswordSet = "SecurityPasswordSet";
 inline constexpr const char* kPropertyLocked = "ATASecurityLocked";
 
+/// Type of the protection information that a SCSI drive keeps beside its sectors, 1 to 3; not set without.
+inline constexpr const char* kPropertyProtectionType = "ProtectionType";
+/// Why the system has no block device for the drive, a text; not set where it has one.
+inline constexpr const char* kPropertyWhyNotShown = "WhyNotShown";
+
 /// The device property that says how a drive is reached, and what it may hold.
 inline constexpr const char* kAccessOrderProperty = "__libDriveTest_AccessOrder";
 inline constexpr const char* kAccessOrderForms = zel::marked(
@@ -42,6 +47,10 @@ bool isIdentityProperty(const std::string& name);
 std::string textProperty(const quix5::DiagDevice& device, const char* name);
 std::uint64_t numberProperty(const quix5::DiagDevice& device, const char* name);
 bool flagProperty(const quix5::DiagDevice& device, const char* name);
+
+/// What is unlike other drives in how it is formatted, as pieces of sentences: why the system does not show
+/// it, and protection information beside its sectors.
+std::vector<std::string> formatNotes(const quix5::DiagDevice& device);
 
 /// "HardDrive", "SCSISBC" and so on, in the order of their enumeration.
 std::vector<std::string> capabilityNames(const quix5::DiagDevice& device);

@@ -62,6 +62,8 @@ void writeDrive(HtmlWriter& html, const RecordedRun& run) {
     facts.add(words("Serial number"), run.drive.serial.empty() ? words("none") : run.drive.serial);
     facts.add(words("Firmware"), run.drive.firmware);
     facts.add(words("Size"), capacityText(run.drive));
+    if (run.drive.protectionType != 0)
+        facts.add(words("Protection information"), words("type {n}", {{"n", run.drive.protectionType}}));
     facts.add(words("Name in the system"), run.drive.location);
 }
 

@@ -90,6 +90,8 @@ void takeDrive(const Json& content, const RunLists& /*lists*/, RecordedRun& run)
     if (bytes > std::numeric_limits<std::uint32_t>::max())
         throw faultOf("sectorBytes");
     run.drive.sectorBytes = static_cast<std::uint32_t>(bytes);
+    if (content.contains("protectionType"))
+        run.drive.protectionType = recordedCount(content, "protectionType");
 }
 
 void takeBadSectors(const Json& content, const RunLists& /*lists*/, RecordedRun& run) {

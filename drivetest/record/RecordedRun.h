@@ -20,6 +20,7 @@ struct RecordedDrive {
     std::string method{};  ///< how it was reached, as accessMethodOf() names it
     std::uint64_t sectors = 0;
     std::uint32_t sectorBytes = 0;
+    std::uint64_t protectionType = 0;  ///< of SCSI protection information; 0 none
 };
 
 struct RecordedCoverage {

@@ -120,9 +120,10 @@ void RunRecord::writeExtension(const char* name, Json content) {
 }
 
 void RunRecord::driveObtained(const DriveAccess& access) {
-    writeExtension(
-        "drive",
-        {{"method", access.method}, {"sectors", access.sectors}, {"sectorBytes", access.sectorBytes}});
+    Json drive{{"method", access.method}, {"sectors", access.sectors}, {"sectorBytes", access.sectorBytes}};
+    if (access.protectionType != 0)
+        drive["protectionType"] = access.protectionType;
+    writeExtension("drive", std::move(drive));
 }
 
 void RunRecord::health(HealthTime when, const HealthReading& reading) {

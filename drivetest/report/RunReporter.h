@@ -28,6 +28,7 @@ struct DriveAccess {
     const char* method;  ///< how its sectors are reached, see accessMethodOf()
     std::uint64_t sectors;
     std::uint32_t sectorBytes;
+    std::uint64_t protectionType = 0;  ///< of SCSI protection information; 0 none
 };
 
 /// An event that the test sent of its drive.

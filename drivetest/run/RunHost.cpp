@@ -1,6 +1,7 @@
 #include "drivetest/run/RunHost.h"
 
 #include "drivetest/devices/AccessMethod.h"
+#include "drivetest/devices/Drives.h"
 #include "drivetest/terminal/Labels.h"
 #include "drivetest/terminal/TerminalPrompt.h"
 #include "drivetest/terminal/Texts.h"
@@ -146,7 +147,7 @@ bool RunHost::isHeldDrive(libDrive2::Drive& drive) {
     return false;
 }
 
-quix5::TestResult RunHost::driveObtained(libDrive2::Drive& drive, const quix5::DiagDevice& /*device*/) {
+quix5::TestResult RunHost::driveObtained(libDrive2::Drive& drive, const quix5::DiagDevice& device) {
     const bool mayRun = m_held == nullptr || isHeldDrive(drive);
     const std::lock_guard lock(m_mutex);
     m_drive = &drive;
@@ -155,7 +156,8 @@ quix5::TestResult RunHost::driveObtained(libDrive2::Drive& drive, const quix5::D
         m_statistics->setSlowLimit(*m_slowLimit);
     drive.setObserver(m_statistics.get());
     drive.setJournal(m_journal);
-    m_reporter.driveObtained({accessMethodOf(drive), drive.getSectorCount(), drive.getSectorSize()});
+    m_reporter.driveObtained({accessMethodOf(drive), drive.getSectorCount(), drive.getSectorSize(),
+                              numberProperty(device, kPropertyProtectionType)});
     return mayRun ? quix5::TestResult::PASS : quix5::TestResult::CANNOTRUN;
 }
 

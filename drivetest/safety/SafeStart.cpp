@@ -113,6 +113,11 @@ void tellOfRest(const DiagDevice& device, const libDrive2::DeviceLease& lease, C
                                   "the last {n} bytes are no whole sector and are not tested"));
 }
 
+void tellOfFormat(const DiagDevice& device, Console& console) {
+    for (const std::string& note : formatNotes(device))
+        console.line(eventLabel(words("note:")) + note);
+}
+
 std::string confirmationOf(const DiagDevice& device) {
     const std::string serial = textProperty(device, quix5::kPropertySerial);
     return serial.empty() ? device.osLocator().utf8() : serial;
@@ -156,6 +161,13 @@ std::optional<Obstacle> findObstacle(const DiagDevice& device, const HeldDrive& 
             kExitCannotRun,
             words("{drive} is a host-managed zoned drive: it takes writes only in the order of its zones, "
                   "so that nothing could be put back",
+                  {{"drive", device.osLocator()}}),
+            words("run a test that reads"), false};
+    if (held.lease().holdsForeignTags())
+        return Obstacle{
+            kExitCannotRun,
+            words("{drive} keeps application tags beside its sectors (protection information) that belong to "
+                  "the system that wrote them: a write would replace them, and they could not be put back",
                   {{"drive", device.osLocator()}}),
             words("run a test that reads"), false};
     if (encryption == libDrive2::Encryption::unexamined && !allowUnexamined)

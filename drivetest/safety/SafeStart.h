@@ -17,6 +17,9 @@ std::string confirmationOf(const quix5::DiagDevice& device);
 /// Says what of a file is no whole sector, and therefore not tested.
 void tellOfRest(const quix5::DiagDevice& device, const libDrive2::DeviceLease& lease, Console& console);
 
+/// Says what is unlike other drives in how it is formatted.
+void tellOfFormat(const quix5::DiagDevice& device, Console& console);
+
 /// Whether the test, with the parameters that are set, writes to the drive.
 bool writesToDrive(const quix5::OfferedTest& test);
 

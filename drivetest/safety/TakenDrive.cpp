@@ -49,12 +49,14 @@ ExitStatus TakenDrive::takeForReading(Console& console) {
         console.line(eventLabel(words("note:")) +
                      words("{user}; reading does no harm, but rates may be lower", {{"user", user}}));
     tellOfRest(chosen.device, *readLease, console);
+    tellOfFormat(chosen.device, console);
     return kExitPass;
 }
 
 ExitStatus TakenDrive::takeForWriting(const RunOptions& options, Console& console) {
     held.take(chosen.device);
     obstacle = findObstacle(chosen.device, held, options.allowUnexamined);
+    tellOfFormat(chosen.device, console);
     if (!chosen.writes)
         return kExitPass;
     const ExitStatus confirmed = confirmWriting(

@@ -24,13 +24,13 @@ bool isSectorSize(std::uint32_t bytes) {
     return bytes >= kMinSectorBytes && bytes <= kMaxSectorBytes;
 }
 
-/// Caching mode page, SBC-3 6.4.5: WCE.
-std::optional<bool> findWriteCache(Bytes pages) {
+/// A byte of a mode page, counted from its page code; nothing where the page is not there or ends before.
+std::optional<std::uint8_t> findInPage(Bytes pages, std::uint8_t page, std::size_t at) {
     while (pages.size() >= 3) {
         const std::uint8_t code = pages[0] & 0x3F;
         const bool hasSubpage = (pages[0] & 0x40) != 0;
-        if (code == kModePageCaching && !hasSubpage && pages[1] != 0)
-            return (pages[2] & 0x04) != 0;
+        if (code == page && !hasSubpage && at < std::size_t{pages[1]} + 2 && at < pages.size())
+            return pages[at];
         const std::size_t header = hasSubpage ? 4 : 2;
         const std::size_t length = hasSubpage ? loadBigEndian<std::uint16_t>(pages, 2) : pages[1];
         pages = slice(pages, header + length, pages.size());
@@ -43,7 +43,10 @@ ModeParameters modeParameters(std::uint8_t deviceSpecific, Bytes pages) {
     ModeParameters parameters;
     parameters.writeProtected = (deviceSpecific & 0x80) != 0;
     parameters.supportsForceUnitAccess = (deviceSpecific & 0x10) != 0;  // DPOFUA
-    parameters.writeCacheEnabled = findWriteCache(pages);
+    // SBC-3, caching mode page: WCE. SPC-4, control mode page: ATO.
+    if (const auto cache = findInPage(pages, kModePageCaching, 2))
+        parameters.writeCacheEnabled = (*cache & 0x04) != 0;
+    parameters.hostOwnsTags = (findInPage(pages, kModePageControl, 5).value_or(0) & 0x80) != 0;
     return parameters;
 }
 
@@ -96,7 +99,7 @@ std::optional<Capacity> parseCapacity10(Bytes answer) {
     const auto sectorBytes = loadBigEndian<std::uint32_t>(answer, 4);
     if (answer.size() < 8 || !isSectorSize(sectorBytes))
         return std::nullopt;
-    return Capacity{std::uint64_t{loadBigEndian<std::uint32_t>(answer, 0)} + 1, sectorBytes, sectorBytes};
+    return Capacity{std::uint64_t{loadBigEndian<std::uint32_t>(answer, 0)} + 1, sectorBytes, sectorBytes, 0};
 }
 
 std::optional<Capacity> parseCapacity16(Bytes answer) {
@@ -107,8 +110,10 @@ std::optional<Capacity> parseCapacity16(Bytes answer) {
         return std::nullopt;
     const unsigned exponent = answer[13] & 0x0FU;  // logical blocks per physical block
     const std::uint64_t physical = std::uint64_t{sectorBytes} << exponent;
+    const bool isProtected = (answer[12] & 0x01) != 0;  // PROT_EN; P_TYPE follows it
+    const auto type = static_cast<std::uint8_t>(isProtected ? 1 + (answer[12] >> 1 & 0x07) : 0);
     return Capacity{lastLba + 1, sectorBytes,
-                    physical <= kMaxSectorBytes ? static_cast<std::uint32_t>(physical) : sectorBytes};
+                    physical <= kMaxSectorBytes ? static_cast<std::uint32_t>(physical) : sectorBytes, type};
 }
 
 std::optional<ModeParameters> parseModeSense6(Bytes answer) {

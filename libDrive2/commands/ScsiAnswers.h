@@ -41,6 +41,7 @@ struct Capacity {
     std::uint64_t sectors = 0;
     std::uint32_t sectorBytes = 0;
     std::uint32_t physicalSectorBytes = 0;
+    std::uint8_t protectionType = 0;  ///< of the protection information beside each sector; 0 none
 };
 /// More sectors than the answer has room for: the 16-byte command tells them.
 inline constexpr std::uint64_t kCapacityTooLarge = 0x100000000;
@@ -52,6 +53,8 @@ struct ModeParameters {
     bool writeProtected = false;
     bool supportsForceUnitAccess = false;
     std::optional<bool> writeCacheEnabled;
+    /// The application tags of protection information belong to whoever writes them (ATO).
+    bool hostOwnsTags = false;
 };
 std::optional<ModeParameters> parseModeSense6(Bytes answer);
 std::optional<ModeParameters> parseModeSense10(Bytes answer);

@@ -39,6 +39,7 @@ inline constexpr std::uint8_t kPageUnitSerialNumber = 0x80;
 inline constexpr std::uint8_t kPageBlockLimits = 0xB0;
 inline constexpr std::uint8_t kPageBlockCharacteristics = 0xB1;
 inline constexpr std::uint8_t kModePageCaching = 0x08;
+inline constexpr std::uint8_t kModePageControl = 0x0A;
 inline constexpr std::uint8_t kModePageAll = 0x3F;
 inline constexpr std::uint8_t kLogPageTemperature = 0x0D;
 

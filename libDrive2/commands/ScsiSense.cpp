@@ -99,6 +99,11 @@ bool isTransportCode(std::uint8_t code) {
            code == 0x54;
 }
 
+/// A sector that does not fit the protection information beside it.
+bool isFailedCheck(const Sense& sense) {
+    return sense.code == 0x10 && sense.qualifier >= 0x01 && sense.qualifier <= 0x03;
+}
+
 _LIBDRIVE2_ERROR_TYPES causeOfNotReady(const Sense& sense) {
     switch (sense.code) {
         case 0x04:
@@ -166,6 +171,8 @@ _LIBDRIVE2_ERROR_TYPES causeOf(const Sense& sense) {
                        : LIBDRIVE2_WRITE_PROTECTED_MEDIUM;
         case 0x4:
         case 0xB:
+            if (isFailedCheck(sense))
+                return LIBDRIVE2_MEDIA_ERROR;
             return isTransportCode(sense.code) ? LIBDRIVE2_LINK_ERROR : LIBDRIVE2_DRIVE_ERROR;
         default:
             return LIBDRIVE2_DRIVE_ERROR;

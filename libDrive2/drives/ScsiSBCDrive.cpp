@@ -55,12 +55,30 @@ _LIBDRIVE2_ERROR_TYPES ScsiSBCDrive::doQueryMediumInfo() {
         return fail(why.type,
                     zel::worded("asking for the drive's capacity failed: {reason}", {{"reason", why.text}}));
     }
+    if (capacity->protectionType != 0 && refusesPlainReads(*capacity)) {
+        setCapacity(0, 0, 0);
+        return fail(
+            LIBDRIVE2_NOT_SUPPORTED,
+            zel::worded("the drive is formatted with protection information of type {n}, and refuses the "
+                        "commands that leave it out: format it without, or test it where it is used",
+                        {{"n", capacity->protectionType}}));
+    }
     setCapacity(capacity->sectors, capacity->sectorBytes, capacity->physicalSectorBytes);
     const auto parameters = unit.modeParameters();
     m_supportsForceUnitAccess = parameters && parameters->supportsForceUnitAccess;
     if (inquiry && inquiry->version >= kVersionSpc3)
         queryLimits();
     return LIBDRIVE2_NO_ERROR;
+}
+
+/// Reads and writes leave the drive to make and check its protection information by itself. Of type 2 many
+/// take only commands of 32 bytes, which name what is to be checked.
+bool ScsiSBCDrive::refusesPlainReads(const scsi::Capacity& capacity) {
+    std::vector<std::uint8_t> sector(capacity.sectorBytes);
+    const scsi::Outcome outcome = ScsiUnit(*passThrough())
+                                      .execute(scsi::withData(scsi::read(capacity.sectors - 1, 1, false),
+                                                              sector.data(), sector.size()));
+    return outcome.status.type == LIBDRIVE2_NOT_SUPPORTED;
 }
 
 void ScsiSBCDrive::queryLimits() {

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <filesystem>
 
 #include "libDrive2/DeviceOpeners.h"
 #include "libDrive2/OpenLeases.h"
@@ -148,6 +149,18 @@ bool LinuxLease::takesWritesInOrderOnly() const {
     struct stat found {};
     return fstat(m_descriptor.get(), &found) == 0 && S_ISBLK(found.st_mode) &&
            SysfsBlock(found.st_rdev).disk().attribute("queue/zoned") == "host-managed";
+}
+
+bool LinuxLease::holdsForeignTags() const {
+    struct stat found {};
+    if (fstat(m_descriptor.get(), &found) != 0 || !S_ISBLK(found.st_mode))
+        return false;
+    std::error_code none;
+    const auto disks = SysfsBlock(found.st_rdev).disk().folder() / "device" / "scsi_disk";
+    for (const auto& disk : std::filesystem::directory_iterator(disks, none))
+        if (readLine(disk.path() / "protection_type") > "0" && readLine(disk.path() / "app_tag_own") == "1")
+            return true;
+    return false;
 }
 
 std::uint64_t LinuxLease::mediumNumber() const {

@@ -24,6 +24,7 @@ public:
         return m_volumes.examineEncryption(reason);
     }
     [[nodiscard]] bool takesWritesInOrderOnly() const override;
+    [[nodiscard]] bool holdsForeignTags() const override;
     SharedBlockHandle openBlock(bool writable, zel::Wording& reason) override;
 
 private:

@@ -3,29 +3,66 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <bit>
 #include <cerrno>
 #include <filesystem>
 
 #include "libDrive2/DeviceOpeners.h"
 #include "libDrive2/OpenLeases.h"
 #include "libDrive2/bridges/SatAtaDevice.h"
+#include "libDrive2/drives/ScsiUnit.h"
 #include "libDrive2/linux/ErrnoError.h"
 #include "libDrive2/linux/LinuxBlockHandle.h"
 #include "libDrive2/linux/LinuxLease.h"
 #include "libDrive2/linux/LinuxNVMeDevice.h"
 #include "libDrive2/linux/LinuxScsiDevice.h"
 #include "libDrive2/linux/LinuxVolumes.h"
+#include "libDrive2/linux/ScsiNodeLease.h"
 #include "libDrive2/linux/SysfsBlock.h"
+#include "libDrive2/linux/SysfsScsi.h"
 #include "zel/Words.h"
 
 namespace libDrive2 {
 
 namespace {
 
+constexpr std::uint32_t kMostShownBytes = 4096;
+
 bool isOptical(const zel::String& path) {
     struct stat found {};
     return stat(path.utf8().c_str(), &found) == 0 && S_ISBLK(found.st_mode) &&
            SysfsBlock(found.st_rdev).isOptical();
+}
+
+/// What a drive tells that the system tells nothing of.
+void describeHidden(const zel::String& path, DeviceDescription& description) {
+    const auto device = LinuxScsiDevice::open(path, false);
+    if (device == nullptr) {
+        description.whyNotShown = lastOpenErrorStr();
+        return;
+    }
+    DeviceStatus why;
+    const auto capacity = ScsiUnit(*device).capacity(true, why);
+    if (!capacity) {
+        description.whyNotShown = zel::worded("it does not tell its size: {reason}", {{"reason", why.text}});
+        return;
+    }
+    description.bytes = capacity->sectors * capacity->sectorBytes;
+    description.sectorBytes = capacity->sectorBytes;
+    description.protectionType = capacity->protectionType;
+    const bool isOdd = !std::has_single_bit(capacity->sectorBytes) || capacity->sectorBytes > kMostShownBytes;
+    description.whyNotShown =
+        isOdd ? whyNotShown(capacity->sectorBytes) : zel::worded("the system has no block device for it");
+}
+
+/// The kernel keeps what the drive told of its format.
+std::uint8_t protectionTypeOf(const SysfsBlock& device) {
+    std::error_code none;
+    for (const auto& disk :
+         std::filesystem::directory_iterator(device.disk().folder() / "device/scsi_disk", none))
+        if (const std::string type = readLine(disk.path() / "protection_type"); type.size() == 1)
+            return static_cast<std::uint8_t>(type[0] - '0');
+    return 0;
 }
 
 }  // namespace
@@ -41,6 +78,10 @@ bool LinuxProvider::describe(const zel::String& path, DeviceDescription& descrip
     description = {};
     if (stat(path.utf8().c_str(), &found) == 0 && S_ISREG(found.st_mode))
         description.bytes = static_cast<std::uint64_t>(found.st_size);
+    else if (S_ISBLK(found.st_mode))
+        description.protectionType = protectionTypeOf(SysfsBlock(found.st_rdev));
+    else if (S_ISCHR(found.st_mode) && SysfsScsi(found.st_rdev).isHidden())
+        describeHidden(path, description);
     return true;
 }
 
@@ -93,6 +134,10 @@ std::unique_ptr<DeviceLockingManager::Volumes> LinuxProvider::volumes(const zel:
 
 std::unique_ptr<DeviceLease> LinuxProvider::take(const zel::String& path, LeasePurpose purpose,
                                                  DeviceStatus& failure) {
+    struct stat found {};
+    if (stat(path.utf8().c_str(), &found) == 0 && S_ISCHR(found.st_mode) &&
+        SysfsScsi(found.st_rdev).isHidden())
+        return ScsiNodeLease::take(path, found.st_rdev, purpose, failure);
     return LinuxLease::take(path, purpose, failure);
 }
 
@@ -105,6 +150,8 @@ zel::Array<zel::String> LinuxProvider::listLocators() {
          entry.increment(failed))
         if (readLine(entry->path() / "size") != "0" && !entry->path().filename().string().starts_with("sr"))
             names.push_back(entry->path().filename().string());
+    for (const SysfsScsi& drive : SysfsScsi::listHidden())
+        names.push_back(drive.name());
     std::sort(names.begin(), names.end());
     for (const std::string& name : names)
         locators.append("/dev/" + name);

@@ -133,8 +133,10 @@ zel::Array<zel::String> LinuxVolumes::holders() {
 }
 
 zel::SharedPointer<LinuxBlockHandle> LinuxVolumes::reader(zel::Wording& problem) {
-    if (!found()) {
-        problem = errnoStatus(errno).text;
+    const auto status = found();
+    // Opening the node of a SCSI drive that another program holds would wait for that.
+    if (!status || S_ISCHR(status->st_mode)) {
+        problem = status ? worded("it is neither a block device nor an image file") : errnoStatus(errno).text;
         return {};
     }
     if (!m_reader) {
@@ -143,9 +145,9 @@ zel::SharedPointer<LinuxBlockHandle> LinuxVolumes::reader(zel::Wording& problem)
         problem = lastOpenErrorStr();
         return m_reader;
     }
-    const DeviceStatus status = m_reader->info().removable ? m_reader->reopen() : m_reader->query();
-    if (!status.ok()) {
-        problem = status.text;
+    const DeviceStatus asked = m_reader->info().removable ? m_reader->reopen() : m_reader->query();
+    if (!asked.ok()) {
+        problem = asked.text;
         m_reader.release();
     }
     return m_reader;

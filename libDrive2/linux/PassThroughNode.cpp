@@ -1,6 +1,9 @@
 #include "libDrive2/linux/PassThroughNode.h"
 
 #include <fcntl.h>
+#include <linux/fs.h>
+#include <scsi/sg.h>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -9,7 +12,9 @@
 
 #include "libDrive2/OpenLeases.h"
 #include "libDrive2/linux/ErrnoError.h"
+#include "libDrive2/linux/ScsiNodeLease.h"
 #include "libDrive2/linux/SysfsBlock.h"
+#include "libDrive2/linux/SysfsScsi.h"
 #include "zel/Uninterrupted.h"
 #include "zel/Words.h"
 
@@ -42,10 +47,26 @@ DeviceStatus PassThroughNode::checkWholeDevice() const {
     return {};
 }
 
+/// The generic driver tells its limits itself: bytes, and pieces of memory.
+void PassThroughNode::readNodeLimits() {
+    int bytes = 0;
+    int pieces = 0;
+    if (ioctl(m_fd.get(), BLKSECTGET, &bytes) != 0 || ioctl(m_fd.get(), SG_GET_SG_TABLESIZE, &pieces) != 0 ||
+        bytes <= 0 || pieces <= 1)
+        return;
+    const auto pageBytes = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+    m_maxTransferBytes = std::min({static_cast<std::size_t>(bytes),
+                                   (static_cast<std::size_t>(pieces) - 1) * pageBytes, kMaxTransferBytes});
+}
+
 void PassThroughNode::readLimits() {
     m_maxTransferBytes = kSafeTransferBytes;
     struct stat found {};
-    if (fstat(m_fd.get(), &found) != 0 || !S_ISBLK(found.st_mode))
+    if (fstat(m_fd.get(), &found) != 0)
+        return;
+    if (S_ISCHR(found.st_mode) && SysfsScsi(found.st_rdev).isDisk())
+        return readNodeLimits();
+    if (!S_ISBLK(found.st_mode))
         return;
     const SysfsBlock device(found.st_rdev);
     const std::uint64_t bytes = device.queueLimit("max_hw_sectors_kb") * 1024;
@@ -62,7 +83,10 @@ DeviceStatus PassThroughNode::open() {
     // Without waiting for a medium, which commands can be about.
     const int flags = (m_writable ? O_RDWR : O_RDONLY) | O_NONBLOCK | O_CLOEXEC;
     const std::string path = OpenLeases::pathOf(m_path).utf8();
-    m_fd = FileDescriptor(zel::uninterrupted([&] { return ::open(path.c_str(), flags); }));
+    const auto* const held = dynamic_cast<const ScsiNodeLease*>(OpenLeases::find(m_path));
+    m_fd = held != nullptr && held->isExclusive()
+               ? held->duplicate()
+               : FileDescriptor(zel::uninterrupted([&] { return ::open(path.c_str(), flags); }));
     if (!m_fd)
         return errnoStatus(errno);
     if (DeviceStatus status = checkWholeDevice(); !status.ok()) {
@@ -76,7 +100,8 @@ DeviceStatus PassThroughNode::open() {
 bool PassThroughNode::isGone() const {
     struct stat found {};
     return fstat(m_fd.get(), &found) != 0 ||
-           (S_ISBLK(found.st_mode) && !SysfsBlock(found.st_rdev).isUsable());
+           (S_ISBLK(found.st_mode) && !SysfsBlock(found.st_rdev).isUsable()) ||
+           (S_ISCHR(found.st_mode) && !SysfsScsi(found.st_rdev).isUsable());
 }
 
 DeviceStatus PassThroughNode::ioctlFailure(int error) const {

@@ -31,6 +31,7 @@ public:
 private:
     DeviceStatus checkWholeDevice() const;
     void readLimits();
+    void readNodeLimits();
 
     std::string m_path;
     bool m_writable;

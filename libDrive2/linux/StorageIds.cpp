@@ -45,15 +45,15 @@ std::string firstOf(const SysfsBlock& disk, std::initializer_list<const char*> n
 }
 
 /// SPC-4, Unit Serial Number: four bytes, then the text.
-std::string serialPageOf(const SysfsBlock& disk) {
-    std::ifstream page(disk.folder() / "device" / "vpd_pg80", std::ios::binary);
+std::string serialPageOf(const std::filesystem::path& folder) {
+    std::ifstream page(folder / "vpd_pg80", std::ios::binary);
     const std::string bytes{std::istreambuf_iterator<char>(page), {}};
     return bytes.size() > 4 ? trimmed(bytes.substr(4)) : std::string();
 }
 
 /// An adapter may answer for the drive in it. What an IEEE registered name says is the drive's own.
-bool isTrusted(const SysfsBlock& disk, const std::string& wwid) {
-    const bool isBehindUsb = disk.folder().string().find("/usb") != std::string::npos;
+bool isTrusted(const std::filesystem::path& folder, const std::string& wwid) {
+    const bool isBehindUsb = folder.string().find("/usb") != std::string::npos;
     return !isBehindUsb || wwid.starts_with("naa.");
 }
 
@@ -138,9 +138,9 @@ std::string birthOf(const std::string& path, dev_t fileSystem, ino_t inode) {
 
 StorageId lastingIdOf(const SysfsBlock& disk) {
     const std::string wwid = firstOf(disk, {"wwid", "device/wwid", "device/cid"});
-    if (!isTrusted(disk, wwid))
+    if (!isTrusted(disk.folder(), wwid))
         return {};
-    const std::string page = serialPageOf(disk);
+    const std::string page = serialPageOf(disk.folder() / "device");
     const std::string serial = page.empty() ? firstOf(disk, {"device/serial", "serial"}) : page;
     if (!wwid.empty())
         return {Kind::wwid, wwid + (serial.empty() ? "" : ";" + serial)};
@@ -148,6 +148,20 @@ StorageId lastingIdOf(const SysfsBlock& disk) {
         return {};
     return {Kind::serial,
             firstOf(disk, {"device/model", "device/name"}) + ";" + serial + ";" + disk.attribute("size")};
+}
+
+StorageId lastingIdOf(const SysfsScsi& drive) {
+    const std::string wwid = trimmed(drive.attribute("wwid"));
+    const std::string serial = serialPageOf(drive.folder());
+    if (!isTrusted(drive.folder(), wwid) || (wwid.empty() && serial.empty()))
+        return {};
+    if (!wwid.empty())
+        return {Kind::wwid, wwid + (serial.empty() ? "" : ";" + serial)};
+    return {Kind::serial, trimmed(drive.attribute("model")) + ";" + serial};
+}
+
+StorageId passingIdOf(const SysfsScsi& drive) {
+    return {Kind::boot, bootId() + ":scsi:" + drive.folder().string()};
 }
 
 StorageId passingIdOf(const SysfsBlock& device, dev_t number) {

@@ -6,6 +6,7 @@
 
 #include "libDrive2/DriveIdentity.h"
 #include "libDrive2/linux/SysfsBlock.h"
+#include "libDrive2/linux/SysfsScsi.h"
 
 namespace libDrive2 {
 
@@ -14,8 +15,12 @@ namespace libDrive2 {
 /// adapter, which gives its own serial number for every drive in it, for one.
 StorageId lastingIdOf(const SysfsBlock& disk);
 
+/// The same of a drive without a block interface: what it would have there.
+StorageId lastingIdOf(const SysfsScsi& drive);
+
 /// The device's id until it is taken away or the system restarts.
 StorageId passingIdOf(const SysfsBlock& device, dev_t number);
+StorageId passingIdOf(const SysfsScsi& drive);
 
 /// By the UUID that the partition table has; empty where it cannot be read or has none.
 StorageId partitionIdOf(const SysfsBlock& partition);

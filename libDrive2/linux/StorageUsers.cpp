@@ -88,9 +88,12 @@ std::vector<std::string> StorageUsers::of(const struct stat& found, const std::s
     m_own.clear();
     if (S_ISREG(found.st_mode))
         addFile(StorageNode(found), name);
-    if (!S_ISBLK(found.st_mode))
+    if (!S_ISBLK(found.st_mode) && !S_ISCHR(found.st_mode))
         return m_users;
-    const SysfsBlock device(found.st_rdev);
+    const SysfsBlock device =
+        S_ISBLK(found.st_mode) ? SysfsBlock(found.st_rdev) : SysfsScsi(found.st_rdev).block();
+    if (device.name().empty())
+        return m_users;
     addBeneath(device, 0);
     addDevice(device, "");
     for (const SysfsBlock& path : device.otherPaths())

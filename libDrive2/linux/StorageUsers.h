@@ -9,6 +9,7 @@
 #include "libDrive2/linux/LoopTable.h"
 #include "libDrive2/linux/MountTable.h"
 #include "libDrive2/linux/SysfsBlock.h"
+#include "libDrive2/linux/SysfsScsi.h"
 
 namespace libDrive2 {
 

@@ -42,6 +42,7 @@ void finish(AtaResponse& response, const SimOutcome& outcome) {
         case SimFault::beyondEnd:
             return fail(response, kIdNotFound, outcome.lba);
         case SimFault::unreadable:
+        case SimFault::failedCheck:
         case SimFault::unseekable:
             return fail(response, kUncorrectable, outcome.lba);
         case SimFault::unwritable:

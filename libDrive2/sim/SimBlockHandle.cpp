@@ -36,6 +36,7 @@ DeviceStatus toStatus(const SimOutcome& outcome) {
         case SimFault::writeProtected:
             return {LIBDRIVE2_WRITE_PROTECTED_MEDIUM, worded("the medium is write-protected")};
         case SimFault::unreadable:
+        case SimFault::failedCheck:
             return mediaError("unrecovered read error", outcome.lba);
         case SimFault::unwritable:
             return mediaError("write error", outcome.lba);

@@ -44,6 +44,7 @@ bool SimLease::begin(LeasePurpose purpose, DeviceStatus& failure) {
         return false;
     }
     m_isHidden = options->isHidden();
+    m_holdsForeignTags = options->protectionType != 0 && options->hostOwnsTags;
     m_identity.sectorBytes = std::max(1U, described.sectorBytes);
     m_identity.sectors = described.bytes / m_identity.sectorBytes;
     if (m_image == nullptr) {

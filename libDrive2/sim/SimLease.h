@@ -22,6 +22,7 @@ public:
     Encryption examineEncryption(zel::Wording& reason) override {
         return m_volumes.examineEncryption(reason);
     }
+    [[nodiscard]] bool holdsForeignTags() const override { return m_holdsForeignTags; }
     [[nodiscard]] bool outlivesProcess() const override { return m_image != nullptr; }
     bool unlockVolumes(zel::Wording& reason) override { return m_volumes.unlock(reason); }
     SharedBlockHandle openBlock(bool writable, zel::Wording& reason) override;
@@ -35,6 +36,7 @@ private:
     DriveIdentity m_identity;
     std::unique_ptr<DeviceLease> m_image;  ///< null without a file
     SimVolumes m_volumes;
+    bool m_holdsForeignTags = false;
     bool m_isHidden = false;  ///< only commands reach it
 };
 

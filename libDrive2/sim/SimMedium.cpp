@@ -114,6 +114,8 @@ SimOutcome SimMedium::findUnreadable(std::uint64_t lba, std::uint32_t count) {
         m_state.health->meetUnreadable(hit);
         return {SimFault::unreadable, hit};
     }
+    if (m_options.protectionType != 0 && m_options.corrupt.findFirst(lba, count, hit))
+        return {SimFault::failedCheck, hit};
     if (m_options.recovered.findFirst(lba, count, hit))
         return {SimFault::recovered, hit};
     return {};

@@ -24,6 +24,7 @@ enum class SimFault : std::uint8_t {
     unreadable,
     unwritable,
     unseekable,
+    failedCheck,  ///< its data does not fit its protection information
 };
 
 struct SimOutcome {

@@ -38,6 +38,7 @@ std::uint16_t statusOf(const SimOutcome& outcome) {
         case SimFault::writeProtected:
             return kWriteProtected;
         case SimFault::unreadable:
+        case SimFault::failedCheck:
         case SimFault::unseekable:
             return kUnrecoveredRead;
         case SimFault::unwritable:

@@ -74,6 +74,11 @@ bool SimProvider::describe(const zel::String& locator, DeviceDescription& descri
     description.firmware = identity->firmware;
     description.bytes = identity->bytes;
     description.sectorBytes = identity->sectorBytes;
+    zel::String ignored;
+    const auto options = SimDrives::get().options(locator, ignored);
+    description.protectionType = options != nullptr ? options->protectionType : std::uint8_t{0};
+    if (options != nullptr && options->isHidden())
+        description.whyNotShown = whyNotShown(options->sectorBytes);
     return true;
 }
 

@@ -55,10 +55,15 @@ struct SenseRow {
 
 /// The others are met before a command begins.
 constexpr SenseRow kSenses[] = {
-    {SimFault::recovered, {0x1, 0x18, 0x00}, true},  {SimFault::noMedium, kNoMedium},
-    {SimFault::locked, {0x7, 0x74, 0x71}},           {SimFault::beyondEnd, {0x5, 0x21, 0x00}},
-    {SimFault::writeProtected, {0x7, 0x27, 0x00}},   {SimFault::unreadable, {0x3, 0x11, 0x00}, true},
-    {SimFault::unwritable, {0x3, 0x0C, 0x00}, true}, {SimFault::unseekable, {0x4, 0x15, 0x01}, true},
+    {SimFault::recovered, {0x1, 0x18, 0x00}, true},
+    {SimFault::noMedium, kNoMedium},
+    {SimFault::locked, {0x7, 0x74, 0x71}},
+    {SimFault::beyondEnd, {0x5, 0x21, 0x00}},
+    {SimFault::writeProtected, {0x7, 0x27, 0x00}},
+    {SimFault::unreadable, {0x3, 0x11, 0x00}, true},
+    {SimFault::unwritable, {0x3, 0x0C, 0x00}, true},
+    {SimFault::unseekable, {0x4, 0x15, 0x01}, true},
+    {SimFault::failedCheck, {0xB, 0x10, 0x01}, true},
 };
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include "libDrive2/sim/SimScsiDevice.h"
 
 #include <algorithm>
+#include <iterator>
 #include <limits>
 
 #include "libDrive2/sim/SimBytes.h"
@@ -13,6 +14,12 @@ constexpr std::size_t kMaxTransferBytes = std::size_t{1} << 20;
 constexpr std::size_t kBlockDescriptorBytes = 8;
 constexpr SimSense kNotSaveable{0x5, 0x39, 0x00};
 constexpr SimSense kSelfTestInProgress{0x2, 0x04, 0x09};
+
+/// READ, WRITE and VERIFY of 6 to 16 bytes.
+bool movesSectors(std::uint8_t opcode) {
+    constexpr std::uint8_t kOpcodes[] = {0x08, 0x0A, 0x28, 0x2A, 0x2F, 0x88, 0x8A, 0x8F, 0xA8, 0xAA};
+    return std::ranges::find(kOpcodes, opcode) != std::end(kOpcodes);
+}
 
 }  // namespace
 
@@ -36,6 +43,9 @@ bool SimScsiDevice::perform(SimScsiCommand& command) {
         {0x9E, &Self::readCapacity16}, {0xA0, &Self::reportLuns},
         {0xA8, &Self::readSectors},    {0xAA, &Self::writeSectors},
     };
+    // Of type 2, sectors are reached by the commands of 32 bytes, which name their tags, and by these alone.
+    if (medium().options().protectionType == 2 && movesSectors(command.opcode()))
+        return false;
     return dispatch(*this, kCommands, command);
 }
 
@@ -56,7 +66,7 @@ std::optional<SimPage> SimScsiDevice::modeParameters(const SimScsiCommand& comma
     constexpr std::uint8_t kDisableDescriptorsBit = 0x08;
     constexpr std::uint8_t kChangeableValues = 1;
     constexpr std::uint64_t kTooMany = std::numeric_limits<std::uint32_t>::max();
-    std::optional<SimPage> pages = modePages(command.byte(2) & 0x3F);
+    std::optional<SimPage> pages = modePages(command.byte(2) & 0x3F, medium());
     if (!pages || (command.byte(3) != 0x00 && command.byte(3) != 0xFF))
         return std::nullopt;
     // Nothing can be changed: all bits after each page's length are 0.
@@ -158,6 +168,8 @@ void SimScsiDevice::readCapacity16(SimScsiCommand& command) {
     SimPage bytes(32);
     putBigEndian(bytes.data(), 8, medium().options().sectors - 1);
     putBigEndian(&bytes[8], 4, medium().options().sectorBytes);
+    if (const std::uint8_t type = medium().options().protectionType; type != 0)
+        bytes[12] = static_cast<std::uint8_t>((type - 1) << 1 | 0x01);  // P_TYPE and PROT_EN
     command.answer(bytes, command.field(10, 4));
 }
 

@@ -13,6 +13,7 @@ namespace {
 constexpr std::uint8_t kSupportedPages = 0x00;
 constexpr std::uint8_t kUnitSerialNumber = 0x80;
 constexpr std::uint8_t kDeviceIdentification = 0x83;
+constexpr std::uint8_t kExtendedInquiry = 0x86;
 constexpr std::uint8_t kAtaInformation = 0x89;
 constexpr std::uint8_t kBlockLimits = 0xB0;
 constexpr std::uint8_t kBlockDeviceCharacteristics = 0xB1;
@@ -46,8 +47,11 @@ SimPage listVpdPages(const SimMedium& medium) {
     if (isAta(medium))
         return {kSupportedPages, kUnitSerialNumber, kDeviceIdentification,
                 kAtaInformation, kBlockLimits,      kBlockDeviceCharacteristics};
-    return {kSupportedPages, kUnitSerialNumber, kDeviceIdentification, kBlockLimits,
-            kBlockDeviceCharacteristics};
+    SimPage pages{kSupportedPages,  kUnitSerialNumber, kDeviceIdentification,
+                  kExtendedInquiry, kBlockLimits,      kBlockDeviceCharacteristics};
+    if (medium.options().protectionType == 0)
+        std::erase(pages, kExtendedInquiry);
+    return pages;
 }
 
 /// One designator: vendor, with which the model begins, and vendor's text, in ASCII, of the logical unit.
@@ -79,6 +83,15 @@ SimPage blockLimits(const SimMedium& medium, std::size_t maxTransferBytes) {
     putBigEndian(&bytes[2], 2, 1);        // optimal transfer length granularity
     putBigEndian(&bytes[4], 4, sectors);  // maximum transfer length
     putBigEndian(&bytes[8], 4, sectors);  // optimal transfer length
+    return bytes;
+}
+
+/// The type that it can be formatted with, and that all three fields are checked.
+SimPage extendedInquiry(const SimMedium& medium) {
+    constexpr std::uint8_t kSupported[] = {0, 0b000, 0b010, 0b101};  // of types 1; 2; 1 and 3
+    constexpr std::uint8_t kAllChecks = 0x07;
+    SimPage bytes(60);
+    bytes[0] = static_cast<std::uint8_t>(kSupported[medium.options().protectionType] << 3 | kAllChecks);
     return bytes;
 }
 
@@ -204,7 +217,8 @@ SimPage standardInquiry(const SimMedium& medium) {
     bytes[2] = 0x06;  // SPC-4
     bytes[3] = 0x02;  // response data format
     bytes[4] = static_cast<std::uint8_t>(bytes.size() - 5);
-    bytes[7] = 0x02;  // command queuing
+    bytes[5] = medium.options().protectionType != 0 ? 0x01 : 0;  // PROTECT
+    bytes[7] = 0x02;                                             // command queuing
     putNames(&bytes[8], medium);
     return bytes;
 }
@@ -221,6 +235,10 @@ std::optional<SimPage> vitalProductData(std::uint8_t page, const SimMedium& medi
             return vpdPage(page, deviceIdentification(medium));
         case kAtaInformation:
             return isAta(medium) ? std::optional(vpdPage(page, ataInformation(medium))) : std::nullopt;
+        case kExtendedInquiry:
+            return medium.options().protectionType != 0
+                       ? std::optional(vpdPage(page, extendedInquiry(medium)))
+                       : std::nullopt;
         case kBlockLimits:
             return vpdPage(page, blockLimits(medium, maxTransferBytes));
         case kBlockDeviceCharacteristics:
@@ -230,7 +248,7 @@ std::optional<SimPage> vitalProductData(std::uint8_t page, const SimMedium& medi
     }
 }
 
-std::optional<SimPage> modePages(std::uint8_t page) {
+std::optional<SimPage> modePages(std::uint8_t page, const SimMedium& medium) {
     constexpr std::uint8_t kAll = 0x3F;
     SimPage errorRecovery(12), caching(20);
     errorRecovery[0] = 0x01;
@@ -239,13 +257,21 @@ std::optional<SimPage> modePages(std::uint8_t page) {
     caching[0] = 0x08;
     caching[1] = 18;
     caching[2] = 0x04;  // WCE: there is a write cache
+    SimPage control(12);
+    control[0] = 0x0A;
+    control[1] = 10;
+    control[5] = medium.options().hostOwnsTags ? 0x80 : 0;  // ATO
     if (page == errorRecovery[0])
         return errorRecovery;
     if (page == caching[0])
         return caching;
+    if (page == control[0] && medium.options().protectionType != 0)
+        return control;
     if (page != kAll)
         return std::nullopt;
     errorRecovery.insert(errorRecovery.end(), caching.begin(), caching.end());
+    if (medium.options().protectionType != 0)
+        errorRecovery.insert(errorRecovery.end(), control.begin(), control.end());
     return errorRecovery;
 }
 

@@ -18,7 +18,7 @@ SimPage standardInquiry(const SimMedium& medium);
 std::optional<SimPage> vitalProductData(std::uint8_t page, const SimMedium& medium,
                                         std::size_t maxTransferBytes);
 /// SBC-3, mode pages 01h and 08h, or both as page 3Fh; without a header.
-std::optional<SimPage> modePages(std::uint8_t page);
+std::optional<SimPage> modePages(std::uint8_t page, const SimMedium& medium);
 /// SPC-4 and SBC-3, log pages.
 std::optional<SimPage> logPage(std::uint8_t page, const SimMedium& medium, SimHealth& health);
 

@@ -140,6 +140,45 @@ std::string serialOf(udev_device* device) {
     return serial.empty() ? serialPageOf(device) : serial;
 }
 
+namespace fs = std::filesystem;
+
+/// A SCSI disk's generic node where the system has no block device for the disk, or one without sectors:
+/// commands alone reach it.
+bool isHiddenDisk(udev_device* generic) {
+    const fs::path folder = fs::path(trimmed(udev_device_get_syspath(generic))) / "device";
+    const std::string type = attribute(generic, "device/type");
+    std::error_code none;
+    if (type != "0" && type != "14")  // peripheral device types 00h and 0Eh of SPC-4
+        return false;
+    for (const auto& block : fs::directory_iterator(folder / "block", none)) {
+        const auto lineOf = [&block](const char* name) {
+            std::string line;
+            std::ifstream file(block.path() / name);
+            std::getline(file, line);
+            return line;
+        };
+        return lineOf("size") == "0" && lineOf("removable") != "1";
+    }
+    return true;
+}
+
+/// The number of the generic node that a path leads to, or that stands for the block device that it leads to;
+/// 0 when there is none.
+dev_t genericNumberOf(const std::string& path) {
+    struct stat found {};
+    if (stat(path.c_str(), &found) != 0)
+        return 0;
+    if (S_ISCHR(found.st_mode))
+        return found.st_rdev;
+    const fs::path folder = "/sys/dev/block/" + std::to_string(major(found.st_rdev)) + ":" +
+                            std::to_string(minor(found.st_rdev)) + "/device/scsi_generic";
+    std::error_code none;
+    if (S_ISBLK(found.st_mode))
+        for (const auto& node : fs::directory_iterator(folder, none))
+            return genericNumberOf("/dev/" + node.path().filename().string());
+    return 0;
+}
+
 /// The number of the block device that a path leads to; of a generic node ("/dev/sg1") that of the drive it
 /// stands for ("/dev/sr0"). 0 for anything else.
 dev_t blockNumberOf(const std::string& path) {
@@ -183,6 +222,13 @@ std::uint64_t bytesOf(udev_device* device) {
     return isOptical && units == kNoMediumSize ? 0 : units * kSizeUnit;
 }
 
+/// Of a device without sectors of its own both sizes are left to whoever asks the drive.
+void setSizes(udev_device* device, DiagDevice& described) {
+    described.setProperty(kPropertyBytes, bytesOf(device));
+    described.setProperty(kPropertySectorSize,
+                          static_cast<std::uint32_t>(numberAttribute(device, "queue/logical_block_size")));
+}
+
 DiagDevice describe(udev_device* device) {
     DiagDevice described;
     const std::string model =
@@ -196,10 +242,31 @@ DiagDevice describe(udev_device* device) {
     setText(described, kPropertySerial, serialOf(device));
     setText(described, kPropertyFirmware,
             firstKnown(device, {"ID_REVISION"}, {"device/firmware_rev", "device/rev", "device/fwrev"}));
-    described.setProperty(kPropertyBytes, bytesOf(device));
-    described.setProperty(kPropertySectorSize,
-                          static_cast<std::uint32_t>(numberAttribute(device, "queue/logical_block_size")));
+    setSizes(device, described);
     return described;
+}
+
+/// Nothing but SCSI commands reaches it.
+DiagDevice describeHidden(udev_device* generic) {
+    DiagDevice described = describe(generic);
+    described.setCapabilities(DeviceCapability::SCSISBC);
+    return described;
+}
+
+/// Calls `take(device)` for all devices of a subsystem.
+template <class Take>
+void forEach(udev* context, const char* subsystem, Take take) {
+    const Enumeration enumeration(context != nullptr ? udev_enumerate_new(context) : nullptr);
+    if (enumeration == nullptr)
+        return;
+    udev_enumerate_add_match_subsystem(enumeration.get(), subsystem);
+    udev_enumerate_scan_devices(enumeration.get());
+    udev_list_entry* entry = nullptr;
+    udev_list_entry_foreach(entry, udev_enumerate_get_list_entry(enumeration.get())) {
+        const UdevDevice device(udev_device_new_from_syspath(context, udev_list_entry_get_name(entry)));
+        if (device != nullptr)
+            take(device.get());
+    }
 }
 
 }  // namespace
@@ -207,17 +274,14 @@ DiagDevice describe(udev_device* device) {
 std::vector<DiagDevice> listDevices() {
     std::vector<DiagDevice> devices;
     const Udev context(udev_new());
-    const Enumeration enumeration(context != nullptr ? udev_enumerate_new(context.get()) : nullptr);
-    if (enumeration == nullptr)
-        return devices;
-    udev_enumerate_add_match_subsystem(enumeration.get(), "block");
-    udev_enumerate_scan_devices(enumeration.get());
-    udev_list_entry* entry = nullptr;
-    udev_list_entry_foreach(entry, udev_enumerate_get_list_entry(enumeration.get())) {
-        const UdevDevice device(udev_device_new_from_syspath(context.get(), udev_list_entry_get_name(entry)));
-        if (device != nullptr && isListed(device.get()))
-            devices.push_back(describe(device.get()));
-    }
+    forEach(context.get(), "block", [&devices](udev_device* device) {
+        if (isListed(device))
+            devices.push_back(describe(device));
+    });
+    forEach(context.get(), "scsi_generic", [&devices](udev_device* device) {
+        if (isHiddenDisk(device))
+            devices.push_back(describeHidden(device));
+    });
     std::sort(devices.begin(), devices.end(),
               [](const DiagDevice& a, const DiagDevice& b) { return a.osLocator() < b.osLocator(); });
     return devices;
@@ -225,11 +289,18 @@ std::vector<DiagDevice> listDevices() {
 
 DiagDevice findDevice(const zel::String& locator) {
     const dev_t number = blockNumberOf(locator.utf8());
-    const Udev context(number != 0 ? udev_new() : nullptr);
+    const dev_t generic = genericNumberOf(locator.utf8());
+    const Udev context(number != 0 || generic != 0 ? udev_new() : nullptr);
     const UdevDevice device(context != nullptr ? udev_device_new_from_devnum(context.get(), 'b', number)
                                                : nullptr);
     if (device != nullptr && isDrive(device.get()))
         return describe(device.get());
+    const UdevDevice node(context != nullptr && generic != 0
+                              ? udev_device_new_from_devnum(context.get(), 'c', generic)
+                              : nullptr);
+    if (node != nullptr && trimmed(udev_device_get_subsystem(node.get())) == "scsi_generic" &&
+        isHiddenDisk(node.get()))
+        return describeHidden(node.get());
     DiagDevice unlisted;
     unlisted.setLocators(locator, "");
     unlisted.setName(locator);

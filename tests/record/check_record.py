@@ -118,7 +118,8 @@ def is_transfers(content):
 
 
 def is_drive(content):
-    return (set(content) == {"method", "sectors", "sectorBytes"} and content["method"] in METHODS and
+    return (set(content) - {"protectionType"} == {"method", "sectors", "sectorBytes"} and content["method"] in METHODS and
+            content.get("protectionType", 1) in range(1, 9) and
             is_count(content["sectors"]) and is_count(content["sectorBytes"]) and
             (content["sectorBytes"] > 0 or content["sectors"] == 0))
 

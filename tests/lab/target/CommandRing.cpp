@@ -35,10 +35,11 @@ std::uint8_t cdbBytes(std::uint8_t opcode) {
     return kBytes[opcode >> 5];
 }
 
-/// The ring does not tell the direction. Of the commands of optical drives (MMC-6) these send data.
+/// The ring does not tell the direction. Of the commands of optical drives (MMC-6) and disks (SBC-3) these
+/// send data.
 bool sendsData(std::uint8_t opcode) {
-    constexpr std::uint8_t kSending[] = {0x04, 0x15, 0x2A, 0x2E, 0x3B, 0x54, 0x55,
-                                         0x5D, 0xA3, 0xA7, 0xAA, 0xB6, 0xBF};
+    constexpr std::uint8_t kSending[] = {0x04, 0x0A, 0x15, 0x2A, 0x2E, 0x3B, 0x54, 0x55,
+                                         0x5D, 0x8A, 0xA3, 0xA7, 0xAA, 0xB6, 0xBF};
     return std::ranges::find(kSending, opcode) != std::end(kSending);
 }
 

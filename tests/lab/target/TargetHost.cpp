@@ -40,8 +40,11 @@ std::string nameOf(unsigned unit) {
     return "drive" + std::to_string(unit);
 }
 
-/// The node of the only entry of a folder.
+/// The node of the only entry of a folder; "-" where there is none, or none yet.
 std::string nodeIn(const fs::path& folder) {
+    std::error_code none;
+    if (fs::is_empty(folder, none) || none)
+        return "-";
     return "/dev/" + fs::directory_iterator(folder)->path().filename().string();
 }
 

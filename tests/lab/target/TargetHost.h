@@ -19,7 +19,7 @@ public:
     };
     Place create(unsigned unit);
     /// Lets the kernel find the device, whose commands must be answered by now; gives its nodes: "/dev/srN
-    /// /dev/sgN".
+    /// /dev/sgN", the first of them "-" where the kernel makes no block device, or makes it later.
     std::string attach(unsigned unit);
 
 private:

@@ -1,5 +1,5 @@
-// Puts simulated optical drives behind the kernel: each is answered for here, command by command, and the
-// kernel takes it for a drive of its own.
+// Puts simulated drives, optical ones and disks, behind the kernel: each is answered for here, command by
+// command, and the kernel takes it for a drive of its own.
 
 #include <chrono>
 #include <cstdlib>
@@ -66,7 +66,8 @@ private:
 int main(int argc, char** argv) {
     const int factor = argc > 2 ? std::atoi(argv[1]) : 0;
     if (factor < 1) {
-        std::cerr << "usage: optical_target TIMES-FASTER-THAN-REAL sim:optical[,KEY=VALUE]..." << std::endl;
+        std::cerr << "usage: optical_target TIMES-FASTER-THAN-REAL sim:optical|scsi[,KEY=VALUE]..."
+                  << std::endl;
         return EXIT_FAILURE;
     }
     lab::FastClock clock(factor);
