@@ -67,6 +67,7 @@ public:
 private:
     void lookForUsers();
     bool isHeldDrive(libDrive2::Drive& drive);
+    bool isRefused(libDrive2::Drive& drive);
     [[nodiscard]] std::string causeOf(quix5::EventType type) const;
     std::string lossOfDrive(quix5::EventType type);
     void putBackLeftovers();
