@@ -147,8 +147,24 @@ bool RunHost::isHeldDrive(libDrive2::Drive& drive) {
     return false;
 }
 
+/// Some drives open, and then refuse the commands that move their sectors: there is nothing to test, and they
+/// have told why.
+bool RunHost::isRefused(libDrive2::Drive& drive) {
+    if (drive.getSectorCount() != 0 || drive.isMediaRemovable() || drive.queryMediumInfo() ||
+        drive.lastError != libDrive2::LIBDRIVE2_NOT_SUPPORTED)
+        return false;
+    m_reporter.runError({nullptr,
+                         "driveNotOpened",
+                         drive.getLastErrorStr().utf8(),
+                         {},
+                         {},
+                         {},
+                         drive.lastErrorShown().utf8()});
+    return true;
+}
+
 quix5::TestResult RunHost::driveObtained(libDrive2::Drive& drive, const quix5::DiagDevice& device) {
-    const bool mayRun = m_held == nullptr || isHeldDrive(drive);
+    const bool mayRun = !isRefused(drive) && (m_held == nullptr || isHeldDrive(drive));
     const std::lock_guard lock(m_mutex);
     m_drive = &drive;
     m_statistics = std::make_unique<DriveStatistics>(drive.getSectorCount(), drive.getSectorSize());

@@ -73,6 +73,7 @@ private:
     [[nodiscard]] bool isStopping() const;
     void restWhereHot();
     bool isHeldDrive(libDrive2::Drive& drive);
+    bool isRefused(libDrive2::Drive& drive);
     [[nodiscard]] std::string causeOf(quix5::EventType type) const;
     std::string lossOfDrive(quix5::EventType type);
     void putBackLeftovers();

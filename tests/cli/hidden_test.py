@@ -38,14 +38,14 @@ class OddSectors(program.ImageTest):
 
     def test_faults_are_named_exactly(self):
         first, last = [0, 0], [SECTORS - 1, SECTORS - 1]
-        at, near_end = "0+1234+5000-5003+%d" % (SECTORS - 1), SECTORS - 100
+        at = "0+1234+5000-5003+%d" % (SECTORS - 1)
         bad = {"unreadable": [first, [1234, 1234], [5000, 5003], last]}
         cases = [  # test, faults of the drive, what is found
             ("LinearReadTest", "bad=" + at, bad), ("LinearReadCompareTest", "bad=" + at, bad),
             ("LinearReadCompareTest", "corrupt=777", {"wrongData": [[777, 777]]}),
             ("LinearPatternTest", "bad=" + at, bad), ("LinearPatternTest", "corrupt=777", {"wrongData": [[777, 777]]}),
             ("LinearPatternTest", "bad-write=4321", {"unwritable": [[4321, 4321]]}),
-            ("CacheTest", "corrupt=%d" % near_end, {"wrongData": [[near_end, near_end]]}),
+            ("CacheTest", "bad=20000", {"unreadable": [[20000, 20000]]}),
             ("LinearSeekTest", "bad-seek=" + at, {"unreachable": bad["unreadable"]})]
         for size in SIZES:
             for test, keys, expected in cases:
@@ -55,11 +55,12 @@ class OddSectors(program.ImageTest):
 
     def test_rates_and_random_seeks_meet_their_faults(self):
         for size in SIZES:
-            for test, keys, fault in [("ReadSpeedTest", "bad=5000", "unreadable"), ("ReadWriteSpeedTest", "bad=5000", "unreadable"),
-                                      ("FunnelSeekTest", "bad-seek=5000", "unreachable"),
-                                      ("RandomSeekTest", "bad-seek=0-%d" % (SECTORS - 1), "unreachable")]:
+            for test, fault, *parameters in [("ReadSpeedTest", "unreadable"), ("ReadWriteSpeedTest", "unreadable"),
+                                             ("FunnelSeekTest", "unreachable"),
+                                             ("RandomSeekTest", "unreachable", "StartRange=4990", "EndRange=5010")]:
                 with self.subTest(size=size, test=test):
-                    run = self.write(test, locator(size, "sectors=%d" % SECTORS, keys))
+                    keys = "bad=5000" if fault == "unreadable" else "bad-seek=5000"
+                    run = self.write(test, locator(size, "sectors=%d" % SECTORS, keys), *parameters)
                     self.assertEqual(run.status, 1, run.out + run.err)
                     self.assertEqual(list(faults(run)), [fault])
                     self.assertTrue(any(a <= 5000 <= b for a, b in faults(run)[fault]), faults(run))
@@ -88,7 +89,7 @@ class ProtectionInformation(program.ImageTest):
             self.assertIn("logical block guard check failed", run.extensions("badSectors")[0]["words"])
 
     def test_what_cannot_be_handled_is_refused_before_anything_is_written(self):
-        for keys, says in ((["protection=2"], "protection information of type 2"),
+        for keys, says in ((["protection=2"], "refuses the commands that leave it out"),
                            (["protection=1", "tags"], "they could not be put back")):
             with self.subTest(keys=keys):
                 image = self.make_image(3000 * 520)
@@ -97,6 +98,8 @@ class ProtectionInformation(program.ImageTest):
                 self.assertEqual(run.returncode, 6, run.stdout + run.stderr)
                 self.assertIn(says, run.stdout + run.stderr)
                 self.assertEqual(self.changed(), [])
+        run = self.run_test(locator(520, "protection=2"))
+        self.assertEqual((run.status, run.steps("error")[0]["symptom"]), (6, "driveNotOpened"), run.out)
 
 
 class Kills(RecoveryTest):
