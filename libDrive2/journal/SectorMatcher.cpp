@@ -106,7 +106,7 @@ void SectorMatcher::findStamps(Bytes sector, std::span<const std::uint64_t> lbas
     std::vector<AddressStamp::Mark> marks;
     for (std::size_t unit = 0; !m_stamps.empty() && unit < sector.size() / AddressStamp::kUnitBytes; ++unit)
         if (const auto mark = AddressStamp::readUnit(sector, unit);
-            isOfRun(mark) && std::find(marks.begin(), marks.end(), *mark) == marks.end())
+            mark && isOfRun(mark) && std::find(marks.begin(), marks.end(), *mark) == marks.end())
             marks.push_back(*mark);
     std::vector<std::uint8_t> content(sector.size());
     const auto keep = [&](const AddressStamp::Mark& mark) {
