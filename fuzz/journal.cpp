@@ -1,4 +1,5 @@
 #include "libDrive2/journal/FileHeader.h"
+#include "libDrive2/journal/SpanTable.h"
 
 #include <cstring>
 

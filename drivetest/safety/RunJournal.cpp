@@ -21,7 +21,8 @@ using zel::words;
 using libDrive2::DriveIdentity;
 using libDrive2::JournalFolder;
 
-/// The most that tests overwrite at a time, and a physical sector before and after it.
+/// The most that tests overwrite at a time, and a physical sector before and after it, or the table of where
+/// scattered sectors lie.
 constexpr std::uint64_t kChunkBytes = 32 << 20;
 constexpr std::uint64_t kBesideChunk = 128 << 10;
 constexpr std::uint64_t kMostPatterns = 32 << 20;

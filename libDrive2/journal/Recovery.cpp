@@ -44,7 +44,7 @@ zel::String refusal(const RecoveryTask& task, RecoveryReport& report) {
 }
 
 /// Compares what the run did not change. Why nothing can be done; empty when it can.
-zel::String findChanges(const RecoveryTask& task, const SectorMatcher& matcher, RecoveryReport& report) {
+zel::String findChanges(const RecoveryTask& task, const SectorExcuse& isOfRun, RecoveryReport& report) {
     const JournalContents& journal = *task.journal;
     std::vector<SectorSpan> except;
     bool isUnknown = false;
@@ -53,9 +53,7 @@ zel::String findChanges(const RecoveryTask& task, const SectorMatcher& matcher, 
             isUnknown = isUnknown || slot.count == 0;
             except.insert(except.end(), slot.spans.begin(), slot.spans.end());
         }
-    // On a drive that has a sector behind several addresses, what the run stamped shows behind the others.
-    report.fingerprint = compareFingerprint(*task.drive, journal.header.fingerprint, except,
-                                            [&matcher](Bytes sector) { return matcher.hasStamp(sector); });
+    report.fingerprint = compareFingerprint(*task.drive, journal.header.fingerprint, except, isOfRun);
     if (report.fingerprint.changed == 0 || task.force)
         return {};
     const std::string changes = words(
@@ -99,12 +97,18 @@ RecoveryReport recover(const RecoveryTask& task) {
     if (!report.problem.isEmpty())
         return report;
     SectorMatcher matcher(task.journal->expected, task.journal->header.drive.sectorBytes);
-    report.problem = findChanges(task, matcher, report);
+    std::deque<SlotRecovery> slots = examineSlots(task, matcher);
+    // On a drive that has a sector behind several addresses, what the run stamped shows behind the others.
+    const auto isOfRun = [&](Bytes sector) {
+        return matcher.hasStamp(sector) ||
+               std::any_of(slots.begin(), slots.end(),
+                           [sector](const SlotRecovery& slot) { return slot.holdsTorn(sector); });
+    };
+    report.problem = findChanges(task, isOfRun, report);
     if (report.problem.isEmpty())
         report.problem = settleFile(task);
     if (!report.problem.isEmpty())
         return report;
-    std::deque<SlotRecovery> slots = examineSlots(task, matcher);
     report.mayBeCopy =
         !task.force && !isSameDrive(task.driveIdentity, task.journal->header.drive) && areAllEqual(slots);
     for (SlotRecovery& slot : slots) {

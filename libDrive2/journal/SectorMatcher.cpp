@@ -99,23 +99,32 @@ bool SectorMatcher::isPiece(Bytes sector, std::size_t from, std::size_t bytes) {
 }
 
 /// A drive may have the same sector behind several addresses, so the stamp need not be the address's own.
-void SectorMatcher::findStamps(Bytes sector, std::uint64_t lba) {
+/// What the sector names need not be all: a tear may go through a unit. Those that share nothing with its
+/// ends are left out; the work is limited, as few sectors are torn.
+void SectorMatcher::findStamps(Bytes sector, std::span<const std::uint64_t> lbas) {
     m_found.clear();
     std::vector<AddressStamp::Mark> marks;
-    for (const AddressStamp& stamp : m_stamps)
-        marks.push_back({stamp.run(), lba});
     for (std::size_t unit = 0; !m_stamps.empty() && unit < sector.size() / AddressStamp::kUnitBytes; ++unit)
         if (const auto mark = AddressStamp::readUnit(sector, unit);
-            isOfRun(mark) && std::find(marks.begin(), marks.end(), *mark) == marks.end())
+            mark && isOfRun(mark) && std::find(marks.begin(), marks.end(), *mark) == marks.end())
             marks.push_back(*mark);
-    for (const AddressStamp::Mark& mark : marks) {
-        m_found.emplace_back(sector.size());
-        AddressStamp(mark.run).fill(mark.lba, m_found.back());
-    }
+    std::vector<std::uint8_t> content(sector.size());
+    const auto keep = [&](const AddressStamp::Mark& mark) {
+        AddressStamp(mark.run).fill(mark.lba, content);
+        if (content.front() == sector.front() || content.back() == sector.back())
+            m_found.push_back(content);
+    };
+    std::for_each(marks.begin(), marks.end(), keep);
+    for (const AddressStamp& stamp : m_stamps)
+        for (const std::uint64_t lba : lbas)
+            if (m_stampsToTry > 0) {
+                --m_stampsToTry;
+                keep({stamp.run(), lba});
+            }
 }
 
-bool SectorMatcher::isTorn(Bytes sector, std::uint64_t lba, Bytes original, bool isTwice) {
-    findStamps(sector, lba);
+bool SectorMatcher::isTorn(Bytes sector, std::span<const std::uint64_t> lbas, Bytes original, bool isTwice) {
+    findStamps(sector, lbas);
     std::size_t beginning = std::max(commonBeginning(sector, original), longestBeginning(sector));
     std::size_t end = std::max(commonEnd(sector, original), longestEnd(sector));
     for (const Bytes stamp : m_found) {

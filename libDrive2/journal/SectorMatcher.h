@@ -1,5 +1,6 @@
 #pragma once
 
+#include <span>
 #include <vector>
 
 #include "libDrive2/AddressStamp.h"
@@ -18,9 +19,10 @@ public:
     [[nodiscard]] bool hasStamp(Bytes sector) const;
     /// Whether the sector begins as one of the known contents (its original, the expected ones) and ends as
     /// another one. `isTwice`: with perhaps a piece of a third one in between, as the restoration of a torn
-    /// sector may have been cut off too. Where the run wrote stamps, those of `lba` and of the addresses that
-    /// the sector itself names are known contents.
-    [[nodiscard]] bool isTorn(Bytes sector, std::uint64_t lba, Bytes original, bool isTwice);
+    /// sector may have been cut off too. Where the run wrote stamps, those of `lbas` and of the addresses
+    /// that the sector itself names are known contents.
+    [[nodiscard]] bool isTorn(Bytes sector, std::span<const std::uint64_t> lbas, Bytes original,
+                              bool isTwice);
 
 private:
     using Index = std::vector<std::uint32_t>;
@@ -29,7 +31,7 @@ private:
         return m_expected.subspan(index * m_sectorBytes, m_sectorBytes);
     }
     [[nodiscard]] bool isOfRun(const std::optional<AddressStamp::Mark>& mark) const;
-    void findStamps(Bytes sector, std::uint64_t lba);
+    void findStamps(Bytes sector, std::span<const std::uint64_t> lbas);
     [[nodiscard]] std::size_t longestBeginning(Bytes sector) const;
     [[nodiscard]] std::size_t longestEnd(Bytes sector);
     [[nodiscard]] bool isPiece(Bytes sector, std::size_t from, std::size_t bytes);
@@ -40,6 +42,7 @@ private:
     Index m_byEnd;        ///< in the order of their bytes from the last to the first; made when first needed
     std::vector<AddressStamp> m_stamps;              ///< those whose stamps are all expected
     std::vector<std::vector<std::uint8_t>> m_found;  ///< stamps that a torn sector may hold pieces of
+    std::uint64_t m_stampsToTry = std::uint64_t{1} << 20;
     std::uint64_t m_piecesToCompare = std::uint64_t{1} << 23;
 };
 

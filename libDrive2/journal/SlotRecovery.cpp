@@ -77,6 +77,13 @@ bool SlotRecovery::isAllEqual() const {
                        [](SectorFinding finding) { return finding == SectorFinding::equal; });
 }
 
+bool SlotRecovery::holdsTorn(Bytes sector) const {
+    for (std::uint32_t i = 0; m_slot.spans.size() > 1 && i < m_slot.count; ++i)
+        if (m_findings[i] == SectorFinding::torn && std::ranges::equal(found(i), sector))
+            return true;
+    return false;
+}
+
 bool SlotRecovery::run() {
     if (!has(SectorFinding::foreign)) {
         saveFound();
@@ -164,14 +171,21 @@ SectorFinding SlotRecovery::judge(std::uint32_t index) {
     return m_task.force && finding == SectorFinding::foreign ? SectorFinding::replaced : finding;
 }
 
+/// The addresses whose stamps a sector may hold pieces of: all where the slot is of scattered ones.
+std::span<const std::uint64_t> SlotRecovery::stampable(std::uint32_t index) const {
+    const std::span<const std::uint64_t> all(m_lbas);
+    return m_slot.spans.size() > 1 ? all : all.subspan(index, 1);
+}
+
 SectorFinding SlotRecovery::compare(std::uint32_t index) {
     const Bytes now = found(index);
     if (std::memcmp(now.data(), original(index).data(), now.size()) == 0)
         return SectorFinding::equal;
     if (m_matcher.isExpected(now))
         return SectorFinding::restored;
-    return m_matcher.isTorn(now, lbaOf(index), original(index), m_slot.wasRestoring) ? SectorFinding::torn
-                                                                                     : SectorFinding::foreign;
+    return m_matcher.isTorn(now, stampable(index), original(index), m_slot.wasRestoring)
+               ? SectorFinding::torn
+               : SectorFinding::foreign;
 }
 
 /// A restoration that is cut off would leave pieces of three contents. Looking for such at once would take

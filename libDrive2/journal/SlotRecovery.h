@@ -29,6 +29,8 @@ public:
     /// Finds out what the sectors hold; writes nothing.
     void examine();
     [[nodiscard]] bool isAllEqual() const;
+    /// Whether a torn one of scattered sectors holds exactly this.
+    [[nodiscard]] bool holdsTorn(Bytes sector) const;
     /// What follows. Whether all sectors hold their originals, so that the slot may be closed.
     bool run();
     [[nodiscard]] const JournalSlot& slot() const { return m_slot; }
@@ -48,6 +50,7 @@ private:
     void readSector(std::uint32_t index);
     SectorFinding judge(std::uint32_t index);
     SectorFinding compare(std::uint32_t index);
+    [[nodiscard]] std::span<const std::uint64_t> stampable(std::uint32_t index) const;
     void loseSectors();
     void withhold();
     void saveFound();

@@ -62,7 +62,7 @@ std::vector<std::uint64_t> chooseAddresses(std::uint64_t sectors, std::uint32_t 
                                            std::uint32_t most, std::uint64_t seed) {
     Choice choice(sectors);
     addBorders(choice, sectors, sectorBytes);
-    addRows(choice, sectors, most / 8 * 3);
+    addRows(choice, sectors, std::uint64_t{most} / 8 * 3);
     std::mt19937_64 generator(seed);
     std::uniform_int_distribution<std::uint64_t> anywhere(0, sectors - 1);
     for (const std::uint64_t wanted = std::min<std::uint64_t>(most, sectors); choice.size() < wanted;)

@@ -1,6 +1,7 @@
 #include "CapacityTest.h"
 
 #include <algorithm>
+#include <iterator>
 #include <random>
 
 #include "../DriveTestLogger.h"
@@ -146,11 +147,12 @@ std::optional<TestResult> CapacityTest::narrow(Bracket& bracket, std::uint64_t p
         const std::uint64_t inside = bracket.above - *bracket.below - 1;
         const std::uint64_t parts = std::min(kParts, inside);
         std::vector<std::uint64_t> points;
+        points.reserve(parts);
         for (std::uint64_t i = 0; i < parts; ++i)
             points.push_back(*bracket.below + 1 + inside / parts * i + inside % parts * i / parts);
         std::vector<std::uint64_t> lbas = points;
-        for (const std::uint64_t point : points)
-            lbas.push_back(point - partner);
+        std::ranges::transform(points, std::back_inserter(lbas),
+                               [partner](std::uint64_t point) { return point - partner; });
         std::ranges::sort(lbas);
         lbas.erase(std::unique(lbas.begin(), lbas.end()), lbas.end());
         AddressFindings findings;

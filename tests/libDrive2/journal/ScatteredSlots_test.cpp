@@ -49,12 +49,16 @@ struct Stamped : testing::Test {
         const auto first = before.begin() + static_cast<std::ptrdiff_t>(lba * kBytes);
         return {first, first + static_cast<std::ptrdiff_t>(count * kBytes)};
     }
-    bool protect() {
+    [[nodiscard]] Sector saved() const {
         Sector data;
         for (const SectorSpan& span : spans) {
             const Sector part = original(span.lba, span.count);
             data.insert(data.end(), part.begin(), part.end());
         }
+        return data;
+    }
+    bool protect() {
+        const Sector data = saved();
         return undo->protectScattered(spans, data.data(), data.size());
     }
     void put(std::uint64_t lba, const Sector& sector) {
@@ -104,6 +108,28 @@ TEST_F(Stamped, RecoveryUndoesARunThatEndedAnywhere) {
             ASSERT_EQ(readJournal(*file).open.size(), 0U);
             ASSERT_TRUE(undo->release(0, 10));
         }
+}
+
+/// While the program runs, without a recovery.
+TEST_F(Stamped, WhatATestLeavesIsPutBack) {
+    OSDrive tested(drive, "drive");
+    tested.setJournal(undo.get());
+    const Sector data = saved();
+    for (const bool isReleased : {true, false}) {
+        ASSERT_TRUE(tested.protectScattered(spans, data.data(), data.size()));
+        for (const std::uint64_t lba : lbas)
+            put(lba, stampOf(lba));
+        EXPECT_FALSE(tested.releaseSectors(0, 10));  // they do not read back as before
+        EXPECT_TRUE(undo->hasOpenSlots());
+        for (const std::uint64_t lba : lbas)
+            put(lba, isReleased ? original(lba) : stampOf(lba));
+        EXPECT_EQ(tested.releaseSectors(0, 10), isReleased);
+        const RestoreOutcome outcome = tested.restoreProtected();
+        EXPECT_EQ(outcome.putBack, isReleased ? 0 : lbas.size());
+        EXPECT_TRUE(outcome.left.empty());
+        EXPECT_FALSE(undo->hasOpenSlots());
+        EXPECT_EQ(contentsOf(*drive), before);
+    }
 }
 
 TEST_F(Stamped, TheJournalKnowsItsSectors) {

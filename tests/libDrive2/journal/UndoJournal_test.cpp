@@ -143,7 +143,7 @@ TEST(JournalReader, TellsWhatAFileIs) {
     EXPECT_EQ(stateOf(both(zeros)), JournalState::damaged);
     EXPECT_EQ(stateOf(both("")), JournalState::unreadable);
     EXPECT_EQ(stateOf(both(sectorOf('t'))), JournalState::notAJournal);
-    EXPECT_EQ(stateOf(both(header.substr(0, 8) + "\7" + header.substr(9))), JournalState::otherVersion);
+    EXPECT_EQ(stateOf(both(header.substr(0, 8) + "\x0C" + header.substr(9))), JournalState::otherVersion);
     EXPECT_EQ(stateOf(both(header.substr(0, 40) + "\7\7" + header.substr(42))), JournalState::damaged);
     EXPECT_EQ(stateOf(both(header.substr(0, 40) + "\1" + header.substr(41))), JournalState::valid);
     for (const std::ptrdiff_t size : {1, 20, 64, 135})
@@ -204,7 +204,7 @@ TEST(SectorMatcher, FindsTearsAtEveryByte) {
     SectorMatcher matcher(bytes(expected), 512);
     const std::string original = sectorOf('o');
     const auto isTorn = [&](const std::string& text, bool isTwice) {
-        return matcher.isTorn(bytes(text), 0, bytes(original), isTwice);
+        return matcher.isTorn(bytes(text), {}, bytes(original), isTwice);
     };
     for (std::size_t cut = 1; cut < 511; ++cut) {
         const std::string content = expected.substr(512 * (cut % 3), 512);

@@ -11,7 +11,6 @@ namespace {
 
 using testing::AllOf;
 using testing::HasSubstr;
-using testing::Not;
 using enum TestResult::Code;
 
 class Capacity : public FaultyDriveFixture {
@@ -65,11 +64,9 @@ TEST_F(Capacity, WhatIsNotTheSameTwiceIsLeftAlone) {
 }
 
 TEST_F(Capacity, SingleFaultsAreNamedAndAreNoFalseCapacity) {
-    EXPECT_EQ(on("sectors=10000,bad=4096,bad-write=2047,corrupt=5000"), FAIL);
-    EXPECT_THAT(events(), AllOf(HasSubstr("readSectorErr(ReadSector=4096)"),
-                                HasSubstr("writeSectorErr(WriteSector=2047)"),
-                                HasSubstr("addressUnstable(sector=5000)"), Not(HasSubstr("capacity"))));
-    EXPECT_EQ(host.events.size(), 3U);
+    EXPECT_EQ(on("sectors=10000,bad-write=2047,corrupt=5000"), FAIL);
+    EXPECT_EQ(events(), "ERR writeSectorErr(WriteSector=2047); ERR addressUnstable(sector=5000); ");
+    EXPECT_THAT(keeper.account, testing::EndsWith("; 2047+1 unwritable; 5000+1 wrongData; "));
 }
 
 /// However a run is stopped, all holds again what it held; also where several addresses are one sector.
