@@ -1,7 +1,6 @@
 #include "drivetest/health/SmartctlOutput.h"
 
 #include <initializer_list>
-#include <limits>
 
 #include "drivetest/record/Json.h"
 #include "drivetest/terminal/Texts.h"
@@ -40,9 +39,11 @@ const Json& at(const Json& value, std::initializer_list<const char*> path) {
 
 DriveHealth::Number numberAt(const Json& value, std::initializer_list<const char*> path) {
     const Json& found = at(value, path);
-    if (!found.is_number_integer() || found < -kMostOfAll || found > kMostOfAll)
+    if (!found.is_number_integer())
         return std::nullopt;
-    return found.get<std::int64_t>();
+    const auto number = found.get<std::int64_t>();
+    const bool isTooLarge = found.is_number_unsigned() && number < 0;
+    return isTooLarge || number < -kMostOfAll || number > kMostOfAll ? std::nullopt : std::optional(number);
 }
 
 /// A number that cannot be below 0.
@@ -205,8 +206,10 @@ void takeScsi(const Json& output, DriveHealth& health) {
             health.mediaErrors = health.mediaErrors.value_or(0) + *errors;
     health.wearPercent = countAt(output, {"scsi_percentage_used_endurance_indicator"});
     health.powerCycles = countAt(output, {"scsi_start_stop_cycle_counter", "accumulated_start_stop_cycles"});
-    // Both 0: such drives have it on another page.
-    if (health.temperatureC == 0 && numberAt(output, {"temperature", "drive_trip"}) == 0)
+    // Both 0: there is no such page, or the drive has its temperature on another one.
+    const bool hasLimit = numberAt(output, {"temperature", "drive_trip"}).value_or(0) != 0 ||
+                          numberAt(output, {"scsi_temperature", "drive_trip"}).value_or(0) != 0;
+    if (health.temperatureC == 0 && !hasLimit)
         health.temperatureC = numberAt(output, {"scsi_environmental_reports", "temperature_1", "current"});
     for (int i = 0; i < 20; ++i)
         takeScsiSelfTest(at(output, {("scsi_self_test_" + std::to_string(i)).c_str()}), health);

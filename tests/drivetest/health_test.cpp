@@ -148,6 +148,8 @@ TEST(SmartctlOutput, IsLeftOutWhereItIsNotOfItsForm) {
          "fine"},
         {R"({"smartctl":{},"device":{"protocol":"NVMe"},"nvme_smart_health_information_log":{"critical_warning":4}})",
          "FAILS"},
+        {R"({"smartctl":{},"device":{"protocol":"SCSI"},"temperature":{"current":0},"scsi_temperature":{"drive_trip":0}})",
+         "silent"},
         {R"({"smartctl":{},"device":{"protocol":"SCSI"},"scsi_self_test_0":{"result":{"string":"Completed, segment failed"}},)"
          R"("scsi_self_test_1":{"code":{"value":2},"result":{"value":0},"power_on_time":{"hours":9}}})",
          "silent tests:2"},
