@@ -6,6 +6,7 @@
 #include "drivetest/findings/DriveHistory.h"
 #include "drivetest/findings/Figures.h"
 #include "drivetest/findings/RunComparison.h"
+#include "drivetest/health/HealthChanges.h"
 #include "drivetest/terminal/Console.h"
 #include "drivetest/terminal/Texts.h"
 #include "zel/Words.h"
@@ -71,6 +72,14 @@ void saySlower(const RunComparison& comparison) {
             counted(comparison.slower.size() - kMostShown, "and {n} more range", "and {n} more ranges"));
 }
 
+/// As far as both runs asked for it in the same way.
+void sayHealth(const RecordedRun& before, const RecordedRun& now) {
+    const HealthFindings findings = changes(before.healthAfter ? before.healthAfter : before.healthBefore,
+                                            now.healthAfter ? now.healthAfter : now.healthBefore);
+    for (const HealthChange& change : findings.worse)
+        say(words("By the drive's own account it is worse: {change}", {{"change", changeText(change)}}));
+}
+
 }  // namespace
 
 int compareRecords(const std::vector<std::string>& records) {
@@ -84,6 +93,7 @@ int compareRecords(const std::vector<std::string>& records) {
     sayWhatIsCompared(runs.front(), runs.back());
     sayBad(comparison);
     saySlower(comparison);
+    sayHealth(runs.front(), runs.back());
     return comparison.newBad.empty() ? kExitPass : kExitFail;
 }
 

@@ -136,9 +136,11 @@ HealthReading readHealthJson(const Json& content) {
     const Json& counters = content.at("counters");
     for (const HealthCounter& counter : healthCounters())
         if (const auto found = counters.find(counter.key); found != counters.end()) {
-            if (!found->is_number_integer() || *found > std::numeric_limits<std::int64_t>::max())
+            // What does not fit is negative as a signed number.
+            const bool isTooLarge = found->is_number_unsigned() && found->get<std::int64_t>() < 0;
+            if (!found->is_number_integer() || isTooLarge)
                 throw Json::type_error::create(302, "no whole number", &counters);
-            reading.health.*counter.number = found->template get<std::int64_t>();
+            reading.health.*counter.number = found->get<std::int64_t>();
         }
     reading.health.attributes = listIn(content, "attributes", attributeOf);
     reading.health.selfTests = listIn(content, "selfTests", selfTestOf);

@@ -1,9 +1,6 @@
 #include "drivetest/health/SmartctlOutput.h"
 
-#include <initializer_list>
-#include <limits>
-
-#include "drivetest/record/Json.h"
+#include "drivetest/health/JsonFields.h"
 #include "drivetest/terminal/Texts.h"
 #include "libDrive2/HealthMonitor.h"
 
@@ -19,65 +16,9 @@ namespace {
 
 /// Deeper than anything that the program prints: such things are left out.
 constexpr int kDeepest = 16;
-constexpr std::size_t kMostEntries = 256;
-constexpr std::size_t kLongestText = 200;
-constexpr std::int64_t kMostOfAll = std::int64_t{1} << 62;
-
-/// Gives null for a member that is not there.
-const Json& at(const Json& value, std::initializer_list<const char*> path) {
-    static const Json nothing;
-    const Json* place = &value;
-    for (const char* const name : path) {
-        if (!place->is_object())
-            return nothing;
-        const auto found = place->find(name);
-        if (found == place->end())
-            return nothing;
-        place = &*found;
-    }
-    return *place;
-}
-
-DriveHealth::Number numberAt(const Json& value, std::initializer_list<const char*> path) {
-    const Json& found = at(value, path);
-    if (!found.is_number_integer() || found < -kMostOfAll || found > kMostOfAll)
-        return std::nullopt;
-    return found.get<std::int64_t>();
-}
-
-/// A number that cannot be below 0.
-DriveHealth::Number countAt(const Json& value, std::initializer_list<const char*> path) {
-    const DriveHealth::Number number = numberAt(value, path);
-    return number && *number >= 0 ? number : std::nullopt;
-}
-
-DriveHealth::Number countAt(const Json& value, std::initializer_list<const char*> path, std::int64_t most) {
-    const DriveHealth::Number number = countAt(value, path);
-    return number && *number <= most ? number : std::nullopt;
-}
-
-std::optional<bool> flagAt(const Json& value, std::initializer_list<const char*> path) {
-    const Json& found = at(value, path);
-    return found.is_boolean() ? std::optional(found.get<bool>()) : std::nullopt;
-}
-
-std::string textAt(const Json& value, std::initializer_list<const char*> path) {
-    const Json& found = at(value, path);
-    return found.is_string() ? found.get<std::string>().substr(0, kLongestText) : std::string();
-}
 
 std::optional<std::uint64_t> natural(DriveHealth::Number number) {
     return number ? std::optional(static_cast<std::uint64_t>(*number)) : std::nullopt;
-}
-
-/// Whatever is no list has no entries.
-template <class Take>
-void forEachIn(const Json& list, Take take) {
-    std::size_t entries = 0;
-    if (list.is_array())
-        for (const Json& entry : list)
-            if (++entries <= kMostEntries)
-                take(entry);
 }
 
 void takeAttributes(const Json& output, DriveHealth& health) {
@@ -147,7 +88,7 @@ void takeDeviceStatistics(const Json& output, DriveHealth& health) {
             const auto value = countAt(entry, {"value"});
             if (!value || flagAt(entry, {"flags", "valid"}) == false)
                 return;
-            if (name == "Logical Sectors Written" && *value <= kMostOfAll / sectorBytes)
+            if (name == "Logical Sectors Written" && *value <= kMostOfFields / sectorBytes)
                 health.bytesWritten = *value * sectorBytes;
             else if (name == "Percentage Used Endurance Indicator")
                 health.wearPercent = value;
@@ -201,12 +142,14 @@ void takeScsi(const Json& output, DriveHealth& health) {
     health.reallocatedSectors = countAt(output, {"scsi_grown_defect_list"});
     for (const char* const direction : {"read", "write"})
         if (const auto errors = countAt(
-                output, {"scsi_error_counter_log", direction, "total_uncorrected_errors"}, kMostOfAll / 2))
+                output, {"scsi_error_counter_log", direction, "total_uncorrected_errors"}, kMostOfFields / 2))
             health.mediaErrors = health.mediaErrors.value_or(0) + *errors;
     health.wearPercent = countAt(output, {"scsi_percentage_used_endurance_indicator"});
     health.powerCycles = countAt(output, {"scsi_start_stop_cycle_counter", "accumulated_start_stop_cycles"});
-    // Both 0: such drives have it on another page.
-    if (health.temperatureC == 0 && numberAt(output, {"temperature", "drive_trip"}) == 0)
+    // Both 0: there is no such page, or the drive has its temperature on another one.
+    const bool hasLimit = numberAt(output, {"temperature", "drive_trip"}).value_or(0) != 0 ||
+                          numberAt(output, {"scsi_temperature", "drive_trip"}).value_or(0) != 0;
+    if (health.temperatureC == 0 && !hasLimit)
         health.temperatureC = numberAt(output, {"scsi_environmental_reports", "temperature_1", "current"});
     for (int i = 0; i < 20; ++i)
         takeScsiSelfTest(at(output, {("scsi_self_test_" + std::to_string(i)).c_str()}), health);
@@ -242,7 +185,7 @@ void takeNVMe(const Json& output, DriveHealth& health) {
     health.spareThresholdPercent = countAt(log, {"available_spare_threshold"}, 0xFF);
     health.wearPercent = countAt(log, {"percentage_used"}, 0xFF);
     health.mediaErrors = countAt(log, {"media_errors"});
-    if (const auto units = countAt(log, {"data_units_written"}, kMostOfAll / kDataUnitBytes))
+    if (const auto units = countAt(log, {"data_units_written"}, kMostOfFields / kDataUnitBytes))
         health.bytesWritten = *units * kDataUnitBytes;
     takeNVMeSelfTests(output, health);
 }

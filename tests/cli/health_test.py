@@ -1,5 +1,6 @@
 """What drives say of their health: around a run, by itself, and in their own tests."""
 
+import os
 import subprocess
 import unittest
 
@@ -67,6 +68,15 @@ class Health(program.ProgramTest):
         self.assertIn('id="health"', text)
         self.assertIn("Reallocated_Sector_Ct", text)
         self.assertIn("Sectors that wait to be reallocated: 0 -&gt; 3", text)
+
+    def test_is_compared_between_runs(self):
+        self.run_test("sim:ata,sectors=2000,serial=C1")
+        before = self.path("before.jsonl")
+        os.rename(self.record, before)
+        self.run_test("sim:ata,sectors=2000,serial=C1,reallocated=7")
+        compared = self.start("compare", before, self.record)
+        self.assertEqual(compared.returncode, 0, compared.stderr)
+        self.assertIn("By the drive's own account it is worse: Reallocated sectors: 0 -> 7", compared.stdout)
 
     def test_drives_test_themselves(self):
         for drive, arguments, status, text in (

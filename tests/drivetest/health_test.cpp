@@ -118,9 +118,12 @@ TEST(SmartctlOutput, IsUnderstoodOfDrivesOfAllKinds) {
 TEST(SmartctlOutput, IsLeftOutWhereItIsNotOfItsForm) {
     const std::string ata = R"({"smartctl":{},"device":{"protocol":"ATA"},)";
     const std::string nested(100000, '[');
+    std::string euros;  // of three bytes each
+    for (int i = 0; i < 100; ++i)
+        euros += "€";
     const struct {
         std::string output;
-        const char* summary;  ///< or why there is none
+        std::string summary;  ///< or why there is none
     } cases[] = {
         {"", "what it printed makes no sense"},
         {"smartctl 7.3 2022-02-28", "what it printed makes no sense"},
@@ -144,10 +147,14 @@ TEST(SmartctlOutput, IsLeftOutWhereItIsNotOfItsForm) {
         {ata + R"("ata_smart_attributes":{"table":{"id":5}}})", "silent"},
         {ata + R"("temperature":{"current":30},"deep":)" + std::string(50, '[') + std::string(50, ']') + "}",
          "silent temperature:30"},
+        {R"({"smartctl":{"messages":[{"severity":"error","string":"x)" + euros + R"("}]}})",
+         "it says \"x" + euros.substr(0, 198) + "\""},
         {R"({"smartctl":{},"device":{"protocol":"NVMe"},"nvme_smart_health_information_log":{"critical_warning":2}})",
          "fine"},
         {R"({"smartctl":{},"device":{"protocol":"NVMe"},"nvme_smart_health_information_log":{"critical_warning":4}})",
          "FAILS"},
+        {R"({"smartctl":{},"device":{"protocol":"SCSI"},"temperature":{"current":0},"scsi_temperature":{"drive_trip":0}})",
+         "silent"},
         {R"({"smartctl":{},"device":{"protocol":"SCSI"},"scsi_self_test_0":{"result":{"string":"Completed, segment failed"}},)"
          R"("scsi_self_test_1":{"code":{"value":2},"result":{"value":0},"power_on_time":{"hours":9}}})",
          "silent tests:2"},

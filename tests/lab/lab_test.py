@@ -280,7 +280,7 @@ class Health(LabTest):
 
     def test_of_each_kind(self):
         for kind, told in (
-                ("nvme", ["Predicted failure +none", "Spare that is left +100 %", "Endurance that is used +0 %",
+                ("nvme", ["Predicted failure +none", "Spare that is left +0 %", "Endurance that is used +0 %",
                           "Temperature +50 °C"]),
                 ("ahci", ["Predicted failure +none", "Reallocated sectors +0", "Temperature +", "Power_On_Hours"]),
                 ("pata", ["Predicted failure +none", "Reallocated sectors +0", "Temperature +", "Power_On_Hours"])):

@@ -93,6 +93,15 @@ def drive(**content):
     return lambda documents: documents.insert(EVENT, extension("drive", **content))
 
 
+def health(**changed):
+    document = {"when": "before", "source": "drive", "predictsFailure": False,
+                "counters": {"wear": 3, "temperature": -2},
+                "attributes": [{"id": 5, "name": "", "value": 9, "worst": 9, "threshold": 0, "raw": 7}],
+                "selfTests": [{"kind": "short", "outcome": "failed", "hours": 8, "firstBad": 7}],
+                "hidden": {"hpaSectors": 0}, **changed}
+    return lambda documents: documents.insert(EVENT, extension("health", **document))
+
+
 def move(index, to):
     return lambda documents: documents.insert(to, documents.pop(index))
 
@@ -158,6 +167,9 @@ SPOILED = [
     (unrestored((0, 7), (9, 8), journal=""), 4, "'lastSector': 8}]"),
     (unrestored((0, 7), (8, None), journal=""), 4, "'lastSector': None}]"),
     (unrestored((0, 7)), 4, "expected ranges and journal"),
+    *((health(**changed), 4, "health: not of the form") for changed in (
+        {"when": "later"}, {"source": "rumour"}, {"passed": True}, {"counters": {"wear": -1}}, {"counters": {"age": 1}},
+        {"attributes": [{"id": 5}]}, {"selfTests": [{"kind": "long", "outcome": "passed"}]}, {"hidden": {"hpaSectors": None}})),
     (unrestored((0, 7), journal=None), 4, "expected ranges and journal"),
 ]
 # What is spoiled after that.
@@ -189,6 +201,7 @@ class CheckRecordTest(unittest.TestCase):
             end(*verdict)(documents)
             unrestored((0, 7), (9, 9), journal="/j/1.journal")(documents)
             drive(method="optical", sectors=0, sectorBytes=0)(documents)
+            health()(documents)
             self.assertEqual(self.check(as_bytes(numbered(documents))), [], result)
 
     def test_finds_every_spoiled_line(self):

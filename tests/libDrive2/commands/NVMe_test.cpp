@@ -25,7 +25,8 @@ TEST(NVMeCommands, HaveTheFieldsOfTheStandard) {
 
 TEST(NVMeAnswers, AreReadAsTheStandardWritesThem) {
     const auto controller = structure(4096, "4=534E3120 24=4D4F44454C20 64=4631 77=05 256=10 520=80 525=01");
-    EXPECT_THAT(*parseController(controller), testing::FieldsAre("MODEL", "SN1", "F1", 131072, true, true, true));
+    EXPECT_THAT(*parseController(controller),
+                testing::FieldsAre("MODEL", "SN1", "F1", 131072, true, true, true));
     const auto space = structure(4096, "0=B06D7074 25=0111 99=01 128=0000090008000C00");
     EXPECT_THAT(*parseNamespace(space), testing::FieldsAre(0x74706DB0, 4096, 8, true, true));
     const auto health = structure(4096, "1=3301");
