@@ -14,6 +14,7 @@
 #include "libDrive2/linux/MediumProbe.h"
 #include "libDrive2/linux/StorageUsers.h"
 #include "libDrive2/linux/SysfsBlock.h"
+#include "libDrive2/linux/SysfsScsi.h"
 #include "libDrive2/linux/VolumeSignatures.h"
 #include "zel/Words.h"
 
@@ -190,6 +191,10 @@ DeviceStatus LinuxVolumes::hold() {
                 worded("{path} is in use: {users}", {{"path", m_path}, {"users", join(users)}})};
     const auto status = found();
     const bool isBlockDevice = status && S_ISBLK(status->st_mode);
+    // Only a lease can hold such a node, before anybody opens it.
+    if (status && S_ISCHR(status->st_mode) && SysfsScsi(status->st_rdev).isHidden())
+        return {LIBDRIVE2_BUSY, worded("{path} is in use: {users}",
+                                       {{"path", m_path}, {"users", worded("another program has it open")}})};
     // The kernel gives a whole disk exclusively only when nobody holds one of its partitions, and then
     // nobody can take a partition: one descriptor locks them all.
     // An optical medium is written by commands; its block node need not open for writing.

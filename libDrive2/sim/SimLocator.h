@@ -74,8 +74,8 @@ struct SimOptions {
     bool descriptorSense = false;
     std::uint8_t protectionType = 0;  ///< type of protection information that it is formatted with; 0 none
     bool hostOwnsTags = false;        ///< its application tags belong to whoever writes (ATO)
-    bool locked = false;    ///< with a password
-    bool emulated = false;  ///< an ATA drive that also answers SCSI commands
+    bool locked = false;              ///< with a password
+    bool emulated = false;            ///< an ATA drive that also answers SCSI commands
     SimOpticalOptions optical;
 
     /// Of a size that no system has a block interface for: only commands reach the drive.

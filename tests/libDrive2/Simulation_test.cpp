@@ -28,7 +28,9 @@ TEST(SimLocator, SaysWhatIsWrong) {
         std::string key, form;
         std::vector<std::string> values;
     } keys[] = {{"sectors", "a whole number", {"", "-1", "1k", "0x10"}},
-                {"sector-size", "a power of two from 128 to 65536, or for scsi any number from 512 to 4224", {"513", "64", "131072"}},
+                {"sector-size",
+                 "a power of two from 128 to 65536, or for scsi any number from 512 to 4224",
+                 {"513", "64", "131072"}},
                 {"bad", "sectors such as 1234+5000-5003", {"", "x", "5-", "5-3", "5++7", "+5"}},
                 {"transient", "LBA:TIMES, joined by +", {"5", "5:", "5:0", "5-6:1"}},
                 {"slow",
