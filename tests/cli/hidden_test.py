@@ -57,7 +57,7 @@ class OddSectors(program.ImageTest):
         for size in SIZES:
             for test, fault, *parameters in [("ReadSpeedTest", "unreadable"), ("ReadWriteSpeedTest", "unreadable"),
                                              ("FunnelSeekTest", "unreachable"),
-                                             ("RandomSeekTest", "unreachable", "StartRange=4990", "EndRange=5010")]:
+                                             ("RandomSeekTest", "unreachable", "StartRange=5000", "EndRange=5001")]:
                 with self.subTest(size=size, test=test):
                     keys = "bad=5000" if fault == "unreadable" else "bad-seek=5000"
                     run = self.write(test, locator(size, "sectors=%d" % SECTORS, keys), *parameters)
