@@ -10,7 +10,6 @@ using libDrive2::DriveHealth;
 using libDrive2::SelfTestEntry;
 using libDrive2::SelfTestKind;
 using libDrive2::SelfTestOutcome;
-using libDrive2::SmartAttribute;
 
 namespace {
 

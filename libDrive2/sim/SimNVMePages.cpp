@@ -97,9 +97,9 @@ NVMeSelfTestLog nvmeSelfTestLog(SimMedium& medium) {
             static_cast<std::uint8_t>(selfTestCode(tests[i].kind) << 4 | selfTestResult(tests[i].outcome));
         putLittleEndian(entry + 4, 8, tests[i].hours.value_or(0));
         putLittleEndian(entry + 12, 4, 1);  // namespace
-        if (tests[i].firstBad) {
+        if (const auto firstBad = tests[i].firstBad) {
             entry[2] = 0x02;  // the LBA is valid
-            putLittleEndian(entry + 16, 8, *tests[i].firstBad);
+            putLittleEndian(entry + 16, 8, *firstBad);
         }
     }
     return data;
