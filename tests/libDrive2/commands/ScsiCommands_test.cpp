@@ -59,14 +59,14 @@ TEST(ScsiAnswers, AreReadAsTheStandardsWriteThem) {
     EXPECT_THAT(parseBlockLimits(fromHex("00B0003C 00000008 00010000 00000800")),
                 Optional(FieldsAre(65536, 2048)));
     EXPECT_EQ(parseBlockCharacteristics(fromHex("00B1 003C 1C20 0002"))->rotationRate, 7200);
-    EXPECT_THAT(parseCapacity10(fromHex("000FFFFF 00000200")), Optional(FieldsAre(0x100000, 512, 512)));
+    EXPECT_THAT(parseCapacity10(fromHex("000FFFFF 00000200")), Optional(FieldsAre(0x100000, 512, 512, 0)));
     EXPECT_EQ(parseCapacity10(fromHex("FFFFFFFF 00000200"))->sectors, kCapacityTooLarge);
-    EXPECT_THAT(parseCapacity16(kCapacity16), Optional(FieldsAre(7814037168, 512, 4096)));
-    EXPECT_THAT(parseModeSense6(kMode6), Optional(FieldsAre(true, true, Optional(true))));
-    EXPECT_THAT(parseModeSense10(kMode10), Optional(FieldsAre(false, true, Optional(true))));
+    EXPECT_THAT(parseCapacity16(kCapacity16), Optional(FieldsAre(7814037168, 512, 4096, 0)));
+    EXPECT_THAT(parseModeSense6(kMode6), Optional(FieldsAre(true, true, Optional(true), false)));
+    EXPECT_THAT(parseModeSense10(kMode10), Optional(FieldsAre(false, true, Optional(true), false)));
     EXPECT_EQ(parseTemperature(kTemperature), 38.0);
     EXPECT_EQ(parseTemperature(fromHex("0D00 0006 0000 03 02 00FF")), std::nullopt);
-    EXPECT_THAT(ufi::parseFormatCapacities(kFormat)->capacity, FieldsAre(2880, 512, 512));
+    EXPECT_THAT(ufi::parseFormatCapacities(kFormat)->capacity, FieldsAre(2880, 512, 512, 0));
 }
 
 TEST(ScsiAnswers, ShortAndContradictoryOnesGiveNothing) {
