@@ -1,5 +1,6 @@
 #include "libDriveTest/capacity/CapacityTest.h"
 
+#include <cstddef>
 #include <algorithm>
 #include <utility>
 
@@ -20,7 +21,7 @@ protected:
         return run<CapacityTest>(given);
     }
     /// How often an event was sent.
-    [[nodiscard]] long count(const std::string& key) const {
+    [[nodiscard]] std::ptrdiff_t count(const std::string& key) const {
         return std::ranges::count_if(host.events, [&](const auto& event) { return event.key == key; });
     }
 };
