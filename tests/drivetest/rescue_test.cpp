@@ -43,10 +43,11 @@ TEST(RescueMap, HoldsEveryByteOnceAndIsReadAsItWasWritten) {
 TEST(RescueMap, NamesTheSectorsThatAreNotFinished) {
     RescueMap map;
     std::string error;
-    ASSERT_TRUE(readRescueMap("# Mapfile. Created by GNU ddrescue version 1.27\n0x00000E00     ?               1\n"
-                              "#      pos        size  status\n0x00000000  0x00000100  +\n256 0x300 *\n"
-                              "0x00000400  0x00000400  +\r\n0x800 0x200 /\n0xA00 512 -\n0x00000C00 0x200 +\n0xE00 1 ?\n",
-                              map, error))
+    ASSERT_TRUE(readRescueMap(
+        "# Mapfile. Created by GNU ddrescue version 1.27\n0x00000E00     ?               1\n"
+        "#      pos        size  status\n0x00000000  0x00000100  +\n256 0x300 *\n"
+        "0x00000400  0x00000400  +\r\n0x800 0x200 /\n0xA00 512 -\n0x00000C00 0x200 +\n0xE00 1 ?\n",
+        map, error))
         << error;
     EXPECT_EQ(map.unfinished(512), (std::vector<SectorSpan>{{0, 2}, {4, 2}, {7, 1}}));
     EXPECT_EQ(map.unfinished(4096), (std::vector<SectorSpan>{{0, 1}}));

@@ -1,7 +1,7 @@
 #include "libDriveTest/capacity/CapacityTest.h"
 
-#include <cstddef>
 #include <algorithm>
+#include <cstddef>
 #include <utility>
 
 #include "libDriveTest/FaultyDriveFixture.h"
