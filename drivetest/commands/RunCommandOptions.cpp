@@ -1,11 +1,12 @@
 #include <CLI/CLI.hpp>
 #include <limits>
-#include <map>
 
 #include "drivetest/commands/CommandOptions.h"
 #include "drivetest/commands/UsageError.h"
 #include "drivetest/devices/Drives.h"
 #include "drivetest/report/OutputFormats.h"
+#include "drivetest/settings/TimeText.h"
+#include "drivetest/terminal/Texts.h"
 #include "libDrive2/DeviceDescription.h"
 #include "zel/Words.h"
 
@@ -15,13 +16,18 @@ namespace {
 
 using zel::words;
 
-/// Whole seconds, or a number with a unit.
 void addMaxTime(CLI::App& command, RunOptions& options, const std::string& help) {
-    static const std::map<std::string, std::uint32_t> kUnits = {{"s", 1},    {"sec", 1},  {"m", 60},
-                                                                {"min", 60}, {"h", 3600}, {"d", 86400}};
-    command.add_option("--max-time", options.maxTime, help)
-        ->type_name("TIME")
-        ->transform(CLI::AsNumberWithUnit(kUnits, CLI::AsNumberWithUnit::CASE_INSENSITIVE, ""));
+    const CLI::Validator inSeconds(
+        [](std::string& text) {
+            const auto seconds = secondsOf(text);
+            if (!seconds)
+                return words("{text} is no time: give seconds, or such as 90s, 10min or 2h",
+                             {{"text", drivetest::quoted(text)}});
+            text = std::to_string(*seconds);
+            return std::string();
+        },
+        "");
+    command.add_option("--max-time", options.maxTime, help)->type_name("TIME")->transform(inSeconds);
 }
 
 void addDevice(CLI::App& command, RunOptions& options) {
@@ -90,6 +96,11 @@ void addOutputOptions(CLI::App& command, RunOptions& options) {
             help)
         ->type_name("FORM FILE")
         ->check(oneOf(forms).application_index(0));
+    command
+        .add_option(
+            "--grade", options.grading,
+            words("Grade the drive by the limits in this file, by the program's (default), or not (none)"))
+        ->type_name("FILE");
     command.add_flag_callback(
         "--no-record", [&options] { options.keepRecord = false; },
         words("Keep no record where --events names no file for it"));
@@ -138,7 +149,8 @@ void addPace(CLI::App& command, RunOptions& options) {
 void addConversation(CLI::App& command, RunOptions& options) {
     command.add_flag_callback(
         "--no-prompt", [&options] { options.prompts = false; }, words("Never ask anything"));
-    command.add_flag("-q,--quiet", options.quiet, words("Show no progress, only problems and the result"));
+    command.add_flag("-q,--quiet,!--no-quiet", options.quiet,
+                     words("Show no progress, only problems and the result"));
     addModuleOption(command, options.moduleFile);
 }
 
@@ -164,7 +176,6 @@ CLI::App& addRun(CLI::App& program, RunOptions& options) {
 }
 
 CLI::App& addCheck(CLI::App& program, RunOptions& options) {
-    constexpr std::uint32_t kTenMinutes = 600;
     CLI::App& command =
         *program.add_subcommand("check", words("Say within minutes whether a drive is good; writes nothing"));
     command.footer(
@@ -172,7 +183,6 @@ CLI::App& addCheck(CLI::App& program, RunOptions& options) {
               "says what that proves. Where the time suffices, it reads all of the drive.") +
         "\n" + exitStatuses());
     options.survey = true;
-    options.maxTime = kTenMinutes;
     addDevice(command, options);
     addMaxTime(command, options, words("Take at most so long, such as 90s or 1h (default: 10min)"));
     addOutputOptions(command, options);

@@ -5,6 +5,7 @@
 #include <limits>
 #include <tuple>
 
+#include "drivetest/record/GradeJson.h"
 #include "drivetest/record/SurfaceReading.h"
 #include "zel/Words.h"
 
@@ -166,6 +167,36 @@ void takeSurface(const Json& content, const RunLists& lists, RecordedRun& run) {
     run.surface = readSurface(content, lists);
 }
 
+void takeHealth(const Json& content, const RunLists& /*lists*/, RecordedRun& run) {
+    RecordedHealth health{recordedText(content, "source"), recordedText(content, "problem")};
+    if (content.contains("predictsFailure"))
+        health.predictsFailure = content.at("predictsFailure").get<bool>();
+    using Counter = std::optional<std::uint64_t> RecordedHealth::*;
+    constexpr std::pair<const char*, Counter> kCounters[] = {
+        {"reallocatedSectors", &RecordedHealth::reallocatedSectors},
+        {"pendingSectors", &RecordedHealth::pendingSectors},
+        {"uncorrectableSectors", &RecordedHealth::uncorrectableSectors},
+        {"crcErrors", &RecordedHealth::crcErrors},
+        {"mediaErrors", &RecordedHealth::mediaErrors},
+        {"spareLeft", &RecordedHealth::spareLeft},
+        {"spareThreshold", &RecordedHealth::spareThreshold},
+        {"wear", &RecordedHealth::wear},
+        {"temperature", &RecordedHealth::temperature},
+        {"powerOnHours", &RecordedHealth::powerOnHours},
+        {"powerCycles", &RecordedHealth::powerCycles},
+        {"bytesWritten", &RecordedHealth::bytesWritten},
+    };
+    if (content.contains("counters"))
+        for (const auto& [name, counter] : kCounters)
+            if (content.at("counters").contains(name))
+                health.*counter = recordedCount(content.at("counters"), name);
+    (recordedText(content, "when") == "before" ? run.health.before : run.health.after) = health;
+}
+
+void takeGrade(const Json& content, const RunLists& /*lists*/, RecordedRun& run) {
+    run.grade = readGrade(content);
+}
+
 struct Extension {
     const char* name;
     void (*take)(const Json& content, const RunLists& lists, RecordedRun& run);
@@ -178,6 +209,7 @@ constexpr Extension kExtensions[] = {
     {"unrestored", takeUnrestored}, {"slowTransfers", takeSlowTransfers},
     {"latency", takeLatency},       {"transfers", takeTransfers},
     {"regions", takeRegions},       {"surface", takeSurface},
+    {"health", takeHealth},         {"grade", takeGrade},
 };
 
 /// What stands under the name; null for nothing.

@@ -6,6 +6,9 @@
 #include <utility>
 #include <vector>
 
+#include "drivetest/record/RecordedGrade.h"
+#include "drivetest/record/RecordedHealth.h"
+
 namespace drivetest {
 
 /// What a record tells of its drive. Texts are empty and numbers 0 where it does not tell.
@@ -161,6 +164,8 @@ struct RecordedRun {
     std::vector<RecordedError> problems{};  ///< of the run itself
     std::vector<std::pair<std::uint64_t, std::uint64_t>> unrestored{};
     std::string journal{};  ///< that holds their data; empty for none
+    RecordedHealths health{};
+    std::optional<RecordedGrade> grade{};
 
     [[nodiscard]] std::uint64_t badSectors() const {
         std::uint64_t count = 0;
