@@ -3,6 +3,7 @@
 if(NOT WIN32)
     find_package(CLI11 REQUIRED)
     find_package(nlohmann_json REQUIRED)
+    find_path(TOMLPLUSPLUS_HEADERS toml++/toml.h REQUIRED)  # Debian's package of it would add a shared library
     find_package(PkgConfig REQUIRED)
     pkg_check_modules(XXHASH REQUIRED IMPORTED_TARGET libxxhash)
     return()
@@ -10,7 +11,7 @@ endif()
 
 set(headers ${CMAKE_BINARY_DIR}/headers)
 file(MAKE_DIRECTORY ${headers})
-foreach(name CLI nlohmann xxhash.h xxh3.h)
+foreach(name CLI nlohmann toml++ xxhash.h xxh3.h)
     if(NOT EXISTS /usr/include/${name})
         message(FATAL_ERROR "/usr/include/${name} is missing: scripts/setup.sh --windows installs it")
     endif()

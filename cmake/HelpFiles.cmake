@@ -3,7 +3,7 @@
 function(drivetest_help_files target)
     set(share ${CMAKE_BINARY_DIR}/share)
     # Nothing of the folders and the language of whoever builds.
-    set(program ${CMAKE_COMMAND} -E env --unset=XDG_STATE_HOME --unset=DRIVETEST_STATE HOME=~ $<TARGET_FILE:drivetest>)
+    set(program ${CMAKE_COMMAND} -E env --unset=XDG_STATE_HOME --unset=XDG_CONFIG_HOME --unset=DRIVETEST_STATE HOME=~ $<TARGET_FILE:drivetest>)
     set(outputs "")
     foreach(language en de es fr ja zh)
         set(folder ${share}/man/${language}/man1)

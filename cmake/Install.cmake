@@ -29,6 +29,7 @@ install(CODE "
     file(CREATE_LINK ${program} \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}/drivetest\" SYMBOLIC)")
 
 install(DIRECTORY ${CMAKE_BINARY_DIR}/share/ DESTINATION ${CMAKE_INSTALL_DATAROOTDIR})
+install(FILES drivetest/grade/grade.toml DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/drivetest)
 
 install(DIRECTORY contracts/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/drivetest)
 install(EXPORT DriveTest NAMESPACE DriveTest:: FILE DriveTestTargets.cmake DESTINATION ${package})

@@ -1,11 +1,11 @@
 # On Windows: one folder, which may be put anywhere, and the package that is one in a ZIP file.
 install(TARGETS drivetest zel quix5 libDrive2 libDriveTest RUNTIME DESTINATION . LIBRARY DESTINATION .)
 install(FILES ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/libDriveTest.qpk ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/drivetest.qpk
-        README.md drivetest/windows/NOTICES.txt
+        README.md drivetest/windows/NOTICES.txt drivetest/grade/grade.toml
         scripts/prove-windows.ps1 DESTINATION .)
 install(DIRECTORY docs DESTINATION .)
 # The licences of what is linked in, as the packages that it comes from tell them.
-foreach(package libcli11-dev nlohmann-json3-dev libjs-dygraphs libxxhash-dev g++-mingw-w64-x86-64-posix mingw-w64-x86-64-dev)
+foreach(package libcli11-dev nlohmann-json3-dev libtomlplusplus-dev libjs-dygraphs libxxhash-dev g++-mingw-w64-x86-64-posix mingw-w64-x86-64-dev)
     install(FILES /usr/share/doc/${package}/copyright DESTINATION licenses RENAME ${package}.txt)
 endforeach()
 

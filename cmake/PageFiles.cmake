@@ -23,3 +23,17 @@ function(page_files target)
         VERBATIM)
     target_sources(${target} PRIVATE ${output})
 endfunction()
+
+# grade_file(TARGET): puts the limits that come with the program into the target.
+function(grade_file target)
+    set(file ${CMAKE_CURRENT_SOURCE_DIR}/grade/grade.toml)
+    set(output ${CMAKE_CURRENT_BINARY_DIR}/GradeFile.cpp)
+    set(script ${CMAKE_SOURCE_DIR}/cmake/EmbedFiles.cmake)
+    add_custom_command(
+        OUTPUT ${output}
+        COMMAND ${CMAKE_COMMAND} -DHEADER=drivetest/grade/Grading.h -DNAMESPACE=drivetest -DOUTPUT=${output}
+                -DTEXTS=kGradeFile=${file} -P ${script}
+        DEPENDS ${file} ${script}
+        VERBATIM)
+    target_sources(${target} PRIVATE ${output})
+endfunction()

@@ -3,6 +3,7 @@
 
 #include "drivetest/certificate/CertificateData.h"
 #include "drivetest/certificate/CertificatePage.h"
+#include "drivetest/findings/Verdict.h"
 #include "drivetest/html/HtmlReport.h"
 #include "drivetest/html/PageFiles.h"
 #include "drivetest/record/RecordReader.h"
@@ -81,7 +82,7 @@ void checkReport(const RecordedRun& run) {
 }
 
 void checkCertificate(const RecordedRun& run) {
-    if (!drivetest::obstacleToCertificate(run).empty())
+    if (!drivetest::obstacleToVerdict(run).isEmpty())
         return;
     require(!run.isCutOff && !run.result.empty(), "only a run with an end and a result is certified");
     const std::string digest(64, 'd');

@@ -9,7 +9,7 @@ set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
 packages=(g++ cmake ninja-build ccache pkg-config git jq liburing-dev libblkid-dev libudev-dev libxxhash-dev
-    nlohmann-json3-dev libcli11-dev libjs-dygraphs)
+    nlohmann-json3-dev libcli11-dev libtomlplusplus-dev libjs-dygraphs)
 for option in "$@"; do
     case "$option" in
         --dev) packages+=(libgtest-dev libgmock-dev clang-format clang-tidy-19 clang-19 libclang-rt-19-dev

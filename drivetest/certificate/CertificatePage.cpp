@@ -5,6 +5,7 @@
 #include "drivetest/certificate/CertificateData.h"
 #include "drivetest/findings/Figures.h"
 #include "drivetest/findings/Verdict.h"
+#include "drivetest/grade/GradeText.h"
 #include "drivetest/html/HtmlWriter.h"
 #include "drivetest/html/PageFiles.h"
 #include "drivetest/html/Sections.h"
@@ -25,11 +26,6 @@ constexpr std::size_t kMostRanges = 12;
 constexpr std::size_t kMostColumns = 100;
 /// No command set has longer names.
 constexpr std::size_t kMostNameColumns = 48;
-
-bool isDriveLost(const RecordedRun& run) {
-    return std::any_of(run.problems.begin(), run.problems.end(),
-                       [](const RecordedError& problem) { return problem.symptom == "driveLost"; });
-}
 
 std::string parameterOf(const RecordedRun& run, const char* name) {
     for (const auto& [each, value] : run.parameters)
@@ -89,6 +85,18 @@ std::string slowText(const RecordedRun& run) {
                                                            {"range", rangeFigure(worst.first, worst.last)}});
 }
 
+/// With the first reason; empty where no grade was asked for.
+std::string gradeText(const RecordedRun& run) {
+    if (!run.grade)
+        return {};
+    const std::vector<std::string> reasons = gradeReasons(*run.grade);
+    const std::string text =
+        shortened(gradeLine(*run.grade), kMostColumns) + ". " + shortened(reasons.front(), 2 * kMostColumns);
+    return reasons.size() == 1
+               ? text
+               : text + " " + counted(reasons.size() - 1, "and {n} more reason", "and {n} more reasons");
+}
+
 /// Whatever the record says, it does not push the rest off the page.
 RecordedRun fitted(RecordedRun run) {
     for (std::string* const name : {&run.drive.manufacturer, &run.drive.model, &run.drive.serial,
@@ -137,6 +145,7 @@ void writeFindings(HtmlWriter& html, const RecordedRun& run) {
     const Section section(html, "findings", words("What was found"));
     Facts facts(html);
     facts.add(words("Result"), run.result);
+    facts.add(words("Grade"), gradeText(run));
     facts.add(words("Bad sectors"), badText(run));
     facts.add(words("Slow transfers"), slowText(run));
     facts.add(words("Errors"), countFigure(run.errors));
@@ -158,20 +167,6 @@ void writeOrigin(HtmlWriter& html, const RecordedRun& run, const std::string& sh
 }
 
 }  // namespace
-
-std::string obstacleToCertificate(const RecordedRun& run) {
-    if (run.isCutOff)
-        return words("the record breaks off before the end of the test");
-    if (run.result == "USERABORTED")
-        return words("the test was stopped before its end");
-    if (run.result.empty())
-        return words("the record tells no result");
-    if (run.result != "PASS" && run.result != "WARN" && run.result != "FAIL")
-        return words("the test could not be carried out ({result})", {{"result", run.result}});
-    if (run.result != "FAIL" && isDriveLost(run))
-        return words("the drive stopped taking commands while it was tested");
-    return {};
-}
 
 std::string makeCertificate(const RecordedRun& run, const std::string& sha256) {
     const RecordedRun shown = fitted(run);

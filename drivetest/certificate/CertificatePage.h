@@ -6,10 +6,6 @@
 
 namespace drivetest {
 
-/// Why nobody can certify anything of such a run, as a part of a sentence; empty when it can be done. That a
-/// drive has failed is no reason.
-std::string obstacleToCertificate(const RecordedRun& run);
-
 /// The certificate of a run in the language of the texts: HTML that prints on one page, and is the same for
 /// the same record, name and language. `sha256` is that of the record's file, `file` its name.
 std::string makeCertificate(const RecordedRun& run, const std::string& sha256);

@@ -15,7 +15,7 @@ _drivetest_offer() {
         file) compopt -o filenames; mapfile -t COMPREPLY < <(compgen -f -- "$2") ;;
         folder) compopt -o filenames; mapfile -t COMPREPLY < <(compgen -d -- "$2") ;;
         test)
-            tests=$("${COMP_WORDS[0]}" tests 2>/dev/null | cut -d' ' -f1)
+            tests=$("${COMP_WORDS[0]}" tests --names 2>/dev/null)
             mapfile -t COMPREPLY < <(compgen -W "$tests" -- "$2")
             ;;
         shell) mapfile -t COMPREPLY < <(compgen -W "$_drivetest_shells" -- "$2") ;;

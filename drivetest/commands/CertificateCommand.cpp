@@ -7,6 +7,7 @@
 #include "drivetest/certificate/PdfPrinter.h"
 #include "drivetest/certificate/Signature.h"
 #include "drivetest/commands/Commands.h"
+#include "drivetest/findings/Verdict.h"
 #include "drivetest/record/RecordReader.h"
 #include "drivetest/record/Sha256.h"
 #include "drivetest/run/NewFile.h"
@@ -82,9 +83,9 @@ std::string certify(const std::string& record, std::string& problem) {
     std::optional<RecordedRun> run = readRecord(record, problem, &digest);
     if (!run)
         return {};
-    if (const std::string obstacle = obstacleToCertificate(*run); !obstacle.empty()) {
+    if (const zel::Wording obstacle = obstacleToVerdict(*run); !obstacle.isEmpty()) {
         problem = words("{file} gets no certificate: {reason}",
-                        {{"file", printable(record)}, {"reason", printable(obstacle)}});
+                        {{"file", printable(record)}, {"reason", printable(obstacle.shown().utf8())}});
         return {};
     }
     run->file = zel::textOf(zel::pathOf(record).filename());

@@ -2,12 +2,16 @@
 #include <algorithm>
 #include <functional>
 #include <memory>
+#include <optional>
 
 #include "drivetest/ExitStatus.h"
 #include "drivetest/commands/CommandOptions.h"
 #include "drivetest/commands/HelpCommands.h"
 #include "drivetest/commands/HelpFormatter.h"
 #include "drivetest/commands/UsageError.h"
+#include "drivetest/grade/Grading.h"
+#include "drivetest/settings/Settings.h"
+#include "drivetest/settings/TimeText.h"
 #include "drivetest/terminal/Console.h"
 #include "drivetest/terminal/Language.h"
 #include "zel/Words.h"
@@ -70,8 +74,10 @@ struct Options {
     SelfTestOptions selfTest;
     std::vector<std::string> compared;
     std::string explained;
+    GradeOptions graded;
     CertificateOptions certificate;
     VerifyOptions verify;
+    std::string language;  ///< where the command line names one
 };
 
 struct Command {
@@ -79,10 +85,38 @@ struct Command {
     std::function<int()> carryOut;
 };
 
-std::vector<Command> addCommands(CLI::App& program, Options& given) {
+/// Also chooses the language, which sentences on the settings have already as far as it is known without
+/// them.
+std::optional<Settings> loadSettings(const std::vector<std::string>& arguments, std::string& error) {
+    if (!chooseLanguage(arguments, {}, error))
+        return {};
+    std::vector<std::string> leftOut;
+    auto settings = Settings::load(leftOut, error);
+    for (const std::string& sentence : leftOut)
+        complain(sentence);
+    if (settings && !chooseLanguage(arguments, settings->text("language"), error))
+        return {};
+    return settings;
+}
+
+/// What the command line then changes.
+void apply(const Settings& settings, Options& options) {
+    for (RunOptions* const run : {&options.run, &options.check}) {
+        run->recordFolder = settings.text("records");
+        run->grading = settings.text("grade");
+        run->quiet = settings.flag("quiet");
+        run->colours = settings.flag("color");
+        run->logPriority = static_cast<int>(settings.number("log-priority"));
+    }
+    options.run.slowMs = static_cast<unsigned>(settings.number("run.slow-ms"));
+    options.check.maxTime = secondsOf(settings.text("check.max-time")).value_or(0);
+    if (settings.text("grade") != kNoGrading)
+        options.graded.grading = settings.text("grade");
+}
+
+std::vector<Command> addCommands(CLI::App& program, Options& given, const Settings& settings) {
     std::vector<Command> commands{
-        {&addTests(program, given.tests),
-         [&given] { return listTests(given.tests.test, given.tests.moduleFile); }},
+        {&addTests(program, given.tests), [&given] { return listTests(given.tests); }},
         {&addDevices(program, given.devices), [&given] { return listDevices(given.devices.json); }},
         {&addCheck(program, given.check), [&given] { return runTests(given.check); }},
         {&addRun(program, given.run), [&given] { return runTests(given.run); }},
@@ -92,6 +126,8 @@ std::vector<Command> addCommands(CLI::App& program, Options& given) {
         {&addReport(program, given.report), [&given] { return writeReport(given.report); }},
         {&addCompare(program, given.compared), [&given] { return compareRecords(given.compared); }},
         {&addExplain(program, given.explained), [&given] { return explainRecord(given.explained); }},
+        {&addGrade(program, given.graded), [&given] { return gradeRecords(given.graded); }},
+        {&addConfig(program), [&given, &settings] { return showSettings(settings, given.language); }},
         {&addCertificate(program, given.certificate),
          [&given] { return writeCertificate(given.certificate); }},
         {&addVerify(program, given.verify), [&given] { return verifyCertificate(given.verify); }},
@@ -105,7 +141,8 @@ std::vector<Command> addCommands(CLI::App& program, Options& given) {
 
 int runCommandLine(const std::vector<std::string>& arguments) {
     std::string error;
-    if (!chooseLanguage(arguments, error)) {
+    const std::optional<Settings> settings = loadSettings(arguments, error);
+    if (!settings) {
         complain(error);
         return kExitUsage;
     }
@@ -114,8 +151,10 @@ int runCommandLine(const std::vector<std::string>& arguments) {
     prepare(program);
     addLanguageOption(program);
     Options options;
+    apply(*settings, options);
+    options.language = languageAmong(arguments);
     options.run.commandLine = options.check.commandLine = join(arguments);
-    const std::vector<Command> commands = addCommands(program, options);
+    const std::vector<Command> commands = addCommands(program, options, *settings);
     HelpCommands help(program);
     for (CLI::App* const command : program.get_subcommands([](const CLI::App*) { return true; }))
         command->group(words("Commands"));

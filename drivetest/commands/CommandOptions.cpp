@@ -28,6 +28,8 @@ void addJournalOption(CLI::App& command, std::string& folder) {
 CLI::App& addTests(CLI::App& program, TestsOptions& options) {
     CLI::App& command = *program.add_subcommand("tests", words("List the tests, or one test's parameters"));
     command.add_option("TEST", options.test, words("Name of a test"))->type_name("");
+    command.add_flag("--names", options.namesOnly,
+                     words("Only what can be typed for the name of a test, a line each"));
     addModuleOption(command, options.moduleFile);
     return command;
 }
@@ -133,6 +135,35 @@ CLI::App& addExplain(CLI::App& program, std::string& record) {
     command.add_option("RECORD", record, words("Record of a run, see \"--events\" of \"drivetest run\""))
         ->type_name("")
         ->required();
+    return command;
+}
+
+CLI::App& addGrade(CLI::App& program, GradeOptions& options) {
+    CLI::App& command =
+        *program.add_subcommand("grade", words("Grade drives from A to F, by records of runs"));
+    command.footer(
+        words("Each limit that is not kept is told, with what was found. Several records make a table.") +
+        "\n" +
+        words("Exit status: 0 all have a grade, 2 a file cannot be read or is wrong, 6 a run gives no "
+              "grade."));
+    command
+        .add_option("RECORD", options.records,
+                    words("Records of runs, see \"--events\" of \"drivetest run\""))
+        ->type_name("");
+    command
+        .add_option("--grade", options.grading, words("Limits in a file of yours, or the program's: default"))
+        ->type_name("FILE");
+    command.add_flag("--print-default", options.printsDefault,
+                     words("Print the program's limits, to make others of them"));
+    return command;
+}
+
+CLI::App& addConfig(CLI::App& program) {
+    CLI::App& command = *program.add_subcommand("config", words("Show what is set for all runs, and where"));
+    command.footer(
+        words("What the command line says goes first, then the environment, the file of the person, and "
+              "that of the machine. Nothing that can be set makes a test write, or spares it a question.") +
+        "\n" + words("Exit status: 0 shown, 2 a file has an error."));
     return command;
 }
 

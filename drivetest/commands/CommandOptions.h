@@ -10,12 +10,6 @@ class App;
 
 namespace drivetest {
 
-/// What the user asked of "drivetest tests".
-struct TestsOptions {
-    std::string test;
-    std::string moduleFile;
-};
-
 /// What the user asked of "drivetest devices".
 struct DevicesOptions {
     bool json = false;
@@ -32,6 +26,8 @@ CLI::App& addHealth(CLI::App& program, std::string& device);
 CLI::App& addSelfTest(CLI::App& program, SelfTestOptions& options);
 CLI::App& addCompare(CLI::App& program, std::vector<std::string>& records);
 CLI::App& addExplain(CLI::App& program, std::string& record);
+CLI::App& addGrade(CLI::App& program, GradeOptions& options);
+CLI::App& addConfig(CLI::App& program);
 CLI::App& addCertificate(CLI::App& program, CertificateOptions& options);
 CLI::App& addVerify(CLI::App& program, VerifyOptions& options);
 

@@ -4,10 +4,13 @@
 #include <vector>
 
 #include "drivetest/commands/CertificateOptions.h"
+#include "drivetest/commands/GradeOptions.h"
 #include "drivetest/commands/ReportOptions.h"
 #include "drivetest/commands/RunOptions.h"
 #include "drivetest/commands/SelfTestOptions.h"
+#include "drivetest/commands/TestsOptions.h"
 #include "drivetest/recovery/DriveRecovery.h"
+#include "drivetest/settings/Settings.h"
 
 namespace drivetest {
 
@@ -15,7 +18,7 @@ namespace drivetest {
 int runCommandLine(const std::vector<std::string>& arguments);
 
 /// Each carries out one command of the program and gives its exit status.
-int listTests(const std::string& test, const std::string& moduleFile);
+int listTests(const TestsOptions& options);
 int listDevices(bool json);
 int runTests(const RunOptions& options);
 int recoverDrives(const RecoverOptions& options);
@@ -25,9 +28,13 @@ int writeCertificate(const CertificateOptions& options);
 int showHealth(const std::string& locator);
 /// Starts the drive's own test and follows it to its end, or aborts it.
 int testItself(const SelfTestOptions& options);
+/// By limits; kExitCannotRun when a run gives no grade.
+int gradeRecords(const GradeOptions& options);
 int explainRecord(const std::string& record);
 /// Two records of one drive. kExitFail when the newer one has bad sectors that the older one has not.
 int compareRecords(const std::vector<std::string>& records);
+/// What is set for all runs, and by whom; `language` is that of the command line, empty for none.
+int showSettings(const Settings& settings, const std::string& language);
 int verifyCertificate(const VerifyOptions& options);
 
 }  // namespace drivetest

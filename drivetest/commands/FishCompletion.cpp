@@ -33,7 +33,7 @@ std::string offer(WordKind kind) {
         case WordKind::folder:
             return " -x -a '(__fish_complete_directories)'";
         case WordKind::test:
-            return " -x -a \"(drivetest tests 2>/dev/null | string replace -r ' .*' '')\"";
+            return " -x -a \"(drivetest tests --names 2>/dev/null)\"";
         case WordKind::shell:
             return " -x -a " + quotedText(shells());
         case WordKind::text:

@@ -1,4 +1,8 @@
+#include <optional>
+#include <utility>
+
 #include "drivetest/commands/Commands.h"
+#include "drivetest/grade/Grading.h"
 #include "drivetest/run/DataGuard.h"
 #include "drivetest/run/LastWords.h"
 #include "drivetest/run/Signals.h"
@@ -34,15 +38,20 @@ int runTests(const RunOptions& options) {
         complain(error);
         return kExitUsage;
     }
+    std::optional<Grading> grading;
+    if (options.grading != kNoGrading && !(grading = Grading::load(options.grading, error))) {
+        complain(error);
+        return kExitUsage;
+    }
     std::optional<ChosenTest> chosen = chooseTest(options, refused);
     if (!chosen)
         return refused;
-    Console console(options.outputOf(kRecordOption) == "-" ? stderr : stdout);
+    Console console(options.outputOf(kRecordOption) == "-" ? stderr : stdout, options.colours);
     const auto drive = TakenDrive::take(*chosen, options, console, refused);
     if (drive == nullptr)
         return refused;
     // Only now: what an earlier run wrote is not replaced by nothing.
-    const auto outputs = RunOutputs::open(options, *drive, console, error);
+    const auto outputs = RunOutputs::open(options, *drive, std::move(grading), console, error);
     if (outputs == nullptr) {
         complain(error);
         return quix5::StopRequest::made() ? kExitUserAborted : kExitUsage;

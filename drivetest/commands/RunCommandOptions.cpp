@@ -5,6 +5,8 @@
 #include "drivetest/commands/UsageError.h"
 #include "drivetest/devices/Drives.h"
 #include "drivetest/report/OutputFormats.h"
+#include "drivetest/settings/TimeText.h"
+#include "drivetest/terminal/Texts.h"
 #include "libDrive2/DeviceDescription.h"
 #include "zel/Words.h"
 
@@ -84,6 +86,11 @@ void addOutputOptions(CLI::App& command, RunOptions& options) {
             help)
         ->type_name("FORM FILE")
         ->check(oneOf(forms).application_index(0));
+    command
+        .add_option(
+            "--grade", options.grading,
+            words("Grade the drive by the limits in this file, by the program's (default), or not (none)"))
+        ->type_name("FILE");
     command.add_flag_callback(
         "--no-record", [&options] { options.keepRecord = false; },
         words("Keep no record where --events names no file for it"));
@@ -104,7 +111,7 @@ void addSlownessOptions(CLI::App& command, RunOptions& options) {
                            .add_option("--slow-ms", options.slowMs,
                                        words("Make a PASS a WARN when transfers take longer than so many ms"))
                            ->type_name("N")
-                           ->check(wholeNumber(1, std::numeric_limits<unsigned>::max()));
+                           ->check(wholeNumber(0, std::numeric_limits<unsigned>::max()));
     command
         .add_option("--slow-count", options.slowAllowed,
                     words("So many transfers may take longer than --slow-ms"))
@@ -145,7 +152,8 @@ void addPace(CLI::App& command, RunOptions& options) {
 void addConversation(CLI::App& command, RunOptions& options) {
     command.add_flag_callback(
         "--no-prompt", [&options] { options.prompts = false; }, words("Never ask anything"));
-    command.add_flag("-q,--quiet", options.quiet, words("Show no progress, only problems and the result"));
+    command.add_flag("-q,--quiet,!--no-quiet", options.quiet,
+                     words("Show no progress, only problems and the result"));
     addModuleOption(command, options.moduleFile);
 }
 
@@ -171,7 +179,6 @@ CLI::App& addRun(CLI::App& program, RunOptions& options) {
 }
 
 CLI::App& addCheck(CLI::App& program, RunOptions& options) {
-    constexpr std::uint32_t kTenMinutes = 600;
     CLI::App& command =
         *program.add_subcommand("check", words("Say within minutes whether a drive is good; writes nothing"));
     command.footer(
@@ -179,7 +186,6 @@ CLI::App& addCheck(CLI::App& program, RunOptions& options) {
               "says what that proves. Where the time suffices, it reads all of the drive.") +
         "\n" + exitStatuses());
     options.survey = true;
-    options.maxTime = kTenMinutes;
     addDevice(command, options);
     addMaxTime(command, options, words("Take at most so long, such as 90s or 1h (default: 10min)"));
     addOutputOptions(command, options);

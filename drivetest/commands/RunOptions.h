@@ -34,7 +34,10 @@ struct RunOptions {
     bool quiet = false;   ///< no progress is shown
     unsigned slowMs = 0;  ///< transfers that take longer are too slow; 0 for no such limit
     std::uint64_t slowAllowed = 0;
-    std::string commandLine;  ///< as typed, for the record
+    std::string recordFolder;      ///< for what is kept without a name; empty for the default one
+    std::string grading = "none";  ///< the limits to grade the drive by, a file or "default"
+    bool colours = true;           ///< where a terminal has them
+    std::string commandLine;       ///< as typed, for the record
 
     /// Empty for none.
     [[nodiscard]] std::string outputOf(std::string_view option) const {

@@ -13,9 +13,21 @@ namespace drivetest {
 
 namespace {
 
+const char* shortNameOf(const quix5::OfferedTest& test) {
+    const char* const shortName = test.entry->traits.shortName;
+    return shortName != nullptr ? shortName : "";
+}
+
+/// For programs: all that can be typed.
+void printNames(const quix5::OfferedTest& test) {
+    std::cout << test.descriptor.name().utf8() << '\n';
+    if (test.entry->traits.shortName != nullptr)
+        std::cout << shortNameOf(test) << '\n';
+}
+
 void printTest(const quix5::OfferedTest& test) {
     const std::string name = test.descriptor.name().utf8();
-    std::cout << std::left << std::setw(26) << name << ' '
+    std::cout << std::left << std::setw(26) << name << ' ' << std::setw(8) << shortNameOf(test) << ' '
               << (test.descriptor.isDestructive() ? zel::words("[writes]") + " " : "")
               << describeText("Test." + name) << '\n';
 }
@@ -34,15 +46,19 @@ void printParameters(const quix5::Test& test) {
 
 }  // namespace
 
-int listTests(const std::string& name, const std::string& moduleFile) {
+int listTests(const TestsOptions& options) {
     std::string error;
-    const auto module = loadModule(moduleFile, error);
+    const auto module = loadModule(options.moduleFile, error);
     const quix5::OfferedTest* test = nullptr;
-    if (module != nullptr && !name.empty())
-        test = findTest(*module, name, error);
+    if (module != nullptr && !options.test.empty())
+        test = findTest(*module, options.test, error);
     if (!error.empty()) {
         complain(error);
         return kExitUsage;
+    }
+    if (options.namesOnly) {
+        std::ranges::for_each(module->tests(), printNames);
+        return kExitPass;
     }
     if (test != nullptr) {
         printTest(*test);

@@ -3,11 +3,8 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <charconv>
-#include <cmath>
-#include <limits>
-#include <map>
-#include <optional>
 
+#include "drivetest/settings/TimeText.h"
 #include "drivetest/terminal/Texts.h"
 #include "zel/Words.h"
 
@@ -72,23 +69,6 @@ std::string describeMismatch(const CLI::Option& option) {
         return words("{option} is given more than once: give it once", {{"option", option.get_name()}});
     return words("{name} needs a value: {form}",
                  {{"name", option.get_name()}, {"form", option.get_name() + " " + option.get_type_name()}});
-}
-
-/// Of a number with a unit; seconds without one.
-std::optional<std::uint32_t> secondsOf(const std::string& text) {
-    static const std::map<std::string, double> kUnits = {{"", 1},     {"s", 1},    {"sec", 1},  {"m", 60},
-                                                         {"min", 60}, {"h", 3600}, {"d", 86400}};
-    double number = 0;
-    const char* const end = text.data() + text.size();
-    const auto [rest, fault] = std::from_chars(text.data(), end, number, std::chars_format::fixed);
-    std::string unit = CLI::detail::to_lower(CLI::detail::trim_copy(std::string(rest, end)));
-    const auto found = kUnits.find(unit);
-    if (fault != std::errc() || found == kUnits.end())
-        return std::nullopt;
-    const double seconds = std::ceil(number * found->second);
-    if (!(seconds >= 0 && seconds <= std::numeric_limits<std::uint32_t>::max()))
-        return std::nullopt;
-    return static_cast<std::uint32_t>(seconds);
 }
 
 }  // namespace

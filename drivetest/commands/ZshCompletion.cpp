@@ -10,7 +10,7 @@ namespace {
 constexpr const char* kTests = R"zsh(
 _drivetest_tests() {
     local -a names
-    names=(${${(f)"$(_call_program tests drivetest tests 2>/dev/null)"}%% *})
+    names=(${(f)"$(_call_program tests drivetest tests --names 2>/dev/null)"})
     compadd -a names
 }
 )zsh";

@@ -9,6 +9,7 @@
 namespace drivetest {
 
 using zel::counted;
+using zel::worded;
 using zel::words;
 
 namespace {
@@ -115,6 +116,20 @@ Verdict Verdict::of(const RecordedRun& run) {
     if (run.warnings > 0)
         return warned(run);
     return {isWholeDrive(run) ? Kind::sound : Kind::doubted, soundSentence(run)};
+}
+
+zel::Wording obstacleToVerdict(const RecordedRun& run) {
+    if (run.isCutOff)
+        return worded("the record breaks off before the end of the test");
+    if (run.result == "USERABORTED")
+        return worded("the test was stopped before its end");
+    if (run.result.empty())
+        return worded("the record tells no result");
+    if (run.result != "PASS" && run.result != "WARN" && run.result != "FAIL")
+        return worded("the test could not be carried out ({result})", {{"result", run.result}});
+    if (run.result != "FAIL" && isDriveLost(run))
+        return worded("the drive stopped taking commands while it was tested");
+    return {};
 }
 
 std::string methodText(const std::string& method) {

@@ -3,6 +3,7 @@
 #include <string>
 
 #include "drivetest/record/RecordedRun.h"
+#include "zel/Words.h"
 
 namespace drivetest {
 
@@ -19,6 +20,10 @@ struct Verdict {
 
     static Verdict of(const RecordedRun& run);
 };
+
+/// Why a run gives no verdict that a certificate or a grade could rest on, as a part of a sentence; empty
+/// when it gives one. That a drive has failed is no reason.
+zel::Wording obstacleToVerdict(const RecordedRun& run);
 
 /// How a drive was reached, for people; empty where the record does not tell.
 std::string methodText(const std::string& method);

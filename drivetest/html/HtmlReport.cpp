@@ -54,6 +54,7 @@ void writeBody(HtmlWriter& html, const std::vector<RecordedRun>& runs) {
         html.element("h1", titleOf(run.drive));
         writeVerdict(html, run);
     }
+    writeGrade(html, run);
     writeDrive(html, run);
     writeComparison(html, runs);
     writeSurface(html, run);

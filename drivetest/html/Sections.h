@@ -13,6 +13,7 @@ namespace drivetest {
 
 void writeVerdict(HtmlWriter& html, const RecordedRun& run);
 void writeDrive(HtmlWriter& html, const RecordedRun& run);
+void writeGrade(HtmlWriter& html, const RecordedRun& run);
 /// Against the run before; `all` are the records of the drive, oldest first.
 void writeComparison(HtmlWriter& html, const std::vector<RecordedRun>& all);
 void writeSurface(HtmlWriter& html, const RecordedRun& run);

@@ -3,7 +3,6 @@
 #include <filesystem>
 #include <system_error>
 
-#include "drivetest/safety/JournalPlace.h"
 #include "libDrive2/linux/GuardedFolder.h"
 #include "zel/Words.h"
 
@@ -32,8 +31,7 @@ GuardedFile createNew(const GuardedFolder& folder, const std::string& name, std:
 
 }  // namespace
 
-KeptRecord createKeptRecord(const std::string& name, std::string& problem) {
-    const std::string path = defaultRecordFolder();
+KeptRecord createKeptRecord(const std::string& path, const std::string& name, std::string& problem) {
     std::error_code failed;
     std::filesystem::create_directories(path, failed);
     zel::String reason;

@@ -15,8 +15,8 @@ struct KeptRecord {
 /// "20261122T061500Z-S4EVNX0N-LinearReadTest": sorted by time, and for a person to recognise.
 std::string recordName(const std::string& drive, const std::string& test);
 
-/// Makes the file NAME.jsonl in the folder for records, which is made where there is none yet, and which
+/// Makes the file NAME.jsonl in the folder, which is made where there is none yet, and which
 /// nobody else may write to. Without a file on failure, after a sentence in `problem`.
-KeptRecord createKeptRecord(const std::string& name, std::string& problem);
+KeptRecord createKeptRecord(const std::string& folder, const std::string& name, std::string& problem);
 
 }  // namespace drivetest

@@ -6,6 +6,7 @@
 #include <tuple>
 
 #include "drivetest/health/HealthJson.h"
+#include "drivetest/record/GradeJson.h"
 #include "drivetest/record/SurfaceReading.h"
 #include "zel/Words.h"
 
@@ -174,6 +175,10 @@ void takeHealth(const Json& content, const RunLists& /*lists*/, RecordedRun& run
         readHealthJson(content);
 }
 
+void takeGrade(const Json& content, const RunLists& /*lists*/, RecordedRun& run) {
+    run.grade = readGrade(content);
+}
+
 struct Extension {
     const char* name;
     void (*take)(const Json& content, const RunLists& lists, RecordedRun& run);
@@ -186,7 +191,7 @@ constexpr Extension kExtensions[] = {
     {"unrestored", takeUnrestored}, {"slowTransfers", takeSlowTransfers},
     {"latency", takeLatency},       {"transfers", takeTransfers},
     {"regions", takeRegions},       {"surface", takeSurface},
-    {"health", takeHealth},
+    {"health", takeHealth},         {"grade", takeGrade},
 };
 
 /// What stands under the name; null for nothing.

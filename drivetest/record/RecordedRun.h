@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "drivetest/health/HealthReading.h"
+#include "drivetest/record/RecordedGrade.h"
 
 namespace drivetest {
 
@@ -166,6 +167,7 @@ struct RecordedRun {
     std::optional<HealthReading> healthAfter{};
     std::vector<std::pair<std::uint64_t, std::uint64_t>> unrestored{};
     std::string journal{};  ///< that holds their data; empty for none
+    std::optional<RecordedGrade> grade{};
 
     [[nodiscard]] std::uint64_t badSectors() const {
         std::uint64_t count = 0;

@@ -5,6 +5,7 @@
 
 #include "drivetest/devices/Drives.h"
 #include "drivetest/health/HealthJson.h"
+#include "drivetest/record/GradeJson.h"
 #include "drivetest/record/StatisticsJson.h"
 #include "quix5/DeviceInventory.h"
 
@@ -243,6 +244,8 @@ void RunRecord::end(const RunSummary& summary) {
     writeExtension("result", {{"result", result.name()},
                               {"errors", summary.counts.errors},
                               {"warnings", summary.counts.warnings}});
+    if (summary.grade)
+        writeExtension("grade", gradeJson(*summary.grade));
     m_writer->writeStep("testStepEnd", {{"status", verdict.status}});
     m_writer->writeRun("testRunEnd", {{"status", verdict.status}, {"result", verdict.result}});
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "drivetest/ExitStatus.h"
+#include "drivetest/grade/GradeText.h"
 #include "drivetest/health/HealthChanges.h"
 #include "drivetest/report/BadList.h"
 #include "drivetest/terminal/Labels.h"
@@ -126,6 +127,18 @@ void printHealth(Console& console, const std::optional<HealthReading>& before,
     }
 }
 
+/// So many reasons as fit beside the rest; the record has them all.
+void printGrade(Console& console, const RecordedGrade& grade) {
+    constexpr std::size_t kMostReasons = 8;
+    console.line(summaryLabel(words("grade")) + gradeLine(grade));
+    const std::vector<std::string> reasons = gradeReasons(grade);
+    for (std::size_t i = 0; i < std::min(reasons.size(), kMostReasons); ++i)
+        console.line(summaryIndent() + reasons[i]);
+    if (reasons.size() > kMostReasons)
+        console.line(summaryIndent() +
+                     counted(reasons.size() - kMostReasons, "and {n} more reason", "and {n} more reasons"));
+}
+
 }  // namespace
 
 void ConsoleReporter::health(HealthTime when, const HealthReading& reading) {
@@ -183,6 +196,8 @@ void ConsoleReporter::end(const RunSummary& summary) {
         printSlowTransfers(m_console, summary.statistics->slowTransfers());
     }
     printHealth(m_console, m_healthBefore, m_healthAfter);
+    if (summary.grade)
+        printGrade(m_console, *summary.grade);
     m_console.line(summaryLabel(words("reported")) +
                    words("{first}, {second}",
                          {{"first", counted(summary.counts.errors, "{n} error", "{n} errors")},

@@ -1,5 +1,6 @@
 #include "drivetest/report/HtmlReporter.h"
 
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -8,24 +9,16 @@
 namespace drivetest {
 
 HtmlReporter::HtmlReporter(std::string path, OutputFile file)
-    : m_path(std::move(path)),
-      m_file(std::move(file)),
-      m_reader(std::string()),
-      m_record(std::make_unique<RecordWriter>([this](std::string_view line) { take(line); })) {}
-
-void HtmlReporter::take(std::string_view line) {
-    line.remove_suffix(1);  // its end
-    m_isRead = m_isRead && m_reader.addLine(line);
-}
+    : m_path(std::move(path)), m_file(std::move(file)) {}
 
 void HtmlReporter::end(const RunSummary& summary) {
-    m_record.end(summary);
-    m_isWritten = m_isRead && m_reader.finish({}) && write();
+    std::optional<RecordedRun> run = endOfRecord(summary);
+    m_isWritten = run && write(*std::move(run));
 }
 
-bool HtmlReporter::write() {
+bool HtmlReporter::write(RecordedRun run) {
     std::vector<RecordedRun> runs;
-    runs.push_back(m_reader.take());
+    runs.push_back(std::move(run));
     return m_file.begin() &&
            writeHtmlReport(runs, [this](std::string_view part) { return m_file.write(part); });
 }

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "drivetest/health/HealthReading.h"
+#include "drivetest/record/RecordedGrade.h"
 #include "drivetest/safety/WatchedJournal.h"
 #include "drivetest/statistics/DriveStatistics.h"
 #include "quix5/DiagDevice.h"
@@ -68,6 +69,7 @@ struct RunSummary {
     const DriveStatistics* statistics = nullptr;  ///< null when the run never got a drive
     bool isDataMissing = false;                   ///< sectors were not put back
     std::string allBadSectors{};                  ///< the file that lists them all; empty for none
+    std::optional<RecordedGrade> grade{};         ///< where one was asked for
 };
 
 /// What became of a reporter's file.

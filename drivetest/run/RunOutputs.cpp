@@ -7,6 +7,7 @@
 #include "drivetest/record/KeptRecord.h"
 #include "drivetest/report/ConsoleReporter.h"
 #include "drivetest/run/DataGuard.h"
+#include "drivetest/safety/JournalPlace.h"
 #include "drivetest/terminal/Labels.h"
 #include "quix5/DeviceInventory.h"
 #include "zel/Path.h"
@@ -26,7 +27,8 @@ const OutputFormat& recordFormat() {
 }  // namespace
 
 std::unique_ptr<RunOutputs> RunOutputs::open(const RunOptions& options, const TakenDrive& drive,
-                                             Console& console, std::string& error) {
+                                             std::optional<Grading> grading, Console& console,
+                                             std::string& error) {
     auto outputs = std::make_unique<RunOutputs>();
     if (!outputs->openNamed(options, error))
         return nullptr;
@@ -36,6 +38,11 @@ std::unique_ptr<RunOutputs> RunOutputs::open(const RunOptions& options, const Ta
     for (Output& output : outputs->m_outputs)
         outputs->m_reporters.add(output.format->make(output.path, std::move(output.file)));
     outputs->m_reporters.add(std::make_unique<ConsoleReporter>(console));
+    if (grading) {
+        auto grader = std::make_unique<RunGrader>(*std::move(grading));
+        outputs->m_grader = grader.get();
+        outputs->m_reporters.add(std::move(grader));
+    }
     return outputs;
 }
 
@@ -73,7 +80,9 @@ void RunOutputs::keepRecord(const RunOptions& options, const ChosenTest& chosen,
     if (drive.empty())
         drive = zel::textOf(zel::pathOf(options.device).filename());
     std::string problem;
-    KeptRecord kept = createKeptRecord(recordName(drive, chosen.test->descriptor.name().utf8()), problem);
+    KeptRecord kept =
+        createKeptRecord(options.recordFolder.empty() ? defaultRecordFolder() : options.recordFolder,
+                         recordName(drive, chosen.test->descriptor.name().utf8()), problem);
     if (!problem.empty())
         console.line(eventLabel(words("warning:")) +
                      words("no record of this run is kept: {reason}", {{"reason", problem}}));

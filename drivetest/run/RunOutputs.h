@@ -1,10 +1,12 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "drivetest/commands/RunOptions.h"
+#include "drivetest/grade/RunGrader.h"
 #include "drivetest/report/OutputFormats.h"
 #include "drivetest/report/RunReporters.h"
 #include "drivetest/safety/TakenDrive.h"
@@ -18,11 +20,16 @@ public:
     /// Once nothing refuses the run any more: what the files held is gone. A record that nobody named a file
     /// for goes to the folder for records. Null after a sentence in `error`.
     static std::unique_ptr<RunOutputs> open(const RunOptions& options, const TakenDrive& drive,
-                                            Console& console, std::string& error);
+                                            std::optional<Grading> grading, Console& console,
+                                            std::string& error);
 
     RunReporters& reporters() { return m_reporters; }
     /// The file that lists all bad sectors, or "the record"; empty for none.
     [[nodiscard]] std::string badSectorsList() const;
+    /// Before the end is reported; nothing where no grade was asked for. Once.
+    [[nodiscard]] std::optional<RecordedGrade> grade(const RunSummary& summary) const {
+        return m_grader != nullptr ? m_grader->grade(summary) : std::nullopt;
+    }
     /// After the end was reported: waits for what is still to be written. The exit status, worse than
     /// `status` when the record has a hole.
     int close(int status, Console& console) const;
@@ -39,6 +46,7 @@ private:
 
     std::vector<Output> m_outputs;
     RunReporters m_reporters;
+    RunGrader* m_grader = nullptr;  ///< one of them
 };
 
 }  // namespace drivetest

@@ -150,8 +150,10 @@ int TestRun::end(const TestResult& result) {
     TestResult judged = judgeSlowness(result);
     if (isDataMissing)
         judged.merge(TestResult::FAIL);
-    m_outputs.reporters().end(
-        {judged, m_host.counts(), m_host.statistics(), isDataMissing, m_outputs.badSectorsList()});
+    RunSummary summary{
+        judged, m_host.counts(), m_host.statistics(), isDataMissing, m_outputs.badSectorsList(), {}};
+    summary.grade = m_outputs.grade(summary);
+    m_outputs.reporters().end(summary);
     tellOfRest(judged);
     return m_outputs.close(isDataMissing ? kExitNotRestored : exitStatusOf(judged), m_console);
 }

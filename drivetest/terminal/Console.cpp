@@ -52,10 +52,10 @@ std::shared_ptr<OutputQueue> queueOf(std::FILE* stream) {
 
 }  // namespace
 
-Console::Console(std::FILE* stream)
+Console::Console(std::FILE* stream, bool colours)
     : m_stream(stream),
       m_live(isTerminal(stream) && !isDumb()),
-      m_coloured(wantsColours()),
+      m_coloured(colours && wantsColours()),
       m_queue(queueOf(stream)) {}
 
 /// The cursor stands where the status begins, and is carried along when the terminal breaks its rows anew:

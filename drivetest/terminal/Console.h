@@ -16,7 +16,8 @@ namespace drivetest {
 /// terminal. Text is made printable and never waited for. Safe to use from several threads.
 class Console {
 public:
-    explicit Console(std::FILE* stream);
+    /// Without colours where `colours` is false, or NO_COLOR is in the environment.
+    explicit Console(std::FILE* stream, bool colours = true);
 
     /// Whether there is a status: on a terminal that moves its cursor and shows nothing else meanwhile.
     [[nodiscard]] bool isLive() const { return m_live; }

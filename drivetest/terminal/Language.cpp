@@ -25,8 +25,39 @@ bool isKnown(const zel::ZELLocale& locale) {
         [language = tag.substr(0, tag.find('-'))](const char* known) { return language == known; });
 }
 
-/// What follows the option; empty when it is not there.
-std::string chosenAmong(const std::vector<std::string>& arguments) {
+std::string valueOf(const char* variable) {
+    const char* const value = std::getenv(variable);
+    return value != nullptr ? value : "";
+}
+
+/// Of whoever set nothing for this program.
+std::string languageOfSystem() {
+    for (const char* variable : {"LC_MESSAGES", "LANG"})
+        if (std::string value = valueOf(variable); !value.empty())
+            return value;
+    return systemLanguage();
+}
+
+}  // namespace
+
+bool chooseLanguage(const std::vector<std::string>& arguments, const std::string& set, std::string& error) {
+    zel::setWordsPackage(zel::textOf(zel::pathOf(programFolder()) / kPackage));
+    const std::string all = valueOf(kLanguageVariable);
+    const std::string otherwise = !all.empty() ? all : !set.empty() ? set : languageOfSystem();
+    zel::ZELLocale::setGlobalLocale(zel::ZELLocale(otherwise));
+    const std::string chosen = languageAmong(arguments);
+    if (chosen.empty())
+        return true;
+    if (!isLanguage(chosen)) {
+        error = zel::words("there are no texts in the language {language}; there are: {known}",
+                           {{"language", quoted(chosen)}, {"known", knownLanguages()}});
+        return false;
+    }
+    zel::ZELLocale::setGlobalLocale(zel::ZELLocale(chosen));
+    return true;
+}
+
+std::string languageAmong(const std::vector<std::string>& arguments) {
     const std::string assigned = std::string(kLanguageOption) + "=";
     for (std::size_t i = 1; i < arguments.size() && arguments[i] != "--"; ++i) {
         if (arguments[i].starts_with(assigned))
@@ -37,36 +68,15 @@ std::string chosenAmong(const std::vector<std::string>& arguments) {
     return {};
 }
 
-std::string languageOfEnvironment() {
-    for (const char* variable : {"LC_ALL", "LC_MESSAGES", "LANG"})
-        if (const char* const value = std::getenv(variable); value != nullptr && *value != '\0')
-            return value;
-    return systemLanguage();
+bool isLanguage(const std::string& language) {
+    return isKnown(zel::ZELLocale(language));
 }
 
-std::string allKnown() {
+std::string knownLanguages() {
     std::string list;
     for (const char* known : kKnown)
         list += (list.empty() ? "" : ", ") + std::string(known);
     return list;
-}
-
-}  // namespace
-
-bool chooseLanguage(const std::vector<std::string>& arguments, std::string& error) {
-    zel::setWordsPackage(zel::textOf(zel::pathOf(programFolder()) / kPackage));
-    zel::ZELLocale::setGlobalLocale(zel::ZELLocale(languageOfEnvironment()));
-    const std::string chosen = chosenAmong(arguments);
-    if (chosen.empty())
-        return true;
-    const zel::ZELLocale locale(chosen);
-    if (!isKnown(locale)) {
-        error = zel::words("there are no texts in the language {language}; there are: {known}",
-                           {{"language", quoted(chosen)}, {"known", allKnown()}});
-        return false;
-    }
-    zel::ZELLocale::setGlobalLocale(locale);
-    return true;
 }
 
 std::string languageOfTexts() {

@@ -9,10 +9,19 @@ namespace drivetest {
 
 inline constexpr const char* kLanguageOption = "--lang";
 
+/// The variable of the environment that names a language in place of all others.
+inline constexpr const char* kLanguageVariable = "LC_ALL";
+
 /// Chooses the language of all texts, before the first is shown: the one that --lang names among the
-/// arguments, else that of the environment or the system, else English. False, with a sentence, when --lang
-/// names one that there is not.
-bool chooseLanguage(const std::vector<std::string>& arguments, std::string& error);
+/// arguments, else that of LC_ALL, else the one that was `set`, else that of the environment or the system,
+/// else English. False, with a sentence, when --lang names one that there is not.
+bool chooseLanguage(const std::vector<std::string>& arguments, const std::string& set, std::string& error);
+/// What --lang names; empty where it is not among the arguments.
+std::string languageAmong(const std::vector<std::string>& arguments);
+
+bool isLanguage(const std::string& language);
+/// "en, de, ..."
+std::string knownLanguages();
 
 /// The language that the texts are in, such as "de": English where there are none in the chosen one.
 std::string languageOfTexts();

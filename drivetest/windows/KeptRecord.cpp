@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <io.h>
 
-#include "drivetest/safety/JournalPlace.h"
 #include "libDrive2/windows/Account.h"
 #include "libDrive2/windows/GuardedFolder.h"
 #include "zel/Path.h"
@@ -45,8 +44,7 @@ int openDescriptor(const zel::Handle& file) {
 
 }  // namespace
 
-KeptRecord createKeptRecord(const std::string& name, std::string& problem) {
-    const std::string path = defaultRecordFolder();
+KeptRecord createKeptRecord(const std::string& path, const std::string& name, std::string& problem) {
     // Those of the machine are for all to read.
     const Readers readers = libDrive2::Account::current().isAdministrator ? Readers::all : Readers::owner;
     zel::String reason;

@@ -31,6 +31,7 @@ def shown_lines(text):
 
 def simulated(line):
     """The arguments, with nothing in them that is on this machine."""
+    line = line.replace("*", "all")  # what a shell would find
     line = DRIVE.sub(lambda drive: SIMULATED.get(drive[0], "sim:disk,sectors=80000"), line)
     words = shlex.split(re.split(r" [|>#] ?", line)[0])
     if "--confirm" in words:
@@ -48,6 +49,9 @@ class Documents(program.ProgramTest):
             for name in filter(lambda word: word.endswith(".jsonl"), arguments if arguments[0] != "run" else []):
                 made = self.start("run", "LinearReadTest", "sim:disk,sectors=2000", "--events", name)
                 self.assertEqual(made.returncode, 0, made.stderr)
+            for name in filter(lambda word: word.endswith(".toml"), arguments):
+                with open(os.path.join(self.folder, name), "w", encoding="utf-8") as file:
+                    file.write(self.start("grade", "--print-default").stdout)
             if arguments[0] == "verify":
                 made = self.start("certificate", arguments[2], "-o", arguments[1])
                 self.assertEqual(made.returncode, 0, made.stderr)
@@ -132,10 +136,12 @@ class Documents(program.ProgramTest):
         os.mkdir(self.path("disks"))
         with open(self.path("disk.img"), "wb"):
             pass
-        tests = re.findall(r"^(\w+)", self.start("tests").stdout, re.MULTILINE)
+        listed = self.start("tests").stdout
+        tests = re.findall(r"^(\w+)", listed, re.MULTILINE)
+        short = re.findall(r"^\w+ {1,26}([a-z]+) ", listed, re.MULTILINE)
         for words, offered in (
                 (["re"], ["recover", "report"]),
-                (["run", ""], tests),
+                (["run", ""], [*tests, *short]),
                 (["run", "-q", "-p", "MaxErrors", "=", "1", "Fun"], ["FunnelSeekTest"]),
                 (["run", "FunnelSeekTest", "dis"], ["disk.img", "disks"]),
                 (["run", "FunnelSeekTest", "sim", ":", "disk", "--journal", "dis"], ["disks"]),

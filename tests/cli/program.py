@@ -87,6 +87,7 @@ class ProgramTest(unittest.TestCase):
         self.record = os.path.join(self.folder, "record.jsonl")
         self.journals = os.path.join(self.folder, "journals")
         os.environ["DRIVETEST_STATE"] = native(os.path.join(self.folder, "state"))  # the machine's own register is no test's
+        os.environ["XDG_CONFIG_HOME"] = os.path.join(self.folder, "config")  # nor are the settings of whoever runs it
 
     def path(self, name):
         return os.path.join(self.folder, name)

@@ -3,6 +3,7 @@
 #include "RecordText.h"
 #include "drivetest/certificate/CertificateData.h"
 #include "drivetest/certificate/CertificatePage.h"
+#include "drivetest/findings/Verdict.h"
 
 namespace drivetest {
 namespace {
@@ -56,7 +57,7 @@ TEST(Certificate, PromisesNoMoreThanTheRunKnows) {
     };
     for (const auto& each : cases) {
         const RecordedRun run = runWith(each.result, each.coverage, each.more);
-        EXPECT_EQ(obstacleToCertificate(run), "") << each.sentence;
+        EXPECT_EQ(obstacleToVerdict(run).utf8(), "") << each.sentence;
         const std::string page = makeCertificate(run, kDigest);
         EXPECT_THAT(page, HasSubstr(each.kind)) << each.sentence;
         EXPECT_THAT(page, HasSubstr(each.sentence));
@@ -75,12 +76,12 @@ TEST(Certificate, IsNotMadeOfARunWithoutVerdict) {
         {readRun({}), "tells no result"},
     };
     for (const auto& each : cases)
-        EXPECT_THAT(obstacleToCertificate(each.run), HasSubstr(each.reason));
+        EXPECT_THAT(obstacleToVerdict(each.run).utf8(), HasSubstr(each.reason));
     std::string problem;
     const auto cutOff = readLines(
         {kVersionLine, kStartLine, kStepLine, extensionLine("result", R"({"result":"PASS"})")}, problem);
     ASSERT_TRUE(cutOff) << problem;
-    EXPECT_THAT(obstacleToCertificate(*cutOff), HasSubstr("breaks off"));
+    EXPECT_THAT(obstacleToVerdict(*cutOff).utf8(), HasSubstr("breaks off"));
 }
 
 TEST(Certificate, TellsOfItsDriveWhatItCan) {

@@ -124,8 +124,18 @@ def is_drive(content):
             (content["sectorBytes"] > 0 or content["sectors"] == 0))
 
 
+def is_grade(content):
+    reasons = content.get("reasons", [None])
+    return (set(content) - {"problem"} == {"file", "grade", "reasons", "unknown"} and
+            (content["grade"] in ("A", "B", "C", "D", "E", "F") and "problem" not in content or
+             content["grade"] == "" and content["problem"] and not reasons) and
+            all(set(each) - {"sectors"} == {"grade", "limit", "found", "allowed", "message"} for each in reasons) and
+            max([each["grade"] for each in reasons], default="A" if content["grade"] else "") == content["grade"] and
+            all(a["grade"] >= b["grade"] > "A" for a, b in zip(reasons, reasons[1:])))
+
+
 FORMS = {"drive": is_drive, "surface": is_surface, "regions": is_regions, "slowTransfers": is_slow_transfers, "transfers": is_transfers,
-         "health": is_health}
+         "health": is_health, "grade": is_grade}
 
 
 def load_validator():
