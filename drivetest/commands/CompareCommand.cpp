@@ -72,6 +72,15 @@ void saySlower(const RunComparison& comparison) {
             counted(comparison.slower.size() - kMostShown, "and {n} more range", "and {n} more ranges"));
 }
 
+void saySlowerTransfers(const RunComparison& comparison) {
+    if (comparison.slowerTransfers.empty())
+        return;
+    say(words("Sectors that became slow"));
+    for (const RunComparison::SlowerTransfer& each : comparison.slowerTransfers)
+        say("  " + rangeFigure(each.sectors.first, each.sectors.second) + "  " +
+            latencyFigure(each.beforeUs) + " -> " + latencyFigure(each.nowUs));
+}
+
 /// As far as both runs asked for it in the same way.
 void sayHealth(const RecordedRun& before, const RecordedRun& now) {
     const HealthFindings findings = changes(before.healthAfter ? before.healthAfter : before.healthBefore,
@@ -93,6 +102,7 @@ int compareRecords(const std::vector<std::string>& records) {
     sayWhatIsCompared(runs.front(), runs.back());
     sayBad(comparison);
     saySlower(comparison);
+    saySlowerTransfers(comparison);
     sayHealth(runs.front(), runs.back());
     return comparison.newBad.empty() ? kExitPass : kExitFail;
 }

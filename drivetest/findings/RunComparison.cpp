@@ -13,6 +13,7 @@ using Range = RunComparison::Range;
 constexpr std::size_t kRegions = 256;
 /// What is slower by less comes and goes with what else the machine does.
 constexpr double kSlower = 0.8;
+constexpr double kSlowUs = 150'000;
 
 /// Ranges that touch are one.
 std::vector<Range> joined(const std::vector<RecordedBad>& bad) {
@@ -74,12 +75,34 @@ std::vector<RunComparison::SlowerRegion> slowerRegions(const RecordedRun& before
     return slower;
 }
 
+/// Of the cells that hold these sectors; 0 where nothing was measured.
+double slowestUsAt(const RecordedSurface& surface, const RecordedTransfer& sectors) {
+    double slowest = 0;
+    for (std::uint64_t at = sectors.first / surface.sectorsPerCell;
+         at < surface.slowestUs.size() && surface.firstSector(at) <= sectors.last; ++at)
+        slowest = std::max<double>(slowest, surface.slowestUs[at]);
+    return slowest;
+}
+
+std::vector<RunComparison::SlowerTransfer> findSlowerTransfers(const RecordedRun& before,
+                                                               const RecordedRun& now) {
+    std::vector<RunComparison::SlowerTransfer> slower;
+    if (!before.surface || before.surface->sectorsPerCell == 0 || !now.slowness)
+        return slower;
+    for (const RecordedTransfer& each : now.slowness->slowest)
+        if (const double then = slowestUsAt(*before.surface, each);
+            each.durationUs > kSlowUs && then > 0 && each.durationUs > 2 * then)
+            slower.push_back({{each.first, each.last}, then, each.durationUs});
+    return slower;
+}
+
 }  // namespace
 
 RunComparison RunComparison::of(const RecordedRun& before, const RecordedRun& now) {
     const std::vector<Range> earlier = joined(before.bad);
     const std::vector<Range> found = joined(now.bad);
-    return {without(found, earlier), without(earlier, found), slowerRegions(before, now)};
+    return {without(found, earlier), without(earlier, found), slowerRegions(before, now),
+            findSlowerTransfers(before, now)};
 }
 
 std::uint64_t sectorsOf(const std::vector<Range>& ranges) {

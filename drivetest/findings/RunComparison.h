@@ -18,10 +18,16 @@ struct RunComparison {
         double before;  ///< MB/s
         double now;
     };
+    struct SlowerTransfer {
+        Range sectors;
+        double beforeUs;  ///< the slowest thereabouts
+        double nowUs;
+    };
 
     std::vector<Range> newBad{};     ///< bad now, and not before
     std::vector<Range> noMoreBad{};  ///< bad before, and not now: better, or not tested
     std::vector<SlowerRegion> slower{};
+    std::vector<SlowerTransfer> slowerTransfers{};  ///< over 150 ms now, and twice what they took before
 
     static RunComparison of(const RecordedRun& before, const RecordedRun& now);
 };

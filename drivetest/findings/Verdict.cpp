@@ -57,6 +57,8 @@ std::string soundSentence(const RecordedRun& run) {
 }
 
 std::string badSentence(const RecordedRun& run) {
+    if (isCapacityFalse(run))
+        return words("The drive holds less than it claims: do not trust it with data.");
     const std::uint64_t bad = std::max(run.badSectors(), run.coverage ? run.coverage->failed : 0);
     if (bad == 0)
         return words("The drive failed the test: do not trust it with data.");
@@ -140,6 +142,12 @@ std::string methodText(const std::string& method) {
 
 std::string coverageShare(const RecordedCoverage& coverage) {
     return shareFigure(coverage.tested + coverage.failed, coverage.requested);
+}
+
+bool isCapacityFalse(const RecordedRun& run) {
+    return std::ranges::any_of(run.events, [](const RecordedEvents& each) {
+        return each.key == "capacityRepeats" || each.key == "capacityLost";
+    });
 }
 
 bool isWholeDrive(const RecordedRun& run) {

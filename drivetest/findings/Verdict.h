@@ -31,6 +31,9 @@ std::string methodText(const std::string& method);
 /// How much of what was to be tested was tested, what failed included: "100 %"
 std::string coverageShare(const RecordedCoverage& coverage);
 
+/// It pretends to be larger than it is.
+bool isCapacityFalse(const RecordedRun& run);
+
 /// Whether each sector of the drive was tested.
 bool isWholeDrive(const RecordedRun& run);
 

@@ -81,6 +81,16 @@ void writeSlower(HtmlWriter& html, std::vector<RunComparison::SlowerRegion> slow
                    rateFigure(slower[i].now)});
 }
 
+void writeSlowerTransfers(HtmlWriter& html, const std::vector<RunComparison::SlowerTransfer>& slower) {
+    if (slower.empty())
+        return;
+    Table table(html, words("Sectors that became slow"),
+                {{words("Sectors")}, {words("Before"), true}, {words("Now"), true}});
+    for (const RunComparison::SlowerTransfer& each : slower)
+        table.row({rangeFigure(each.sectors.first, each.sectors.second), latencyFigure(each.beforeUs),
+                   latencyFigure(each.nowUs)});
+}
+
 }  // namespace
 
 void writeComparison(HtmlWriter& html, const std::vector<RecordedRun>& all) {
@@ -90,6 +100,7 @@ void writeComparison(HtmlWriter& html, const std::vector<RecordedRun>& all) {
     const RunComparison comparison = RunComparison::of(all[all.size() - 2], all.back());
     writeBad(html, comparison);
     writeSlower(html, comparison.slower);
+    writeSlowerTransfers(html, comparison.slowerTransfers);
     writeRuns(html, all);
 }
 

@@ -91,6 +91,7 @@ TestResult SurveyReadTest::readGently(const RangePlan& range) {
 TestResult SurveyReadTest::readAll(ReadingOrder& order) {
     m_isLimitTold = false;
     m_unclear.clear();
+    m_told.clear();
     m_latency = LatencyWatch();
     drive->setRetryCallbackBehavior(libDrive2::LIBDRIVE2_REPORT_ONLY);
     while (const auto reading = order.next()) {
@@ -147,15 +148,20 @@ std::optional<TestResult> SurveyReadTest::readSingly(const Reading& reading) {
             drive->skipSectors(reading.lba + at, reading.count - at);
             return std::nullopt;
         }
-        if (drive->readSector(reading.lba + at, 1, m_buffer.data() + at * m_sectorSize, m_sectorSize))
-            continue;
-        if (const auto ended = endOnNonFail(drive->lastError))
-            return ended;
+        const std::uint64_t lba = reading.lba + at;
+        if (!m_told.contains(lba)) {
+            if (drive->readSector(lba, 1, m_buffer.data() + at * m_sectorSize, m_sectorSize))
+                continue;
+            if (const auto ended = endOnNonFail(drive->lastError))
+                return ended;
+            reportRdErr(lba);
+            if (reading.mostBad != 0)
+                m_told.insert(lba);
+        }
         ++found;
         clear(reading.lba);
-        reportRdErr(reading.lba + at);
         if (DiagModule::checkForStop()) {
-            reportUserAbort(reading.lba + at);
+            reportUserAbort(lba);
             return TestResult::USERABORTED;
         }
     }
@@ -195,13 +201,15 @@ void SurveyReadTest::restIfSlower(const Finding& finding) {
 }
 
 void SurveyReadTest::tellOfSample(const SampleOrder& order) {
+    if (order.isComplete())
+        return;
     if (order.badAreas() != 0) {
         events::surveyBadAreas->setVariable("BadAreas", order.badAreas())
             ->setVariable("AreaMiB", std::uint64_t{kAreaBytes >> 20U});
         sendEvent(*events::surveyBadAreas, EventType::INFORMATIVE);
         return;
     }
-    if (order.isComplete() || order.samples() == 0)
+    if (order.samples() == 0)
         return;
     events::surveySample->setVariable("Samples", order.samples())
         ->setVariable("Areas", order.areas())

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <set>
 #include <vector>
 
 #include "../DriveTest.h"
@@ -52,6 +53,7 @@ private:
     std::uint32_t m_sectorSize = 0;
     zel::Buffer m_buffer;
     std::vector<Unclear> m_unclear;
+    std::set<std::uint64_t> m_told;  ///< bad sectors of chunks that may be read once more
     bool m_isLimitTold = false;
     TimeLimit m_time;
     LatencyWatch m_latency;

@@ -46,7 +46,7 @@ class Documents(program.ProgramTest):
         os.mkdir(self.folder)
         try:
             arguments = simulated(line)
-            for name in filter(lambda word: word.endswith(".jsonl"), arguments if arguments[0] != "run" else []):
+            for name in filter(lambda word: word.endswith(".jsonl"), arguments if arguments[0] not in ("run", "check") else []):
                 made = self.start("run", "LinearReadTest", "sim:disk,sectors=2000", "--events", name)
                 self.assertEqual(made.returncode, 0, made.stderr)
             for name in filter(lambda word: word.endswith(".toml"), arguments):
