@@ -1,0 +1,32 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "drivetest/commands/RunOptions.h"
+
+namespace drivetest {
+
+/// What a failed run of a drive means for what is still to be run. A run fails with every status but those of
+/// PASS and WARN.
+enum class OnFailure : std::uint8_t { goOn, stopDrive, stopAll };
+
+/// What is to be done with one drive, one run after the other.
+struct DriveWork {
+    std::string device;  ///< locator
+    std::string name;    ///< what people know it by: model and serial number, or the locator
+    std::vector<RunOptions> runs{};
+    OnFailure onFailure = OnFailure::goOn;
+    std::string refusal{};  ///< why nothing is run on it, as a sentence; empty when something is
+};
+
+/// Drives that are tested side by side, each by a process of its own.
+struct ShelfWork {
+    std::vector<DriveWork> drives{};
+    unsigned jobs = 0;              ///< drives under test at once; 0 for as many as disturb each other not
+    std::string folder{};           ///< for records, logs and reports; empty for the default one
+    std::uint32_t hangSeconds = 0;  ///< without progress after which a run is ended; 0 for never
+};
+
+}  // namespace drivetest
