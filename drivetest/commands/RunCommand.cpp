@@ -39,9 +39,12 @@ int runTests(const RunOptions& options) {
         return kExitUsage;
     }
     std::optional<Grading> grading;
-    if (options.grading != kNoGrading && !(grading = Grading::load(options.grading, error))) {
-        complain(error);
-        return kExitUsage;
+    if (options.grading != kNoGrading) {
+        grading = Grading::load(options.grading, error);
+        if (!grading) {
+            complain(error);
+            return kExitUsage;
+        }
     }
     std::optional<ChosenTest> chosen = chooseTest(options, refused);
     if (!chosen)

@@ -42,12 +42,14 @@ class Fall {
 public:
     explicit Fall(const std::vector<Point>& points) {
         std::vector<double> slopes;
+        slopes.reserve(points.size() * points.size() / 2);
         for (std::size_t i = 0; i < points.size(); ++i)
             for (std::size_t j = i + 1; j < points.size(); ++j)
                 slopes.push_back((points[j].rate - points[i].rate) /
                                  static_cast<double>(points[j].region - points[i].region));
         m_slope = median(std::move(slopes));
         std::vector<double> rests;
+        rests.reserve(points.size());
         for (const Point& point : points)
             rests.push_back(point.rate - m_slope * static_cast<double>(point.region));
         m_start = median(std::move(rests));

@@ -107,17 +107,19 @@ Measure predictsFailure(const RecordedRun& run) {
 template <Counter counter>
 Measure last(const RecordedRun& run) {
     const DriveHealth* const health = lastHealth(run);
-    return health != nullptr && health->*counter ? of(*(health->*counter)) : Measure();
+    const auto number = health != nullptr ? health->*counter : std::nullopt;
+    return number ? of(*number) : Measure();
 }
 
 template <Counter counter>
 Measure risen(const RecordedRun& run) {
     const auto& before = run.healthBefore;
     const auto& after = run.healthAfter;
-    if (!before || !after || before->isBySmartctl != after->isBySmartctl || !(before->health.*counter) ||
-        !(after->health.*counter))
+    if (!before || !after || before->isBySmartctl != after->isBySmartctl)
         return {};
-    return of(std::max<std::int64_t>(*(after->health.*counter) - *(before->health.*counter), 0));
+    const auto was = before->health.*counter;
+    const auto is = after->health.*counter;
+    return was && is ? of(std::max<std::int64_t>(*is - *was, 0)) : Measure();
 }
 
 /// The higher of the two moments.

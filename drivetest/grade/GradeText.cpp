@@ -116,6 +116,7 @@ std::vector<std::string> gradeReasons(const RecordedGrade& grade) {
     if (grade.grade == 0)
         return {words("There is no grade: {reason}.", {{"reason", grade.problem.shown()}})};
     std::vector<std::string> sentences;
+    sentences.reserve(grade.reasons.size() + 1);
     for (const RecordedGrade::Reason& reason : grade.reasons)
         sentences.push_back(gradeReason(reason));
     if (grade.reasons.empty())

@@ -189,14 +189,18 @@ RecordedGrade Grading::judge(const RecordedRun& run) const {
         const auto found = limit.measure(run);
         if (!found) {
             addUnknown(limit, run, judged.unknown);
-        } else if (const std::size_t grade = gradeOf(limit, allowed, found->value); grade > 0) {
-            const char letter = letterText(grade).front();
-            judged.reasons.push_back(
-                {letter, limit.key, found->value, allowed[grade - 1]->allowed, found->sectors});
-            judged.grade = std::max(judged.grade, letter);
+            continue;
         }
+        const std::size_t grade = gradeOf(limit, allowed, found->value);
+        const std::optional<Given> better = grade > 0 ? allowed[grade - 1] : std::nullopt;
+        if (!better)
+            continue;
+        const char letter = letterText(grade).front();
+        const auto place =
+            std::ranges::upper_bound(judged.reasons, letter, std::greater(), &RecordedGrade::Reason::grade);
+        judged.reasons.insert(place, {letter, limit.key, found->value, better->allowed, found->sectors});
+        judged.grade = std::max(judged.grade, letter);
     }
-    std::ranges::stable_sort(judged.reasons, std::greater(), &RecordedGrade::Reason::grade);
     return judged;
 }
 

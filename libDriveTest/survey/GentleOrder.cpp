@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <numeric>
 
 namespace libDriveTest {
 
@@ -16,18 +17,21 @@ constexpr std::chrono::milliseconds kSlowAtLeast{150};
 /// How much a new time weighs in the usual one: a part of so many.
 constexpr int kUsualParts = 16;
 
+std::uint64_t sectorsOf(const std::vector<libDrive2::SectorSpan>& ranges) {
+    return std::accumulate(
+        ranges.begin(), ranges.end(), std::uint64_t{0},
+        [](std::uint64_t sum, const libDrive2::SectorSpan& range) { return sum + range.count; });
+}
+
 }  // namespace
 
 GentleOrder::GentleOrder(const std::vector<libDrive2::SectorSpan>& ranges, std::uint32_t chunkSectors)
-    : m_chunk(chunkSectors), m_nearest(0), m_farthest(0), m_jump(0) {
-    std::uint64_t all = 0;
-    for (const libDrive2::SectorSpan& range : ranges) {
+    : m_chunk(chunkSectors),
+      m_nearest(std::max<std::uint64_t>(sectorsOf(ranges) / kNearestPart, chunkSectors)),
+      m_farthest(std::max<std::uint64_t>(sectorsOf(ranges) / kFarthestPart, chunkSectors)),
+      m_jump(m_nearest) {
+    for (const libDrive2::SectorSpan& range : ranges)
         m_pieces.push_back({range.lba, range.lba + range.count, Direction::forward});
-        all += range.count;
-    }
-    m_nearest = std::max<std::uint64_t>(all / kNearestPart, m_chunk);
-    m_farthest = std::max<std::uint64_t>(all / kFarthestPart, m_chunk);
-    m_jump = m_nearest;
     std::ranges::reverse(m_pieces);
 }
 
@@ -90,9 +94,9 @@ bool GentleOrder::isSlow(zel::Clock::Duration took) {
 }
 
 void GentleOrder::note(const Finding& finding) {
-    if (m_reading->singly)
+    const Reading read = m_reading;
+    if (read.singly)
         return;
-    const Reading read = *m_reading;
     if (!finding.isGood)
         m_bad.push_back({read.lba, read.count, true});
     const bool isWell = finding.isGood && !isSlow(finding.took);

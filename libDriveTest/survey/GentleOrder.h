@@ -50,7 +50,7 @@ private:
     std::vector<Piece> m_later;   ///< of the next round, rising
     std::vector<Reading> m_bad;   ///< chunks that failed
     Piece m_piece{0, 0, Direction::forward};
-    std::optional<Reading> m_reading;
+    Reading m_reading{0, 0};          ///< the one that was given last
     zel::Clock::Duration m_usual{0};  ///< what a good chunk takes
 };
 

@@ -50,33 +50,34 @@ std::uint64_t SampleOrder::areaOf(std::uint64_t lba) const {
 }
 
 std::optional<Reading> SampleOrder::next() {
-    if (m_reading)  // it failed
+    if (m_isOpen)
         return m_reading;
     if (m_at >= m_spanEnd)
         nextSpan();
     if (m_stage == Stage::done)
         return std::nullopt;
     const auto count = std::min<std::uint64_t>(m_plan.chunkSectors, m_spanEnd - m_at);
-    m_reading = Reading{m_at, static_cast<std::uint32_t>(count)};
+    m_reading = {m_at, static_cast<std::uint32_t>(count)};
+    m_isOpen = true;
     return m_reading;
 }
 
 void SampleOrder::note(const Finding& finding) {
     m_spent += finding.took;
-    if (m_stage == Stage::zones && finding.isGood && !m_reading->singly) {
+    if (m_stage == Stage::zones && finding.isGood && !m_reading.singly) {
         m_zoneTime += finding.took;
-        m_zoneSectors += m_reading->count;
+        m_zoneSectors += m_reading.count;
     }
     if (!finding.isGood)
-        m_badAreas.insert(areaOf(m_reading->lba));
+        m_badAreas.insert(areaOf(m_reading.lba));
     const bool isWhole = m_stage == Stage::whole;
-    if (!finding.isGood && !m_reading->singly) {
-        m_reading->singly = true;
-        m_reading->mostBad = isWhole ? 0 : kMostBad;
+    if (!finding.isGood && !m_reading.singly) {
+        m_reading.singly = true;
+        m_reading.mostBad = isWhole ? 0 : kMostBad;
         return;
     }
-    m_at = m_reading->singly && !isWhole ? m_spanEnd : m_reading->end();
-    m_reading.reset();
+    m_at = m_reading.singly && !isWhole ? m_spanEnd : m_reading.end();
+    m_isOpen = false;
 }
 
 void SampleOrder::nextSpan() {

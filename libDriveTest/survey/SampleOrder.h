@@ -58,7 +58,8 @@ private:
     std::uint64_t m_stratum = 0;                 ///< the next one
     std::uint64_t m_at = 0;                      ///< in the present span
     std::uint64_t m_spanEnd = 0;
-    std::optional<Reading> m_reading;  ///< the one that was given last
+    Reading m_reading{0, 0};  ///< the one that was given last
+    bool m_isOpen = false;    ///< it failed, and is to be read once more, sector by sector
 
     std::uint64_t m_samples = 0;
     std::set<std::uint64_t> m_badAreas;

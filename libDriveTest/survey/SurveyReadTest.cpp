@@ -133,7 +133,9 @@ std::optional<TestResult> SurveyReadTest::read(const Reading& reading, Finding& 
             drive->readSector(reading.lba, reading.count, m_buffer.data(), reading.count * m_sectorSize);
         if (finding.isGood)
             m_done += reading.count;
-        else if (!(ended = endOnNonFail(drive->lastError)))
+        else
+            ended = endOnNonFail(drive->lastError);
+        if (!finding.isGood && !ended)
             m_unclear.push_back({reading.lba, reading.count, drive->getLastErrorStr()});
     }
     finding.took = watch.elapsed();
@@ -150,7 +152,7 @@ std::optional<TestResult> SurveyReadTest::readSingly(const Reading& reading) {
         }
         const std::uint64_t lba = reading.lba + at;
         if (!m_told.contains(lba)) {
-            if (drive->readSector(lba, 1, m_buffer.data() + at * m_sectorSize, m_sectorSize))
+            if (drive->readSector(lba, 1, m_buffer.data() + std::size_t{at} * m_sectorSize, m_sectorSize))
                 continue;
             if (const auto ended = endOnNonFail(drive->lastError))
                 return ended;
