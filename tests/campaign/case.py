@@ -184,7 +184,7 @@ class Case:
             self.put_foreign(first, bytes((last - first) * size))
         if kind == "file system":
             for at in (0, sectors // 4, sectors // 2, sectors - 16):
-                self.put_foreign(at + 2 * 512 // size, os.urandom(4096))
+                self.put_foreign(at + 2 * 512 // size, os.urandom(4096 // size * size))
         if kind == "inside":
             self.put_foreign(self.random.randrange(first, last - min(count, last - first) + 1),
                              os.urandom(min(count, last - first) * size))

@@ -83,6 +83,18 @@ class Simulated(Image):
         return self.files[0]
 
 
+class Simulated520(Simulated):
+    """A drive as storage arrays have them."""
+
+    sector_bytes = 520
+
+    def __init__(self, folder, data):
+        super().__init__(folder, data[:len(data) // 520 * 520])
+
+    def attach(self, file):
+        self.path, self.confirm = "sim:scsi,sector-size=520,serial=S1,image=" + file, "S1"
+
+
 class Loop(Image):
     """A loop device; its other name is one that is attached to a hard link of the image."""
 
@@ -146,7 +158,7 @@ class Mapping(Loop):
 def usable(folder):
     """The kinds that work here, and the names of those that do not."""
     works, fails = [], []
-    for kind in (Image, HardLink, Simulated, Loop, Loop4096, Partition, Partition4096, Mapping):
+    for kind in (Image, HardLink, Simulated, Simulated520, Loop, Loop4096, Partition, Partition4096, Mapping):
         (works if does_work(kind, folder) else fails).append(kind)
     return works, [kind.__name__ for kind in fails]
 
