@@ -135,14 +135,14 @@ TEST_F(WindowsRegister, RecordsAndExportsGoWhereNobodyElseWrites) {
     const Elsewhere windows(place, true);
     std::string first;
     {
-        KeptRecord dropped = createKeptRecord("r", problem);
+        KeptRecord dropped = createKeptRecord(defaultRecordFolder(), "r", problem);
         ASSERT_TRUE(dropped.file) << problem;
         first = dropped.path;
         EXPECT_TRUE(fs::exists(first));
     }
     EXPECT_FALSE(fs::exists(first)) << "a refused run leaves no record";
-    KeptRecord kept = createKeptRecord("r", problem);
-    const KeptRecord second = createKeptRecord("r", problem);
+    KeptRecord kept = createKeptRecord(defaultRecordFolder(), "r", problem);
+    const KeptRecord second = createKeptRecord(defaultRecordFolder(), "r", problem);
     EXPECT_EQ(kept.path, first);
     EXPECT_THAT(second.path, testing::EndsWith("r-2.jsonl"));
     EXPECT_TRUE(kept.file.begin() && kept.file.write("line\n"));
