@@ -15,7 +15,6 @@ using std::chrono::seconds;
 using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
-using testing::MatchesRegex;
 using testing::StartsWith;
 using enum TestResult::Code;
 
@@ -109,7 +108,8 @@ TEST_F(Survey, TellsOfChunksThatItHadNoTimeFor) {
     EXPECT_EQ(
         run("sectors=400000,bad=100000-150000,slow=100000-150000:3000", "SurveyMethod=gentle MaxTime=120"),
         FAIL);
-    EXPECT_THAT(events(), MatchesRegex("(ERR readSectorRangeErr\\(sector=[0-9]+, lastSector=[0-9]+\\); )+"));
+    const std::regex ranges("(ERR readSectorRangeErr\\(sector=[0-9]+, lastSector=[0-9]+\\); )+");
+    EXPECT_TRUE(std::regex_match(events(), ranges)) << events();
     EXPECT_EQ(keeper.account, "");
     EXPECT_GE(took, seconds(120));
     EXPECT_LT(took, seconds(130));
