@@ -25,7 +25,7 @@ SYSTEM = {
     "advapi32.dll": "who may do what, the registry",
     "ntdll.dll": "files by the folder that they lie in",
 }
-LICENCES = {"libcli11-dev": "BSD", "nlohmann-json3-dev": "Expat", "libjs-dygraphs": "MIT", "libxxhash-dev": "BSD", "g++-mingw-w64-x86-64-posix": "GPL",
+LICENCES = {"libcli11-dev": "BSD", "nlohmann-json3-dev": "Expat", "libtomlplusplus-dev": "Expat", "libjs-dygraphs": "MIT", "libxxhash-dev": "BSD", "g++-mingw-w64-x86-64-posix": "GPL",
             "mingw-w64-x86-64-dev": "ZPL"}
 
 
