@@ -60,7 +60,8 @@ def check(program, seed):
             result = content["result"]
         if extension.get("name") == "event" and content["key"] == "surveySample":
             bound = int(content["variables"]["Bound"])
-    if result not in ("PASS", "FAIL") or (result == "FAIL") == (bound is not None):
+    # A machine that does much else takes the time from the sample: no promise then.
+    if result not in ("PASS", "FAIL") or (result == "FAIL" and bound is not None):
         raise AssertionError("seed %d: %s, %s\n%s" % (seed, result, bound, run.stderr))
     return kind, len(areas), result, bound
 

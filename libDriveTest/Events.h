@@ -59,6 +59,7 @@ inline SharedEvent mediumNotPresentRMBZero{"MediumNotPresentRMBZero"};
 // Of the survey.
 inline SharedEvent surveySample{"surveySample"};
 inline SharedEvent surveyBadAreas{"surveyBadAreas"};
+inline SharedEvent surveyTooShort{"surveyTooShort"};
 
 // Of the test of the capacity.
 inline SharedEvent capacityTrue{"capacityTrue"};

@@ -59,8 +59,8 @@ std::string badLine(const RecordedRun& run) {
 
 /// What tests say in a sentence of their own, or else the first thing that they warn of.
 std::string answerLine(const RecordedRun& run) {
-    for (const char* const key :
-         {"capacityRepeats", "capacityLost", "capacityTrue", "surveySample", "surveyBadAreas"})
+    for (const char* const key : {"capacityRepeats", "capacityLost", "capacityTrue", "surveySample",
+                                  "surveyBadAreas", "surveyTooShort"})
         for (const RecordedEvents& each : run.events)
             if (each.key == key)
                 return each.firstMessage;

@@ -39,6 +39,7 @@ void SurveyReadTest::init(Test& test) {
     parameters::maxTime.addTo(test);
     events::surveySample.createOnce();
     events::surveyBadAreas.createOnce();
+    events::surveyTooShort.createOnce();
 }
 
 TestResult SurveyReadTest::runTest() {
@@ -211,8 +212,10 @@ void SurveyReadTest::tellOfSample(const SampleOrder& order) {
         sendEvent(*events::surveyBadAreas, EventType::INFORMATIVE);
         return;
     }
-    if (order.samples() == 0)
+    if (order.samples() == 0) {
+        sendEvent(*events::surveyTooShort, EventType::INFORMATIVE);
         return;
+    }
     events::surveySample->setVariable("Samples", order.samples())
         ->setVariable("Areas", order.areas())
         ->setVariable("AreaMiB", std::uint64_t{kAreaBytes >> 20U})

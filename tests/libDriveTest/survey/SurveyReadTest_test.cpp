@@ -76,6 +76,8 @@ TEST_F(Survey, SaysWhatASampleProves) {
     EXPECT_EQ(run(large + ",bad=300000000-600000000", "MaxTime=10"), FAIL);
     EXPECT_THAT(events(), StartsWith("ERR readSectorErr(ReadSector="));
     EXPECT_THAT(host.events.back().key, "surveyBadAreas");
+    EXPECT_EQ(run(large, "MaxTime=1"), PASS);
+    EXPECT_EQ(events(), "INFORMATIVE surveyTooShort(); ");
     EXPECT_EQ(run(large, "SurveyMethod=sample OnlyRanges=1-2"), BADPARAMS);
 }
 
