@@ -61,7 +61,8 @@ std::string findExcess(const RunOptions& options) {
     if (options.gentle || !options.importedMap.empty() || !options.properties.empty())
         return words("how it reads is in the record: leave out --gentle, --import and --property");
     const std::string events = options.outputOf("--events");
-    if (!events.empty() && events != "-" && zel::canonicalPath(events) == zel::canonicalPath(options.resume))
+    if (const std::string path = zel::canonicalPath(options.resume);
+        !path.empty() && !events.empty() && zel::canonicalPath(events) == path)
         return words("the record is kept as it is: name another file with --events");
     return {};
 }
