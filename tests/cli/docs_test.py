@@ -153,7 +153,7 @@ class Documents(program.ProgramTest):
         tests = re.findall(r"^(\w+)", listed, re.MULTILINE)
         short = re.findall(r"^\w+ {1,26}([a-z]+) ", listed, re.MULTILINE)
         for words, offered in (
-                (["re"], ["recover", "report"]),
+                (["re"], ["recover", "report", "resume"]),
                 (["run", ""], [*tests, *short]),
                 (["run", "-q", "-p", "MaxErrors", "=", "1", "Fun"], ["FunnelSeekTest"]),
                 (["run", "FunnelSeekTest", "dis"], ["disk.img", "disks"]),
