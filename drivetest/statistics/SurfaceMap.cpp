@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstring>
 
 #include "drivetest/statistics/LogScale.h"
 
@@ -32,8 +33,12 @@ void raise(std::vector<Value>& cells, const DriveGrid& grid, std::uint64_t lba, 
         return;
     const std::uint64_t last = std::min<std::uint64_t>(grid.partOf(lba + count - 1), cells.size() - 1);
     raise(cells.data() + first, cells.data() + last + 1, value);
-    for (std::uint64_t block = first >> blockShift; block <= last >> blockShift; ++block)
-        changed[block] = 1;
+    // Most transfers lie within one.
+    const std::uint64_t firstBlock = first >> blockShift;
+    const std::uint64_t lastBlock = last >> blockShift;
+    changed[firstBlock] = 1;
+    if (lastBlock != firstBlock)
+        std::memset(changed.data() + firstBlock, 1, lastBlock - firstBlock + 1);
 }
 
 }  // namespace
