@@ -44,6 +44,7 @@ void LinearPatternTest::init(Test& test) {
     parameters::addressPattern.addTo(test);
     parameters::isolateFailedLBA.addTo(test);
     parameters::maxTime.addTo(test);
+    addGoingOn(test);
     initWriteTest();
 }
 

@@ -53,6 +53,12 @@ struct TestTraits {
     /// How the same is done without stress for the drive: the name of a test and "NAME=VALUE".
     const char* gentleTest = nullptr;
     const char* gentleParameter = nullptr;
+    /// The parameters that take how many sectors are done, and the errors among them, when it goes on where a
+    /// run broke off: such a test tells its drive what is settled (Drive::settleSectors).
+    const char* sectorsDone = nullptr;
+    const char* errorsBefore = nullptr;
+    /// It judges the drive by what the drive holds.
+    bool comparesData = false;
     /// Read only, it answers within its time limit whether a drive is good, and says what that rests on.
     bool isSurvey = false;
     /// What a run with the parameters that are set costs the user of the medium that is in the drive now,
@@ -79,7 +85,7 @@ struct ModuleDescriptor {
     std::size_t testCount;
 };
 
-inline constexpr std::uint32_t kModuleInterfaceVersion = 6;
+inline constexpr std::uint32_t kModuleInterfaceVersion = 7;
 
 /// How the framework finds the function that a module must define.
 using ModuleDescriptorFunction = const ModuleDescriptor* (*)();

@@ -68,6 +68,7 @@ struct Options {
     DevicesOptions devices;
     RunOptions run;
     RunOptions check;
+    ResumeOptions resume;
     RecoverOptions recover;
     ReportOptions report;
     std::string health;
@@ -101,7 +102,7 @@ std::optional<Settings> loadSettings(const std::vector<std::string>& arguments, 
 
 /// What the command line then changes.
 void apply(const Settings& settings, Options& options) {
-    for (RunOptions* const run : {&options.run, &options.check}) {
+    for (RunOptions* const run : {&options.run, &options.check, &options.resume.run}) {
         run->recordFolder = settings.text("records");
         run->grading = settings.text("grade");
         run->quiet = settings.flag("quiet");
@@ -120,6 +121,7 @@ std::vector<Command> addCommands(CLI::App& program, Options& given, const Settin
         {&addDevices(program, given.devices), [&given] { return listDevices(given.devices.json); }},
         {&addCheck(program, given.check), [&given] { return runTests(given.check); }},
         {&addRun(program, given.run), [&given] { return runTests(given.run); }},
+        {&addResumeRuns(program, given.resume), [&given] { return resumeRuns(given.resume); }},
         {&addHealth(program, given.health), [&given] { return showHealth(given.health); }},
         {&addSelfTest(program, given.selfTest), [&given] { return testItself(given.selfTest); }},
         {&addRecover(program, given.recover), [&given] { return recoverDrives(given.recover); }},
@@ -153,7 +155,7 @@ int runCommandLine(const std::vector<std::string>& arguments) {
     Options options;
     apply(*settings, options);
     options.language = languageAmong(arguments);
-    options.run.commandLine = options.check.commandLine = join(arguments);
+    options.run.commandLine = options.check.commandLine = options.resume.run.commandLine = join(arguments);
     const std::vector<Command> commands = addCommands(program, options, *settings);
     HelpCommands help(program);
     for (CLI::App* const command : program.get_subcommands([](const CLI::App*) { return true; }))

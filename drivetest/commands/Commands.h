@@ -6,6 +6,7 @@
 #include "drivetest/commands/CertificateOptions.h"
 #include "drivetest/commands/GradeOptions.h"
 #include "drivetest/commands/ReportOptions.h"
+#include "drivetest/commands/ResumeOptions.h"
 #include "drivetest/commands/RunOptions.h"
 #include "drivetest/commands/SelfTestOptions.h"
 #include "drivetest/commands/TestsOptions.h"
@@ -21,6 +22,8 @@ int runCommandLine(const std::vector<std::string>& arguments);
 int listTests(const TestsOptions& options);
 int listDevices(bool json);
 int runTests(const RunOptions& options);
+/// Every run of a folder that broke off, one after the other; the worst exit status.
+int resumeRuns(const ResumeOptions& options);
 int recoverDrives(const RecoverOptions& options);
 int writeReport(const ReportOptions& options);
 int writeCertificate(const CertificateOptions& options);

@@ -3,12 +3,16 @@
 
 #include "drivetest/commands/Commands.h"
 #include "drivetest/grade/Grading.h"
+#include "drivetest/resume/ResumeStart.h"
+#include "drivetest/resume/ResumedRun.h"
 #include "drivetest/run/DataGuard.h"
 #include "drivetest/run/LastWords.h"
 #include "drivetest/run/Signals.h"
 #include "drivetest/run/StandardStreams.h"
 #include "drivetest/run/TestRun.h"
+#include "drivetest/terminal/Labels.h"
 #include "drivetest/terminal/Terminal.h"
+#include "drivetest/terminal/Texts.h"
 #include "libDrive2/DeviceDescription.h"
 #include "quix5/Module.h"
 #include "quix5/StopRequest.h"
@@ -20,6 +24,8 @@ namespace drivetest {
 
 namespace {
 
+using zel::words;
+
 void warnOfMissingTexts() {
     const zel::String problem = zel::Resource::loadError(quix5::registeredLibrary());
     if (!problem.isEmpty())
@@ -27,13 +33,33 @@ void warnOfMissingTexts() {
                             {{"reason", problem}}));
 }
 
+void tellOfResume(const RunOptions& options, Console& console) {
+    const ResumedRun& resumed = *options.resumed;
+    console.line(eventLabel(words("info:")) +
+                 words("{test} on {device} goes on behind {n} sectors that {file} proves",
+                       {{"test", resumed.run.test},
+                        {"device", printable(options.device)},
+                        {"n", resumed.sectorsDone},
+                        {"file", printable(options.resume)}}));
+    if (resumed.damaged != 0)
+        console.line(
+            eventLabel(words("warning:")) +
+            words("{file} is damaged from line {line} on: what was tested after that is tested again",
+                  {{"file", printable(options.resume)}, {"line", resumed.damaged}}));
+}
+
 }  // namespace
 
-int runTests(const RunOptions& options) {
+int runTests(const RunOptions& given) {
     translateLastWords();
     stopOnSignals();
     std::string error;
     ExitStatus refused = kExitUsage;
+    RunOptions options = given;
+    if (!options.resume.empty() && !takeUp(options, error)) {
+        complain(error);
+        return kExitUsage;
+    }
     if (!checkStandardStreams(guardDrive(options.device, options.journalFolder), error)) {
         complain(error);
         return kExitUsage;
@@ -60,6 +86,8 @@ int runTests(const RunOptions& options) {
         return quix5::StopRequest::made() ? kExitUserAborted : kExitUsage;
     }
     warnOfMissingTexts();
+    if (options.resumed != nullptr)
+        tellOfResume(options, console);
     zel::LogFactory::setPriority(options.logPriority);
     zel::SkippingClock simulatedTime;
     if (libDrive2::skipsTime(options.device))

@@ -45,6 +45,31 @@ void addWhatToTest(CLI::App& command, RunOptions& options) {
         ->allow_extra_args(false);
 }
 
+void addSaveProgress(CLI::App& command, RunOptions& options) {
+    command
+        .add_option(
+            "--save-progress", options.saveProgress,
+            words("How often progress goes into the record, which --resume goes on from (default: 1min)"))
+        ->type_name("TIME")
+        ->transform(timeSpan());
+}
+
+void addResume(CLI::App& command, RunOptions& options) {
+    command
+        .add_option_function<std::string>(
+            "--resume",
+            [&options, &command](const std::string& record) {
+                options.resume = record;
+                // Looked for only after this: the record has them.
+                for (const char* const name : {"TEST", "DEVICE"})
+                    command.get_option(name)->required(false);
+            },
+            words("Go on with the run that broke off with this record, instead of TEST and DEVICE; a new "
+                  "record begins with what it proves (default: beside it)"))
+        ->type_name("RECORD");
+    addSaveProgress(command, options);
+}
+
 /// What a test that writes asks for.
 void addSafetyOptions(CLI::App& command, RunOptions& options) {
     command
@@ -170,11 +195,32 @@ CLI::App& addRun(CLI::App& program, RunOptions& options) {
     CLI::App& command = *program.add_subcommand("run", words("Run a test on a drive"));
     command.footer(exitStatuses());
     addWhatToTest(command, options);
+    addResume(command, options);
     addPace(command, options);
     addSafetyOptions(command, options);
     addOutputOptions(command, options);
     addSlownessOptions(command, options);
     addConversation(command, options);
+    return command;
+}
+
+CLI::App& addResumeRuns(CLI::App& program, ResumeOptions& options) {
+    CLI::App& command = *program.add_subcommand("resume", words("Go on with the runs that broke off"));
+    command.footer(
+        words("Looks through the records of a folder (*.jsonl), and resumes every run that was killed or "
+              "lost its "
+              "power, as \"drivetest run --resume\" does, one after the other. Each record gets one beside "
+              "it that "
+              "is whole.") +
+        "\n" +
+        words(
+            "Exit status: that of the worst run, 0 when there was none; 2 when the folder cannot be read."));
+    command.add_option("DIR", options.folder, words("Folder with the records of runs"))
+        ->type_name("")
+        ->required();
+    addSafetyOptions(command, options.run);
+    addSaveProgress(command, options.run);
+    addConversation(command, options.run);
     return command;
 }
 

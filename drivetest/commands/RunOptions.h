@@ -2,11 +2,14 @@
 
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace drivetest {
+
+struct ResumedRun;
 
 /// What the user asked of "drivetest run" or "drivetest check".
 struct RunOptions {
@@ -34,10 +37,13 @@ struct RunOptions {
     bool quiet = false;   ///< no progress is shown
     unsigned slowMs = 0;  ///< transfers that take longer are too slow; 0 for no such limit
     std::uint64_t slowAllowed = 0;
-    std::string recordFolder;      ///< for what is kept without a name; empty for the default one
-    std::string grading = "none";  ///< the limits to grade the drive by, a file or "default"
-    bool colours = true;           ///< where a terminal has them
-    std::string commandLine;       ///< as typed, for the record
+    std::string recordFolder;               ///< for what is kept without a name; empty for the default one
+    std::string grading = "none";           ///< the limits to grade the drive by, a file or "default"
+    bool colours = true;                    ///< where a terminal has them
+    std::string resume;                     ///< the record of the run to go on from; empty for a new run
+    std::uint32_t saveProgress = 60;        ///< seconds between two lines of progress in the record
+    std::shared_ptr<ResumedRun> resumed{};  ///< what that record proves, once it was read
+    std::string commandLine;                ///< as typed, for the record
 
     /// Empty for none.
     [[nodiscard]] std::string outputOf(std::string_view option) const {

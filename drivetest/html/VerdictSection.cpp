@@ -110,7 +110,9 @@ void writeVerdict(HtmlWriter& html, const RecordedRun& run) {
     facts.add(words("Mean read rate"), rateText(run, "readRate"));
     facts.add(words("Mean write rate"), rateText(run, "writeRate"));
     facts.add(words("Date"), timeFigure(run.startTime));
-    facts.add(words("Duration"), durationFigure(secondsBetween(run.startTime, run.lastTime)));
+    facts.add(words("Duration"), durationFigure(secondsOf(run)));
+    if (!run.pauses.empty())
+        facts.add(words("Resumed"), zel::counted(run.pauses.size(), "{n} time", "{n} times"));
 }
 
 }  // namespace drivetest

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <unistd.h>
@@ -161,6 +162,9 @@ void OutputFile::removeCreated() const {
 bool OutputFile::begin() {
     m_created.clear();
     struct stat found {};
+    // For isBeingWritten(); without it nothing is lost.
+    if (m_owned)
+        (void)flock(m_descriptor, LOCK_EX | LOCK_NB);
     if (!m_owned || fstat(m_descriptor, &found) != 0 || !S_ISREG(found.st_mode) || found.st_size == 0)
         return true;
     return zel::uninterrupted([this] { return ftruncate(m_descriptor, 0); }) == 0;
@@ -181,6 +185,17 @@ bool OutputFile::write(std::string_view text) const {
         }
     }
     return true;
+}
+
+bool OutputFile::sync() const {
+    // Of what has no disk.
+    return zel::uninterrupted([this] { return fdatasync(m_descriptor); }) == 0 || errno == EINVAL ||
+           errno == EROFS || errno == ENOTSUP;
+}
+
+bool isBeingWritten(const std::string& path) {
+    const OutputFile file = OutputFile::adopt(openFile(path, (kFlags & ~O_WRONLY) | O_RDONLY), {});
+    return file && flock(file.descriptor(), LOCK_SH | LOCK_NB) != 0 && errno == EWOULDBLOCK;
 }
 
 OutputFile openOutput(const std::string& what, const std::string& path, const OutputRules& rules,

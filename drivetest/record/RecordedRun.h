@@ -148,8 +148,10 @@ struct RecordedRun {
     RecordedDrive drive{};
     std::string startTime{};  ///< RFC 3339, UTC
     std::string lastTime{};   ///< of the last line
-    bool isCutOff = true;     ///< it does not tell of the end
-    std::string result{};     ///< "PASS", "FAIL" ...; empty when it is cut off before that
+    /// Where it was gone on with after it broke off: the times of the last line before and the first after.
+    std::vector<std::pair<std::string, std::string>> pauses{};
+    bool isCutOff = true;  ///< it does not tell of the end
+    std::string result{};  ///< "PASS", "FAIL" ...; empty when it is cut off before that
     std::uint64_t errors = 0;
     std::uint64_t warnings = 0;
     std::optional<RecordedCoverage> coverage{};

@@ -6,7 +6,9 @@
 #include "drivetest/devices/Drives.h"
 #include "drivetest/health/HealthJson.h"
 #include "drivetest/record/GradeJson.h"
+#include "drivetest/record/ResumeJson.h"
 #include "drivetest/record/StatisticsJson.h"
+#include "drivetest/resume/ResumedRun.h"
 #include "quix5/DeviceInventory.h"
 
 namespace drivetest {
@@ -100,6 +102,10 @@ RunRecord::RunRecord(std::unique_ptr<RecordWriter> writer)
 
 void RunRecord::begin(const RunStart& start) {
     m_test = &start.test;
+    if (start.resumed != nullptr) {
+        goOn(*start.resumed, start.commandLine);
+        return;
+    }
     m_writer->writeSchemaVersion();
     Json dut{{"dutInfoId", "0"},
              {"name", start.device.osLocator().utf8()},
@@ -116,18 +122,44 @@ void RunRecord::begin(const RunStart& start) {
     m_writer->writeStep("testStepStart", {{"name", start.test.name().utf8()}});
 }
 
+void RunRecord::goOn(const ResumedRun& resumed, const std::string& commandLine) {
+    m_isResumed = true;
+    m_events.goOnAfter(resumed.events);
+    m_logLines = resumed.logLines;
+    m_hasError = !resumed.run.problems.empty();
+    m_writer->takeOver(resumed.lines);
+    writeExtension("resumed", resumedJson(resumed, commandLine));
+}
+
+void RunRecord::progress(const RunProgress& progress) {
+    m_events.flush();
+    m_writer->writeProof("progress", progressJson(progress));
+}
+
 void RunRecord::writeExtension(const char* name, Json content) {
     m_writer->writeStep("extension", {{"name", name}, {"content", std::move(content)}});
 }
 
 void RunRecord::driveObtained(const DriveAccess& access) {
+    if (m_isResumed)
+        return;
     Json drive{{"method", access.method}, {"sectors", access.sectors}, {"sectorBytes", access.sectorBytes}};
     if (access.protectionType != 0)
         drive["protectionType"] = access.protectionType;
+    if (!access.identity.empty())
+        drive["identity"] = zel::String(access.identity).utf8();
+    if (access.transferSectors != 0)
+        drive["transferSectors"] = access.transferSectors;
+    if (!access.properties.empty())
+        drive["properties"] = access.properties;
     writeExtension("drive", std::move(drive));
+    if (access.fingerprint != nullptr)
+        writeExtension("fingerprint", fingerprintJson(*access.fingerprint));
 }
 
 void RunRecord::health(HealthTime when, const HealthReading& reading) {
+    if (m_isResumed && when == HealthTime::beforeTest)
+        return;
     Json content{{"when", when == HealthTime::beforeTest ? kHealthBefore : kHealthAfter}};
     content.update(healthJson(reading));
     writeExtension("health", std::move(content));

@@ -27,6 +27,7 @@ public:
     void unrestored(const Ranges& ranges, const std::string& journal) override {
         tell(&RunReporter::unrestored, ranges, journal);
     }
+    void progress(const RunProgress& progress) override { tell(&RunReporter::progress, progress); }
     void end(const RunSummary& summary) override { tell(&RunReporter::end, summary); }
 
 private:

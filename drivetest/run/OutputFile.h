@@ -29,6 +29,9 @@ public:
     [[nodiscard]] bool begin();
     /// Blocks until all is written; false when that failed.
     [[nodiscard]] bool write(std::string_view text) const;
+    /// Blocks until what was written would outlive a power cut; false when that failed. Does nothing to what
+    /// is no file on a disk.
+    [[nodiscard]] bool sync() const;
 
 private:
     void removeCreated() const;
@@ -49,6 +52,9 @@ struct OutputRules {
 /// is requested. Without a file on failure; `error` then says why, and what to do.
 OutputFile openOutput(const std::string& what, const std::string& path, const OutputRules& rules,
                       std::string& error);
+
+/// Whether a process has begun to write to that file, as begin() tells, and has not ended.
+bool isBeingWritten(const std::string& path);
 
 /// Whether both lead to one file, by whatever names; /dev/null takes everything.
 bool isSameOutput(const OutputFile& a, const OutputFile& b);

@@ -35,8 +35,8 @@ public:
     /// Whether there is one; costs next to nothing.
     static bool hasStandardFailed();
 
-    /// Returns at once.
-    void add(std::string text);
+    /// Returns at once. With `isDurable`, the text and all before it outlive a power cut once it is written.
+    void add(std::string text, bool isDurable = false);
     /// Whether something waits to be written.
     [[nodiscard]] bool isBusy() const;
     /// Waits until all is written; once a stop is requested, no longer than two seconds after the first call

@@ -2,6 +2,7 @@
 
 #include "drivetest/devices/AccessMethod.h"
 #include "drivetest/devices/Drives.h"
+#include "drivetest/resume/ResumedRun.h"
 #include "drivetest/terminal/Labels.h"
 #include "drivetest/terminal/TerminalPrompt.h"
 #include "drivetest/terminal/Texts.h"
@@ -39,6 +40,8 @@ ProgressSnapshot RunHost::snapshot() {
     now.activity = m_activity;
     if (m_statistics != nullptr)
         fillFrom(m_statistics->live(), now);
+    if (m_resumed != nullptr)
+        now.spentBefore = m_resumed->spent;
     if (!quix5::StopRequest::made())
         return now;
     now.stopping = zel::words("stopping");
@@ -164,17 +167,74 @@ bool RunHost::isRefused(libDrive2::Drive& drive) {
 }
 
 quix5::TestResult RunHost::driveObtained(libDrive2::Drive& drive, const quix5::DiagDevice& device) {
-    const bool mayRun = !isRefused(drive) && (m_held == nullptr || isHeldDrive(drive));
+    bool mayRun = !isRefused(drive) && (m_held == nullptr || isHeldDrive(drive));
+    DriveAccess access{accessMethodOf(drive), drive.getSectorCount(), drive.getSectorSize(),
+                       numberProperty(device, kPropertyProtectionType)};
+    access.identity = m_facts.identity;
+    if (m_progressTimer != nullptr && mayRun)
+        access.transferSectors = drive.getOptimalRd(0xFFFF);
+    access.properties = m_facts.properties;
+    access.fingerprint = m_facts.fingerprint;
+    mayRun = mayRun && isReachedAsBefore(access);
     const std::lock_guard lock(m_mutex);
+    watch(drive);
+    m_reporter.driveObtained(access);
+    return mayRun ? quix5::TestResult::PASS : quix5::TestResult::CANNOTRUN;
+}
+
+/// Within the mutex.
+void RunHost::watch(libDrive2::Drive& drive) {
     m_drive = &drive;
-    m_statistics = std::make_unique<DriveStatistics>(drive.getSectorCount(), drive.getSectorSize());
+    m_statistics = m_resumed != nullptr
+                       ? std::move(m_resumed->statistics)
+                       : std::make_unique<DriveStatistics>(drive.getSectorCount(), drive.getSectorSize());
     if (m_slowLimit)
         m_statistics->setSlowLimit(*m_slowLimit);
+    if (m_progressTimer != nullptr)
+        m_statistics->keepChanges(
+            [this](std::uint64_t sectors, std::uint32_t errors) { saveProgress(sectors, errors); });
+    m_begun = zel::Clock::current().now();
     drive.setObserver(m_statistics.get());
     drive.setJournal(m_journal);
-    m_reporter.driveObtained({accessMethodOf(drive), drive.getSectorCount(), drive.getSectorSize(),
-                              numberProperty(device, kPropertyProtectionType)});
-    return mayRun ? quix5::TestResult::PASS : quix5::TestResult::CANNOTRUN;
+}
+
+void RunHost::setResumed(ResumedRun* resumed) {
+    m_resumed = resumed;
+    m_errors = resumed->counts.errors;
+    m_warnings = resumed->counts.warnings;
+}
+
+/// Else its chunks would be others than those that are done.
+bool RunHost::isReachedAsBefore(const DriveAccess& access) {
+    if (m_resumed == nullptr)
+        return true;
+    const RecordedDrive& before = m_resumed->run.drive;
+    if (access.method == before.method && access.sectors == before.sectors &&
+        access.sectorBytes == before.sectorBytes && access.transferSectors == m_resumed->transferSectors)
+        return true;
+    const zel::Wording text = zel::worded(
+        "the drive is reached by another way than in the run that broke off ({before}, {n} sectors at once; "
+        "now "
+        "{now}, {m}), so that it cannot be gone on with here: connect it as before, or start a new run",
+        {{"before", before.method},
+         {"n", m_resumed->transferSectors},
+         {"now", access.method},
+         {"m", access.transferSectors}});
+    m_reporter.runError({nullptr, "cannotResume", text.utf8(), {}, {}, {}, text.shown().utf8()});
+    return false;
+}
+
+/// Many changes take memory.
+void RunHost::saveProgress(std::uint64_t sectors, std::uint32_t errors) {
+    constexpr std::size_t kMostChanges = 4096;
+    if (!m_progressTimer->isDue() && m_statistics->changes() < kMostChanges)
+        return;
+    m_progressTimer->restart();
+    const StatisticsState state = m_statistics->takeState();
+    const zel::Clock::Duration before = m_resumed != nullptr ? m_resumed->spent : zel::Clock::Duration(0);
+    m_reporter.progress({sectors, errors, counts(), before + zel::Clock::current().now() - m_begun,
+                         static_cast<unsigned>(m_slowLimit.value_or(std::chrono::milliseconds(0)).count()),
+                         m_slowAllowed, state});
 }
 
 void RunHost::driveReleased() {

@@ -6,8 +6,12 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "drivetest/report/RunReporter.h"
+#include "drivetest/resume/ProgressTimer.h"
 #include "drivetest/run/HeatWatch.h"
 #include "drivetest/safety/HeldDrive.h"
 #include "drivetest/safety/UseWatch.h"
@@ -15,6 +19,7 @@
 #include "drivetest/terminal/Console.h"
 #include "drivetest/terminal/ProgressText.h"
 #include "quix5/Host.h"
+#include "zel/Clock.h"
 #include "zel/Log.h"
 
 namespace drivetest {
@@ -34,6 +39,20 @@ public:
 
     /// Asked between chunks whether the drive is too hot; null for nobody. It must outlive the run.
     void setHeatWatch(HeatWatch* watch) { m_heat = watch; }
+
+    /// What is known of the drive before the test opens it; for the record.
+    struct DriveFacts {
+        std::string identity{};                 ///< see DriveAccess
+        std::vector<std::string> properties{};  ///< see DriveAccess
+        const libDrive2::DriveFingerprint* fingerprint = nullptr;
+    };
+    void setDriveFacts(DriveFacts facts) { m_facts = std::move(facts); }
+    /// The test tells what is settled, and that is saved when the timer says so. It must outlive the run.
+    void setProgressTimer(ProgressTimer* timer) { m_progressTimer = timer; }
+    /// What the run goes on from; null for nothing. It must outlive the run, and gives up its statistics.
+    void setResumed(ResumedRun* resumed);
+    /// So many transfers may be too slow.
+    void setSlowAllowed(std::uint64_t count) { m_slowAllowed = count; }
 
     /// Transfers that take longer are counted in the statistics, too.
     void setSlowLimit(std::chrono::milliseconds limit) { m_slowLimit = limit; }
@@ -69,6 +88,9 @@ public:
     void write(const zel::String& logger, int priority, const zel::String& text) override;
 
 private:
+    void watch(libDrive2::Drive& drive);
+    bool isReachedAsBefore(const DriveAccess& access);
+    void saveProgress(std::uint64_t sectors, std::uint32_t errors);
     void lookForUsers();
     [[nodiscard]] bool isStopping() const;
     void restWhereHot();
@@ -86,6 +108,11 @@ private:
     UseWatch* m_watch = nullptr;
     HeatWatch* m_heat = nullptr;
     std::optional<std::chrono::milliseconds> m_slowLimit;
+    DriveFacts m_facts;
+    ProgressTimer* m_progressTimer = nullptr;
+    ResumedRun* m_resumed = nullptr;
+    std::uint64_t m_slowAllowed = 0;
+    zel::Clock::Duration m_begun{0};
     bool m_isDisturbed = false;
     libDrive2::Drive* m_drive = nullptr;
     zel::String m_refusedValues;

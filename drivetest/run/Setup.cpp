@@ -1,9 +1,12 @@
 #include "drivetest/run/Setup.h"
 
 #include <algorithm>
+#include <chrono>
+#include <cstdlib>
 
 #include "drivetest/devices/Drives.h"
 #include "drivetest/rescue/RescueMap.h"
+#include "drivetest/resume/ResumedRun.h"
 #include "drivetest/run/NearestName.h"
 #include "drivetest/safety/SafeStart.h"
 #include "drivetest/safety/SystemAdvice.h"
@@ -160,6 +163,35 @@ bool limitTime(const quix5::OfferedTest& test, std::uint32_t seconds, std::vecto
     return true;
 }
 
+/// Has the test begin behind what an earlier run has done, within the time that this one has left.
+bool goOn(const RunOptions& options, const quix5::OfferedTest& test, std::vector<std::string>& assignments,
+          std::string& error) {
+    if (options.resumed == nullptr)
+        return true;
+    const ResumedRun& resumed = *options.resumed;
+    const quix5::TestTraits& traits = test.entry->traits;
+    if (traits.sectorsDone == nullptr || traits.errorsBefore == nullptr) {
+        error = words("{file} cannot be resumed: {reason}",
+                      {{"file", printable(options.resume)},
+                       {"reason", words("{test} cannot go on in the middle: start a new run",
+                                        {{"test", test.descriptor.name()}})}});
+        return false;
+    }
+    assignments.push_back(traits.sectorsDone + ("=" + std::to_string(resumed.sectorsDone)));
+    assignments.push_back(traits.errorsBefore + ("=" + std::to_string(resumed.errorsDone)));
+    const auto limit = std::ranges::find_if(resumed.run.parameters, [&traits](const auto& parameter) {
+        return traits.timeLimit != nullptr && parameter.first == traits.timeLimit;
+    });
+    if (limit == resumed.run.parameters.end() || limit->second == "0")
+        return true;
+    // With no time left it ends after a second; no limit at all would be another order.
+    const auto granted = std::chrono::seconds(std::strtoul(limit->second.c_str(), nullptr, 10));
+    const auto left =
+        std::max(std::chrono::ceil<std::chrono::seconds>(granted - resumed.spent), std::chrono::seconds(1));
+    assignments.push_back(traits.timeLimit + ("=" + std::to_string(left.count())));
+    return true;
+}
+
 bool choose(const RunOptions& options, ChosenTest& chosen, std::string& error) {
     chosen.module = loadModule(options.moduleFile, error);
     if (chosen.module == nullptr)
@@ -167,6 +199,7 @@ bool choose(const RunOptions& options, ChosenTest& chosen, std::string& error) {
     std::vector<std::string> assignments = options.parameters;
     chosen.test = meantTest(*chosen.module, options, assignments, error);
     if (chosen.test == nullptr || !limitTime(*chosen.test, options.maxTime, assignments, error) ||
+        !goOn(options, *chosen.test, assignments, error) ||
         !applyParameters(chosen.test->descriptor, assignments, error) ||
         !makeDevice(options.device, options.properties, chosen.device, error))
         return false;

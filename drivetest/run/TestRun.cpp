@@ -5,6 +5,7 @@
 
 #include "drivetest/ExitStatus.h"
 #include "drivetest/health/HealthReader.h"
+#include "drivetest/resume/ResumedRun.h"
 #include "drivetest/run/HurryWatch.h"
 #include "drivetest/run/Signals.h"
 #include "drivetest/terminal/Labels.h"
@@ -66,6 +67,7 @@ TestRun::TestRun(const RunOptions& options, TakenDrive& drive, RunOutputs& outpu
     m_host.setJournal(drive.journal.watched());
     if (options.slowMs != 0)
         m_host.setSlowLimit(std::chrono::milliseconds(options.slowMs));
+    followProgress();
     if (!drive.held.isHeld())
         return;
     m_host.setHeldDrive(&drive.held);
@@ -73,9 +75,35 @@ TestRun::TestRun(const RunOptions& options, TakenDrive& drive, RunOutputs& outpu
     m_host.setUseWatch(&*m_watch);
 }
 
+/// What a run needs that goes on from this one, and from what this one goes on.
+void TestRun::followProgress() {
+    const auto identity = m_drive.identity();
+    m_host.setDriveFacts({identity ? identity->toText() : std::string(), m_options.properties,
+                          m_drive.fingerprint ? &*m_drive.fingerprint : nullptr});
+    m_host.setSlowAllowed(m_options.slowAllowed);
+    if (m_options.resumed != nullptr)
+        m_host.setResumed(m_options.resumed.get());
+    if (m_chosen.test->entry->traits.sectorsDone == nullptr)
+        return;
+    m_progressTimer.emplace(std::chrono::seconds(m_options.saveProgress));
+    m_host.setProgressTimer(&*m_progressTimer);
+}
+
+/// Of a run that is gone on with, the health before is that before its first part.
+void TestRun::tellHealthBefore() {
+    if (m_options.resumed == nullptr)
+        tellHealth(HealthTime::beforeTest);
+    else if (m_options.resumed->run.healthBefore)
+        m_outputs.reporters().health(HealthTime::beforeTest, *m_options.resumed->run.healthBefore);
+}
+
 int TestRun::execute() {
-    m_outputs.reporters().begin({m_chosen.test->descriptor, m_chosen.device, m_options.commandLine});
-    tellHealth(HealthTime::beforeTest);
+    m_outputs.reporters().begin(
+        {m_chosen.test->descriptor, m_chosen.device, m_options.commandLine, m_options.resumed.get()});
+    // All who need them have them.
+    if (m_options.resumed != nullptr)
+        m_options.resumed->lines = {};
+    tellHealthBefore();
     watchHeat();
     if (const WatchedJournal* const watched = m_drive.journal.watched(); watched != nullptr)
         setAtStake(watched->outlivesCrash() ? AtStake::journaledSectors : AtStake::unprotectedSectors);
@@ -148,6 +176,7 @@ int TestRun::end(const TestResult& result) {
     if (m_host.statistics() != nullptr && m_host.lossOfAccess().empty())
         tellHealth(HealthTime::afterTest);
     TestResult judged = judgeSlowness(result);
+    judged.merge(resultBefore());
     if (isDataMissing)
         judged.merge(TestResult::FAIL);
     RunSummary summary{
@@ -156,6 +185,14 @@ int TestRun::end(const TestResult& result) {
     m_outputs.reporters().end(summary);
     tellOfRest(judged);
     return m_outputs.close(isDataMissing ? kExitNotRestored : exitStatusOf(judged), m_console);
+}
+
+/// Of what the run goes on from: what was told of the drive there counts for all of it.
+TestResult TestRun::resultBefore() const {
+    if (m_options.resumed == nullptr)
+        return TestResult::PASS;
+    const EventCounts& counts = m_options.resumed->counts;
+    return counts.errors > 0 ? TestResult::FAIL : counts.warnings > 0 ? TestResult::WARN : TestResult::PASS;
 }
 
 /// False when sectors were not put back.

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "drivetest/commands/RunOptions.h"
+#include "drivetest/resume/ProgressTimer.h"
 #include "drivetest/run/RunHost.h"
 #include "drivetest/run/RunOutputs.h"
 #include "drivetest/safety/TakenDrive.h"
@@ -26,7 +27,10 @@ private:
     quix5::TestResult runTest();
     [[nodiscard]] quix5::TestResult explainStop(const quix5::TestResult& result) const;
     void watchHeat();
+    void followProgress();
+    void tellHealthBefore();
     void tellHealth(HealthTime when);
+    [[nodiscard]] quix5::TestResult resultBefore() const;
     int end(const quix5::TestResult& result);
     bool settleJournal();
     void explain(const quix5::TestResult& result);
@@ -39,6 +43,7 @@ private:
     TakenDrive& m_drive;
     RunOutputs& m_outputs;
     Console& m_console;
+    std::optional<ProgressTimer> m_progressTimer;
     RunHost m_host;
     std::optional<UseWatch> m_watch;
     std::unique_ptr<libDrive2::HealthMonitor> m_thermometer;

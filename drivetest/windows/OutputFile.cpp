@@ -111,6 +111,20 @@ bool OutputFile::write(std::string_view text) const {
                                    : writeToFile(handleOf(m_descriptor), text);
 }
 
+bool OutputFile::sync() const {
+    if (fileTypeOf(m_descriptor) != FILE_TYPE_DISK || FlushFileBuffers(handleOf(m_descriptor)) != FALSE)
+        return true;
+    tellErrno();
+    return false;
+}
+
+bool isBeingWritten(const std::string& path) {
+    // Nobody else may write while it is open like this.
+    const zel::Handle alone(zel::SystemCalls::current().createFile(
+        zel::longPath(path), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_DELETE, OPEN_EXISTING, 0));
+    return !alone && GetLastError() == ERROR_SHARING_VIOLATION;
+}
+
 bool isSameOutput(const OutputFile& a, const OutputFile& b) {
     const HANDLE first = handleOf(a.descriptor());
     const HANDLE second = handleOf(b.descriptor());

@@ -1,0 +1,85 @@
+#include "drivetest/resume/ResumeFolder.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <system_error>
+
+#include "drivetest/resume/ProvenLines.h"
+#include "drivetest/resume/ResumeReader.h"
+#include "drivetest/terminal/Texts.h"
+#include "zel/Path.h"
+#include "zel/Words.h"
+
+namespace drivetest {
+
+namespace {
+
+/// The records of one run: each one that goes on begins as the first did.
+struct Chain {
+    std::string record{};  ///< that proves most
+    std::size_t proven = 0;
+    bool hasEnded = false;
+};
+
+bool listRecords(const std::string& folder, std::vector<std::string>& records, std::string& error) {
+    std::error_code failed;
+    for (std::filesystem::directory_iterator entry(zel::pathOf(folder), failed), end; !failed && entry != end;
+         entry.increment(failed))
+        if (entry->path().extension() == ".jsonl")
+            records.push_back(zel::textOf(entry->path()));
+    if (failed)
+        error = zel::words("{folder} cannot be read: {reason}",
+                           {{"folder", printable(folder)}, {"reason", failed.message()}});
+    std::ranges::sort(records);
+    return !failed;
+}
+
+/// Up to the line that tells when, what and of which drive.
+std::string beginningOf(const std::string& text) {
+    const std::size_t first = text.find('\n');
+    const std::size_t second = first == std::string::npos ? first : text.find('\n', first + 1);
+    return second == std::string::npos ? std::string() : text.substr(0, second);
+}
+
+void add(const std::string& record, std::map<std::string, Chain>& chains) {
+    std::ifstream file(zel::pathOf(record), std::ios::binary);
+    const std::string text((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+    const std::string beginning = beginningOf(text);
+    // Of what holds no run at all nobody has to hear.
+    if (beginning.find("\"testRunStart\"") == std::string::npos)
+        return;
+    const ProvenLines proven = findProven(text);
+    Chain& chain = chains[beginning];
+    chain.hasEnded = chain.hasEnded || proven.hasEnded;
+    if (chain.record.empty() || proven.bytes > chain.proven) {
+        chain.record = record;
+        chain.proven = proven.bytes;
+    }
+}
+
+}  // namespace
+
+bool findBrokenOff(const std::string& folder, BrokenOffRuns& runs, std::string& error) {
+    std::vector<std::string> records;
+    if (!listRecords(folder, records, error))
+        return false;
+    std::map<std::string, Chain> chains;
+    for (const std::string& record : records)
+        add(record, chains);
+    for (const auto& [beginning, chain] : chains) {
+        std::string problem;
+        if (chain.hasEnded)
+            continue;
+        if (readResumed(chain.record, problem) != nullptr)
+            runs.records.push_back(chain.record);
+        else
+            runs.sentences.push_back(problem);
+    }
+    std::ranges::sort(runs.records);
+    return true;
+}
+
+}  // namespace drivetest
