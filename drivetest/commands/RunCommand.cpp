@@ -1,4 +1,6 @@
+#include <memory>
 #include <optional>
+#include <string>
 #include <utility>
 
 #include "drivetest/commands/Commands.h"
@@ -8,6 +10,10 @@
 #include "drivetest/run/Signals.h"
 #include "drivetest/run/StandardStreams.h"
 #include "drivetest/run/TestRun.h"
+#include "drivetest/shelf/GivenDrives.h"
+#include "drivetest/shelf/ReportPipe.h"
+#include "drivetest/shelf/Shelf.h"
+#include "drivetest/shelf/ShelfLink.h"
 #include "drivetest/terminal/Terminal.h"
 #include "libDrive2/DeviceDescription.h"
 #include "quix5/Module.h"
@@ -27,13 +33,44 @@ void warnOfMissingTexts() {
                             {{"reason", problem}}));
 }
 
+/// False after a sentence that says why not.
+bool openLink(const RunOptions& options, std::unique_ptr<ShelfLink>& link) {
+    if (options.progressTo < 0)
+        return true;
+    auto pipe = ReportPipe::adopt(options.progressTo);
+    if (pipe == nullptr) {
+        complain(zel::words("there is no pipe that --progress-to could mean"));
+        return false;
+    }
+    link = std::make_unique<ShelfLink>(std::move(pipe));
+    return true;
+}
+
+int runOnShelf(const RunOptions& options) {
+    std::string error;
+    const auto work = shelfWorkOf(options, error);
+    if (work)
+        return runShelf(*work, {options.quiet, options.colours});
+    complain(error);
+    return kExitUsage;
+}
+
 }  // namespace
 
 int runTests(const RunOptions& options) {
+    if (wantsShelf(options))
+        return runOnShelf(options);
     translateLastWords();
     stopOnSignals();
     std::string error;
     ExitStatus refused = kExitUsage;
+    std::unique_ptr<ShelfLink> link;
+    if (!openLink(options, link))
+        return kExitUsage;
+    if (!options.shelf.moreConfirmed.empty()) {
+        complain(zel::words("--confirm is given more than once, and there is one drive"));
+        return kExitUsage;
+    }
     if (!checkStandardStreams(guardDrive(options.device, options.journalFolder), error)) {
         complain(error);
         return kExitUsage;
@@ -61,7 +98,9 @@ int runTests(const RunOptions& options) {
     zel::SkippingClock simulatedTime;
     if (libDrive2::skipsTime(options.device))
         zel::Clock::install(&simulatedTime);
-    const int status = TestRun(options, *drive, *outputs, console).execute();
+    TestRun run(options, *drive, *outputs, console);
+    run.setLink(link.get());
+    const int status = run.execute();
     zel::Clock::install(nullptr);
     return status;
 }

@@ -2,11 +2,23 @@
 
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace drivetest {
+
+/// What the user asked of a run on several drives, beside what each of them is to do.
+struct ShelfOptions {
+    std::vector<std::string> moreDevices{};    ///< locators beside the first
+    std::vector<std::string> moreConfirmed{};  ///< what names drives that may be written to, beside the first
+    std::optional<unsigned> jobs{};            ///< drives under test at once
+    std::optional<std::uint32_t> hangSeconds{};  ///< without progress after which a run is ended
+    std::string folder{};                        ///< for all that is written; empty for the default one
+
+    bool operator==(const ShelfOptions&) const = default;
+};
 
 /// What the user asked of "drivetest run" or "drivetest check".
 struct RunOptions {
@@ -38,6 +50,10 @@ struct RunOptions {
     std::string grading = "none";  ///< the limits to grade the drive by, a file or "default"
     bool colours = true;           ///< where a terminal has them
     std::string commandLine;       ///< as typed, for the record
+    long long progressTo = -1;     ///< pipe of the shelf that has started this run; -1 for none
+    ShelfOptions shelf{};
+
+    bool operator==(const RunOptions&) const = default;
 
     /// Empty for none.
     [[nodiscard]] std::string outputOf(std::string_view option) const {

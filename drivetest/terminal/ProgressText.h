@@ -19,6 +19,8 @@ struct ProgressSnapshot {
     std::vector<LiveOutcome> surface;
     std::string activity;  ///< what the test says it is doing; may be empty
     std::string stopping;  ///< since a stop was asked for: what is waited for
+    bool isResting = false;  ///< until the drive is cooler
+    std::optional<std::int64_t> temperatureC;  ///< where it is asked for and the drive tells
 };
 
 struct Progress {

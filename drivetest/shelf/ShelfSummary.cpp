@@ -1,0 +1,118 @@
+#include "drivetest/shelf/ShelfSummary.h"
+
+#include <algorithm>
+#include <array>
+#include <limits>
+#include <tuple>
+#include <utility>
+
+#include "drivetest/findings/Figures.h"
+#include "drivetest/terminal/Columns.h"
+#include "drivetest/terminal/Labels.h"
+#include "drivetest/terminal/Terminal.h"
+#include "drivetest/terminal/Texts.h"
+#include "zel/Path.h"
+#include "zel/Words.h"
+
+namespace drivetest {
+
+namespace {
+
+using zel::words;
+
+constexpr std::size_t kGap = 2;
+constexpr std::size_t kIndent = 2;
+
+/// Drive, test, result, bad sectors, rate, record.
+using Row = std::array<std::string, 6>;
+
+Row rowOf(const ShelfDrive& drive, const RunOutcome& outcome) {
+    const std::string record =
+        outcome.hasRecord ? zel::textOf(zel::pathOf(outcome.files.record).filename()) : std::string("-");
+    return {printable(drive.work().name),
+            printable(outcome.test.empty() ? "-" : outcome.test),
+            resultText(outcome),
+            outcome.result.empty() ? "-" : countFigure(outcome.badSectors),
+            outcome.result.empty() ? "-" : ratesText(outcome),
+            printable(record)};
+}
+
+/// The last column is not padded.
+std::string lineOf(const Row& row, const std::array<std::size_t, std::tuple_size_v<Row>>& widths) {
+    std::string line(kIndent, ' ');
+    for (std::size_t i = 0; i + 1 < row.size(); ++i)
+        line += padded(row[i], widths[i] + kGap);
+    return line + row.back();
+}
+
+}  // namespace
+
+const RunOutcome& worstRun(const ShelfDrive& drive) {
+    const auto& outcomes = drive.outcomes();
+    const int worst = drive.worstStatus();
+    return *std::ranges::find_if(
+        outcomes, [worst](const RunOutcome& outcome) { return worstStatus({outcome.status}) == worst; });
+}
+
+std::string ratesText(const RunOutcome& outcome) {
+    const std::string read = outcome.readRate ? rateFigure(*outcome.readRate) : "";
+    const std::string written = outcome.writeRate ? rateFigure(*outcome.writeRate) : "";
+    if (read.empty() || written.empty())
+        return read.empty() && written.empty() ? "-" : read + written;
+    return words("{read} read, {written} written", {{"read", read}, {"written", written}});
+}
+
+std::string resultCounts(const std::vector<ShelfDrive>& drives) {
+    std::vector<std::pair<std::string, std::size_t>> counts;
+    std::vector<const ShelfDrive*> sorted;
+    for (const ShelfDrive& drive : drives)
+        if (!drive.outcomes().empty())
+            sorted.push_back(&drive);
+    std::ranges::stable_sort(sorted, [](const ShelfDrive* a, const ShelfDrive* b) {
+        const int worse = a->worstStatus();
+        return worse != b->worstStatus() && worstStatus({worse, b->worstStatus()}) == worse;
+    });
+    for (const ShelfDrive* const drive : sorted) {
+        const std::string result = resultText(worstRun(*drive));
+        const auto known = std::ranges::find(counts, result, &std::pair<std::string, std::size_t>::first);
+        if (known != counts.end())
+            ++known->second;
+        else
+            counts.emplace_back(result, 1);
+    }
+    std::string text;
+    for (const auto& [result, count] : counts)
+        text += (text.empty() ? "" : ", ") + std::to_string(count) + " " + result;
+    return text;
+}
+
+int summarize(const std::vector<ShelfDrive>& drives, const ShelfPlaces& places, Console& console) {
+    std::vector<Row> rows{{words("drive"), words("test"), words("result"), words("bad sectors"),
+                           words("rate"), words("record")}};
+    std::vector<std::string> reasons{""};
+    std::vector<int> statuses;
+    for (const ShelfDrive& drive : drives) {
+        statuses.push_back(drive.worstStatus());
+        for (const RunOutcome& outcome : drive.outcomes()) {
+            rows.push_back(rowOf(drive, outcome));
+            reasons.push_back(outcome.words);
+        }
+    }
+    std::array<std::size_t, std::tuple_size_v<Row>> widths{};
+    for (const Row& row : rows)
+        for (std::size_t i = 0; i < row.size(); ++i)
+            widths.at(i) = std::max(widths.at(i), columnsOf(row.at(i)));
+    console.line(zel::counted(drives.size(), "{n} drive: {results}", "{n} drives: {results}",
+                              {{"results", resultCounts(drives)}}));
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+        console.line(lineOf(rows[i], widths));
+        if (!reasons[i].empty())
+            console.line(std::string(2 * kIndent, ' ') + reasons[i]);
+    }
+    console.line(summaryLabel(words("folder")) + places.folder);
+    if (!places.overview.empty())
+        console.line(summaryLabel(words("report")) + places.overview);
+    return worstStatus(statuses);
+}
+
+}  // namespace drivetest
