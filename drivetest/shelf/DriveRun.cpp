@@ -74,6 +74,7 @@ void readOutcome(RunOutcome& outcome) {
         return;
     outcome.test = run->test.empty() ? outcome.test : run->test;
     outcome.result = run->result;
+    outcome.grade = run->grade ? run->grade->grade : '\0';
     outcome.badSectors = run->badSectors();
     outcome.readRate = rateOf(*run, "readRate");
     outcome.writeRate = rateOf(*run, "writeRate");
@@ -203,18 +204,19 @@ void DriveRun::judgeJournal(RunOutcome& outcome) const {
     std::string problem;
     if (outcome.end == RunEnd::byItself && outcome.status != kExitNotRestored)
         return;
-    if (m_report.stake == AtStake::unprotectedSectors)
+    const auto tell = [&outcome](const std::string& text) {
         outcome.status = kExitNotRestored;
+        outcome.words += (outcome.words.empty() ? "" : "; ") + text;
+    };
+    if (m_report.stake == AtStake::unprotectedSectors)
+        tell(words("its sectors may hold what the test wrote, and no journal keeps their data"));
     if (m_report.journal.empty() || !zel::pathExists(m_report.journal) ||
         stateOfJournal(m_report.journal, true, nullptr, problem) == OpenJournalState::settled)
         return;
-    outcome.status = kExitNotRestored;
     outcome.openJournal = m_report.journal;
     const std::string folder = zel::textOf(zel::pathOf(m_report.journal).parent_path());
-    const std::string advice =
-        words("its sectors may hold what the test wrote; the journal keeps their data: {command}",
-              {{"command", recoverCommand(m_options.device, folder)}});
-    outcome.words += (outcome.words.empty() ? "" : "; ") + advice;
+    tell(words("its sectors may hold what the test wrote; the journal keeps their data: {command}",
+               {{"command", recoverCommand(m_options.device, folder)}}));
 }
 
 }  // namespace drivetest

@@ -150,7 +150,7 @@ std::optional<ShelfWork> shelfWorkOf(const RunOptions& options, std::string& err
     work.hangSeconds = options.shelf.hangSeconds.value_or(0);
     Confirmations confirmations(options);
     for (const std::string& device : devices)
-        if (!addDrive(options, device, confirmations, work, error))
+        if (!isThere(device, error) || !addDrive(options, device, confirmations, work, error))
             return std::nullopt;
     if (!areDifferent(devices, error))
         return std::nullopt;

@@ -34,7 +34,12 @@ int worstStatus(const std::vector<int>& statuses) {
 std::string resultText(const RunOutcome& outcome) {
     switch (outcome.end) {
         case RunEnd::byItself:
-            return outcome.result.empty() ? zel::words("not tested") : outcome.result;
+            if (outcome.result.empty())
+                return zel::words("not tested");
+            return outcome.grade == '\0'
+                       ? outcome.result
+                       : zel::words("{result}, grade {grade}",
+                                    {{"result", outcome.result}, {"grade", std::string(1, outcome.grade)}});
         case RunEnd::crashed:
             return zel::words("crashed");
         case RunEnd::killed:

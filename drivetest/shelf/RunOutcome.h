@@ -31,6 +31,7 @@ struct RunOutcome {
     bool hasRecord = false;
     bool hasReport = false;
     std::string result{};  ///< as the record has it: "PASS"; empty where it has none
+    char grade = '\0';     ///< 'A' to 'F'; 0 for none
     std::uint64_t badSectors = 0;
     std::optional<double> readRate{};  ///< MB/s
     std::optional<double> writeRate{};
@@ -41,7 +42,7 @@ struct RunOutcome {
 /// back is worse than all.
 int worstStatus(const std::vector<int>& statuses);
 
-/// "PASS", "not started": one word or two.
+/// "PASS", "not started", "PASS, grade A".
 std::string resultText(const RunOutcome& outcome);
 
 }  // namespace drivetest

@@ -23,8 +23,8 @@ using zel::words;
 constexpr std::size_t kGap = 2;
 constexpr std::size_t kIndent = 2;
 
-/// Drive, test, result, bad sectors, rate, record.
-using Row = std::array<std::string, 6>;
+enum Column : std::size_t { kDrive, kTest, kResult, kBadSectors, kRate, kRecord, kColumns };
+using Row = std::array<std::string, kColumns>;
 
 Row rowOf(const ShelfDrive& drive, const RunOutcome& outcome) {
     const std::string record =
@@ -37,12 +37,36 @@ Row rowOf(const ShelfDrive& drive, const RunOutcome& outcome) {
             printable(record)};
 }
 
-/// The last column is not padded.
-std::string lineOf(const Row& row, const std::array<std::size_t, std::tuple_size_v<Row>>& widths) {
+using Widths = std::array<std::size_t, std::tuple_size_v<Row>>;
+
+/// Without the columns whose width is 0; the last one is not padded.
+std::string lineOf(const Row& row, const Widths& widths) {
     std::string line(kIndent, ' ');
-    for (std::size_t i = 0; i + 1 < row.size(); ++i)
-        line += padded(row[i], widths[i] + kGap);
-    return line + row.back();
+    for (std::size_t i = 0; i < row.size(); ++i)
+        if (widths.at(i) > 0)
+            line += padded(row.at(i), widths.at(i) + kGap);
+    line.erase(line.find_last_not_of(' ') + 1);
+    return line;
+}
+
+/// On a terminal, what there is no room for is left out: records lie in the folder, by the drives' names.
+Widths widthsOf(const std::vector<Row>& rows) {
+    Widths widths{};
+    for (const Row& row : rows)
+        for (std::size_t i = 0; i < row.size(); ++i)
+            widths.at(i) = std::max(widths.at(i), columnsOf(row.at(i)));
+    const std::size_t columns =
+        isTerminal(stdout) ? terminalSize(stdout).columns : std::numeric_limits<std::size_t>::max();
+    const auto taken = [&widths] {
+        std::size_t sum = kIndent;
+        for (const std::size_t width : widths)
+            sum += width > 0 ? width + kGap : 0;
+        return sum - kGap;
+    };
+    for (const Column column : {kRecord, kTest, kRate})
+        if (taken() > columns)
+            widths.at(column) = 0;
+    return widths;
 }
 
 }  // namespace
@@ -98,10 +122,7 @@ int summarize(const std::vector<ShelfDrive>& drives, const ShelfPlaces& places, 
             reasons.push_back(outcome.words);
         }
     }
-    std::array<std::size_t, std::tuple_size_v<Row>> widths{};
-    for (const Row& row : rows)
-        for (std::size_t i = 0; i < row.size(); ++i)
-            widths.at(i) = std::max(widths.at(i), columnsOf(row.at(i)));
+    const Widths widths = widthsOf(rows);
     console.line(zel::counted(drives.size(), "{n} drive: {results}", "{n} drives: {results}",
                               {{"results", resultCounts(drives)}}));
     for (std::size_t i = 0; i < rows.size(); ++i) {

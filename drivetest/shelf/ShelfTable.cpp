@@ -123,6 +123,17 @@ Widths widthsFor(const std::vector<TableRow>& table, std::size_t columns) {
     return widths;
 }
 
+/// What tells drives apart, such as a serial number, comes last in their names.
+std::string shortenedName(const std::string& name, std::size_t columns) {
+    if (columnsOf(name) <= columns)
+        return name;
+    std::string_view rest = name;
+    const auto isInside = [&rest] { return (static_cast<unsigned char>(rest.front()) & 0xC0U) == 0x80U; };
+    while (!rest.empty() && (columnsOf(rest) >= columns || isInside()))
+        rest.remove_prefix(1);
+    return shortened("…" + std::string(rest), columns);
+}
+
 bool isNumber(std::size_t cell) {
     return cell != kName && cell != kTest && cell != kState;
 }
@@ -135,7 +146,8 @@ StatusRow drawn(const TableRow& row, const Widths& widths, std::size_t columns, 
             continue;
         const std::size_t gap = pieces.empty() ? 0 : kGap;
         const std::size_t room = columns - std::min(columns, used + gap);
-        const std::string text = shortened(row.cells.at(i), std::min(widths.at(i), room));
+        const std::string text = i == kName ? shortenedName(row.cells[kName], std::min(widths[kName], room))
+                                            : shortened(row.cells.at(i), std::min(widths.at(i), room));
         const std::size_t blanks = std::min(widths.at(i), room) - columnsOf(text);
         const std::string filler(blanks, ' ');
         const Emphasis emphasis = isHeading      ? Emphasis::faint
