@@ -14,7 +14,7 @@
 #include "drivetest/run/NewFile.h"
 #include "drivetest/safety/JournalPlace.h"
 #include "drivetest/safety/OpenJournals.h"
-#include "drivetest/terminal/Texts.h"
+#include "drivetest/terminal/Labels.h"
 #include "zel/Path.h"
 #include "zel/Words.h"
 
@@ -33,19 +33,26 @@ constexpr std::chrono::seconds kGrace = 10s;
 constexpr std::chrono::seconds kTimeToVanish = 5s;
 constexpr std::size_t kLongestLine = 4096;
 
-/// The last sentence of the program in a log: why it refused to run. Looks at the end of the log only.
-std::string lastComplaint(const std::string& log) {
+/// The last sentence in a log on why the drive could not be tested: of a run that was refused, or the line
+/// below an event. Looks at the end of the log only.
+std::string lastReason(const std::string& log) {
     constexpr std::string_view kBegin = "drivetest: ";
     constexpr std::streamoff kMostRead = 8192;
+    const std::string indent = eventIndent();
     std::ifstream file(zel::pathOf(log), std::ios::binary);
     file.seekg(0, std::ios::end);
     const std::streamoff size = file.tellg();
     file.seekg(std::max<std::streamoff>(0, size - kMostRead));
     std::string found;
     for (std::string line; std::getline(file, line);)
-        if (line.starts_with(kBegin))
-            found = line.substr(kBegin.size());
+        for (const std::string_view begin : {kBegin, std::string_view(indent)})
+            if (line.starts_with(begin) && line.size() > begin.size() && line[begin.size()] != ' ')
+                found = line.substr(begin.size());
     return found;
+}
+
+bool isVerdict(int status) {
+    return status == kExitPass || status == kExitWarn || status == kExitFail || status == kExitUserAborted;
 }
 
 bool writeReport(const RecordedRun& run, const std::string& path) {
@@ -165,8 +172,8 @@ RunOutcome DriveRun::outcome() const {
     outcome.files = m_files;
     judgeEnd(outcome);
     readOutcome(outcome);
-    if (outcome.end == RunEnd::byItself && !outcome.hasRecord)
-        outcome.words = lastComplaint(m_files.log);
+    if (outcome.end == RunEnd::byItself && !isVerdict(outcome.status))
+        outcome.words = lastReason(m_files.log);
     judgeJournal(outcome);
     return outcome;
 }

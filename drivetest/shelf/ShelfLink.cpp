@@ -91,6 +91,7 @@ void ShelfLink::begin(Snapshot snapshot) {
     m_snapshot = std::move(snapshot);
     m_began = zel::Clock::current().now();
     m_report.stage = RunStage::testing;
+    send();
 }
 
 void ShelfLink::end() {
