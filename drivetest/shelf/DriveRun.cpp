@@ -55,15 +55,24 @@ bool isVerdict(int status) {
     return status == kExitPass || status == kExitWarn || status == kExitFail || status == kExitUserAborted;
 }
 
-bool writeReport(const RecordedRun& run, const std::string& path) {
+/// False after a sentence in `problem`.
+bool writeReport(const RecordedRun& run, const std::string& path, std::string& problem) {
     NewFile file(path, false);
-    return file.open() &&
-           writeHtmlReport({run}, [&file](std::string_view part) { return file.write(part); }) && file.keep();
+    const bool isWritten =
+        file.open() && writeHtmlReport({run}, [&file](std::string_view part) { return file.write(part); }) &&
+        file.keep();
+    problem = file.problem();
+    return isWritten;
 }
 
 std::optional<double> rateOf(const RecordedRun& run, const char* name) {
     const RecordedMeasurement* const rate = run.measurement(name);
     return rate != nullptr ? std::optional(rate->value) : std::nullopt;
+}
+
+/// Beside what is said already.
+void say(RunOutcome& outcome, const std::string& text) {
+    outcome.words += (outcome.words.empty() || text.empty() ? "" : "; ") + text;
 }
 
 /// A record that was never begun is none.
@@ -85,7 +94,9 @@ void readOutcome(RunOutcome& outcome) {
     outcome.badSectors = run->badSectors();
     outcome.readRate = rateOf(*run, "readRate");
     outcome.writeRate = rateOf(*run, "writeRate");
-    outcome.hasReport = writeReport(*run, outcome.files.report);
+    outcome.hasReport = writeReport(*run, outcome.files.report, problem);
+    if (!outcome.hasReport)
+        say(outcome, problem);
 }
 
 RunOptions optionsOfChild(RunOptions options, const RunFiles& files) {
@@ -173,7 +184,10 @@ RunOutcome DriveRun::outcome() const {
     judgeEnd(outcome);
     readOutcome(outcome);
     if (outcome.end == RunEnd::byItself && !isVerdict(outcome.status))
-        outcome.words = lastReason(m_files.log);
+        say(outcome, lastReason(m_files.log));
+    if (!outcome.hasRecord && outcome.words.empty())
+        outcome.words = words("the process of the test ended with status {status} and said nothing",
+                              {{"status", outcome.status}});
     judgeJournal(outcome);
     return outcome;
 }
@@ -213,7 +227,7 @@ void DriveRun::judgeJournal(RunOutcome& outcome) const {
         return;
     const auto tell = [&outcome](const std::string& text) {
         outcome.status = kExitNotRestored;
-        outcome.words += (outcome.words.empty() ? "" : "; ") + text;
+        say(outcome, text);
     };
     if (m_report.stake == AtStake::unprotectedSectors)
         tell(words("its sectors may hold what the test wrote, and no journal keeps their data"));

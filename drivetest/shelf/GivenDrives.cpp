@@ -147,6 +147,7 @@ std::optional<ShelfWork> shelfWorkOf(const RunOptions& options, std::string& err
     ShelfWork work;
     work.jobs = options.shelf.jobs.value_or(0);
     work.folder = options.shelf.folder;
+    work.newFolderIn = options.recordFolder;
     work.hangSeconds = options.shelf.hangSeconds.value_or(0);
     Confirmations confirmations(options);
     for (const std::string& device : devices)

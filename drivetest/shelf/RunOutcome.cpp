@@ -4,6 +4,7 @@
 #include <array>
 
 #include "drivetest/ExitStatus.h"
+#include "quix5/TestResult.h"
 #include "zel/Words.h"
 
 namespace drivetest {
@@ -23,6 +24,14 @@ std::ptrdiff_t severityOf(int status) {
 }
 
 }  // namespace
+
+bool RunOutcome::hasFigures() const {
+    constexpr std::array kVerdicts{quix5::TestResult::PASS, quix5::TestResult::WARN, quix5::TestResult::FAIL};
+    const auto isThis = [this](quix5::TestResult::Code code) {
+        return result == quix5::TestResult(code).name();
+    };
+    return readRate || writeRate || badSectors > 0 || std::ranges::any_of(kVerdicts, isThis);
+}
 
 int worstStatus(const std::vector<int>& statuses) {
     std::ptrdiff_t worst = 0;

@@ -36,6 +36,9 @@ struct RunOutcome {
     std::optional<double> readRate{};  ///< MB/s
     std::optional<double> writeRate{};
     std::string openJournal{};  ///< holds what is to be put back; empty for none
+
+    /// Whether something of the drive was tested.
+    [[nodiscard]] bool hasFigures() const;
 };
 
 /// The exit status of several runs: the worst, in the order in which results are merged; what was not put

@@ -16,6 +16,7 @@
 #include "drivetest/shelf/ShelfSummary.h"
 #include "drivetest/shelf/ShelfView.h"
 #include "drivetest/terminal/Console.h"
+#include "drivetest/terminal/Labels.h"
 #include "quix5/StopRequest.h"
 #include "zel/Words.h"
 
@@ -33,12 +34,14 @@ constexpr std::chrono::seconds kPause = 2s;
 
 class Shelf {
 public:
-    Shelf(const ShelfWork& work, Admission& admission, ShelfFolder folder, Console& console, bool quiet)
+    Shelf(const ShelfWork& work, RunOrder& order, ShelfFolder folder, Console& console, bool quiet)
         : m_work(work),
-          m_admission(admission),
+          m_order(order),
           m_folder(std::move(folder)),
           m_console(console),
           m_drives(work.drives.begin(), work.drives.end()),
+          m_isStarted(m_drives.size()),
+          m_isEnded(m_drives.size()),
           m_view(console, m_drives, quiet) {}
 
     int run();
@@ -46,16 +49,20 @@ public:
 private:
     void startWhatMay(Clock::time_point now);
     void lookAtAll(Clock::time_point now);
+    void tellRate(std::size_t drive, const ChildReport& report);
+    void tellEnds();
     void handOnStops();
     void stopAll(const std::string& why);
     void tellStake() const;
     [[nodiscard]] std::vector<RunProcess*> processes() const;
 
     const ShelfWork& m_work;
-    Admission& m_admission;
+    RunOrder& m_order;
     ShelfFolder m_folder;
     Console& m_console;
     std::vector<ShelfDrive> m_drives;
+    std::vector<bool> m_isStarted;
+    std::vector<bool> m_isEnded;  ///< and the order was told
     ShelfView m_view;
     Clock::time_point m_lastLook = Clock::now();
     bool m_isStopping = false;
@@ -68,6 +75,7 @@ int Shelf::run() {
             m_view.tellEnd(drive);
     while (!std::ranges::all_of(m_drives, &ShelfDrive::isOver)) {
         handOnStops();
+        tellEnds();
         startWhatMay(Clock::now());
         m_view.show();
         RunProcess::waitForAny(processes(), kInterval);
@@ -77,22 +85,27 @@ int Shelf::run() {
     m_view.finish();
     const std::string overview = m_folder.overviewFile();
     std::string problem;
-    const bool isWritten = writeShelfReport(m_drives, overview, problem);
+    const std::vector<std::string> notes = m_order.notes();
+    const bool isWritten = writeShelfReport(m_drives, notes, overview, problem);
     const int status = summarize(m_drives, {m_folder.path(), isWritten ? overview : ""}, m_console);
+    for (const std::string& note : notes)
+        m_console.line(eventLabel(words("note:")) + note);
     if (!isWritten)
         complain(problem);
     return isWritten ? status : worstStatus({status, kExitInternalError});
 }
 
+/// A drive whose first run may start keeps its place until it is over.
 void Shelf::startWhatMay(Clock::time_point now) {
     for (std::size_t i = 0; i < m_drives.size(); ++i) {
         ShelfDrive& drive = m_drives[i];
-        if (!drive.isWaiting() || !m_admission.mayStart(i))
+        if (!drive.isWaiting() || !(m_isStarted[i] || m_order.mayStart(i)))
             continue;
+        if (!m_isStarted[i])
+            m_order.started(i);
+        m_isStarted[i] = true;
         drive.startNext(m_folder, std::chrono::seconds(m_work.hangSeconds), now);
-        if (drive.isRunning())
-            m_admission.started(i);
-        else
+        if (!drive.isRunning())
             m_view.tellEnd(drive);
     }
 }
@@ -103,16 +116,27 @@ void Shelf::lookAtAll(Clock::time_point now) {
         ShelfDrive& drive = m_drives[i];
         if (drive.isRunning() && pause > kPause)
             drive.run()->forgive(pause);
-        const bool hasEnded = drive.look(now);
-        if (hasEnded) {
-            m_admission.ended(i);
+        if (drive.look(now)) {
             m_view.tellEnd(drive);
             if (isFailure(drive.outcomes().back()) && drive.work().onFailure == OnFailure::stopAll)
                 stopAll(words("{drive} failed", {{"drive", drive.work().name}}));
-        } else if (drive.isRunning() && drive.run()->report().rate) {
-            m_admission.measured(i, *drive.run()->report().rate);
+        } else if (drive.isRunning()) {
+            tellRate(i, drive.run()->report());
         }
     }
+}
+
+void Shelf::tellRate(std::size_t drive, const ChildReport& report) {
+    if (report.stage == RunStage::testing && report.rate)
+        m_order.measured(drive, *report.rate);
+}
+
+void Shelf::tellEnds() {
+    for (std::size_t i = 0; i < m_drives.size(); ++i)
+        if (m_drives[i].isOver() && !m_isEnded[i]) {
+            m_isEnded[i] = true;
+            m_order.ended(i);
+        }
 }
 
 void Shelf::stopAll(const std::string& why) {
@@ -167,22 +191,22 @@ bool checkStreams(const ShelfWork& work) {
 
 }  // namespace
 
-int runShelf(const ShelfWork& work, const ShelfLook& look, std::unique_ptr<Admission> admission) {
+int runShelf(const ShelfWork& work, const ShelfLook& look, std::unique_ptr<RunOrder> order) {
     translateLastWords();
     stopOnSignals();
     if (!checkStreams(work))
         return kExitUsage;
     std::string problem;
-    auto folder = ShelfFolder::make(work.folder, problem);
+    auto folder = ShelfFolder::make(work.folder, work.newFolderIn, problem);
     if (!folder) {
         complain(problem);
         return kExitUsage;
     }
     const unsigned jobs = std::min(work.jobs == 0 ? kMostJobs : work.jobs, kMostJobs);
-    if (admission == nullptr)
-        admission = std::make_unique<JobLimit>(jobs);
+    if (order == nullptr)
+        order = std::make_unique<JobLimit>(jobs);
     Console console(stdout, look.colours);
-    return Shelf(work, *admission, *std::move(folder), console, look.quiet).run();
+    return Shelf(work, *order, *std::move(folder), console, look.quiet).run();
 }
 
 }  // namespace drivetest

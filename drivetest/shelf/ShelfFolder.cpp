@@ -34,22 +34,28 @@ bool isTaken(const std::string& path) {
            std::filesystem::file_type::not_found;
 }
 
+/// Its path, also when that failed.
+std::string makeNew(const std::string& parent, std::error_code& failed) {
+    std::string path = parent;
+    std::filesystem::create_directories(zel::pathOf(parent), failed);
+    bool isNew = false;
+    for (int number = 1; number <= kMostAlike && !isNew && !failed; ++number) {
+        path = below(parent, numbered(recordName("drives", "run"), number));
+        isNew = std::filesystem::create_directory(zel::pathOf(path), failed);
+    }
+    return path;
+}
+
 }  // namespace
 
-std::optional<ShelfFolder> ShelfFolder::make(const std::string& wanted, std::string& problem) {
+std::optional<ShelfFolder> ShelfFolder::make(const std::string& wanted, const std::string& parent,
+                                             std::string& problem) {
     std::error_code failed;
     std::string path = wanted;
-    if (!wanted.empty()) {
+    if (wanted.empty())
+        path = makeNew(parent.empty() ? defaultRecordFolder() : parent, failed);
+    else
         std::filesystem::create_directories(zel::pathOf(path), failed);
-    } else {
-        const std::string parent = defaultRecordFolder();
-        std::filesystem::create_directories(zel::pathOf(parent), failed);
-        bool isNew = false;
-        for (int number = 1; number <= kMostAlike && !isNew && !failed; ++number) {
-            path = below(parent, numbered(recordName("drives", "run"), number));
-            isNew = std::filesystem::create_directory(zel::pathOf(path), failed);
-        }
-    }
     if (!failed && std::filesystem::is_directory(zel::pathOf(path), failed))
         return ShelfFolder(path);
     problem = zel::words(

@@ -16,8 +16,10 @@ struct RunFiles {
 /// The folder of all that is written of a shelf.
 class ShelfFolder {
 public:
-    /// Makes it; empty is a new one among the records of runs. Nothing after a sentence in `problem`.
-    static std::optional<ShelfFolder> make(const std::string& wanted, std::string& problem);
+    /// Makes it; empty is a new one in the folder `parent`, or among the records of runs where that is empty.
+    /// Nothing after a sentence in `problem`.
+    static std::optional<ShelfFolder> make(const std::string& wanted, const std::string& parent,
+                                           std::string& problem);
 
     [[nodiscard]] const std::string& path() const { return m_path; }
     /// Makes the record, empty, so that nobody else takes the names. Nothing after a sentence in `problem`.

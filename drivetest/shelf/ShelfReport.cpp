@@ -47,8 +47,8 @@ void writeRun(HtmlWriter& html, const ShelfDrive& drive, const RunOutcome& outco
     html.element("th", drive.work().name, {{"scope", "row"}, {"class", "text"}});
     html.element("td", outcome.test, {{"class", "text"}});
     html.element("td", resultText(outcome), {{"class", "text"}});
-    html.element("td", outcome.result.empty() ? "–" : countFigure(outcome.badSectors), {{"class", "number"}});
-    html.element("td", outcome.result.empty() ? "–" : ratesText(outcome), {{"class", "number"}});
+    html.element("td", outcome.hasFigures() ? countFigure(outcome.badSectors) : "–", {{"class", "number"}});
+    html.element("td", outcome.hasFigures() ? ratesText(outcome) : "–", {{"class", "number"}});
     writeLink(html, outcome.hasReport, outcome.files.report, words("report"));
     writeLink(html, outcome.hasRecord, outcome.files.record, words("record"));
     writeLink(html, !outcome.files.log.empty(), outcome.files.log, words("log"));
@@ -91,7 +91,8 @@ void writeVerdictOf(HtmlWriter& html, const std::vector<ShelfDrive>& drives) {
                                       {{"results", resultCounts(drives)}}));
 }
 
-void writePage(HtmlWriter& html, const std::vector<ShelfDrive>& drives) {
+void writePage(HtmlWriter& html, const std::vector<ShelfDrive>& drives,
+               const std::vector<std::string>& notes) {
     html.markup("<!DOCTYPE html>\n");
     const auto page = html.open("html", {{"lang", languageOfTexts()}});
     const std::string title = words("Test of several drives");
@@ -116,17 +117,20 @@ void writePage(HtmlWriter& html, const std::vector<ShelfDrive>& drives) {
         writeVerdictOf(html, drives);
     }
     writeTable(html, drives);
+    for (const std::string& note : notes)
+        html.element("p", note, {{"class", "note"}});
 }
 
 }  // namespace
 
-bool writeShelfReport(const std::vector<ShelfDrive>& drives, const std::string& path, std::string& problem) {
+bool writeShelfReport(const std::vector<ShelfDrive>& drives, const std::vector<std::string>& notes,
+                      const std::string& path, std::string& problem) {
     NewFile file(path, false);
     const auto write = [&] {
         if (!file.open())
             return false;
         HtmlWriter html([&file](std::string_view part) { return file.write(part); });
-        writePage(html, drives);
+        writePage(html, drives, notes);
         return html.finish() && file.keep();
     };
     const bool isWritten = write();

@@ -32,8 +32,8 @@ Row rowOf(const ShelfDrive& drive, const RunOutcome& outcome) {
     return {printable(drive.work().name),
             printable(outcome.test.empty() ? "-" : outcome.test),
             resultText(outcome),
-            outcome.result.empty() ? "-" : countFigure(outcome.badSectors),
-            outcome.result.empty() ? "-" : ratesText(outcome),
+            outcome.hasFigures() ? countFigure(outcome.badSectors) : "-",
+            outcome.hasFigures() ? ratesText(outcome) : "-",
             printable(record)};
 }
 

@@ -56,9 +56,10 @@ void ShelfView::tellEnd(const ShelfDrive& drive) {
     const RunOutcome& outcome = drive.outcomes().back();
     std::string text =
         words("{drive}: {result}", {{"drive", drive.work().name}, {"result", resultText(outcome)}});
-    if (!outcome.result.empty())
-        text += ", " + zel::counted(outcome.badSectors, "{n} bad sector", "{n} bad sectors") + ", " +
-                ratesText(outcome);
+    if (outcome.hasFigures())
+        text += ", " + zel::counted(outcome.badSectors, "{n} bad sector", "{n} bad sectors");
+    if (outcome.readRate || outcome.writeRate)
+        text += ", " + ratesText(outcome);
     if (!outcome.words.empty())
         text += " - " + outcome.words;
     m_console.line(text);

@@ -30,7 +30,8 @@ inline constexpr unsigned kMostJobs = 256;
 struct ShelfWork {
     std::vector<DriveWork> drives{};
     unsigned jobs = 0;              ///< drives under test at once; 0 for as many as do not disturb each other
-    std::string folder{};           ///< for records, logs and reports; empty for the default one
+    std::string folder{};           ///< for records, logs and reports; empty for a new one
+    std::string newFolderIn{};      ///< where that is made; empty where the records of runs are kept
     std::uint32_t hangSeconds = 0;  ///< without progress after which a run is ended; 0 for never
 };
 

@@ -131,6 +131,37 @@ class Refused(ShelfTest):
         self.check_records()
 
 
+class Places(ShelfTest):
+    def test_a_disk_that_is_full(self):
+        if os.geteuid() != 0:
+            self.skipTest("mounting needs root")
+        os.mkdir(self.out)
+        subprocess.run(["mount", "-t", "tmpfs", "-o", "size=300k,mode=755", "drivetest", self.out], check=True)
+        self.addCleanup(subprocess.run, ["umount", self.out], check=True)
+        devices = ["sim:disk,sectors=100000,serial=F%d" % i for i in range(2)]
+        process = self.shelf("read", devices)
+        self.assertEqual((process.returncode, self.results(process.stdout)), (0, {"F0": "PASS", "F1": "PASS"}))
+        self.assertRegex(process.stdout, r"F\d-read\.html cannot be written: the disk is full")  # of one of them
+        for name in os.listdir(self.out):
+            os.remove(os.path.join(self.out, name))
+        with contextlib.suppress(OSError), open(os.path.join(self.out, "filler"), "wb", 0) as filler:
+            while True:
+                filler.write(bytes(4096))
+        process = self.shelf("read", devices)
+        self.assertEqual(process.returncode, 8, process.stdout)
+        self.assertEqual(self.results(process.stdout), {"F0": "not tested", "F1": "not tested"})
+        self.assertEqual(process.stdout.count("ended with status 8 and said nothing"), 4)
+
+    def test_the_folder_that_is_set(self):
+        os.mkdir(self.path("config"))
+        os.mkdir(self.path("config/drivetest"))
+        with open(self.path("config/drivetest/config.toml"), "w", encoding="utf-8") as file:
+            file.write('records = "%s"\n' % self.path("kept"))
+        process = self.start("run", "RandomSeekTest", "sim:disk,sectors=1000,serial=K0", "--jobs", "1", "-q")
+        self.assertEqual((process.returncode, self.results(process.stdout)), (0, {"K0": "PASS"}), process.stderr)
+        self.assertEqual(len(glob.glob(self.path("kept/*-drives-run/*"))), 4)
+
+
 class Night(ShelfTest):
     """Twelve drives, each with a fate of its own."""
 
