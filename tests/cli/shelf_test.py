@@ -154,8 +154,7 @@ class Places(ShelfTest):
 
     def test_the_folder_that_is_set(self):
         os.mkdir(self.path("config"))
-        os.mkdir(self.path("config/drivetest"))
-        with open(self.path("config/drivetest/config.toml"), "w", encoding="utf-8") as file:
+        with open(self.path("config/drivetest.toml"), "w", encoding="utf-8") as file:
             file.write('records = "%s"\n' % self.path("kept"))
         process = self.start("run", "RandomSeekTest", "sim:disk,sectors=1000,serial=K0", "--jobs", "1", "-q")
         self.assertEqual((process.returncode, self.results(process.stdout)), (0, {"K0": "PASS"}), process.stderr)
