@@ -1,10 +1,13 @@
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <fstream>
 #include <string>
 #include <vector>
 
 #include "drivetest/shelf/ChildReport.h"
 #include "drivetest/shelf/RunOutcome.h"
+#include "drivetest/shelf/ShelfDrive.h"
 
 namespace drivetest {
 namespace {
@@ -69,6 +72,50 @@ TEST(WorstStatus, OfSeveral) {
          {Row{{}, 0}, Row{{0, 3, 0}, 3}, Row{{3, 4}, 4}, Row{{4, 5, 6}, 6}, Row{{2, 6}, 2}, Row{{2, 7}, 7},
           Row{{7, 130}, 130}, Row{{130, 1, 0}, 1}, Row{{1, 8}, 8}, Row{{9, 8, 1}, 9}, Row{{0, 77}, 8}})
         EXPECT_EQ(worstStatus(row.statuses), row.worst) << row.worst;
+}
+
+/// A folder in which nothing can be made, so that each run fails before it has a process.
+class NoRoom : public testing::Test {
+protected:
+    NoRoom() {
+        std::string problem;
+        m_path = testing::TempDir() + "drivetest-no-room";
+        m_folder = ShelfFolder::make(m_path, "", problem);
+        std::filesystem::remove_all(m_path);
+        std::ofstream(m_path) << "in the way";
+    }
+    ~NoRoom() override { std::filesystem::remove(m_path); }
+
+    std::string m_path;
+    std::optional<ShelfFolder> m_folder;
+};
+
+TEST_F(NoRoom, WhatAFailureMeansForTheRestOfADrive) {
+    ASSERT_TRUE(m_folder);
+    for (const auto& [onFailure, waits] :
+         {std::pair(OnFailure::goOn, true), std::pair(OnFailure::stopDrive, false),
+          std::pair(OnFailure::stopAll, false)}) {
+        DriveWork work{"sim:disk", "D1", std::vector<RunOptions>(3), onFailure};
+        ShelfDrive drive(work);
+        drive.startNext(*m_folder, {}, {});
+        EXPECT_FALSE(drive.isRunning());
+        EXPECT_EQ(drive.isWaiting(), waits);
+        ASSERT_EQ(drive.outcomes().size(), waits ? 1U : 3U);
+        EXPECT_EQ(drive.outcomes().front().end, RunEnd::notStarted);
+        EXPECT_NE(drive.outcomes().front().words, "");
+        EXPECT_EQ(drive.worstStatus(), 8);
+    }
+}
+
+TEST(ShelfDrive, ThatIsRefusedIsOverAtOnce) {
+    DriveWork work{"sim:disk", "D1", std::vector<RunOptions>(2)};
+    work.refusal = "it is in use";
+    work.refusedAs = kExitBusy;
+    const ShelfDrive drive(work);
+    EXPECT_TRUE(drive.isOver());
+    ASSERT_EQ(drive.outcomes().size(), 1U);
+    EXPECT_EQ(drive.outcomes().front().words, "it is in use");
+    EXPECT_EQ(drive.worstStatus(), 5);
 }
 
 }  // namespace
