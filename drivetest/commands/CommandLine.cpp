@@ -25,7 +25,8 @@ using zel::words;
 std::string join(const std::vector<std::string>& arguments) {
     std::string line;
     for (const std::string& argument : arguments)
-        line += (&argument == &arguments.front() ? "" : " ") + argument;
+        if (!argument.starts_with("--progress-to="))  // of no use to whoever repeats it
+            line += (line.empty() ? "" : " ") + argument;
     return line;
 }
 

@@ -1,4 +1,6 @@
+#include <memory>
 #include <optional>
+#include <string>
 #include <utility>
 
 #include "drivetest/commands/Commands.h"
@@ -10,6 +12,10 @@
 #include "drivetest/run/Signals.h"
 #include "drivetest/run/StandardStreams.h"
 #include "drivetest/run/TestRun.h"
+#include "drivetest/shelf/GivenDrives.h"
+#include "drivetest/shelf/ReportPipe.h"
+#include "drivetest/shelf/Shelf.h"
+#include "drivetest/shelf/ShelfLink.h"
 #include "drivetest/terminal/Labels.h"
 #include "drivetest/terminal/Terminal.h"
 #include "drivetest/terminal/Texts.h"
@@ -48,9 +54,33 @@ void tellOfResume(const RunOptions& options, Console& console) {
                   {{"file", printable(options.resume)}, {"line", resumed.damaged}}));
 }
 
+/// False after a sentence that says why not.
+bool openLink(const RunOptions& options, std::unique_ptr<ShelfLink>& link) {
+    if (options.progressTo < 0)
+        return true;
+    auto pipe = ReportPipe::adopt(options.progressTo);
+    if (pipe == nullptr) {
+        complain(zel::words("there is no pipe that --progress-to could mean"));
+        return false;
+    }
+    link = std::make_unique<ShelfLink>(std::move(pipe));
+    return true;
+}
+
+int runOnShelf(const RunOptions& options) {
+    std::string error;
+    const auto work = shelfWorkOf(options, error);
+    if (work)
+        return runShelf(*work, {options.quiet, options.colours});
+    complain(error);
+    return kExitUsage;
+}
+
 }  // namespace
 
 int runTests(const RunOptions& given) {
+    if (wantsShelf(given))
+        return runOnShelf(given);
     translateLastWords();
     stopOnSignals();
     std::string error;
@@ -58,6 +88,13 @@ int runTests(const RunOptions& given) {
     RunOptions options = given;
     if (!options.resume.empty() && !takeUp(options, error)) {
         complain(error);
+        return kExitUsage;
+    }
+    std::unique_ptr<ShelfLink> link;
+    if (!openLink(options, link))
+        return kExitUsage;
+    if (!options.shelf.moreConfirmed.empty()) {
+        complain(zel::words("--confirm is given more than once, and there is one drive"));
         return kExitUsage;
     }
     if (!checkStandardStreams(guardDrive(options.device, options.journalFolder), error)) {
@@ -92,7 +129,9 @@ int runTests(const RunOptions& given) {
     zel::SkippingClock simulatedTime;
     if (libDrive2::skipsTime(options.device))
         zel::Clock::install(&simulatedTime);
-    const int status = TestRun(options, *drive, *outputs, console).execute();
+    TestRun run(options, *drive, *outputs, console);
+    run.setLink(link.get());
+    const int status = run.execute();
     zel::Clock::install(nullptr);
     return status;
 }

@@ -6,6 +6,7 @@
 #include "drivetest/devices/Drives.h"
 #include "drivetest/report/OutputFormats.h"
 #include "drivetest/settings/TimeText.h"
+#include "drivetest/shelf/ShelfWork.h"
 #include "drivetest/terminal/Texts.h"
 #include "libDrive2/DeviceDescription.h"
 #include "zel/Words.h"
@@ -20,20 +21,56 @@ void addMaxTime(CLI::App& command, RunOptions& options, const std::string& help)
     command.add_option("--max-time", options.maxTime, help)->type_name("TIME")->transform(timeSpan());
 }
 
+std::string deviceHelp() {
+    return words("Drive: a device path, an image file, or sim:KIND[,KEY=VALUE]...") + "\n" +
+           libDrive2::describeSimulatedLocators().utf8();
+}
+
 void addDevice(CLI::App& command, RunOptions& options) {
+    command.add_option("DEVICE", options.device, deviceHelp())->type_name("")->required();
+}
+
+/// The first one, and those beside it.
+void take(const std::vector<std::string>& given, std::string& first, std::vector<std::string>& more) {
+    first = given.front();
+    more.assign(given.begin() + 1, given.end());
+}
+
+void addDevices(CLI::App& command, RunOptions& options) {
     command
-        .add_option("DEVICE", options.device,
-                    words("Drive: a device path, an image file, or sim:KIND[,KEY=VALUE]...") + "\n" +
-                        libDrive2::describeSimulatedLocators().utf8())
+        .add_option_function<std::vector<std::string>>(
+            "DEVICE",
+            [&options](const std::vector<std::string>& given) {
+                take(given, options.device, options.shelf.moreDevices);
+            },
+            deviceHelp())
         ->type_name("")
         ->required();
+}
+
+/// What a run on several drives asks for.
+void addShelfOptions(CLI::App& command, RunOptions& options) {
+    command
+        .add_option("--out", options.shelf.folder,
+                    words("Folder for the record, log and report of each drive, and the overview of several"))
+        ->type_name("DIR");
+    command.add_option("-j,--jobs", options.shelf.jobs, words("Test at most so many drives at once"))
+        ->type_name("N")
+        ->check(wholeNumber(1, kMostJobs));
+    command
+        .add_option("--timeout", options.shelf.hangSeconds,
+                    words("End the run of a drive that makes no progress for so long, such as 10min"))
+        ->type_name("TIME")
+        ->transform(timeSpan());
+    // Between the program and those that it starts.
+    command.add_option("--progress-to", options.progressTo)->group("");
 }
 
 void addWhatToTest(CLI::App& command, RunOptions& options) {
     command.add_option("TEST", options.test, words("Name of the test; \"drivetest tests\" lists them"))
         ->type_name("")
         ->required();
-    addDevice(command, options);
+    addDevices(command, options);
     command.add_option("-p,--param", options.parameters, words("Parameter of the test; repeatable"))
         ->type_name("NAME=VALUE")
         ->allow_extra_args(false);
@@ -73,10 +110,16 @@ void addResume(CLI::App& command, RunOptions& options) {
 /// What a test that writes asks for.
 void addSafetyOptions(CLI::App& command, RunOptions& options) {
     command
-        .add_option("--confirm", options.confirm,
-                    words("Confirm that a test may write to the drive: its serial number, or the DEVICE as "
-                          "given where it has none (\"confirm\" in \"drivetest devices --json\")"))
-        ->type_name("SERIAL");
+        .add_option_function<std::vector<std::string>>(
+            "--confirm",
+            [&options](const std::vector<std::string>& given) {
+                take(given, options.confirm, options.shelf.moreConfirmed);
+            },
+            words("Confirm that a test may write to the drive: its serial number, or the DEVICE as "
+                  "given where it has none (\"confirm\" in \"drivetest devices --json\"); once for each "
+                  "drive"))
+        ->type_name("SERIAL")
+        ->allow_extra_args(false);
     command.add_flag("--allow-unexamined", options.allowUnexamined,
                      words("Write even where sectors that could tell of an encrypted volume cannot be read"));
     command.add_flag_callback(
@@ -201,6 +244,7 @@ CLI::App& addRun(CLI::App& program, RunOptions& options) {
     addOutputOptions(command, options);
     addSlownessOptions(command, options);
     addConversation(command, options);
+    addShelfOptions(command, options);
     return command;
 }
 
@@ -233,6 +277,7 @@ CLI::App& addCheck(CLI::App& program, RunOptions& options) {
         "\n" + exitStatuses());
     options.survey = true;
     addDevice(command, options);
+    command.add_option("--progress-to", options.progressTo)->group("");
     addMaxTime(command, options, words("Take at most so long, such as 90s or 1h (default: 10min)"));
     addOutputOptions(command, options);
     addConversation(command, options);

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -10,6 +11,17 @@
 namespace drivetest {
 
 struct ResumedRun;
+
+/// What the user asked of a run on several drives, beside what each of them is to do.
+struct ShelfOptions {
+    std::vector<std::string> moreDevices{};    ///< locators beside the first
+    std::vector<std::string> moreConfirmed{};  ///< what names drives that may be written to, beside the first
+    std::optional<unsigned> jobs{};            ///< drives under test at once
+    std::optional<std::uint32_t> hangSeconds{};  ///< without progress after which a run is ended
+    std::string folder{};                        ///< for all that is written; empty for the default one
+
+    bool operator==(const ShelfOptions&) const = default;
+};
 
 /// What the user asked of "drivetest run" or "drivetest check".
 struct RunOptions {
@@ -44,6 +56,10 @@ struct RunOptions {
     std::uint32_t saveProgress = 60;        ///< seconds between two lines of progress in the record
     std::shared_ptr<ResumedRun> resumed{};  ///< what that record proves, once it was read
     std::string commandLine;                ///< as typed, for the record
+    long long progressTo = -1;              ///< pipe of the shelf that has started this run; -1 for none
+    ShelfOptions shelf{};
+
+    bool operator==(const RunOptions&) const = default;
 
     /// Empty for none.
     [[nodiscard]] std::string outputOf(std::string_view option) const {

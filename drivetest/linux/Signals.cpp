@@ -20,6 +20,7 @@ namespace {
 std::atomic<AtStake> atStake{AtStake::nothing};
 std::atomic<bool> isProgressAskedFor{false};
 std::atomic<int> statusOn{-1};
+std::atomic<void (*)()> lastDeed{nullptr};
 static_assert(std::atomic<AtStake>::is_always_lock_free && std::atomic<bool>::is_always_lock_free &&
               std::atomic<int>::is_always_lock_free);
 
@@ -37,6 +38,8 @@ void takeStatusOff() {
 
 [[noreturn]] void endAtOnce() {
     const LastWords last = lastWordsOf(atStake.load());
+    if (void (*const deed)() = lastDeed.load(); deed != nullptr)
+        deed();
     takeStatusOff();
     say(STDERR_FILENO, last.text);
     _exit(last.status);
@@ -116,6 +119,10 @@ bool takeProgressRequest() {
 
 void setAtStake(AtStake stake) {
     atStake.store(stake);
+}
+
+void setLastDeed(void (*deed)()) {
+    lastDeed.store(deed);
 }
 
 void setStatusOn(int descriptor) {

@@ -38,6 +38,7 @@ ProgressSnapshot RunHost::snapshot() {
     now.errors = m_errors;
     now.warnings = m_warnings;
     now.activity = m_activity;
+    now.isResting = m_isResting;
     if (m_statistics != nullptr)
         fillFrom(m_statistics->live(), now);
     if (m_resumed != nullptr)
@@ -111,7 +112,9 @@ void RunHost::restWhereHot() {
     const std::string text = words("the drive has {degrees} °C, and {limit} °C are allowed: it rests",
                                    {{"degrees", *degrees}, {"limit", m_heat->limit()}});
     m_console.line(eventLabel(words("info:")) + text);
+    m_isResting = true;
     m_heat->cool([this] { return isStopping(); });
+    m_isResting = false;
 }
 
 void RunHost::lookForUsers() {

@@ -121,6 +121,7 @@ private:
     std::string m_activity;
     std::unique_ptr<DriveStatistics> m_statistics;
     std::atomic<int> m_percent{0};
+    std::atomic<bool> m_isResting{false};
     std::atomic<std::uint64_t> m_errors{0};
     std::atomic<std::uint64_t> m_warnings{0};
 };

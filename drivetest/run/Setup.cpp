@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdlib>
+#include <utility>
 
 #include "drivetest/devices/Drives.h"
 #include "drivetest/rescue/RescueMap.h"
@@ -233,14 +234,18 @@ ExitStatus checkDevice(const ChosenTest& chosen, std::string& error) {
 
 }  // namespace
 
-std::optional<ChosenTest> chooseTest(const RunOptions& options, ExitStatus& refused) {
+std::optional<ChosenTest> chooseTest(const RunOptions& options, ExitStatus& refused, std::string& error) {
     ChosenTest chosen;
-    std::string error;
     refused = choose(options, chosen, error) ? checkDevice(chosen, error) : kExitUsage;
-    if (refused == kExitPass)
-        return chosen;
-    complain(error);
-    return std::nullopt;
+    return refused == kExitPass ? std::optional(std::move(chosen)) : std::nullopt;
+}
+
+std::optional<ChosenTest> chooseTest(const RunOptions& options, ExitStatus& refused) {
+    std::string error;
+    std::optional<ChosenTest> chosen = chooseTest(options, refused, error);
+    if (!chosen)
+        complain(error);
+    return chosen;
 }
 
 std::unique_ptr<quix5::Module> loadModule(const std::string& file, std::string& error) {

@@ -25,6 +25,8 @@ struct ChosenTest {
 };
 /// Nothing, with the exit status in `refused`, after a sentence that says what is wrong.
 std::optional<ChosenTest> chooseTest(const RunOptions& options, ExitStatus& refused);
+/// The same, with the sentence in `error` instead of on standard error.
+std::optional<ChosenTest> chooseTest(const RunOptions& options, ExitStatus& refused, std::string& error);
 
 /// Each gives false (or null, or nothing) after a sentence in `error` that says what is wrong.
 

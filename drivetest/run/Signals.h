@@ -23,6 +23,9 @@ enum class AtStake : unsigned char {
 /// For the last words of such an end, and its exit status.
 void setAtStake(AtStake stake);
 
+/// What such an end does first; safe in a signal handler. Null for nothing.
+void setLastDeed(void (*deed)());
+
 /// A status is shown on this output: an end at once takes it off, and so does a pause of the process where it
 /// can be paused by SIGTSTP. -1 for none.
 void setStatusOn(int descriptor);

@@ -106,8 +106,14 @@ int TestRun::execute() {
     tellHealthBefore();
     watchHeat();
     if (const WatchedJournal* const watched = m_drive.journal.watched(); watched != nullptr)
-        setAtStake(watched->outlivesCrash() ? AtStake::journaledSectors : AtStake::unprotectedSectors);
+        tellStake(watched->outlivesCrash() ? AtStake::journaledSectors : AtStake::unprotectedSectors);
     return end(explainStop(runTest()));
+}
+
+void TestRun::tellStake(AtStake stake) {
+    setAtStake(stake);
+    if (m_link != nullptr)
+        m_link->tellStake(stake, m_drive.journal.path());
 }
 
 /// The drive is in hand, and nothing is transferred.
@@ -143,6 +149,7 @@ TestResult TestRun::runTest() {
                                      std::chrono::seconds(m_options.maxTime)),
                             [this] { return m_host.snapshot(); });
         const HurryWatch hurry([this] { m_host.giveUpAttempts(); });
+        const ShelfLink::Telling telling(m_link, [this] { return m_host.snapshot(); });
         // What stood in the way may be gone by now, but nothing was prepared for writing.
         const bool writes = m_chosen.writes && !m_drive.obstacle;
         const std::uint32_t access = libDrive2::kAccessRead | (writes ? libDrive2::kAccessWrite : 0);
@@ -170,7 +177,7 @@ TestResult TestRun::explainStop(const TestResult& result) const {
 
 int TestRun::end(const TestResult& result) {
     const bool isDataMissing = !settleJournal();
-    setAtStake(AtStake::nothing);
+    tellStake(AtStake::nothing);
     explain(result);
     // A drive that was lost would let every question wait for its time to run out.
     if (m_host.statistics() != nullptr && m_host.lossOfAccess().empty())

@@ -8,7 +8,9 @@
 #include "drivetest/resume/ProgressTimer.h"
 #include "drivetest/run/RunHost.h"
 #include "drivetest/run/RunOutputs.h"
+#include "drivetest/run/Signals.h"
 #include "drivetest/safety/TakenDrive.h"
+#include "drivetest/shelf/ShelfLink.h"
 #include "drivetest/terminal/Console.h"
 #include "libDrive2/HealthMonitor.h"
 #include "quix5/TestResult.h"
@@ -20,6 +22,8 @@ namespace drivetest {
 class TestRun {
 public:
     TestRun(const RunOptions& options, TakenDrive& drive, RunOutputs& outputs, Console& console);
+    /// Whom to tell how far it is, beside the person; null for nobody. It must outlive the run.
+    void setLink(ShelfLink* link) { m_link = link; }
     /// Runs the test, settles the journal, and has the reporters tell the end. Once. Gives the exit status.
     int execute();
 
@@ -29,6 +33,7 @@ private:
     void watchHeat();
     void followProgress();
     void tellHealthBefore();
+    void tellStake(AtStake stake);
     void tellHealth(HealthTime when);
     [[nodiscard]] quix5::TestResult resultBefore() const;
     int end(const quix5::TestResult& result);
@@ -45,6 +50,7 @@ private:
     Console& m_console;
     std::optional<ProgressTimer> m_progressTimer;
     RunHost m_host;
+    ShelfLink* m_link = nullptr;
     std::optional<UseWatch> m_watch;
     std::unique_ptr<libDrive2::HealthMonitor> m_thermometer;
     std::optional<HeatWatch> m_heat;

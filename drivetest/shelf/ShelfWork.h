@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "drivetest/ExitStatus.h"
 #include "drivetest/commands/RunOptions.h"
 
 namespace drivetest {
@@ -19,13 +20,18 @@ struct DriveWork {
     std::vector<RunOptions> runs{};
     OnFailure onFailure = OnFailure::goOn;
     std::string refusal{};  ///< why nothing is run on it, as a sentence; empty when something is
+    ExitStatus refusedAs = kExitCannotRun;  ///< what that counts as
 };
+
+/// More processes would only wait for each other.
+inline constexpr unsigned kMostJobs = 256;
 
 /// Drives that are tested side by side, each by a process of its own.
 struct ShelfWork {
     std::vector<DriveWork> drives{};
-    unsigned jobs = 0;              ///< drives under test at once; 0 for as many as disturb each other not
-    std::string folder{};           ///< for records, logs and reports; empty for the default one
+    unsigned jobs = 0;              ///< drives under test at once; 0 for as many as do not disturb each other
+    std::string folder{};           ///< for records, logs and reports; empty for a new one
+    std::string newFolderIn{};      ///< where that is made; empty where the records of runs are kept
     std::uint32_t hangSeconds = 0;  ///< without progress after which a run is ended; 0 for never
 };
 

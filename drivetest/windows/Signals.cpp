@@ -18,6 +18,7 @@ constexpr DWORD kLastWordsMs = 200;
 
 std::atomic<AtStake> atStake{AtStake::nothing};
 std::atomic<int> statusOn{-1};
+std::atomic<void (*)()> lastDeed{nullptr};
 
 struct Saying {
     int descriptor;
@@ -42,6 +43,8 @@ void say(Saying& saying) {
 /// Without what the end of a process usually waits for.
 void endAtOnce() {
     const LastWords last = lastWordsOf(atStake.load());
+    if (void (*const deed)() = lastDeed.load(); deed != nullptr)
+        deed();
     Saying status{statusOn.load(), kTakeStatusOff};
     Saying words{kErrors, last.text};
     if (status.descriptor >= 0)
@@ -87,6 +90,10 @@ bool takeProgressRequest() {
 
 void setAtStake(AtStake stake) {
     atStake.store(stake);
+}
+
+void setLastDeed(void (*deed)()) {
+    lastDeed.store(deed);
 }
 
 void setStatusOn(int descriptor) {

@@ -158,7 +158,8 @@ class Documents(program.ProgramTest):
                 (["run", "-q", "-p", "MaxErrors", "=", "1", "Fun"], ["FunnelSeekTest"]),
                 (["run", "FunnelSeekTest", "dis"], ["disk.img", "disks"]),
                 (["run", "FunnelSeekTest", "sim", ":", "disk", "--journal", "dis"], ["disks"]),
-                (["run", "FunnelSeekTest", "disk.img", "d"], []),
+                (["run", "FunnelSeekTest", "disk.img", "d"], ["disk.img", "disks"]),
+                (["health", "disk.img", "d"], []),
                 (["report", "a", "b", "disk"], ["disk.img", "disks"]),
                 (["run", "--confirm", ""], []),
                 (["completion", ""], ["bash", "fish", "zsh"])):

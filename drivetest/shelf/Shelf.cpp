@@ -1,0 +1,212 @@
+#include "drivetest/shelf/Shelf.h"
+
+#include <algorithm>
+#include <chrono>
+#include <utility>
+#include <vector>
+
+#include "drivetest/ExitStatus.h"
+#include "drivetest/run/DataGuard.h"
+#include "drivetest/run/LastWords.h"
+#include "drivetest/run/Signals.h"
+#include "drivetest/run/StandardStreams.h"
+#include "drivetest/shelf/ShelfDrive.h"
+#include "drivetest/shelf/ShelfFolder.h"
+#include "drivetest/shelf/ShelfReport.h"
+#include "drivetest/shelf/ShelfSummary.h"
+#include "drivetest/shelf/ShelfView.h"
+#include "drivetest/terminal/Console.h"
+#include "drivetest/terminal/Labels.h"
+#include "quix5/StopRequest.h"
+#include "zel/Words.h"
+
+namespace drivetest {
+
+namespace {
+
+using namespace std::chrono_literals;
+using zel::words;
+using Clock = std::chrono::steady_clock;
+
+constexpr std::chrono::milliseconds kInterval = 100ms;
+/// Longer without a look was a pause of this process: nobody else is to blame for it.
+constexpr std::chrono::seconds kPause = 2s;
+
+class Shelf {
+public:
+    Shelf(const ShelfWork& work, RunOrder& order, ShelfFolder folder, Console& console, bool quiet)
+        : m_work(work),
+          m_order(order),
+          m_folder(std::move(folder)),
+          m_console(console),
+          m_drives(work.drives.begin(), work.drives.end()),
+          m_isStarted(m_drives.size()),
+          m_isEnded(m_drives.size()),
+          m_view(console, m_drives, quiet) {}
+
+    int run();
+
+private:
+    void startWhatMay(Clock::time_point now);
+    void lookAtAll(Clock::time_point now);
+    void tellRate(std::size_t drive, const ChildReport& report);
+    void tellEnds();
+    void handOnStops();
+    void stopAll(const std::string& why);
+    void tellStake() const;
+    [[nodiscard]] std::vector<RunProcess*> processes() const;
+
+    const ShelfWork& m_work;
+    RunOrder& m_order;
+    ShelfFolder m_folder;
+    Console& m_console;
+    std::vector<ShelfDrive> m_drives;
+    std::vector<bool> m_isStarted;
+    std::vector<bool> m_isEnded;  ///< and the order was told
+    ShelfView m_view;
+    Clock::time_point m_lastLook = Clock::now();
+    bool m_isStopping = false;
+    bool m_isHurrying = false;
+};
+
+int Shelf::run() {
+    for (const ShelfDrive& drive : m_drives)
+        if (drive.isOver())
+            m_view.tellEnd(drive);
+    while (!std::ranges::all_of(m_drives, &ShelfDrive::isOver)) {
+        handOnStops();
+        tellEnds();
+        startWhatMay(Clock::now());
+        m_view.show();
+        RunProcess::waitForAny(processes(), kInterval);
+        lookAtAll(Clock::now());
+        tellStake();
+    }
+    m_view.finish();
+    const std::string overview = m_folder.overviewFile();
+    std::string problem;
+    const std::vector<std::string> notes = m_order.notes();
+    const bool isWritten = writeShelfReport(m_drives, notes, overview, problem);
+    const int status = summarize(m_drives, {m_folder.path(), isWritten ? overview : ""}, m_console);
+    for (const std::string& note : notes)
+        m_console.line(eventLabel(words("note:")) + note);
+    if (!isWritten)
+        complain(problem);
+    return isWritten ? status : worstStatus({status, kExitInternalError});
+}
+
+/// A drive whose first run may start keeps its place until it is over.
+void Shelf::startWhatMay(Clock::time_point now) {
+    for (std::size_t i = 0; i < m_drives.size(); ++i) {
+        ShelfDrive& drive = m_drives[i];
+        if (!drive.isWaiting() || !(m_isStarted[i] || m_order.mayStart(i)))
+            continue;
+        if (!m_isStarted[i])
+            m_order.started(i);
+        m_isStarted[i] = true;
+        drive.startNext(m_folder, std::chrono::seconds(m_work.hangSeconds), now);
+        if (!drive.isRunning())
+            m_view.tellEnd(drive);
+    }
+}
+
+void Shelf::lookAtAll(Clock::time_point now) {
+    const auto pause = now - std::exchange(m_lastLook, now);
+    for (std::size_t i = 0; i < m_drives.size(); ++i) {
+        ShelfDrive& drive = m_drives[i];
+        if (drive.isRunning() && pause > kPause)
+            drive.run()->forgive(pause);
+        if (drive.look(now)) {
+            m_view.tellEnd(drive);
+            if (isFailure(drive.outcomes().back()) && drive.work().onFailure == OnFailure::stopAll)
+                stopAll(words("{drive} failed", {{"drive", drive.work().name}}));
+        } else if (drive.isRunning()) {
+            tellRate(i, drive.run()->report());
+        }
+    }
+}
+
+void Shelf::tellRate(std::size_t drive, const ChildReport& report) {
+    if (report.stage == RunStage::testing && report.rate)
+        m_order.measured(drive, *report.rate);
+}
+
+void Shelf::tellEnds() {
+    for (std::size_t i = 0; i < m_drives.size(); ++i)
+        if (m_drives[i].isOver() && !m_isEnded[i]) {
+            m_isEnded[i] = true;
+            m_order.ended(i);
+        }
+}
+
+void Shelf::stopAll(const std::string& why) {
+    m_isStopping = true;
+    for (ShelfDrive& drive : m_drives) {
+        if (drive.isRunning())
+            drive.run()->stop();
+        drive.leaveOutRest(why, kExitUserAborted);
+    }
+}
+
+void Shelf::handOnStops() {
+    if (quix5::StopRequest::made())
+        stopAll(words("stopped before the end"));
+    if (!quix5::StopRequest::isInsistedOn() || m_isHurrying)
+        return;
+    m_isHurrying = true;
+    for (const ShelfDrive& drive : m_drives)
+        if (drive.isRunning())
+            drive.run()->hurry();
+}
+
+/// What an end at once would leave behind is the worst of what the runs would.
+void Shelf::tellStake() const {
+    AtStake stake = AtStake::nothing;
+    for (const ShelfDrive& drive : m_drives)
+        if (drive.isRunning())
+            stake = std::max(stake, drive.run()->report().stake);
+    setAtStake(stake);
+}
+
+std::vector<RunProcess*> Shelf::processes() const {
+    std::vector<RunProcess*> all;
+    for (const ShelfDrive& drive : m_drives)
+        if (drive.isRunning())
+            all.push_back(drive.run()->process());
+    return all;
+}
+
+/// What is printed must go to none of the drives.
+bool checkStreams(const ShelfWork& work) {
+    std::string error;
+    for (const DriveWork& drive : work.drives) {
+        const std::string journals = drive.runs.empty() ? "" : drive.runs.front().journalFolder;
+        if (checkStandardStreams(guardDrive(drive.device, journals), error))
+            continue;
+        complain(error);
+        return false;
+    }
+    return true;
+}
+
+}  // namespace
+
+int runShelf(const ShelfWork& work, const ShelfLook& look, std::unique_ptr<RunOrder> order) {
+    translateLastWords();
+    stopOnSignals();
+    if (!checkStreams(work))
+        return kExitUsage;
+    std::string problem;
+    auto folder = ShelfFolder::make(work.folder, work.newFolderIn, problem);
+    if (!folder) {
+        complain(problem);
+        return kExitUsage;
+    }
+    const unsigned jobs = std::min(work.jobs == 0 ? kMostJobs : work.jobs, kMostJobs);
+    if (order == nullptr)
+        order = std::make_unique<JobLimit>(jobs);
+    Console console(stdout, look.colours);
+    return Shelf(work, *order, *std::move(folder), console, look.quiet).run();
+}
+
+}  // namespace drivetest

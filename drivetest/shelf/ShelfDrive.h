@@ -1,0 +1,55 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "drivetest/shelf/DriveRun.h"
+#include "drivetest/shelf/RunOutcome.h"
+#include "drivetest/shelf/ShelfFolder.h"
+#include "drivetest/shelf/ShelfWork.h"
+
+namespace drivetest {
+
+/// One drive of a shelf, with what is to be run on it, is running, and was run.
+class ShelfDrive {
+public:
+    using Time = DriveRun::Time;
+
+    /// The work must outlive it.
+    explicit ShelfDrive(const DriveWork& work);
+
+    [[nodiscard]] const DriveWork& work() const { return m_work; }
+    [[nodiscard]] bool isRunning() const { return m_run != nullptr; }
+    /// Something is still to be started.
+    [[nodiscard]] bool isWaiting() const { return !isRunning() && m_next < m_work.runs.size(); }
+    [[nodiscard]] bool isOver() const { return !isRunning() && !isWaiting(); }
+    /// Null when none is under way.
+    [[nodiscard]] DriveRun* run() const { return m_run.get(); }
+    /// Of the runs that are over, in their order.
+    [[nodiscard]] const std::vector<RunOutcome>& outcomes() const { return m_outcomes; }
+    /// How far it is with all that is to be run, 0 to 1.
+    [[nodiscard]] double share() const;
+    [[nodiscard]] int worstStatus() const;
+
+    /// Starts its next run. One that cannot be started is over at once.
+    void startNext(const ShelfFolder& folder, std::chrono::seconds hang, Time now);
+    /// Whether the run has ended since the last call; outcomes() then has it.
+    bool look(Time now);
+    /// What is not started yet will not be, and counts as this exit status.
+    void leaveOutRest(const std::string& why, int status);
+
+private:
+    void add(RunOutcome outcome);
+
+    const DriveWork& m_work;
+    std::size_t m_next = 0;
+    std::unique_ptr<DriveRun> m_run;
+    std::vector<std::unique_ptr<DriveRun>> m_lost;  ///< whose processes the system does not end
+    std::vector<RunOutcome> m_outcomes;
+};
+
+/// A run that did not come to a good end.
+bool isFailure(const RunOutcome& outcome);
+
+}  // namespace drivetest
