@@ -37,6 +37,7 @@ struct RunOptions {
     std::string recordFolder;      ///< for what is kept without a name; empty for the default one
     std::string grading = "none";  ///< the limits to grade the drive by, a file or "default"
     bool colours = true;           ///< where a terminal has them
+    std::string planFile;          ///< that says all of it, for several drives; empty for none
     std::string commandLine;       ///< as typed, for the record
 
     /// Empty for none.

@@ -7,16 +7,11 @@
 
 #include "drivetest/commands/RunOptions.h"
 #include "drivetest/plan/DriveMatch.h"
+#include "drivetest/plan/PlanFault.h"
 #include "drivetest/settings/TomlFile.h"
 #include "drivetest/shelf/ShelfWork.h"
 
 namespace drivetest {
-
-/// Something that is wrong with a plan, and where.
-struct PlanFault {
-    TomlPlace place;
-    std::string reason;
-};
 
 /// NAME = VALUE below "parameters" or "properties"; the value as it is typed on a command line.
 struct PlannedValue {
