@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "drivetest/devices/Drives.h"
+#include "drivetest/grade/Grading.h"
 #include "drivetest/plan/PlanReader.h"
 #include "drivetest/run/Setup.h"
 #include "drivetest/safety/SafeStart.h"
@@ -161,7 +162,8 @@ std::unique_ptr<ResolvedPlan> ResolvedPlan::load(const std::string& path, const 
     std::string error;
     const auto file = TomlFile::load(path, error);
     auto resolved = std::make_unique<ResolvedPlan>();
-    if (file)
+    // What a person has set for all runs is no fault of the file.
+    if (file && (usual.grading == kNoGrading || Grading::load(usual.grading, error)))
         resolved->module = loadModule(usual.moduleFile, error);
     if (resolved->module == nullptr) {
         faults.push_back(error);

@@ -66,8 +66,10 @@ TomlValue valueOf(const toml::node& node) {
         return listOf(*list);
     if (const auto* const flag = node.as_boolean())
         return flag->get();
-    if (node.is_number())
-        return node.value<double>().value_or(0);
+    if (const auto* const whole = node.as_integer())
+        return static_cast<double>(whole->get());
+    if (const auto* const number = node.as_floating_point())
+        return number->get();
     if (const auto* const text = node.as_string())
         return text->get();
     return std::monostate();

@@ -102,7 +102,7 @@ TEST(Plan, TellsAllThatIsWrongAtOnce) {
         {"",
          {"p:1:1: the plan has no test: it wants a line [[test]], and test = \"read\" below",
           "p:1:1: the plan has no drive: it wants a line [[drive]], and path = \"…\" or the like below"}},
-        {"[[test]\n", {"p:1:8: Error while parsing array-of-tables header: expected ']', saw '\\n'"}},
+        {"[[test]\n", {"p:1:8: Error while parsing table header: expected ']', saw '\\n'"}},
         {std::string("force = true\nconfrim = []\n") + kDrive + kTest,
          {"p:1:1: there is no \"force\"; there are: on-failure, repeats, jobs, folder, hang-time, confirm, "
           "test, drive",
@@ -133,13 +133,13 @@ TEST(Plan, TellsAllThatIsWrongAtOnce) {
           "p:6:1: path says already which drive it is: leave out serial",
           "p:7:1: path says already which drive it is: leave out kind"}},
         {std::string("[[drive]]\nkind = [\"hd\", \"tape\"]\nsize-from = \"4TB\"\nsize-to = \"big\"\nbus = 1\n"
-                     "tests = [\"raed\"]\n[[drive]]\nsize-from = 2\nsize-to = 1\ntests = []\n") +
+                     "tests = [\"reed\"]\n[[drive]]\nsize-from = 2\nsize-to = 1\ntests = []\n") +
              kTest,
          {"p:2:9: there is no \"hd\"; is it \"hdd\"?",
           "p:2:15: there is no \"tape\"; there are: hdd, ssd, nvme, card, optical, floppy, virtual",
           "p:4:11: size-to wants a size, such as \"500GB\", \"4TB\" or \"2TiB\"",
           "p:5:7: bus wants texts in quotes, such as [\"one\", \"other\"]",
-          "p:6:10: there is no \"raed\"; is it \"read\"?",
+          "p:6:10: there is no \"reed\"; is it \"read\"?",
           "p:7:1: no drive has such a size: size-from is more than size-to", "p:10:9: tests names none"}},
         {std::string(kDrive) + "[[test]]\nmax-tmie = 1\n[[test]]\ntest = true\nconfirm = \"S1\"\n",
          {"p:3:1: test is missing", "p:4:1: there is no \"max-tmie\"; is it \"max-time\"?",
@@ -161,8 +161,7 @@ TEST(Plan, TellsAllThatIsWrongAtOnce) {
           "p:5:59: C wants a text, a number, or true or false",
           "p:6:14: properties wants names and values, such as { NAME = 1 }"}},
         {std::string(kDrive) + "\x1b = 1\n" + kTest,
-         {"p:3:1: Error while parsing key: expected bare key starting character or string delimiter, saw "
-          "escape character '\\u001B'"}},
+         {"p:3:1: Error while parsing root table: expected keys, tables, whitespace or comments, saw '\\u001B'"}},
     };
     for (const auto& row : rows)
         EXPECT_EQ(read(row.text).faults, row.faults) << row.text;
