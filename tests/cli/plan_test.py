@@ -57,7 +57,7 @@ class Plans(program.ImageTest):
             first, ["LinearPatternTest", "6", "about 1.64 s", written], ["SurveyReadTest", "2", "about 0.20 s", "nothing"],
             [SMALL, *first[1:]]])
         self.assertEqual(self.rows(lines)[6:], [
-            ["DriveTst Simulated nvme N1 (sim:nvme,sectors=4000000000,serial=N1)", "1.9 TiB", "LinearReadTest", "2",
+            ["DriveTst Simulated NVMe N1 (sim:nvme,sectors=4000000000,serial=N1)", "1.9 TiB", "LinearReadTest", "2",
              "about 0:17:04", "nothing"], ["SurveyReadTest", "2", "about 0:17:04", "nothing"]])
         self.assertIn('"S9" is confirmed, and no drive of the plan has it', lines)
         self.assertIn("Drives to be tested: 3, refused: 0. After a test that fails, the next one is run all the same.", lines)
@@ -74,19 +74,25 @@ class Plans(program.ImageTest):
                 self.assertEqual(self.rows(self.check(drives(large) + "[[test]]\n" + test))[0][-2], time)
 
     def test_faults_of_tests_and_drives_are_told_at_once(self):
-        self.assertEqual(
-            self.faults(drives("/dev/none", SMALL, "sim:tape") + '[[drive]]\nserial = "none"\n[[drive]]\nmodel = "no such*"\n' +
-                        '[[test]]\ntest = "raed"\n' +
-                        '[[test]]\ntest = "pattern"\nmax-time = 5\ngentle = true\n' +
-                        'parameters = { NumberOfPatterns = "many", Patterns = 1, PreserveData = "maybe" }\n' +
-                        '[[test]]\ntest = "seek"\nmax-time = 5\nproperties = { Serial = "S1", __libDriveTest_AccessOrder = "x" }\n' +
-                        'grade = "/none.toml"\n'),
-            ['2:8: /dev/none does not exist: "drivetest devices" lists the drives of this machine',
-             "6:8: \"sim:tape\" names no kind of device; there are: disk, scsi, ata, nvme, floppy, ufi, optical",
-             '8:10: no drive here has the serial number "none": "drivetest devices" lists the drives',
-             '10:9: no drive here is like that: "drivetest devices" lists the drives',
-             '12:8: there is no test "raed"; is it "read"? there are: ' + " ".join(self.start("tests").stdout.split()[0:0]),
-             ][:0] or self.faults_seen)
+        faults = self.faults(
+            drives("/dev/none", SMALL, "sim:tape") + '[[drive]]\nserial = "none"\n[[drive]]\nmodel = "no such*"\n' +
+            drives(self.folder) + '[[test]]\ntest = "reed"\n' + PATTERN + "gentle = true\n" + PATTERN +
+            'parameters = { NumberOfPatterns = "many", Patterns = 1, PreserveData = "maybe" }\n[[test]]\ntest = "seek"\n' +
+            'max-time = 5\nproperties = { Serial = "S1", __libDriveTest_AccessOrder = "x" }\ngrade = "/none.toml"\n')
+        listed = ' "drivetest devices" lists the drives'
+        expected = ["2:8: /dev/none does not exist:" + listed + " of this machine",
+                    '6:8: the simulated drive "sim:tape" cannot be made: there is no kind "tape"; known are disk',
+                    '8:10: no drive here has the serial number "none":' + listed, "10:9: no drive here is like that:" + listed,
+                    "12:8: %s cannot be used: it is a directory" % self.folder,
+                    '14:8: there is no test "reed"; is it "read"? there are: LinearReadTest',
+                    "17:10: LinearPatternTest cannot be done gently",
+                    '20:35: "many" is no value for NumberOfPatterns: give a whole number',
+                    '20:43: LinearPatternTest has no parameter "Patterns"; it has: Disp',
+                    '20:72: "maybe" is no value for PreserveData: give true or false',
+                    "23:12: RandomSeekTest has no limit of time", "24:25: the property Serial says which drive it is",
+                    '24:60: "x" is no access order', "25:9: /none.toml does not exist"]
+        self.assertEqual([fault[:len(start)] for fault, start in zip(faults, expected)], expected)
+        self.assertEqual(len(faults), len(expected), faults)
 
     def test_a_test_that_is_not_for_a_drive_is_a_fault(self):
         self.assertEqual(self.faults(drives(SMALL) + '[[test]]\ntest = "ReadPerformanceTest"\n'),
