@@ -187,6 +187,7 @@ void readDrive(const TomlSection& section, Plan& plan, Faults& faults) {
 
 void checkLabels(const Plan& plan, Faults& faults) {
     std::vector<std::string> labels;
+    labels.reserve(plan.tests.size());
     for (const PlannedTest& test : plan.tests)
         labels.push_back(test.label);
     for (const PlannedDrive& drive : plan.drives)

@@ -120,6 +120,7 @@ CheckedTest checkTest(const quix5::Module& module, const PlannedTest& planned, F
 
 std::vector<CheckedTest> checkTests(const quix5::Module& module, const Plan& plan, Faults& faults) {
     std::vector<CheckedTest> tests;
+    tests.reserve(plan.tests.size());
     for (const PlannedTest& planned : plan.tests)
         tests.push_back(checkTest(module, planned, faults));
     return tests;

@@ -165,7 +165,7 @@ std::unique_ptr<ResolvedPlan> ResolvedPlan::load(const std::string& path, const 
     // What a person has set for all runs is no fault of the file.
     if (file && (usual.grading == kNoGrading || Grading::load(usual.grading, error)))
         resolved->module = loadModule(usual.moduleFile, error);
-    if (resolved->module == nullptr) {
+    if (!file || resolved->module == nullptr) {
         faults.push_back(error);
         return nullptr;
     }
