@@ -161,7 +161,8 @@ TEST(Plan, TellsAllThatIsWrongAtOnce) {
           "p:5:59: C wants a text, a number, or true or false",
           "p:6:14: properties wants names and values, such as { NAME = 1 }"}},
         {std::string(kDrive) + "\x1b = 1\n" + kTest,
-         {"p:3:1: Error while parsing root table: expected keys, tables, whitespace or comments, saw '\\u001B'"}},
+         {"p:3:1: Error while parsing root table: expected keys, tables, whitespace or comments, saw "
+          "'\\u001B'"}},
     };
     for (const auto& row : rows)
         EXPECT_EQ(read(row.text).faults, row.faults) << row.text;
