@@ -7,6 +7,7 @@
 #include "drivetest/devices/Drives.h"
 #include "drivetest/grade/Grading.h"
 #include "drivetest/plan/PlanReader.h"
+#include "drivetest/terminal/Terminal.h"
 #include "fuzz/Invariants.h"
 
 namespace drivetest {
@@ -20,6 +21,12 @@ std::uint64_t numberProperty(const quix5::DiagDevice& /*device*/, const char* /*
 }
 bool flagProperty(const quix5::DiagDevice& /*device*/, const char* /*name*/) {
     return false;
+}
+std::string systemLanguage() {
+    return {};
+}
+std::string programFolder() {
+    return {};
 }
 const std::string_view kGradeFile;
 
