@@ -37,6 +37,14 @@ public:
     virtual TestResult runWriteTest(const DiagDevice& device) = 0;
 };
 
+/// What a run would come to.
+struct TestOutlook {
+    zel::String
+        refused{};       ///< parameters that the test would refuse, "NAME:VALUE, NAME:VALUE"; empty for none
+    double bytes = 0;    ///< to be transferred; 0 where that cannot be told
+    double seconds = 0;  ///< beside the transfers
+};
+
 /// What a program must know of a test before it lets it run. Names are null for none; those of parameters of
 /// yes or no come first. Whether it writes at all the descriptor says (Test::isDestructive()).
 struct TestTraits {
@@ -65,6 +73,9 @@ struct TestTraits {
     /// beyond its data, in the language of the texts; empty for nothing. Asks the drive and blocks as long.
     /// Null for tests of which there is nothing to say.
     zel::String (*warning)(const DiagDevice& device, OpenMode mode) = nullptr;
+    /// What a run with the parameters that are set would come to on a drive of that size. Opens nothing. Null
+    /// for tests of which that cannot be told.
+    TestOutlook (*foresee)(std::uint64_t sectors, std::uint32_t sectorBytes) = nullptr;
 };
 
 /// One row of the module's table of tests.

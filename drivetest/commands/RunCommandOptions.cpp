@@ -1,5 +1,7 @@
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <limits>
+#include <string_view>
 
 #include "drivetest/commands/CommandOptions.h"
 #include "drivetest/commands/UsageError.h"
@@ -225,6 +227,35 @@ void addConversation(CLI::App& command, RunOptions& options) {
     addModuleOption(command, options.moduleFile);
 }
 
+/// Beside a plan: what is none of its keys, and not of one run alone.
+constexpr std::string_view kBesidePlan[] = {"--plan",         "--module",    "--journal", "--quiet",
+                                            "--log-priority", "--no-prompt", "--lang",    "--jobs",
+                                            "--out",          "--timeout"};
+
+/// A plan names tests and drives, and says how they are run.
+void addPlanFile(CLI::App& command, RunOptions& options) {
+    command
+        .add_option_function<std::string>(
+            "--plan",
+            [&command, &options](const std::string& file) {
+                options.planFile = file;
+                for (CLI::Option* const option : command.get_options())
+                    option->required(false);
+            },
+            words("Run the tests of this plan on its drives, and leave out TEST and DEVICE; \"drivetest plan "
+                  "check FILE\" shows what it would do"))
+        ->type_name("FILE");
+    command.final_callback([&command, &options] {
+        for (const CLI::Option* const option : command.get_options())
+            if (!options.planFile.empty() && option->count() > 0 &&
+                std::ranges::none_of(kBesidePlan, [option](std::string_view name) {
+                    return option->check_name(std::string(name));
+                }))
+                throw CLI::ValidationError(option->get_name(), words("{file} says that itself: leave it out",
+                                                                     {{"file", options.planFile}}));
+    });
+}
+
 std::string exitStatuses() {
     return words(
         "Exit status: 0 PASS, 1 FAIL, 2 bad parameters or usage, 3 WARN, 4 no or wrong medium, 5 "
@@ -239,6 +270,7 @@ CLI::App& addRun(CLI::App& program, RunOptions& options) {
     command.footer(exitStatuses());
     addWhatToTest(command, options);
     addResume(command, options);
+    addPlanFile(command, options);
     addPace(command, options);
     addSafetyOptions(command, options);
     addOutputOptions(command, options);

@@ -56,6 +56,7 @@ struct RunOptions {
     std::uint32_t saveProgress = 60;        ///< seconds between two lines of progress in the record
     std::shared_ptr<ResumedRun> resumed{};  ///< what that record proves, once it was read
     std::string commandLine;                ///< as typed, for the record
+    std::string planFile{};                 ///< that says all of it, for several drives; empty for none
     long long progressTo = -1;              ///< pipe of the shelf that has started this run; -1 for none
     ShelfOptions shelf{};
 

@@ -56,22 +56,8 @@ bool applyParameters(const quix5::Test& test, const std::vector<std::string>& as
             error = words("{text} is no parameter: write NAME=VALUE", {{"text", quoted(assignment)}});
             return false;
         }
-        quix5::Parameter* const parameter = quix5::findParameter(test, name);
-        if (parameter == nullptr) {
-            error = words(
-                "{test} has no parameter {name}; it has: {known}",
-                {{"test", test.name()}, {"name", quoted(name.utf8())}, {"known", parameterNames(test)}});
+        if (!setParameter(test, name, text, error))
             return false;
-        }
-        const auto value = quix5::parseValue(*parameter, text);
-        if (!value) {
-            error = words("{text} is no value for {name}: give {values}",
-                          {{"text", quoted(text.utf8())},
-                           {"name", name},
-                           {"values", quix5::describeValues(*parameter)}});
-            return false;
-        }
-        parameter->set(*value);
     }
     return true;
 }
@@ -88,39 +74,10 @@ bool makeDevice(const std::string& locator, const std::vector<std::string>& prop
             error = words("{text} is no device property: write NAME=VALUE", {{"text", quoted(assignment)}});
             return false;
         }
-        if (isIdentityProperty(name.utf8())) {
-            error = words(
-                "the property {name} says which drive it is; it comes from the drive itself and cannot be "
-                "given",
-                {{"name", name}});
+        if (!setDeviceProperty(device, name, value, error))
             return false;
-        }
-        if (name == kAccessOrderProperty && !isAccessOrder(value.utf8())) {
-            error = words("{text} is no access order: give {forms}",
-                          {{"text", quoted(value.utf8())}, {"forms", words(kAccessOrderForms)}});
-            std::replace(error.begin(), error.end(), '\n', ' ');
-            return false;
-        }
-        device.setProperty(name, value);
     }
     return true;
-}
-
-/// The test that the user means, in the way that he means it; its parameters are added to `assignments`.
-const quix5::OfferedTest* meantTest(const quix5::Module& module, const RunOptions& options,
-                                    std::vector<std::string>& assignments, std::string& error) {
-    const quix5::OfferedTest* const test =
-        options.survey ? findSurvey(module, error) : findTest(module, options.test, error);
-    if (test == nullptr || (!options.gentle && options.importedMap.empty()))
-        return test;
-    const quix5::TestTraits& traits = test->entry->traits;
-    if (traits.gentleTest == nullptr) {
-        error = words("{test} cannot be done gently: --gentle is for tests that read",
-                      {{"test", test->descriptor.name()}});
-        return nullptr;
-    }
-    assignments.insert(assignments.begin(), traits.gentleParameter);
-    return module.find(traits.gentleTest);
 }
 
 /// Leaves out what the map calls finished.
@@ -148,6 +105,48 @@ bool takeOnlyRest(const RunOptions& options, const ChosenTest& chosen, std::stri
     }
     return applyParameters(chosen.test->descriptor, {chosen.test->entry->traits.onlyRanges + ("=" + ranges)},
                            error);
+}
+
+bool choose(const RunOptions& options, ChosenTest& chosen, std::string& error) {
+    chosen.module = loadModule(options.moduleFile, error);
+    if (chosen.module == nullptr)
+        return false;
+    std::vector<std::string> assignments = options.parameters;
+    chosen.test = meantTest(*chosen.module, options, assignments, error);
+    if (chosen.test == nullptr || !limitTime(*chosen.test, options.maxTime, assignments, error) ||
+        !applyParameters(chosen.test->descriptor, assignments, error) ||
+        !makeDevice(options.device, options.properties, chosen.device, error))
+        return false;
+    chosen.writes = writesToDrive(*chosen.test);
+    return takeOnlyRest(options, chosen, error);
+}
+
+}  // namespace
+
+std::optional<ChosenTest> chooseTest(const RunOptions& options, ExitStatus& refused) {
+    ChosenTest chosen;
+    std::string error;
+    refused = choose(options, chosen, error) ? checkDevice(*chosen.test, chosen.device, error) : kExitUsage;
+    if (refused == kExitPass)
+        return chosen;
+    complain(error);
+    return std::nullopt;
+}
+
+const quix5::OfferedTest* meantTest(const quix5::Module& module, const RunOptions& options,
+                                    std::vector<std::string>& assignments, std::string& error) {
+    const quix5::OfferedTest* const test =
+        options.survey ? findSurvey(module, error) : findTest(module, options.test, error);
+    if (test == nullptr || (!options.gentle && options.importedMap.empty()))
+        return test;
+    const quix5::TestTraits& traits = test->entry->traits;
+    if (traits.gentleTest == nullptr) {
+        error = words("{test} cannot be done gently: --gentle is for tests that read",
+                      {{"test", test->descriptor.name()}});
+        return nullptr;
+    }
+    assignments.insert(assignments.begin(), traits.gentleParameter);
+    return module.find(traits.gentleTest);
 }
 
 bool limitTime(const quix5::OfferedTest& test, std::uint32_t seconds, std::vector<std::string>& assignments,
@@ -204,29 +203,48 @@ bool choose(const RunOptions& options, ChosenTest& chosen, std::string& error) {
         !applyParameters(chosen.test->descriptor, assignments, error) ||
         !makeDevice(options.device, options.properties, chosen.device, error))
         return false;
-    chosen.writes = writesToDrive(*chosen.test);
-    return takeOnlyRest(options, chosen, error);
+}
+parameter->set(*value);
+return true;
 }
 
-/// Whether the test is offered and the drive lets itself be tested; gives the exit status and why not.
-ExitStatus checkDevice(const ChosenTest& chosen, std::string& error) {
-    const std::string test = chosen.test->descriptor.name().utf8();
-    const std::string device = chosen.device.osLocator().utf8();
-    if (!quix5::isOffered(chosen.test->descriptor, chosen.device)) {
+bool setDeviceProperty(quix5::DiagDevice& device, const zel::String& name, const zel::String& value,
+                       std::string& error) {
+    if (isIdentityProperty(name.utf8())) {
+        error = words(
+            "the property {name} says which drive it is; it comes from the drive itself and cannot be "
+            "given",
+            {{"name", name}});
+        return false;
+    }
+    if (name == kAccessOrderProperty && !isAccessOrder(value.utf8())) {
+        error = words("{text} is no access order: give {forms}",
+                      {{"text", quoted(value.utf8())}, {"forms", words(kAccessOrderForms)}});
+        std::replace(error.begin(), error.end(), '\n', ' ');
+        return false;
+    }
+    device.setProperty(name, value);
+    return true;
+}
+
+ExitStatus checkDevice(const quix5::OfferedTest& test, const quix5::DiagDevice& device, std::string& error) {
+    const std::string name = test.descriptor.name().utf8();
+    const std::string locator = device.osLocator().utf8();
+    if (!quix5::isOffered(test.descriptor, device)) {
         error = words("{test} is not offered for {device}: the device has a property that excludes it",
-                      {{"test", test}, {"device", device}});
+                      {{"test", name}, {"device", locator}});
         return kExitCannotRun;
     }
-    if (!chosen.device.hasCapability(chosen.test->entry->traits.needs)) {
-        if (isThere(device, error))
+    if (!device.hasCapability(test.entry->traits.needs)) {
+        if (isThere(locator, error))
             error = words("{device} is none: \"drivetest devices\" lists the drives of this machine",
-                          {{"device", device}});
-        error = words("{test} tests optical drives, and {reason}", {{"test", test}, {"reason", error}});
+                          {{"device", locator}});
+        error = words("{test} tests optical drives, and {reason}", {{"test", name}, {"reason", error}});
         return kExitUsage;
     }
-    if (flagProperty(chosen.device, kPropertyLocked)) {
+    if (flagProperty(device, kPropertyLocked)) {
         error = words("{device} is locked by its ATA password, so nothing on it can be read: {advice}",
-                      {{"device", device}, {"advice", adviceOnLockedDrive()}});
+                      {{"device", locator}, {"advice", adviceOnLockedDrive()}});
         return kExitCannotRun;
     }
     return kExitPass;
@@ -236,7 +254,7 @@ ExitStatus checkDevice(const ChosenTest& chosen, std::string& error) {
 
 std::optional<ChosenTest> chooseTest(const RunOptions& options, ExitStatus& refused, std::string& error) {
     ChosenTest chosen;
-    refused = choose(options, chosen, error) ? checkDevice(chosen, error) : kExitUsage;
+    refused = choose(options, chosen, error) ? checkDevice(*chosen.test, chosen.device, error) : kExitUsage;
     return refused == kExitPass ? std::optional(std::move(chosen)) : std::nullopt;
 }
 

@@ -222,6 +222,16 @@ std::uint64_t bytesOf(udev_device* device) {
     return isOptical && units == kNoMediumSize ? 0 : units * kSizeUnit;
 }
 
+/// What turns is told by those that are hardware only.
+void setMechanics(udev_device* device, DiagDevice& described) {
+    static const std::regex virtualFolder("/devices/virtual/(?!nvme)");
+    const bool isVirtual = std::regex_search(trimmed(udev_device_get_syspath(device)), virtualFolder);
+    if (isVirtual)
+        described.setProperty(kPropertyVirtual, Value::boolean(true));
+    else if (const std::string rotational = attribute(device, "queue/rotational"); !rotational.empty())
+        described.setProperty(kPropertyRotational, Value::boolean(rotational == "1"));
+}
+
 /// Of a device without sectors of its own both sizes are left to whoever asks the drive.
 void setSizes(udev_device* device, DiagDevice& described) {
     described.setProperty(kPropertyBytes, bytesOf(device));
@@ -243,6 +253,7 @@ DiagDevice describe(udev_device* device) {
     setText(described, kPropertyFirmware,
             firstKnown(device, {"ID_REVISION"}, {"device/firmware_rev", "device/rev", "device/fwrev"}));
     setSizes(device, described);
+    setMechanics(device, described);
     return described;
 }
 
