@@ -120,9 +120,9 @@ Measure risen(const RecordedRun& run) {
     return of(std::max<std::int64_t>(*(after->health.*counter) - *(before->health.*counter), 0));
 }
 
-/// The higher of the two moments.
+/// The highest that is known.
 Measure temperature(const RecordedRun& run) {
-    Measure highest;
+    Measure highest = run.heat ? of(run.heat->highest) : Measure();
     for (const auto* const reading : {&run.healthBefore, &run.healthAfter})
         if (*reading && (*reading)->health.temperatureC)
             highest = GradeMeasure{std::max(highest ? highest->value : 0,

@@ -175,6 +175,15 @@ void takeHealth(const Json& content, const RunLists& /*lists*/, RecordedRun& run
         readHealthJson(content);
 }
 
+void takeTemperature(const Json& content, const RunLists& /*lists*/, RecordedRun& run) {
+    const HeatCourse heat = readHeatJson(content);
+    // Far beyond any run, and still a time that can be told in nanoseconds.
+    constexpr std::chrono::hours kLongest{24 * 365};
+    if (heat.rested < std::chrono::seconds(0) || heat.rested > kLongest)
+        throw faultOf("restedSeconds");
+    run.heat = heat;
+}
+
 void takeGrade(const Json& content, const RunLists& /*lists*/, RecordedRun& run) {
     run.grade = readGrade(content);
 }
@@ -185,13 +194,21 @@ struct Extension {
 };
 
 constexpr Extension kExtensions[] = {
-    {"event", takeEvent},           {"events", takeEvents},
-    {"result", takeResult},         {"coverage", takeCoverage},
-    {"drive", takeDrive},           {"badSectors", takeBadSectors},
-    {"unrestored", takeUnrestored}, {"slowTransfers", takeSlowTransfers},
-    {"latency", takeLatency},       {"transfers", takeTransfers},
-    {"regions", takeRegions},       {"surface", takeSurface},
-    {"health", takeHealth},         {"grade", takeGrade},
+    {"event", takeEvent},
+    {"events", takeEvents},
+    {"result", takeResult},
+    {"coverage", takeCoverage},
+    {"drive", takeDrive},
+    {"badSectors", takeBadSectors},
+    {"unrestored", takeUnrestored},
+    {"slowTransfers", takeSlowTransfers},
+    {"latency", takeLatency},
+    {"transfers", takeTransfers},
+    {"regions", takeRegions},
+    {"surface", takeSurface},
+    {"health", takeHealth},
+    {"grade", takeGrade},
+    {"temperature", takeTemperature},
 };
 
 /// What stands under the name; null for nothing.

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "drivetest/health/HealthReading.h"
+#include "drivetest/health/HeatCourse.h"
 #include "drivetest/record/RecordedGrade.h"
 
 namespace drivetest {
@@ -165,6 +166,7 @@ struct RecordedRun {
     std::vector<RecordedError> problems{};  ///< of the run itself
     std::optional<HealthReading> healthBefore{};
     std::optional<HealthReading> healthAfter{};
+    std::optional<HeatCourse> heat{};
     std::vector<std::pair<std::uint64_t, std::uint64_t>> unrestored{};
     std::string journal{};  ///< that holds their data; empty for none
     std::optional<RecordedGrade> grade{};

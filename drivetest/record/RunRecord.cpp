@@ -240,6 +240,8 @@ void RunRecord::end(const RunSummary& summary) {
         writeExtension("transfers", transfersJson(*statistics));
         writeExtension("latency", latencyJson(*statistics));
     }
+    if (summary.heat)
+        writeExtension("temperature", heatJson(*summary.heat));
     writeExtension("coverage", coverageJson(statistics != nullptr ? statistics->coverage() : Coverage{}));
     writeExtension("result", {{"result", result.name()},
                               {"errors", summary.counts.errors},

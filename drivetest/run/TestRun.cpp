@@ -1,6 +1,8 @@
 #include "drivetest/run/TestRun.h"
 
+#include <functional>
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include "drivetest/ExitStatus.h"
@@ -75,8 +77,8 @@ TestRun::TestRun(const RunOptions& options, TakenDrive& drive, RunOutputs& outpu
 
 int TestRun::execute() {
     m_outputs.reporters().begin({m_chosen.test->descriptor, m_chosen.device, m_options.commandLine});
-    tellHealth(HealthTime::beforeTest);
     watchHeat();
+    tellHealth(HealthTime::beforeTest);
     if (const WatchedJournal* const watched = m_drive.journal.watched(); watched != nullptr)
         setAtStake(watched->outlivesCrash() ? AtStake::journaledSectors : AtStake::unprotectedSectors);
     return end(explainStop(runTest()));
@@ -85,25 +87,38 @@ int TestRun::execute() {
 /// The drive is in hand, and nothing is transferred.
 /// By the drive's own commands: smartctl may take seconds.
 void TestRun::watchHeat() {
-    if (m_options.maxTemperature == 0 && !m_options.gentle)
-        return;
-    m_thermometer = libDrive2::HealthMonitor::open(m_chosen.device);
-    if (m_thermometer == nullptr)
-        return;
     const bool isFlash = m_chosen.device.hasCapability(quix5::DeviceCapability::NVME);
-    const std::int64_t limit = m_options.maxTemperature != 0 ? m_options.maxTemperature
-                               : isFlash                     ? kGentleFlash
-                                                             : kGentleDisk;
-    m_heat.emplace([this] { return m_thermometer->read().temperatureC; }, limit);
-    m_host.setHeatWatch(&*m_heat);
+    std::optional<std::int64_t> limit;
+    if (m_options.maxTemperature != 0)
+        limit = m_options.maxTemperature;
+    else if (m_options.gentle)
+        limit = isFlash ? kGentleFlash : kGentleDisk;
+    std::function<std::optional<std::int64_t>()> read;
+    if (libDrive2::HealthMonitor::isFor(m_chosen.device))
+        read = [this] { return readTemperature(); };
+    m_heat.emplace(std::move(read), limit);
+    m_host.setHeatWatch(&*m_heat, m_options.maxTemperature != 0);
+}
+
+/// Opened when it is needed: a short run never asks.
+std::optional<std::int64_t> TestRun::readTemperature() {
+    if (m_thermometer == nullptr)
+        m_thermometer = libDrive2::HealthMonitor::open(m_chosen.device);
+    return m_thermometer != nullptr ? m_thermometer->readTemperature() : std::nullopt;
 }
 
 void TestRun::tellHealth(HealthTime when) {
-    if (const auto reading = readHealth(m_chosen.device))
-        m_outputs.reporters().health(when, *reading);
+    const auto reading = readHealth(m_chosen.device);
+    if (!reading)
+        return;
+    if (reading->health.temperatureC)
+        m_heat->note(*reading->health.temperatureC);
+    m_outputs.reporters().health(when, *reading);
 }
 
 TestResult TestRun::runTest() {
+    RestClock clock;
+    m_host.setRestClock(&clock);
     quix5::Host* const previousHost = quix5::DiagModule::install(&m_host);
     zel::LogSink* const previousSink = zel::LogFactory::setSink(&m_host);
     TestResult result;
@@ -123,6 +138,7 @@ TestResult TestRun::runTest() {
     }
     zel::LogFactory::setSink(previousSink);
     quix5::DiagModule::install(previousHost);
+    m_host.setRestClock(nullptr);
     return result;
 }
 
@@ -135,7 +151,7 @@ TestResult TestRun::explainStop(const TestResult& result) const {
         return TestResult::INTERNALERROR;
     if (m_host.isDisturbed())
         return TestResult::DEVICEBUSY;
-    if (watched != nullptr && !watched->failure().empty())
+    if (m_host.isTooHot() || (watched != nullptr && !watched->failure().empty()))
         return m_host.counts().errors > 0 ? TestResult::FAIL : TestResult::CANNOTRUN;
     return result;
 }
@@ -151,7 +167,8 @@ int TestRun::end(const TestResult& result) {
     if (isDataMissing)
         judged.merge(TestResult::FAIL);
     RunSummary summary{
-        judged, m_host.counts(), m_host.statistics(), isDataMissing, m_outputs.badSectorsList(), {}};
+        judged, m_host.counts(), m_host.statistics(), isDataMissing, m_outputs.badSectorsList(), {}, {}};
+    summary.heat = m_heat->course();
     summary.grade = m_outputs.grade(summary);
     m_outputs.reporters().end(summary);
     tellOfRest(judged);

@@ -26,6 +26,7 @@ private:
     quix5::TestResult runTest();
     [[nodiscard]] quix5::TestResult explainStop(const quix5::TestResult& result) const;
     void watchHeat();
+    std::optional<std::int64_t> readTemperature();
     void tellHealth(HealthTime when);
     int end(const quix5::TestResult& result);
     bool settleJournal();

@@ -17,8 +17,9 @@ struct ProgressSnapshot {
     std::uint64_t warnings = 0;
     std::optional<std::uint64_t> position;  ///< the sector of the last transfer
     std::vector<LiveOutcome> surface;
-    std::string activity;  ///< what the test says it is doing; may be empty
-    std::string stopping;  ///< since a stop was asked for: what is waited for
+    std::optional<std::int64_t> temperature{};  ///< degrees Celsius, where the drive tells
+    std::string activity;                       ///< what the test says it is doing; may be empty
+    std::string stopping;                       ///< since a stop was asked for: what is waited for
 };
 
 struct Progress {

@@ -95,6 +95,14 @@ def is_health(content):
             all(map(is_count, content.get("hidden", {}).values())))
 
 
+def is_temperature(content):
+    return (set(content) - {"limit"} == {"lowest", "highest", "last", "rests", "restedSeconds"} and
+            all(isinstance(value, int) for value in content.values()) and
+            content["lowest"] <= content["last"] <= content["highest"] and
+            is_count(content["rests"]) and is_count(content["restedSeconds"]) and
+            (content["rests"] == 0 or content["highest"] > content.get("limit", -300)))
+
+
 def is_regions(content):
     regions = content.get("regions")
     directions = [content[name] for name in ("read", "written") if name in content]
@@ -135,7 +143,7 @@ def is_grade(content):
 
 
 FORMS = {"drive": is_drive, "surface": is_surface, "regions": is_regions, "slowTransfers": is_slow_transfers, "transfers": is_transfers,
-         "health": is_health, "grade": is_grade}
+         "health": is_health, "temperature": is_temperature, "grade": is_grade}
 
 
 def load_validator():
