@@ -93,6 +93,21 @@ void writeUnrestored(HtmlWriter& html, const RecordedRun& run) {
         html.text(words("\"drivetest recover\" puts it back from {journal}.", {{"journal", run.journal}}));
 }
 
+namespace {
+
+/// "SATA port ata1 (544 MB/s), SATA adapter 0000:00:17.0"
+std::string linksText(const std::vector<RecordedLink>& links) {
+    std::string text;
+    for (const RecordedLink& link : links) {
+        text += (text.empty() ? "" : ", ") + link.name;
+        if (link.megabytesPerSecond > 0)
+            text += " (" + std::to_string(link.megabytesPerSecond) + " MB/s)";
+    }
+    return text;
+}
+
+}  // namespace
+
 void writeVerdict(HtmlWriter& html, const RecordedRun& run) {
     const Verdict verdict = Verdict::of(run);
     writeVerdictLine(html, verdict);
@@ -107,6 +122,7 @@ void writeVerdict(HtmlWriter& html, const RecordedRun& run) {
     facts.add(words("Coverage"), run.coverage ? coverageText(*run.coverage) : words("not recorded"));
     facts.add(words("Share of the whole drive"), partOfDrive(run));
     facts.add(words("Reached by"), methodText(run.drive.method));
+    facts.add(words("Attached through"), linksText(run.links));
     facts.add(words("Mean read rate"), rateText(run, "readRate"));
     facts.add(words("Mean write rate"), rateText(run, "writeRate"));
     facts.add(words("Date"), timeFigure(run.startTime));

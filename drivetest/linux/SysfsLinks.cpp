@@ -18,7 +18,7 @@ namespace fs = std::filesystem;
 namespace {
 
 using zel::marked;
-using zel::words;
+using zel::worded;
 
 constexpr double kBitsPerMegabyte = 8.0 * 1048576;
 /// What packets, addresses and acknowledgements leave of a link for data.
@@ -76,12 +76,12 @@ constexpr PciKind kPciKinds[] = {
     {"0x0c03", marked("USB controller {address}")}, {"0x0604", marked("PCI bridge {address}")},
 };
 
-std::string shownPci(const fs::path& folder) {
+zel::Wording namePci(const fs::path& folder) {
     const std::string code = lineOf(folder / "class");
     const auto* const kind = std::ranges::find_if(
         kPciKinds, [&code](const PciKind& each) { return code.starts_with(each.beginning); });
     const char* const text = kind != std::end(kPciKinds) ? kind->name : marked("adapter {address}");
-    return words(text, {{"address", folder.filename().string()}});
+    return worded(text, {{"address", folder.filename().string()}});
 }
 
 /// A PCI function; inside the processor it has no link, or one whose width is 0.
@@ -94,7 +94,7 @@ std::optional<SharedLink> pciLink(const fs::path& folder) {
     // A switch on the main board tells of more lanes than there can be.
     const bool isKnown = speed > 0 && width >= 1 && width <= 32;
     const double rate = isKnown ? speed * 1e9 * width * pciCoding(speed) * kPciPayload / kBitsPerMegabyte : 0;
-    return SharedLink{folder.string(), shownPci(folder), rate};
+    return SharedLink{folder.string(), namePci(folder), rate};
 }
 
 /// A hub, or the device itself: its own cable. The ports of a controller have a cable each.
@@ -105,9 +105,10 @@ std::optional<SharedLink> usbLink(const fs::path& folder) {
     if (!std::regex_match(name, form) || speed == 0)
         return std::nullopt;
     const bool isHub = lineOf(folder / "bDeviceClass") == "09";
-    return SharedLink{folder.string(),
-                      words(isHub ? marked("USB hub {port}") : marked("USB device {port}"), {{"port", name}}),
-                      speed * 1e6 * usbCoding(speed) * kUsbPayload / kBitsPerMegabyte};
+    return SharedLink{
+        folder.string(),
+        worded(isHub ? marked("USB hub {port}") : marked("USB device {port}"), {{"port", name}}),
+        speed * 1e6 * usbCoding(speed) * kUsbPayload / kBitsPerMegabyte};
 }
 
 /// A port of a SATA adapter, with one drive or those behind a port multiplier.
@@ -119,7 +120,7 @@ std::optional<SharedLink> sataLink(const fs::path& folder) {
         return std::nullopt;
     const std::string link = "link" + number[1].str();
     const double speed = numberOf(folder / link / "ata_link" / link / "sata_spd");
-    return SharedLink{folder.string(), words("SATA port {port}", {{"port", name}}),
+    return SharedLink{folder.string(), worded("SATA port {port}", {{"port", name}}),
                       speed * 1e9 * 0.8 * kSataPayload / kBitsPerMegabyte};
 }
 
@@ -137,7 +138,7 @@ std::optional<SharedLink> sasLink(const fs::path& folder) {
         const double gigabits = numberOf(entry / "sas_phy" / phy / "negotiated_linkrate");
         rate += gigabits * 1e9 * sasCoding(gigabits) * kSasPayload / kBitsPerMegabyte;
     }
-    return SharedLink{folder.string(), words("SAS port {port}", {{"port", name}}), rate};
+    return SharedLink{folder.string(), worded("SAS port {port}", {{"port", name}}), rate};
 }
 
 std::optional<SharedLink> linkOf(const fs::path& folder) {

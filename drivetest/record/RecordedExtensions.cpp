@@ -175,6 +175,14 @@ void takeHealth(const Json& content, const RunLists& /*lists*/, RecordedRun& run
         readHealthJson(content);
 }
 
+void takeLinks(const Json& content, const RunLists& /*lists*/, RecordedRun& run) {
+    // More than any machine has one behind the other.
+    constexpr std::size_t kMost = 64;
+    for (const Json& each : content.at("links"))
+        if (run.links.size() < kMost)
+            run.links.push_back({recordedText(each, "name"), recordedCount(each, "megabytesPerSecond")});
+}
+
 void takeTemperature(const Json& content, const RunLists& /*lists*/, RecordedRun& run) {
     const HeatCourse heat = readHeatJson(content);
     // Far beyond any run, and still a time that can be told in nanoseconds.
@@ -209,6 +217,7 @@ constexpr Extension kExtensions[] = {
     {"health", takeHealth},
     {"grade", takeGrade},
     {"temperature", takeTemperature},
+    {"links", takeLinks},
 };
 
 /// What stands under the name; null for nothing.

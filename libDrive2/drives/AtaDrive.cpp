@@ -65,8 +65,10 @@ std::uint32_t AtaDrive::getPhysicalSectorSize() {
 }
 
 TransferCut AtaDrive::cut() const {
-    return {m_identity->sectorBytes, wholeSectors(m_device->maxTransferBytes(), m_identity->sectorBytes,
-                                                  m_identity->extended ? kMaxSectors48 : kMaxSectors28)};
+    return {m_identity->sectorBytes,
+            wholeSectors(m_device->maxTransferBytes(), m_identity->sectorBytes,
+                         m_identity->extended ? kMaxSectors48 : kMaxSectors28),
+            m_device->maxInFlight()};
 }
 
 std::uint16_t AtaDrive::getOptimalRd(std::uint16_t limit) {

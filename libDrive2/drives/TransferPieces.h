@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <vector>
 
 #include "libDrive2/DriveTypes.h"
 #include "libDrive2/drives/CommandPool.h"
@@ -23,13 +24,12 @@ struct TransferCut {
     unsigned inFlight = 1;
 };
 
-/// Cuts a transfer into commands: calls `execute(piece)`, from several threads where the cut says so, for the
-/// answer, and `judge(piece, answer)` in ascending order on this thread. Ends after the first round with an
+/// Cuts a transfer into commands, as many in a round as the cut says: calls `executeAll(pieces, answers)` for
+/// the answers of a round, and `judge(piece, answer)` in ascending order. Ends after the first round with an
 /// error, and gives that of the lowest LBA.
-template <class Execute, class Judge>
-_LIBDRIVE2_ERROR_TYPES transferInPieces(std::uint64_t lba, std::uint32_t count, const TransferCut& cut,
-                                        CommandPool& pool, Execute execute, Judge judge) {
-    using Answer = decltype(execute(TransferPiece{}));
+template <class Answer, class ExecuteAll, class Judge>
+_LIBDRIVE2_ERROR_TYPES transferInRounds(std::uint64_t lba, std::uint32_t count, const TransferCut& cut,
+                                        ExecuteAll executeAll, Judge judge) {
     const std::uint64_t end = lba + count;
     const auto pieceAt = [&](std::uint64_t at) {
         return TransferPiece{at,
@@ -43,12 +43,26 @@ _LIBDRIVE2_ERROR_TYPES transferInPieces(std::uint64_t lba, std::uint32_t count, 
         for (unsigned i = 0; i < cut.inFlight && at < end; ++i, at += pieces.back().count)
             pieces.push_back(pieceAt(at));
         answers.resize(pieces.size());
-        pool.run(pieces.size(), [&](std::size_t i) { answers[i] = execute(pieces[i]); });
+        executeAll(pieces, answers);
         for (std::size_t i = 0; i < pieces.size(); ++i)
             if (const auto error = judge(pieces[i], answers[i]); error != LIBDRIVE2_NO_ERROR)
                 return error;
     }
     return LIBDRIVE2_NO_ERROR;
+}
+
+/// Cuts a transfer into commands: calls `execute(piece)`, from several threads where the cut says so, for the
+/// answer.
+template <class Execute, class Judge>
+_LIBDRIVE2_ERROR_TYPES transferInPieces(std::uint64_t lba, std::uint32_t count, const TransferCut& cut,
+                                        CommandPool& pool, Execute execute, Judge judge) {
+    using Answer = decltype(execute(TransferPiece{}));
+    return transferInRounds<Answer>(
+        lba, count, cut,
+        [&](const std::vector<TransferPiece>& pieces, std::vector<Answer>& answers) {
+            pool.run(pieces.size(), [&](std::size_t i) { answers[i] = execute(pieces[i]); });
+        },
+        judge);
 }
 
 /// Whole sectors in so many bytes, at least one and at most `limit`.

@@ -26,7 +26,9 @@ using zel::worded;
 namespace {
 
 constexpr std::uint32_t kFileSectorBytes = 512;
-constexpr std::uint32_t kOptimalTransferBytes = 8U << 20;
+/// Enough pieces to keep flash busy; and a chunk with a bad sector is not searched for long, nor does it take
+/// a slow bus so long that it passes for a slow one.
+constexpr std::uint32_t kOptimalTransferBytes = 2U << 20;
 constexpr std::size_t kBounceBytes = std::size_t{1} << 20;
 constexpr std::size_t kMemoryAlignment = 4096;
 

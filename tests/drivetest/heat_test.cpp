@@ -139,8 +139,9 @@ TEST(RestClock, KeepsRestsOutOfRates) {
             if (heat.isDue())
                 heat.ask();
             const RestClock::Stop noPartOfTheTest(clock);
-            if (heat.tooHot())
+            if (heat.tooHot()) {
                 EXPECT_EQ(heat.cool([] { return false; }), HeatWatch::Rest::cooled);
+            }
         }
         const HeatCourse course = heat.course().value();
         EXPECT_EQ(watch.elapsed(), kTransfers * 10ms);

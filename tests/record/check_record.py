@@ -103,6 +103,13 @@ def is_temperature(content):
             (content["rests"] == 0 or content["highest"] > content.get("limit", -300)))
 
 
+def is_links(content):
+    links = content.get("links")
+    return (set(content) == {"links"} and isinstance(links, list) and len(links) > 0 and
+            all(set(each) - {"megabytesPerSecond"} == {"name"} and isinstance(each["name"], str) and
+                is_count(each.get("megabytesPerSecond", 0)) for each in links))
+
+
 def is_regions(content):
     regions = content.get("regions")
     directions = [content[name] for name in ("read", "written") if name in content]
@@ -143,7 +150,7 @@ def is_grade(content):
 
 
 FORMS = {"drive": is_drive, "surface": is_surface, "regions": is_regions, "slowTransfers": is_slow_transfers, "transfers": is_transfers,
-         "health": is_health, "temperature": is_temperature, "grade": is_grade}
+         "health": is_health, "temperature": is_temperature, "links": is_links, "grade": is_grade}
 
 
 def load_validator():

@@ -3,16 +3,16 @@
 #include <string>
 #include <vector>
 
+#include "zel/Words.h"
+
 namespace drivetest {
 
 /// A part of the way between drives and processor that several drives may share: a host adapter, a cable to
 /// an expander or a hub, a port.
 struct SharedLink {
     std::string id;                 ///< the same for all drives behind it
-    std::string name;               ///< as people find it: "SAS adapter 0000:03:00.0, PCIe 8.0 GT/s x8"
+    zel::Wording name;              ///< as people find it: "SAS adapter 0000:03:00.0"
     double megabytesPerSecond = 0;  ///< what it carries of data; 0 where that is not known
-
-    bool operator==(const SharedLink&) const = default;
 };
 
 /// The links of a drive, from the drive to the processor; empty where the system does not tell: of simulated

@@ -30,7 +30,7 @@ public:
     [[nodiscard]] std::vector<std::string> linksOf(const std::string& name) const {
         std::vector<std::string> texts;
         for (const SharedLink& link : SysfsLinks(m_root).of(name))
-            texts.push_back(link.name + ": " + std::to_string(std::lround(link.megabytesPerSecond)));
+            texts.push_back(link.name.utf8() + ": " + std::to_string(std::lround(link.megabytesPerSecond)));
         return texts;
     }
     /// How many links the two have in common.
