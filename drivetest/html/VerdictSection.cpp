@@ -39,6 +39,17 @@ std::string rateText(const RecordedRun& run, const char* name) {
                  {{"rate", rateFigure(rate->value)}, {"limit", rateFigure(*rate->atLeast)}});
 }
 
+/// "SATA port ata1 (544 MB/s), SATA adapter 0000:00:17.0"
+std::string linksText(const std::vector<RecordedLink>& links) {
+    std::string text;
+    for (const RecordedLink& link : links) {
+        text += (text.empty() ? "" : ", ") + link.name;
+        if (link.megabytesPerSecond > 0)
+            text += " (" + std::to_string(link.megabytesPerSecond) + " MB/s)";
+    }
+    return text;
+}
+
 }  // namespace
 
 /// "999 995 tested, 5 failed, 0 skipped of 1 000 000 sectors (100 %)"
@@ -92,21 +103,6 @@ void writeUnrestored(HtmlWriter& html, const RecordedRun& run) {
     if (!run.journal.empty())
         html.text(words("\"drivetest recover\" puts it back from {journal}.", {{"journal", run.journal}}));
 }
-
-namespace {
-
-/// "SATA port ata1 (544 MB/s), SATA adapter 0000:00:17.0"
-std::string linksText(const std::vector<RecordedLink>& links) {
-    std::string text;
-    for (const RecordedLink& link : links) {
-        text += (text.empty() ? "" : ", ") + link.name;
-        if (link.megabytesPerSecond > 0)
-            text += " (" + std::to_string(link.megabytesPerSecond) + " MB/s)";
-    }
-    return text;
-}
-
-}  // namespace
 
 void writeVerdict(HtmlWriter& html, const RecordedRun& run) {
     const Verdict verdict = Verdict::of(run);

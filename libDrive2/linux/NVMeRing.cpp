@@ -58,9 +58,11 @@ std::unique_ptr<NVMeRing> NVMeRing::create(FileDescriptor node) {
     return takesCommands(ring->m_state->ring) ? std::move(ring) : nullptr;
 }
 
-void NVMeRing::prepare(const NVMeCommand& command, std::size_t number) {
-    // The ring has as many entries as there are commands at most: one is always free.
+/// False when the ring is full.
+bool NVMeRing::prepare(const NVMeCommand& command, std::size_t number) {
     io_uring_sqe* const entry = io_uring_get_sqe(&m_state->ring);
+    if (entry == nullptr)
+        return false;
     std::memset(entry, 0, 2 * sizeof(io_uring_sqe));
     entry->opcode = IORING_OP_URING_CMD;
     entry->fd = m_node.get();
@@ -68,6 +70,7 @@ void NVMeRing::prepare(const NVMeCommand& command, std::size_t number) {
     const nvme_uring_cmd request = encoded(command);
     std::memcpy(reinterpret_cast<std::byte*>(entry) + kCommandOffset, &request, sizeof request);
     io_uring_sqe_set_data64(entry, number);
+    return true;
 }
 
 /// How many commands have come to their end.
@@ -85,12 +88,12 @@ unsigned NVMeRing::reap(std::span<Outcome> outcomes) {
 }
 
 bool NVMeRing::run(std::span<const NVMeCommand> commands, std::span<Outcome> outcomes) {
+    io_uring& ring = m_state->ring;
+    unsigned open = 0;
     for (std::size_t i = 0; i < commands.size(); ++i) {
         outcomes[i] = {};
-        prepare(commands[i], i);
+        open += prepare(commands[i], i) ? 1U : 0U;
     }
-    io_uring& ring = m_state->ring;
-    auto open = static_cast<unsigned>(commands.size());
     bool isRefused = false;
     // What the kernel has is waited for in any case: until then the drive may write to the buffers.
     while (open > (isRefused ? io_uring_sq_ready(&ring) : 0U)) {

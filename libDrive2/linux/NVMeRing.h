@@ -36,7 +36,7 @@ public:
 private:
     struct State;
     NVMeRing(std::unique_ptr<State> state, FileDescriptor node);
-    void prepare(const NVMeCommand& command, std::size_t number);
+    bool prepare(const NVMeCommand& command, std::size_t number);
     unsigned reap(std::span<Outcome> outcomes);
 
     std::unique_ptr<State> m_state;
