@@ -153,8 +153,8 @@ DeviceStatus LinuxBlockHandle::queryBlockDevice() {
         return errnoStatus(errno);
     m_info.logicalSectorBytes = static_cast<std::uint32_t>(logical);
     m_info.physicalSectorBytes = physical;
-    if (struct stat found {}; fstat(m_buffered.get(), &found) == 0 &&
-                              SysfsBlock(found.st_rdev).disk().name().starts_with("nvme"))
+    if (struct stat found{};
+        fstat(m_buffered.get(), &found) == 0 && SysfsBlock(found.st_rdev).disk().name().starts_with("nvme"))
         m_info.optimalTransferBytes = kFastTransferBytes;
     m_info.mediumPresent = !m_info.removable || (hasMedium && bytes > 0);
     // The kernel's driver of optical drives makes up a size while it has seen no medium.
