@@ -58,6 +58,7 @@ std::optional<std::int64_t> HeatWatch::tooHot() const {
 HeatWatch::Rest HeatWatch::cool(const std::function<bool()>& isStopping) {
     zel::Clock& clock = zel::Clock::current().steady();
     const auto began = clock.now();
+    const std::int64_t coolEnough = m_course.limit.value_or(m_course.last) - kCooler;
     const auto rested = [&] { return clock.now() - began; };
     const auto over = [&](Rest how) {
         ++m_course.rests;
@@ -73,7 +74,7 @@ HeatWatch::Rest HeatWatch::cool(const std::function<bool()>& isStopping) {
         ask();
         if (!m_isFresh)
             return over(Rest::silent);
-        if (m_course.last <= *m_course.limit - kCooler)
+        if (m_course.last <= coolEnough)
             return over(Rest::cooled);
     }
     return over(Rest::inVain);

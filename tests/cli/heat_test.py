@@ -4,10 +4,10 @@ import unittest
 
 import program
 
-# At 1 MB/s a run takes 146 seconds, and the drive goes towards 70 °C, two thirds of the way in a minute.
-HEATING = "sim:ata,sectors=300000,speed=1,temperature=30,heats=40:60"
+# At 10 MB/s a run takes 146 seconds, and the drive goes towards 70 °C, two thirds of the way in a minute.
+HEATING = "sim:ata,sectors=3000000,speed=10,temperature=30,heats=40:60"
 # It stays as it is.
-HOT = "sim:nvme,sectors=300000,speed=1,temperature=60"
+HOT = "sim:nvme,sectors=3000000,speed=10,temperature=60"
 
 
 class Heat(program.ProgramTest):
@@ -20,7 +20,7 @@ class Heat(program.ProgramTest):
         self.assertEqual(self.run_test("sim:disk,sectors=1000").extensions("temperature"), [])
 
     def test_rests_are_no_part_of_a_rate(self):
-        for test, rates in (("LinearReadTest", {"readRate": 1}), ("ReadSpeedTest", {"readRate": 1})):
+        for test, rates in (("LinearReadTest", {"readRate": 10}), ("ReadSpeedTest", {"readRate": 10})):
             outcome = self.run_test(HEATING, test=test, options=("--max-temp", "55", "--report", self.path("report.html")))
             self.assertEqual((outcome.status, outcome.result()), (0, "PASS"), outcome.out)
             heat = outcome.extensions("temperature")[0]
@@ -30,7 +30,7 @@ class Heat(program.ProgramTest):
             self.assertLessEqual(heat["highest"], 62)
             measured = {each["name"]: each["value"] for each in outcome.steps("measurement")}
             for name, rate in rates.items():
-                self.assertAlmostEqual(measured[name], rate, delta=rate * 0.02, msg=test)
+                self.assertAlmostEqual(measured[name], rate, delta=rate * 0.05, msg=test)
             self.assertEqual(outcome.out.count("°C are allowed: it rests"), heat["rests"])
             self.assertEqual(outcome.out.count("the test goes on after"), heat["rests"])
             self.assertRegex(outcome.out, r"(?m)^  rested +%d times, 0:.*, above 55 °C$" % heat["rests"])

@@ -30,7 +30,7 @@ double secondsSince(zel::Clock::Duration since) {
 
 }  // namespace
 
-Admission::Admission(std::vector<Drive> drives, std::size_t jobs) : m_jobs(jobs) {
+Admission::Admission(const std::vector<Drive>& drives, std::size_t jobs) : m_jobs(jobs) {
     for (const Drive& each : drives) {
         State state;
         state.megabytes =
@@ -197,6 +197,7 @@ void Admission::arrange() {
         numbers.push_back(i);
     }
     std::vector<double> capacities;
+    capacities.reserve(m_links.size());
     for (std::size_t link = 0; link < m_links.size(); ++link)
         capacities.push_back(m_links[link].use.link.megabytesPerSecond);
     m_order.clear();

@@ -37,7 +37,7 @@ public:
     };
 
     /// `jobs`: drives at once; 0 for as many as the links carry.
-    explicit Admission(std::vector<Drive> drives, std::size_t jobs = 0);
+    explicit Admission(const std::vector<Drive>& drives, std::size_t jobs = 0);
 
     /// Whether it should be started now. To be asked again after each start, measurement and end.
     [[nodiscard]] bool mayStart(std::size_t drive);

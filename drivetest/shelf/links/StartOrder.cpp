@@ -1,7 +1,6 @@
 #include "drivetest/shelf/links/StartOrder.h"
 
 #include <algorithm>
-#include <functional>
 #include <utility>
 
 namespace drivetest {
@@ -92,7 +91,8 @@ std::vector<std::size_t> StartOrder::best() const {
     for (std::size_t i = 0; i < m_drives.size(); ++i)
         if (!m_drives[i].isRunning)
             order.push_back(i);
-    std::ranges::stable_sort(order, std::greater(), [this](std::size_t i) { return m_drives[i].seconds; });
+    // The number decides between equal ones: the same drives give the same order.
+    std::ranges::sort(order, {}, [this](std::size_t i) { return std::pair(-m_drives[i].seconds, i); });
     double seconds = secondsOf(order);
     unsigned tries = 0;
     for (bool isBetter = true; isBetter && tries < kMostTries;) {
