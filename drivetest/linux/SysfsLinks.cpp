@@ -159,7 +159,7 @@ fs::path SysfsLinks::deviceOf(const std::string& name) const {
             continue;
         if (fs::exists(folder / "partition", none))
             folder = folder.parent_path();
-        const fs::path device = fs::canonical(folder / "device", none);
+        fs::path device = fs::canonical(folder / "device", none);
         if (!device.filename().string().starts_with("nvme-subsys"))
             return device;
         for (const fs::path& entry : entriesOf(device))

@@ -127,7 +127,7 @@ void RunHost::restWhereHot() {
 void RunHost::rest(std::int64_t degrees) {
     m_console.line(eventLabel(words("info:")) +
                    words("the drive has {degrees} °C, and {limit} °C are allowed: it rests",
-                         {{"degrees", degrees}, {"limit", *m_heat->limit()}}));
+                         {{"degrees", degrees}, {"limit", m_heat->limit().value_or(degrees)}}));
     setResting(words("resting"));
     const std::chrono::nanoseconds began = m_clock->steady().now();
     const RestClock::Stop noPartOfTheTest(*m_clock);
@@ -147,7 +147,7 @@ void RunHost::tellOfRest(HeatWatch::Rest how, std::chrono::nanoseconds rested) {
         const zel::Wording problem = zel::worded(
             "the drive has {degrees} °C after an hour of rest, and {limit} °C are allowed: cool it, or allow "
             "more with --max-temp",
-            {{"degrees", degrees}, {"limit", *m_heat->limit()}});
+            {{"degrees", degrees}, {"limit", m_heat->limit().value_or(degrees)}});
         m_reporter.runError({nullptr, "driveTooHot", problem.utf8(), {}, {}, {}, problem.shown().utf8()});
         return;
     }
