@@ -14,8 +14,8 @@ sys.path.append(str(pathlib.Path(__file__).resolve().parent.parent / "tests/lab"
 import guest  # noqa: E402
 import kernel  # noqa: E402
 
-MODULES = ["nvme", "virtio_scsi", "sd_mod", "sg"]
-SCSI, BLOCK, BLOCK_AND_SCSI, NVME = 2, 6, 7, 8
+MODULES = ["nvme", "virtio_scsi", "ahci", "sd_mod", "sg"]
+ATA, SCSI, BLOCK, BLOCK_AND_SCSI, NVME = 1, 2, 6, 7, 8
 
 
 class Bench:
@@ -32,7 +32,8 @@ class Bench:
 
     def _devices(self, folder):
         arguments = ["-device", "virtio-scsi-pci,id=vs"]
-        for name, device in (("nvme", "nvme,serial=bench"), ("scsi", "scsi-hd,bus=vs.0")):
+        for name, device in (("nvme", "nvme,serial=bench"), ("scsi", "scsi-hd,bus=vs.0"),
+                             ("ahci", "ide-hd,bus=ide.0")):
             path = folder / f"{name}.img"
             with path.open("wb") as image:
                 image.truncate(self.mebibytes << 20)
@@ -69,6 +70,7 @@ class Bench:
 def measure(bench, rounds):
     scsi = "/dev/" + bench.must("basename $(ls -d /sys/bus/virtio/devices/*/host*/target*/*/block/*)").strip()
     debug = "/dev/" + bench.must("ls /sys/bus/pseudo/devices/adapter0/host*/target*/*/block").strip()
+    ahci = "/dev/" + bench.must("basename $(ls -d /sys/bus/pci/devices/*/ata*/host*/target*/*/block/*)").strip()
     rates = collections.defaultdict(list)
     for turn in range(rounds):
         for drive, path in (("virtio-scsi", scsi), ("scsi_debug", debug)):
@@ -81,6 +83,8 @@ def measure(bench, rounds):
                     ("sg_dd", lambda: bench.sg_dd(path, size))]
             for label, rate in ways if turn % 2 else reversed(ways):
                 rates[drive, label].append(rate())
+        for label, method in (("1 ATA", ATA), ("6 block", BLOCK)):
+            rates["ahci", label].append(bench.drivetest(ahci, method))
         size = bench.transfer_bytes("/dev/nvme0n1")
         for label, rate in (("8 NVMe", lambda: bench.drivetest("/dev/nvme0n1", NVME)),
                             ("6 block", lambda: bench.drivetest("/dev/nvme0n1", BLOCK)),
@@ -92,7 +96,8 @@ def measure(bench, rounds):
 RATIOS = [("virtio-scsi", "7 block and SCSI", "6 block"), ("scsi_debug", "7 block and SCSI", "6 block"),
           ("virtio-scsi", "2 SCSI", "single commands"), ("virtio-scsi", "2 SCSI", "sg_dd"),
           ("scsi_debug", "2 SCSI", "single commands"), ("scsi_debug", "2 SCSI", "sg_dd"),
-          ("nvme", "8 NVMe", "single commands"), ("nvme", "8 NVMe", "6 block")]
+          ("nvme", "8 NVMe", "single commands"), ("nvme", "8 NVMe", "6 block"),
+          ("ahci", "1 ATA", "6 block")]
 
 
 def main():

@@ -39,7 +39,8 @@ struct AtaResponse {
     std::uint64_t lba = 0;
 };
 
-/// Transport: commands to an ATA device. Blocks up to the request's timeout; one thread at a time.
+/// Transport: commands to an ATA device. Blocks up to the request's timeout; one thread at a
+/// time but for maxInFlight().
 class DRIVETEST_API AtaDevice {
 public:
     virtual ~AtaDevice() = default;
@@ -49,6 +50,8 @@ public:
     /// Whether something else answers in the name of an ATA device.
     [[nodiscard]] virtual bool isEmulated() const = 0;
     [[nodiscard]] virtual std::size_t maxTransferBytes() const = 0;
+    /// How many commands execute() takes at the same time, each from another thread.
+    [[nodiscard]] virtual unsigned maxInFlight() const { return 1; }
     virtual DeviceStatus reopen() = 0;
 };
 

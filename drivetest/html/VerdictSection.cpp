@@ -39,6 +39,17 @@ std::string rateText(const RecordedRun& run, const char* name) {
                  {{"rate", rateFigure(rate->value)}, {"limit", rateFigure(*rate->atLeast)}});
 }
 
+/// "SATA port ata1 (544 MB/s), SATA adapter 0000:00:17.0"
+std::string linksText(const std::vector<RecordedLink>& links) {
+    std::string text;
+    for (const RecordedLink& link : links) {
+        text += (text.empty() ? "" : ", ") + link.name;
+        if (link.megabytesPerSecond > 0)
+            text += " (" + std::to_string(link.megabytesPerSecond) + " MB/s)";
+    }
+    return text;
+}
+
 }  // namespace
 
 /// "999 995 tested, 5 failed, 0 skipped of 1 000 000 sectors (100 %)"
@@ -107,6 +118,7 @@ void writeVerdict(HtmlWriter& html, const RecordedRun& run) {
     facts.add(words("Coverage"), run.coverage ? coverageText(*run.coverage) : words("not recorded"));
     facts.add(words("Share of the whole drive"), partOfDrive(run));
     facts.add(words("Reached by"), methodText(run.drive.method));
+    facts.add(words("Attached through"), linksText(run.links));
     facts.add(words("Mean read rate"), rateText(run, "readRate"));
     facts.add(words("Mean write rate"), rateText(run, "writeRate"));
     facts.add(words("Date"), timeFigure(run.startTime));

@@ -175,6 +175,23 @@ void takeHealth(const Json& content, const RunLists& /*lists*/, RecordedRun& run
         readHealthJson(content);
 }
 
+void takeLinks(const Json& content, const RunLists& /*lists*/, RecordedRun& run) {
+    // More than any machine has one behind the other.
+    constexpr std::size_t kMost = 64;
+    for (const Json& each : content.at("links"))
+        if (run.links.size() < kMost)
+            run.links.push_back({recordedText(each, "name"), recordedCount(each, "megabytesPerSecond")});
+}
+
+void takeTemperature(const Json& content, const RunLists& /*lists*/, RecordedRun& run) {
+    const HeatCourse heat = readHeatJson(content);
+    // Far beyond any run, and still a time that can be told in nanoseconds.
+    constexpr std::chrono::hours kLongest{24 * 365};
+    if (heat.rested < std::chrono::seconds(0) || heat.rested > kLongest)
+        throw faultOf("restedSeconds");
+    run.heat = heat;
+}
+
 void takeGrade(const Json& content, const RunLists& /*lists*/, RecordedRun& run) {
     run.grade = readGrade(content);
 }
@@ -185,13 +202,22 @@ struct Extension {
 };
 
 constexpr Extension kExtensions[] = {
-    {"event", takeEvent},           {"events", takeEvents},
-    {"result", takeResult},         {"coverage", takeCoverage},
-    {"drive", takeDrive},           {"badSectors", takeBadSectors},
-    {"unrestored", takeUnrestored}, {"slowTransfers", takeSlowTransfers},
-    {"latency", takeLatency},       {"transfers", takeTransfers},
-    {"regions", takeRegions},       {"surface", takeSurface},
-    {"health", takeHealth},         {"grade", takeGrade},
+    {"event", takeEvent},
+    {"events", takeEvents},
+    {"result", takeResult},
+    {"coverage", takeCoverage},
+    {"drive", takeDrive},
+    {"badSectors", takeBadSectors},
+    {"unrestored", takeUnrestored},
+    {"slowTransfers", takeSlowTransfers},
+    {"latency", takeLatency},
+    {"transfers", takeTransfers},
+    {"regions", takeRegions},
+    {"surface", takeSurface},
+    {"health", takeHealth},
+    {"grade", takeGrade},
+    {"temperature", takeTemperature},
+    {"links", takeLinks},
 };
 
 /// What stands under the name; null for nothing.

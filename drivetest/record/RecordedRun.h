@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "drivetest/health/HealthReading.h"
+#include "drivetest/health/HeatCourse.h"
 #include "drivetest/record/RecordedGrade.h"
 
 namespace drivetest {
@@ -104,6 +105,12 @@ struct RecordedSlowness {
     std::vector<RecordedTransfer> slowest{};
 };
 
+/// A part of the way between drive and processor.
+struct RecordedLink {
+    std::string name{};
+    std::uint64_t megabytesPerSecond = 0;  ///< that it carries; 0 where that is not known
+};
+
 /// What became of the transfers of one kind.
 struct RecordedAttempts {
     std::string operation{};
@@ -167,6 +174,8 @@ struct RecordedRun {
     std::vector<RecordedError> problems{};  ///< of the run itself
     std::optional<HealthReading> healthBefore{};
     std::optional<HealthReading> healthAfter{};
+    std::optional<HeatCourse> heat{};
+    std::vector<RecordedLink> links{};  ///< from the drive to the processor
     std::vector<std::pair<std::uint64_t, std::uint64_t>> unrestored{};
     std::string journal{};  ///< that holds their data; empty for none
     std::optional<RecordedGrade> grade{};

@@ -9,6 +9,7 @@
 #include "drivetest/record/ResumeJson.h"
 #include "drivetest/record/StatisticsJson.h"
 #include "drivetest/resume/ResumedRun.h"
+#include "drivetest/shelf/links/SharedLink.h"
 #include "quix5/DeviceInventory.h"
 
 namespace drivetest {
@@ -78,6 +79,18 @@ Json describeDrive(const quix5::DiagDevice& device) {
     return drive;
 }
 
+/// From the drive to the processor.
+Json describeLinks(const quix5::DiagDevice& device) {
+    Json links = Json::array();
+    for (const SharedLink& link : linksOf(device.osLocator().utf8())) {
+        Json each{{"name", link.name.utf8()}};
+        if (link.megabytesPerSecond > 0)
+            each["megabytesPerSecond"] = std::llround(link.megabytesPerSecond);
+        links.push_back(std::move(each));
+    }
+    return links;
+}
+
 /// All that are in force, given or by default.
 Json describeParameters(const quix5::Test& test) {
     Json inForce = Json::object();
@@ -120,6 +133,8 @@ void RunRecord::begin(const RunStart& start) {
                                         {"parameters", describeParameters(start.test)},
                                         {"dutInfo", std::move(dut)}});
     m_writer->writeStep("testStepStart", {{"name", start.test.name().utf8()}});
+    if (Json links = describeLinks(start.device); !links.empty())
+        writeExtension("links", {{"links", std::move(links)}});
 }
 
 void RunRecord::goOn(const ResumedRun& resumed, const std::string& commandLine) {
@@ -272,6 +287,8 @@ void RunRecord::end(const RunSummary& summary) {
         writeExtension("transfers", transfersJson(*statistics));
         writeExtension("latency", latencyJson(*statistics));
     }
+    if (summary.heat)
+        writeExtension("temperature", heatJson(*summary.heat));
     writeExtension("coverage", coverageJson(statistics != nullptr ? statistics->coverage() : Coverage{}));
     writeExtension("result", {{"result", result.name()},
                               {"errors", summary.counts.errors},

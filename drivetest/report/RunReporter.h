@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "drivetest/health/HealthReading.h"
+#include "drivetest/health/HeatCourse.h"
 #include "drivetest/record/RecordedGrade.h"
 #include "drivetest/safety/WatchedJournal.h"
 #include "drivetest/statistics/DriveStatistics.h"
@@ -90,6 +91,7 @@ struct RunSummary {
     bool isDataMissing = false;                   ///< sectors were not put back
     std::string allBadSectors{};                  ///< the file that lists them all; empty for none
     std::optional<RecordedGrade> grade{};         ///< where one was asked for
+    std::optional<HeatCourse> heat{};             ///< where the drive told
 };
 
 /// What became of a reporter's file.

@@ -1,5 +1,7 @@
 #include "drivetest/run/RunHost.h"
 
+#include <utility>
+
 #include "drivetest/devices/AccessMethod.h"
 #include "drivetest/devices/Drives.h"
 #include "drivetest/resume/ResumedRun.h"
@@ -37,8 +39,10 @@ ProgressSnapshot RunHost::snapshot() {
     now.advance.percent = m_percent;
     now.errors = m_errors;
     now.warnings = m_warnings;
-    now.activity = m_activity;
-    now.isResting = m_isResting;
+    now.activity = m_resting.empty() ? m_activity : m_resting;
+    now.isResting = !m_resting.empty();
+    if (m_heat != nullptr)
+        now.temperature = m_heat->latest();
     if (m_statistics != nullptr)
         fillFrom(m_statistics->live(), now);
     if (m_resumed != nullptr)
@@ -98,23 +102,76 @@ bool RunHost::checkForStop() {
 
 bool RunHost::isStopping() const {
     // A test must not go on overwriting what cannot be saved, or was not put back.
-    return quix5::StopRequest::made() || m_isDisturbed || OutputQueue::hasStandardFailed() ||
+    return quix5::StopRequest::made() || m_isDisturbed || m_isTooHot || OutputQueue::hasStandardFailed() ||
            (m_journal != nullptr && !m_journal->failure().empty());
+}
+
+void RunHost::setHeatWatch(HeatWatch* watch, bool isStrict) {
+    const std::lock_guard lock(m_mutex);
+    m_heat = watch;
+    m_isHeatLimitStrict = isStrict;
 }
 
 /// Nothing that the test wrote stays on the drive while it rests.
 void RunHost::restWhereHot() {
-    if (m_heat == nullptr || isStopping() || (m_journal != nullptr && !m_journal->unrestored().empty()))
+    if (m_heat == nullptr || m_clock == nullptr || isStopping() ||
+        (m_journal != nullptr && !m_journal->unrestored().empty()))
         return;
-    const auto degrees = m_heat->tooHot();
-    if (!degrees)
+    if (m_heat->isDue()) {
+        const RestClock::Stop noPartOfTheTest(*m_clock);
+        m_heat->ask();
+    }
+    if (m_heat->isBlind() && m_isHeatLimitStrict && !std::exchange(m_isBlindnessTold, true))
+        m_console.line(eventLabel(words("warning:")) +
+                       words("the drive does not tell how warm it is: --max-temp has no effect"));
+    if (const auto degrees = m_heat->tooHot())
+        rest(*degrees);
+}
+
+void RunHost::rest(std::int64_t degrees) {
+    m_console.line(eventLabel(words("info:")) +
+                   words("the drive has {degrees} °C, and {limit} °C are allowed: it rests",
+                         {{"degrees", degrees}, {"limit", m_heat->limit().value_or(degrees)}}));
+    setResting(words("resting"));
+    const std::chrono::nanoseconds began = m_clock->steady().now();
+    const RestClock::Stop noPartOfTheTest(*m_clock);
+    const HeatWatch::Rest how = m_heat->cool([this] { return isStopping(); });
+    setResting({});
+    tellOfRest(how, m_clock->steady().now() - began);
+}
+
+void RunHost::tellOfRest(HeatWatch::Rest how, std::chrono::nanoseconds rested) {
+    const std::int64_t degrees = m_heat->latest().value_or(0);
+    const std::string time = durationText(rested);
+    std::string text;
+    if (how == HeatWatch::Rest::stopped)
         return;
-    const std::string text = words("the drive has {degrees} °C, and {limit} °C are allowed: it rests",
-                                   {{"degrees", *degrees}, {"limit", m_heat->limit()}});
+    if (how == HeatWatch::Rest::inVain && m_isHeatLimitStrict) {
+        m_isTooHot = true;
+        const zel::Wording problem = zel::worded(
+            "the drive has {degrees} °C after an hour of rest, and {limit} °C are allowed: cool it, or allow "
+            "more with --max-temp",
+            {{"degrees", degrees}, {"limit", m_heat->limit().value_or(degrees)}});
+        m_reporter.runError({nullptr, "driveTooHot", problem.utf8(), {}, {}, {}, problem.shown().utf8()});
+        return;
+    }
+    if (how == HeatWatch::Rest::inVain) {
+        m_heat->dropLimit();
+        text = words("the drive has {degrees} °C after an hour of rest: the test goes on as it is",
+                     {{"degrees", degrees}});
+    } else if (how == HeatWatch::Rest::silent) {
+        text =
+            words("the drive does not tell how warm it is: the test goes on after {time}", {{"time", time}});
+    } else {
+        text = words("the drive has {degrees} °C: the test goes on after {time}",
+                     {{"degrees", degrees}, {"time", time}});
+    }
     m_console.line(eventLabel(words("info:")) + text);
-    m_isResting = true;
-    m_heat->cool([this] { return isStopping(); });
-    m_isResting = false;
+}
+
+void RunHost::setResting(std::string activity) {
+    const std::lock_guard lock(m_mutex);
+    m_resting = std::move(activity);
 }
 
 void RunHost::lookForUsers() {

@@ -13,6 +13,7 @@
 #include "drivetest/report/RunReporter.h"
 #include "drivetest/resume/ProgressTimer.h"
 #include "drivetest/run/HeatWatch.h"
+#include "drivetest/run/RestClock.h"
 #include "drivetest/safety/HeldDrive.h"
 #include "drivetest/safety/UseWatch.h"
 #include "drivetest/safety/WatchedJournal.h"
@@ -37,8 +38,11 @@ public:
     /// run.
     void setUseWatch(UseWatch* watch) { m_watch = watch; }
 
-    /// Asked between chunks whether the drive is too hot; null for nobody. It must outlive the run.
-    void setHeatWatch(HeatWatch* watch) { m_heat = watch; }
+    /// Asked between chunks how warm the drive is; null for nobody. It must outlive the run. Where
+    /// `isStrict`, a drive that does not cool ends the test.
+    void setHeatWatch(HeatWatch* watch, bool isStrict);
+    /// Stands still while the test waits for the program; null where no test runs.
+    void setRestClock(RestClock* clock) { m_clock = clock; }
 
     /// What is known of the drive before the test opens it; for the record.
     struct DriveFacts {
@@ -59,6 +63,9 @@ public:
 
     /// Whether the test was stopped because somebody has begun to use its drive.
     [[nodiscard]] bool isDisturbed() const { return m_isDisturbed; }
+
+    /// Whether the test was stopped because its drive did not cool.
+    [[nodiscard]] bool isTooHot() const { return m_isTooHot; }
 
     /// From any thread: what fails now is not tried again.
     void giveUpAttempts();
@@ -94,6 +101,9 @@ private:
     void lookForUsers();
     [[nodiscard]] bool isStopping() const;
     void restWhereHot();
+    void rest(std::int64_t degrees);
+    void tellOfRest(HeatWatch::Rest how, std::chrono::nanoseconds rested);
+    void setResting(std::string activity);
     bool isHeldDrive(libDrive2::Drive& drive);
     bool isRefused(libDrive2::Drive& drive);
     [[nodiscard]] std::string causeOf(quix5::EventType type) const;
@@ -107,6 +117,10 @@ private:
     const HeldDrive* m_held = nullptr;
     UseWatch* m_watch = nullptr;
     HeatWatch* m_heat = nullptr;
+    bool m_isHeatLimitStrict = false;
+    bool m_isTooHot = false;
+    bool m_isBlindnessTold = false;
+    RestClock* m_clock = nullptr;
     std::optional<std::chrono::milliseconds> m_slowLimit;
     DriveFacts m_facts;
     ProgressTimer* m_progressTimer = nullptr;
@@ -117,11 +131,11 @@ private:
     libDrive2::Drive* m_drive = nullptr;
     zel::String m_refusedValues;
     std::string m_lossOfAccess;
-    std::mutex m_mutex;  ///< guards m_activity, m_statistics and m_drive against the other threads
+    std::mutex m_mutex;  ///< guards m_activity, m_resting, m_statistics and m_drive against the other threads
     std::string m_activity;
+    std::string m_resting;  ///< while the drive cools
     std::unique_ptr<DriveStatistics> m_statistics;
     std::atomic<int> m_percent{0};
-    std::atomic<bool> m_isResting{false};
     std::atomic<std::uint64_t> m_errors{0};
     std::atomic<std::uint64_t> m_warnings{0};
 };

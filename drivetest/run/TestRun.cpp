@@ -1,6 +1,8 @@
 #include "drivetest/run/TestRun.h"
 
+#include <functional>
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include "drivetest/ExitStatus.h"
@@ -103,8 +105,8 @@ int TestRun::execute() {
     // All who need them have them.
     if (m_options.resumed != nullptr)
         m_options.resumed->lines = {};
-    tellHealthBefore();
     watchHeat();
+    tellHealthBefore();
     if (const WatchedJournal* const watched = m_drive.journal.watched(); watched != nullptr)
         tellStake(watched->outlivesCrash() ? AtStake::journaledSectors : AtStake::unprotectedSectors);
     return end(explainStop(runTest()));
@@ -119,25 +121,38 @@ void TestRun::tellStake(AtStake stake) {
 /// The drive is in hand, and nothing is transferred.
 /// By the drive's own commands: smartctl may take seconds.
 void TestRun::watchHeat() {
-    if (m_options.maxTemperature == 0 && !m_options.gentle)
-        return;
-    m_thermometer = libDrive2::HealthMonitor::open(m_chosen.device);
-    if (m_thermometer == nullptr)
-        return;
     const bool isFlash = m_chosen.device.hasCapability(quix5::DeviceCapability::NVME);
-    const std::int64_t limit = m_options.maxTemperature != 0 ? m_options.maxTemperature
-                               : isFlash                     ? kGentleFlash
-                                                             : kGentleDisk;
-    m_heat.emplace([this] { return m_thermometer->read().temperatureC; }, limit);
-    m_host.setHeatWatch(&*m_heat);
+    std::optional<std::int64_t> limit;
+    if (m_options.maxTemperature != 0)
+        limit = m_options.maxTemperature;
+    else if (m_options.gentle)
+        limit = isFlash ? kGentleFlash : kGentleDisk;
+    std::function<std::optional<std::int64_t>()> read;
+    if (libDrive2::HealthMonitor::isFor(m_chosen.device))
+        read = [this] { return readTemperature(); };
+    m_heat.emplace(std::move(read), limit);
+    m_host.setHeatWatch(&*m_heat, m_options.maxTemperature != 0);
+}
+
+/// Opened when it is needed: a short run never asks.
+std::optional<std::int64_t> TestRun::readTemperature() {
+    if (m_thermometer == nullptr)
+        m_thermometer = libDrive2::HealthMonitor::open(m_chosen.device);
+    return m_thermometer != nullptr ? m_thermometer->readTemperature() : std::nullopt;
 }
 
 void TestRun::tellHealth(HealthTime when) {
-    if (const auto reading = readHealth(m_chosen.device))
-        m_outputs.reporters().health(when, *reading);
+    const auto reading = readHealth(m_chosen.device);
+    if (!reading)
+        return;
+    if (reading->health.temperatureC)
+        m_heat->note(*reading->health.temperatureC);
+    m_outputs.reporters().health(when, *reading);
 }
 
 TestResult TestRun::runTest() {
+    RestClock clock;
+    m_host.setRestClock(&clock);
     quix5::Host* const previousHost = quix5::DiagModule::install(&m_host);
     zel::LogSink* const previousSink = zel::LogFactory::setSink(&m_host);
     TestResult result;
@@ -158,6 +173,7 @@ TestResult TestRun::runTest() {
     }
     zel::LogFactory::setSink(previousSink);
     quix5::DiagModule::install(previousHost);
+    m_host.setRestClock(nullptr);
     return result;
 }
 
@@ -170,7 +186,7 @@ TestResult TestRun::explainStop(const TestResult& result) const {
         return TestResult::INTERNALERROR;
     if (m_host.isDisturbed())
         return TestResult::DEVICEBUSY;
-    if (watched != nullptr && !watched->failure().empty())
+    if (m_host.isTooHot() || (watched != nullptr && !watched->failure().empty()))
         return m_host.counts().errors > 0 ? TestResult::FAIL : TestResult::CANNOTRUN;
     return result;
 }
@@ -187,7 +203,8 @@ int TestRun::end(const TestResult& result) {
     if (isDataMissing)
         judged.merge(TestResult::FAIL);
     RunSummary summary{
-        judged, m_host.counts(), m_host.statistics(), isDataMissing, m_outputs.badSectorsList(), {}};
+        judged, m_host.counts(), m_host.statistics(), isDataMissing, m_outputs.badSectorsList(), {}, {}};
+    summary.heat = m_heat->course();
     summary.grade = m_outputs.grade(summary);
     m_outputs.reporters().end(summary);
     tellOfRest(judged);

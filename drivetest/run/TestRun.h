@@ -34,6 +34,7 @@ private:
     void followProgress();
     void tellHealthBefore();
     void tellStake(AtStake stake);
+    std::optional<std::int64_t> readTemperature();
     void tellHealth(HealthTime when);
     [[nodiscard]] quix5::TestResult resultBefore() const;
     int end(const quix5::TestResult& result);

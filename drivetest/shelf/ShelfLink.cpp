@@ -60,7 +60,7 @@ void ShelfLink::look() {
     const auto left = m_meter.left();
     m_report.secondsLeft = left ? std::optional(std::chrono::duration<double>(*left).count()) : std::nullopt;
     m_report.sector = now.position;
-    m_report.temperatureC = now.temperatureC;
+    m_report.temperatureC = now.temperature;
     m_report.errors = now.errors;
     m_report.warnings = now.warnings;
 }

@@ -17,6 +17,7 @@ public:
     [[nodiscard]] bool isInitialized() const override { return m_initialized; }
     [[nodiscard]] bool isEmulated() const override { return m_emulated; }
     [[nodiscard]] std::size_t maxTransferBytes() const override { return m_path->maxTransferBytes(); }
+    [[nodiscard]] unsigned maxInFlight() const override { return m_path->maxInFlight(); }
     DeviceStatus reopen() override;
 
 private:

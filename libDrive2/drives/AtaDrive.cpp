@@ -65,12 +65,21 @@ std::uint32_t AtaDrive::getPhysicalSectorSize() {
 }
 
 TransferCut AtaDrive::cut() const {
-    return {m_identity->sectorBytes, wholeSectors(m_device->maxTransferBytes(), m_identity->sectorBytes,
-                                                  m_identity->extended ? kMaxSectors48 : kMaxSectors28)};
+    return {m_identity->sectorBytes,
+            wholeSectors(m_device->maxTransferBytes(), m_identity->sectorBytes,
+                         m_identity->extended ? kMaxSectors48 : kMaxSectors28),
+            m_device->maxInFlight()};
 }
 
 std::uint16_t AtaDrive::getOptimalRd(std::uint16_t limit) {
-    return optimalSectors(cut(), limit);
+    // Adapters for few sectors at once would have the threads wait for each other all the time.
+    constexpr std::uint32_t kLeastBytes = 2U << 20;
+    const TransferCut each = cut();
+    const std::uint32_t least = kLeastBytes / std::max(1U, each.sectorBytes);
+    const std::uint16_t together = optimalSectors(each, limit);
+    return each.inFlight > 1 && together < least
+               ? static_cast<std::uint16_t>(std::min<std::uint32_t>(least, limit))
+               : together;
 }
 std::uint16_t AtaDrive::getOptimalWr(std::uint16_t limit) {
     return getOptimalRd(limit);
@@ -105,13 +114,14 @@ _LIBDRIVE2_ERROR_TYPES AtaDrive::perform(const AtaRequest& request, const DriveA
 template <class MakeRequest>
 _LIBDRIVE2_ERROR_TYPES AtaDrive::transfer(const DriveAction& action, std::uint8_t* buffer,
                                           MakeRequest makeRequest) {
-    return transferInPieces(
+    return transferAsPulled(
         action.lba, action.count, cut(), *m_pool,
         [&](const TransferPiece& piece) {
             const std::size_t size = std::size_t{piece.count} * m_identity->sectorBytes;
             return m_device->execute(
                 ata::withData(makeRequest(piece.lba, piece.count), buffer + piece.offset, size));
         },
+        [](const AtaResponse& response) { return ata::statusOf(response).ok(); },
         [&](const TransferPiece& piece, const AtaResponse& response) {
             return settle(response, {action.what, piece.lba, piece.count});
         });

@@ -1,8 +1,10 @@
 #pragma once
 
+#include <array>
 #include <memory>
 
 #include "libDrive2/NVMeDevice.h"
+#include "libDrive2/linux/NVMeRing.h"
 #include "libDrive2/linux/PassThroughNode.h"
 
 namespace libDrive2 {
@@ -16,13 +18,20 @@ public:
     NVMeResponse execute(const NVMeCommand& command) override;
     [[nodiscard]] std::uint32_t namespaceId() const override { return m_namespaceId; }
     [[nodiscard]] std::size_t maxTransferBytes() const override { return m_node.maxTransferBytes(); }
-    [[nodiscard]] unsigned maxInFlight() const override { return kCommandsInFlight; }
+    [[nodiscard]] unsigned maxInFlight() const override {
+        return m_ring != nullptr ? NVMeRing::kDepth : kCommandsInFlight;
+    }
+    bool executeTogether(std::span<const NVMeCommand> commands, std::span<NVMeResponse> answers) override;
     DeviceStatus reopen() override;
 
 private:
     explicit LinuxNVMeDevice(PassThroughNode node) : m_node(std::move(node)) {}
 
+    [[nodiscard]] FileDescriptor openGenericNode() const;
+    [[nodiscard]] NVMeResponse responseOf(const NVMeRing::Outcome& outcome) const;
+
     PassThroughNode m_node;
+    std::unique_ptr<NVMeRing> m_ring;  ///< null where the kernel has none
     std::uint32_t m_namespaceId = 0;
 };
 

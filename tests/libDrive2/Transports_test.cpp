@@ -303,5 +303,48 @@ TEST(NVMeTransport, RefusesMetadataWithinSectorsAndBypassesTheCacheOnRepeats) {
     }
 }
 
+/// Takes three commands at a time from one thread, until it does not want to any more.
+struct RoundedNVMe : TamperedNVMe {
+    using TamperedNVMe::TamperedNVMe;
+    [[nodiscard]] std::size_t maxTransferBytes() const override { return 1024; }
+    [[nodiscard]] unsigned maxInFlight() const override { return 3; }
+    NVMeResponse execute(const NVMeCommand& command) override {
+        const std::lock_guard one(mutex);
+        return TamperedNVMe::execute(command);
+    }
+    bool executeTogether(std::span<const NVMeCommand> commands, std::span<NVMeResponse> answers) override {
+        if (rounds == 0)
+            return false;
+        --rounds;
+        // Not in their order, as drives do not keep it either.
+        for (std::size_t i = commands.size(); i-- > 0;)
+            answers[i] = execute(commands[i]);
+        return true;
+    }
+
+    std::mutex mutex;
+    int rounds = 2;
+};
+
+TEST(NVMeTransport, SendsCommandsTogetherAndTellsTheFirstFailure) {
+    auto owned = std::make_unique<RoundedNVMe>(
+        SimProvider::get().openNVMe("sim:nvme,sectors=1000,bad=24+25+37"), [](const auto&, auto&) {});
+    RoundedNVMe& device = *owned;
+    NVMeDrive drive{SharedNVMeDevice(std::move(owned))};
+    const SharedBlockHandle model = openBlock("sim:nvme,sectors=1000,bad=24+25+37");
+    std::vector<char> read(40 * 512), expected(21 * 512);
+    ASSERT_TRUE(model->read(0, expected.data(), 21 * 512).ok());
+    for (int pass = 0; pass < 2; ++pass) {  // two rounds, and two by threads; then all by threads
+        ASSERT_TRUE(drive.readSector(0, 21, read.data(), 21 * 512));
+        EXPECT_EQ(std::memcmp(read.data(), expected.data(), 21 * 512), 0);
+        EXPECT_EQ(device.rounds, 0);
+    }
+    for (const int rounds : {9, 0}) {
+        device.rounds = rounds;
+        EXPECT_FALSE(drive.readSector(4, 36, read.data(), 36 * 512));
+        EXPECT_THAT(drive.getLastErrorStr().utf8(), HasSubstr("reading sectors 24 through 25 failed"));
+    }
+}
+
 }  // namespace
 }  // namespace libDrive2

@@ -99,6 +99,21 @@ def is_health(content):
             all(map(is_count, content.get("hidden", {}).values())))
 
 
+def is_temperature(content):
+    return (set(content) - {"limit"} == {"lowest", "highest", "last", "rests", "restedSeconds"} and
+            all(isinstance(value, int) for value in content.values()) and
+            content["lowest"] <= content["last"] <= content["highest"] and
+            is_count(content["rests"]) and is_count(content["restedSeconds"]) and
+            (content["rests"] == 0 or content["highest"] > content.get("limit", -300)))
+
+
+def is_links(content):
+    links = content.get("links")
+    return (set(content) == {"links"} and isinstance(links, list) and len(links) > 0 and
+            all(set(each) - {"megabytesPerSecond"} == {"name"} and isinstance(each["name"], str) and
+                is_count(each.get("megabytesPerSecond", 0)) for each in links))
+
+
 def is_regions(content):
     regions = content.get("regions")
     directions = [content[name] for name in ("read", "written") if name in content]
@@ -183,8 +198,8 @@ def is_resumed(content):
 
 
 FORMS = {"drive": is_drive, "surface": is_surface, "regions": is_regions, "slowTransfers": is_slow_transfers, "transfers": is_transfers,
-         "health": is_health, "grade": is_grade, "fingerprint": is_fingerprint, "progress": is_progress,
-         "resumed": is_resumed}
+         "health": is_health, "temperature": is_temperature, "links": is_links, "grade": is_grade, "fingerprint": is_fingerprint,
+         "progress": is_progress, "resumed": is_resumed}
 
 
 def load_validator():
