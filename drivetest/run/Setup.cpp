@@ -107,62 +107,6 @@ bool takeOnlyRest(const RunOptions& options, const ChosenTest& chosen, std::stri
                            error);
 }
 
-bool choose(const RunOptions& options, ChosenTest& chosen, std::string& error) {
-    chosen.module = loadModule(options.moduleFile, error);
-    if (chosen.module == nullptr)
-        return false;
-    std::vector<std::string> assignments = options.parameters;
-    chosen.test = meantTest(*chosen.module, options, assignments, error);
-    if (chosen.test == nullptr || !limitTime(*chosen.test, options.maxTime, assignments, error) ||
-        !applyParameters(chosen.test->descriptor, assignments, error) ||
-        !makeDevice(options.device, options.properties, chosen.device, error))
-        return false;
-    chosen.writes = writesToDrive(*chosen.test);
-    return takeOnlyRest(options, chosen, error);
-}
-
-}  // namespace
-
-std::optional<ChosenTest> chooseTest(const RunOptions& options, ExitStatus& refused) {
-    ChosenTest chosen;
-    std::string error;
-    refused = choose(options, chosen, error) ? checkDevice(*chosen.test, chosen.device, error) : kExitUsage;
-    if (refused == kExitPass)
-        return chosen;
-    complain(error);
-    return std::nullopt;
-}
-
-const quix5::OfferedTest* meantTest(const quix5::Module& module, const RunOptions& options,
-                                    std::vector<std::string>& assignments, std::string& error) {
-    const quix5::OfferedTest* const test =
-        options.survey ? findSurvey(module, error) : findTest(module, options.test, error);
-    if (test == nullptr || (!options.gentle && options.importedMap.empty()))
-        return test;
-    const quix5::TestTraits& traits = test->entry->traits;
-    if (traits.gentleTest == nullptr) {
-        error = words("{test} cannot be done gently: --gentle is for tests that read",
-                      {{"test", test->descriptor.name()}});
-        return nullptr;
-    }
-    assignments.insert(assignments.begin(), traits.gentleParameter);
-    return module.find(traits.gentleTest);
-}
-
-bool limitTime(const quix5::OfferedTest& test, std::uint32_t seconds, std::vector<std::string>& assignments,
-               std::string& error) {
-    if (seconds == 0)
-        return true;
-    const char* const parameter = test.entry->traits.timeLimit;
-    if (parameter == nullptr) {
-        error = words("{test} has no limit of time: --max-time is for linear tests",
-                      {{"test", test.descriptor.name()}});
-        return false;
-    }
-    assignments.push_back(parameter + ("=" + std::to_string(seconds)));
-    return true;
-}
-
 /// Has the test begin behind what an earlier run has done, within the time that this one has left.
 bool goOn(const RunOptions& options, const quix5::OfferedTest& test, std::vector<std::string>& assignments,
           std::string& error) {
@@ -203,9 +147,74 @@ bool choose(const RunOptions& options, ChosenTest& chosen, std::string& error) {
         !applyParameters(chosen.test->descriptor, assignments, error) ||
         !makeDevice(options.device, options.properties, chosen.device, error))
         return false;
+    chosen.writes = writesToDrive(*chosen.test);
+    return takeOnlyRest(options, chosen, error);
 }
-parameter->set(*value);
-return true;
+
+}  // namespace
+
+std::optional<ChosenTest> chooseTest(const RunOptions& options, ExitStatus& refused, std::string& error) {
+    ChosenTest chosen;
+    refused = choose(options, chosen, error) ? checkDevice(*chosen.test, chosen.device, error) : kExitUsage;
+    return refused == kExitPass ? std::optional(std::move(chosen)) : std::nullopt;
+}
+
+std::optional<ChosenTest> chooseTest(const RunOptions& options, ExitStatus& refused) {
+    std::string error;
+    std::optional<ChosenTest> chosen = chooseTest(options, refused, error);
+    if (!chosen)
+        complain(error);
+    return chosen;
+}
+
+const quix5::OfferedTest* meantTest(const quix5::Module& module, const RunOptions& options,
+                                    std::vector<std::string>& assignments, std::string& error) {
+    const quix5::OfferedTest* const test =
+        options.survey ? findSurvey(module, error) : findTest(module, options.test, error);
+    if (test == nullptr || (!options.gentle && options.importedMap.empty()))
+        return test;
+    const quix5::TestTraits& traits = test->entry->traits;
+    if (traits.gentleTest == nullptr) {
+        error = words("{test} cannot be done gently: --gentle is for tests that read",
+                      {{"test", test->descriptor.name()}});
+        return nullptr;
+    }
+    assignments.insert(assignments.begin(), traits.gentleParameter);
+    return module.find(traits.gentleTest);
+}
+
+bool limitTime(const quix5::OfferedTest& test, std::uint32_t seconds, std::vector<std::string>& assignments,
+               std::string& error) {
+    if (seconds == 0)
+        return true;
+    const char* const parameter = test.entry->traits.timeLimit;
+    if (parameter == nullptr) {
+        error = words("{test} has no limit of time: --max-time is for linear tests",
+                      {{"test", test.descriptor.name()}});
+        return false;
+    }
+    assignments.push_back(parameter + ("=" + std::to_string(seconds)));
+    return true;
+}
+
+bool setParameter(const quix5::Test& test, const zel::String& name, const zel::String& text,
+                  std::string& error) {
+    quix5::Parameter* const parameter = quix5::findParameter(test, name);
+    if (parameter == nullptr) {
+        error =
+            words("{test} has no parameter {name}; it has: {known}",
+                  {{"test", test.name()}, {"name", quoted(name.utf8())}, {"known", parameterNames(test)}});
+        return false;
+    }
+    const auto value = quix5::parseValue(*parameter, text);
+    if (!value) {
+        error = words(
+            "{text} is no value for {name}: give {values}",
+            {{"text", quoted(text.utf8())}, {"name", name}, {"values", quix5::describeValues(*parameter)}});
+        return false;
+    }
+    parameter->set(*value);
+    return true;
 }
 
 bool setDeviceProperty(quix5::DiagDevice& device, const zel::String& name, const zel::String& value,
@@ -248,22 +257,6 @@ ExitStatus checkDevice(const quix5::OfferedTest& test, const quix5::DiagDevice& 
         return kExitCannotRun;
     }
     return kExitPass;
-}
-
-}  // namespace
-
-std::optional<ChosenTest> chooseTest(const RunOptions& options, ExitStatus& refused, std::string& error) {
-    ChosenTest chosen;
-    refused = choose(options, chosen, error) ? checkDevice(*chosen.test, chosen.device, error) : kExitUsage;
-    return refused == kExitPass ? std::optional(std::move(chosen)) : std::nullopt;
-}
-
-std::optional<ChosenTest> chooseTest(const RunOptions& options, ExitStatus& refused) {
-    std::string error;
-    std::optional<ChosenTest> chosen = chooseTest(options, refused, error);
-    if (!chosen)
-        complain(error);
-    return chosen;
 }
 
 std::unique_ptr<quix5::Module> loadModule(const std::string& file, std::string& error) {
