@@ -15,7 +15,7 @@ if not program.WINDOWS:
 
 GOLDEN = pathlib.Path(__file__).with_name("screens.txt")
 START = 10200600000  # a position has as many digits from beginning to end, and the strip a stretch to fill
-LARGE = "sectors=39062500000,speed=800,bad=%d+%d-%d" % (START + 100, START + 200000, START + 200001)
+LARGE = "sectors=17400000000,speed=200,bad=%d+%d-%d" % (START + 100, START + 200000, START + 200001)
 FAULTY = "sim:disk,removable,media=none>disk," + LARGE
 STUCK = "sim:disk,sectors=9,bad=0"  # with FOREVER it never gets beyond its first sector
 FOREVER = ["-p", "RetryCount=4294967295"]
