@@ -18,7 +18,6 @@ using Faults = std::vector<PlanFault>;
 using By = PlannedDrive::By;
 
 constexpr std::uint64_t kMostRepeats = 100;
-constexpr std::uint64_t kMostJobs = 1024;
 constexpr std::uint64_t kMostDegrees = 200;
 constexpr std::uint64_t kMost32 = std::numeric_limits<std::uint32_t>::max();
 /// Doubles, which numbers of such files are, count exactly so far.

@@ -131,6 +131,7 @@ DriveWork workOf(const ResolvedPlan& resolved, const ResolvedPlan::Drive& drive)
                 RunOptions& run = work.runs.emplace_back(test->options);
                 run.device = work.device;
                 run.confirm = test->writes ? confirmation : std::string();
+                work.bytes += outlook ? outlook->bytes : 0;
             }
     return work;
 }

@@ -104,6 +104,16 @@ private:
     std::vector<std::string> m_left;
 };
 
+/// That the test will transfer; 0 where that cannot be told.
+double bytesOf(const ChosenTest& chosen) {
+    const auto foresee = chosen.test->entry->traits.foresee;
+    const auto sectorBytes =
+        static_cast<std::uint32_t>(numberProperty(chosen.device, quix5::kPropertySectorSize));
+    if (foresee == nullptr || sectorBytes == 0)
+        return 0;
+    return foresee(numberProperty(chosen.device, quix5::kPropertyBytes) / sectorBytes, sectorBytes).bytes;
+}
+
 bool addDrive(const RunOptions& given, const std::string& device, Confirmations& confirmations,
               ShelfWork& work, std::string& error) {
     RunOptions options = given;
@@ -119,6 +129,7 @@ bool addDrive(const RunOptions& given, const std::string& device, Confirmations&
     drive.refusedAs = refused;
     if (chosen) {
         drive.name = nameOf(chosen->device, device);
+        drive.bytes = bytesOf(*chosen);
         options.confirm = confirmations.take(confirmationOf(chosen->device));
         drive.runs.push_back(std::move(options));
     }

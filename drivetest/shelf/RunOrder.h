@@ -25,18 +25,4 @@ public:
     [[nodiscard]] virtual std::vector<std::string> notes() const { return {}; }
 };
 
-/// So many at once, whatever they share.
-class JobLimit : public RunOrder {
-public:
-    explicit JobLimit(unsigned most) : m_most(most) {}
-
-    [[nodiscard]] bool mayStart(std::size_t /*drive*/) override { return m_most > m_running.size(); }
-    void started(std::size_t drive) override { m_running.push_back(drive); }
-    void ended(std::size_t drive) override { std::erase(m_running, drive); }
-
-private:
-    std::size_t m_most;
-    std::vector<std::size_t> m_running;
-};
-
 }  // namespace drivetest

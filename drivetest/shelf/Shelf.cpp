@@ -10,6 +10,7 @@
 #include "drivetest/run/LastWords.h"
 #include "drivetest/run/Signals.h"
 #include "drivetest/run/StandardStreams.h"
+#include "drivetest/shelf/LinkOrder.h"
 #include "drivetest/shelf/ShelfDrive.h"
 #include "drivetest/shelf/ShelfFolder.h"
 #include "drivetest/shelf/ShelfReport.h"
@@ -202,9 +203,8 @@ int runShelf(const ShelfWork& work, const ShelfLook& look, std::unique_ptr<RunOr
         complain(problem);
         return kExitUsage;
     }
-    const unsigned jobs = std::min(work.jobs == 0 ? kMostJobs : work.jobs, kMostJobs);
     if (order == nullptr)
-        order = std::make_unique<JobLimit>(jobs);
+        order = std::make_unique<LinkOrder>(work);
     Console console(stdout, look.colours);
     return Shelf(work, *order, *std::move(folder), console, look.quiet).run();
 }

@@ -21,6 +21,7 @@ struct DriveWork {
     OnFailure onFailure = OnFailure::goOn;
     std::string refusal{};  ///< why nothing is run on it, as a sentence; empty when something is
     ExitStatus refusedAs = kExitCannotRun;  ///< what that counts as
+    double bytes = 0;                       ///< that the runs transfer, as far as it can be told
 };
 
 /// More processes would only wait for each other.
