@@ -112,7 +112,7 @@ TEST(Plan, TellsAllThatIsWrongAtOnce) {
              kDrive + kTest,
          {"p:1:14: there is no \"stop\"; there are: go-on, stop-drive, stop-all",
           "p:2:11: repeats wants a whole number from 1 to 100",
-          "p:3:8: jobs wants a whole number from 1 to 1024",
+          "p:3:8: jobs wants a whole number from 1 to 256",
           "p:4:10: folder wants a path that begins at the root",
           "p:5:13: hang-time wants a time, such as \"90s\", \"10min\" or \"1h\"",
           "p:6:11: confirm wants texts in quotes, such as [\"one\", \"other\"]"}},
