@@ -20,7 +20,12 @@ echo "building build/windows ..."
 build windows
 build dev --log-level=ERROR
 # One server for all programs, which would otherwise end while one of them begins.
-trap '"$server" -k 2>/dev/null || true' EXIT
+scratch=""
+clean_up() {
+    "$server" -k 2>/dev/null || true
+    [ ! -b "$scratch" ] || losetup --detach "$scratch" || true
+}
+trap clean_up EXIT
 "$server" -p
 # The system's own services, which the first program starts, must not keep the pipes of a test.
 "$wine" cmd /c ver >/dev/null 2>&1 </dev/null
