@@ -72,7 +72,7 @@ TestResult SurveyReadTest::readSample(const RangePlan& range) {
                        .time = m_time.granted(),
                        .seed = std::random_device()()});
     const TestResult ended = readAll(order);
-    tellOfSample(order);
+    tellOfSample(order, ended);
     return ended;
 }
 
@@ -203,7 +203,8 @@ void SurveyReadTest::restIfSlower(const Finding& finding) {
     zel::Clock::current().sleep(kRest);
 }
 
-void SurveyReadTest::tellOfSample(const SampleOrder& order) {
+/// What a stop or a lost drive cut short still proves something; why it proves no more they say themselves.
+void SurveyReadTest::tellOfSample(const SampleOrder& order, const TestResult& ended) {
     if (order.isComplete())
         return;
     if (order.badAreas() != 0) {
@@ -213,7 +214,8 @@ void SurveyReadTest::tellOfSample(const SampleOrder& order) {
         return;
     }
     if (order.samples() == 0) {
-        sendEvent(*events::surveyTooShort, EventType::INFORMATIVE);
+        if (ended == TestResult::PASS || ended == TestResult::WARN)
+            sendEvent(*events::surveyTooShort, EventType::INFORMATIVE);
         return;
     }
     events::surveySample->setVariable("Samples", order.samples())

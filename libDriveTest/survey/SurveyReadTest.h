@@ -44,7 +44,7 @@ private:
     void tellOfUnclear();
     bool isOver();
     void restIfSlower(const Finding& finding);
-    void tellOfSample(const SampleOrder& order);
+    void tellOfSample(const SampleOrder& order, const TestResult& ended);
 
     zel::Logger& m_logger;
     std::uint64_t m_sectors = 0;  ///< to read

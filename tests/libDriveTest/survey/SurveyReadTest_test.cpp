@@ -79,6 +79,9 @@ TEST_F(Survey, SaysWhatASampleProves) {
     EXPECT_EQ(run(large, "MaxTime=1"), PASS);
     EXPECT_EQ(events(), "INFORMATIVE surveyTooShort(); ");
     EXPECT_EQ(run(large, "SurveyMethod=sample OnlyRanges=1-2"), BADPARAMS);
+    host.stop = [](int n) { return n > 3; };
+    EXPECT_EQ(run(large, "MaxTime=10"), USERABORTED);
+    EXPECT_THAT(events(), testing::Not(HasSubstr("surveyTooShort")));
 }
 
 TEST_F(Survey, ReadsAllWhereNothingLimitsIt) {
