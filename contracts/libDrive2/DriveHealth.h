@@ -24,6 +24,23 @@ struct SmartAttribute {
 enum class SelfTestKind : std::uint8_t { other, shortTest, extendedTest };
 enum class SelfTestOutcome : std::uint8_t { running, passed, aborted, interrupted, failed };
 
+/// `status`: 0 to 15, as ATA drives have it in the upper half of the status byte (ACS-2, Self-test execution
+/// status) and SCSI drives in the self-test result (SPC-4, log page 10h).
+[[nodiscard]] constexpr SelfTestOutcome selfTestOutcome(unsigned status) noexcept {
+    switch (status) {
+        case 0x0:
+            return SelfTestOutcome::passed;
+        case 0x1:
+            return SelfTestOutcome::aborted;
+        case 0x2:
+            return SelfTestOutcome::interrupted;
+        case 0xF:
+            return SelfTestOutcome::running;
+        default:
+            return SelfTestOutcome::failed;
+    }
+}
+
 /// A self-test that the drive has in its log, or carries out.
 struct SelfTestEntry {
     SelfTestKind kind = SelfTestKind::other;

@@ -47,21 +47,6 @@ SelfTestKind ataKind(std::int64_t code) {
                                 : SelfTestKind::other;
 }
 
-SelfTestOutcome ataOutcome(std::int64_t status) {
-    switch (status >> 4) {
-        case 0x0:
-            return SelfTestOutcome::passed;
-        case 0x1:
-            return SelfTestOutcome::aborted;
-        case 0x2:
-            return SelfTestOutcome::interrupted;
-        case 0xF:
-            return SelfTestOutcome::running;
-        default:
-            return SelfTestOutcome::failed;
-    }
-}
-
 void takeAtaSelfTests(const Json& output, DriveHealth& health) {
     // The extended log has addresses of 48 bits.
     const Json& log = at(output, {"ata_smart_self_test_log"});
@@ -70,7 +55,8 @@ void takeAtaSelfTests(const Json& output, DriveHealth& health) {
         const auto status = countAt(entry, {"status", "value"});
         if (!status)
             return;
-        SelfTestEntry test{ataKind(countAt(entry, {"type", "value"}).value_or(0)), ataOutcome(*status),
+        SelfTestEntry test{ataKind(countAt(entry, {"type", "value"}).value_or(0)),
+                           libDrive2::selfTestOutcome(static_cast<unsigned>(*status >> 4)),
                            natural(countAt(entry, {"lifetime_hours"}))};
         if (test.outcome == SelfTestOutcome::failed)
             test.firstBad = natural(countAt(entry, {"lba"}));

@@ -77,22 +77,6 @@ std::string nameOf(std::uint8_t id) {
     return known != std::end(kNames) ? std::string(known->name) : std::string();
 }
 
-/// Upper half of the status byte of a self-test (ACS-2, Self-test execution status).
-SelfTestOutcome outcomeOf(std::uint8_t status) {
-    switch (status >> 4) {
-        case 0x0:
-            return SelfTestOutcome::passed;
-        case 0x1:
-            return SelfTestOutcome::aborted;
-        case 0x2:
-            return SelfTestOutcome::interrupted;
-        case 0xF:
-            return SelfTestOutcome::running;
-        default:
-            return SelfTestOutcome::failed;
-    }
-}
-
 SelfTestKind kindOf(std::uint8_t subcommand) {
     switch (subcommand & 0x7F) {  // the uppermost bit: it kept the host waiting
         case kShortTest:
@@ -193,7 +177,7 @@ std::optional<SmartSelfTest> parseSmartSelfTest(Bytes data) {
     if (!isWhole(data))
         return std::nullopt;
     SmartSelfTest test;
-    test.outcome = outcomeOf(data[kStatus]);
+    test.outcome = selfTestOutcome(data[kStatus] >> 4);
     test.wasRun = data[kStatus] != 0;
     test.percentLeft = std::min(data[kStatus] & 0x0FU, 10U) * 10;
     test.shortMinutes = data[kShortMinutes];
@@ -217,7 +201,8 @@ std::vector<SelfTestEntry> parseSelfTestLog(Bytes log) {
         const Bytes entry = slice(log, kFirstEntry + number * kEntryBytes, kEntryBytes);
         if (std::ranges::all_of(entry, [](std::uint8_t byte) { return byte == 0; }))
             break;
-        SelfTestEntry test{kindOf(entry[0]), outcomeOf(entry[1]), loadLittleEndian<std::uint16_t>(entry, 2)};
+        SelfTestEntry test{kindOf(entry[0]), selfTestOutcome(entry[1] >> 4),
+                           loadLittleEndian<std::uint16_t>(entry, 2)};
         const auto lba = loadLittleEndian<std::uint32_t>(entry, 5);
         if (test.outcome == SelfTestOutcome::failed && lba != kNoLba)
             test.firstBad = lba;

@@ -43,21 +43,6 @@ SelfTestKind kindOf(unsigned code) {
     }
 }
 
-SelfTestOutcome outcomeOf(unsigned result) {
-    switch (result) {
-        case 0x0:
-            return SelfTestOutcome::passed;
-        case 0x1:
-            return SelfTestOutcome::aborted;
-        case 0x2:
-            return SelfTestOutcome::interrupted;
-        case 0xF:
-            return SelfTestOutcome::running;
-        default:
-            return SelfTestOutcome::failed;
-    }
-}
-
 }  // namespace
 
 ScsiRequest readGrownDefects(std::uint16_t allocation) {
@@ -138,7 +123,7 @@ std::vector<SelfTestEntry> parseSelfTestResults(Bytes answer) {
         // Without a self-test code: an entry that was never used.
         if (!value || value->size() < kEntryBytes || (*value)[0] >> 5 == 0)
             break;
-        SelfTestEntry entry{kindOf((*value)[0] >> 5), outcomeOf((*value)[0] & 0x0F),
+        SelfTestEntry entry{kindOf((*value)[0] >> 5), selfTestOutcome((*value)[0] & 0x0F),
                             loadBigEndian<std::uint16_t>(*value, 2)};
         const auto lba = loadBigEndian<std::uint64_t>(*value, 4);
         if (entry.outcome == SelfTestOutcome::failed && lba != kNoLba)
