@@ -5,6 +5,7 @@
 
 #include "drivetest/devices/Drives.h"
 #include "drivetest/grade/Grading.h"
+#include "drivetest/plan/BuiltInPlans.h"
 #include "drivetest/plan/PlanReader.h"
 #include "drivetest/run/Setup.h"
 #include "drivetest/safety/SafeStart.h"
@@ -156,6 +157,15 @@ void join(ResolvedPlan& resolved, std::vector<PresentDrive> found, Faults& fault
     }
 }
 
+/// Where the name of a plan that comes with the program was taken for a file.
+std::string adviceOnName(const std::string& name) {
+    const auto isThis = [&name](const BuiltInPlan& plan) { return name == plan.name; };
+    if (std::ranges::none_of(builtInPlans(), isThis))
+        return {};
+    return words("; the plan of that name is built in: {command} makes a file of it",
+                 {{"command", quoted("drivetest plan --print " + name + " > " + name + ".toml")}});
+}
+
 }  // namespace
 
 std::unique_ptr<ResolvedPlan> ResolvedPlan::load(const std::string& path, const RunOptions& usual,
@@ -167,7 +177,7 @@ std::unique_ptr<ResolvedPlan> ResolvedPlan::load(const std::string& path, const 
     if (file && (usual.grading == kNoGrading || Grading::load(usual.grading, error)))
         resolved->module = loadModule(usual.moduleFile, error);
     if (!file || resolved->module == nullptr) {
-        faults.push_back(error);
+        faults.push_back(error + (file ? "" : adviceOnName(path)));
         return nullptr;
     }
     Faults found;

@@ -198,6 +198,8 @@ class Plans(program.ImageTest):
                 (("plan",), 'name a plan, as in "drivetest plan check FILE", or give --print; "drivetest plan --help" tells what '
                             "the command takes"),
                 (("plan", "check", "none.toml"), "none.toml does not exist"),
+                (("plan", "check", "weekly-scrub"), "weekly-scrub does not exist; the plan of that name is built in: "
+                 '"drivetest plan --print weekly-scrub > weekly-scrub.toml" makes a file of it'),
                 (("plan", "check", "large.toml"), "large.toml is larger than any file of settings"),
                 (("plan", "chekc", "plan.toml"), 'ACTION: there is no "chekc"; there are: check'),
                 (("plan", "--print", "old-drive"), '--print: there is no "old-drive"; there are: new-drive, used-drive, weekly-scrub'),
