@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # How long a report takes, and how much memory, from a record of a million cells, no two neighbours alike, and a hundred
-# thousand events; the same with the surface in the form that needs the longest lines; and how large the page is.
+# thousand events; the same with the surface in the form that needs the longest lines; how large the page is, and how long
+# a browser takes for it.
 #   --quick  a tenth of both: a look, no figure to keep
 # Figures never make it fail.
 set -euo pipefail
@@ -35,6 +36,19 @@ records.write(path, lines)
 END
 }
 
+# open_page FILE: prints for how many seconds the page keeps a browser busy until it stands there.
+open_page() {
+    PYTHONPATH="$root/tests/browser" /usr/bin/python3 -B - "$folder/browser" "$1" <<'END'
+import sys
+from browser import Browser, Page
+browser = Browser(sys.argv[1])
+page = Page(browser)
+page.open(sys.argv[2]).value("0")  # what was on its way is done then
+print("%.2f" % page.task_seconds())
+browser.close()
+END
+}
+
 # measure WHAT RECORD: prints time, memory and size of its report.
 measure() {
     local round seconds kibibytes least=1000000 most=0
@@ -48,6 +62,7 @@ measure() {
     judge "time, best of $round" "$least" "s" "< 3"
     judge "memory" "$((most / 1024))" "MiB" "< 200"
     judge "page" "$(calculate 2 "$(stat -c %s "$folder/report.html") / 1048576")" "MiB" "< 3"
+    judge "time until a browser shows it" "$(open_page "$folder/report.html")" "s" "< 2"
 }
 
 record "$folder/record.jsonl" none

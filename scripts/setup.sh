@@ -16,7 +16,7 @@ for option in "$@"; do
             python3 python3-jsonschema python3-pyte e2fsprogs util-linux mount dmsetup qemu-system-x86 busybox-static kmod
             xz-utils lvm2 mdadm btrfs-progs bcache-tools fdisk f3 chromium openssh-client) ;;
         --bench) packages+=(fio e2fsprogs util-linux mount time python3 dmsetup qemu-system-x86 busybox-static kmod
-            xz-utils sg3-utils) ;;
+            xz-utils sg3-utils chromium) ;;
         --windows) packages+=(g++-mingw-w64-x86-64-posix wine64 googletest python3 e2fsprogs util-linux mount zip
             unzip) ;;
         *) fail "unknown option $option" "use it as: setup.sh [--dev] [--bench] [--windows]" ;;

@@ -147,6 +147,7 @@ class Page:
         asked = [event["params"]["request"]["url"] for event in mine if event["method"] == "Network.requestWillBeSent"]
         return found + [url for url in asked if not url.startswith(("file:", "data:"))]
 
-    def cpu_seconds(self):
+    def task_seconds(self):
+        """What its main thread has done since it was made."""
         metrics = {each["name"]: each["value"] for each in self.call("Performance.getMetrics")["metrics"]}
         return metrics["TaskDuration"]

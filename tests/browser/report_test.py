@@ -160,7 +160,6 @@ class ReportTest(pages.PageTest):
         page = self.page(report)
         for cell in (0, 500000, 999999):
             self.assertEqual(page.value(f"{PIXEL}({cell * 2048})"), page.value(f"{COLOUR}('--failed')"))
-        self.assertLess(page.cpu_seconds(), 2)  # to open it, whatever else the machine does
 
     @pages.needs_axe
     def test_accessibility(self):

@@ -33,7 +33,8 @@ class OddSectors(program.ImageTest):
                 with self.subTest(size=size, test=test):
                     run = self.write(test, drive)
                     self.assertEqual((run.status, run.result(), faults(run)), (0, "PASS", {}), run.out + run.err)
-                    self.assertEqual(run.extensions("drive"), [{"method": "scsi", "sectors": SECTORS, "sectorBytes": size}])
+                    (told,) = run.extensions("drive")
+                    self.assertEqual([told[key] for key in ("method", "sectors", "sectorBytes")], ["scsi", SECTORS, size])
                     self.assertEqual(self.changed(), [])
 
     def test_faults_are_named_exactly(self):
