@@ -7,6 +7,7 @@
 #include <string>
 #include <utility>
 
+#include "drivetest/record/ObjectOf.h"
 #include "drivetest/record/RecordedExtensions.h"
 #include "drivetest/statistics/DriveStatistics.h"
 
@@ -203,7 +204,7 @@ SlowTransfers::State readSlow(const Json& json) {
 }  // namespace
 
 Json stateJson(const StatisticsState& state) {
-    return {{"visited", state.visited},
+    return objectOf({{"visited", state.visited},
             {"read", totalsJson(state.reads)},
             {"written", totalsJson(state.writes)},
             {"operations", operationsJson(state)},
@@ -212,7 +213,7 @@ Json stateJson(const StatisticsState& state) {
             {"newCauses", causesJson(state.newCauses)},
             {"bad", badJson(state.bad)},
             {"surface", surfaceJson(state.surface)},
-            {"regions", regionsJson(state.regions)}};
+            {"regions", regionsJson(state.regions)}});
 }
 
 StatisticsState readState(const Json& json) {

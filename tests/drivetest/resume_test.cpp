@@ -48,7 +48,7 @@ void testChunk(DriveStatistics& statistics, std::uint64_t lba, std::uint64_t see
 
 std::string accountOf(DriveStatistics& statistics) {
     statistics.finish();
-    Json all{surfaceJson(statistics.surface()),
+    Json all{writtenSurface(statistics.surface()),
              regionsJson(statistics.rates(), 512),
              badSectorsJson(statistics.badSectors()),
              slowTransfersJson(statistics.slowTransfers()),

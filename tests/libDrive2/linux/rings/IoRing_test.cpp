@@ -24,16 +24,16 @@ class IoRingOnPlayedKernel : public testing::Test {
 protected:
     IoRingOnPlayedKernel() {
         kernel.carryOut = [this](const PlayedKernel::Work& work) {
-            const std::uint64_t at = work.entry.off - kStart;
-            std::int32_t moved = static_cast<std::int32_t>(work.entry.len);
+            const std::uint64_t at = work.offset - kStart;
+            std::int32_t moved = static_cast<std::int32_t>(work.bytes);
             // Each fate is met once; a number of bytes cuts the piece short.
             if (const auto fate = fates.find(at); fate != fates.end()) {
                 moved = std::min(moved, fate->second);
                 fates.erase(fate);
             }
             for (std::int32_t i = 0; i < moved; ++i)
-                reinterpret_cast<char*>(work.entry.addr)[i] = byteAt(work.entry.off + static_cast<unsigned>(i));
-            touched = std::max(touched, work.entry.off + work.entry.len);
+                reinterpret_cast<char*>(work.address)[i] = byteAt(work.offset + static_cast<unsigned>(i));
+            touched = std::max(touched, work.offset + work.bytes);
             return PlayedKernel::End{moved};
         };
     }

@@ -135,7 +135,7 @@ TEST_F(NVMeRingOnPlayedKernel, SendsCommandsAsTheKernelReadsThem) {
         nvme_uring_cmd is{};
         std::memcpy(&is, work.command.data(), sizeof is);
         const bool isInPlace = is.addr == reinterpret_cast<std::uintptr_t>(buffer.data());
-        told.insert(told.end(), {work.entry.opcode, work.entry.cmd_op, is.opcode, is.nsid, is.data_len, is.cdw10,
+        told.insert(told.end(), {work.opcode, work.commandKind, is.opcode, is.nsid, is.data_len, is.cdw10,
                                  is.cdw11, is.cdw12, is.cdw13, is.cdw14, is.cdw15, is.timeout_ms, isInPlace});
         return PlayedKernel::End{0, 0xFFFFFFFF00000005};
     };

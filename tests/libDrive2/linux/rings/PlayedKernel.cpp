@@ -25,6 +25,7 @@ int PlayedKernel::setUp(unsigned entries, io_uring& ring, unsigned flags) {
     const bool endsLong = (flags & IORING_SETUP_CQE32) != 0;
     const unsigned ends = 2 * entries;
     m_flags = flags;
+    m_sqHead = m_sqTail = m_cqHead = m_cqTail = 0;
     m_entries.assign(std::size_t{entries} * (isLong ? 2 : 1), {});
     m_completions.assign(ends * (endsLong ? 4U : 2U), 0);
     ring = {};
@@ -62,7 +63,7 @@ unsigned PlayedKernel::take(io_uring& ring, unsigned most) {
     unsigned taken = 0;
     for (; taken < most && m_sqHead != ring.sq.sqe_tail; ++taken, ++m_sqHead) {
         const io_uring_sqe& entry = m_entries[std::size_t{m_sqHead & ring.sq.ring_mask} * width];
-        Work work{entry.user_data, entry, {}};
+        Work work{entry.user_data, entry.opcode, entry.cmd_op, entry.off, entry.addr, entry.len, {}};
         if (width == 2) {
             const auto* const from = reinterpret_cast<const std::byte*>(&entry) + offsetof(io_uring_sqe, addr3);
             work.command.assign(from, reinterpret_cast<const std::byte*>(&entry + 2));

@@ -36,7 +36,11 @@ public:
     /// An entry that was taken.
     struct Work {
         std::uint64_t number;  ///< that completions are told apart by
-        io_uring_sqe entry;
+        std::uint8_t opcode;
+        std::uint32_t commandKind;
+        std::uint64_t offset;
+        std::uint64_t address;
+        std::uint32_t bytes;
         std::vector<std::byte> command;  ///< behind the entry, in rings with long ones
     };
     struct End {
