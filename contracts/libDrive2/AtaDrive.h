@@ -16,9 +16,9 @@ namespace ata {
 struct Identity;
 }
 
-/// A drive through the commands of an ATA device (ACS-4). Reads of several commands are queued where drive and
-/// transport can. A write that is repeated after a failure bypasses
-/// the drive's cache where the drive can (FUA).
+/// A drive through the commands of an ATA device (ACS-4). Reads of several commands are queued where drive
+/// and transport can. A write that is repeated after a failure bypasses the drive's cache where the drive can
+/// (FUA).
 class DRIVETEST_API AtaDrive : public Drive {
 public:
     explicit AtaDrive(SharedAtaDevice device);

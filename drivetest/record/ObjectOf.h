@@ -7,8 +7,8 @@
 
 namespace drivetest {
 
-/// An object of these members, in their order, with room for two more. One that grows copies what it has, which of
-/// a drive's whole surface takes tens of megabytes.
+/// An object of these members, in their order, with room for two more. One that grows copies what it has,
+/// which of a drive's whole surface takes tens of megabytes.
 template <std::size_t N>
 Json objectOf(std::pair<const char*, Json> (&&members)[N]) {
     Json object = Json::object();

@@ -281,7 +281,8 @@ void RunRecord::end(const RunSummary& summary) {
     if (statistics != nullptr) {
         writeRates(*statistics);
         SurfaceJson surface = surfaceJson(statistics->surface());
-        m_writer->writeStep("extension", objectOf({{"name", "surface"}, {"content", std::move(surface.content)}}),
+        m_writer->writeStep("extension",
+                            objectOf({{"name", "surface"}, {"content", std::move(surface.content)}}),
                             surface.lists);
         writeExtension("regions", regionsJson(statistics->rates(), statistics->sectorBytes()));
         for (Json& part : badSectorsJson(statistics->badSectors()))

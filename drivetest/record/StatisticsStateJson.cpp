@@ -205,15 +205,15 @@ SlowTransfers::State readSlow(const Json& json) {
 
 Json stateJson(const StatisticsState& state) {
     return objectOf({{"visited", state.visited},
-            {"read", totalsJson(state.reads)},
-            {"written", totalsJson(state.writes)},
-            {"operations", operationsJson(state)},
-            {"slowTransfers", slowJson(state.slow)},
-            {"good", goodJson(state.good)},
-            {"newCauses", causesJson(state.newCauses)},
-            {"bad", badJson(state.bad)},
-            {"surface", surfaceJson(state.surface)},
-            {"regions", regionsJson(state.regions)}});
+                     {"read", totalsJson(state.reads)},
+                     {"written", totalsJson(state.writes)},
+                     {"operations", operationsJson(state)},
+                     {"slowTransfers", slowJson(state.slow)},
+                     {"good", goodJson(state.good)},
+                     {"newCauses", causesJson(state.newCauses)},
+                     {"bad", badJson(state.bad)},
+                     {"surface", surfaceJson(state.surface)},
+                     {"regions", regionsJson(state.regions)}});
 }
 
 StatisticsState readState(const Json& json) {

@@ -62,7 +62,7 @@ struct Identity {
     std::uint64_t sectors = 0;
     std::uint32_t sectorBytes = 512;
     std::uint32_t physicalSectorBytes = 512;
-    bool extended = false;  ///< 48-bit addresses
+    bool extended = false;    ///< 48-bit addresses
     unsigned queueDepth = 0;  ///< of queued commands; 0 where it takes none
     bool forceUnitAccess = false;
     bool flushExtended = false;

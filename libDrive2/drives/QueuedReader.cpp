@@ -31,8 +31,7 @@ QueuedAnswer QueuedReader::read(AtaDevice& device, const TransferPiece& piece, v
     const AtaRequest alone = ata::withData(ata::readDma(piece.lba, piece.count, true), data, bytes);
     if (m_isGivenUp)
         return {device.execute(alone)};
-    QueuedAnswer queued{
-        device.execute(ata::withData(ata::readQueued(piece.lba, piece.count), data, bytes))};
+    QueuedAnswer queued{device.execute(ata::withData(ata::readQueued(piece.lba, piece.count), data, bytes))};
     DeviceStatus failure = ata::statusOf(queued.response);
     if (failure.ok() || isOwn(failure, queued.response, piece))
         return queued;

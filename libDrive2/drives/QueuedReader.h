@@ -19,9 +19,10 @@ struct QueuedAnswer {
 /// Reads of an ATA drive by queued commands, of which the drive has several at the same time.
 ///
 /// How it works: a queued command that fails ends those beside it, and the drive does not always tell which
-/// one was to blame. Where it names a sector of the command, or nothing came from it at all, that is the answer,
-/// as it is of other commands. Else the command is repeated alone by one that is not queued, and the answer to
-/// that counts. Where it goes well, it is not known what queueing did to the others: there is no more of it.
+/// one was to blame. Where it names a sector of the command, or nothing came from it at all, that is the
+/// answer, as it is of other commands. Else the command is repeated alone by one that is not queued, and the
+/// answer to that counts. Where it goes well, it is not known what queueing did to the others: there is no
+/// more of it.
 class QueuedReader {
 public:
     /// From several threads at the same time. `data` has room for the piece.

@@ -106,8 +106,8 @@ std::unique_ptr<LinuxScsiDevice> LinuxScsiDevice::open(const zel::String& path, 
     return device;
 }
 
-/// Where the kernel's own driver of ATA drives is behind the node; older ones send them with no tags. What other
-/// adapters and bridges make of such commands nobody knows.
+/// Where the kernel's own driver of ATA drives is behind the node; older ones send them with no tags. What
+/// other adapters and bridges make of such commands nobody knows.
 bool LinuxScsiDevice::tagsAtaCommands() const {
     constexpr long kOldestRelease = 5;
     struct stat found {};

@@ -54,8 +54,8 @@ public:
 
 private:
     static AtaRequest unqueued(const AtaRequest& request) {
-        return ata::withData(ata::readDma(request.registers.lba, request.registers.feature, true), request.data,
-                             request.dataBytes);
+        return ata::withData(ata::readDma(request.registers.lba, request.registers.feature, true),
+                             request.data, request.dataBytes);
     }
     static void putQueueing(std::uint8_t* identity) {
         identity[2 * 75] = 31;
@@ -90,7 +90,9 @@ private:
 };
 
 struct Watched : DriveObserver {
-    void onOperation(const DriveOperationReport& report) override { recovered += report.correctedByDrive ? 1 : 0; }
+    void onOperation(const DriveOperationReport& report) override {
+        recovered += report.correctedByDrive ? 1 : 0;
+    }
     int recovered = 0;
 };
 
@@ -132,13 +134,15 @@ TEST_F(QueuedReads, MoveWhatOtherReadsMoveAndAreAloneInNone) {
 
 // Sector 37 is bad, in the command of the sectors 32 through 39.
 TEST_F(QueuedReads, TellTheFirstSectorsThatFailWhateverTheAdapterSays) {
-    for (const auto& [adapter, goesOn] : {std::pair{Adapter::logged, 'q'}, std::pair{Adapter::blind, 'd'},
-                                          std::pair{Adapter::confused, 'd'}, std::pair{Adapter::refusing, 'd'}}) {
+    for (const auto& [adapter, goesOn] :
+         {std::pair{Adapter::logged, 'q'}, std::pair{Adapter::blind, 'd'}, std::pair{Adapter::confused, 'd'},
+          std::pair{Adapter::refusing, 'd'}}) {
         open(adapter);
         for (int pass = 0; pass < 2; ++pass) {
             EXPECT_FALSE(read(0, 64));
             EXPECT_EQ(drive->lastError, LIBDRIVE2_MEDIA_ERROR);
-            EXPECT_THAT(text(), HasSubstr("reading sectors 32 through 39 failed: uncorrectable data at sector 37"));
+            EXPECT_THAT(text(),
+                        HasSubstr("reading sectors 32 through 39 failed: uncorrectable data at sector 37"));
         }
         for (std::uint64_t lba = 32; lba < 40; ++lba)
             EXPECT_EQ(read(lba, 1), lba != 37);
@@ -169,7 +173,8 @@ TEST_F(QueuedReads, HideNeitherSilenceNorTheCable) {
         open(adapter);
         EXPECT_FALSE(read(0, 30));
         EXPECT_EQ(drive->lastError, error);
-        EXPECT_EQ(std::ranges::count(device->sent, 'd'), 0) << "a drive that hangs is not asked for the same again";
+        EXPECT_EQ(std::ranges::count(device->sent, 'd'), 0)
+            << "a drive that hangs is not asked for the same again";
     }
 }
 

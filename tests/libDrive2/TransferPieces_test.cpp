@@ -33,7 +33,8 @@ protected:
             judged.push_back(piece.lba);
             return answer.error;
         };
-        const auto error = transferAsPulled(kFirst, sectors, {512, 10, inFlight}, m_pool, execute, isGood, judge);
+        const auto error =
+            transferAsPulled(kFirst, sectors, {512, 10, inFlight}, m_pool, execute, isGood, judge);
         EXPECT_EQ(m_running, 0) << "a command may still write to the buffer";
         EXPECT_LE(m_most, static_cast<int>(inFlight));
         EXPECT_TRUE(std::ranges::is_sorted(judged));
@@ -50,11 +51,13 @@ protected:
         m_mutex.lock();
         --m_running;
         const bool isBad = bad.contains(piece.lba);
-        return {piece.lba, !isBad && !doubtful.contains(piece.lba), isBad ? LIBDRIVE2_MEDIA_ERROR : LIBDRIVE2_NO_ERROR};
+        return {piece.lba, !isBad && !doubtful.contains(piece.lba),
+                isBad ? LIBDRIVE2_MEDIA_ERROR : LIBDRIVE2_NO_ERROR};
     }
 
     static constexpr std::uint64_t kFirst = 1000;
-    std::set<std::uint64_t> bad, doubtful;  ///< pieces by their first sector; of doubtful ones no more is begun
+    std::set<std::uint64_t> bad,
+        doubtful;  ///< pieces by their first sector; of doubtful ones no more is begun
     std::set<std::uint64_t> begun;
     std::vector<std::uint64_t> judged;
 

@@ -93,8 +93,8 @@ static std::vector<std::uint8_t> identity(const std::string& changed = "") {
 TEST(AtaIdentity, IsReadAsTheStandardWritesIt) {
     // The second erase time has 15 bits, and not 8.
     EXPECT_THAT(*parseIdentity(identity()),
-                testing::FieldsAre(true, "MODEL", "SN", "F1", 7814037168, 512, 4096, true, 0, true, true, true,
-                                   testing::FieldsAre(true, true, false),
+                testing::FieldsAre(true, "MODEL", "SN", "F1", 7814037168, 512, 4096, true, 0, true, true,
+                                   true, testing::FieldsAre(true, true, false),
                                    testing::FieldsAre(true, false, false, true, true, 400, 512)));
     EXPECT_FALSE(parseIdentity(identity("0=8085"))->isAta);
     EXPECT_FALSE(parseIdentity(identity("170=6834"))->smart) << "switched off";

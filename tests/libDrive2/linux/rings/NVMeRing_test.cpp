@@ -24,13 +24,16 @@ protected:
             std::memcpy(&command, work.command.data(), sizeof command);
             if (const auto fate = fates.find(command.cdw10); fate != fates.end())
                 return fate->second;
-            std::memset(reinterpret_cast<void*>(command.addr), static_cast<int>(command.cdw10), command.data_len);
+            std::memset(reinterpret_cast<void*>(command.addr), static_cast<int>(command.cdw10),
+                        command.data_len);
             return PlayedKernel::End{0, command.cdw10};
         };
     }
-    std::unique_ptr<NVMeRing> create() { return NVMeRing::create(FileDescriptor(::open("/dev/null", O_RDONLY))); }
-    /// Reads so many sectors, each by a command, and tells what became of them: "." for good ones, "-" for those
-    /// that were not sent, else the error or status. What the buffers hold is looked at, too.
+    std::unique_ptr<NVMeRing> create() {
+        return NVMeRing::create(FileDescriptor(::open("/dev/null", O_RDONLY)));
+    }
+    /// Reads so many sectors, each by a command, and tells what became of them: "." for good ones, "-" for
+    /// those that were not sent, else the error or status. What the buffers hold is looked at, too.
     std::string read(NVMeRing& ring, std::size_t count) {
         std::vector<NVMeCommand> commands(count);
         std::vector<NVMeRing::Outcome> outcomes(count);
@@ -48,12 +51,13 @@ protected:
         for (std::size_t i = 0; i < count; ++i) {
             const NVMeRing::Outcome& outcome = outcomes[i];
             const bool isGood = outcome.error == 0 && outcome.status == 0;
-            const bool isFilled = buffers.substr(i * kBytes, kBytes) == std::string(kBytes, static_cast<char>(i));
+            const bool isFilled =
+                buffers.substr(i * kBytes, kBytes) == std::string(kBytes, static_cast<char>(i));
             EXPECT_TRUE(!isGood || (isFilled && outcome.result == i)) << i;
-            told += isGood                                  ? "."
-                    : outcome.error == NVMeRing::kNotSent   ? "-"
-                    : outcome.error != 0                    ? std::to_string(outcome.error) + " "
-                                                            : "s" + std::to_string(outcome.status) + " ";
+            told += isGood                                ? "."
+                    : outcome.error == NVMeRing::kNotSent ? "-"
+                    : outcome.error != 0                  ? std::to_string(outcome.error) + " "
+                                                          : "s" + std::to_string(outcome.status) + " ";
         }
         return told;
     }
@@ -141,8 +145,8 @@ TEST_F(NVMeRingOnPlayedKernel, SendsCommandsAsTheKernelReadsThem) {
     };
     EXPECT_TRUE(ring->run(commands, outcomes));
     told.resize(13 + 2);
-    EXPECT_THAT(told, testing::ElementsAre(IORING_OP_URING_CMD, NVME_URING_CMD_IO, 2, 7, 4096, 10, 11, 12, 13, 14, 15,
-                                           1234, 1, IORING_OP_URING_CMD, NVME_URING_CMD_ADMIN));
+    EXPECT_THAT(told, testing::ElementsAre(IORING_OP_URING_CMD, NVME_URING_CMD_IO, 2, 7, 4096, 10, 11, 12, 13,
+                                           14, 15, 1234, 1, IORING_OP_URING_CMD, NVME_URING_CMD_ADMIN));
     EXPECT_EQ(outcomes[0].result, 5U);
 }
 

@@ -65,7 +65,8 @@ unsigned PlayedKernel::take(io_uring& ring, unsigned most) {
         const io_uring_sqe& entry = m_entries[std::size_t{m_sqHead & ring.sq.ring_mask} * width];
         Work work{entry.user_data, entry.opcode, entry.cmd_op, entry.off, entry.addr, entry.len, {}};
         if (width == 2) {
-            const auto* const from = reinterpret_cast<const std::byte*>(&entry) + offsetof(io_uring_sqe, addr3);
+            const auto* const from =
+                reinterpret_cast<const std::byte*>(&entry) + offsetof(io_uring_sqe, addr3);
             work.command.assign(from, reinterpret_cast<const std::byte*>(&entry + 2));
         }
         m_inFlight.push_back(std::move(work));

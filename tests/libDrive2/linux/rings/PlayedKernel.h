@@ -11,9 +11,10 @@
 
 namespace libDrive2 {
 
-/// The kernel's side of a ring of io_uring, in the ring's own memory: takes entries when it is called, and ends them
-/// when and as a test says. Answers as Linux does: a call that takes some entries, but not all, does not wait; one
-/// that is interrupted has taken them. The calls of liburing reach the object that was made last.
+/// The kernel's side of a ring of io_uring, in the ring's own memory: takes entries when it is called, and
+/// ends them when and as a test says. Answers as Linux does: a call that takes some entries, but not all,
+/// does not wait; one that is interrupted has taken them. The calls of liburing reach the object that was
+/// made last.
 class PlayedKernel {
 public:
     PlayedKernel();
@@ -24,9 +25,9 @@ public:
     static constexpr unsigned kAll = ~0U;
     /// What becomes of a call. Where a test says no more of them, all entries are taken and one ends.
     struct Call {
-        int error = 0;         ///< of the call, which then takes nothing
-        unsigned takes = kAll; ///< entries
-        unsigned ends = 1;     ///< at least, where it waits; 0 as if interrupted meanwhile
+        int error = 0;          ///< of the call, which then takes nothing
+        unsigned takes = kAll;  ///< entries
+        unsigned ends = 1;      ///< at least, where it waits; 0 as if interrupted meanwhile
     };
     std::deque<Call> calls;
     bool endsNewestFirst = false;
@@ -53,7 +54,8 @@ public:
     [[nodiscard]] std::size_t inFlight() const { return m_inFlight.size(); }
     [[nodiscard]] std::size_t mostInFlight() const { return m_most; }
     [[nodiscard]] unsigned flags() const { return m_flags; }
-    /// Whether somebody waited for what could never come, or let go of a ring that the kernel still worked for.
+    /// Whether somebody waited for what could never come, or let go of a ring that the kernel still worked
+    /// for.
     [[nodiscard]] bool wasMisused() const { return m_wasMisused; }
 
     // What the functions of liburing are here.
