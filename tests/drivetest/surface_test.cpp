@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
+#include "WrittenSurface.h"
 #include "drivetest/record/RunLengths.h"
-#include "drivetest/record/StatisticsJson.h"
 #include "drivetest/statistics/DriveStatistics.h"
 
 namespace drivetest {

@@ -8,7 +8,7 @@ import lab_test
 from lab_test import ATA, BLOCK
 
 SIZE = 40 * disks.MIB
-BAD = (7, 3000, 3001)  # in one chunk, so that commands fail that are under way together
+BAD = (3000, 3001, 4100)  # of one chunk, in commands that are under way together; none that the kernel reads by itself
 TRACE = "/sys/kernel/tracing"
 
 
@@ -23,6 +23,7 @@ class Queued(lab_test.LabTest):
         super().setUp()
         self.lab = lab_test.LAB
         self.lab.must(f"grep -q {TRACE} /proc/mounts || mount -t tracefs tracefs {TRACE}; cd {TRACE}; echo 0 >tracing_on; "
+                      "echo 32768 >buffer_size_kb; "
                       "echo 1 >events/libata/ata_qc_issue/enable; echo >trace; echo 1 >tracing_on")
         self.good = self.lab.disk("ahci")
 
