@@ -13,7 +13,8 @@ sys.path.append(str(pathlib.Path(__file__).resolve().parent.parent / "tests/lab"
 import guest  # noqa: E402
 import kernel  # noqa: E402
 
-MODULES = ["null_blk", "sd_mod", "sg"]
+MODULES = ["sd_mod", "sg"]
+LATER_MODULES = ["null_blk", "scsi_debug"]
 MEBIBYTES = 1024  # of each drive, all of which are read; the programs' start is part of what is measured
 ROUNDS = 3
 
@@ -21,7 +22,7 @@ ROUNDS = 3
 class Bench:
     def __init__(self, folder):
         own_kernel = kernel.Kernel(os.environ["LAB_KERNEL"])
-        image = guest.Image(folder, own_kernel, [], [*MODULES, "scsi_debug"])
+        image = guest.Image(folder, own_kernel, MODULES, LATER_MODULES)
         image.add_program(os.environ["DRIVETEST"], "drivetest", ["libDriveTest.so", "libDriveTest.qpk"])
         image.add_program(shutil.which("dd"), "bench")
         image.add_program(shutil.which("bash"), "bench")
@@ -36,8 +37,10 @@ class Bench:
 
     def seconds(self, command, drives):
         """Processor seconds for a TiB of the command, of which each drive has a process."""
-        reads = " ".join(f"{command.replace('DRIVE', drive)} >/dev/null 2>&1 &" for drive in drives)
+        reads = " ".join(f"{{ {command.replace('DRIVE', drive)} >/dev/null 2>&1 || echo {drive} failed; }} &" for drive in drives)
         said = self.must(f"/bench/bash -c '{reads} wait; times'")
+        if "failed" in said:
+            sys.exit(f"\"{command}\": {said}")
         children = said.split("\n")[1]
         spent = sum(int(minutes) * 60 + float(rest) for minutes, rest in re.findall(r"(\d+)m([\d.]+)s", children))
         return spent * 1048576 / (MEBIBYTES * len(drives))
