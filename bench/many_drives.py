@@ -13,7 +13,8 @@ sys.path.append(str(pathlib.Path(__file__).resolve().parent.parent / "tests/lab"
 import guest  # noqa: E402
 import kernel  # noqa: E402
 
-MODULES = ["null_blk", "sd_mod", "sg"]
+MODULES = ["sd_mod", "sg"]
+LATER_MODULES = ["null_blk", "scsi_debug"]
 MEBIBYTES = 1024  # of each drive, all of which are read; the programs' start is part of what is measured
 ROUNDS = 3
 
@@ -21,7 +22,7 @@ ROUNDS = 3
 class Bench:
     def __init__(self, folder):
         own_kernel = kernel.Kernel(os.environ["LAB_KERNEL"])
-        image = guest.Image(folder, own_kernel, [], [*MODULES, "scsi_debug"])
+        image = guest.Image(folder, own_kernel, MODULES, LATER_MODULES)
         image.add_program(os.environ["DRIVETEST"], "drivetest", ["libDriveTest.so", "libDriveTest.qpk"])
         image.add_program(shutil.which("dd"), "bench")
         image.add_program(shutil.which("bash"), "bench")
@@ -36,8 +37,10 @@ class Bench:
 
     def seconds(self, command, drives):
         """Processor seconds for a TiB of the command, of which each drive has a process."""
-        reads = " ".join(f"{command.replace('DRIVE', drive)} >/dev/null 2>&1 &" for drive in drives)
+        reads = " ".join(f"{{ {command.replace('DRIVE', drive)} >/dev/null 2>&1 || echo {drive} failed; }} &" for drive in drives)
         said = self.must(f"/bench/bash -c '{reads} wait; times'")
+        if "failed" in said:
+            sys.exit(f"\"{command}\": {said}")
         children = said.split("\n")[1]
         spent = sum(int(minutes) * 60 + float(rest) for minutes, rest in re.findall(r"(\d+)m([\d.]+)s", children))
         return spent * 1048576 / (MEBIBYTES * len(drives))
@@ -50,7 +53,9 @@ def null_drives(bench, count):
 
 def scsi_drives(bench, count):
     bench.must(f"modprobe scsi_debug dev_size_mb=16 virtual_gb=1 delay=0 num_tgts={count}")
-    return ["/dev/" + name for name in bench.must("ls /sys/bus/pseudo/devices/adapter0/host*/target*/*/block | grep sd").split()]
+    disks = "ls -d /sys/block/sd* 2>/dev/null | cut -d/ -f4"  # the kernel looks for them on its own time
+    names = bench.must(f"for i in $(seq 600); do [ $({disks} | wc -l) = {count} ] && break; sleep 0.1; done; {disks}")
+    return ["/dev/" + name for name in names.split()]
 
 
 def main():
@@ -58,7 +63,8 @@ def main():
     with tempfile.TemporaryDirectory(prefix="many-drives-") as name:
         bench = Bench(pathlib.Path(name))
         try:
-            for kind, drives in (("null_blk", null_drives(bench, most)), ("scsi_debug", scsi_drives(bench, most))):
+            for kind, make in (("null_blk", null_drives), ("scsi_debug", scsi_drives)):
+                drives = make(bench, most)
                 print(f"{kind}, best of {ROUNDS} rounds, processor seconds of the virtual machine for a TiB")
                 for count in (1, 8, most):
                     ways = {"dd": "/bench/dd if=DRIVE of=/dev/null bs=1M iflag=direct",

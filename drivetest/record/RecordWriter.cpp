@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "drivetest/record/ObjectOf.h"
 #include "zel/Format.h"
 
 namespace drivetest {
@@ -23,6 +24,15 @@ std::string formatTime(std::chrono::system_clock::time_point time) {
                        static_cast<int>(clock.seconds().count()),
                        static_cast<int>(clock.subseconds().count()))
         .utf8();
+}
+
+/// Puts each list in the place of the string that stands for it.
+void insertLists(std::string& line, const std::vector<std::string>& lists) {
+    for (std::size_t i = 0; i < lists.size(); ++i) {
+        const std::string place = '"' + RecordWriter::placeOf(i) + '"';
+        if (const std::size_t at = line.find(place); at != std::string::npos)
+            line.replace(at, place.size(), lists[i]);
+    }
 }
 
 }  // namespace
@@ -63,9 +73,9 @@ void RecordWriter::write(Json line) {
 
 void RecordWriter::writeProof(const char* name, Json content) {
     content["sha256"] = kNoDigest;
-    std::string line = stamped(
-        {{"testStepArtifact",
-          {{"testStepId", kStepId}, {"extension", {{"name", name}, {"content", std::move(content)}}}}}});
+    Json extension = objectOf({{"name", name}, {"content", std::move(content)}});
+    Json step = objectOf({{"testStepId", kStepId}, {"extension", std::move(extension)}});
+    std::string line = stamped(objectOf({{"testStepArtifact", std::move(step)}}));
     Sha256 digest = m_digest;
     digest.add(line);
     line.replace(line.rfind(kNoDigest), kNoDigest.size(), digest.hexDigest());
@@ -91,14 +101,18 @@ void RecordWriter::writeSchemaVersion() {
 }
 
 void RecordWriter::writeRun(const char* artifact, Json content) {
-    write({{"testRunArtifact", {{artifact, std::move(content)}}}});
+    write(objectOf({{"testRunArtifact", objectOf({{artifact, std::move(content)}})}}));
 }
 
-void RecordWriter::writeStep(const char* artifact, Json content) {
-    Json step;
-    step["testStepId"] = kStepId;
-    step[artifact] = std::move(content);
-    write({{"testStepArtifact", std::move(step)}});
+void RecordWriter::writeStep(const char* artifact, Json content, const std::vector<std::string>& lists) {
+    Json step = objectOf({{"testStepId", kStepId}, {artifact, std::move(content)}});
+    std::string line = stamped(objectOf({{"testStepArtifact", std::move(step)}}));
+    insertLists(line, lists);
+    give(std::move(line), false);
+}
+
+std::string RecordWriter::placeOf(std::size_t list) {
+    return "@" + std::to_string(list);
 }
 
 }  // namespace drivetest

@@ -4,6 +4,7 @@
 #include <limits>
 #include <string>
 
+#include "drivetest/record/ObjectOf.h"
 #include "drivetest/record/RecordedExtensions.h"
 #include "drivetest/record/StatisticsStateJson.h"
 #include "drivetest/resume/ResumedRun.h"
@@ -33,7 +34,7 @@ Json progressJson(const RunProgress& progress) {
               {"spentNs", progress.spent.count()}};
     if (progress.slowMs != 0)
         json.update({{"slowMs", progress.slowMs}, {"slowCount", progress.slowAllowed}});
-    json.update(stateJson(progress.state));
+    moveInto(json, stateJson(progress.state));
     return json;
 }
 

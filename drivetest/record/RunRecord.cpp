@@ -6,6 +6,7 @@
 #include "drivetest/devices/Drives.h"
 #include "drivetest/health/HealthJson.h"
 #include "drivetest/record/GradeJson.h"
+#include "drivetest/record/ObjectOf.h"
 #include "drivetest/record/ResumeJson.h"
 #include "drivetest/record/StatisticsJson.h"
 #include "drivetest/resume/ResumedRun.h"
@@ -152,7 +153,7 @@ void RunRecord::progress(const RunProgress& progress) {
 }
 
 void RunRecord::writeExtension(const char* name, Json content) {
-    m_writer->writeStep("extension", {{"name", name}, {"content", std::move(content)}});
+    m_writer->writeStep("extension", objectOf({{"name", name}, {"content", std::move(content)}}));
 }
 
 void RunRecord::driveObtained(const DriveAccess& access) {
@@ -279,7 +280,10 @@ void RunRecord::end(const RunSummary& summary) {
         runError({nullptr, result.name(), std::string("the test ended with ") + result.name(), {}, {}, {}});
     if (statistics != nullptr) {
         writeRates(*statistics);
-        writeExtension("surface", surfaceJson(statistics->surface()));
+        SurfaceJson surface = surfaceJson(statistics->surface());
+        m_writer->writeStep("extension",
+                            objectOf({{"name", "surface"}, {"content", std::move(surface.content)}}),
+                            surface.lists);
         writeExtension("regions", regionsJson(statistics->rates(), statistics->sectorBytes()));
         for (Json& part : badSectorsJson(statistics->badSectors()))
             writeExtension("badSectors", std::move(part));

@@ -7,6 +7,7 @@
 #include <string>
 #include <utility>
 
+#include "drivetest/record/ObjectOf.h"
 #include "drivetest/record/RecordedExtensions.h"
 #include "drivetest/statistics/DriveStatistics.h"
 
@@ -203,16 +204,16 @@ SlowTransfers::State readSlow(const Json& json) {
 }  // namespace
 
 Json stateJson(const StatisticsState& state) {
-    return {{"visited", state.visited},
-            {"read", totalsJson(state.reads)},
-            {"written", totalsJson(state.writes)},
-            {"operations", operationsJson(state)},
-            {"slowTransfers", slowJson(state.slow)},
-            {"good", goodJson(state.good)},
-            {"newCauses", causesJson(state.newCauses)},
-            {"bad", badJson(state.bad)},
-            {"surface", surfaceJson(state.surface)},
-            {"regions", regionsJson(state.regions)}};
+    return objectOf({{"visited", state.visited},
+                     {"read", totalsJson(state.reads)},
+                     {"written", totalsJson(state.writes)},
+                     {"operations", operationsJson(state)},
+                     {"slowTransfers", slowJson(state.slow)},
+                     {"good", goodJson(state.good)},
+                     {"newCauses", causesJson(state.newCauses)},
+                     {"bad", badJson(state.bad)},
+                     {"surface", surfaceJson(state.surface)},
+                     {"regions", regionsJson(state.regions)}});
 }
 
 StatisticsState readState(const Json& json) {

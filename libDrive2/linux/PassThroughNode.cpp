@@ -108,6 +108,9 @@ DeviceStatus PassThroughNode::ioctlFailure(int error) const {
     DeviceStatus status = errnoStatus(error);
     if (error == ENODEV || error == ENXIO || isGone())
         return {LIBDRIVE2_NO_ACCESS, zel::worded("the device is gone ({reason})", {{"reason", status.text}})};
+    // No signal reaches a command: the kernel itself has given it up, after it was not answered for long.
+    if (error == EINTR)
+        return {LIBDRIVE2_TIMEOUT, zel::worded("the device did not answer in time")};
     // The command itself was not answered: nothing is known of the medium.
     if (status.type == LIBDRIVE2_MEDIA_ERROR)
         status.type = LIBDRIVE2_LINK_ERROR;

@@ -48,7 +48,9 @@ void testChunk(DriveStatistics& statistics, std::uint64_t lba, std::uint64_t see
 
 std::string accountOf(DriveStatistics& statistics) {
     statistics.finish();
-    Json all{surfaceJson(statistics.surface()),
+    const SurfaceJson surface = surfaceJson(statistics.surface());
+    Json all{surface.content,
+             surface.lists,
              regionsJson(statistics.rates(), 512),
              badSectorsJson(statistics.badSectors()),
              slowTransfersJson(statistics.slowTransfers()),
