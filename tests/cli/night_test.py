@@ -6,6 +6,7 @@ import unittest
 
 import program
 from shelves import MIB, REAL_TIME, ShelfTest, read, until
+from silence import SilentFile
 
 PATTERN = '[[test]]\ntest = "pattern"\nparameters = { NumberOfPatterns = 1 }\n'
 READ = '[[test]]\ntest = "read"\n'
@@ -102,6 +103,41 @@ class OnFailure(PlannedTest):
                 told = [(name.split()[-1], result) for name, _, result, _ in self.overview()]
                 self.assertEqual((status, sorted(told)), (1, sorted(expected)), output)
                 self.check_records()
+
+
+@program.names_linux("FUSE")
+class Silent(PlannedTest):
+    """Drives of which nothing comes any more, so that the system ends no process that waits for them."""
+
+    def assert_told(self, process, expected, *sentences):
+        output = process.communicate(timeout=120)[0]
+        self.assertEqual([(name.split()[-1], result) for name, _, result, _ in self.overview()], expected, output)
+        self.assertEqual(process.returncode, 7, output)
+        for sentence in sentences:
+            self.assertIn(sentence, output)
+
+    def test_a_drive_that_keeps_whoever_opens_it(self):
+        silent = SilentFile(self, self.path("silent"), 8 * MIB, {SilentFile.OPEN})
+        devices = [silent.path, "sim:disk,sectors=40000,serial=OK"]
+        planned, _ = self.begin_plan("".join('[[drive]]\npath = "%s"\n' % device for device in devices) + READ)
+        self.out, planned_out = self.path("given"), self.out
+        given, _ = self.spawn("pattern", devices, "--confirm", "S1", "--confirm", "OK")
+        for process, self.out in ((given, self.out), (planned, planned_out)):
+            self.assert_told(process, [(silent.path, "refused"), ("OK", "PASS")],
+                             "%s does not answer: for 30 s it has not said what it is" % silent.path)
+            self.check_records()
+        self.assertIn(SilentFile.OPEN, silent.asked)
+
+    def test_a_read_that_never_ends(self):
+        silent = SilentFile(self, self.path("silent"), 65536 * MIB)
+        drives = '[[drive]]\npath = "%s"\n[[drive]]\npath = "sim:disk,sectors=40000,serial=OK"\n' % silent.path
+        process, children = self.begin_plan('hang-time = "1s"\n' + drives + READ + READ + 'name = "again"\n')
+        left = children.of(silent.path)
+        self.wait_for_test("silent")
+        silent.mute.add(SilentFile.READ)
+        self.assert_told(process, [(silent.path, "hung"), (silent.path, "left out"), ("OK", "PASS"), ("OK", "PASS")],
+                         "it made no progress for 1 s, and the system does not end its process %d" % left)
+        self.assertTrue(os.path.exists("/proc/%d" % left))
 
 
 if __name__ == "__main__":

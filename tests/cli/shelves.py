@@ -88,7 +88,7 @@ class ShelfTest(program.ImageTest):
         page = read(os.path.join(self.out, "overview.html")).decode()
         for link in re.findall(r'href="\./([^"]+)"', page):
             self.assertTrue(os.path.exists(os.path.join(self.out, link)), link)
-        row = r'<tr><th [^>]*>(.*?)</th><td [^>]*>(.*?)</td><td [^>]*>(.*?)</td>.*?<td class="text">([^<]*)</td></tr>'
+        row = r'<tr><th [^>]*>([^<]*)</th><td [^>]*>([^<]*)</td><td [^>]*>([^<]*)</td>.*?<td class="text">([^<]*)</td></tr>'
         return [tuple(map(html.unescape, cells)) for cells in re.findall(row, page.replace("\n", ""))]
 
     def check_records(self, cut_off=(), reports=True):
