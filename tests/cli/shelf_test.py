@@ -82,6 +82,20 @@ class Places(ShelfTest):
         self.assertEqual(len(glob.glob(self.path("kept/*-drives-run/*"))), 4)
 
 
+class Checked(ShelfTest):
+    def test_several_drives(self):
+        devices = ["sim:disk,sectors=100000,serial=GOOD", "sim:ata,sectors=100000,bad=0-60000,serial=BAD",
+                   "sim:nvme,sectors=4000000000,speed=2000,serial=LARGE"]
+        process = self.start("check", *devices, "--out", self.out, "--max-time", "20s", "--jobs", "2")
+        self.assertEqual(process.returncode, 1, process.stdout + process.stderr)
+        self.assertEqual(self.results(process.stdout), {"GOOD": "PASS", "BAD": "FAIL", "LARGE": "PASS"})
+        self.assertEqual(len(os.listdir(self.out)), 3 * 3 + 1)
+        self.check_records()
+        refused = self.start("check", *devices, "--events", "x")
+        self.assertEqual((refused.returncode, refused.stdout), (2, ""))
+        self.assertIn("--events is for one drive alone", refused.stderr)
+
+
 class Stopped(ShelfTest):
     def write_slowly(self, count=3):
         images = [self.image_of("W%d" % i, 4 * MIB) for i in range(count)]
