@@ -10,6 +10,7 @@ import subprocess
 import time
 import unittest
 
+import mounts
 import program
 from shelves import MIB, REAL_TIME, ShelfTest, read, until
 
@@ -94,6 +95,49 @@ class Checked(ShelfTest):
         refused = self.start("check", *devices, "--events", "x")
         self.assertEqual((refused.returncode, refused.stdout), (2, ""))
         self.assertIn("--events is for one drive alone", refused.stderr)
+
+
+class Shared(ShelfTest):
+    """Loop devices that the system shows behind one adapter, which carries less than one of them."""
+
+    def attach(self, count):
+        devices = []
+        adapter, shown = self.path("0000:03:00.0"), self.path("shown")
+        os.makedirs(shown)
+        os.makedirs(adapter)
+        for name, text in (("class", "0x010700"), ("current_link_speed", "0.1 GT/s PCIe"), ("current_link_width", "1")):
+            with open(os.path.join(adapter, name), "w", encoding="ascii") as file:
+                file.write(text + "\n")
+        for name in os.listdir("/sys/class/block"):
+            os.symlink(os.path.realpath("/sys/class/block/" + name), os.path.join(shown, name))
+        for number in range(count):
+            with open(self.path("L%d" % number), "wb") as image:
+                image.truncate(64 << 30)
+            devices.append(program.loop_device(self, self.path("L%d" % number)))
+            name = os.path.basename(devices[-1])
+            with contextlib.suppress(FileNotFoundError):
+                os.remove(os.path.join(shown, name))
+            os.makedirs(os.path.join(adapter, "host1", str(number)))
+            os.makedirs(self.path("block/" + name))
+            os.symlink(os.path.join(adapter, "host1", str(number)), self.path("block/%s/device" % name))
+            os.symlink(self.path("block/" + name), os.path.join(shown, name))
+        mounts.mount(self, shown, "/sys/class/block")
+        return devices
+
+    def test_what_was_decided_stands_in_each_record(self):
+        devices = self.attach(3)
+        process = self.start("check", *devices, "--max-time", "3s", "--out", self.out)
+        self.assertEqual((process.returncode, self.results(process.stdout)), (0, dict.fromkeys(devices, "PASS")), process.stderr)
+        sentence = "3 drives share SAS adapter 0000:03:00.0, which carries 8 MB/s: at most 1 of them at once"
+        self.assertIn("note:    " + sentence, process.stdout)
+        self.assertIn(sentence, read(os.path.join(self.out, "overview.html")).decode())
+        self.check_records()
+        for path in glob.glob(os.path.join(self.out, "*.jsonl")):
+            told = program.Outcome(process, path).extensions("sharedLinks")
+            self.assertEqual(len(told), 1)
+            self.assertEqual([{key: value for key, value in link.items() if key != "measured"} for link in told[0]["links"]],
+                             [{"name": "SAS adapter 0000:03:00.0", "drives": 3, "atOnce": 1, "waited": True, "megabytesPerSecond": 8}])
+            self.assertGreater(told[0]["links"][0]["measured"], 8)
 
 
 class Stopped(ShelfTest):
