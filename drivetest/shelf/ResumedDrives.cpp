@@ -12,12 +12,10 @@ namespace drivetest {
 
 namespace {
 
-using libDrive2::DriveIdentity;
-
 bool areOne(const DriveWork& drive, const ResumedRun& resumed) {
-    const DriveIdentity& identity = resumed.identity;
-    return drive.device == resumed.run.drive.location || libDrive2::isSameDrive(*drive.identity, identity) ||
-           libDrive2::sharesStorage(*drive.identity, identity);
+    return drive.device == resumed.run.drive.location ||
+           (drive.identity && (libDrive2::isSameDrive(*drive.identity, resumed.identity) ||
+                               libDrive2::sharesStorage(*drive.identity, resumed.identity)));
 }
 
 DriveWork workOn(const ResumedRun& resumed) {
