@@ -1,31 +1,16 @@
-#include <algorithm>
-#include <array>
-
 #include "drivetest/ExitStatus.h"
 #include "drivetest/commands/Commands.h"
 #include "drivetest/resume/ResumeFolder.h"
+#include "drivetest/shelf/GivenDrives.h"
+#include "drivetest/shelf/ResumedDrives.h"
+#include "drivetest/shelf/Shelf.h"
 #include "drivetest/terminal/Console.h"
 #include "drivetest/terminal/Labels.h"
 #include "drivetest/terminal/Terminal.h"
 #include "drivetest/terminal/Texts.h"
-#include "quix5/StopRequest.h"
 #include "zel/Words.h"
 
 namespace drivetest {
-
-namespace {
-
-/// From what is least to worry about to what is most.
-constexpr std::array<int, 11> kByWeight{kExitPass,      kExitWarn,          kExitMedia,      kExitBusy,
-                                        kExitCannotRun, kExitUsage,         kExitTimedOut,   kExitUserAborted,
-                                        kExitFail,      kExitInternalError, kExitNotRestored};
-
-int worse(int a, int b) {
-    const auto weight = [](int status) { return std::ranges::find(kByWeight, status); };
-    return weight(a) < weight(b) ? b : a;
-}
-
-}  // namespace
 
 int resumeRuns(const ResumeOptions& options) {
     BrokenOffRuns runs;
@@ -42,15 +27,14 @@ int resumeRuns(const ResumeOptions& options) {
             console.line(
                 zel::words("no run of {folder} can be resumed", {{"folder", printable(options.folder)}}));
     }
-    int status = kExitPass;
-    for (const std::string& record : runs.records) {
-        if (quix5::StopRequest::made())
-            return worse(status, kExitUserAborted);
-        RunOptions run = options.run;
-        run.resume = record;
-        status = worse(status, runTests(run));
-    }
-    return status;
+    if (runs.records.empty())
+        return kExitPass;
+    if (runs.records.size() > 1 || wantsShelf(options.run))
+        return runShelf(shelfWorkOf(options, runs.records), {options.run.quiet, options.run.colours});
+    // One alone may ask the user.
+    RunOptions run = options.run;
+    run.resume = runs.records.front();
+    return runTests(run);
 }
 
 }  // namespace drivetest

@@ -28,10 +28,6 @@ std::string deviceHelp() {
            libDrive2::describeSimulatedLocators().utf8();
 }
 
-void addDevice(CLI::App& command, RunOptions& options) {
-    command.add_option("DEVICE", options.device, deviceHelp())->type_name("")->required();
-}
-
 /// The first one, and those beside it.
 void take(const std::vector<std::string>& given, std::string& first, std::vector<std::string>& more) {
     first = given.front();
@@ -284,10 +280,8 @@ CLI::App& addResumeRuns(CLI::App& program, ResumeOptions& options) {
     CLI::App& command = *program.add_subcommand("resume", words("Go on with the runs that broke off"));
     command.footer(
         words("Looks through the records of a folder (*.jsonl), and resumes every run that was killed or "
-              "lost its "
-              "power, as \"drivetest run --resume\" does, one after the other. Each record gets one beside "
-              "it that "
-              "is whole.") +
+              "lost its power, as \"drivetest run --resume\" does: several drives side by side, each by a "
+              "process of its own. Each record gets one beside it that is whole.") +
         "\n" +
         words(
             "Exit status: that of the worst run, 0 when there was none; 2 when the folder cannot be read."));
@@ -297,6 +291,7 @@ CLI::App& addResumeRuns(CLI::App& program, ResumeOptions& options) {
     addSafetyOptions(command, options.run);
     addSaveProgress(command, options.run);
     addConversation(command, options.run);
+    addShelfOptions(command, options.run);
     return command;
 }
 
@@ -308,11 +303,11 @@ CLI::App& addCheck(CLI::App& program, RunOptions& options) {
               "says what that proves. Where the time suffices, it reads all of the drive.") +
         "\n" + exitStatuses());
     options.survey = true;
-    addDevice(command, options);
-    command.add_option("--progress-to", options.progressTo)->group("");
+    addDevices(command, options);
     addMaxTime(command, options, words("Take at most so long, such as 90s or 1h (default: 10min)"));
     addOutputOptions(command, options);
     addConversation(command, options);
+    addShelfOptions(command, options);
     return command;
 }
 

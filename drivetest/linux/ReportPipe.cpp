@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <climits>
 #include <csignal>
 
@@ -26,13 +27,32 @@ public:
         if (line.size() <= PIPE_BUF)
             (void)!write(m_descriptor, line.data(), line.size());
     }
+    std::string take() override {
+        constexpr std::size_t kMost = 65536;
+        std::string text;
+        std::array<char, 4096> block{};
+        pollfd input{m_isToldByPipe ? STDIN_FILENO : -1, POLLIN, 0};
+        while (text.size() < kMost && poll(&input, 1, 0) == 1 && (input.revents & POLLIN) != 0) {
+            const ssize_t got = read(STDIN_FILENO, block.data(), block.size());
+            if (got <= 0)
+                break;
+            text.append(block.data(), static_cast<std::size_t>(got));
+        }
+        return text;
+    }
     bool waitForEnd(std::chrono::milliseconds longest) override {
         pollfd end{m_descriptor, 0, 0};
         return poll(&end, 1, static_cast<int>(longest.count())) == 1 && (end.revents & POLLERR) != 0;
     }
 
 private:
+    static bool isPipe(int descriptor) {
+        struct stat found {};
+        return fstat(descriptor, &found) == 0 && S_ISFIFO(found.st_mode);
+    }
+
     int m_descriptor;
+    bool m_isToldByPipe = isPipe(STDIN_FILENO);
 };
 
 }  // namespace

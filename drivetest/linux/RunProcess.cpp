@@ -10,6 +10,7 @@
 #include <array>
 #include <atomic>
 #include <cerrno>
+#include <climits>
 #include <csignal>
 #include <cstring>
 #include <system_error>
@@ -70,9 +71,31 @@ private:
     int m_number;
 };
 
+/// Both ends of a pipe.
+class Pipe {
+public:
+    Pipe()
+        : m_failure(pipe2(m_ends.data(), O_CLOEXEC) == 0 ? 0 : errno),
+          m_reading(m_ends[0]),
+          m_writing(m_ends[1]) {}
+
+    /// An errno; 0 for none.
+    [[nodiscard]] int failure() const { return m_failure; }
+    [[nodiscard]] int reading() const { return m_reading.number(); }
+    [[nodiscard]] int writing() const { return m_writing.number(); }
+    int releaseReading() { return m_reading.release(); }
+    int releaseWriting() { return m_writing.release(); }
+
+private:
+    std::array<int, 2> m_ends{-1, -1};
+    int m_failure;
+    Descriptor m_reading;
+    Descriptor m_writing;
+};
+
 /// What the process gets for its standard streams, and where it tells how far it is.
 struct Streams {
-    int nothing;
+    int input;
     int log;
     int pipe;
 };
@@ -82,7 +105,7 @@ struct Streams {
 int spawn(std::vector<std::string>& words, const Streams& streams, pid_t& process) {
     posix_spawn_file_actions_t files;
     posix_spawn_file_actions_init(&files);
-    posix_spawn_file_actions_adddup2(&files, streams.nothing, STDIN_FILENO);
+    posix_spawn_file_actions_adddup2(&files, streams.input, STDIN_FILENO);
     posix_spawn_file_actions_adddup2(&files, streams.log, STDOUT_FILENO);
     posix_spawn_file_actions_adddup2(&files, streams.log, STDERR_FILENO);
     // The last one: another of them may have that number here.
@@ -114,9 +137,10 @@ int spawn(std::vector<std::string>& words, const Streams& streams, pid_t& proces
 
 class Process : public RunProcess {
 public:
-    Process(pid_t number, int pipe, std::atomic<pid_t>& entry)
-        : m_number(number), m_pipe(pipe), m_entry(entry) {
-        fcntl(pipe, F_SETFL, O_NONBLOCK);
+    Process(pid_t number, int pipe, int input, std::atomic<pid_t>& entry)
+        : m_number(number), m_pipe(pipe), m_input(input), m_entry(entry) {
+        for (const int end : {pipe, input})
+            fcntl(end, F_SETFL, O_NONBLOCK);
         m_entry.store(number);
     }
     ~Process() override { m_entry.store(0); }
@@ -139,6 +163,12 @@ public:
                 break;
         }
         return text;
+    }
+
+    /// pipe(7): so short a line is written whole or not at all.
+    bool tell(std::string_view line) override {
+        const auto give = [&] { return write(m_input.number(), line.data(), line.size()); };
+        return line.size() <= PIPE_BUF && zel::uninterrupted(give) > 0;
     }
 
     std::optional<ProcessEnd> ended() override {
@@ -180,6 +210,7 @@ private:
 
     pid_t m_number;
     Descriptor m_pipe;
+    Descriptor m_input;
     std::atomic<pid_t>& m_entry;
     std::optional<ProcessEnd> m_end;
 };
@@ -210,21 +241,18 @@ std::unique_ptr<RunProcess> RunProcess::start(std::vector<std::string> arguments
                            {{"file", log}, {"reason", std::generic_category().message(errno)}});
         return nullptr;
     }
-    const Descriptor nothing(made("/dev/null", O_RDONLY));
-    std::array<int, 2> ends{-1, -1};
+    Pipe report;
+    Pipe input;
     std::atomic<pid_t>* const entry = freeEntry();
-    const bool isReady = nothing.number() >= 0 && entry != nullptr && pipe2(ends.data(), O_CLOEXEC) == 0;
-    int failure = entry == nullptr ? EAGAIN : errno;
-    Descriptor reading(ends[0]);
-    const Descriptor writing(ends[1]);
+    int failure = entry == nullptr ? EAGAIN : report.failure() != 0 ? report.failure() : input.failure();
     pid_t process = -1;
-    if (isReady) {
+    if (failure == 0) {
         arguments.insert(arguments.begin() + 1, "--progress-to=" + std::to_string(kPipeOfChild));
         arguments.insert(arguments.begin(), "drivetest");
-        failure = spawn(arguments, {nothing.number(), logFile.number(), writing.number()}, process);
+        failure = spawn(arguments, {input.reading(), logFile.number(), report.writing()}, process);
     }
-    if (failure == 0 && isReady)
-        return std::make_unique<Process>(process, reading.release(), *entry);
+    if (failure == 0)
+        return std::make_unique<Process>(process, report.releaseReading(), input.releaseWriting(), *entry);
     error = failureText(failure);
     return nullptr;
 }

@@ -5,9 +5,8 @@
 #include <utility>
 
 #include "drivetest/devices/Drives.h"
-#include "drivetest/safety/SafeStart.h"
+#include "drivetest/shelf/DriveInquiry.h"
 #include "drivetest/terminal/Texts.h"
-#include "libDrive2/DeviceLease.h"
 #include "quix5/DeviceInventory.h"
 #include "zel/Words.h"
 
@@ -17,7 +16,6 @@ namespace {
 
 using By = PlannedDrive::By;
 using Faults = std::vector<PlanFault>;
-using libDrive2::DeviceLease;
 using quix5::DiagDevice;
 using zel::words;
 
@@ -42,13 +40,10 @@ PresentDrive foundAs(const PlannedDrive& planned, const DiagDevice& device) {
     return {&planned, device.osLocator().utf8(), device};
 }
 
-std::vector<PresentDrive> findByPath(const PlannedDrive& planned, Faults& faults) {
-    PresentDrive found{&planned, planned.name};
-    std::string error;
-    if (isThere(planned.name, error) && findDrive(planned.name, found.device, error))
-        return {std::move(found)};
-    faults.push_back({planned.place, error});
-    return {};
+/// What it is, only the drive can say.
+std::vector<PresentDrive> findByPath(const PlannedDrive& planned) {
+    return planned.name.empty() ? std::vector<PresentDrive>()
+                                : std::vector{PresentDrive{&planned, planned.name}};
 }
 
 std::vector<PresentDrive> findBySerial(const PlannedDrive& planned, Inventory& inventory, Faults& faults) {
@@ -94,7 +89,7 @@ std::vector<PresentDrive> findByMatch(const PlannedDrive& planned, Inventory& in
 std::vector<PresentDrive> find(const PlannedDrive& planned, Inventory& inventory, Faults& faults) {
     switch (planned.by) {
         case By::path:
-            return planned.name.empty() ? std::vector<PresentDrive>() : findByPath(planned, faults);
+            return findByPath(planned);
         case By::serial:
             return planned.name.empty() ? std::vector<PresentDrive>()
                                         : findBySerial(planned, inventory, faults);
@@ -104,26 +99,35 @@ std::vector<PresentDrive> find(const PlannedDrive& planned, Inventory& inventory
     return findByMatch(planned, inventory, faults);
 }
 
-/// What it is, and who uses it. False for what is no drive at all, after a fault.
-bool look(PresentDrive& found, Faults& faults) {
-    libDrive2::DeviceStatus failure;
-    const auto lease = DeviceLease::take(found.locator, libDrive2::LeasePurpose::look, failure);
-    if (lease == nullptr) {
-        const std::string reason = failure.text.shown().utf8();
-        if (failure.type != libDrive2::LIBDRIVE2_BAD_ARGUMENT) {
-            found.problem = reason;
-            return true;
-        }
-        faults.push_back({found.planned->place, reason});
-        return false;
+/// What they are, and who uses them. What is no drive at all is a fault, and is left out. Of one that kept
+/// silent when the inventory asked no answer is waited for once more.
+void lookAt(std::vector<PresentDrive>& drives, Faults& faults) {
+    std::vector<DriveQuestion> questions;
+    std::vector<PresentDrive*> asked;
+    for (PresentDrive& drive : drives) {
+        drive.problem = textProperty(drive.device, kPropertySilence);
+        drive.isSilent = !drive.problem.empty();
+        if (drive.isSilent)
+            continue;
+        questions.push_back({drive.locator, true});
+        asked.push_back(&drive);
     }
-    found.identity = lease->identity();
-    for (const zel::String& user : lease->users())
-        found.users.push_back(user.utf8());
-    if (const auto obstacle = findLastingObstacle(found.device, *lease))
-        found.whyNotToWrite =
-            words("{reason}; {advice}", {{"reason", obstacle->reason}, {"advice", obstacle->advice}});
-    return true;
+    std::vector<DriveAnswer> answers = askDrives(questions);
+    for (std::size_t i = 0; i < answers.size(); ++i) {
+        PresentDrive& drive = *asked[i];
+        DriveAnswer& answer = answers[i];
+        if (!answer.error.empty())
+            faults.push_back({drive.planned->place, answer.error});
+        drive.isNone = !answer.error.empty();
+        if (drive.planned->by == By::path)
+            drive.device = std::move(answer.device);
+        drive.identity = std::move(answer.identity);
+        drive.problem = std::move(answer.problem);
+        drive.isSilent = answer.isSilent;
+        drive.users = std::move(answer.users);
+        drive.whyNotToWrite = std::move(answer.whyNotToWrite);
+    }
+    std::erase_if(drives, &PresentDrive::isNone);
 }
 
 /// What two drives have in common, as a sentence; empty when that is nothing.
@@ -165,7 +169,7 @@ std::vector<PresentDrive> findDrives(const Plan& plan, Faults& faults) {
     std::vector<PresentDrive> drives;
     for (const PlannedDrive& planned : plan.drives)
         std::ranges::move(find(planned, inventory, faults), std::back_inserter(drives));
-    std::erase_if(drives, [&faults](PresentDrive& found) { return !look(found, faults); });
+    lookAt(drives, faults);
     refuseTwice(drives, faults);
     return drives;
 }

@@ -17,6 +17,8 @@ struct PresentDrive {
     quix5::DiagDevice device{};
     std::optional<libDrive2::DriveIdentity> identity{};  ///< where it could be opened
     std::string problem{};                               ///< why it could not be, a sentence
+    bool isSilent = false;                               ///< because it does not answer
+    bool isNone = false;                                 ///< no drive at all
     std::vector<std::string> users{};                    ///< who uses it now
     bool isSerialShared = false;                         ///< another drive here has it, too
     std::string whyNotToWrite{};  ///< what of the drive itself forbids to write to it, a sentence
@@ -26,7 +28,7 @@ struct PresentDrive {
 };
 
 /// All drives that the plan names, each once; `faults` gets what names none, several, or one drive twice, by
-/// whatever names. Opens each to see what it is, and closes it. The plan must outlive them.
+/// whatever names. Each is asked what it is, apart from this process. The plan must outlive them.
 std::vector<PresentDrive> findDrives(const Plan& plan, std::vector<PlanFault>& faults);
 
 }  // namespace drivetest

@@ -126,6 +126,8 @@ DriveWork workOf(const ResolvedPlan& resolved, const ResolvedPlan::Drive& drive)
     work.onFailure = resolved.plan.onFailure;
     std::string confirmation;
     work.refusal = refusalOf(resolved, drive, confirmation);
+    work.refusedAs = drive.found.isSilent ? kExitTimedOut : kExitCannotRun;
+    work.identity = drive.found.identity;
     for (unsigned round = 0; round < resolved.plan.repeats; ++round)
         for (const auto& [test, outlook] : drive.tests)
             for (unsigned repeat = 0; repeat < test->planned->repeats; ++repeat) {
@@ -144,8 +146,8 @@ void join(ResolvedPlan& resolved, std::vector<PresentDrive> found, Faults& fault
         resolved.drives.push_back({std::move(each), std::move(tests)});
     }
     for (ResolvedPlan::Drive& drive : resolved.drives) {
-        // A drive that is locked is refused, and what it would be good for is not known.
-        if (!flagProperty(drive.found.device, kPropertyLocked))
+        // A drive that is locked or silent is refused, and what it would be good for is not known.
+        if (!flagProperty(drive.found.device, kPropertyLocked) && !drive.found.isSilent)
             for (ResolvedPlan::Test& test : drive.tests)
                 if (test.checked->test != nullptr)
                     checkTest(test, drive.found, faults);

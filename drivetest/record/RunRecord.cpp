@@ -8,6 +8,7 @@
 #include "drivetest/record/GradeJson.h"
 #include "drivetest/record/ObjectOf.h"
 #include "drivetest/record/ResumeJson.h"
+#include "drivetest/record/SharingJson.h"
 #include "drivetest/record/StatisticsJson.h"
 #include "drivetest/resume/ResumedRun.h"
 #include "drivetest/shelf/links/SharedLink.h"
@@ -291,6 +292,8 @@ void RunRecord::end(const RunSummary& summary) {
         writeExtension("transfers", transfersJson(*statistics));
         writeExtension("latency", latencyJson(*statistics));
     }
+    if (!summary.sharedLinks.empty())
+        writeExtension("sharedLinks", sharingJson(summary.sharedLinks));
     if (summary.heat)
         writeExtension("temperature", heatJson(*summary.heat));
     writeExtension("coverage", coverageJson(statistics != nullptr ? statistics->coverage() : Coverage{}));

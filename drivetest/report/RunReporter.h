@@ -9,6 +9,7 @@
 #include "drivetest/health/HeatCourse.h"
 #include "drivetest/record/RecordedGrade.h"
 #include "drivetest/safety/WatchedJournal.h"
+#include "drivetest/shelf/links/LinkSharing.h"
 #include "drivetest/statistics/DriveStatistics.h"
 #include "libDrive2/DriveFingerprint.h"
 #include "quix5/DiagDevice.h"
@@ -92,6 +93,7 @@ struct RunSummary {
     std::string allBadSectors{};                  ///< the file that lists them all; empty for none
     std::optional<RecordedGrade> grade{};         ///< where one was asked for
     std::optional<HeatCourse> heat{};             ///< where the drive told
+    std::vector<LinkSharing> sharedLinks{};       ///< with drives that are tested beside this one
 };
 
 /// What became of a reporter's file.

@@ -67,8 +67,9 @@ std::string findExcess(const RunOptions& options) {
     return {};
 }
 
-/// Beside the old one: "run-2.jsonl", "run-3.jsonl".
-std::string nextName(const std::string& record) {
+}  // namespace
+
+std::string nextRecord(const std::string& record) {
     const auto path = zel::pathOf(record);
     std::string stem = zel::textOf(path.stem());
     int number = 2;
@@ -86,8 +87,6 @@ std::string nextName(const std::string& record) {
             return next;
     }
 }
-
-}  // namespace
 
 bool takeUp(RunOptions& options, std::string& error) {
     std::string reason = findExcess(options);
@@ -110,7 +109,7 @@ bool takeUp(RunOptions& options, std::string& error) {
     options.slowMs = resumed.slowMs;
     options.slowAllowed = resumed.slowAllowed;
     if (options.keepRecord && options.outputOf("--events").empty())
-        options.outputs["--events"] = nextName(options.resume);
+        options.outputs["--events"] = nextRecord(options.resume);
     return true;
 }
 

@@ -62,11 +62,9 @@ bool applyParameters(const quix5::Test& test, const std::vector<std::string>& as
     return true;
 }
 
-/// The device that a locator names, with properties from NAME=VALUE texts.
-bool makeDevice(const std::string& locator, const std::vector<std::string>& properties,
-                quix5::DiagDevice& device, std::string& error) {
-    if (!findDrive(locator, device, error))
-        return false;
+/// Gives the device properties from NAME=VALUE texts.
+bool setProperties(const std::vector<std::string>& properties, quix5::DiagDevice& device,
+                   std::string& error) {
     for (const std::string& assignment : properties) {
         zel::String name;
         zel::String value;
@@ -136,7 +134,9 @@ bool goOn(const RunOptions& options, const quix5::OfferedTest& test, std::vector
     return true;
 }
 
-bool choose(const RunOptions& options, ChosenTest& chosen, std::string& error) {
+/// `known` is null for a device that is to be asked what it is.
+bool choose(const RunOptions& options, const quix5::DiagDevice* known, ChosenTest& chosen,
+            std::string& error) {
     chosen.module = loadModule(options.moduleFile, error);
     if (chosen.module == nullptr)
         return false;
@@ -145,18 +145,33 @@ bool choose(const RunOptions& options, ChosenTest& chosen, std::string& error) {
     if (chosen.test == nullptr || !limitTime(*chosen.test, options.maxTime, assignments, error) ||
         !goOn(options, *chosen.test, assignments, error) ||
         !applyParameters(chosen.test->descriptor, assignments, error) ||
-        !makeDevice(options.device, options.properties, chosen.device, error))
+        (known == nullptr && !findDrive(options.device, chosen.device, error)))
+        return false;
+    if (known != nullptr)
+        chosen.device = *known;
+    if (!setProperties(options.properties, chosen.device, error))
         return false;
     chosen.writes = writesToDrive(*chosen.test);
     return takeOnlyRest(options, chosen, error);
 }
 
+std::optional<ChosenTest> chooseFor(const RunOptions& options, const quix5::DiagDevice* known,
+                                    ExitStatus& refused, std::string& error) {
+    ChosenTest chosen;
+    refused =
+        choose(options, known, chosen, error) ? checkDevice(*chosen.test, chosen.device, error) : kExitUsage;
+    return refused == kExitPass ? std::optional(std::move(chosen)) : std::nullopt;
+}
+
 }  // namespace
 
 std::optional<ChosenTest> chooseTest(const RunOptions& options, ExitStatus& refused, std::string& error) {
-    ChosenTest chosen;
-    refused = choose(options, chosen, error) ? checkDevice(*chosen.test, chosen.device, error) : kExitUsage;
-    return refused == kExitPass ? std::optional(std::move(chosen)) : std::nullopt;
+    return chooseFor(options, nullptr, refused, error);
+}
+
+std::optional<ChosenTest> chooseTest(const RunOptions& options, const quix5::DiagDevice& device,
+                                     ExitStatus& refused, std::string& error) {
+    return chooseFor(options, &device, refused, error);
 }
 
 std::optional<ChosenTest> chooseTest(const RunOptions& options, ExitStatus& refused) {

@@ -28,6 +28,9 @@ struct ChosenTest {
 std::optional<ChosenTest> chooseTest(const RunOptions& options, ExitStatus& refused);
 /// The same, with the sentence in `error` instead of on standard error.
 std::optional<ChosenTest> chooseTest(const RunOptions& options, ExitStatus& refused, std::string& error);
+/// The same for a device that has told already what it is.
+std::optional<ChosenTest> chooseTest(const RunOptions& options, const quix5::DiagDevice& device,
+                                     ExitStatus& refused, std::string& error);
 
 /// Each gives false (or null, or nothing) after a sentence in `error` that says what is wrong.
 

@@ -203,7 +203,9 @@ int TestRun::end(const TestResult& result) {
     if (isDataMissing)
         judged.merge(TestResult::FAIL);
     RunSummary summary{
-        judged, m_host.counts(), m_host.statistics(), isDataMissing, m_outputs.badSectorsList(), {}, {}};
+        judged, m_host.counts(), m_host.statistics(), isDataMissing, m_outputs.badSectorsList(), {}, {}, {}};
+    if (m_link != nullptr)
+        summary.sharedLinks = m_link->sharing();
     summary.heat = m_heat->course();
     summary.grade = m_outputs.grade(summary);
     m_outputs.reporters().end(summary);

@@ -177,6 +177,14 @@ void DriveRun::hurry() {
         m_process->push(RunProcess::Push::hurry);
 }
 
+void DriveRun::tellSharing(const std::vector<LinkSharing>& links) {
+    if (m_isOver || links.empty())
+        return;
+    std::string line = sharingLine(links) + "\n";
+    if (line != m_told && m_process->tell(line))
+        m_told = std::move(line);
+}
+
 RunOutcome DriveRun::outcome() const {
     RunOutcome outcome;
     outcome.test = m_options.test;

@@ -4,11 +4,13 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "drivetest/commands/RunOptions.h"
 #include "drivetest/shelf/ChildReport.h"
 #include "drivetest/shelf/RunOutcome.h"
 #include "drivetest/shelf/RunProcess.h"
+#include "drivetest/shelf/links/LinkSharing.h"
 
 namespace drivetest {
 
@@ -28,6 +30,8 @@ public:
     void forgive(std::chrono::nanoseconds pause) { m_lastProgress += pause; }
     void stop();
     void hurry();
+    /// What it shares with other drives, for its record. The last word counts.
+    void tellSharing(const std::vector<LinkSharing>& links);
 
     [[nodiscard]] bool isOver() const { return m_isOver; }
     [[nodiscard]] bool isStopping() const { return m_isStopping; }
@@ -50,6 +54,7 @@ private:
     std::chrono::seconds m_hang;
     std::unique_ptr<RunProcess> m_process;
     std::string m_text;  ///< the beginning of a line
+    std::string m_told;  ///< to the process
     ChildReport m_report;
     Time m_began{};
     Time m_lastProgress{};

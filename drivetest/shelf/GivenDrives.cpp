@@ -9,8 +9,10 @@
 #include "drivetest/report/OutputFormats.h"
 #include "drivetest/run/Setup.h"
 #include "drivetest/safety/SafeStart.h"
+#include "drivetest/shelf/Confirmations.h"
+#include "drivetest/shelf/DriveInquiry.h"
 #include "drivetest/terminal/Texts.h"
-#include "libDrive2/DeviceLease.h"
+#include "libDrive2/DriveIdentity.h"
 #include "quix5/DeviceInventory.h"
 #include "zel/Words.h"
 
@@ -37,24 +39,16 @@ std::string findSingular(const RunOptions& options) {
     return options.keepRecord ? "" : "--no-record";
 }
 
-/// A drive that cannot be looked at now tells why when it is to be tested.
-std::optional<DriveIdentity> lookAt(const std::string& locator) {
-    libDrive2::DeviceStatus failure;
-    const auto lease = libDrive2::DeviceLease::take(locator, libDrive2::LeasePurpose::look, failure);
-    return lease != nullptr ? std::optional(lease->identity()) : std::nullopt;
-}
-
 bool areOne(const std::optional<DriveIdentity>& a, const std::optional<DriveIdentity>& b) {
     return a && b && (libDrive2::isSameDrive(*a, *b) || libDrive2::sharesStorage(*a, *b));
 }
 
 /// Drives are known by what they are, whatever their names.
-bool areDifferent(const std::vector<std::string>& devices, std::string& error) {
-    std::vector<std::optional<DriveIdentity>> identities;
-    for (std::size_t i = 0; i < devices.size(); ++i) {
-        identities.push_back(lookAt(devices[i]));
+bool areDifferent(const std::vector<std::string>& devices, const std::vector<DriveAnswer>& answers,
+                  std::string& error) {
+    for (std::size_t i = 0; i < devices.size(); ++i)
         for (std::size_t k = 0; k < i; ++k) {
-            if (devices[k] != devices[i] && !areOne(identities[k], identities[i]))
+            if (devices[k] != devices[i] && !areOne(answers[k].identity, answers[i].identity))
                 continue;
             error = devices[k] == devices[i]
                         ? words("{drive} is given twice", {{"drive", devices[i]}})
@@ -62,7 +56,6 @@ bool areDifferent(const std::vector<std::string>& devices, std::string& error) {
                                 {{"drive", devices[k]}, {"other", devices[i]}});
             return false;
         }
-    }
     return true;
 }
 
@@ -82,28 +75,6 @@ void tellApart(std::vector<DriveWork>& drives) {
             drive.name += " " + drive.device;
 }
 
-/// Confirmations, each of which is good for one drive.
-class Confirmations {
-public:
-    explicit Confirmations(const RunOptions& options) : m_left(options.shelf.moreConfirmed) {
-        if (!options.confirm.empty())
-            m_left.insert(m_left.begin(), options.confirm);
-    }
-
-    /// Empty where this drive was not confirmed.
-    std::string take(const std::string& wanted) {
-        const auto found = std::ranges::find(m_left, wanted);
-        if (found == m_left.end())
-            return {};
-        m_left.erase(found);
-        return wanted;
-    }
-    [[nodiscard]] const std::vector<std::string>& left() const { return m_left; }
-
-private:
-    std::vector<std::string> m_left;
-};
-
 /// That the test will transfer; 0 where that cannot be told.
 double bytesOf(const ChosenTest& chosen) {
     const auto foresee = chosen.test->entry->traits.foresee;
@@ -114,15 +85,22 @@ double bytesOf(const ChosenTest& chosen) {
     return foresee(numberProperty(chosen.device, quix5::kPropertyBytes) / sectorBytes, sectorBytes).bytes;
 }
 
-bool addDrive(const RunOptions& given, const std::string& device, Confirmations& confirmations,
-              ShelfWork& work, std::string& error) {
+bool addDrive(const RunOptions& given, const DriveAnswer& answer, const std::string& device,
+              Confirmations& confirmations, ShelfWork& work, std::string& error) {
     RunOptions options = given;
     options.device = device;
     options.shelf = {};
     options.confirm.clear();
     DriveWork drive{device, device};
+    drive.identity = answer.identity;
+    if (answer.isSilent) {
+        drive.refusal = answer.problem;
+        drive.refusedAs = kExitTimedOut;
+        work.drives.push_back(std::move(drive));
+        return true;
+    }
     ExitStatus refused = kExitPass;
-    const auto chosen = chooseTest(options, refused, error);
+    const auto chosen = chooseTest(options, answer.device, refused, error);
     if (!chosen && refused == kExitUsage)
         return false;
     drive.refusal = std::exchange(error, "");
@@ -135,6 +113,19 @@ bool addDrive(const RunOptions& given, const std::string& device, Confirmations&
     }
     work.drives.push_back(std::move(drive));
     return true;
+}
+
+/// All of them at once. False when one is none, or all is stopped.
+bool ask(const std::vector<std::string>& devices, std::vector<DriveAnswer>& answers, std::string& error) {
+    std::vector<DriveQuestion> questions;
+    questions.reserve(devices.size());
+    for (const std::string& device : devices)
+        questions.push_back({device});
+    answers = askDrives(questions);
+    for (const DriveAnswer& answer : answers)
+        if (error.empty())
+            error = answer.error;
+    return error.empty();
 }
 
 }  // namespace
@@ -160,13 +151,18 @@ std::optional<ShelfWork> shelfWorkOf(const RunOptions& options, std::string& err
     work.folder = options.shelf.folder;
     work.newFolderIn = options.recordFolder;
     work.hangSeconds = options.shelf.hangSeconds.value_or(0);
-    Confirmations confirmations(options);
-    for (const std::string& device : devices)
-        if (!isThere(device, error) || !addDrive(options, device, confirmations, work, error))
-            return std::nullopt;
-    if (!areDifferent(devices, error))
+    std::vector<DriveAnswer> answers;
+    if (!ask(devices, answers, error))
         return std::nullopt;
-    if (!confirmations.left().empty()) {
+    Confirmations confirmations(options);
+    for (std::size_t i = 0; i < devices.size(); ++i)
+        if (!addDrive(options, answers[i], devices[i], confirmations, work, error))
+            return std::nullopt;
+    if (!areDifferent(devices, answers, error))
+        return std::nullopt;
+    // One that is silent may have the serial number that is left.
+    const bool isEachKnown = std::ranges::none_of(answers, &DriveAnswer::isSilent);
+    if (isEachKnown && !confirmations.left().empty()) {
         error = words("--confirm {given} names none of these drives; nothing was started",
                       {{"given", quoted(confirmations.left().front())}});
         return std::nullopt;

@@ -20,6 +20,7 @@ public:
     void ended(std::size_t drive) override { m_admission.ended(drive); }
     /// The links on which drives had to wait.
     [[nodiscard]] std::vector<std::string> notes() const override;
+    [[nodiscard]] std::vector<LinkSharing> sharedBy(std::size_t drive) const override;
 
 private:
     Admission m_admission;

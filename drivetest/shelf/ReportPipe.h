@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <memory>
+#include <string>
 #include <string_view>
 
 namespace drivetest {
@@ -17,6 +18,8 @@ public:
 
     /// The whole line, or nothing when there is no room for it now.
     virtual void send(std::string_view line) = 0;
+    /// What the reader has told on standard input since the last call; empty where that is none of his pipes.
+    virtual std::string take() = 0;
     /// Waits for the reader's end, but no longer than that; false when he is still there.
     virtual bool waitForEnd(std::chrono::milliseconds longest) = 0;
 

@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "drivetest/shelf/links/LinkSharing.h"
+
 namespace drivetest {
 
 /// Decides which drives of a shelf are under test at the same time. Drives are known by their place in
@@ -23,6 +25,8 @@ public:
     virtual void ended(std::size_t drive) = 0;
     /// What it did and why, as sentences for people; when all is over.
     [[nodiscard]] virtual std::vector<std::string> notes() const { return {}; }
+    /// What this drive shares with others, as far as that is known by now: for its record.
+    [[nodiscard]] virtual std::vector<LinkSharing> sharedBy(std::size_t /*drive*/) const { return {}; }
 };
 
 }  // namespace drivetest

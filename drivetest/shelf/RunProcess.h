@@ -4,6 +4,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace drivetest {
@@ -39,6 +40,8 @@ public:
     [[nodiscard]] virtual long long number() const = 0;
     /// What it has told since the last call; does not wait.
     virtual std::string take() = 0;
+    /// A line for it, whole or not at all; false when there is no room for it now, or no way.
+    virtual bool tell(std::string_view line) = 0;
     /// Nothing while it runs.
     virtual std::optional<ProcessEnd> ended() = 0;
     virtual void push(Push push) = 0;

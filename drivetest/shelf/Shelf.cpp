@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "drivetest/ExitStatus.h"
-#include "drivetest/run/DataGuard.h"
+#include "drivetest/run/IdentityGuard.h"
 #include "drivetest/run/LastWords.h"
 #include "drivetest/run/Signals.h"
 #include "drivetest/run/StandardStreams.h"
@@ -119,10 +119,11 @@ void Shelf::lookAtAll(Clock::time_point now) {
             drive.run()->forgive(pause);
         if (drive.look(now)) {
             m_view.tellEnd(drive);
-            if (isFailure(drive.outcomes().back()) && drive.work().onFailure == OnFailure::stopAll)
+            if (isFailure(drive.lastEnded()) && drive.work().onFailure == OnFailure::stopAll)
                 stopAll(words("{drive} failed", {{"drive", drive.work().name}}));
         } else if (drive.isRunning()) {
             tellRate(i, drive.run()->report());
+            drive.run()->tellSharing(m_order.sharedBy(i));
         }
     }
 }
@@ -182,7 +183,7 @@ bool checkStreams(const ShelfWork& work) {
     std::string error;
     for (const DriveWork& drive : work.drives) {
         const std::string journals = drive.runs.empty() ? "" : drive.runs.front().journalFolder;
-        if (checkStandardStreams(guardDrive(drive.device, journals), error))
+        if (checkStandardStreams(guardIdentified(drive.device, drive.identity, journals), error))
             continue;
         complain(error);
         return false;

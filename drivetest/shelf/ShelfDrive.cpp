@@ -1,10 +1,12 @@
 #include "drivetest/shelf/ShelfDrive.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <system_error>
 #include <utility>
 
 #include "drivetest/ExitStatus.h"
+#include "drivetest/resume/ResumeStart.h"
 #include "zel/Path.h"
 #include "zel/Words.h"
 
@@ -12,6 +14,10 @@ namespace drivetest {
 
 bool isFailure(const RunOutcome& outcome) {
     return outcome.end != RunEnd::leftOut && outcome.status != kExitPass && outcome.status != kExitWarn;
+}
+
+std::string labelOf(const RunOptions& options) {
+    return options.survey ? "check" : options.test;
 }
 
 ShelfDrive::ShelfDrive(const DriveWork& work) : m_work(work) {
@@ -23,6 +29,12 @@ ShelfDrive::ShelfDrive(const DriveWork& work) : m_work(work) {
     refused.status = work.refusedAs;
     refused.words = work.refusal;
     add(std::move(refused));
+}
+
+const RunOutcome& ShelfDrive::lastEnded() const {
+    const auto found = std::find_if(m_outcomes.rbegin(), m_outcomes.rend(),
+                                    [](const RunOutcome& outcome) { return outcome.end != RunEnd::leftOut; });
+    return found != m_outcomes.rend() ? *found : m_outcomes.back();
 }
 
 double ShelfDrive::share() const {
@@ -45,8 +57,11 @@ void ShelfDrive::startNext(const ShelfFolder& folder, std::chrono::seconds hang,
     RunOutcome failed;
     failed.end = RunEnd::notStarted;
     failed.status = kExitInternalError;
-    failed.test = options.test;
-    const auto files = folder.filesFor(m_work.name, options.survey ? "check" : options.test, failed.words);
+    failed.test = labelOf(options);
+    const auto files =
+        options.resume.empty()
+            ? folder.filesFor(m_work.name, labelOf(options), failed.words)
+            : folder.filesNamed(zel::textOf(zel::pathOf(nextRecord(options.resume)).stem()), failed.words);
     if (files) {
         auto run = std::make_unique<DriveRun>(options, *files, hang);
         if (run->start(now, failed.words)) {
@@ -65,10 +80,12 @@ bool ShelfDrive::look(Time now) {
     m_run->look(now);
     if (!m_run->isOver())
         return false;
-    add(m_run->outcome());
-    if (m_outcomes.back().end == RunEnd::lost)
-        m_lost.push_back(std::move(m_run));
-    m_run = nullptr;
+    // From here on the drive waits: what follows may be left out.
+    std::unique_ptr<DriveRun> run = std::move(m_run);
+    RunOutcome outcome = run->outcome();
+    if (outcome.end == RunEnd::lost)
+        m_lost.push_back(std::move(run));
+    add(std::move(outcome));
     return true;
 }
 
@@ -86,7 +103,7 @@ void ShelfDrive::leaveOutRest(const std::string& why, int status) {
     for (; m_next < m_work.runs.size(); ++m_next) {
         RunOutcome outcome;
         outcome.status = status;
-        outcome.test = m_work.runs[m_next].test;
+        outcome.test = labelOf(m_work.runs[m_next]);
         outcome.words = why;
         m_outcomes.push_back(std::move(outcome));
     }

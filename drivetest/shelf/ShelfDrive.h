@@ -28,6 +28,8 @@ public:
     [[nodiscard]] DriveRun* run() const { return m_run.get(); }
     /// Of the runs that are over, in their order.
     [[nodiscard]] const std::vector<RunOutcome>& outcomes() const { return m_outcomes; }
+    /// The last one that was not left out; where there is none, the last one. There is an outcome.
+    [[nodiscard]] const RunOutcome& lastEnded() const;
     /// How far it is with all that is to be run, 0 to 1.
     [[nodiscard]] double share() const;
     [[nodiscard]] int worstStatus() const;
@@ -51,5 +53,8 @@ private:
 
 /// A run that did not come to a good end.
 bool isFailure(const RunOutcome& outcome);
+
+/// What people call the run while nothing else is known of it.
+std::string labelOf(const RunOptions& options);
 
 }  // namespace drivetest

@@ -66,7 +66,10 @@ std::optional<ShelfFolder> ShelfFolder::make(const std::string& wanted, const st
 
 std::optional<RunFiles> ShelfFolder::filesFor(const std::string& drive, const std::string& test,
                                               std::string& problem) const {
-    const std::string name = recordName(drive, test);
+    return filesNamed(recordName(drive, test), problem);
+}
+
+std::optional<RunFiles> ShelfFolder::filesNamed(const std::string& name, std::string& problem) const {
     for (int number = 1; number <= kMostAlike; ++number) {
         const std::string stem = numbered(name, number);
         bool isAnyTaken = false;

@@ -25,6 +25,8 @@ public:
     /// Makes the record, empty, so that nobody else takes the names. Nothing after a sentence in `problem`.
     [[nodiscard]] std::optional<RunFiles> filesFor(const std::string& drive, const std::string& test,
                                                    std::string& problem) const;
+    /// The same by a name of which nobody else is to have files; a number is added where it is taken.
+    [[nodiscard]] std::optional<RunFiles> filesNamed(const std::string& name, std::string& problem) const;
     /// Of a report that links those of the drives.
     [[nodiscard]] std::string overviewFile() const;
 

@@ -12,6 +12,8 @@ constexpr std::chrono::milliseconds kInterval{400};
 /// How soon the end of the run is noticed while the reader's is waited for.
 constexpr std::chrono::milliseconds kSlice{50};
 
+constexpr std::size_t kLongestLine = 65536;
+
 }  // namespace
 
 ShelfLink::ShelfLink(std::unique_ptr<ReportPipe> pipe)
@@ -37,6 +39,7 @@ void ShelfLink::watch() {
         const std::lock_guard lock(m_mutex);
         if (m_isEnding || isAlone)
             return;
+        listen();
         if ((untilReport -= kSlice).count() > 0)
             continue;
         untilReport = kInterval;
@@ -67,6 +70,24 @@ void ShelfLink::look() {
 
 void ShelfLink::send() {
     m_pipe->send(m_report.toText());
+}
+
+/// Under the lock.
+void ShelfLink::listen() {
+    m_heard += m_pipe->take();
+    std::size_t begin = 0;
+    for (std::size_t end = 0; (end = m_heard.find('\n', begin)) != std::string::npos; begin = end + 1)
+        if (auto told = readSharingLine(std::string_view(m_heard).substr(begin, end - begin)))
+            m_sharing = *std::move(told);
+    m_heard.erase(0, begin);
+    if (m_heard.size() > kLongestLine)
+        m_heard.clear();
+}
+
+std::vector<LinkSharing> ShelfLink::sharing() {
+    const std::lock_guard lock(m_mutex);
+    listen();
+    return m_sharing;
 }
 
 void ShelfLink::tellStake(AtStake stake, const std::string& journal) {

@@ -6,9 +6,11 @@
 #include <mutex>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "drivetest/shelf/ChildReport.h"
 #include "drivetest/shelf/ReportPipe.h"
+#include "drivetest/shelf/links/LinkSharing.h"
 #include "drivetest/terminal/ProgressMeter.h"
 #include "drivetest/terminal/ProgressText.h"
 
@@ -27,6 +29,8 @@ public:
 
     /// The test begins to write; told before this returns. The journal's file; empty for none.
     void tellStake(AtStake stake, const std::string& journal);
+    /// What the drive shares with others that are tested beside it, as that process has told last.
+    [[nodiscard]] std::vector<LinkSharing> sharing();
     /// Tells of a test while it lives; of none where there is no link.
     class Telling {
     public:
@@ -45,6 +49,7 @@ private:
     void watch();
     void look();
     void send();
+    void listen();
 
     std::unique_ptr<ReportPipe> m_pipe;
     std::mutex m_mutex;  ///< guards what follows
@@ -52,6 +57,8 @@ private:
     ProgressMeter m_meter;
     std::chrono::nanoseconds m_began{0};
     ChildReport m_report;
+    std::string m_heard;  ///< the beginning of a line
+    std::vector<LinkSharing> m_sharing;
     bool m_isEnding = false;
     std::thread m_thread;
 };

@@ -51,7 +51,7 @@ std::string timeLeftText(double seconds) {
 void fillFromRun(const ShelfDrive& drive, TableRow& row) {
     const DriveRun& run = *drive.run();
     const ChildReport& report = run.report();
-    row.cells[kTest] = printable(run.options().test);
+    row.cells[kTest] = printable(labelOf(run.options()));
     row.cells[kState] = run.isStopping()                    ? words("stopping")
                         : report.stage == RunStage::resting ? words("cooling")
                         : report.stage == RunStage::testing ? percentText(drive.share())
@@ -77,7 +77,7 @@ TableRow rowOf(const ShelfDrive& drive) {
         row.cells[kState] = words("waiting");
         row.state = Emphasis::faint;
     } else if (!drive.outcomes().empty()) {
-        const RunOutcome& last = drive.outcomes().back();
+        const RunOutcome& last = drive.lastEnded();
         row.cells[kTest] = printable(last.test);
         row.cells[kState] = resultText(last);
         row.state = isFailure(last) ? Emphasis::bad : last.status != 0 ? Emphasis::warning : Emphasis::good;

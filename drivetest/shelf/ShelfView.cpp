@@ -53,7 +53,7 @@ void ShelfView::tellLines(Clock::duration elapsed) {
 void ShelfView::tellEnd(const ShelfDrive& drive) {
     if (drive.outcomes().empty())
         return;
-    const RunOutcome& outcome = drive.outcomes().back();
+    const RunOutcome& outcome = drive.lastEnded();
     std::string text =
         words("{drive}: {result}", {{"drive", drive.work().name}, {"result", resultText(outcome)}});
     if (outcome.hasFigures())

@@ -1,11 +1,13 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "drivetest/ExitStatus.h"
 #include "drivetest/commands/RunOptions.h"
+#include "libDrive2/DriveIdentity.h"
 
 namespace drivetest {
 
@@ -20,8 +22,9 @@ struct DriveWork {
     std::vector<RunOptions> runs{};
     OnFailure onFailure = OnFailure::goOn;
     std::string refusal{};  ///< why nothing is run on it, as a sentence; empty when something is
-    ExitStatus refusedAs = kExitCannotRun;  ///< what that counts as
-    double bytes = 0;                       ///< that the runs transfer, as far as it can be told
+    ExitStatus refusedAs = kExitCannotRun;               ///< what that counts as
+    double bytes = 0;                                    ///< that the runs transfer, as far as it can be told
+    std::optional<libDrive2::DriveIdentity> identity{};  ///< where it is known
 };
 
 /// More processes would only wait for each other.

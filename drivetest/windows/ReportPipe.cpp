@@ -26,6 +26,7 @@ public:
                                               &written, nullptr) == 0 &&
                                     GetLastError() == ERROR_NO_DATA);
     }
+    std::string take() override { return {}; }
     /// Nobody tells of it: a write of nothing does.
     bool waitForEnd(std::chrono::milliseconds longest) override {
         for (auto left = longest; !m_hasEnded && left.count() > 0; left -= kSlice) {

@@ -27,13 +27,13 @@ constexpr DWORD kFirstFault = 0xC0000000;
 /// What destroy() ends a process with, and the system's task manager, too.
 constexpr DWORD kDestroyed = 1;
 
-/// Those that run, for an end at once; null for none.
+/// The jobs of those that run, for an end at once; null for none.
 std::array<std::atomic<HANDLE>, kMostJobs> running{};
 
 void destroyAll() {
-    for (const auto& process : running)
-        if (const HANDLE handle = process.load(); handle != nullptr)
-            TerminateProcess(handle, kDestroyed);
+    for (const auto& job : running)
+        if (const HANDLE handle = job.load(); handle != nullptr)
+            TerminateJobObject(handle, kDestroyed);
 }
 
 struct Streams {
@@ -51,8 +51,11 @@ std::wstring programFile() {
     return file;
 }
 
-/// In a group of its own: Ctrl-C is for the program that the person has started, and that hands it on.
-bool spawn(const std::vector<std::string>& words, const Streams& streams, PROCESS_INFORMATION& process) {
+/// In a group of its own: Ctrl-C is for the program that the person has started, and that hands it on. In a
+/// job of its own: what it has started ends with it. The job does not end it when this process is gone: it
+/// notices that by itself, and puts back what it has overwritten.
+bool spawn(const std::vector<std::string>& words, const Streams& streams, HANDLE job,
+           PROCESS_INFORMATION& process) {
     const std::wstring program = programFile();
     std::wstring line = quotedWord(program);
     for (const std::string& word : words)
@@ -63,18 +66,32 @@ bool spawn(const std::vector<std::string>& words, const Streams& streams, PROCES
     startup.hStdInput = streams.nothing;
     startup.hStdOutput = streams.log;
     startup.hStdError = streams.log;
-    return CreateProcessW(program.c_str(), line.data(), nullptr, nullptr, TRUE, CREATE_NEW_PROCESS_GROUP,
-                          nullptr, nullptr, &startup, &process) != FALSE;
+    if (CreateProcessW(program.c_str(), line.data(), nullptr, nullptr, TRUE,
+                       CREATE_NEW_PROCESS_GROUP | CREATE_SUSPENDED, nullptr, nullptr, &startup,
+                       &process) == FALSE)
+        return false;
+    if (AssignProcessToJobObject(job, process.hProcess) == FALSE ||
+        ResumeThread(process.hThread) == static_cast<DWORD>(-1)) {
+        const DWORD failure = GetLastError();
+        TerminateProcess(process.hProcess, kDestroyed);
+        CloseHandle(process.hThread);
+        CloseHandle(process.hProcess);
+        SetLastError(failure);
+        return false;
+    }
+    CloseHandle(process.hThread);
+    return true;
 }
 
 class Process : public RunProcess {
 public:
-    Process(const PROCESS_INFORMATION& started, zel::Handle pipe, std::atomic<HANDLE>& entry)
+    Process(const PROCESS_INFORMATION& started, zel::Handle job, zel::Handle pipe, std::atomic<HANDLE>& entry)
         : m_process(started.hProcess),
+          m_job(std::move(job)),
           m_number(started.dwProcessId),
           m_pipe(std::move(pipe)),
           m_entry(entry) {
-        m_entry.store(m_process.get());
+        m_entry.store(m_job.get());
     }
     ~Process() override { m_entry.store(nullptr); }
     Process(const Process&) = delete;
@@ -100,12 +117,16 @@ public:
         return text;
     }
 
+    /// Nothing that is to be told is known on Windows.
+    bool tell(std::string_view /*line*/) override { return false; }
+
     std::optional<ProcessEnd> ended() override {
         DWORD status = 0;
         if (m_end || WaitForSingleObject(m_process.get(), 0) != WAIT_OBJECT_0 ||
             GetExitCodeProcess(m_process.get(), &status) == FALSE)
             return m_end;
         m_entry.store(nullptr);
+        TerminateJobObject(m_job.get(), kDestroyed);  // what it has started
         m_end.emplace();
         m_end->isFault = status >= kFirstFault;
         m_end->isExit = !m_end->isFault && !m_isDestroyed;
@@ -119,7 +140,7 @@ public:
         if (m_end)
             return;
         if (push == Push::destroy)
-            m_isDestroyed = TerminateProcess(m_process.get(), kDestroyed) != FALSE;
+            m_isDestroyed = TerminateJobObject(m_job.get(), kDestroyed) != FALSE;
         else if (GenerateConsoleCtrlEvent(CTRL_BREAK_EVENT, m_number) == FALSE)
             (void)m_pipe.reset();
     }
@@ -128,6 +149,7 @@ private:
     static constexpr std::size_t kMostTaken = std::size_t{1} << 20;
 
     zel::Handle m_process;
+    zel::Handle m_job;
     DWORD m_number;
     zel::Handle m_pipe;
     std::atomic<HANDLE>& m_entry;
@@ -162,16 +184,15 @@ std::unique_ptr<RunProcess> RunProcess::start(std::vector<std::string> arguments
     HANDLE ends[2]{};
     const auto entry = std::ranges::find_if(running, [](const auto& each) { return each.load() == nullptr; });
     PROCESS_INFORMATION started{};
-    if (nothing && entry != running.end() && CreatePipe(&ends[0], &ends[1], &handedOn, 0) != FALSE) {
+    zel::Handle job(CreateJobObjectW(nullptr, nullptr));
+    if (nothing && job && entry != running.end() && CreatePipe(&ends[0], &ends[1], &handedOn, 0) != FALSE) {
         zel::Handle reading(ends[0]);
         const zel::Handle writing(ends[1]);
         SetHandleInformation(reading.get(), HANDLE_FLAG_INHERIT, 0);
         const auto number = static_cast<long long>(reinterpret_cast<std::intptr_t>(writing.get()));
         arguments.insert(arguments.begin() + 1, "--progress-to=" + std::to_string(number));
-        if (spawn(arguments, {nothing.get(), logFile.get(), writing.get()}, started)) {
-            CloseHandle(started.hThread);
-            return std::make_unique<Process>(started, std::move(reading), *entry);
-        }
+        if (spawn(arguments, {nothing.get(), logFile.get(), writing.get()}, job.get(), started))
+            return std::make_unique<Process>(started, std::move(job), std::move(reading), *entry);
     }
     error = zel::words("a process for the test could not be started: {reason}", {{"reason", lastError()}});
     return nullptr;

@@ -169,19 +169,35 @@ class Parts(Resume):
         self.assertEqual(len(resume_runs.extensions(self.record, "grade")), 1)
 
     def test_all_of_a_folder(self):
-        for name, device in (("a", "sim:disk," + FAULTY), ("b", "sim:disk,sectors=50000")):
-            os.rename(self.broken_off(device), self.path(name + ".jsonl"))
+        """Those of one drive one after the other; of what is no record nobody hears."""
+        for name, device, parameters in (("a", "sim:disk," + FAULTY, ()), ("b", "sim:disk,sectors=50000", ()),
+                                         ("c", "sim:disk," + FAULTY, ("StartRange=11",))):
+            os.rename(self.broken_off(device, parameters=parameters), self.path(name + ".jsonl"))
         os.remove(self.path("whole.jsonl"))
-        with open(self.path("c.jsonl"), "w", encoding="utf-8") as other:
+        with open(self.path("other.jsonl"), "w", encoding="utf-8") as other:
             other.write("GIF89a\n")
         ended = self.start("resume", self.folder)
         self.assertEqual(ended.returncode, 1, ended.stderr)
-        for name, result in (("a-2", "FAIL"), ("b-2", "PASS")):
+        self.assertIn("2 drives: 1 FAIL, 1 PASS", ended.stdout)
+        ends = {}
+        for name, result in (("a-2", "FAIL"), ("b-2", "PASS"), ("c-2", "FAIL")):
             self.check_record(self.path(name + ".jsonl"))
             self.assertEqual(resume_runs.extensions(self.path(name + ".jsonl"), "result")[0]["result"], result)
+            self.assertTrue(os.path.exists(self.path(name + ".html")) and os.path.exists(self.path(name + ".log")))
+            with open(self.path(name + ".jsonl"), encoding="utf-8") as lines:
+                ends[name] = [json.loads(line)["timestamp"] for line in lines if '"resumed"' in line or "testRunEnd" in line]
+        self.assertLess(ends["a-2"][1], ends["c-2"][0])
         again = self.start("resume", self.folder)
         self.assertEqual((again.returncode, again.stdout), (0, "no run of %s can be resumed\n" % self.folder))
         self.assertEqual(self.start("resume", self.path("nowhere")).returncode, 2)
+
+    def test_one_of_a_folder_may_be_all(self):
+        os.rename(self.broken_off(), self.path("a.jsonl"))
+        os.remove(self.path("whole.jsonl"))
+        ended = self.start("resume", self.folder)
+        self.assertEqual(ended.returncode, 1, ended.stderr)
+        self.assertIn("record    " + self.path("a-2.jsonl"), ended.stdout)
+        self.assertFalse(os.path.exists(self.path("overview.html")))
 
 
 class Refusals(Resume):

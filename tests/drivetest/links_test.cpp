@@ -5,6 +5,7 @@
 #include <random>
 
 #include "drivetest/shelf/links/Admission.h"
+#include "drivetest/shelf/links/LinkSharing.h"
 #include "drivetest/shelf/links/StartOrder.h"
 #include "zel/Clock.h"
 
@@ -153,10 +154,20 @@ TEST(Admission, FillsTwoSaturatedAdaptersAsWellAsAnyOrderDoes) {
     EXPECT_EQ(uses[0].mostAtOnce, 2U);
     EXPECT_EQ(uses[1].mostAtOnce, 1U);
     EXPECT_TRUE(uses[0].isFull && uses[1].isFull);
-    EXPECT_EQ(
-        linkUseText(uses[0]),
-        "4 drives share link, which carries 530 MB/s: at most 2 of them at once, so that none is slowed by "
-        "the others");
+    const std::vector<LinkSharing> expected{{"link", 530, 4, 2, 520, true}};
+    ASSERT_EQ(machine.admission->usesBy(3).size(), 1U);
+    EXPECT_EQ(sharingOf(machine.admission->usesBy(3)[0]), expected[0]);
+    EXPECT_EQ(describeSharing(expected[0]),
+              "4 drives share link, which carries 530 MB/s: at most 2 of them at once, so that none is "
+              "slowed by the others; 520 MB/s were measured on it at most");
+    EXPECT_EQ(readSharingLine(sharingLine(expected)), expected);
+}
+
+TEST(LinkSharing, LinesThatAreNone) {
+    for (const char* const line :
+         {"", "7", "{", "[]", R"({"links":7})", R"({"links":[{"name":"x","drives":2,"atOnce":1}]})",
+          R"({"links":[{"name":"x","drives":-2,"atOnce":1,"waited":false}]})"})
+        EXPECT_FALSE(readSharingLine(line)) << line;
 }
 
 TEST(Admission, IsNearTheBestOfAllOrders) {
@@ -238,8 +249,9 @@ TEST(Admission, LetsAllRunWhereNothingIsShared) {
     free.run();
     EXPECT_EQ(free.mostAtOnce, 5U);
     EXPECT_EQ(free.slowest, 1);
-    EXPECT_EQ(linkUseText(free.admission->uses().at(0)),
-              "2 drives share link, which carries them all at once");
+    EXPECT_EQ(describeSharing(sharingOf(free.admission->uses().at(0))),
+              "2 drives share link, which carries them all at once; 400 MB/s were measured on it at most");
+    EXPECT_TRUE(free.admission->usesBy(2).empty());
     Machine jobs(drives, {250, 250, 450}, true, 2);
     jobs.run();
     EXPECT_EQ(jobs.mostAtOnce, 2U);

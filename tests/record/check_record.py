@@ -114,6 +114,16 @@ def is_links(content):
                 is_count(each.get("megabytesPerSecond", 0)) for each in links))
 
 
+def is_shared_links(content):
+    links = content.get("links")
+    return (set(content) == {"links"} and isinstance(links, list) and len(links) > 0 and
+            all(set(each) - {"megabytesPerSecond", "measured"} == {"name", "drives", "atOnce", "waited"} and
+                isinstance(each["name"], str) and isinstance(each["waited"], bool) and
+                all(is_count(value) for name, value in each.items() if name not in ("name", "waited")) and
+                1 < each["drives"] >= each["atOnce"] > 0 and (each["waited"] is False or "megabytesPerSecond" in each)
+                for each in links))
+
+
 def is_regions(content):
     regions = content.get("regions")
     directions = [content[name] for name in ("read", "written") if name in content]
@@ -198,7 +208,7 @@ def is_resumed(content):
 
 
 FORMS = {"drive": is_drive, "surface": is_surface, "regions": is_regions, "slowTransfers": is_slow_transfers, "transfers": is_transfers,
-         "health": is_health, "temperature": is_temperature, "links": is_links, "grade": is_grade, "fingerprint": is_fingerprint,
+         "health": is_health, "temperature": is_temperature, "links": is_links, "sharedLinks": is_shared_links, "grade": is_grade, "fingerprint": is_fingerprint,
          "progress": is_progress, "resumed": is_resumed}
 
 

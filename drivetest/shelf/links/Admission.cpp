@@ -6,7 +6,6 @@
 #include <utility>
 
 #include "drivetest/shelf/links/StartOrder.h"
-#include "zel/Words.h"
 
 namespace drivetest {
 
@@ -137,6 +136,8 @@ void Admission::measured(std::size_t drive, double megabytesPerSecond) {
         const double capacity = m_links[link].use.link.megabytesPerSecond;
         return m_links[link].running > 1 && capacity > 0 && latestOf(link) > capacity * kNearlyFull;
     });
+    for (const std::size_t link : each.links)
+        m_links[link].use.moved = std::max(m_links[link].use.moved, latestOf(link));
     // A disk becomes slower towards its end by itself.
     each.own = isSlowed ? std::max(each.latest, estimateOf(each)) : each.latest;
     m_isArranged = m_isArranged && each.measurements > 2;
@@ -221,15 +222,18 @@ std::vector<Admission::LinkUse> Admission::uses() const {
     return shared;
 }
 
-std::string linkUseText(const Admission::LinkUse& use) {
-    const auto rate = static_cast<std::int64_t>(std::llround(use.link.megabytesPerSecond));
-    if (!use.isFull)
-        return zel::words("{n} drives share {link}, which carries them all at once",
-                          {{"n", use.drives}, {"link", use.link.name}});
-    return zel::words(
-        "{n} drives share {link}, which carries {rate} MB/s: at most {most} of them at once, so "
-        "that none is slowed by the others",
-        {{"n", use.drives}, {"link", use.link.name}, {"rate", rate}, {"most", use.mostAtOnce}});
+std::vector<Admission::LinkUse> Admission::usesBy(std::size_t drive) const {
+    std::vector<LinkUse> shared;
+    for (const std::size_t link : m_drives[drive].links)
+        if (m_links[link].use.drives > 1)
+            shared.push_back(m_links[link].use);
+    return shared;
+}
+
+LinkSharing sharingOf(const Admission::LinkUse& use) {
+    const auto whole = [](double rate) { return static_cast<std::uint64_t>(std::llround(rate)); };
+    return {use.link.name, whole(use.link.megabytesPerSecond), use.drives, use.mostAtOnce, whole(use.moved),
+            use.isFull};
 }
 
 }  // namespace drivetest

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "drivetest/shelf/links/LinkSharing.h"
 #include "drivetest/shelf/links/SharedLink.h"
 #include "zel/Clock.h"
 
@@ -33,6 +34,7 @@ public:
         SharedLink link;  ///< with what it was seen to carry, where it is not known otherwise
         std::size_t drives = 0;
         std::size_t mostAtOnce = 0;
+        double moved = 0;     ///< MB/s, the most that its drives were measured to move together
         bool isFull = false;  ///< drives had to wait for it
     };
 
@@ -49,6 +51,8 @@ public:
     void ended(std::size_t drive);
 
     [[nodiscard]] std::vector<LinkUse> uses() const;
+    /// The same of the links of one drive.
+    [[nodiscard]] std::vector<LinkUse> usesBy(std::size_t drive) const;
 
 private:
     enum class Phase : std::uint8_t { waiting, running, ended };
@@ -88,7 +92,7 @@ private:
     bool m_isArranged = false;
 };
 
-/// "4 drives share SAS adapter …, which carries 3800 MB/s: at most 3 of them at once"
-std::string linkUseText(const Admission::LinkUse& use);
+/// In whole numbers, for people and records.
+LinkSharing sharingOf(const Admission::LinkUse& use);
 
 }  // namespace drivetest
