@@ -1,9 +1,7 @@
-#include <algorithm>
-#include <array>
-
 #include "drivetest/ExitStatus.h"
 #include "drivetest/commands/Commands.h"
 #include "drivetest/resume/ResumeFolder.h"
+#include "drivetest/shelf/RunOutcome.h"
 #include "drivetest/terminal/Console.h"
 #include "drivetest/terminal/Labels.h"
 #include "drivetest/terminal/Terminal.h"
@@ -12,20 +10,6 @@
 #include "zel/Words.h"
 
 namespace drivetest {
-
-namespace {
-
-/// From what is least to worry about to what is most.
-constexpr std::array<int, 11> kByWeight{kExitPass,      kExitWarn,          kExitMedia,      kExitBusy,
-                                        kExitCannotRun, kExitUsage,         kExitTimedOut,   kExitUserAborted,
-                                        kExitFail,      kExitInternalError, kExitNotRestored};
-
-int worse(int a, int b) {
-    const auto weight = [](int status) { return std::ranges::find(kByWeight, status); };
-    return weight(a) < weight(b) ? b : a;
-}
-
-}  // namespace
 
 int resumeRuns(const ResumeOptions& options) {
     BrokenOffRuns runs;
@@ -42,13 +26,14 @@ int resumeRuns(const ResumeOptions& options) {
             console.line(
                 zel::words("no run of {folder} can be resumed", {{"folder", printable(options.folder)}}));
     }
-    int status = kExitPass;
+    // Somebody has to see to those that are left.
+    int status = runs.sentences.empty() ? kExitPass : kExitCannotRun;
     for (const std::string& record : runs.records) {
         if (quix5::StopRequest::made())
-            return worse(status, kExitUserAborted);
+            return worstStatus({status, kExitUserAborted});
         RunOptions run = options.run;
         run.resume = record;
-        status = worse(status, runTests(run));
+        status = worstStatus({status, runTests(run)});
     }
     return status;
 }
