@@ -17,6 +17,9 @@ namespace drivetest {
 std::string systemLanguage() {
     return {};
 }
+std::string programFolder() {
+    return {};
+}
 
 }  // namespace drivetest
 

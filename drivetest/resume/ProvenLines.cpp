@@ -16,7 +16,7 @@ constexpr std::size_t kLongestLine = std::size_t{32} << 20;
 constexpr std::ptrdiff_t kMostLists = 1 << 20;
 
 /// What of a line decides; the rest is read only of what is proven.
-enum class LineKind : std::uint8_t { damaged, other, progress, verdict };
+enum class LineKind : std::uint8_t { damaged, other, progress, end, verdict };
 
 /// Discarded when it is none.
 Json parse(std::string_view line) {
@@ -34,7 +34,7 @@ LineKind kindOf(const Json& line) {
     if (!line.is_object())
         return LineKind::damaged;
     if (line.contains("testRunArtifact") && line["testRunArtifact"].contains("testRunEnd"))
-        return tellsVerdict(line["testRunArtifact"]["testRunEnd"]) ? LineKind::verdict : LineKind::other;
+        return tellsVerdict(line["testRunArtifact"]["testRunEnd"]) ? LineKind::verdict : LineKind::end;
     const auto progress = Json::json_pointer("/testStepArtifact/extension/name");
     return line.contains(progress) && line[progress] == "progress" ? LineKind::progress : LineKind::other;
 }
@@ -68,6 +68,7 @@ ProvenLines findProven(std::string_view record) {
         const std::string_view line = record.substr(begin, end - begin);
         const Json parsed = parse(line);
         const LineKind kind = kindOf(parsed);
+        proven.hasEnded = proven.hasEnded || kind == LineKind::end || kind == LineKind::verdict;
         proven.hasVerdict = proven.hasVerdict || kind == LineKind::verdict;
         proven.hasProgress = proven.hasProgress || kind == LineKind::progress;
         const bool isProven = kind == LineKind::progress && isProof(digest, line, parsed);

@@ -12,7 +12,8 @@ struct ProvenLines {
     std::size_t bytes = 0;     ///< of the lines that are proven, 0 for none
     std::string sha256{};      ///< of these
     std::size_t damaged = 0;   ///< the number of the first line behind them that is damaged; 0 for none
-    bool hasVerdict = false;   ///< a line tells that the run came to its end, and what it found
+    bool hasEnded = false;     ///< a line tells of the end of the run
+    bool hasVerdict = false;   ///< ... and that it came to a verdict
     bool hasProgress = false;  ///< there is a line of progress, proven or not
 };
 

@@ -19,6 +19,7 @@ namespace {
 struct Chain {
     std::string record{};  ///< that proves most
     std::size_t proven = 0;
+    bool hasEnded = false;
     bool hasVerdict = false;
 };
 
@@ -54,6 +55,7 @@ void add(const std::string& record, std::map<std::string, Chain>& chains, Broken
         return;
     const ProvenLines proven = findProven(text);
     Chain& chain = chains[beginning];
+    chain.hasEnded = chain.hasEnded || proven.hasEnded;
     chain.hasVerdict = chain.hasVerdict || proven.hasVerdict;
     if (chain.record.empty() || proven.bytes > chain.proven) {
         chain.record = record;
@@ -76,7 +78,7 @@ bool findBrokenOff(const std::string& folder, BrokenOffRuns& runs, std::string& 
             continue;
         if (readResumed(chain.record, problem) != nullptr)
             runs.records.push_back(chain.record);
-        else
+        else if (!chain.hasEnded)  // nobody waits for one that was stopped
             runs.sentences.push_back(problem);
     }
     std::ranges::sort(runs.records);

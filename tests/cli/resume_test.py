@@ -77,6 +77,23 @@ class Parts(Resume):
         self.assertRegex(text, r"Duration\s+[0-9.]+\ss")
         self.assertRegex(text, r"Resumed\s+1 time")
 
+    def test_a_chunk_that_is_skipped_or_told_twice_would_be_noticed(self):
+        """Whoever changes the record so that it still proves itself."""
+        cut = self.broken_off()
+        with open(cut, "rb") as file:
+            lines = file.read().splitlines(keepends=True)
+        done = int(re.search(rb'"sectorsDone":(\d+)', lines[-1])[1])
+        # No more may be good than was visited: the one is refused.
+        for number, status in ((done - 128, 2), (done + 128, 1)):
+            last = re.sub(rb'"(sectorsDone|visited)":\d+', lambda found, n=number: b'"%s":%d' % (found[1], n), lines[-1])
+            with open(cut, "wb") as file:
+                file.writelines(sealed([*lines[:-1], last]))
+            ended = self.resumed(cut)
+            self.assertEqual(ended.returncode, status, ended.stderr)
+        account = resume_runs.account(self.record)
+        self.assertEqual(account["coverage"][0]["skipped"], 128)
+        self.assertTrue(resume_runs.differences(account, resume_runs.account(self.path("whole.jsonl"))))
+
     def test_limits_count_both_parts(self):
         cut = self.broken_off(parameters=("MaxErrors=20",), at=-1)
         ended = self.resumed(cut)
