@@ -80,7 +80,8 @@ class Shelf:
         began = time.monotonic()
         with subprocess.Popen([*(ALONE if whole else []), *command], **QUIET) as process:
             try:
-                process.communicate(timeout=self.random.uniform(0, duration))
+                # Half of it may be over before there is any progress.
+                process.communicate(timeout=self.random.uniform(self.random.choice((0, 0.4, 0.6)) * duration, duration))
             except subprocess.TimeoutExpired:
                 process.kill()
                 process.communicate()
