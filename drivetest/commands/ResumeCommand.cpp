@@ -3,6 +3,7 @@
 #include "drivetest/resume/ResumeFolder.h"
 #include "drivetest/shelf/GivenDrives.h"
 #include "drivetest/shelf/ResumedDrives.h"
+#include "drivetest/shelf/RunOutcome.h"
 #include "drivetest/shelf/Shelf.h"
 #include "drivetest/terminal/Console.h"
 #include "drivetest/terminal/Labels.h"
@@ -27,14 +28,17 @@ int resumeRuns(const ResumeOptions& options) {
             console.line(
                 zel::words("no run of {folder} can be resumed", {{"folder", printable(options.folder)}}));
     }
+    // Somebody has to see to those that are left.
+    const int status = runs.sentences.empty() ? kExitPass : kExitCannotRun;
     if (runs.records.empty())
-        return kExitPass;
+        return status;
     if (runs.records.size() > 1 || wantsShelf(options.run))
-        return runShelf(shelfWorkOf(options, runs.records), {options.run.quiet, options.run.colours});
+        return worstStatus(
+            {status, runShelf(shelfWorkOf(options, runs.records), {options.run.quiet, options.run.colours})});
     // One alone may ask the user.
     RunOptions run = options.run;
     run.resume = runs.records.front();
-    return runTests(run);
+    return worstStatus({status, runTests(run)});
 }
 
 }  // namespace drivetest

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <memory>
 #include <optional>
 #include <string>
@@ -12,6 +13,7 @@
 #include "drivetest/run/Signals.h"
 #include "drivetest/run/StandardStreams.h"
 #include "drivetest/run/TestRun.h"
+#include "drivetest/safety/SafeStart.h"
 #include "drivetest/shelf/GivenDrives.h"
 #include "drivetest/shelf/ReportPipe.h"
 #include "drivetest/shelf/Shelf.h"
@@ -67,6 +69,13 @@ bool openLink(const RunOptions& options, std::unique_ptr<ShelfLink>& link) {
     return true;
 }
 
+/// Of several, which are for all runs of a folder that are gone on with, the one that is of this drive.
+void chooseConfirmation(RunOptions& options, const quix5::DiagDevice& device) {
+    const std::string wanted = confirmationOf(device);
+    if (std::ranges::find(options.shelf.moreConfirmed, wanted) != options.shelf.moreConfirmed.end())
+        options.confirm = wanted;
+}
+
 int runOnShelf(const RunOptions& options) {
     std::string error;
     const auto work = shelfWorkOf(options, error);
@@ -93,7 +102,7 @@ int runTests(const RunOptions& given) {
     std::unique_ptr<ShelfLink> link;
     if (!openLink(options, link))
         return kExitUsage;
-    if (!options.shelf.moreConfirmed.empty()) {
+    if (!options.shelf.moreConfirmed.empty() && options.resume.empty()) {
         complain(zel::words("--confirm is given more than once, and there is one drive"));
         return kExitUsage;
     }
@@ -102,16 +111,14 @@ int runTests(const RunOptions& given) {
         return kExitUsage;
     }
     std::optional<Grading> grading;
-    if (options.grading != kNoGrading) {
-        grading = Grading::load(options.grading, error);
-        if (!grading) {
-            complain(error);
-            return kExitUsage;
-        }
+    if (options.grading != kNoGrading && !(grading = Grading::load(options.grading, error))) {
+        complain(error);
+        return kExitUsage;
     }
     std::optional<ChosenTest> chosen = chooseTest(options, refused);
     if (!chosen)
         return refused;
+    chooseConfirmation(options, chosen->device);
     Console console(options.outputOf(kRecordOption) == "-" ? stderr : stdout, options.colours);
     const auto drive = TakenDrive::take(*chosen, options, console, refused);
     if (drive == nullptr)

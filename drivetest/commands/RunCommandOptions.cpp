@@ -279,12 +279,13 @@ CLI::App& addRun(CLI::App& program, RunOptions& options) {
 CLI::App& addResumeRuns(CLI::App& program, ResumeOptions& options) {
     CLI::App& command = *program.add_subcommand("resume", words("Go on with the runs that broke off"));
     command.footer(
-        words("Looks through the records of a folder (*.jsonl), and resumes every run that was killed or "
-              "lost its power, as \"drivetest run --resume\" does: several drives side by side, each by a "
-              "process of its own. Each record gets one beside it that is whole.") +
+        words("Looks through the records of a folder (*.jsonl), and resumes every run that was killed, lost "
+              "its power, or ended without a verdict, as \"drivetest run --resume\" does: several drives "
+              "side by side, each by a process of its own. Each record gets one beside it that is whole.") +
         "\n" +
         words(
-            "Exit status: that of the worst run, 0 when there was none; 2 when the folder cannot be read."));
+            "Exit status: that of the worst run, 0 when there was none; 6 when a run broke off and cannot be "
+            "resumed, 2 when the folder cannot be read."));
     command.add_option("DIR", options.folder, words("Folder with the records of runs"))
         ->type_name("")
         ->required();

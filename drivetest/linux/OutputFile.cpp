@@ -135,6 +135,32 @@ OutputFile open(const std::string& path, const OutputRules& rules, std::string& 
     return {};
 }
 
+/// Whether what such a call left is on the disk, or there is none.
+bool isDurable(int result) {
+    return result == 0 || errno == EINVAL || errno == EROFS || errno == ENOTSUP;
+}
+
+/// The folder of a file, and those around it on the same disk, may be as new as the file.
+bool syncFolders(int descriptor) {
+    struct stat file {};
+    std::error_code unknown;
+    auto folder = std::filesystem::read_symlink(pathOf(descriptor), unknown);
+    if (fstat(descriptor, &file) != 0 || !S_ISREG(file.st_mode))
+        return true;
+    while (folder.has_relative_path()) {
+        folder = folder.parent_path();
+        struct stat found {};
+        const OutputFile opened =
+            OutputFile::adopt(openFile(folder.string(), O_RDONLY | O_DIRECTORY | O_CLOEXEC), {});
+        // Who may not look into it did not make it either.
+        if (!opened || fstat(opened.descriptor(), &found) != 0 || found.st_dev != file.st_dev)
+            return true;
+        if (!isDurable(zel::uninterrupted([&opened] { return fsync(opened.descriptor()); })))
+            return false;
+    }
+    return true;
+}
+
 /// Writes are to wait, in whatever thread makes them.
 void makeBlocking(int descriptor) {
     const int flags = fcntl(descriptor, F_GETFL);
@@ -187,10 +213,11 @@ bool OutputFile::write(std::string_view text) const {
     return true;
 }
 
-bool OutputFile::sync() const {
-    // Of what has no disk.
-    return zel::uninterrupted([this] { return fdatasync(m_descriptor); }) == 0 || errno == EINVAL ||
-           errno == EROFS || errno == ENOTSUP;
+bool OutputFile::sync() {
+    if (!isDurable(zel::uninterrupted([this] { return fdatasync(m_descriptor); })))
+        return false;
+    m_isNameDurable = m_isNameDurable || syncFolders(m_descriptor);
+    return m_isNameDurable;
 }
 
 bool isBeingWritten(const std::string& path) {

@@ -88,7 +88,7 @@ void RecordWriter::takeOver(const std::string& lines) {
         ++m_sequence;
         if (m_queue == nullptr)
             m_sink(lines.substr(begin, end + 1 - begin));
-        else if (end + 1 == lines.size())
+        if (end + 1 == lines.size())
             m_lastTime =
                 Json::parse(std::string_view(lines).substr(begin, end - begin)).value("timestamp", "");
     }

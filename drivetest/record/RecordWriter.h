@@ -47,6 +47,8 @@ public:
     [[nodiscard]] bool ok() const { return m_queue == nullptr || m_queue->finish(); }
     /// Whether a part is missing only because nobody read it before the program was to end.
     [[nodiscard]] bool wasGivenUp() const { return m_queue != nullptr && m_queue->wasGivenUp(); }
+    /// See OutputQueue::failure().
+    [[nodiscard]] std::string failure() const { return m_queue != nullptr ? m_queue->failure() : ""; }
     [[nodiscard]] const std::string& path() const { return m_path; }
 
 private:

@@ -184,12 +184,7 @@ void takeLinks(const Json& content, const RunLists& /*lists*/, RecordedRun& run)
 }
 
 void takeTemperature(const Json& content, const RunLists& /*lists*/, RecordedRun& run) {
-    const HeatCourse heat = readHeatJson(content);
-    // Far beyond any run, and still a time that can be told in nanoseconds.
-    constexpr std::chrono::hours kLongest{24 * 365};
-    if (heat.rested < std::chrono::seconds(0) || heat.rested > kLongest)
-        throw faultOf("restedSeconds");
-    run.heat = heat;
+    run.heat = recordedHeat(content);
 }
 
 void takeGrade(const Json& content, const RunLists& /*lists*/, RecordedRun& run) {
@@ -249,11 +244,27 @@ std::uint64_t recordedCount(const Json& object, const char* name) {
     return found != nullptr ? found->get<std::uint64_t>() : 0;
 }
 
+std::uint64_t recordedCount(const Json& object, const char* name, std::uint64_t most) {
+    const std::uint64_t count = recordedCount(object, name);
+    if (count > most)
+        throw faultOf(name);
+    return count;
+}
+
 double recordedNumber(const Json& object, const char* name) {
     const Json* const found = find(object, name);
     if (found != nullptr && (!found->is_number() || *found < 0))
         throw faultOf(name);
     return found != nullptr ? found->get<double>() : 0;
+}
+
+HeatCourse recordedHeat(const Json& content) {
+    const HeatCourse heat = readHeatJson(content);
+    // Far beyond any run, and still a time that can be told in nanoseconds.
+    constexpr std::chrono::hours kLongest{24 * 365};
+    if (heat.rested < std::chrono::seconds(0) || heat.rested > kLongest)
+        throw faultOf("restedSeconds");
+    return heat;
 }
 
 void takeExtension(const std::string& name, const Json& content, const RunLists& lists, RecordedRun& run) {

@@ -4,6 +4,7 @@
 #include <limits>
 #include <string>
 
+#include "drivetest/health/HealthJson.h"
 #include "drivetest/record/ObjectOf.h"
 #include "drivetest/record/RecordedExtensions.h"
 #include "drivetest/record/StatisticsStateJson.h"
@@ -34,6 +35,10 @@ Json progressJson(const RunProgress& progress) {
               {"spentNs", progress.spent.count()}};
     if (progress.slowMs != 0)
         json.update({{"slowMs", progress.slowMs}, {"slowCount", progress.slowAllowed}});
+    if (progress.maxTemperature != 0)
+        json["maxTemp"] = progress.maxTemperature;
+    if (progress.heat)
+        json["temperature"] = heatJson(*progress.heat);
     moveInto(json, stateJson(progress.state));
     return json;
 }

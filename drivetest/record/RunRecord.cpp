@@ -12,7 +12,9 @@
 #include "drivetest/record/StatisticsJson.h"
 #include "drivetest/resume/ResumedRun.h"
 #include "drivetest/shelf/links/SharedLink.h"
+#include "drivetest/terminal/Texts.h"
 #include "quix5/DeviceInventory.h"
+#include "zel/Words.h"
 
 namespace drivetest {
 
@@ -151,6 +153,15 @@ void RunRecord::goOn(const ResumedRun& resumed, const std::string& commandLine) 
 void RunRecord::progress(const RunProgress& progress) {
     m_events.flush();
     m_writer->writeProof("progress", progressJson(progress));
+}
+
+/// That of standard output ends the run, and is told then.
+std::string RunRecord::failure() const {
+    const std::string reason = m_writer->failure();
+    return reason.empty() || m_writer->path() == "-"
+               ? std::string()
+               : zel::words("the record {file} cannot be written to: {reason}",
+                            {{"file", printable(m_writer->path())}, {"reason", reason}});
 }
 
 void RunRecord::writeExtension(const char* name, Json content) {

@@ -23,6 +23,7 @@ public:
     void log(const zel::String& logger, int priority, const zel::String& text) override;
     void unrestored(const Ranges& ranges, const std::string& journal) override;
     void progress(const RunProgress& progress) override;
+    [[nodiscard]] std::string failure() const override;
     void end(const RunSummary& summary) override;
     [[nodiscard]] ReportState state() override;
 

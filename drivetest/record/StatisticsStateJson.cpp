@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdint>
 #include <iterator>
+#include <limits>
 #include <string>
 #include <utility>
 
@@ -193,11 +194,13 @@ SlowTransfers::State readSlow(const Json& json) {
                               recordedCount(json, "over150ms"),
                               recordedCount(json, "over500ms"),
                               recordedCount(json, "overLimit")};
-    for (const Json& each : json.at("kept"))
+    for (const Json& each : json.at("kept")) {
+        const std::uint64_t sectors = countOf(each.at(2));
+        if (sectors > std::numeric_limits<std::uint32_t>::max() || slow.kept.size() == SlowTransfers::kMost)
+            throw faultOf("progress");
         slow.kept.push_back({named(kOperations, each.at(0).get<std::string>()), countOf(each.at(1)),
-                             static_cast<std::uint32_t>(countOf(each.at(2))), timeOf(each.at(3))});
-    if (slow.kept.size() > SlowTransfers::kMost)
-        throw faultOf("progress");
+                             static_cast<std::uint32_t>(sectors), timeOf(each.at(3))});
+    }
     return slow;
 }
 

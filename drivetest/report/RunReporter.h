@@ -36,6 +36,8 @@ struct RunProgress {
     zel::Clock::Duration spent;  ///< since the test got its drive
     unsigned slowMs;             ///< what is too slow, see RunOptions
     std::uint64_t slowAllowed;
+    std::int64_t maxTemperature;     ///< degrees Celsius, see RunOptions
+    std::optional<HeatCourse> heat;  ///< where the drive told
     const StatisticsState& state;
 };
 
@@ -124,6 +126,8 @@ public:
     virtual void unrestored(const Ranges& /*ranges*/, const std::string& /*journal*/) {}
     /// Now and then, between two chunks, of tests that can go on.
     virtual void progress(const RunProgress& /*progress*/) {}
+    /// A sentence on why its file takes nothing more; empty while it does. From begin() on.
+    [[nodiscard]] virtual std::string failure() const { return {}; }
     virtual void end(const RunSummary& /*summary*/) {}
 
     /// After end(): waits until all is written, as long as OutputQueue::finish() does.

@@ -1,5 +1,6 @@
 #include "drivetest/resume/ProvenLines.h"
 
+#include <algorithm>
 #include <cstdint>
 
 #include "drivetest/record/Json.h"
@@ -10,14 +11,30 @@ namespace drivetest {
 
 namespace {
 
+/// What is longer, or has more lists, is no line of a record: as a tree of values it could fill the memory.
+constexpr std::size_t kLongestLine = std::size_t{32} << 20;
+constexpr std::ptrdiff_t kMostLists = 1 << 20;
+
 /// What of a line decides; the rest is read only of what is proven.
-enum class LineKind : std::uint8_t { damaged, other, progress, end };
+enum class LineKind : std::uint8_t { damaged, other, progress, end, verdict };
+
+/// Discarded when it is none.
+Json parse(std::string_view line) {
+    const auto lists = std::ranges::count_if(line, [](char c) { return c == '[' || c == '{'; });
+    return line.size() > kLongestLine || lists > kMostLists ? Json(Json::value_t::discarded)
+                                                            : Json::parse(line, nullptr, false);
+}
+
+/// A run that was stopped, or could not go on, has an end, too.
+bool tellsVerdict(const Json& end) {
+    return !end.is_object() || !end.contains("status") || end["status"] == "COMPLETE";
+}
 
 LineKind kindOf(const Json& line) {
     if (!line.is_object())
         return LineKind::damaged;
     if (line.contains("testRunArtifact") && line["testRunArtifact"].contains("testRunEnd"))
-        return LineKind::end;
+        return tellsVerdict(line["testRunArtifact"]["testRunEnd"]) ? LineKind::verdict : LineKind::end;
     const auto progress = Json::json_pointer("/testStepArtifact/extension/name");
     return line.contains(progress) && line[progress] == "progress" ? LineKind::progress : LineKind::other;
 }
@@ -49,9 +66,10 @@ ProvenLines findProven(std::string_view record) {
          begin = end + 1) {
         ++number;
         const std::string_view line = record.substr(begin, end - begin);
-        const Json parsed = Json::parse(line, nullptr, false);
+        const Json parsed = parse(line);
         const LineKind kind = kindOf(parsed);
-        proven.hasEnded = proven.hasEnded || kind == LineKind::end;
+        proven.hasEnded = proven.hasEnded || kind == LineKind::end || kind == LineKind::verdict;
+        proven.hasVerdict = proven.hasVerdict || kind == LineKind::verdict;
         proven.hasProgress = proven.hasProgress || kind == LineKind::progress;
         const bool isProven = kind == LineKind::progress && isProof(digest, line, parsed);
         digest.add(record.substr(begin, end + 1 - begin));

@@ -13,6 +13,7 @@ struct ProvenLines {
     std::string sha256{};      ///< of these
     std::size_t damaged = 0;   ///< the number of the first line behind them that is damaged; 0 for none
     bool hasEnded = false;     ///< a line tells of the end of the run
+    bool hasVerdict = false;   ///< ... and that it came to a verdict
     bool hasProgress = false;  ///< there is a line of progress, proven or not
 };
 

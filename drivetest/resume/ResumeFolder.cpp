@@ -2,13 +2,11 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <map>
 #include <system_error>
 
 #include "drivetest/resume/ProvenLines.h"
-#include "drivetest/resume/ResumeReader.h"
+#include "drivetest/resume/ResumeFile.h"
 #include "drivetest/terminal/Texts.h"
 #include "zel/Path.h"
 #include "zel/Words.h"
@@ -22,6 +20,7 @@ struct Chain {
     std::string record{};  ///< that proves most
     std::size_t proven = 0;
     bool hasEnded = false;
+    bool hasVerdict = false;
 };
 
 bool listRecords(const std::string& folder, std::vector<std::string>& records, std::string& error) {
@@ -37,16 +36,19 @@ bool listRecords(const std::string& folder, std::vector<std::string>& records, s
     return !failed;
 }
 
-/// Up to the line that tells when, what and of which drive.
+/// Up to the line that tells when, what and of which drive; no such line is longer.
 std::string beginningOf(const std::string& text) {
+    constexpr std::size_t kMost = std::size_t{1} << 20;
     const std::size_t first = text.find('\n');
     const std::size_t second = first == std::string::npos ? first : text.find('\n', first + 1);
-    return second == std::string::npos ? std::string() : text.substr(0, second);
+    return second > kMost ? std::string() : text.substr(0, second);
 }
 
-void add(const std::string& record, std::map<std::string, Chain>& chains) {
-    std::ifstream file(zel::pathOf(record), std::ios::binary);
-    const std::string text((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+void add(const std::string& record, std::map<std::string, Chain>& chains, BrokenOffRuns& runs) {
+    std::string text;
+    if (std::string problem; zel::isRegularFile(record) && !readRecordText(record, text, problem))
+        runs.sentences.push_back(zel::words("{file} cannot be resumed: {reason}",
+                                            {{"file", printable(record)}, {"reason", problem}}));
     const std::string beginning = beginningOf(text);
     // Of what holds no run at all nobody has to hear.
     if (beginning.find("\"testRunStart\"") == std::string::npos)
@@ -54,6 +56,7 @@ void add(const std::string& record, std::map<std::string, Chain>& chains) {
     const ProvenLines proven = findProven(text);
     Chain& chain = chains[beginning];
     chain.hasEnded = chain.hasEnded || proven.hasEnded;
+    chain.hasVerdict = chain.hasVerdict || proven.hasVerdict;
     if (chain.record.empty() || proven.bytes > chain.proven) {
         chain.record = record;
         chain.proven = proven.bytes;
@@ -68,14 +71,14 @@ bool findBrokenOff(const std::string& folder, BrokenOffRuns& runs, std::string& 
         return false;
     std::map<std::string, Chain> chains;
     for (const std::string& record : records)
-        add(record, chains);
+        add(record, chains, runs);
     for (const auto& [beginning, chain] : chains) {
         std::string problem;
-        if (chain.hasEnded)
+        if (chain.hasVerdict)
             continue;
         if (readResumed(chain.record, problem) != nullptr)
             runs.records.push_back(chain.record);
-        else
+        else if (!chain.hasEnded)  // nobody waits for one that was stopped
             runs.sentences.push_back(problem);
     }
     std::ranges::sort(runs.records);

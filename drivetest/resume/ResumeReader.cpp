@@ -1,6 +1,5 @@
 #include "drivetest/resume/ResumeReader.h"
 
-#include <fstream>
 #include <limits>
 #include <optional>
 #include <string_view>
@@ -11,9 +10,7 @@
 #include "drivetest/record/ResumeJson.h"
 #include "drivetest/record/StatisticsStateJson.h"
 #include "drivetest/resume/ProvenLines.h"
-#include "drivetest/run/OutputFile.h"
 #include "drivetest/terminal/Texts.h"
-#include "zel/Path.h"
 #include "zel/Words.h"
 
 namespace drivetest {
@@ -22,23 +19,10 @@ namespace {
 
 using zel::words;
 
-/// A night with thousands of slow transfers stays far below.
-constexpr std::uint64_t kMostBytes = std::uint64_t{256} << 20;
-
-bool readAll(const std::string& path, std::string& text, std::string& problem) {
-    std::ifstream file(zel::pathOf(path), std::ios::binary | std::ios::ate);
-    const auto bytes = file ? static_cast<std::streamoff>(file.tellg()) : -1;
-    if (bytes < 0)
-        problem = zel::pathExists(path) ? words("it cannot be read") : words("it does not exist");
-    else if (static_cast<std::uint64_t>(bytes) > kMostBytes)
-        problem = words("it is longer than any record of a run");
-    if (!problem.empty())
-        return false;
-    text.resize(static_cast<std::size_t>(bytes));
-    file.seekg(0);
-    if (!file.read(text.data(), bytes))
-        problem = words("it cannot be read");
-    return problem.empty();
+/// Throws a RecordFault where the number does not fit.
+template <class Number>
+Number recordedNumberOf(const Json& object, const char* name) {
+    return static_cast<Number>(recordedCount(object, name, std::numeric_limits<Number>::max()));
 }
 
 /// Takes what only a run needs that goes on; the rest is RecordReader's.
@@ -71,28 +55,34 @@ private:
 
     void takeDrive(const Json& content) {
         const std::uint64_t sectors = recordedCount(content, "sectors");
-        const std::uint64_t bytes = recordedCount(content, "sectorBytes");
-        if (bytes == 0 || bytes > std::numeric_limits<std::uint32_t>::max())
-            throw faultOf("drive");
+        const auto bytes = recordedNumberOf<std::uint32_t>(content, "sectorBytes");
+        if (bytes == 0)
+            throw faultOf("sectorBytes");
         if (!libDrive2::DriveIdentity::fromText(recordedText(content, "identity"), m_resumed.identity))
             throw faultOf("identity");
-        m_resumed.transferSectors = static_cast<std::uint32_t>(recordedCount(content, "transferSectors"));
+        m_resumed.transferSectors = recordedNumberOf<std::uint32_t>(content, "transferSectors");
         if (content.contains("properties"))
             for (const Json& property : content.at("properties"))
                 m_resumed.properties.push_back(property.get<std::string>());
-        m_resumed.statistics = std::make_unique<DriveStatistics>(sectors, static_cast<std::uint32_t>(bytes));
+        m_resumed.statistics = std::make_unique<DriveStatistics>(sectors, bytes);
     }
 
     void takeProgress(const Json& content) {
         if (m_resumed.statistics == nullptr || !m_resumed.statistics->restore(readState(content)))
             throw faultOf("progress");
         m_resumed.sectorsDone = recordedCount(content, "sectorsDone");
-        m_resumed.errorsDone = static_cast<std::uint32_t>(recordedCount(content, "errorsDone"));
+        // Where a test goes on, and what is known of its sectors, belong together.
+        if (m_resumed.sectorsDone != recordedCount(content, "visited"))
+            throw faultOf("sectorsDone");
+        m_resumed.errorsDone = recordedNumberOf<std::uint32_t>(content, "errorsDone");
         m_resumed.counts = {recordedCount(content, "errors"), recordedCount(content, "warnings")};
         m_resumed.spent =
-            zel::Clock::Duration(static_cast<zel::Clock::Duration::rep>(recordedCount(content, "spentNs")));
-        m_resumed.slowMs = static_cast<unsigned>(recordedCount(content, "slowMs"));
+            zel::Clock::Duration(recordedNumberOf<zel::Clock::Duration::rep>(content, "spentNs"));
+        m_resumed.slowMs = recordedNumberOf<unsigned>(content, "slowMs");
         m_resumed.slowAllowed = recordedCount(content, "slowCount");
+        m_resumed.maxTemperature = recordedNumberOf<std::uint32_t>(content, "maxTemp");
+        if (content.contains("temperature"))
+            m_resumed.heat = recordedHeat(content.at("temperature"));
     }
 
     ResumedRun& m_resumed;
@@ -131,7 +121,7 @@ bool readLines(const std::string& path, ResumedRun& resumed, std::string& proble
 
 /// Why the record as a whole cannot be gone on with; empty when it can.
 std::string findFault(const ProvenLines& proven, std::string_view text) {
-    if (proven.hasEnded)
+    if (proven.hasVerdict)
         return words("the run came to its end: start a new one");
     if (proven.bytes != 0)
         return {};
@@ -146,35 +136,43 @@ std::string findFault(const ProvenLines& proven, std::string_view text) {
                      "cannot go on in the middle; start a new one");
 }
 
+/// The version of this program that made the record; empty where that is not told.
+std::string versionOf(std::string_view text) {
+    const std::size_t first = text.find('\n') + 1;
+    const Json line = Json::parse(text.substr(first, text.find('\n', first) - first), nullptr, false);
+    const auto version = Json::json_pointer("/testRunArtifact/testRunStart/version");
+    const auto name = version.parent_pointer() / "name";
+    return line.contains(name) && line[name] == "drivetest" && line.contains(version) &&
+                   line[version].is_string()
+               ? line[version].get<std::string>()
+               : std::string();
+}
+
 }  // namespace
 
-std::unique_ptr<ResumedRun> readResumed(const std::string& path, std::string& problem) {
+std::unique_ptr<ResumedRun> resumedOf(const std::string& path, std::string text, std::string& problem) {
     const auto refuse = [&](const std::string& reason) {
         problem =
             words("{file} cannot be resumed: {reason}", {{"file", printable(path)}, {"reason", reason}});
         return nullptr;
     };
-    std::string text;
-    std::string reason;
-    if (isBeingWritten(path))
-        return refuse(words("its run has not ended; wait for it, or stop it"));
-    if (!readAll(path, text, reason))
-        return refuse(reason);
     const ProvenLines proven = findProven(text);
-    if (reason = findFault(proven, text); !reason.empty())
+    if (const std::string reason = findFault(proven, text); !reason.empty())
         return refuse(reason);
     auto resumed = std::make_unique<ResumedRun>();
     text.resize(proven.bytes);
     resumed->lines = std::move(text);
     resumed->sha256 = proven.sha256;
     resumed->damaged = proven.damaged;
-    if (!readLines(path, *resumed, problem))
-        return nullptr;
-    if (resumed->run.programVersion != DRIVETEST_VERSION)
+    // Another one may have other lines, too.
+    const std::string version = versionOf(resumed->lines);
+    if (!version.empty() && version != DRIVETEST_VERSION)
         return refuse(
             words("version {version} of drivetest made it, and this is {known}: go on with that one, or "
                   "start a new run",
-                  {{"version", resumed->run.programVersion}, {"known", DRIVETEST_VERSION}}));
+                  {{"version", printable(version)}, {"known", DRIVETEST_VERSION}}));
+    if (!readLines(path, *resumed, problem))
+        return nullptr;
     return resumed;
 }
 

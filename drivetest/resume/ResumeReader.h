@@ -7,9 +7,9 @@
 
 namespace drivetest {
 
-/// Reads the record of a run that broke off. Null after a sentence in `problem` that says why it cannot be
-/// gone on with: it came to its end, is still being written, proves no progress, is damaged, or is of another
-/// version of the program.
-std::unique_ptr<ResumedRun> readResumed(const std::string& path, std::string& problem);
+/// The run of a record that broke off, from its text. Null after a sentence in `problem` that says why it
+/// cannot be gone on with: it has a verdict, proves no progress, is damaged, or is of another version of the
+/// program. `path` is for that.
+std::unique_ptr<ResumedRun> resumedOf(const std::string& path, std::string text, std::string& problem);
 
 }  // namespace drivetest

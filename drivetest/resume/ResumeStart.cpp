@@ -4,7 +4,7 @@
 #include <utility>
 #include <vector>
 
-#include "drivetest/resume/ResumeReader.h"
+#include "drivetest/resume/ResumeFile.h"
 #include "drivetest/terminal/Texts.h"
 #include "libDrive2/DeviceDescription.h"
 #include "libDrive2/DeviceLease.h"
@@ -108,6 +108,9 @@ bool takeUp(RunOptions& options, std::string& error) {
     options.properties = resumed.properties;
     options.slowMs = resumed.slowMs;
     options.slowAllowed = resumed.slowAllowed;
+    // A hot drive may want another one now.
+    if (options.maxTemperature == 0)
+        options.maxTemperature = resumed.maxTemperature;
     if (options.keepRecord && options.outputOf("--events").empty())
         options.outputs["--events"] = nextRecord(options.resume);
     return true;

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "drivetest/health/HeatCourse.h"
 #include "drivetest/record/RecordedRun.h"
 #include "drivetest/report/RunReporter.h"
 #include "drivetest/statistics/DriveStatistics.h"
@@ -30,6 +31,8 @@ struct ResumedRun {
     zel::Clock::Duration spent{0};
     unsigned slowMs = 0;
     std::uint64_t slowAllowed = 0;
+    std::uint32_t maxTemperature = 0;  ///< degrees Celsius; 0 where none was given
+    std::optional<HeatCourse> heat{};  ///< where the drive told
     libDrive2::DriveIdentity identity{};
     std::uint32_t transferSectors = 0;  ///< that the drive took best at once
     std::vector<std::string> properties{};

@@ -14,6 +14,8 @@ constexpr seconds kBetween{60};
 constexpr seconds kBetweenWithLimit{15};
 /// Drives cool within minutes.
 constexpr seconds kRest{15};
+/// How soon a stop is noticed meanwhile.
+constexpr std::chrono::milliseconds kSlice{100};
 constexpr std::chrono::hours kLongest{1};
 constexpr std::int64_t kCooler = 5;
 /// A drive may be too busy with an error to tell.
@@ -26,11 +28,18 @@ HeatWatch::HeatWatch(std::function<std::optional<std::int64_t>()> read, std::opt
     m_course.limit = limit;
 }
 
+void HeatWatch::goOnAfter(const HeatCourse& before) {
+    const auto limit = m_course.limit;
+    m_course = before;
+    m_course.limit = limit;
+    m_hasCourse = true;
+}
+
 void HeatWatch::note(std::int64_t degrees) {
-    const bool isFirst = m_latest == kUnknown;
-    m_course.lowest = isFirst ? degrees : std::min(m_course.lowest, degrees);
-    m_course.highest = isFirst ? degrees : std::max(m_course.highest, degrees);
+    m_course.lowest = m_hasCourse ? std::min(m_course.lowest, degrees) : degrees;
+    m_course.highest = m_hasCourse ? std::max(m_course.highest, degrees) : degrees;
     m_course.last = degrees;
+    m_hasCourse = true;
     m_latest = degrees;
     m_isFresh = true;
 }
@@ -67,8 +76,8 @@ HeatWatch::Rest HeatWatch::cool(const std::function<bool()>& isStopping) {
         return how;
     };
     while (rested() < kLongest) {
-        for (seconds slept{0}; slept < kRest && !isStopping(); slept += seconds(1))
-            clock.sleep(seconds(1));
+        for (std::chrono::milliseconds slept{0}; slept < kRest && !isStopping(); slept += kSlice)
+            clock.sleep(kSlice);
         if (isStopping())
             return over(Rest::stopped);
         ask();
@@ -86,7 +95,7 @@ std::optional<std::int64_t> HeatWatch::latest() const {
 }
 
 std::optional<HeatCourse> HeatWatch::course() const {
-    return latest() ? std::optional(m_course) : std::nullopt;
+    return m_hasCourse ? std::optional(m_course) : std::nullopt;
 }
 
 }  // namespace drivetest

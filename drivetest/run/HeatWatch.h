@@ -17,6 +17,8 @@ public:
     /// `read` gives degrees Celsius, nothing where the drive does not tell. Without a limit it never rests.
     HeatWatch(std::function<std::optional<std::int64_t>()> read, std::optional<std::int64_t> limit);
 
+    /// Of the parts of a run that went before. The limit stays that of this one.
+    void goOnAfter(const HeatCourse& before);
     /// What is known from elsewhere.
     void note(std::int64_t degrees);
     /// Whether it is time to ask; to be called between transfers.
@@ -44,6 +46,7 @@ private:
 
     std::function<std::optional<std::int64_t>()> m_read;  ///< empty when it is of no use any more
     HeatCourse m_course;
+    bool m_hasCourse = false;  ///< the drive told, in this part or before
     std::atomic<std::int64_t> m_latest{kUnknown};
     bool m_isFresh = false;   ///< the latest was not yet judged by the limit
     unsigned m_silences = 0;  ///< in a row

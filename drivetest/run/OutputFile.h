@@ -29,9 +29,9 @@ public:
     [[nodiscard]] bool begin();
     /// Blocks until all is written; false when that failed.
     [[nodiscard]] bool write(std::string_view text) const;
-    /// Blocks until what was written would outlive a power cut; false when that failed. Does nothing to what
-    /// is no file on a disk.
-    [[nodiscard]] bool sync() const;
+    /// Blocks until what was written would outlive a power cut, and the file's name with it; false when that
+    /// failed. Does nothing to what is no file on a disk.
+    [[nodiscard]] bool sync();
 
 private:
     void removeCreated() const;
@@ -39,6 +39,7 @@ private:
     int m_descriptor = -1;
     bool m_owned = false;
     std::string m_created;
+    bool m_isNameDurable = false;
 };
 
 /// What outputs may be written to.

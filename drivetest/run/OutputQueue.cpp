@@ -174,6 +174,10 @@ std::string OutputQueue::failure() const {
     return m_state->failed ? std::generic_category().message(m_state->error) : std::string();
 }
 
+bool OutputQueue::hasAnyFailed() {
+    return hasOneFailed;
+}
+
 bool OutputQueue::hasStandardFailed() {
     return hasOneFailed && !standardFailure().empty();
 }

@@ -43,6 +43,10 @@ public:
     /// in the process, and half a second once it is insisted on, and gives the rest up. False when something
     /// could not be written.
     bool finish();
+    /// Why it takes nothing more, in the system's words; empty while it does.
+    [[nodiscard]] std::string failure() const;
+    /// Whether any queue of the process takes nothing more; costs next to nothing.
+    static bool hasAnyFailed();
     /// Whether finish() left something unwritten because nobody took it.
     [[nodiscard]] bool wasGivenUp() const;
 
@@ -53,7 +57,6 @@ public:
 
 private:
     struct State;
-    [[nodiscard]] std::string failure() const;
     bool wait(const std::function<bool()>& isPatient) const;
 
     std::shared_ptr<State>

@@ -95,6 +95,7 @@ bool RunHost::checkForStop() {
     // Not while sectors hold what the test wrote.
     if (m_journal == nullptr || m_journal->unrestored().empty())
         OutputQueue::waitForRoom();
+    lookAtOutputs();
     lookForUsers();
     restWhereHot();
     return isStopping();
@@ -181,6 +182,19 @@ void RunHost::lookForUsers() {
     m_console.line(
         eventLabel(words("error:")) +
         words("{reason}: the test stops, and puts back what it overwrote", {{"reason", m_watch->reason()}}));
+}
+
+/// At once: who has to wait for the end of the night might as well make room.
+void RunHost::lookAtOutputs() {
+    if (m_isFailureTold || !OutputQueue::hasAnyFailed())
+        return;
+    const std::string failure = m_reporter.failure();
+    if (failure.empty())
+        return;
+    m_isFailureTold = true;
+    m_console.line(eventLabel(words("error:")) +
+                   words("{reason}; the test goes on, and cannot be resumed from here after a crash",
+                         {{"reason", failure}}));
 }
 
 void RunHost::requestAbort() {
@@ -294,7 +308,8 @@ void RunHost::saveProgress(std::uint64_t sectors, std::uint32_t errors) {
     const zel::Clock::Duration before = m_resumed != nullptr ? m_resumed->spent : zel::Clock::Duration(0);
     m_reporter.progress({sectors, errors, counts(), before + zel::Clock::current().now() - m_begun,
                          static_cast<unsigned>(m_slowLimit.value_or(std::chrono::milliseconds(0)).count()),
-                         m_slowAllowed, state});
+                         m_slowAllowed, m_isHeatLimitStrict ? m_heat->limit().value_or(0) : 0,
+                         m_heat != nullptr ? m_heat->course() : std::nullopt, state});
 }
 
 void RunHost::driveReleased() {

@@ -99,6 +99,7 @@ private:
     bool isReachedAsBefore(const DriveAccess& access);
     void saveProgress(std::uint64_t sectors, std::uint32_t errors);
     void lookForUsers();
+    void lookAtOutputs();
     [[nodiscard]] bool isStopping() const;
     void restWhereHot();
     void rest(std::int64_t degrees);
@@ -128,6 +129,7 @@ private:
     std::uint64_t m_slowAllowed = 0;
     zel::Clock::Duration m_begun{0};
     bool m_isDisturbed = false;
+    bool m_isFailureTold = false;
     libDrive2::Drive* m_drive = nullptr;
     zel::String m_refusedValues;
     std::string m_lossOfAccess;

@@ -127,7 +127,9 @@ bool goOn(const RunOptions& options, const quix5::OfferedTest& test, std::vector
     if (limit == resumed.run.parameters.end() || limit->second == "0")
         return true;
     // With no time left it ends after a second; no limit at all would be another order.
-    const auto granted = std::chrono::seconds(std::strtoul(limit->second.c_str(), nullptr, 10));
+    constexpr unsigned long kMostSeconds = 1UL << 31;
+    const auto granted =
+        std::chrono::seconds(std::min(std::strtoul(limit->second.c_str(), nullptr, 10), kMostSeconds));
     const auto left =
         std::max(std::chrono::ceil<std::chrono::seconds>(granted - resumed.spent), std::chrono::seconds(1));
     assignments.push_back(traits.timeLimit + ("=" + std::to_string(left.count())));

@@ -73,6 +73,7 @@ public:
 
 private:
     void noteBad(std::uint64_t lba, std::uint64_t count, std::size_t cause);
+    [[nodiscard]] bool isInside(std::uint64_t lba, std::uint64_t count) const;
     [[nodiscard]] bool restoreGood(const SectorRuns::Run& run);
     [[nodiscard]] bool restoreBad(const StatisticsState& state);
     [[nodiscard]] bool restoreSurface(const SurfaceMap::Part& part);
@@ -97,6 +98,7 @@ private:
     std::vector<StatisticsState::Bad> m_newBad;
     std::size_t m_toldCauses = 0;
     std::vector<BadSectors::Cause> m_restoredCauses;
+    std::uint64_t m_restoredGood = 0;
 };
 
 const char* nameOf(libDrive2::DriveOperation operation);

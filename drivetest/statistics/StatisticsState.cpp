@@ -42,15 +42,17 @@ StatisticsState DriveStatistics::takeState() {
 }
 
 bool DriveStatistics::restore(const StatisticsState& state) {
+    m_counter.restoreVisited(state.visited);
     bool fits = true;
     for (const SectorRuns::Run& run : state.good)
         fits = fits && restoreGood(run);
     fits = fits && restoreBad(state);
+    for (const SlowTransfers::Transfer& transfer : state.slow.kept)
+        fits = fits && isInside(transfer.lba, transfer.count);
     for (const SurfaceMap::Part& part : state.surface)
         fits = fits && restoreSurface(part);
     for (const RateProfile::Changed& region : state.regions)
         fits = fits && m_rates.restore(region);
-    m_counter.restoreVisited(state.visited);
     m_reads = state.reads;
     m_writes = state.writes;
     m_operations = state.operations;
@@ -60,13 +62,22 @@ bool DriveStatistics::restore(const StatisticsState& state) {
     return fits;
 }
 
+bool DriveStatistics::isInside(std::uint64_t lba, std::uint64_t count) const {
+    return count > 0 && lba < m_sectors && count <= m_sectors - lba;
+}
+
 bool DriveStatistics::restoreGood(const SectorRuns::Run& run) {
     // Nobody makes it take longer than the run did.
     constexpr std::uint64_t kMostPieces = std::uint64_t{1} << 30;
-    if (run.times == 0 || run.times > kMostPieces || run.first >= m_sectors ||
-        run.count > m_sectors - run.first ||
-        (run.times > 1 && run.step > (m_sectors - run.first - run.count) / (run.times - 1)))
+    if (run.times == 0 || run.times > kMostPieces || !isInside(run.first, run.count) ||
+        (run.times > 1 &&
+         (run.step < run.count || run.step > (m_sectors - run.first - run.count) / (run.times - 1))))
         return false;
+    // No more is good than was visited.
+    const std::uint64_t visited = m_counter.visited();
+    if (m_restoredGood > visited || run.count * run.times > visited - m_restoredGood)
+        return false;
+    m_restoredGood += run.count * run.times;
     for (std::uint64_t i = 0; i < run.times; ++i)
         m_counter.restoreGood(run.first + i * run.step, run.count);
     return true;
@@ -76,7 +87,7 @@ bool DriveStatistics::restoreBad(const StatisticsState& state) {
     // By themselves, as statistics with very many causes have no room for more.
     m_restoredCauses.insert(m_restoredCauses.end(), state.newCauses.begin(), state.newCauses.end());
     for (const StatisticsState::Bad& bad : state.bad) {
-        if (bad.cause >= m_restoredCauses.size() || bad.count == 0)
+        if (bad.cause >= m_restoredCauses.size() || !isInside(bad.first, bad.count))
             return false;
         const BadSectors::Cause& cause = m_restoredCauses[bad.cause];
         const zel::String words(cause.words);

@@ -111,7 +111,8 @@ bool OutputFile::write(std::string_view text) const {
                                    : writeToFile(handleOf(m_descriptor), text);
 }
 
-bool OutputFile::sync() const {
+/// The system keeps names by itself.
+bool OutputFile::sync() {
     if (fileTypeOf(m_descriptor) != FILE_TYPE_DISK || FlushFileBuffers(handleOf(m_descriptor)) != FALSE)
         return true;
     tellErrno();

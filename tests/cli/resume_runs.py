@@ -4,6 +4,7 @@ that nobody disturbed."""
 import collections
 import json
 import os
+import re
 import signal
 import subprocess
 import time
@@ -61,6 +62,19 @@ def account(path):
     found["end"] = [line["testRunArtifact"]["testRunEnd"] for line in lines_of(path)
                     if "testRunEnd" in line.get("testRunArtifact", {})]
     return found
+
+
+def report_lines(page):
+    """The text of a report that two of the same run must agree in. A simulated drive forgets its health with the process."""
+    text = re.sub(r'(?s)<style.*?</style>|<script nonce.*?</script>|<section id="(?:rates|latency|health)".*?</section>', "", page)
+    text = re.sub(r'(?s)The slowest transfers.*?</section>|"(?:slowest|rates)":\{.*?\}', "", text)
+    lines = [line.strip() for line in re.sub(r"<[^>]*>", "\n", text).split("\n")]
+    lines = [re.sub(r"\d{4}-\d\d-\d\d [\d:]+ UTC|[\d.,]+\s(?:s|ms|MB/s)$|\d+:\d\d(?::\d\d)?$", "(time)", line) for line in lines
+             if line]
+    # See account().
+    lines = [line for line, after in zip(lines, lines[1:] + [""]) if line.isdigit() or not after.startswith("The limit of")]
+    own = ("Resumed", "Record", "To repeat the run")  # and what stands behind them
+    return [line for before, line in zip([""] + lines, lines) if before not in own and line != "Resumed"]
 
 
 def differences(one, other):

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <tuple>
 #include <vector>
 
 #include "drivetest/run/HeatWatch.h"
@@ -22,8 +23,8 @@ class HotDrive : public zel::SimulatedClock {
 public:
     void sleep(Duration duration) override {
         SimulatedClock::sleep(duration);
-        if (cools)
-            tenths -= std::chrono::duration_cast<std::chrono::seconds>(duration).count();
+        for (slept += duration; slept >= 1s; slept -= 1s)
+            tenths -= cools ? 1 : 0;
     }
     void work() {
         advance(1s);
@@ -35,6 +36,7 @@ public:
     }
 
     std::int64_t tenths = 300;  ///< of a degree
+    Duration slept{0};
     int questions = 0;
     bool cools = true;
     bool tells = true;
@@ -89,6 +91,26 @@ TEST_F(HeatWatchTest, LetsItRestUntilItIsCooler) {
     heat.note(90);
     isStopping = true;
     EXPECT_EQ(work(heat, 1s), (decltype(rests){{Rest::stopped, 0s}}));
+}
+
+TEST_F(HeatWatchTest, NoticesAStopWhileItRests) {
+    HeatWatch heat = watch();
+    heat.note(90);
+    const zel::Stopwatch rest;
+    EXPECT_EQ(heat.cool([&rest] { return rest.elapsed() > 5s; }), Rest::stopped);
+    EXPECT_LT(rest.elapsed(), 5500ms);
+}
+
+TEST_F(HeatWatchTest, GoesOnWithWhatWasBefore) {
+    HeatWatch heat = watch(60);
+    heat.goOnAfter({28, 66, 50, 55, 3, 200s});
+    EXPECT_FALSE(heat.latest());
+    EXPECT_EQ(heat.course().value().highest, 66);  // though the drive never tells again
+    work(heat, 600s);
+    const HeatCourse course = heat.course().value();
+    EXPECT_EQ(std::tuple(course.lowest, course.highest, course.limit), std::tuple(28, 66, 60));
+    EXPECT_GT(course.rests, 3U);
+    EXPECT_GE(course.rested, 200s + (course.rests - 3) * 60s);
 }
 
 TEST_F(HeatWatchTest, GivesUpWhereItStaysHotOrDoesNotTell) {

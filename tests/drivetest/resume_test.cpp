@@ -115,7 +115,7 @@ TEST(DriveStatistics, TellOnlyWhatHasChanged) {
 
 TEST(StatisticsState, IsRefusedWhereItCannotBeOne) {
     const std::string good =
-        R"({"visited":1,"read":{"bytes":1,"ns":1},"written":{"bytes":0,"ns":0},"operations":[{"operation":"read",)"
+        R"({"visited":31,"read":{"bytes":1,"ns":1},"written":{"bytes":0,"ns":0},"operations":[{"operation":"read",)"
         R"("firstTry":1,"recovered":0,"failed":0,"longestNs":5,"steps":[3,1]}],"slowTransfers":{"over150ms":0,)"
         R"("over500ms":0,"overLimit":0,"kept":[["read",7,1,5]]},"good":[[0,10,20,3]],"newCauses":[{"fault":)"
         R"("unreadable","words":""}],"bad":[[70,1,0]],"surface":[{"first":64,"outcomes":[1,2],"slowest":[9,2]}],)"
@@ -137,6 +137,12 @@ TEST(StatisticsState, IsRefusedWhereItCannotBeOne) {
         {"[0,10,20,3]", "[0,-1]"},
         {"[0,10,20,3]", "[0,10,20,0]"},
         {"[0,10,20,3]", "[0,10,20]"},
+        {"[0,10,20,3]", "[0,10,9,3]"},
+        {"[0,10,20,3]", "[0,0]"},
+        {"\"visited\":31", "\"visited\":29"},
+        {"[70,1,0]", "[999,2,0]"},
+        {"[\"read\",7,1", "[\"read\",1000,1"},
+        {"[\"read\",7,1", "[\"read\",7,4294967297"},
         {"[70,1,0]", "[70,1,1]"},
         {"[70,1,0]", "[70,0,0]"},
         {"\"first\":64", "\"first\":999"},

@@ -103,8 +103,12 @@ def is_temperature(content):
     return (set(content) - {"limit"} == {"lowest", "highest", "last", "rests", "restedSeconds"} and
             all(isinstance(value, int) for value in content.values()) and
             content["lowest"] <= content["last"] <= content["highest"] and
-            is_count(content["rests"]) and is_count(content["restedSeconds"]) and
-            (content["rests"] == 0 or content["highest"] > content.get("limit", -300)))
+            is_count(content["rests"]) and is_count(content["restedSeconds"]))
+
+
+def was_too_hot(content):
+    """Wherever it rested; of a run that goes on, each part may have its own limit."""
+    return content["rests"] == 0 or content["highest"] > content.get("limit", -300)
 
 
 def is_links(content):
@@ -185,7 +189,8 @@ def are_cells(cells):
 
 def is_progress(content):
     slow = content.get("slowTransfers", {})
-    return (set(content) - {"slowMs", "slowCount"} == PROGRESS_PARTS and re.fullmatch("[0-9a-f]{64}", content["sha256"]) and
+    return (set(content) - {"slowMs", "slowCount", "maxTemp", "temperature"} == PROGRESS_PARTS and
+            content["sectorsDone"] == content["visited"] and is_count(content.get("maxTemp", 0)) and ("temperature" not in content or is_temperature(content["temperature"])) and re.fullmatch("[0-9a-f]{64}", content["sha256"]) and
             list(content)[-1] == "sha256" and
             all(is_count(content[part]) for part in ("sectorsDone", "errorsDone", "errors", "warnings", "spentNs", "visited")) and
             all(set(content[part]) == {"bytes", "ns"} for part in ("read", "written")) and
@@ -269,6 +274,7 @@ class RecordCheck:
         self._hardware = set()
         self._software = set()
         self._digest = hashlib.sha256()  # of the lines before
+        self._is_resumed = False
 
     def check(self, data):
         """Checks a whole record, given as bytes."""
@@ -280,6 +286,7 @@ class RecordCheck:
         for self._line, text in enumerate(lines, 1):
             self._check_line(text)
             self._check_proof(text)
+            self._is_resumed |= b'"name":"resumed","content":' in text
             self._digest.update(text + b"\n")
         if lines and not self._partial:
             self._check_ended()
@@ -407,6 +414,8 @@ class RecordCheck:
             self._check_unrestored(content)
         elif name == "badSectors":
             self._check_bad_sectors(step, content)
+        elif name == "temperature" and is_temperature(content) and not self._is_resumed and not was_too_hot(content):
+            self._fault("extension temperature: the drive rested, and was never hotter than its limit")
         elif name in FORMS and not FORMS[name](content):
             self._fault(f"extension {name}: not of the form that docs/record.md describes")
 
