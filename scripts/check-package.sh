@@ -22,6 +22,11 @@ cd "$root"
 store="$root/build/check-package"
 [ "$setup" -eq 0 ] || scripts/setup.sh --package
 mkdir -p "$store"
+# Where packages are built, the same for all clones of the project, as the compiler's cache knows paths. One at a time.
+builds=/var/tmp/drivetest-packages
+mkdir -p "$builds"
+exec 9>"$builds.lock"
+flock 9
 work="$(mktemp -d "${TMPDIR:-/var/tmp}/check-package-XXXXXX")"
 bare="$work/bare"
 
@@ -30,7 +35,7 @@ clean_up() {
     for loop in $(losetup --list --noheadings --output NAME,BACK-FILE | grep -F " $work/" | cut -d ' ' -f 1); do
         losetup --detach "$loop" || true
     done
-    rm -rf --one-file-system "$work"
+    rm -rf --one-file-system "$work" "$builds"
     return "$status"
 }
 trap clean_up EXIT
@@ -44,15 +49,15 @@ say() {
 # build_twice: in two folders, one after the other, with what else could show in the packages different each time. Each folder
 # has a name in the compiler's cache of its own, so that what is compared was compiled in each.
 build_twice() {
-    rm -rf "$store/new" "$store/again" "$store/work"
+    rm -rf "$store/new" "$store/again" "$builds"/*
     (
         umask 022
-        CCACHE_NAMESPACE=deb-1 LC_ALL=C TZ=UTC scripts/make-deb.sh -o "$store/new" -w "$store/work/one" >/dev/null
+        CCACHE_NAMESPACE=deb-1 LC_ALL=C TZ=UTC scripts/make-deb.sh -o "$store/new" -w "$builds/one" >/dev/null
     )
     (
         umask 077
         export CCACHE_NAMESPACE=deb-2 LC_ALL=C.UTF-8 LANGUAGE=ja TZ=Asia/Tokyo USER=somebody CCACHE_UMASK=022
-        scripts/make-deb.sh -o "$store/again" -w "$store/work/another/folder/of/packages" >/dev/null
+        scripts/make-deb.sh -o "$store/again" -w "$builds/another/folder/of/packages" >/dev/null
     )
     local package
     for package in "$store/new"/*.deb; do
@@ -66,7 +71,7 @@ build_twice() {
 
 build_older() {
     rm -rf "$store/old"
-    CCACHE_NAMESPACE=deb-1 scripts/make-deb.sh -o "$store/old" -w "$store/work/one" --version 0.0.9 >/dev/null
+    CCACHE_NAMESPACE=deb-1 scripts/make-deb.sh -o "$store/old" -w "$builds/one" --version 0.0.9 >/dev/null
 }
 
 check_policy() {

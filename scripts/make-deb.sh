@@ -3,7 +3,7 @@
 # build/deb. Equal sources give equal packages, byte for byte, wherever, whenever and by whomever they are built.
 #   -o DIR         puts the packages into DIR
 #   -w DIR         unpacks and builds in DIR, which must not be there yet; it is removed when all went well
-#   --version V    as if this were version V
+#   --version V    gives the packages this version, and the program keeps its own: to try upgrades
 set -euo pipefail
 # shellcheck source-path=SCRIPTDIR
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
@@ -37,13 +37,10 @@ commit="$(git_here rev-parse --verify HEAD)" || fail "$root is no git checkout" 
 mkdir -p "$work/source" "$out"
 git_here archive "$commit" | tar -x -C "$work/source"
 cd "$work/source"
-if [ -n "$version" ]; then
-    sed -i "1s/(.*)/($version)/" debian/changelog
-    sed -i "s/^project(DriveTest VERSION [0-9.]*/project(DriveTest VERSION $version/" CMakeLists.txt
-fi
 numbers=("$(dpkg-parsechangelog -S Version)" "$(sed -n 's/^project(DriveTest VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)")
 [ "${numbers[0]}" = "${numbers[1]}" ] ||
     fail "debian/changelog has version ${numbers[0]}, CMakeLists.txt has ${numbers[1]}" "give both the same"
+[ -z "$version" ] || sed -i "1s/(.*)/($version)/" debian/changelog
 
 if command -v ccache >/dev/null; then
     export CMAKE_CXX_COMPILER_LAUNCHER=ccache CCACHE_SLOPPINESS=pch_defines,time_macros

@@ -85,10 +85,12 @@ break_off() {
 # journals: of all that is open, names and digests.
 journals() { (cd "$state" && find journal open -type f -exec sha256sum {} + | sort); }
 
+# check_program VERSION: of the package.
 check_program() {
-    step "the program, its module and its texts"
+    step "the program, its module and its texts, of version $1"
+    gives 0 dpkg-query --show drivetest
+    says "$1"
     gives 0 drivetest --version
-    says "drivetest $1"
     gives 0 drivetest tests
     says LinearReadTest CapacityTest
     gives 1 drivetest run LinearReadTest sim:disk,sectors=100000,bad=1234+5000-5003 --lang de
