@@ -111,9 +111,9 @@ bare_archive() {
     if [ -z "$(find "$archive" -mtime -1 2>/dev/null)" ]; then
         sources >"$work/sources.list"
         mmdebstrap --quiet --mode=root --variant=apt --include="$2" --aptopt='Acquire::Retries "3"' \
-            "$(. /etc/os-release && echo "$VERSION_CODENAME")" "$archive.new" "$work/sources.list" >"$work/mmdebstrap.log" 2>&1 ||
+            "$(. /etc/os-release && echo "$VERSION_CODENAME")" "$work/$1.tar" "$work/sources.list" >"$work/mmdebstrap.log" 2>&1 ||
             fail "no bare system could be made" "$(tail "$work/mmdebstrap.log")"
-        mv "$archive.new" "$archive"
+        mv "$work/$1.tar" "$archive"
     fi
     echo "$archive"
 }
@@ -129,7 +129,7 @@ check_bare_system() {
     local loop
     loop="$(losetup --find --show "$bare/srv/loop.img")"
     # All that is mounted and started there ends with it.
-    unshare --mount --pid --fork --kill-child tests/package/bare_system.sh "$bare" "$loop"
+    unshare --mount --pid --mount-proc --fork --kill-child tests/package/bare_system.sh "$bare" "$loop"
     losetup --detach "$loop"
 }
 

@@ -42,7 +42,15 @@ says() {
 # same FILE FILE: byte for byte.
 same() { cmp -s "$1" "$2" || miss "$1 is not as $2"; }
 
-install() { gives 0 apt-get install -y --no-install-recommends "$@"; }
+# install old|new: that package, with what it needs from the distribution.
+install() {
+    local package
+    package="$(echo "$bare/packages/$1"/drivetest_*.deb)"
+    gives 0 apt-get install -y --no-install-recommends "${package#"$bare"}"
+}
+
+# version_of old|new
+version_of() { dpkg-deb --field "$bare/packages/$1"/drivetest_*.deb Version; }
 
 prepare() {
     mount -t proc proc "$bare/proc"
@@ -58,19 +66,29 @@ prepare() {
     cp "$bare/srv/drive.img" "$bare/srv/before.img"
 }
 
+# stands_still PROCESS: waits until a stop has reached it; false when it has ended before.
+stands_still() {
+    local state
+    while read -r state <"/proc/$1/stat"; do
+        case "${state##*) }" in
+            T*) return 0 ;;
+            Z* | X*) return 1 ;;
+        esac
+    done 2>/dev/null
+    return 1
+}
+
 # break_off: a test of drive.img is killed while it has overwritten something; its journal is open then.
 break_off() {
-    local try test status
+    local try test
     for try in $(seq 50); do
         chroot "$bare" /usr/bin/env -i PATH=/usr/bin HOME=/root drivetest run LinearPatternTest /srv/drive.img \
             --confirm /srv/drive.img --no-record --no-prompt </dev/null >"$said" 2>&1 &
         test=$!
-        while kill -STOP "$test" 2>/dev/null; do
-            until read -r status <"/proc/$test/stat" && [[ "${status##*) }" == [TZX]* ]]; do :; done
-            [[ "${status##*) }" == T* ]] || break
+        while kill -STOP "$test" 2>/dev/null && stands_still "$test"; do
             if ! cmp -s "$bare/srv/drive.img" "$bare/srv/before.img"; then
                 kill -KILL "$test"
-                wait "$test" || true
+                { wait "$test" || true; } 2>/dev/null
                 cp "$bare/srv/drive.img" "$bare/srv/broken.img"
                 return
             fi
@@ -141,7 +159,7 @@ check_upgrade() {
     local before
     before="$(journals)"
     [ -n "$before" ] || miss "no journal is open"
-    install /packages/new/drivetest_*.deb
+    install new
     [ "$(journals)" = "$before" ] || miss "the upgrade has changed the journals"
     same "$bare/srv/drive.img" "$bare/srv/broken.img"
     gives 9 drivetest run LinearPatternTest /srv/drive.img --confirm /srv/drive.img --no-record --no-prompt
@@ -163,7 +181,7 @@ check_removal() {
     says "left in /var/lib/drivetest/journal" "drivetest recover" "records of tests are left"
     [ "$(journals)" = "$before" ] || miss "the purge has changed the journals"
     same "$bare/srv/drive.img" "$bare/srv/broken.img"
-    install /packages/new/drivetest_*.deb
+    install new
     gives 0 drivetest recover
     says "all its data is on the drive again"
     same "$bare/srv/drive.img" "$bare/srv/before.img"
@@ -179,7 +197,7 @@ check_other_journals() {
         says "drivetest recover"
         [ -e "$state/$place" ] || miss "the purge has deleted $place"
         rm "$state/$place"
-        install /packages/new/drivetest_*.deb
+        install new
     done
 }
 
@@ -189,7 +207,7 @@ check_purge() {
     says "records of tests are left"
     [ -n "$(find "$state/records" -name '*.jsonl')" ] || miss "the purge has deleted records"
     rm -r "$state/records"
-    install /packages/new/drivetest_*.deb
+    install new
     gives 0 apt-get purge -y drivetest
     ! grep -q "are left" "$said" || miss "it speaks of what is left"
     local left
@@ -199,10 +217,11 @@ check_purge() {
 
 prepare
 step "installation of the older version, with what it needs from the distribution"
-install /packages/old/drivetest_*.deb
-check_program "$(basename "$bare"/packages/old/drivetest_*.deb | cut -d _ -f 2)"
+gives 0 apt-get update
+install old
+check_program "$(version_of old)"
 check_upgrade
-check_program "$(basename "$bare"/packages/new/drivetest_*.deb | cut -d _ -f 2)"
+check_program "$(version_of new)"
 check_drives
 check_companions
 check_removal
