@@ -31,7 +31,11 @@ work="$(mktemp -d "${TMPDIR:-/var/tmp}/check-package-XXXXXX")"
 bare="$work/bare"
 
 clean_up() {
-    local status=$? loop
+    local status=$? loop process
+    for process in $(jobs -pr); do
+        kill -KILL "$process" 2>/dev/null || true
+        wait "$process" 2>/dev/null || true
+    done
     for loop in $(losetup --list --noheadings --output NAME,BACK-FILE | grep -F " $work/" | cut -d ' ' -f 1); do
         losetup --detach "$loop" || true
     done
@@ -49,7 +53,7 @@ say() {
 # build_twice: in two folders, one after the other, with what else could show in the packages different each time. Each folder
 # has a name in the compiler's cache of its own, so that what is compared was compiled in each.
 build_twice() {
-    rm -rf "$store/new" "$store/again" "$builds"/*
+    rm -rf "$store/new" "$store/again" "${builds:?}"/*
     (
         umask 022
         CCACHE_NAMESPACE=deb-1 LC_ALL=C TZ=UTC scripts/make-deb.sh -o "$store/new" -w "$builds/one" >/dev/null
@@ -128,8 +132,10 @@ check_bare_system() {
     cp "$bare/srv/loop.img" "$bare/srv/loop-before.img"
     local loop
     loop="$(losetup --find --show "$bare/srv/loop.img")"
-    # All that is mounted and started there ends with it.
-    unshare --mount --pid --mount-proc --fork --kill-child tests/package/bare_system.sh "$bare" "$loop"
+    # All that is mounted and started there ends with it, and it ends with this script, whatever ends that.
+    setpriv --pdeathsig KILL unshare --mount --pid --mount-proc --fork --kill-child \
+        tests/package/bare_system.sh "$bare" "$loop" &
+    wait $!
     losetup --detach "$loop"
 }
 
@@ -138,7 +144,7 @@ check_service() {
     mkdir "$system"
     tar -x --xattrs --numeric-owner -C "$system" -f "$(bare_archive service systemd,systemd-sysv,udev,dbus,smartmontools,libblkid1,libudev1,liburing2,libxxhash0,libstdc++6)"
     cp "$store/new"/drivetest_*.deb "$system/"
-    LAB_KERNEL="${LAB_KERNEL:-$store/kernel}" PYTHONPATH="tests/lab:tests/package" \
+    LAB_KERNEL="${LAB_KERNEL:-$root/build/dev/tests/lab/kernel}" PYTHONPATH="tests/lab:tests/package" \
         /usr/bin/python3 -B tests/package/service.py "$system" "$work"
 }
 

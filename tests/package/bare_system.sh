@@ -192,6 +192,7 @@ check_other_journals() {
     step "purge with a journal elsewhere, and with one that is damaged"
     local place
     for place in open/0001.open journal/.hidden journal/x.journal; do
+        mkdir -p "$(dirname "$state/$place")"
         echo damaged >"$state/$place"
         gives 0 apt-get purge -y drivetest
         says "drivetest recover"
