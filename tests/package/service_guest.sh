@@ -75,7 +75,6 @@ mount -t tmpfs x /mnt
 cat /root/secret
 cat /etc/shadow-of-others
 bash -c 'exec 3<>/dev/tcp/127.0.0.1/1'
-kill -0 1
 END
     echo secret >/root/secret
     install -m 0600 -o daemon /dev/null /etc/shadow-of-others
