@@ -14,7 +14,7 @@ from kernel import Kernel, Unavailable, checked, tool
 
 MIB = 1 << 20
 DRIVES = ["ahci", "sd_mod", "nvme", "virtio_scsi", "virtio_blk", "crc32c_generic", "ext4", "sg"]
-SECONDS = 900  # that the machine may take
+SECONDS = 1800  # that the machine may take
 # Makes the system's disk the root, and starts its systemd.
 INIT = """#!/bin/busybox sh
 /bin/busybox mkdir -p /proc /sys /dev /sbin /new
