@@ -39,7 +39,13 @@ is_unneeded() { ! systemctl --quiet is-active drivetest-scrub-stop.timer; }
 node_of() { lsblk --nodeps --noheadings --paths --output NAME,SERIAL | awk -v serial="$1" '$2 == serial {print $1}'; }
 
 # record_of SERIAL FOLDER: the newest one of that drive.
-record_of() { grep -l "\"serialNumber\":\"$1\"" "$rounds/$2"/*.jsonl 2>/dev/null | tail -n 1; }
+record_of() {
+    local file newest=""
+    for file in "$rounds/$2"/*.jsonl; do
+        if grep -qF "\"serialNumber\":\"$1\"" "$file" && { [ -z "$newest" ] || [ "$file" -nt "$newest" ]; }; then newest="$file"; fi
+    done
+    echo "$newest"
+}
 
 # has SERIAL FOLDER TEXT: in its newest record.
 has() {
@@ -102,7 +108,7 @@ check_run() {
         is "the I/O class of a process" "$(ionice -p "$each" | cut -d : -f 1)" idle
     done </sys/fs/cgroup/system.slice/drivetest-scrub.service/cgroup.procs
     for each in ATA1 SCSI1 NVME1; do
-        wait_for 600 has "$each" current '"result":"PASS"'
+        wait_for 600 has "$each" current '"requested":65536,"tested":65536,"failed":0,"skipped":0'
         tell "$each: $(grep -o '"name":"health"\|"source":"[a-z]*"\|"problem":"[^"]*"' "$(record_of "$each" current)" | sort | uniq -c | tr '\n' ' ')"
     done
     is "the record of the busy drive" "$(record_of BUSY1 current)" ""
@@ -125,7 +131,6 @@ check_stop() {
     local folder
     folder="$(basename "$rounds"/20*)"
     has SLOW1 "$folder" '"name":"resumed"' || miss "the slow drive was not resumed"
-    has SLOW1 "$folder" '"result":"PASS"' || miss "the slow drive did not pass"
     has SLOW1 "$folder" '"requested":204800,"tested":204800,"failed":0,"skipped":0' || miss "not all of the slow drive was read"
     tell "next time: it went on, and read all of the slow drive"
     systemctl stop drivetest-scrub.service
