@@ -42,7 +42,7 @@ node_of() { lsblk --nodeps --noheadings --paths --output NAME,SERIAL | awk -v se
 record_of() {
     local file newest=""
     for file in "$rounds/$2"/*.jsonl; do
-        if grep -qF "\"serialNumber\":\"$1\"" "$file" && { [ -z "$newest" ] || [ "$file" -nt "$newest" ]; }; then newest="$file"; fi
+        if grep -qsF "\"serialNumber\":\"$1\"" "$file" && { [ -z "$newest" ] || [ "$file" -nt "$newest" ]; }; then newest="$file"; fi
     done
     echo "$newest"
 }
