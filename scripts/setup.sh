@@ -2,6 +2,7 @@
 # Installs what is missing from Debian 12's packages. Without an option: what building and running needs.
 #   --dev    also what scripts/check.sh needs
 #   --bench  also what bench/ needs
+#   --package  also what scripts/make-deb.sh and scripts/check-package.sh need
 #   --windows  also what building for Windows, and running that here, needs
 # Nothing is asked, and nothing needs root when nothing is missing.
 set -euo pipefail
@@ -17,9 +18,11 @@ for option in "$@"; do
             xz-utils lvm2 mdadm btrfs-progs bcache-tools fdisk f3 chromium openssh-client) ;;
         --bench) packages+=(fio e2fsprogs util-linux mount time python3 dmsetup qemu-system-x86 busybox-static kmod
             xz-utils sg3-utils chromium) ;;
+        --package) packages+=(debhelper dpkg-dev lintian mmdebstrap debian-archive-keyring systemd util-linux mount
+            e2fsprogs python3 qemu-system-x86 busybox-static kmod xz-utils) ;;
         --windows) packages+=(g++-mingw-w64-x86-64-posix wine64 googletest python3 e2fsprogs util-linux mount zip
             unzip) ;;
-        *) fail "unknown option $option" "use it as: setup.sh [--dev] [--bench] [--windows]" ;;
+        *) fail "unknown option $option" "use it as: setup.sh [--dev] [--bench] [--package] [--windows]" ;;
     esac
 done
 

@@ -54,6 +54,7 @@ void addWhatRunsChoose(Words& words, const RunOptions& options) {
     addFlag(words, "--gentle", options.gentle);
     add(words, "--import", options.importedMap);
     addNumber(words, "--max-temp", options.maxTemperature);
+    addNumber(words, "--max-load", options.maxLoad);
     add(words, "--confirm", options.confirm);
     addFlag(words, "--allow-unexamined", options.allowUnexamined);
     addFlag(words, "--no-journal", !options.journal);

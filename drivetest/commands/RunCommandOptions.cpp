@@ -187,6 +187,21 @@ void addSlownessOptions(CLI::App& command, RunOptions& options) {
         ->capture_default_str();
 }
 
+/// What keeps a run away from drives, also one that goes on.
+void addRespect(CLI::App& command, RunOptions& options) {
+    command
+        .add_option(
+            "--max-temp", options.maxTemperature,
+            words("Let a drive rest that is hotter, until it is 5 °C cooler (with --gentle: 55, NVMe 70)"))
+        ->type_name("CELSIUS")
+        ->check(wholeNumber(1, 200));
+    command
+        .add_option("--max-load", options.maxLoad,
+                    words("Leave out a drive that others keep busy for more of its time; status 5"))
+        ->type_name("PERCENT")
+        ->check(wholeNumber(1, 100));
+}
+
 void addPace(CLI::App& command, RunOptions& options) {
     addMaxTime(
         command, options,
@@ -197,12 +212,7 @@ void addPace(CLI::App& command, RunOptions& options) {
             "--import", options.importedMap,
             words("Gently, read nothing but what this mapfile of GNU ddrescue does not call finished"))
         ->type_name("FILE");
-    command
-        .add_option(
-            "--max-temp", options.maxTemperature,
-            words("Let a drive rest that is hotter, until it is 5 °C cooler (with --gentle: 55, NVMe 70)"))
-        ->type_name("CELSIUS")
-        ->check(wholeNumber(1, 200));
+    addRespect(command, options);
     command
         .add_option_function<std::string>(
             "--max-errors",
@@ -291,6 +301,7 @@ CLI::App& addResumeRuns(CLI::App& program, ResumeOptions& options) {
         ->required();
     addSafetyOptions(command, options.run);
     addSaveProgress(command, options.run);
+    addRespect(command, options.run);
     addConversation(command, options.run);
     addShelfOptions(command, options.run);
     return command;

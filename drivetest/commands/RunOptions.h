@@ -33,6 +33,7 @@ struct RunOptions {
     std::string importedMap;           ///< file of what is rescued already, which is not read; empty for none
     std::uint32_t maxTime = 0;         ///< seconds; 0 for no limit
     std::uint32_t maxTemperature = 0;  ///< degrees Celsius; 0 for the usual limit of gentle reading
+    unsigned maxLoad = 0;              ///< percent of its time that others may keep the drive busy; 0 for any
     std::vector<std::string> properties;  ///< NAME=VALUE
     std::map<std::string, std::string>
         outputs;                  ///< files by the option of their format; "-": standard output

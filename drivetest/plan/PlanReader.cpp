@@ -78,6 +78,8 @@ const PlanKey<PlannedTest> kTestKeys[] = {
      [](PlannedTest& test, const TomlEntry& entry, Faults& faults) {
          setNumber(test.options.maxTemperature, entry, 1, kMostDegrees, faults);
      }},
+    {"max-load", [](PlannedTest& test, const TomlEntry& entry,
+                    Faults& faults) { setNumber(test.options.maxLoad, entry, 1, 100, faults); }},
     {"max-errors",
      [](PlannedTest& test, const TomlEntry& entry, Faults& faults) {
          if (const auto count = numberIn(entry, 1, kMost32, faults))

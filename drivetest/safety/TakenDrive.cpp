@@ -1,6 +1,7 @@
 #include "drivetest/safety/TakenDrive.h"
 
 #include "drivetest/resume/ResumeCheck.h"
+#include "drivetest/safety/DriveLoad.h"
 #include "drivetest/terminal/Labels.h"
 #include "drivetest/terminal/Terminal.h"
 #include "libDrive2/DeviceDescription.h"
@@ -28,6 +29,9 @@ std::unique_ptr<DeviceLease> holdOffMounters(const quix5::DiagDevice& device) {
 
 std::unique_ptr<TakenDrive> TakenDrive::take(ChosenTest& chosen, const RunOptions& options, Console& console,
                                              ExitStatus& refused) {
+    refused = checkLoad(options.device, options.maxLoad, console);
+    if (refused != kExitPass)
+        return nullptr;
     std::unique_ptr<TakenDrive> drive(new TakenDrive(chosen));
     refused = chosen.test->descriptor.isDestructive() ? drive->takeForWriting(options, console)
                                                       : drive->takeForReading(console);

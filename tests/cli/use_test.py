@@ -55,6 +55,21 @@ class Readers(program.ProgramTest):
                 self.assertEqual((stop(), reader.returncode, reader.stdout), (130, 5, ""))
                 self.assertIn("such as a test that writes, has locked it: wait until it has ended", reader.stderr)
 
+    @program.names_linux("counts of a drive's work")
+    def test_leave_busy_drives_alone_where_that_is_asked_for(self):
+        device = program.loop_device(self, self.image)
+        options = ("-p", "NumberOfSeeks=5", "--max-load", "20")
+        self.assertEqual(self.start("run", "RandomSeekTest", device, *options).returncode, 0)
+        load = subprocess.Popen(["dd", "if=" + device, "of=/dev/null", "bs=1M", "iflag=direct"], stderr=subprocess.DEVNULL)
+        self.addCleanup(lambda: (load.kill(), load.wait()))
+        busy = self.start("run", "RandomSeekTest", device, *options)
+        self.assertEqual((busy.returncode, busy.stdout), (5, ""))
+        self.assertRegex(busy.stderr, "^drivetest: " + device + r" is busy for \d+ % of its time, and --max-load allows 20 %: ")
+        self.assertEqual(self.start("run", "RandomSeekTest", device, "-p", "NumberOfSeeks=5").returncode, 0)
+        unknown = self.start("run", "RandomSeekTest", self.image, *options)
+        self.assertEqual(unknown.returncode, 0)
+        self.assertIn("the system does not tell how busy %s is" % self.image, unknown.stdout)
+
     @program.names_linux("modes of files")
     def test_need_no_right_to_write(self):
         os.chmod(self.folder, 0o755)

@@ -146,14 +146,16 @@ TEST(Plan, TellsAllThatIsWrongAtOnce) {
           "p:6:8: test wants a text in quotes",
           "p:7:1: there is no \"confirm\"; there are: test, name, parameters, properties, repeats, max-time, "
           "gentle, "
-          "max-temp, max-errors, slow-ms, slow-count, grade"}},
+          "max-temp, max-load, max-errors, slow-ms, slow-count, grade"}},
         {std::string(kDrive) + kTest +
-             "max-time = -1\ngentle = 1\nmax-temp = 900\nmax-errors = 0\nslow-count = 1\ngrade = \"mine\"\n",
+             "max-time = -1\ngentle = 1\nmax-temp = 900\nmax-errors = 0\nslow-count = 1\ngrade = "
+             "\"mine\"\nmax-load = 101\n",
          {"p:5:12: max-time wants a time, such as \"90s\", \"10min\" or \"1h\"",
           "p:6:10: gentle wants true or false", "p:7:12: max-temp wants a whole number from 1 to 200",
           "p:8:14: max-errors wants a whole number from 1 to 4294967295",
           "p:9:14: slow-count is only of use with slow-ms: give that, too",
-          "p:10:9: grade wants a path that begins at the root"}},
+          "p:10:9: grade wants a path that begins at the root",
+          "p:11:12: max-load wants a whole number from 1 to 100"}},
         {std::string(kDrive) + kTest +
              "parameters = { A = 1979-05-27, B = 90071992547409930, C = nan }\nproperties = [1]\n",
          {"p:5:20: A wants a text, a number, or true or false",
