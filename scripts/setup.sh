@@ -14,7 +14,7 @@ for option in "$@"; do
     case "$option" in
         --dev) packages+=(libgtest-dev libgmock-dev clang-format clang-tidy-19 clang-19 libclang-rt-19-dev
             python3 python3-jsonschema python3-pyte e2fsprogs util-linux mount dmsetup qemu-system-x86 busybox-static kmod
-            xz-utils lvm2 mdadm btrfs-progs bcache-tools fdisk f3 chromium openssh-client) ;;
+            xz-utils lvm2 mdadm btrfs-progs bcache-tools fdisk f3 chromium openssh-client sqlite3) ;;
         --bench) packages+=(fio e2fsprogs util-linux mount time python3 dmsetup qemu-system-x86 busybox-static kmod
             xz-utils sg3-utils) ;;
         --windows) packages+=(g++-mingw-w64-x86-64-posix wine64 googletest python3 e2fsprogs util-linux mount zip

@@ -30,7 +30,7 @@ std::vector<std::string> devicesOf(const RunOptions& options) {
 /// An option that says something of one drive; empty for none.
 std::string findSingular(const RunOptions& options) {
     for (const OutputFormat& format : outputFormats())
-        if (!options.outputOf(format.option).empty())
+        if (format.option != kJUnitOption && !options.outputOf(format.option).empty())
             return std::string(format.option);
     if (!options.importedMap.empty())
         return "--import";
@@ -160,6 +160,8 @@ std::optional<ShelfWork> shelfWorkOf(const RunOptions& options, std::string& err
     work.folder = options.shelf.folder;
     work.newFolderIn = options.recordFolder;
     work.hangSeconds = options.shelf.hangSeconds.value_or(0);
+    work.junit = options.outputOf(kJUnitOption);
+    work.replaceOutputs = options.replaceOutputs;
     Confirmations confirmations(options);
     for (const std::string& device : devices)
         if (!isThere(device, error) || !addDrive(options, device, confirmations, work, error))
