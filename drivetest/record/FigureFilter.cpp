@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <iterator>
 
+#include "drivetest/record/RecordedExtensions.h"
+#include "zel/Words.h"
+
 namespace drivetest {
 
 namespace {
@@ -15,6 +18,11 @@ constexpr int kArtifactDepth = 1;
 constexpr int kKindDepth = 2;
 constexpr int kPartDepth = 3;
 
+/// Far more than any object of a record has.
+constexpr std::size_t kMostKeys = 1000;
+
+/// What is kept of any line.
+constexpr const char* kNumbering[] = {"sequenceNumber", "timestamp"};
 constexpr const char* kUnwantedKinds[] = {"diagnosis", "log"};
 constexpr const char* kUnwantedExtensions[] = {"event", "events",      "surface", "latency",
                                                "links", "fingerprint", "progress"};
@@ -47,8 +55,13 @@ bool FigureFilter::keeps(int depth, Json::parse_event_t event, const Json& parse
     if (event == Event::value && m_isNameNext && parsed.is_string())
         m_extension = parsed.get<std::string>();
     m_isNameNext = false;
+    if (event == Event::object_start)
+        m_keys.resize(static_cast<std::size_t>(depth));
+    if (event == Event::array_start && depth == 0)
+        return !m_isTooLong;
     if (event != Event::key)
         return true;
+    countKey(depth);
     const auto key = parsed.get<std::string>();
     if (depth == kArtifactDepth)
         m_isInStep = key == "testStepArtifact";
@@ -60,9 +73,17 @@ bool FigureFilter::keeps(int depth, Json::parse_event_t event, const Json& parse
     return false;
 }
 
+/// The object at this depth has begun with that size of m_keys.
+void FigureFilter::countKey(int depth) {
+    const auto place = static_cast<std::size_t>(depth);
+    m_keys.resize(place);
+    if (++m_keys[place - 1] > kMostKeys)
+        throw RecordFault(zel::words("this line of the record is damaged"));
+}
+
 bool FigureFilter::isUnwanted(int depth, const std::string& key) const {
-    if (depth == kKindDepth && m_isTooLong)
-        return true;
+    if (depth == kArtifactDepth && m_isTooLong)
+        return !isAmong(key, kNumbering);
     if (!m_isInStep)
         return false;
     return (depth == kKindDepth && isAmong(key, kUnwantedKinds)) ||

@@ -32,7 +32,8 @@ DataGuard guardAll(const ShelfWork& work) {
 /// What the record cannot tell: how the process ended, and that data was not put back.
 JUnitCase caseWithoutVerdict(const RunOutcome& outcome) {
     JUnitCase made;
-    made.test = outcome.test;
+    // Of a drive that was refused no test is known.
+    made.test = outcome.test.empty() ? "drivetest" : outcome.test;
     made.outcome = outcome.end == RunEnd::leftOut || outcome.status == kExitUserAborted
                        ? JUnitCase::Outcome::skipped
                        : JUnitCase::Outcome::error;
