@@ -188,8 +188,7 @@ int runPlan(const RunOptions& options) {
     if (!given.folder.empty())
         work.folder = given.folder;
     work.newFolderIn = options.recordFolder;
-    work.junit = options.outputOf(kJUnitOption);
-    return runShelf(work, {options.quiet, options.colours});
+    return runShelf(work, {options.quiet, options.colours, options.outputOf(kJUnitOption)});
 }
 
 }  // namespace drivetest

@@ -160,8 +160,6 @@ std::optional<ShelfWork> shelfWorkOf(const RunOptions& options, std::string& err
     work.folder = options.shelf.folder;
     work.newFolderIn = options.recordFolder;
     work.hangSeconds = options.shelf.hangSeconds.value_or(0);
-    work.junit = options.outputOf(kJUnitOption);
-    work.replaceOutputs = options.replaceOutputs;
     Confirmations confirmations(options);
     for (const std::string& device : devices)
         if (!isThere(device, error) || !addDrive(options, device, confirmations, work, error))

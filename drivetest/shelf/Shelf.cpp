@@ -206,7 +206,7 @@ int runShelf(const ShelfWork& work, const ShelfLook& look, std::unique_ptr<RunOr
     if (!checkStreams(work))
         return kExitUsage;
     std::string problem;
-    auto junit = ShelfJUnit::open(work, problem);
+    auto junit = ShelfJUnit::open(work, look, problem);
     auto folder = junit ? ShelfFolder::make(work.folder, work.newFolderIn, problem) : std::nullopt;
     if (!folder) {
         complain(problem);

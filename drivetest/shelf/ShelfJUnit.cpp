@@ -70,13 +70,14 @@ JUnitSuite suiteOf(const ShelfDrive& drive) {
 
 }  // namespace
 
-std::optional<ShelfJUnit> ShelfJUnit::open(const ShelfWork& work, std::string& problem) {
+std::optional<ShelfJUnit> ShelfJUnit::open(const ShelfWork& work, const ShelfLook& look,
+                                           std::string& problem) {
     ShelfJUnit junit;
-    if (work.junit.empty())
+    if (look.junit.empty())
         return junit;
-    junit.m_path = work.junit;
+    junit.m_path = look.junit;
     junit.m_file =
-        openOutput(words("the JUnit file"), work.junit, {guardAll(work), work.replaceOutputs}, problem);
+        openOutput(words("the JUnit file"), look.junit, {guardAll(work), look.replaceJUnit}, problem);
     if (!junit.m_file)
         return std::nullopt;
     return junit;

@@ -34,8 +34,6 @@ struct ShelfWork {
     std::string folder{};           ///< for records, logs and reports; empty for a new one
     std::string newFolderIn{};      ///< where that is made; empty where the records of runs are kept
     std::uint32_t hangSeconds = 0;  ///< without progress after which a run is ended; 0 for never
-    std::string junit{};            ///< file for what became of all, as JUnit's XML; empty for none
-    bool replaceOutputs = false;    ///< what that file holds
 };
 
 }  // namespace drivetest
