@@ -59,8 +59,8 @@ void writeDrives(HtmlWriter& html, const Fleet& fleet, const std::string& folder
                           {words("Reading"), true},
                           {words("Time under power"), true},
                           {words("Runs"), true},
-                          {words("Last run")},
-                          {words("Files")}},
+                          {words("Files")},
+                          {words("Last run")}},
                          kMostDrives);
         for (const FleetDrive* const drive : drives)
             if (table.hasRoom())
@@ -72,8 +72,8 @@ void writeDrives(HtmlWriter& html, const Fleet& fleet, const std::string& folder
                            rateCell(drive->readRate),
                            hoursCell(drive->powerOnHours),
                            countCell(drive->runs),
-                           {timeFigure(drive->lastTime)},
-                           filesCell(drive->record, folder)});
+                           filesCell(drive->record, folder),
+                           {timeFigure(drive->lastTime)}});
     }
     writeRest(html, drives.size(), kMostDrives);
 }

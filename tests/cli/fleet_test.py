@@ -239,9 +239,9 @@ class Overview(FleetTest):
         self.assertEqual(page.body("results"), [["FAIL", "5"], ["PASS", "6"]])
         self.assertEqual([row[:5] for row in page.body("models")],
                          [["Beta", "F0", "3", "3", "15"], ["Beta", "F1", "2", "2", "10"], [SHOWN, "F1", "6", "0", "0"]])
-        self.assertEqual([row[:4] for row in page.body("worse")],
-                         [["Beta T0", "LinearReadTest", "5", "0"], [SHOWN + " G3", "LinearReadTest", "0", page.body("worse")[1][3]]])
-        self.assertGreater(int(page.body("worse")[1][3]), 0)
+        self.assertEqual([row[:3] for row in page.body("worse")],
+                         [["Beta T0", "LinearReadTest", "5"], [SHOWN + " G3", "LinearReadTest", "0"]])
+        self.assertGreater(int(page.body("worse")[1][3]), 0)  # regions
         [slow] = page.body("slow")
         self.assertEqual(slow[0], SHOWN + " G3")
         first, last = map(int, slow[1].split("-"))
