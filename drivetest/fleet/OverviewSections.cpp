@@ -154,7 +154,7 @@ void writeOldest(HtmlWriter& html, const Fleet& fleet) {
     if (old.empty())
         return;
     std::ranges::stable_sort(old, std::greater(), [](const FleetDrive* each) { return *each->powerOnHours; });
-    FleetTable table(html, words("Oldest drives"),
+    FleetTable table(html, words("Drives by their time under power"),
                      {{words("Drive")},
                       {words("Time under power"), true},
                       {words("Result")},
