@@ -14,12 +14,12 @@ function(page_files target)
     list(JOIN scripts + joined)
     set(output ${CMAKE_CURRENT_BINARY_DIR}/PageFiles.cpp)
     set(script ${CMAKE_SOURCE_DIR}/cmake/EmbedFiles.cmake)
-    set(texts "kPageStyle=${page}/report.css;kCertificateStyle=${page}/certificate.css;kPageScript=${joined};kCurveStyle=${curve_style};kCurveScript=${curve_script}")
+    set(texts "kPageStyle=${page}/report.css;kCertificateStyle=${page}/certificate.css;kPageScript=${joined};kSortScript=${page}/sort.js;kCurveStyle=${curve_style};kCurveScript=${curve_script}")
     add_custom_command(
         OUTPUT ${output}
         COMMAND ${CMAKE_COMMAND} -DHEADER=drivetest/html/PageFiles.h -DNAMESPACE=drivetest -DOUTPUT=${output}
                 "-DTEXTS=${texts}" -P ${script}
-        DEPENDS ${scripts} ${page}/report.css ${page}/certificate.css ${curve_script} ${curve_style} ${script}
+        DEPENDS ${scripts} ${page}/report.css ${page}/certificate.css ${page}/sort.js ${curve_script} ${curve_style} ${script}
         VERBATIM)
     target_sources(${target} PRIVATE ${output})
 endfunction()

@@ -27,6 +27,7 @@ std::string programFolder() {
 namespace libDrive2::fuzz {
 namespace {
 
+using drivetest::RecordDetail;
 using drivetest::RecordedRun;
 
 /// A line with the number that its place gives it, so that lines may come in any order.
@@ -36,8 +37,8 @@ std::string numbered(std::string_view line, std::uint64_t number) {
     return "{\"sequenceNumber\":" + std::to_string(number) + "," + std::string(line.substr(1));
 }
 
-std::optional<RecordedRun> read(std::string_view text) {
-    drivetest::RecordReader reader("record");
+std::optional<RecordedRun> read(std::string_view text, RecordDetail detail) {
+    drivetest::RecordReader reader("record", detail);
     std::uint64_t lines = 0;
     bool isTaken = true;
     while (isTaken && text.find('\n') != std::string_view::npos) {
@@ -96,9 +97,13 @@ void checkCertificate(const RecordedRun& run) {
 
 /// The input is a record whose lines need no numbers.
 void check(Bytes input) {
-    const auto run = read({reinterpret_cast<const char*>(input.data()), input.size()});
+    const std::string_view text(reinterpret_cast<const char*>(input.data()), input.size());
+    const auto run = read(text, RecordDetail::all);
+    const auto figures = read(text, RecordDetail::figures);
     if (!run)
         return;
+    require(figures && figures->badSectors() == run->badSectors() && figures->result == run->result,
+            "the figures alone are those of the whole record");
     checkRun(*run);
     checkReport(*run);
     checkCertificate(*run);

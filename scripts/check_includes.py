@@ -24,7 +24,7 @@ SHOWN = {("quix5", "drivetest")}
 # Elsewhere than in a platform's folder, these libraries are part of what the file is for.
 EXCEPTIONS = {("zel/Resource.cpp", "nlohmann/json.hpp"), ("libDrive2/journal/Checksum.cpp", "xxhash.h"),
               *((f"drivetest/commands/{name}.cpp", "CLI/CLI.hpp")
-                for name in ("CommandLine", "CommandOptions", "Completion", "HelpCommands", "Manual", "PlanCommandOptions",
+                for name in ("CommandLine", "CommandOptions", "Completion", "FleetCommandOptions", "HelpCommands", "Manual", "PlanCommandOptions",
                            "RunCommandOptions", "UsageError")),
               ("drivetest/commands/HelpFormatter.h", "CLI/CLI.hpp"),
               ("drivetest/record/Json.h", "nlohmann/json.hpp"),

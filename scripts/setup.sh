@@ -15,7 +15,7 @@ for option in "$@"; do
     case "$option" in
         --dev) packages+=(libgtest-dev libgmock-dev clang-format clang-tidy-19 clang-19 libclang-rt-19-dev
             python3 python3-jsonschema python3-pyte e2fsprogs util-linux mount dmsetup qemu-system-x86 busybox-static kmod
-            xz-utils lvm2 mdadm btrfs-progs bcache-tools fdisk f3 chromium openssh-client) ;;
+            xz-utils lvm2 mdadm btrfs-progs bcache-tools fdisk f3 chromium openssh-client sqlite3) ;;
         --bench) packages+=(fio e2fsprogs util-linux mount time python3 dmsetup qemu-system-x86 busybox-static kmod
             xz-utils sg3-utils chromium) ;;
         --package) packages+=(debhelper dpkg-dev lintian mmdebstrap debian-archive-keyring systemd util-linux mount

@@ -78,6 +78,8 @@ struct Options {
     std::vector<std::string> compared;
     std::string explained;
     GradeOptions graded;
+    MetricsOptions metrics;
+    OverviewOptions overview;
     CertificateOptions certificate;
     VerifyOptions verify;
     std::string language;  ///< where the command line names one
@@ -133,6 +135,8 @@ std::vector<Command> addCommands(CLI::App& program, Options& given, const Settin
         {&addCompare(program, given.compared), [&given] { return compareRecords(given.compared); }},
         {&addExplain(program, given.explained), [&given] { return explainRecord(given.explained); }},
         {&addGrade(program, given.graded), [&given] { return gradeRecords(given.graded); }},
+        {&addMetrics(program, given.metrics), [&given] { return writeMetrics(given.metrics); }},
+        {&addOverview(program, given.overview), [&given] { return writeOverview(given.overview); }},
         {&addConfig(program), [&given, &settings] { return showSettings(settings, given.language); }},
         {&addCertificate(program, given.certificate),
          [&given] { return writeCertificate(given.certificate); }},

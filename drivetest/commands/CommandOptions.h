@@ -29,6 +29,8 @@ CLI::App& addSelfTest(CLI::App& program, SelfTestOptions& options);
 CLI::App& addCompare(CLI::App& program, std::vector<std::string>& records);
 CLI::App& addExplain(CLI::App& program, std::string& record);
 CLI::App& addGrade(CLI::App& program, GradeOptions& options);
+CLI::App& addMetrics(CLI::App& program, MetricsOptions& options);
+CLI::App& addOverview(CLI::App& program, OverviewOptions& options);
 CLI::App& addConfig(CLI::App& program);
 CLI::App& addCertificate(CLI::App& program, CertificateOptions& options);
 CLI::App& addVerify(CLI::App& program, VerifyOptions& options);

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "drivetest/commands/CertificateOptions.h"
+#include "drivetest/commands/FleetOptions.h"
 #include "drivetest/commands/GradeOptions.h"
 #include "drivetest/commands/PlanOptions.h"
 #include "drivetest/commands/ReportOptions.h"
@@ -38,6 +39,10 @@ int showHealth(const std::string& locator);
 int testItself(const SelfTestOptions& options);
 /// By limits; kExitCannotRun when a run gives no grade.
 int gradeRecords(const GradeOptions& options);
+/// Of the newest run of each test on each drive, for Prometheus; kExitWarn when records were left out.
+int writeMetrics(const MetricsOptions& options);
+/// A page on all drives of a folder of records; the same statuses.
+int writeOverview(const OverviewOptions& options);
 int explainRecord(const std::string& record);
 /// Two records of one drive. kExitFail when the newer one has bad sectors that the older one has not.
 int compareRecords(const std::vector<std::string>& records);

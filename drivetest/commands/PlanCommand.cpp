@@ -11,6 +11,7 @@
 #include "drivetest/plan/BuiltInPlans.h"
 #include "drivetest/plan/PlanTime.h"
 #include "drivetest/plan/ResolvedPlan.h"
+#include "drivetest/report/OutputFormats.h"
 #include "drivetest/safety/SafeStart.h"
 #include "drivetest/shelf/Shelf.h"
 #include "drivetest/terminal/Columns.h"
@@ -187,7 +188,7 @@ int runPlan(const RunOptions& options) {
     if (!given.folder.empty())
         work.folder = given.folder;
     work.newFolderIn = options.recordFolder;
-    return runShelf(work, {options.quiet, options.colours});
+    return runShelf(work, {options.quiet, options.colours, options.outputOf(kJUnitOption)});
 }
 
 }  // namespace drivetest

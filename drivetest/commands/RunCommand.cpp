@@ -80,7 +80,8 @@ int runOnShelf(const RunOptions& options) {
     std::string error;
     const auto work = shelfWorkOf(options, error);
     if (work)
-        return runShelf(*work, {options.quiet, options.colours});
+        return runShelf(
+            *work, {options.quiet, options.colours, options.outputOf(kJUnitOption), options.replaceOutputs});
     complain(error);
     return kExitUsage;
 }

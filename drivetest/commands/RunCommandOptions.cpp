@@ -160,9 +160,10 @@ void addOutputOptions(CLI::App& command, RunOptions& options) {
     command.add_flag_callback(
         "--no-record", [&options] { options.keepRecord = false; },
         words("Keep no record where --events names no file for it"));
-    command.add_flag("--force", options.replaceOutputs,
-                     words("Replace what the files of --events, --log, --bad-list and --report hold; else "
-                           "they must be new or empty"));
+    command.add_flag(
+        "--force", options.replaceOutputs,
+        words("Replace what the files of --events, --log, --bad-list, --report and --junit hold; "
+              "else they must be new or empty"));
     command
         .add_option("--log-priority", options.logPriority,
                     words("Lowest priority that is logged: 0 trace, 1 diagnostics, 2 cancellations, "
@@ -236,7 +237,7 @@ void addConversation(CLI::App& command, RunOptions& options) {
 /// Beside a plan: what is none of its keys, and not of one run alone.
 constexpr std::string_view kBesidePlan[] = {"--plan",         "--module",    "--journal", "--quiet",
                                             "--log-priority", "--no-prompt", "--lang",    "--jobs",
-                                            "--out",          "--timeout"};
+                                            "--out",          "--timeout",   "--junit"};
 
 /// A plan names tests and drives, and says how they are run.
 void addPlanFile(CLI::App& command, RunOptions& options) {

@@ -1,12 +1,10 @@
 #include "drivetest/findings/Figures.h"
 
 #include <algorithm>
-#include <chrono>
 #include <cmath>
-#include <cstdio>
 #include <iterator>
-#include <optional>
 
+#include "drivetest/record/RecordTime.h"
 #include "drivetest/record/RecordedRun.h"
 #include "drivetest/terminal/Language.h"
 #include "zel/Format.h"
@@ -21,26 +19,6 @@ constexpr const char* kNarrowSpace = "\u202f";
 std::string inUnit(double value, const char* unit) {
     const int digits = value < 10 ? 2 : value < 100 ? 1 : 0;
     return decimalText(value, digits) + "\u00a0" + unit;
-}
-
-/// Seconds since 1970 of "2026-11-23T04:34:38.375Z".
-std::optional<double> instantOf(const std::string& text) {
-    using namespace std::chrono;
-    int year = 0;
-    unsigned month = 0;
-    unsigned day = 0;
-    int hour = 0;
-    int minute = 0;
-    int second = 0;
-    int milliseconds = 0;
-    if (std::sscanf(text.c_str(), "%4d-%2u-%2uT%2d:%2d:%2d.%3d", &year, &month, &day, &hour, &minute, &second,
-                    &milliseconds) < 6)
-        return {};
-    const year_month_day date{std::chrono::year(year), std::chrono::month(month), std::chrono::day(day)};
-    if (!date.ok())
-        return {};
-    return static_cast<double>(sys_days(date).time_since_epoch().count()) * 86400 + hour * 3600 +
-           minute * 60 + second + milliseconds / 1e3;
 }
 
 }  // namespace

@@ -20,11 +20,15 @@ struct HealthCounter {
     libDrive2::DriveHealth::Number libDrive2::DriveHealth::*number;
     const char* label;  ///< a text to translate
     Meaning meaning;
+    const char* metric;  ///< for Prometheus, in its base units
     Unit unit = Unit::count;
 };
 
 /// All of them, in the order in which they are shown.
 std::span<const HealthCounter> healthCounters();
+
+/// In the base unit of its kind: a ratio, seconds, bytes.
+double inBaseUnit(const HealthCounter& counter, std::int64_t value);
 
 /// "12", "38 °C", "3.1 TB"
 std::string counterText(const HealthCounter& counter, std::int64_t value);

@@ -8,6 +8,7 @@ namespace drivetest {
 extern const std::string_view kPageStyle;
 extern const std::string_view kCertificateStyle;
 extern const std::string_view kPageScript;
+extern const std::string_view kSortScript;
 extern const std::string_view kCurveStyle;
 extern const std::string_view kCurveScript;
 

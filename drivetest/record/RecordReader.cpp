@@ -19,6 +19,14 @@ constexpr std::uint64_t kMajor = 2;
 constexpr std::uint64_t kMinor = 0;
 /// The longest line of a record, its surface, is shorter.
 constexpr std::size_t kLongestLine = std::size_t{96} << 20;
+/// Where many records are read, none may take much room; only records of old have lines that come near this.
+constexpr std::size_t kLongestOfMany = std::size_t{32} << 20;
+/// Of the lines whose values are kept then, all together.
+constexpr std::size_t kMostKept = std::size_t{32} << 20;
+/// Version, start of the run, start of its test.
+constexpr int kLinesOfBeginning = 3;
+constexpr std::size_t kBeginning = std::size_t{8} << 10;
+constexpr std::size_t kLongestBeginning = std::size_t{1} << 20;
 /// More often nobody goes on.
 constexpr std::size_t kMostPauses = 1000;
 constexpr std::size_t kBlock = std::size_t{256} << 10;
@@ -55,6 +63,12 @@ void takeDut(const Json& dut, RecordedRun& run) {
     }
 }
 
+/// Why nothing can be read of it.
+std::string unreadable(const std::string& path) {
+    return zel::pathExists(path) ? zel::words("{file} cannot be read", {{"file", printable(path)}})
+                                 : zel::words("{file} does not exist", {{"file", printable(path)}});
+}
+
 /// Gives all that can be read to the reader, whole lines; false when it takes no more.
 bool feed(std::istream& file, RecordReader& reader, std::string& open, Sha256* digest) {
     std::vector<char> block(kBlock);
@@ -70,10 +84,25 @@ bool feed(std::istream& file, RecordReader& reader, std::string& open, Sha256* d
             open.clear();
         }
         open += text;
-        if (open.size() > kLongestLine && !reader.addLine(open))
+        if (open.size() > reader.longestLine() && !reader.addLine(open))
             return false;
     }
     return true;
+}
+
+/// Those of the beginning, if they are no longer than any that are read. Nothing when it cannot be read.
+std::optional<std::string> firstLinesOf(const std::string& path) {
+    std::ifstream file(zel::pathOf(path), std::ios::binary);
+    std::string text;
+    for (std::size_t more = kBeginning; file && text.size() < kLongestBeginning; more = text.size()) {
+        const std::size_t before = text.size();
+        text.resize(before + more);
+        file.read(text.data() + before, static_cast<std::streamsize>(more));
+        text.resize(before + static_cast<std::size_t>(file.gcount()));
+        if (std::count(text.begin(), text.end(), '\n') >= kLinesOfBeginning)
+            return text;
+    }
+    return file || file.eof() ? std::optional(std::move(text)) : std::nullopt;
 }
 
 }  // namespace
@@ -84,13 +113,27 @@ bool RecordReader::refuse(const std::string& why) {
     return false;
 }
 
+std::size_t RecordReader::longestLine() const {
+    return m_detail == RecordDetail::all ? kLongestLine : kLongestOfMany;
+}
+
+/// Throws RecordFault where a record of many tells more than there is room for.
+Json RecordReader::parse(std::string_view line) {
+    if (m_detail == RecordDetail::all)
+        return Json::parse(line, m_lists.callback());
+    Json parsed = Json::parse(line, m_filter.callback(line.size()));
+    if (!m_filter.hasDropped() && (m_keptBytes += line.size()) > kMostKept)
+        throw RecordFault(zel::words("here the record tells more than a list of many drives has room for"));
+    return parsed;
+}
+
 bool RecordReader::addLine(std::string_view line) {
     ++m_line;
     m_lists.clear();
-    if (line.size() > kLongestLine)
+    if (line.size() > longestLine())
         return refuse(zel::words("this line is longer than any of a record"));
     try {
-        takeLine(Json::parse(line, m_lists.callback()));
+        takeLine(parse(line));
         return true;
     } catch (const Json::parse_error&) {
         return refuse(m_line == 1 ? zel::words("this is no record of a run")
@@ -184,6 +227,8 @@ void RecordReader::takeStepArtifact(const Json& artifact) {
 
 void RecordReader::takeExtension(const Json& extension) {
     const std::string name = recordedText(extension, "name");
+    if (m_detail == RecordDetail::figures && FigureFilter::leavesOut(name))
+        return;
     drivetest::takeExtension(name, extension.at("content"), m_lists, m_run);
     if (name == "resumed" && m_run.pauses.size() < kMostPauses)
         m_run.pauses.emplace_back(m_timeBefore, m_run.lastTime);
@@ -196,20 +241,41 @@ void RecordReader::takeStepStart(const Json& start) {
     m_run.test = recordedText(start, "name");
 }
 
-std::optional<RecordedRun> readRecord(const std::string& path, std::string& problem, Sha256* digest) {
+std::optional<RecordedRun> readRecord(const std::string& path, std::string& problem, Sha256* digest,
+                                      RecordDetail detail) {
     std::ifstream file(zel::pathOf(path), std::ios::binary);
-    RecordReader reader(path);
+    RecordReader reader(path, detail);
     std::string open;  // a line whose end was not seen yet
     if (!feed(file, reader, open, digest) || (file.eof() && !reader.finish(open))) {
         problem = reader.problem();
         return {};
     }
     if (!file.eof()) {
-        problem = zel::pathExists(path) ? zel::words("{file} cannot be read", {{"file", printable(path)}})
-                                        : zel::words("{file} does not exist", {{"file", printable(path)}});
+        problem = unreadable(path);
         return {};
     }
     return reader.take();
+}
+
+std::optional<RecordedRun> readBeginning(const std::string& path, std::string& problem) {
+    const std::optional<std::string> text = firstLinesOf(path);
+    if (!text) {
+        problem = unreadable(path);
+        return {};
+    }
+    RecordReader reader(path, RecordDetail::figures);
+    std::string_view rest = *text;
+    bool isGood = true;
+    auto end = rest.find('\n');
+    for (int line = 0; isGood && line < kLinesOfBeginning && end != std::string_view::npos; ++line) {
+        isGood = reader.addLine(rest.substr(0, end));
+        rest.remove_prefix(end + 1);
+        end = rest.find('\n');
+    }
+    if (isGood && reader.finish({}))
+        return reader.take();
+    problem = reader.problem();
+    return {};
 }
 
 }  // namespace drivetest

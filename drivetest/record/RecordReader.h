@@ -1,9 +1,11 @@
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
 
+#include "drivetest/record/FigureFilter.h"
 #include "drivetest/record/Json.h"
 #include "drivetest/record/RecordedRun.h"
 #include "drivetest/record/RunLists.h"
@@ -11,12 +13,20 @@
 
 namespace drivetest {
 
+/// How much of a record is kept.
+enum class RecordDetail : std::uint8_t {
+    all,
+    figures,  ///< what lists of many drives show: no events, no surface, no latencies
+};
+
 /// Reads the record of a run line by line into what is kept of it, whose size does not grow with the number
 /// of events. A record whose end is missing is read as far as it goes.
 class RecordReader {
 public:
     /// `file` is the record's name, for messages.
-    explicit RecordReader(std::string file) { m_run.file = std::move(file); }
+    explicit RecordReader(std::string file, RecordDetail detail = RecordDetail::all) : m_detail(detail) {
+        m_run.file = std::move(file);
+    }
 
     /// A line without its end. False when this is no record that can be read; problem() tells why, then.
     [[nodiscard]] bool addLine(std::string_view line);
@@ -25,11 +35,16 @@ public:
 
     /// One sentence, which names the file and the line.
     [[nodiscard]] const std::string& problem() const { return m_problem; }
+    /// What the lines so far tell.
+    [[nodiscard]] const RecordedRun& soFar() const { return m_run; }
+    /// Longer lines are refused.
+    [[nodiscard]] std::size_t longestLine() const;
     /// After finish().
     [[nodiscard]] RecordedRun take() { return std::move(m_run); }
 
 private:
     [[nodiscard]] bool refuse(const std::string& why);
+    Json parse(std::string_view line);
     void takeLine(const Json& line);
     void takeVersion(const Json& line) const;
     void takeStart(const Json& line);
@@ -38,16 +53,22 @@ private:
     void takeExtension(const Json& extension);
     void takeStepStart(const Json& start);
 
+    RecordDetail m_detail;
     RecordedRun m_run;
     RunLists m_lists;
-    std::string m_timeBefore;  ///< of the line before
+    FigureFilter m_filter;
+    std::size_t m_keptBytes = 0;  ///< of lines that were kept, where not all is
+    std::string m_timeBefore;     ///< of the line before
     std::uint64_t m_line = 0;
     std::string m_problem;
 };
 
 /// Reads a file; nothing after a sentence in `problem`. Every byte of it also goes to `digest`, if there is
 /// one.
-std::optional<RecordedRun> readRecord(const std::string& path, std::string& problem,
-                                      Sha256* digest = nullptr);
+std::optional<RecordedRun> readRecord(const std::string& path, std::string& problem, Sha256* digest = nullptr,
+                                      RecordDetail detail = RecordDetail::all);
+
+/// Reads no more of a file than tells of which run it is: drive, test, start.
+std::optional<RecordedRun> readBeginning(const std::string& path, std::string& problem);
 
 }  // namespace drivetest

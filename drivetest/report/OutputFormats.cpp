@@ -5,6 +5,7 @@
 #include "drivetest/record/RunRecord.h"
 #include "drivetest/report/BadList.h"
 #include "drivetest/report/HtmlReporter.h"
+#include "drivetest/report/JUnitReporter.h"
 #include "drivetest/report/LogReporter.h"
 #include "drivetest/report/RescueReporters.h"
 #include "drivetest/safety/JournalPlace.h"
@@ -35,6 +36,11 @@ const std::vector<OutputFormat>& outputFormats() {
         {kReportOption, words("Write a report for people, a page of HTML"), words("the report"),
          [](const std::string& path, OutputFile file) -> std::unique_ptr<RunReporter> {
              return std::make_unique<HtmlReporter>(path, std::move(file));
+         }},
+        {kJUnitOption, words("Write what became of each test as JUnit's XML; one file for all drives"),
+         words("the JUnit file"),
+         [](const std::string& path, OutputFile file) -> std::unique_ptr<RunReporter> {
+             return std::make_unique<JUnitReporter>(path, std::move(file));
          }},
         {"--export ddrescue", words("a mapfile of GNU ddrescue, which can go on from there"),
          words("the mapfile"),

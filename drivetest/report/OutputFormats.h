@@ -13,6 +13,8 @@ namespace drivetest {
 inline constexpr std::string_view kRecordOption = "--events";
 inline constexpr std::string_view kReportOption = "--report";
 inline constexpr std::string_view kBadListOption = "--bad-list";
+/// One file for all drives, where there are several.
+inline constexpr std::string_view kJUnitOption = "--junit";
 /// In a form of another program's, whose name follows.
 inline constexpr std::string_view kExportOption = "--export";
 

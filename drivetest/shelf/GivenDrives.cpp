@@ -32,7 +32,7 @@ std::vector<std::string> devicesOf(const RunOptions& options) {
 /// An option that says something of one drive; empty for none.
 std::string findSingular(const RunOptions& options) {
     for (const OutputFormat& format : outputFormats())
-        if (!options.outputOf(format.option).empty())
+        if (format.option != kJUnitOption && !options.outputOf(format.option).empty())
             return std::string(format.option);
     if (!options.importedMap.empty())
         return "--import";

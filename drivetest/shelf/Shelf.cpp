@@ -13,6 +13,7 @@
 #include "drivetest/shelf/LinkOrder.h"
 #include "drivetest/shelf/ShelfDrive.h"
 #include "drivetest/shelf/ShelfFolder.h"
+#include "drivetest/shelf/ShelfJUnit.h"
 #include "drivetest/shelf/ShelfReport.h"
 #include "drivetest/shelf/ShelfSummary.h"
 #include "drivetest/shelf/ShelfView.h"
@@ -35,10 +36,12 @@ constexpr std::chrono::seconds kPause = 2s;
 
 class Shelf {
 public:
-    Shelf(const ShelfWork& work, RunOrder& order, ShelfFolder folder, Console& console, bool quiet)
+    Shelf(const ShelfWork& work, RunOrder& order, ShelfFolder folder, ShelfJUnit junit, Console& console,
+          bool quiet)
         : m_work(work),
           m_order(order),
           m_folder(std::move(folder)),
+          m_junit(std::move(junit)),
           m_console(console),
           m_drives(work.drives.begin(), work.drives.end()),
           m_isStarted(m_drives.size()),
@@ -60,6 +63,7 @@ private:
     const ShelfWork& m_work;
     RunOrder& m_order;
     ShelfFolder m_folder;
+    ShelfJUnit m_junit;
     Console& m_console;
     std::vector<ShelfDrive> m_drives;
     std::vector<bool> m_isStarted;
@@ -93,7 +97,11 @@ int Shelf::run() {
         m_console.line(eventLabel(words("note:")) + note);
     if (!isWritten)
         complain(problem);
-    return isWritten ? status : worstStatus({status, kExitInternalError});
+    const bool isToldToTools = m_junit.write(m_drives, problem);
+    if (!isToldToTools)
+        complain(problem);
+    const bool isAllWritten = isWritten && isToldToTools;
+    return isAllWritten ? status : worstStatus({status, kExitInternalError});
 }
 
 /// A drive whose first run may start keeps its place until it is over.
@@ -199,7 +207,8 @@ int runShelf(const ShelfWork& work, const ShelfLook& look, std::unique_ptr<RunOr
     if (!checkStreams(work))
         return kExitUsage;
     std::string problem;
-    auto folder = ShelfFolder::make(work.folder, work.newFolderIn, problem);
+    auto junit = ShelfJUnit::open(work, look, problem);
+    auto folder = junit ? ShelfFolder::make(work.folder, work.newFolderIn, problem) : std::nullopt;
     if (!folder) {
         complain(problem);
         return kExitUsage;
@@ -207,7 +216,7 @@ int runShelf(const ShelfWork& work, const ShelfLook& look, std::unique_ptr<RunOr
     if (order == nullptr)
         order = std::make_unique<LinkOrder>(work);
     Console console(stdout, look.colours);
-    return Shelf(work, *order, *std::move(folder), console, look.quiet).run();
+    return Shelf(work, *order, *std::move(folder), *std::move(junit), console, look.quiet).run();
 }
 
 }  // namespace drivetest

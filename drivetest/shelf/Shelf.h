@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <string>
 
 #include "drivetest/shelf/RunOrder.h"
 #include "drivetest/shelf/ShelfWork.h"
@@ -9,8 +10,10 @@ namespace drivetest {
 
 /// How work on several drives is shown.
 struct ShelfLook {
-    bool quiet = false;   ///< no progress, only what has ended
-    bool colours = true;  ///< where a terminal has them
+    bool quiet = false;         ///< no progress, only what has ended
+    bool colours = true;        ///< where a terminal has them
+    std::string junit{};        ///< file for what became of all, as JUnit's XML; empty for none
+    bool replaceJUnit = false;  ///< what that file holds
 };
 
 /// Carries the work out, each run in a process of its own, shows how far it is, and sums it up in the end:

@@ -4,13 +4,14 @@
 
 #include "drivetest/ExitStatus.h"
 #include "drivetest/findings/Figures.h"
+#include "drivetest/html/FileLink.h"
 #include "drivetest/html/HtmlWriter.h"
 #include "drivetest/html/PageFiles.h"
+#include "drivetest/html/PageHead.h"
 #include "drivetest/html/Tables.h"
 #include "drivetest/run/NewFile.h"
 #include "drivetest/shelf/ShelfSummary.h"
 #include "drivetest/terminal/Language.h"
-#include "zel/Format.h"
 #include "zel/Path.h"
 #include "zel/Words.h"
 
@@ -20,24 +21,15 @@ namespace {
 
 using zel::words;
 
-/// RFC 3986: a file of the same folder, whatever its name.
-std::string linkTo(const std::string& path) {
-    constexpr std::string_view kUnreserved = "-._~";
-    std::string link = "./";
-    for (const char letter : zel::textOf(zel::pathOf(path).filename())) {
-        const bool isPlain = (letter >= '0' && letter <= '9') || (letter >= 'A' && letter <= 'Z') ||
-                             (letter >= 'a' && letter <= 'z') ||
-                             kUnreserved.find(letter) != std::string::npos;
-        link += isPlain ? std::string(1, letter)
-                        : zel::format("%%%02X", static_cast<unsigned char>(letter)).utf8();
-    }
-    return link;
+/// What is linked lies beside the page.
+std::string folderOf(const std::string& path) {
+    return zel::textOf(zel::pathOf(path).parent_path());
 }
 
 void writeLink(HtmlWriter& html, bool isThere, const std::string& path, const std::string& text) {
     const auto cell = html.open("td", {{"class", "text"}});
     if (isThere)
-        html.element("a", text, {{"href", linkTo(path)}});
+        html.element("a", text, {{"href", linkTo(path, folderOf(path))}});
     else
         html.text("–");
 }
@@ -96,19 +88,7 @@ void writePage(HtmlWriter& html, const std::vector<ShelfDrive>& drives,
     html.markup("<!DOCTYPE html>\n");
     const auto page = html.open("html", {{"lang", languageOfTexts()}});
     const std::string title = words("Test of several drives");
-    {
-        const auto head = html.open("head");
-        html.markup("<meta charset=\"utf-8\">\n");
-        html.markup(
-            "<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'; style-src "
-            "'unsafe-inline'; base-uri 'none'; form-action 'none'\">\n");
-        html.markup("<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n");
-        html.markup("<meta name=\"color-scheme\" content=\"light dark\">\n");
-        html.element("title", title);
-        html.markup("<style>\n");
-        html.markup(kPageStyle);
-        html.markup("</style>\n");
-    }
+    writePageHead(html, title, {kPageStyle});
     const auto body = html.open("body");
     const auto main = html.open("main");
     {

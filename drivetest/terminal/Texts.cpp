@@ -50,8 +50,8 @@ CodePoint firstOf(std::string_view text) {
 /// Format characters of Unicode that change the order of what is seen, break lines, or cannot be seen.
 bool isInvisible(char32_t point) {
     constexpr std::pair<char32_t, char32_t> kRanges[] = {
-        {0x00AD, 0x00AD}, {0x061C, 0x061C}, {0x180E, 0x180E}, {0x200B, 0x200F},  {0x2028, 0x202E},
-        {0x2060, 0x206F}, {0xFEFF, 0xFEFF}, {0xFFF9, 0xFFFB}, {0xE0000, 0xE007F}};
+        {0x00AD, 0x00AD}, {0x061C, 0x061C}, {0x180E, 0x180E}, {0x200B, 0x200F}, {0x2028, 0x202E},
+        {0x2060, 0x206F}, {0xFEFF, 0xFEFF}, {0xFFF9, 0xFFFB}, {0xFFFE, 0xFFFF}, {0xE0000, 0xE007F}};
     return std::any_of(std::begin(kRanges), std::end(kRanges),
                        [point](const auto& range) { return point >= range.first && point <= range.second; });
 }

@@ -67,6 +67,12 @@ class Documents(program.ProgramTest):
             if arguments[0] == "resume":
                 os.mkdir(os.path.join(self.folder, arguments[1]))
                 self.break_off(os.path.join(arguments[1], "record.jsonl"))
+            if arguments[0] in ("metrics", "overview"):
+                os.mkdir(os.path.join(self.folder, arguments[1]))
+                made = self.start("run", "LinearReadTest", "sim:disk,sectors=2000", "--events", os.path.join(arguments[1], "a.jsonl"))
+                self.assertEqual(made.returncode, 0, made.stderr)
+            if arguments[0] == "metrics":
+                os.mkdir(os.path.join(self.folder, arguments[arguments.index("-o") + 1]))
             if arguments[0] == "verify":
                 made = self.start("certificate", arguments[2], "-o", arguments[1])
                 self.assertEqual(made.returncode, 0, made.stderr)

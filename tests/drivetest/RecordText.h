@@ -34,9 +34,10 @@ inline std::string numberedLine(const std::string& line, std::size_t number) {
 }
 
 /// What the reader makes of a record of these lines, and of what follows the last line break.
-inline std::optional<drivetest::RecordedRun> readLines(const std::vector<std::string>& lines,
-                                                       std::string& problem, const std::string& rest = {}) {
-    drivetest::RecordReader reader("out.jsonl");
+inline std::optional<drivetest::RecordedRun> readLines(
+    const std::vector<std::string>& lines, std::string& problem, const std::string& rest = {},
+    drivetest::RecordDetail detail = drivetest::RecordDetail::all) {
+    drivetest::RecordReader reader("out.jsonl", detail);
     for (std::size_t i = 0; i < lines.size(); ++i)
         if (!reader.addLine(numberedLine(lines[i], i))) {
             problem = reader.problem();

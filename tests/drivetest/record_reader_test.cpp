@@ -132,6 +132,43 @@ TEST(RecordReader, ReadsBothFormsOfASurface) {
     EXPECT_TRUE(regions.written.empty());
 }
 
+TEST(RecordReader, ReadsTheFiguresOfManyRecordsAlone) {
+    const std::string event =
+        R"({"key":"readSectorErr","type":"ERR","message":"x","variables":{"content":[[1,{"name":2}]]}})";
+    const std::string surface = R"({"sectorsPerCell":1,"cells":1,"outcomes":[[1,1]],"slowestUs":[[5,1]]})";
+    std::vector<std::string> lines{
+        kVersionLine,
+        kStartLine,
+        kStepLine,
+        extensionLine("event", event),
+        extensionLine("surface", surface),
+        stepLine(R"("diagnosis":{"verdict":"readSectorErr","name":"result"})"),
+        stepLine(R"("extension":{"content":)" + surface + R"(,"name":"surface"})"),  // in the other order
+        extensionLine("badSectors", R"({"fault":"unreadable","words":"","ranges":[[7,9]]})"),
+        stepLine(R"("measurement":{"name":"readRate","value":150.5,"unit":"MB/s"})"),
+        extensionLine("result", R"({"result":"FAIL","errors":3,"warnings":1})"),
+        kEndLine};
+    std::string problem;
+    const auto run = readLines(lines, problem, {}, drivetest::RecordDetail::figures);
+    ASSERT_TRUE(run) << problem;
+    EXPECT_TRUE(run->events.empty());
+    EXPECT_FALSE(run->surface);
+    EXPECT_EQ(run->result + std::to_string(run->errors + run->warnings + run->badSectors()), "FAIL7");
+    EXPECT_DOUBLE_EQ(run->measurements.at(0).value, 150.5);
+    EXPECT_FALSE(run->isCutOff);
+    // What is left out must be whole all the same, and take no more room than there is.
+    lines[3] = extensionLine("event", R"({"key":"readSectorErr",)");
+    EXPECT_FALSE(readLines(lines, problem, {}, drivetest::RecordDetail::figures));
+    EXPECT_EQ(problem, "out.jsonl:4: this line of the record is damaged");
+    const std::string many = "[7,9]" + std::string(1 << 20, ' ');
+    lines.assign({kVersionLine, kStartLine, kStepLine});
+    for (int i = 0; i < 33; ++i)
+        lines.push_back(
+            extensionLine("badSectors", R"({"fault":"unreadable","words":"","ranges":[)" + many + "]}"));
+    EXPECT_FALSE(readLines(lines, problem, {}, drivetest::RecordDetail::figures));
+    EXPECT_THAT(problem, HasSubstr("tells more than a list of many drives has room for"));
+}
+
 TEST(RecordReader, PassesOverWhatItDoesNotKnow) {
     const RecordedRun run =
         readRun({extensionLine("later", R"({"outcomes":[[9,"x"]]})"),
