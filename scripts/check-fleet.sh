@@ -1,0 +1,146 @@
+#!/usr/bin/env bash
+# Checks for real what is in fleet/: Ansible over hosts in namespaces of their own, MAAS's script, a Slurm cluster, and the package and
+# metrics where their checks are there. Needs root, and Debian 12's packages, which it installs into a layer over this system that
+# is gone with it: no package, user, key, mount, namespace or process stays. What it says stays in build/fleet.
+#   --quick  leaves out what takes minutes: the twenty hosts (four are enough then), and the package
+set -euo pipefail
+# shellcheck source-path=SCRIPTDIR
+source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
+
+quick=""
+[ "${1:-}" != --quick ] || quick=1
+[ $# -le ${#quick} ] || fail "unknown option $*" "use it as: check-fleet.sh [--quick]"
+[ "$(id -u)" -eq 0 ] || fail "this needs root, for namespaces of processes, mounts and networks" "start it with sudo"
+[ -f "$root/fleet/ansible/galaxy.yml" ] || fail "there is no fleet/ansible in $root"
+
+# All of it in namespaces, with which everything goes, however this ends.
+if [ -z "${DRIVETEST_IN_NAMESPACES:-}" ]; then
+    DRIVETEST_IN_NAMESPACES=1 exec unshare --mount --propagation private --pid --fork --kill-child --mount-proc --ipc \
+        "${BASH_SOURCE[0]}" "$@"
+fi
+
+cd "$root"
+export PYTHONDONTWRITEBYTECODE=1 LC_ALL=C.UTF-8
+packages=(ansible-core python3-apt python3-yaml python3-jsonschema openssh-server openssh-client iproute2 munge slurmctld slurmd
+    slurm-client prometheus sqlite3 libxml2-utils)
+notes="$root/build/fleet"
+mkdir -p "$notes/debs/partial"
+failed_steps=()
+
+# step TITLE COMMAND...: runs one step in a shell of its own, in which every error ends it.
+step() {
+    local title="$1" started="$SECONDS" status=0
+    shift
+    printf '\n== %s\n' "$title"
+    set +e
+    (
+        set -e
+        "$@"
+    )
+    status=$?
+    set -e
+    if [ "$status" -eq 0 ]; then
+        printf '== %s: ok, %d s\n' "$title" $((SECONDS - started))
+    else
+        printf '== %s: FAILED, %d s\n' "$title" $((SECONDS - started))
+        failed_steps+=("$title")
+    fi
+}
+
+# in_layer COMMAND...: in the layer, which has the packages.
+in_layer() { chroot "$work/root" /usr/bin/env -C "$root" "$@"; }
+
+# mount_layer LOWER: what is written goes to $work/upper.
+mount_layer() {
+    mount -t overlay overlay -o "lowerdir=$1,upperdir=$work/$2,workdir=$work/$2.work" "$work/root"
+    local part
+    for part in dev sys; do mount --rbind "/$part" "$work/root/$part"; done
+    mount -t proc proc "$work/root/proc"
+    # Those that may lie on other file systems.
+    for part in "$root" "$work"; do
+        mkdir -p "$work/root$part"
+        mount --bind "$part" "$work/root$part"
+    done
+    mount --bind "$work/base" "$work/root$work/base"
+}
+
+make_layer() {
+    mount -t tmpfs -o size=6G tmpfs "$work"
+    mkdir "$work"/{base,root,packages,packages.work,tools,tools.work}
+    mount --bind / "$work/base"
+    mount_layer "$work/base" packages
+    # No daemon of a package starts by itself.
+    printf '#!/bin/sh\nexit 101\n' >"$work/root/usr/sbin/policy-rc.d"
+    chmod 755 "$work/root/usr/sbin/policy-rc.d"
+    mount --bind "$notes/debs" "$work/root/var/cache/apt/archives"
+    in_layer apt-get update >"$notes/packages.log" 2>&1 || log_of packages
+    in_layer env DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends "${packages[@]}" \
+        >>"$notes/packages.log" 2>&1 || log_of packages
+    umount -R "$work/root"
+    mount_layer "$work/packages:$work/base" tools
+}
+
+log_of() {
+    tail -n 40 "$notes/$1.log" >&2
+    return 1
+}
+
+print_versions() {
+    in_layer ansible --version | head -n 1
+    in_layer slurmctld -V
+    in_layer promtool --version 2>&1 | head -n 1
+    in_layer munged --version | head -n 1
+    in_layer ssh -V 2>&1
+}
+
+# What the hosts of the tests get. The build of the tests is good enough; the package has its own check.
+make_archive() {
+    build dev
+    rm -rf "$work/installed"
+    cmake --install build/dev --prefix "$work/installed" >/dev/null
+    tar -C "$work/installed" -czf "$work/drivetest.tar.gz" .
+    "$work/installed/bin/drivetest" --version
+}
+
+# run_test FILE [VARIABLE=VALUE...]: a test in the layer, in a network of its own.
+run_test() {
+    local test="$1"
+    shift
+    unshare --net chroot "$work/root" /usr/bin/env -C "$root" \
+        DRIVETEST="$work/installed/bin/drivetest" DRIVETEST_ARCHIVE="$work/drivetest.tar.gz" TMPDIR="$work" \
+        FLEET_LAYERS="$work/packages:$work/base" PYTHONPATH="$root/tests/fleet:$root/tests/cli:$root/tests/record:$work/python" \
+        RECORD_CHECKER="$root/tests/record/check_record.py" "$@" /usr/bin/python3 -B "tests/fleet/$test"
+}
+
+run_modules_test() {
+    mkdir -p "$work/python/ansible_collections/drivetest"
+    cp -a fleet/ansible "$work/python/ansible_collections/drivetest/drivetest"
+    run_test run_plan_test.py
+}
+
+check_slurm() { run_test slurm_test.py; }
+check_maas() { run_test maas_test.py; }
+check_ansible() { run_test ansible_test.py HOSTS="${1:-20}"; }
+
+work="$(mktemp -d /tmp/drivetest-fleet.XXXXXX)"
+trap 'umount -l "$work" 2>/dev/null || true; rmdir "$work" 2>/dev/null || true' EXIT
+
+step "packages of the distribution, in a layer" make_layer
+step "versions" print_versions
+step "build, and an archive of what is installed" make_archive
+step "a plan on one host, by the module" run_modules_test
+step "MAAS: header and result" check_maas
+step "Slurm: a job array on a cluster" check_slurm
+if [ -n "$quick" ]; then
+    step "Ansible: four hosts, one reboots, two are lost" check_ansible 4
+else
+    step "Ansible: twenty hosts, one reboots, two are lost" check_ansible 20
+fi
+
+printf '\nAll steps took %d min %d s.\n' $((SECONDS / 60)) $((SECONDS % 60))
+[ -z "$quick" ] || echo "Left out by --quick: twenty hosts instead of four; scripts/check-package.sh"
+if [ ${#failed_steps[@]} -gt 0 ]; then
+    echo "Failed steps:"
+    printf '  %s\n' "${failed_steps[@]}"
+    exit 1
+fi
