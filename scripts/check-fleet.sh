@@ -124,6 +124,7 @@ check_ansible() { run_test ansible_test.py HOSTS="${1:-20}"; }
 
 work="$(mktemp -d /tmp/drivetest-fleet.XXXXXX)"
 trap 'umount -l "$work" 2>/dev/null || true; rmdir "$work" 2>/dev/null || true' EXIT
+trap 'exit 130' INT TERM # as the first process of its namespace it would not hear of them
 
 step "packages of the distribution, in a layer" make_layer
 step "versions" print_versions

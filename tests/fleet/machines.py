@@ -19,7 +19,7 @@ Subsystem sftp internal-sftp
 # The first process: everything ends with it. It takes in what others have left.
 INIT = """import os, subprocess, sys, time
 for service in sys.argv[1:]:
-    subprocess.Popen(service.split())
+    subprocess.Popen(["sh", "-c", service])
 while True:
     try:
         os.wait()
@@ -70,10 +70,11 @@ class Keys:
 
 
 class Machine:
-    """`layers`: the folders that its files lie over, the topmost first. What it writes is its own, in `folder`."""
+    """`layers`: the folders that its files lie over, the topmost first. What it writes is its own, in `folder`, but for the
+    folder `shared`, which all machines have as /srv."""
 
-    def __init__(self, number, name, folder, layers, services):
-        self.number, self.name, self.folder, self.layers, self.services = number, name, folder, layers, services
+    def __init__(self, number, name, folder, layers, services, shared=""):
+        self.number, self.name, self.folder, self.layers, self.services, self.shared = number, name, folder, layers, services, shared
         self.address = NETWORK + str(number)
         self.files = os.path.join(folder, "upper")
         self.process, self.first = None, None
@@ -103,9 +104,11 @@ class Machine:
             for part in run tmp; do mount -t tmpfs -o mode=1777 tmpfs $part; done
             mkdir -p run/sshd; chmod 755 run run/sshd
             mount --rbind /dev dev; mount --bind /sys sys; mount -t proc proc proc
+            [ -z "%(shared)s" ] || mount --bind "%(shared)s" srv
             hostname "$0"
-            exec chroot . /usr/bin/python3 -c "$1" "${@:2}"
-        """ % {"layers": ":".join(self.layers), "files": self.files, "folder": self.folder, "root": root}
+            exec chroot . /usr/bin/python3 -B -c "$1" "${@:2}"
+        """ % {"layers": ":".join(self.layers), "files": self.files, "folder": self.folder, "root": root,
+               "shared": self.shared}
         with open(os.path.join(self.folder, "console"), "ab") as console:
             self.process = subprocess.Popen(
                 ["unshare", "--mount", "--uts", "--ipc", "--net", "--pid", "--fork", "--kill-child", "bash", "-c", steps, self.name, INIT,

@@ -100,9 +100,8 @@ class Runner:
 def main():
     folder = run_folder.RunFolder(sys.argv[1])
     lock = folder.lock()
-    if lock is None or folder.read(run_folder.STATE, {}).get("state") == "ended":
-        return
-    Runner(folder, lock).run()
+    if lock is not None and not folder.has_ended():
+        Runner(folder, lock).run()
 
 
 if __name__ == "__main__":

@@ -27,6 +27,10 @@ class Refused(RuntimeError):
     """What the user has to change, as a sentence."""
 
 
+class Taken(RuntimeError):
+    """Somebody else works on the run."""
+
+
 class PlanRun:
     """One run, of one id, on this host."""
 
@@ -105,6 +109,17 @@ class PlanRun:
 
     def may_go_on(self):
         return self.folder.read(run_folder.STATE, {}).get("attempt", 0) < MOST_ATTEMPTS
+
+    def work(self):
+        """Carries it out here, and returns when it has ended or was interrupted."""
+        lock = self.folder.lock()
+        if lock is None:
+            raise Taken("somebody else works on the run %s" % self.folder.path)
+        try:
+            if not self.folder.has_ended():
+                plan_runner.Runner(self.folder, lock).run()
+        finally:
+            os.close(lock)
 
     def start(self, launcher):
         """Returns when somebody works on it, or it is done."""

@@ -99,13 +99,16 @@ class RunFolder:
     def stop_wanted(self):
         return os.path.exists(self.file(STOP))
 
+    def has_ended(self):
+        return self.read(STATE, {}).get("state") == "ended"
+
     def state(self):
         """absent, running, interrupted (nobody works on it, and it is not done), or ended."""
         if not self.exists():
             return "absent"
         # In this order: what has ended may just give up its lock.
         worked_on = self.is_worked_on()
-        if self.read(STATE, {}).get("state") == "ended":
+        if self.has_ended():
             return "ended"
         return "running" if worked_on else "interrupted"
 
