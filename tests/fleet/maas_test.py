@@ -58,7 +58,7 @@ class Header(unittest.TestCase):
         self.assertIn(header["parallel"], ("disabled", "instance", "any"))
         self.assertIs(header["destructive"], False)
         self.assertTrue(all(isinstance(tag, str) for tag in header["tags"]))
-        self.assertRegex(str(header["timeout"]), r"^\d+$")  # "01:00:00", which YAML takes for seconds
+        self.assertRegex(str(header["timeout"]), r"^(\d\d:\d\d:\d\d|\d+)$")  # of "10:00:00" YAML makes seconds
         self.assertEqual(header["packages"], {"apt": ["drivetest"]})
 
     def test_parameters(self):
@@ -120,7 +120,8 @@ class Run(unittest.TestCase):
                 ("sim:disk,sectors=20000,gone-at=40", 6, "failed", None),
                 ("sim:disk,removable,media=none", 0, "skipped", "NOMEDIA"),
                 ("sim:tape", 2, "failed", None),
-                ("/dev/no\nsuch", 2, "failed", None)):
+                ("/dev/no\nsuch", 6, "failed", None),
+                ("--help", 6, "failed", None)):
             with self.subTest(drive):
                 code, told, results = self.run_script(drive)
                 self.assertEqual((code, told), (expected, status), results)
