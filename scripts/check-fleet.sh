@@ -97,7 +97,7 @@ print_versions() {
 make_archive() {
     build dev
     rm -rf "$work/installed"
-    cmake --install build/dev --prefix "$work/installed" >/dev/null
+    cmake --install build/dev --strip --prefix "$work/installed" >/dev/null
     tar -C "$work/installed" -czf "$work/drivetest.tar.gz" .
     "$work/installed/bin/drivetest" --version
 }

@@ -54,7 +54,7 @@ class Network:
     @staticmethod
     def swallow(address):
         """Whatever is sent there is lost, without a word."""
-        run("ip", "neigh", "add", address, "dev", BRIDGE, "lladdr", "02:00:00:00:ff:ff", "nud", "permanent")
+        run("ip", "neigh", "replace", address, "dev", BRIDGE, "lladdr", "02:00:00:00:ff:ff", "nud", "permanent")
 
 
 class Keys:
@@ -118,7 +118,8 @@ class Machine:
         self._plug_in()
 
     def _first_process(self):
-        with contextlib.suppress(OSError), open("/proc/%d/task/%d/children" % (self.process.pid,) * 2, encoding="ascii") as children:
+        with contextlib.suppress(OSError), open(
+                "/proc/%d/task/%d/children" % (self.process.pid, self.process.pid), encoding="ascii") as children:
             return next((int(pid) for pid in children.read().split()), None)
         return None
 
