@@ -144,5 +144,5 @@ class Machine:
 
     def inside(self, *words):
         """A command in it, as its console would run it."""
-        return subprocess.run(["nsenter", "--target", str(self.first), "--mount", "--uts", "--ipc", "--net", "--pid", "--root", "--wd=/",
-                               "--", *words], stdin=subprocess.DEVNULL, capture_output=True, text=True, check=False)
+        return subprocess.run(["nsenter", "--target", str(self.first), "--mount", "--uts", "--ipc", "--net", "--pid", "--root",
+                               "--", "env", "-C", "/", *words], stdin=subprocess.DEVNULL, capture_output=True, text=True, check=False)

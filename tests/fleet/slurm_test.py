@@ -31,6 +31,7 @@ SlurmUser=root
 AuthType=auth/munge
 ProctrackType=proctrack/linuxproc
 TaskPlugin=task/none
+MpiDefault=none
 SelectType=select/linear
 SchedulerType=sched/backfill
 StateSaveLocation=/var/spool/slurm/controller
@@ -78,6 +79,7 @@ class Cluster(unittest.TestCase):
         hosts += "".join("%s%d node%d\n" % (machines.NETWORK, 10 + number, number) for number in range(1, NODES + 1))
         made.put("/etc/hosts", hosts)
         made.put("/etc/slurm/slurm.conf", CONFIGURATION % {"nodes": NODES})
+        made.put("/etc/slurm/cgroup.conf", "CgroupPlugin=cgroup/v1\nCgroupAutomount=no\n")  # which nothing of it uses
         made.put("/etc/munge/munge.key", "")
         with open(made.files + "/etc/munge/munge.key", "wb") as key:
             key.write(cls.key)
