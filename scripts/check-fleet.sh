@@ -2,7 +2,8 @@
 # Checks for real what is in fleet/: Ansible over hosts in namespaces of their own, MAAS's script, a Slurm cluster, and the package and
 # metrics where their checks are there. Needs root, and Debian 12's packages, which it installs into a layer over this system that
 # is gone with it: no package, user, key, mount, namespace or process stays. What it says stays in build/fleet.
-#   --quick  leaves out what takes minutes: the twenty hosts (four are enough then), and the package
+#   --quick  leaves out what takes minutes: four hosts and short runs instead of twenty and long ones, no node of Slurm that
+#            reboots, and no package
 set -euo pipefail
 # shellcheck source-path=SCRIPTDIR
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
@@ -13,11 +14,19 @@ quick=""
 [ "$(id -u)" -eq 0 ] || fail "this needs root, for namespaces of processes, mounts and networks" "start it with sudo"
 [ -f "$root/fleet/ansible/galaxy.yml" ] || fail "there is no fleet/ansible in $root"
 
-# All of it in namespaces, with which everything goes, however this ends.
-if [ -z "${DRIVETEST_IN_NAMESPACES:-}" ]; then
-    DRIVETEST_IN_NAMESPACES=1 exec unshare --mount --propagation private --pid --fork --kill-child --mount-proc --ipc \
-        "${BASH_SOURCE[0]}" "$@"
+# All of it in namespaces, with which everything goes, however this ends, but for empty folders and control groups.
+if [ -z "${DRIVETEST_FLEET_WORK:-}" ]; then
+    DRIVETEST_FLEET_WORK="$(mktemp -d /tmp/drivetest-fleet.XXXXXX)"
+    export DRIVETEST_FLEET_WORK
+    status=0
+    unshare --mount --propagation private --pid --fork --kill-child --mount-proc --ipc "${BASH_SOURCE[0]}" "$@" || status=$?
+    rmdir "$DRIVETEST_FLEET_WORK"
+    groups="$(awk '$3 == "cgroup2" { print $2; exit }' /proc/mounts)"
+    [ -z "$groups" ] || find "$groups" -mindepth 1 -depth -type d -path '*/drivetest-host*' -exec rmdir {} +
+    exit "$status"
 fi
+work="$DRIVETEST_FLEET_WORK"
+trap 'exit 130' INT TERM # as the first process of its namespace it would not hear of them
 
 cd "$root"
 export PYTHONDONTWRITEBYTECODE=1 LC_ALL=C.UTF-8
@@ -118,28 +127,25 @@ run_modules_test() {
     run_test run_plan_test.py
 }
 
-check_slurm() { run_test slurm_test.py; }
 check_maas() { run_test maas_test.py; }
-check_ansible() { run_test ansible_test.py HOSTS="${1:-20}"; }
-
-work="$(mktemp -d /tmp/drivetest-fleet.XXXXXX)"
-trap 'umount -l "$work" 2>/dev/null || true; rmdir "$work" 2>/dev/null || true' EXIT
-trap 'exit 130' INT TERM # as the first process of its namespace it would not hear of them
+check_slurm() { run_test slurm_test.py "$@"; }
+check_ansible() { run_test ansible_test.py "$@"; }
 
 step "packages of the distribution, in a layer" make_layer
 step "versions" print_versions
 step "build, and an archive of what is installed" make_archive
 step "a plan on one host, by the module" run_modules_test
 step "MAAS: header and result" check_maas
-step "Slurm: a job array on a cluster" check_slurm
 if [ -n "$quick" ]; then
-    step "Ansible: four hosts, one reboots, two are lost" check_ansible 4
+    step "Slurm: a job array on a cluster" check_slurm FLEET_SECONDS=5
+    step "Ansible: four hosts, one reboots, two are lost" check_ansible HOSTS=4 FLEET_SECONDS=20
 else
-    step "Ansible: twenty hosts, one reboots, two are lost" check_ansible 20
+    step "Slurm: a job array on a cluster, a node of which reboots" check_slurm
+    step "Ansible: twenty hosts, one reboots, two are lost" check_ansible
 fi
 
 printf '\nAll steps took %d min %d s.\n' $((SECONDS / 60)) $((SECONDS % 60))
-[ -z "$quick" ] || echo "Left out by --quick: twenty hosts instead of four; scripts/check-package.sh"
+[ -z "$quick" ] || echo "Left out by --quick: twenty hosts, a node of Slurm that reboots, the package. scripts/check-fleet.sh has them."
 if [ ${#failed_steps[@]} -gt 0 ]; then
     echo "Failed steps:"
     printf '  %s\n' "${failed_steps[@]}"

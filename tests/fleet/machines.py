@@ -69,12 +69,55 @@ class Keys:
             known.write("%s* %s\n" % (NETWORK, public.read()))
 
 
+# Where it has its own disk and memory; then the first process.
+FILES = """set -e
+    cd "$ROOT"
+    mount -t overlay overlay -o "lowerdir=$LAYERS,upperdir=$UPPER,workdir=$WORK" .
+    cd "$ROOT"
+    for part in run tmp; do mount -t tmpfs -o mode=1777 tmpfs $part; done
+    chmod 755 run
+    mount -t proc proc proc
+    [ -z "$SHARED" ] || mount --bind "$SHARED" srv
+    hostname "$NAME"
+"""
+PLAIN = FILES + """
+    mkdir -p run/sshd
+    mount --rbind /dev dev
+    mount --bind /sys sys
+    exec chroot . /usr/bin/python3 -B -c "$INIT" "$@"
+"""
+# As in a container: no devices but those that everybody has, and a part of the control groups.
+SYSTEMD = FILES + """
+    mount -t sysfs sysfs sys
+    mount -t cgroup2 cgroup2 sys/fs/cgroup
+    mount -t tmpfs tmpfs dev
+    for part in null zero full random urandom tty; do touch dev/$part; mount --bind /dev/$part dev/$part; done
+    mkdir dev/pts dev/shm
+    ln -s /proc/self/fd dev/fd
+    touch dev/console
+    for unit in "$@"; do
+        printf '[Service]\\nRuntimeDirectory=sshd\\nExecStart=%s\\n' "$unit" >etc/systemd/system/fleet.service
+    done
+    mkdir -p etc/systemd/system/basic.target.wants
+    ln -sf ../fleet.service etc/systemd/system/basic.target.wants/fleet.service
+    ln -sf /dev/null etc/systemd/system/systemd-udevd.service
+    exec env -i container=other PATH=/usr/sbin:/usr/bin:/sbin:/bin chroot . /lib/systemd/systemd --system --unit=basic.target --show-status=0
+"""
+
+
+def control_groups():
+    """Where the groups of version 2 are."""
+    with open("/proc/mounts", encoding="ascii") as mounts:
+        return next(line.split()[1] for line in mounts if line.split()[2] == "cgroup2")
+
+
 class Machine:
     """`layers`: the folders that its files lie over, the topmost first. What it writes is its own, in `folder`, but for the
     folder `shared`, which all machines have as /srv."""
 
-    def __init__(self, number, name, folder, layers, services, shared=""):
+    def __init__(self, number, name, folder, layers, services, shared="", has_systemd=False):
         self.number, self.name, self.folder, self.layers, self.services, self.shared = number, name, folder, layers, services, shared
+        self.has_systemd, self.group = has_systemd, None
         self.address = NETWORK + str(number)
         self.files = os.path.join(folder, "upper")
         self.process, self.first = None, None
@@ -97,22 +140,18 @@ class Machine:
         self.put("/etc/ssh/fleet_config", SSHD)
 
     def power_on(self):
-        root = os.path.join(self.folder, "root")
-        steps = """set -e
-            mount -t overlay overlay -o lowerdir=%(layers)s,upperdir=%(files)s,workdir=%(folder)s/work %(root)s
-            cd %(root)s
-            for part in run tmp; do mount -t tmpfs -o mode=1777 tmpfs $part; done
-            mkdir -p run/sshd; chmod 755 run run/sshd
-            mount --rbind /dev dev; mount --bind /sys sys; mount -t proc proc proc
-            [ -z "%(shared)s" ] || mount --bind "%(shared)s" srv
-            hostname "$0"
-            exec chroot . /usr/bin/python3 -B -c "$1" "${@:2}"
-        """ % {"layers": ":".join(self.layers), "files": self.files, "folder": self.folder, "root": root,
-               "shared": self.shared}
+        given = {"ROOT": os.path.join(self.folder, "root"), "LAYERS": ":".join(self.layers), "UPPER": self.files, "NAME": self.name,
+                 "WORK": os.path.join(self.folder, "work"), "SHARED": self.shared, "INIT": INIT}
+        namespaces = ["unshare", "--mount", "--uts", "--ipc", "--net", "--pid", "--fork", "--kill-child"]
+        if self.has_systemd:
+            self.group = os.path.join(control_groups(), "drivetest-" + self.name)
+            os.makedirs(self.group, exist_ok=True)
+            enter = ["bash", "-c", 'echo $$ >"$0/cgroup.procs" && exec "$@"', self.group]
+            words = [*enter, *namespaces, "--cgroup", "bash", "-c", SYSTEMD, self.name, *self.services]
+        else:
+            words = [*namespaces, "bash", "-c", PLAIN, self.name, *self.services]
         with open(os.path.join(self.folder, "console"), "ab") as console:
-            self.process = subprocess.Popen(
-                ["unshare", "--mount", "--uts", "--ipc", "--net", "--pid", "--fork", "--kill-child", "bash", "-c", steps, self.name, INIT,
-                 *self.services], stdin=subprocess.DEVNULL, stdout=console, stderr=console)
+            self.process = subprocess.Popen(words, stdin=subprocess.DEVNULL, stdout=console, stderr=console, env={**os.environ, **given})
         self.first = until(self._first_process, what=self.name)
         until(lambda: os.readlink("/proc/%d/ns/net" % self.first) != os.readlink("/proc/self/ns/net"))
         self._plug_in()
@@ -140,7 +179,25 @@ class Machine:
     def lose_power(self):
         """Every process is gone at once; what it wrote stays."""
         os.kill(self.first, signal.SIGKILL)
-        self.process.wait()
+        self.is_off()
+
+    def shut_down(self):
+        """In order, by systemd."""
+        self.inside("systemctl", "poweroff")
+        self.is_off()
+
+    def is_off(self):
+        self.process.wait(timeout=120)
+        if self.group:
+            for folder, _, _ in os.walk(self.group, topdown=False):
+                until(lambda: self._is_removed(folder), what="the end of " + self.name)
+
+    @staticmethod
+    def _is_removed(folder):
+        """A control group stays until its last process is gone."""
+        with contextlib.suppress(OSError):
+            os.rmdir(folder)
+        return not os.path.isdir(folder)
 
     def inside(self, *words):
         """A command in it, as its console would run it."""
