@@ -2,7 +2,7 @@
 # Checks for real what is in fleet/: Ansible over hosts in namespaces of their own, MAAS's script, a Slurm cluster, and the package and
 # metrics where their checks are there. Needs root, and Debian 12's packages, which it installs into a layer over this system that
 # is gone with it: no package, user, key, mount, namespace or process stays. What it says stays in build/fleet.
-#   --quick  leaves out what takes minutes: four hosts and short runs instead of twenty and long ones, no node of Slurm that
+#   --quick  leaves out what takes minutes: five hosts and short runs instead of twenty and long ones, no node of Slurm that
 #            reboots, and no package
 set -euo pipefail
 # shellcheck source-path=SCRIPTDIR
@@ -19,7 +19,11 @@ if [ -z "${DRIVETEST_FLEET_WORK:-}" ]; then
     DRIVETEST_FLEET_WORK="$(mktemp -d /tmp/drivetest-fleet.XXXXXX)"
     export DRIVETEST_FLEET_WORK
     status=0
-    unshare --mount --propagation private --pid --fork --kill-child --mount-proc --ipc "${BASH_SOURCE[0]}" "$@" || status=$?
+    unshare --mount --propagation private --pid --fork --kill-child --mount-proc --ipc "${BASH_SOURCE[0]}" "$@" &
+    namespaces=$!
+    trap 'kill -KILL "$namespaces" 2>/dev/null || true' INT TERM HUP
+    wait "$namespaces" || status=$?
+    wait "$namespaces" 2>/dev/null || true # after a signal
     rmdir "$DRIVETEST_FLEET_WORK"
     groups="$(awk '$3 == "cgroup2" { print $2; exit }' /proc/mounts)"
     [ -z "$groups" ] || find "$groups" -mindepth 1 -depth -type d -path '*/drivetest-host*' -exec rmdir {} +
@@ -102,10 +106,13 @@ print_versions() {
     in_layer ssh -V 2>&1
 }
 
+set_up() {
+    scripts/setup.sh --dev
+    build dev
+}
+
 # What the hosts of the tests get. The build of the tests is good enough; the package has its own check.
 make_archive() {
-    build dev
-    rm -rf "$work/installed"
     cmake --install build/dev --strip --prefix "$work/installed" >/dev/null
     tar -C "$work/installed" -czf "$work/drivetest.tar.gz" .
     "$work/installed/bin/drivetest" --version
@@ -113,35 +120,60 @@ make_archive() {
 
 # run_test FILE [VARIABLE=VALUE...]: a test in the layer, in a network of its own.
 run_test() {
-    local test="$1"
+    local test="tests/$1"
     shift
     unshare --net chroot "$work/root" /usr/bin/env -C "$root" \
         DRIVETEST="$work/installed/bin/drivetest" DRIVETEST_ARCHIVE="$work/drivetest.tar.gz" TMPDIR="$work" \
         FLEET_LAYERS="$work/packages:$work/base" PYTHONPATH="$root/tests/fleet:$root/tests/cli:$root/tests/record:$work/python" \
-        RECORD_CHECKER="$root/tests/record/check_record.py" "$@" /usr/bin/python3 -B "tests/fleet/$test"
+        RECORD_CHECKER="$root/tests/record/check_record.py" "$@" /usr/bin/python3 -B "$test"
 }
 
 run_modules_test() {
     mkdir -p "$work/python/ansible_collections/drivetest"
     cp -a fleet/ansible "$work/python/ansible_collections/drivetest/drivetest"
-    run_test run_plan_test.py
+    run_test fleet/run_plan_test.py
 }
 
-check_maas() { run_test maas_test.py; }
-check_slurm() { run_test slurm_test.py "$@"; }
-check_ansible() { run_test ansible_test.py "$@"; }
+check_maas() { run_test fleet/maas_test.py; }
+check_slurm() { run_test fleet/slurm_test.py "$@"; }
+check_ansible() { run_test fleet/ansible_test.py "$@"; }
 
+# What tells of many records, where it is there: with the real promtool, SQLite and so on.
+check_records() {
+    local test
+    for test in "${record_tests[@]}"; do run_test "cli/$test" TMPDIR=/tmp; done
+}
+
+# The hosts get the package that everybody gets.
+make_package() {
+    scripts/make-deb.sh -o "$work/package"
+    mv "$work"/package/drivetest_*.deb "$work/drivetest.deb"
+}
+
+record_tests=()
+for test in fleet_test.py junit_test.py queries_test.py; do
+    [ ! -f "tests/cli/$test" ] || record_tests+=("$test")
+done
+
+step "set-up and build" set_up # before the layer: what it lies over must not change
 step "packages of the distribution, in a layer" make_layer
 step "versions" print_versions
-step "build, and an archive of what is installed" make_archive
+step "an archive of what is installed" make_archive
 step "a plan on one host, by the module" run_modules_test
 step "MAAS: header and result" check_maas
+[ ${#record_tests[@]} -eq 0 ] || step "metrics, JUnit and queries" check_records
 if [ -n "$quick" ]; then
     step "Slurm: a job array on a cluster" check_slurm FLEET_SECONDS=5
-    step "Ansible: four hosts, one reboots, two are lost" check_ansible HOSTS=4 FLEET_SECONDS=20
+    step "Ansible: five hosts, two reboot, two are lost" check_ansible HOSTS=5 FLEET_SECONDS=20
 else
     step "Slurm: a job array on a cluster, a node of which reboots" check_slurm
-    step "Ansible: twenty hosts, one reboots, two are lost" check_ansible
+    installed=()
+    if [ -x scripts/make-deb.sh ]; then
+        step "the package" make_package
+        installed=(DRIVETEST_PACKAGE="$work/drivetest.deb")
+    fi
+    step "Ansible: twenty hosts, two reboot, two are lost" check_ansible "${installed[@]}"
+    [ ! -x scripts/check-package.sh ] || step "the package, installed, upgraded, removed" scripts/check-package.sh
 fi
 
 printf '\nAll steps took %d min %d s.\n' $((SECONDS / 60)) $((SECONDS % 60))
