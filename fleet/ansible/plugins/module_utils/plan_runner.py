@@ -56,12 +56,14 @@ class Runner:
 
     def _go_on(self):
         where = self.folder.file(run_folder.RECORDS)
-        confirmed = [word for serial in self.request["confirm"] for word in ("--confirm", serial)]
+        confirmed = [serial for serial in records.Account(self.plan, self._found()).confirmed_again()
+                     if serial in self.request["confirm"]]
         # Before anything else is written to a drive.
         if self._program("recover") != 0:
             self.state["problem"] = "what a test has left overwritten could not be put back: " + self.folder.log_end()
             return
-        self._program("resume", where, "--no-prompt", *confirmed)
+        # What cannot be resumed is not done, and is begun anew below.
+        self._program("resume", where, "--no-prompt", *(word for serial in confirmed for word in ("--confirm", serial)))
         with open(self.folder.file(run_folder.PLAN), encoding="utf-8") as file:
             rest = rest_plan.remaining_plan(file.read(), self.plan, self._found())
         if rest is not None:

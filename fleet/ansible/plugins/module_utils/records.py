@@ -176,6 +176,14 @@ class Account:
             worst = worse(worst, row["status"])
         return worst
 
+    def confirmed_again(self):
+        """What names the drives that are to be written to when all that broke off goes on."""
+        for drive in self.plan["drives"]:
+            writing = {test["test"] for test in drive["tests"] if test["writes"]}
+            if any(not record.has_ended and record.test in writing and is_of(record, drive, self.plan["drives"])
+                   for record in self.records):
+                yield drive["confirm"]
+
     def remaining(self):
         """What is neither done nor to be left out: pairs of a drive and those of its tests, a run each."""
         for drive in self.plan["drives"]:
