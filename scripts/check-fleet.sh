@@ -106,9 +106,11 @@ print_versions() {
     in_layer ssh -V 2>&1
 }
 
+# Only what is installed.
 set_up() {
     scripts/setup.sh --dev
-    build dev
+    { cmake --preset dev && cmake --build --preset dev -j "$jobs" --target drivetest libDriveTest drivetest_help; } \
+        >"$notes/build.log" 2>&1 || log_of build
 }
 
 # What the hosts of the tests get. The build of the tests is good enough; the package has its own check.
