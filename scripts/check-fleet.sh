@@ -99,11 +99,11 @@ log_of() {
 }
 
 print_versions() {
-    in_layer ansible --version | head -n 1
-    in_layer slurmctld -V
-    in_layer promtool --version 2>&1 | head -n 1
-    in_layer munged --version | head -n 1
-    in_layer ssh -V 2>&1
+    local program
+    for program in "ansible --version" "slurmctld -V" "promtool --version" "munged --version" "ssh -V" "systemctl --version"; do
+        # shellcheck disable=SC2086 # a program and its option
+        in_layer $program 2>&1 | sed -n 1p
+    done
 }
 
 # Only what is installed.
