@@ -65,10 +65,12 @@ bool ShelfDrive::look(Time now) {
     m_run->look(now);
     if (!m_run->isOver())
         return false;
-    add(m_run->outcome());
-    if (m_outcomes.back().end == RunEnd::lost)
-        m_lost.push_back(std::move(m_run));
-    m_run = nullptr;
+    // From here on the drive waits: what follows may be left out.
+    std::unique_ptr<DriveRun> run = std::move(m_run);
+    RunOutcome outcome = run->outcome();
+    if (outcome.end == RunEnd::lost)
+        m_lost.push_back(std::move(run));
+    add(std::move(outcome));
     return true;
 }
 

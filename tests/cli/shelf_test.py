@@ -4,7 +4,6 @@ import contextlib
 import glob
 import os
 import random
-import re
 import shutil
 import signal
 import subprocess
@@ -12,85 +11,7 @@ import time
 import unittest
 
 import program
-
-if not program.WINDOWS:
-    import terminal
-
-MIB = 1 << 20
-REAL_TIME = "speed=8,real-time"
-
-
-def until(is_so, seconds=60):
-    """Waits for what other processes do."""
-    end = time.monotonic() + seconds
-    while not (found := is_so()):
-        if time.monotonic() > end:
-            raise AssertionError("it did not come to be")
-        time.sleep(0.01)
-    return found
-
-
-def read(path):
-    with open(path, "rb") as file:
-        return file.read()
-
-
-class Children:
-    """The processes that a run on several drives has started, by a part of their command lines."""
-
-    def __init__(self, parent):
-        self.parent = parent
-
-    def all(self):
-        found = {}
-        for folder in glob.glob("/proc/[0-9]*"):
-            with contextlib.suppress(OSError):
-                fields = read(folder + "/stat").rsplit(b")", 1)[1].split()
-                if int(fields[1]) == self.parent and fields[0] not in b"ZX":
-                    found[int(folder[6:])] = read(folder + "/cmdline").decode()
-        return found
-
-    def of(self, part):
-        return until(lambda: [pid for pid, words in self.all().items() if part in words])[0]
-
-
-@program.names_linux("/proc and signals")
-class ShelfTest(program.ImageTest):
-    def setUp(self):
-        super().setUp()
-        self.out = self.path("out")
-
-    def shelf(self, test, devices, *options):
-        return self.start("run", test, *devices, "--out", self.out, *options)
-
-    def spawn(self, test, devices, *options):
-        command = self.command("run", test, *devices, "--out", self.out, *options)
-        process = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
-                                   text=True, env={**os.environ, "LC_ALL": "C.UTF-8"}, cwd=self.folder)
-        self.addCleanup(lambda: (process.kill(), process.communicate()))
-        return process, Children(process.pid)
-
-    def image_of(self, name, size=MIB):
-        path = self.path(name)
-        with open(path, "wb") as image:
-            image.write(os.urandom(size))
-        return path
-
-    def wait_for_test(self, name):
-        """Until the run of that drive has begun to overwrite it, or to read."""
-        return until(lambda: any(b"testStepStart" in read(path) for path in glob.glob(os.path.join(self.out, "*%s*.jsonl" % name))))
-
-    def results(self, output):
-        """Of the summary: by the last word of the drive's name, the result."""
-        table = output.split("record\n", 1)[1]
-        found = re.findall(r"^  (\S.*?)  +(\S+)  +(\S.*?)  +", table, re.M)
-        return {name.split()[-1]: result for name, _, result in found if result}
-
-    def check_records(self, cut_off=(), reports=True):
-        for path in glob.glob(os.path.join(self.out, "*.jsonl")):
-            is_cut_off = any(part in path for part in cut_off)
-            self.check_record(*(["--partial"] if is_cut_off else []), path)
-            self.assertEqual([os.path.exists(path[:-6] + end) for end in (".log", ".html")], [True, reports], path)
+from shelves import MIB, REAL_TIME, ShelfTest, read, until
 
 
 class Refused(ShelfTest):
@@ -161,65 +82,6 @@ class Places(ShelfTest):
         self.assertEqual(len(glob.glob(self.path("kept/*-drives-run/*"))), 4)
 
 
-class Night(ShelfTest):
-    """Twelve drives, each with a fate of its own."""
-
-    def twelve(self):
-        good = {kind: "sim:%s,sectors=40000,serial=OK%s" % (kind, kind) for kind in ("disk", "ata", "scsi", "nvme")}
-        self.images = {name: self.image_of(name, 3 * MIB) for name in ("CRASH", "HANG", "PULLED", "USED", "PLAIN", "OTHER")}
-        self.before = {name: read(path) for name, path in self.images.items()}
-        devices = {
-            **{"OK" + kind: device for kind, device in good.items()},
-            **{name: "sim:disk,serial=%s,image=%s,%s" % (name, self.images[name], REAL_TIME) for name in ("CRASH", "HANG")},
-            "PULLED": "sim:disk,serial=PULLED,gone-at=60,image=" + self.images["PULLED"],
-            "BAD": "sim:disk,sectors=40000,serial=BAD,bad=" + "+".join("%d-%d" % (at, at + 99) for at in range(0, 30000, 3000)),
-            "UNCONFIRMED": "sim:disk,sectors=40000,serial=UNCONFIRMED",
-            self.images["PLAIN"]: self.images["PLAIN"]}
-        if os.geteuid() == 0:
-            for name in ("USED", "OTHER"):
-                device = program.loop_device(self, self.images[name])
-                devices[device] = device
-            program.loop_device(self, list(devices)[-2])
-        return devices
-
-    def test_twelve_results(self):
-        devices = self.twelve()
-        confirmed = [word for name in devices if name != "UNCONFIRMED" for word in ("--confirm", name)]
-        process, children = self.spawn("LinearPatternTest", devices.values(), *confirmed, "--timeout", "1s",
-                                       "-p", "NumberOfPatterns=1")
-        for name, fate in (("HANG", signal.SIGSTOP), ("CRASH", signal.SIGSEGV)):
-            self.wait_for_test(name)
-            until(lambda name=name: read(self.images[name]) != self.before[name])
-            os.kill(children.of("serial=%s," % name), fate)
-        output = process.communicate(timeout=120)[0]
-        expected = {name: "PASS" for name in devices}
-        expected.update(CRASH="crashed", HANG="hung", PULLED="FAIL", BAD="FAIL", UNCONFIRMED="not tested")
-        if os.geteuid() == 0:
-            expected[list(devices)[-2]] = "DEVICEBUSY"
-            self.assertIn("is attached to", output)
-        self.assertEqual(self.results(output), expected, output)
-        self.assertEqual(process.returncode, 9, output)
-        self.assertIn("crashed (SIGSEGV); this is no verdict on the drive", output)
-        self.assertIn("it made no progress for 1 s and was ended", output)
-        self.assertIn('confirm that with --confirm "UNCONFIRMED"', output)
-        self.assertEqual(output.count("drivetest recover sim:disk,serial=PULLED"), 2, output)
-        # Of a crash there is something to put back, unless it came between two chunks.
-        self.assertIn(output.count("drivetest recover sim:disk,serial=CRASH"), (0, 2), output)
-        self.check_records(("CRASH", "HANG"))
-        page = read(os.path.join(self.out, "overview.html")).decode()
-        for link in re.findall(r'href="\./([^"]+)"', page):
-            self.assertTrue(os.path.exists(os.path.join(self.out, link)), link)
-        self.assertEqual(page.count("<tr>"), len(devices) + 1)
-        self.put_back()
-
-    def put_back(self):
-        for name in ("CRASH", "HANG", "PULLED"):
-            self.start("recover", "sim:disk,serial=%s,image=%s" % (name, self.images[name]))
-        for name, data in self.before.items():
-            self.assertTrue(read(self.images[name]) == data, name)
-        self.assertEqual([name for name in os.listdir(self.journals) if name.endswith(".journal")], [])
-
-
 class Stopped(ShelfTest):
     def write_slowly(self, count=3):
         images = [self.image_of("W%d" % i, 4 * MIB) for i in range(count)]
@@ -271,70 +133,6 @@ class Stopped(ShelfTest):
         while process.poll() is None:
             seen = max(seen, len(children.all()))
         self.assertEqual((process.returncode, seen), (0, 1))
-
-
-@program.names_linux("pseudo-terminals")
-class View(ShelfTest):
-    """The table, as a terminal shows it."""
-    HEADS = {40: "drive +done +errors", 60: "drive +done +rate +left +errors",
-             80: "drive +test +done +rate +left +°C +errors", 200: "drive +test +done +rate +left +°C +errors"}
-
-    def open(self, columns, rows=24, count=9, reflows=False):
-        drives = ["sim:disk,sectors=4000000,serial=V%d,bad=9,%s" % (i, REAL_TIME) for i in range(count)]
-        command = self.command("run", "read", *drives, "--out", self.out, "--jobs", "5")
-        opened = terminal.Terminal(command, columns, rows, reflows=reflows)
-        self.addCleanup(opened.close)
-        opened.see("V4 .* 1$")
-        return opened
-
-    def assert_table(self, opened, columns, drives):
-        rows = opened.screen.rows()
-        head = next(i for i, row in enumerate(rows) if re.fullmatch(self.HEADS[columns], row))
-        self.assertRegex(rows[head - 1], r"^\d.* %  5 under test  4 waiting  0 done")
-        shown = rows[head + 1:]
-        self.assertEqual([re.search(r"V\d", row)[0] for row in shown[:drives]], ["V%d" % i for i in range(drives)], rows)
-        self.assertEqual(shown[drives:], [] if drives == 9 else ["and %d drives more" % (9 - drives)], rows)
-        self.assertEqual((opened.screen.cut, opened.screen.gone, head), (0, [], 1), rows)
-
-    def test_widths(self):
-        for columns in (40, 80, 200):
-            with self.subTest(columns=columns):
-                self.assert_table(self.open(columns), columns, 9)
-
-    def test_more_drives_than_rows(self):
-        for rows, drives in ((12, 9), (11, 7), (7, 3)):
-            with self.subTest(rows=rows):
-                opened = self.open(80, 24)
-                opened.resize(80, rows)
-                opened.screen.gone = []
-                opened.see_anew("under test")
-                opened.see_anew("under test")
-                self.assert_table(opened, 80, drives)
-
-    def test_a_terminal_of_few_rows(self):
-        opened = self.open(80, 24)
-        opened.resize(80, 4)
-        opened.see_anew("under test")
-        opened.see_anew("under test")
-        self.assertEqual(len([row for row in opened.screen.rows() if row]), 1)
-
-    def test_resized_on_the_way(self):
-        for reflows in (False, True):
-            opened = self.open(200, reflows=reflows)
-            for columns in (40, 200, 60, 80):
-                opened.resize(columns)
-                opened.see_anew("under test")
-                opened.screen.cut = 0  # of rows that were on their way for the width before
-                opened.see_anew("under test")
-                self.assert_table(opened, columns, 9)
-
-    def test_interrupted(self):
-        opened = self.open(80)
-        opened.type("\x03")
-        self.assertEqual(opened.end(), 130)
-        text = "\n".join(opened.screen.rows())
-        self.assertIn("9 drives: 5 USERABORTED, 4 left out", text)
-        self.assertNotIn("under test", text)
 
 
 class Random(ShelfTest):
