@@ -78,7 +78,7 @@ class Header(unittest.TestCase):
         """The machine that MAAS boots has no more."""
         tree = ast.parse(SCRIPT.read_text(encoding="utf-8"))
         imported = {name.name for node in ast.walk(tree) if isinstance(node, ast.Import) for name in node.names}
-        self.assertEqual(imported, {"argparse", "json", "os", "signal", "subprocess", "sys", "tempfile"})
+        self.assertEqual(imported, {"argparse", "ctypes", "json", "os", "shutil", "signal", "subprocess", "sys", "tempfile"})
 
 
 class Run(unittest.TestCase):
@@ -164,13 +164,19 @@ class Run(unittest.TestCase):
         self.assertEqual((code, status, results["verdict"]), (0, "passed", "PASS"))
         self.assertGreater(int(results["sectors_skipped"]), 38000000000)
 
+    def begun(self):
+        """The script and its program, when that has begun to read."""
+        script = subprocess.Popen(self.words("sim:disk,speed=1,real-time", 600), stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                                  stderr=subprocess.STDOUT, env=self.environment())
+        self.addCleanup(script.communicate)
+        child = until(lambda: self.program_of(script.pid))
+        until(lambda: any(os.path.getsize(path) for path in pathlib.Path(self.folder).glob("drivetest-*/record.jsonl")))
+        return script, child
+
     def test_an_end_from_outside_is_told(self):
         for number, verdict in ((signal.SIGTERM, "USERABORTED"), (signal.SIGKILL, None)):
             with self.subTest(number):
-                script = subprocess.Popen(self.words("sim:disk,speed=1,real-time", 600), stdin=subprocess.DEVNULL,
-                                          stdout=subprocess.PIPE, stderr=subprocess.STDOUT, env=self.environment())
-                child = until(lambda: self.program_of(script.pid))
-                until(lambda: any(os.path.getsize(path) for path in pathlib.Path(self.folder).glob("drivetest-*/record.jsonl")))
+                script, child = self.begun()
                 os.kill(script.pid if verdict else child, number)
                 script.communicate(timeout=60)
                 self.assertNotEqual(script.returncode, 0)
@@ -178,6 +184,11 @@ class Run(unittest.TestCase):
                 self.assertEqual(told["status"], "failed")
                 self.assertTrue(told["results"]["verdict"].startswith(verdict or "the run broke off"), told)
                 os.remove(self.result)
+
+    def test_a_script_that_is_killed_leaves_the_drive_alone(self):
+        script, child = self.begun()
+        script.kill()
+        until(lambda: not os.path.exists("/proc/%d/fd/1" % child))
 
     @staticmethod
     def program_of(pid):

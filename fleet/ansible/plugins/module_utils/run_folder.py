@@ -74,6 +74,9 @@ class RunFolder:
                 return json.load(file)
         except FileNotFoundError:
             return default
+        except ValueError as error:
+            raise ValueError("%s is damaged (%s): give a new id, or delete the folder when its records are of no use" % (
+                self.file(name), error)) from None
 
     def write(self, name, content):
         write_durably(self.file(name), json.dumps(content, indent=1) + "\n")
