@@ -127,12 +127,13 @@ run_test() {
     unshare --net chroot "$work/root" /usr/bin/env -C "$root" \
         DRIVETEST="$work/installed/bin/drivetest" DRIVETEST_ARCHIVE="$work/drivetest.tar.gz" TMPDIR="$work" \
         FLEET_LAYERS="$work/packages:$work/base" PYTHONPATH="$root/tests/fleet:$root/tests/cli:$root/tests/record:$work/python" \
-        RECORD_CHECKER="$root/tests/record/check_record.py" "$@" /usr/bin/python3 -B "$test"
+        ANSIBLE_COLLECTIONS_PATH="$work/python" RECORD_CHECKER="$root/tests/record/check_record.py" "$@" /usr/bin/python3 -B "$test"
 }
 
-run_modules_test() {
+check_modules() {
     mkdir -p "$work/python/ansible_collections/drivetest"
     cp -a fleet/ansible "$work/python/ansible_collections/drivetest/drivetest"
+    run_test fleet/records_test.py
     run_test fleet/run_plan_test.py
 }
 
@@ -161,7 +162,7 @@ step "set-up and build" set_up # before the layer: what it lies over must not ch
 step "packages of the distribution, in a layer" make_layer
 step "versions" print_versions
 step "an archive of what is installed" make_archive
-step "a plan on one host, by the module" run_modules_test
+step "a plan on one host; what is made of records" check_modules
 step "MAAS: header and result" check_maas
 [ ${#record_tests[@]} -eq 0 ] || step "metrics, JUnit and queries" check_records
 if [ -n "$quick" ]; then

@@ -11,6 +11,7 @@ import tempfile
 import unittest
 from unittest import mock
 
+import ansible.plugins.loader  # which finds collections  # noqa: F401
 from ansible.errors import AnsibleActionFail, AnsibleConnectionFailure
 from ansible_collections.drivetest.drivetest.plugins.action import gather
 from ansible_collections.drivetest.drivetest.plugins.module_utils import controller_folder, records, rest_plan
