@@ -164,6 +164,7 @@ class Fleet(unittest.TestCase):
         self.check_records()
         self.check_table()
         self.check_again()
+        self.check_mode()
 
     def check_rows(self, rows):
         self.assertEqual(len(rows), 3 * COUNT, self.said())
@@ -227,6 +228,18 @@ class Fleet(unittest.TestCase):
         self.assertEqual(again.returncode, 0, self.said())
         self.assertEqual({number: self.records_of(number) for number in self.hosts}, before)
         self.assertEqual(self.rows(), rows)
+
+    def check_mode(self):
+        """Says what would be run, and leaves nothing, neither there nor here."""
+        last = self.hosts[COUNT]
+        check = self.play("--check", "--limit", last.name + ",localhost", "-e", "drivetest_id=other")
+        check.wait(timeout=200)
+        said = self.said()
+        self.assertEqual(check.returncode, 0, said)
+        for drive in drives_of(COUNT):
+            self.assertIn('"locator": "%s"' % drive, said)
+        self.assertEqual(sorted(os.listdir(last.files + "/var/lib/drivetest/fleet")), [".lock", RUN])
+        self.assertEqual(os.listdir(os.path.join(self.folder, "records")), [RUN])
 
     def test_the_modules_are_documented(self):
         for name in ("run_plan", "drive_facts", "gather", "summary", "keep_reason"):

@@ -18,6 +18,7 @@ PROGRAM = os.environ["DRIVETEST"]
 MODULES = "ansible_collections.drivetest.drivetest.plugins.modules."
 READ = '[[test]]\ntest = "read"\n'
 PATTERN = '[[test]]\ntest = "pattern"\n'
+OFTEN = "parameters = { NumberOfPatterns = 16 }\n"  # takes some seconds
 SLOW = "sim:disk,sectors=20000,speed=2,real-time"  # about five seconds
 MIB = 1 << 20
 
@@ -201,7 +202,7 @@ class RunPlan(unittest.TestCase):
         """One of three is done when it happens. What is confirmed is of a whole group of hosts."""
         images = [self.image("small.img", MIB), self.image("a.img"), self.image("b.img")]
         confirm = [path for path, _ in images] + ["of another host"]
-        plan = "".join(drive(path) for path, _ in images) + PATTERN + "parameters = { NumberOfPatterns = 16 }\n"
+        plan = "".join(drive(path) for path, _ in images) + PATTERN + OFTEN
         self.ask(plan, confirm=confirm)
         until(lambda: any(row.get("result") == "PASS" for row in self.ask(state="asked")["results"]))
         self.writes(*images[1])
@@ -216,7 +217,7 @@ class RunPlan(unittest.TestCase):
 
     def test_a_stop_puts_back_and_is_told(self):
         path, before = self.image()
-        plan = drive(path) + drive(SLOW + ",serial=A") + PATTERN + READ
+        plan = drive(path) + drive(SLOW + ",serial=A") + PATTERN + OFTEN + READ
         self.ask(plan, confirm=[path], jobs=1)
         self.writes(path, before)
         stopped = self.ask(state="stopped")
