@@ -1,7 +1,9 @@
 """The collection for Ansible over twenty hosts with three simulated drives each: one loses its power in the middle and comes back, one
-is rebooted in order (by systemd, which runs that one), one is cut off in the middle and stays away, and one never answers. Every drive must have one result, or a reason.
+is rebooted in order (by systemd, which runs that one), one is cut off in the middle and stays away, and one never answers. Every
+drive must have one result, or a reason.
 
-HOSTS=N takes fewer, FLEET_SECONDS=N shorter runs, which are begun anew after the reboot instead of resumed. Needs root, a network namespace of its own, Ansible and sshd; scripts/check-fleet.sh has all that."""
+HOSTS=N takes fewer, FLEET_SECONDS=N shorter runs, which are begun anew after the reboot instead of resumed. Needs root, a network
+namespace of its own, Ansible and sshd; scripts/check-fleet.sh has all that."""
 
 import collections
 import csv
@@ -206,8 +208,8 @@ class Fleet(unittest.TestCase):
             if "record" not in row:
                 continue
             path = os.path.join(self.folder, "records", RUN, row["host"], row["record"])
-            done = subprocess.run(["/usr/bin/python3", "-B", str(ROOT / "tests/record/check_record.py"), path], capture_output=True, text=True,
-                                  check=False)
+            done = subprocess.run([sys.executable, "-B", str(ROOT / "tests/record/check_record.py"), path], capture_output=True,
+                                  text=True, check=False)
             self.assertEqual(done.returncode, 0, done.stdout + done.stderr)
             with open(path, "rb") as here, open(self.hosts[int(row["host"][4:])].files + "/var/lib/drivetest/fleet/%s/records/%s" % (
                     RUN, row["record"]), "rb") as there:

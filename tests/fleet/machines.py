@@ -101,7 +101,8 @@ SYSTEMD = FILES + """
     mkdir -p etc/systemd/system/basic.target.wants
     ln -sf ../fleet.service etc/systemd/system/basic.target.wants/fleet.service
     ln -sf /dev/null etc/systemd/system/systemd-udevd.service
-    exec env -i container=other PATH=/usr/sbin:/usr/bin:/sbin:/bin chroot . /lib/systemd/systemd --system --unit=basic.target --show-status=0
+    exec env -i container=other PATH=/usr/sbin:/usr/bin:/sbin:/bin \\
+        chroot . /lib/systemd/systemd --system --unit=basic.target --show-status=0
 """
 
 

@@ -156,7 +156,8 @@ class Summary(Folder):
 class RestPlan(unittest.TestCase):
     def test_what_is_left_is_a_plan(self):
         text = ('folder = "/x"\nconfirm = ["S\\"1"]\nrepeats = 2\n[[drive]]\nserial = "D"\n[[drive]]\npath = "sim:disk,serial=E"\n'
-                '[[test]]\ntest = "read"\nslow-ms = 5\nproperties = { "a.b" = "1" }\n[[test]]\ntest = "read"\nname = "again"\nrepeats = 3\n')
+                '[[test]]\ntest = "read"\nslow-ms = 5\nproperties = { "a.b" = "1" }\n'
+                '[[test]]\ntest = "read"\nname = "again"\nrepeats = 3\n')
         tests = [{"label": "read", "test": "LinearReadTest", "runs": 1}, {"label": "again", "test": "LinearReadTest", "runs": 3}]
         drives = [{"locator": "/dev/sdx", "serial": "D", "tests": tests}, {"locator": "sim:disk,serial=E", "serial": "E", "tests": tests}]
         plan = {"onFailure": "go-on", "repeats": 2, "drives": drives}

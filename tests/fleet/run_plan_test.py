@@ -2,6 +2,7 @@
 drive written to that the inventory does not list."""
 
 import concurrent.futures
+import contextlib
 import glob
 import json
 import os
@@ -9,7 +10,6 @@ import signal
 import subprocess
 import sys
 import tempfile
-import time
 import unittest
 
 from machines import until
@@ -238,6 +238,29 @@ class RunPlan(unittest.TestCase):
         self.assertEqual((report["state"], report["changed"], report["status"]), ("ended", False, 8))
         self.assertIn("given up after 5 attempts", report["problem"])
         self.assertEqual(self.processes(), [])
+
+    def fill(self):
+        """All that there is room for on the disk with the runs."""
+        with contextlib.suppress(OSError), open(self.runs + "/fill", "wb", buffering=0) as file:
+            while True:
+                file.write(bytes(512))
+
+    def test_a_full_disk_costs_time_and_nothing_else(self):
+        os.mkdir(self.runs)
+        subprocess.run(["mount", "-t", "tmpfs", "-o", "size=1m", "tmpfs", self.runs], check=True)
+        self.addCleanup(subprocess.run, ["umount", "-l", self.runs], check=True)
+        plan = drive(SLOW + ",serial=A") + READ
+        self.fill()
+        self.assertIn("No space left on device", self.ask(plan)["msg"])
+        self.assertEqual([name for name in os.listdir(self.runs) if name not in ("fill", ".lock")], [])
+        os.remove(self.runs + "/fill")
+        self.assertEqual(self.ask(plan)["state"], "running")
+        self.fill()
+        until(lambda: not self.processes())
+        os.remove(self.runs + "/fill")
+        report = self.ask(plan)
+        until(lambda: self.ask(plan)["state"] == "ended", what=str(report))
+        self.assertEqual(self.told(self.ended()), [("A", "LinearReadTest", "PASS")])
 
     def test_a_program_that_starts_no_run_is_told_with_its_words(self):
         """The drive is there when the plan is checked, and gone when it is run."""

@@ -1,5 +1,8 @@
 """A job array on a cluster of Slurm: a controller and three nodes, each a machine of its own. One node lacks a drive of the plan, and
-one loses its power in the middle. FLEET_SECONDS=N takes shorter runs, and no node loses its power. Needs root, a network namespace of its own, and Slurm; scripts/check-fleet.sh has all that."""
+one loses its power in the middle.
+
+FLEET_SECONDS=N takes shorter runs, and no node loses its power. Needs root, a network namespace of its own, and Slurm;
+scripts/check-fleet.sh has all that."""
 
 import glob
 import os
@@ -148,7 +151,8 @@ class Cluster(unittest.TestCase):
             self.nodes[REBOOTS].power_on()
         tasks = self.ended(job, 300)
         print("after %3.0f s  %s" % (time.monotonic() - began, ", ".join(
-            "task %s on %s: %s, exit status %s, restarts %s" % (number, task["NodeList"], task["JobState"], task["ExitCode"], task["Restarts"])
+            "task %s on %s: %s, exit status %s, restarts %s" % (
+                number, task["NodeList"], task["JobState"], task["ExitCode"], task["Restarts"])
             for number, task in sorted(tasks.items()))), flush=True)
         self.check(tasks)
         before = [self.records(node) for node in self.nodes]
