@@ -34,7 +34,7 @@ trap 'exit 130' INT TERM # as the first process of its namespace it would not he
 
 cd "$root"
 export PYTHONDONTWRITEBYTECODE=1 LC_ALL=C.UTF-8
-packages=(ansible-core python3-apt python3-yaml python3-jsonschema openssh-server openssh-client iproute2 munge slurmctld slurmd
+packages=(ansible-core python3-apt python3-yaml python3-jsonschema openssh-server openssh-client sudo iproute2 munge slurmctld slurmd
     slurm-client prometheus sqlite3 libxml2-utils)
 notes="$root/build/fleet"
 mkdir -p "$notes/debs/partial"

@@ -1,6 +1,6 @@
 """The collection for Ansible over twenty hosts with three simulated drives each: one loses its power in the middle and comes back, one
-is rebooted in order (by systemd, which runs that one), one is cut off in the middle and stays away, and one never answers. Every
-drive must have one result, or a reason.
+is rebooted in order (by systemd, which runs that one), one is cut off in the middle and stays away, and one never answers. On one
+only a user who is not root may come in. Every drive must have one result, or a reason.
 
 HOSTS=N takes fewer, FLEET_SECONDS=N shorter runs, which are begun anew after the reboot instead of resumed. Needs root, a network
 namespace of its own, Ansible and sshd; scripts/check-fleet.sh has all that."""
@@ -26,7 +26,7 @@ ARCHIVE = os.environ.get("DRIVETEST_ARCHIVE", "")  # what the role installs: one
 PACKAGE = os.environ.get("DRIVETEST_PACKAGE", "")
 LAYERS = os.environ["FLEET_LAYERS"].split(":")
 COUNT = int(os.environ.get("HOSTS", 20))
-SILENT, CUT_OFF, REBOOTS, SHUTS_DOWN = 1, 2, 3, 4  # which host
+SILENT, CUT_OFF, REBOOTS, SHUTS_DOWN, NOT_ROOT = 1, 2, 3, 4, 5  # which host
 SSHD = "/usr/sbin/sshd -D -e -f /etc/ssh/fleet_config"
 RATE = 1  # MB/s
 SECONDS = int(os.environ.get("FLEET_SECONDS", 100))  # of each run; what it proves is in its record once a minute
@@ -74,7 +74,11 @@ class Fleet(unittest.TestCase):
             name = "host%02d" % number
             host = machines.Machine(number, name, os.path.join(cls.folder, name), LAYERS, [SSHD],
                                     has_systemd=number == SHUTS_DOWN)
-            host.let_in(cls.keys)
+            if number == NOT_ROOT:
+                host.add_user("tester")
+                host.let_in(cls.keys, "tester")
+            else:
+                host.let_in(cls.keys)
             cls.hosts[number] = host
         for number, host in cls.hosts.items():
             if number != SILENT:
@@ -105,6 +109,8 @@ class Fleet(unittest.TestCase):
         hosts = {host.name: {"ansible_host": host.address, "drives": drives_of(number),
                              "drivetest_expected": ["H%02d%s" % (number, drive) for drive in "ABC"]}
                  for number, host in cls.hosts.items()}
+        if NOT_ROOT in cls.hosts:
+            hosts[cls.hosts[NOT_ROOT].name].update(ansible_user="tester", ansible_become=True)
         installed = {"drivetest_package": PACKAGE} if PACKAGE else {"drivetest_archive": ARCHIVE}
         keep_alive = "-o ServerAliveInterval=5 -o ServerAliveCountMax=3"
         group = {**GROUP, **installed, "drivetest_dest": cls.folder + "/records", "ansible_ssh_private_key_file": cls.keys.client,

@@ -7,6 +7,7 @@ import signal
 import subprocess
 import time
 
+USER = 1999  # number of a user who is not root
 BRIDGE, NETWORK = "fleet0", "10.77.0."
 SSHD = """Port 22
 HostKey /etc/ssh/fleet_key
@@ -133,11 +134,24 @@ class Machine:
             file.write(text)
         os.chmod(where, mode)
 
-    def let_in(self, keys):
-        for source, place, mode in ((keys.host, "/etc/ssh/fleet_key", 0o600), (keys.client + ".pub", "/root/.ssh/authorized_keys", 0o600)):
+    def add_user(self, name):
+        """Somebody who may become root."""
+        for path, line in (("/etc/passwd", "%s:x:%d:%d::/home/%s:/bin/sh\n" % (name, USER, USER, name)),
+                           ("/etc/shadow", "%s:*:19000:0:99999:7:::\n" % name)):
+            with open(path, encoding="utf-8") as file:
+                self.put(path, file.read() + line, 0o640 if path == "/etc/shadow" else 0o644)
+        self.put("/etc/sudoers.d/fleet", "%s ALL=(ALL) NOPASSWD: ALL\n" % name, 0o440)
+        self.put("/etc/hosts", "127.0.0.1 localhost %s\n" % self.name)
+
+    def let_in(self, keys, user="root"):
+        home = "/root" if user == "root" else "/home/" + user
+        for source, place, mode in ((keys.host, "/etc/ssh/fleet_key", 0o600), (keys.client + ".pub", home + "/.ssh/authorized_keys", 0o600)):
             with open(source, encoding="ascii") as file:
                 self.put(place, file.read(), mode)
-        os.chmod(self.files + "/root", 0o700)
+        os.chmod(self.files + home, 0o700)
+        if user != "root":
+            for part in ("", "/.ssh", "/.ssh/authorized_keys"):
+                os.chown(self.files + home + part, USER, USER)
         self.put("/etc/ssh/fleet_config", SSHD)
 
     def power_on(self):

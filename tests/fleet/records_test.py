@@ -39,6 +39,8 @@ class Folder(unittest.TestCase):
 class Connection:
     """Gives what was asked for, a piece of it, or breaks off; in this order."""
 
+    become = None
+
     def __init__(self, text, *pieces):
         self.text, self.pieces = text, list(pieces)
 

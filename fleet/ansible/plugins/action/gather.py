@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import base64
 import hashlib
 import os
 import re
@@ -41,7 +42,7 @@ class ActionModule(ActionBase):
 
     def run(self, tmp=None, task_vars=None):
         result = super().run(tmp, task_vars)
-        given = self._task.args
+        given, self._vars = self._task.args, task_vars
         listed = self._execute_module(module_name="drivetest.drivetest.gather", module_args=given, task_vars=task_vars)
         if listed.get("failed") or self._play_context.check_mode:
             return {**result, **listed}
@@ -62,6 +63,17 @@ class ActionModule(ActionBase):
             raise AnsibleActionFail("%s has %d bytes, which no record has: look at it on the host" % (file["name"], file["size"]))
         return file
 
+    def _bring(self, there, here):
+        """Whoever comes in as somebody else than root reads nothing by the connection itself."""
+        if not self._connection.become:
+            self._connection.fetch_file(there, here)
+            return
+        read = self._execute_module(module_name="ansible.legacy.slurp", module_args={"src": there}, task_vars=self._vars)
+        if read.get("failed") or read.get("encoding") != "base64":
+            raise AnsibleActionFail("%s could not be read on the host: %s" % (there, read.get("msg", "no reason was given")))
+        with open(here, "wb") as file:
+            file.write(base64.b64decode(read["content"]))
+
     def _fetch(self, file, folder):
         """Whether it had to be."""
         path = os.path.join(folder, file["name"])
@@ -69,7 +81,7 @@ class ActionModule(ActionBase):
             return False
         part = os.path.join(folder, ".part-" + file["name"])
         for _ in range(TRIES):
-            self._connection.fetch_file(file["path"], part)
+            self._bring(file["path"], part)
             if Arrived(part, file["size"], file["sha256"]):
                 with open(part, "rb") as arrived:
                     os.fsync(arrived.fileno())
