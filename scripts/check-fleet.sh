@@ -26,7 +26,7 @@ if [ -z "${DRIVETEST_FLEET_WORK:-}" ]; then
     wait "$namespaces" 2>/dev/null || true # after a signal
     rmdir "$DRIVETEST_FLEET_WORK"
     groups="$(awk '$3 == "cgroup2" { print $2; exit }' /proc/mounts)"
-    [ -z "$groups" ] || find "$groups" -mindepth 1 -depth -type d -path '*/drivetest-host*' -exec rmdir {} +
+    [ -z "$groups" ] || find "$groups" -mindepth 1 -depth -type d -path '*/drivetest-fleet-*' -exec rmdir {} + 2>/dev/null || true
     exit "$status"
 fi
 work="$DRIVETEST_FLEET_WORK"

@@ -159,7 +159,9 @@ class Machine:
                  "WORK": os.path.join(self.folder, "work"), "SHARED": self.shared, "INIT": INIT}
         namespaces = ["unshare", "--mount", "--uts", "--ipc", "--net", "--pid", "--fork", "--kill-child"]
         if self.has_systemd:
-            self.group = os.path.join(control_groups(), "drivetest-" + self.name)
+            # One that no other test has, also outside of this one's namespaces.
+            place = os.path.basename(os.path.dirname(self.folder))
+            self.group = os.path.join(control_groups(), "drivetest-%s-%s" % (place, self.name))
             os.makedirs(self.group, exist_ok=True)
             enter = ["bash", "-c", 'echo $$ >"$0/cgroup.procs" && exec "$@"', self.group]
             words = [*enter, *namespaces, "--cgroup", "bash", "-c", SYSTEMD, self.name, *self.services]

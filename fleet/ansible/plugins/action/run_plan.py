@@ -47,7 +47,8 @@ class ActionModule(ActionBase):
     def run(self, tmp=None, task_vars=None):
         result = super().run(tmp, task_vars)
         given = dict(self._task.args)
-        wait, poll, lost_after = (int(given.get(name, usual)) for name, usual in (("wait", 0), ("poll", 30), ("lost_after", 900)))
+        wait, poll = int(given.get("wait", 0)), int(given.get("poll", 30))
+        lost_after = int(given.get("lost_after", 900 if wait else 0))
         found = self._follow(given, task_vars, 0 if self._play_context.check_mode else wait, poll, lost_after)
         if given.get("dest") and not self._play_context.check_mode:
             folder = controller_folder.folder_of(given["dest"], given["id"], task_vars["inventory_hostname"])
@@ -74,7 +75,7 @@ class ActionModule(ActionBase):
                     return {**found, "changed": changed}
             except (AnsibleConnectionFailure, NoAnswer) as error:
                 silent = time.monotonic() - answered
-                if wait == 0 or silent >= lost_after:
+                if silent >= lost_after:
                     return {"failed": True, "changed": changed, "state": "lost",
                             "msg": "the host has not answered for %d s: %s" % (silent, str(error).strip()[:300])}
                 display.v("no answer, asked again in %d s: %s" % (poll, error), host=task_vars["inventory_hostname"])

@@ -64,9 +64,10 @@ options:
     type: int
     default: 30
   lost_after:
-    description: A host that has not answered for so many seconds counts as lost.
+    description:
+      - A host that has not answered for so many seconds counts as lost. Until then the question is repeated.
+      - Without it, 900 where it waits, and else 0.
     type: int
-    default: 900
   dest:
     description: Folder on the controller. What is known of the run is kept there in C(ID/HOST), for M(drivetest.drivetest.summary).
     type: path
@@ -143,7 +144,7 @@ ARGUMENTS = {
     # Of the controller's side.
     "wait": {"type": "int", "default": 0},
     "poll": {"type": "int", "default": 30},
-    "lost_after": {"type": "int", "default": 900},
+    "lost_after": {"type": "int"},
     "dest": {"type": "path"},
 }
 
