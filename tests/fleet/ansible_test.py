@@ -151,17 +151,7 @@ class Fleet(unittest.TestCase):
     def test_sixty_results_or_reasons(self):
         began = time.monotonic()
         play = self.play()
-        until(lambda: all(len(self.records_of(number)) == 3 for number in (CUT_OFF, REBOOTS, SHUTS_DOWN)), 300, "the start of the runs")
-        print("after %3.0f s  the first runs have begun" % (time.monotonic() - began), flush=True)
-        self.hosts[CUT_OFF].cut_off()
-        print("after %3.0f s  host%02d is cut off" % (time.monotonic() - began, CUT_OFF), flush=True)
-        if IS_RESUMED:
-            until(lambda: all(self.proves_something(path) for path in self.records_of(REBOOTS)), 120, "a line of progress")
-        self.hosts[REBOOTS].lose_power()
-        print("after %3.0f s  host%02d has lost its power" % (time.monotonic() - began, REBOOTS), flush=True)
-        self.assertEqual(self.hosts[SHUTS_DOWN].inside("systemctl", "is-active", "drivetest-" + RUN).stdout, "active\n")
-        self.hosts[SHUTS_DOWN].shut_down()
-        print("after %3.0f s  host%02d is shut down" % (time.monotonic() - began, SHUTS_DOWN), flush=True)
+        self.disturb(began)
         time.sleep(8)  # they are away for a while, as machines that boot are
         for number in (REBOOTS, SHUTS_DOWN):
             self.hosts[number].power_on()
@@ -174,6 +164,25 @@ class Fleet(unittest.TestCase):
         self.check_table()
         self.check_again()
         self.check_mode()
+
+    def is_testing(self, number):
+        """All of its drives, and one that is to be resumed has something to resume."""
+        records = self.records_of(number)
+        return len(records) == 3 and (number != REBOOTS or not IS_RESUMED or all(self.proves_something(path) for path in records))
+
+    def disturb(self, began):
+        """Each as soon as it tests."""
+        deeds = {CUT_OFF: ("is cut off", machines.Machine.cut_off), REBOOTS: ("has lost its power", machines.Machine.lose_power),
+                 SHUTS_DOWN: ("is shut down", self.shut_down)}
+        while deeds:
+            number = until(lambda: next((number for number in deeds if self.is_testing(number)), None), 300, "the start of the runs")
+            what, deed = deeds.pop(number)
+            deed(self.hosts[number])
+            print("after %3.0f s  host%02d %s" % (time.monotonic() - began, number, what), flush=True)
+
+    def shut_down(self, host):
+        self.assertEqual(host.inside("systemctl", "is-active", "drivetest-" + RUN).stdout, "active\n")
+        host.shut_down()
 
     def check_rows(self, rows):
         self.assertEqual(len(rows), 3 * COUNT, self.said()[-9000:])
