@@ -149,6 +149,14 @@ run_shuffled() {
     return "$failed"
 }
 
+check_fleet() {
+    if [ "$(id -u)" -ne 0 ]; then
+        echo "fleet: scripts/check-fleet.sh needs root" >>"$notes/skipped"
+        return
+    fi
+    scripts/check-fleet.sh --quick
+}
+
 step "set-up" set_up
 step "format" check_format
 step "build (preset dev, warnings are errors)" build_preset dev
@@ -157,6 +165,7 @@ step "texts in every language" /usr/bin/python3 -B scripts/check_words.py "$root
 step "headers compile alone" check_headers
 step "who includes whom" check_includes
 step "unit and command-line tests" run_tests dev 'unit|cli'
+step "fleet: Ansible, MAAS, Slurm, the quick half" check_fleet
 step "clang-tidy" check_tidy
 step "build with sanitizers (preset asan)" build_preset asan
 step "unit tests with sanitizers, shuffled" run_shuffled asan

@@ -9,6 +9,7 @@
 #include "drivetest/commands/Commands.h"
 #include "drivetest/devices/Drives.h"
 #include "drivetest/plan/BuiltInPlans.h"
+#include "drivetest/plan/PlanJson.h"
 #include "drivetest/plan/PlanTime.h"
 #include "drivetest/plan/ResolvedPlan.h"
 #include "drivetest/report/OutputFormats.h"
@@ -16,6 +17,7 @@
 #include "drivetest/shelf/Shelf.h"
 #include "drivetest/terminal/Columns.h"
 #include "drivetest/terminal/Console.h"
+#include "drivetest/terminal/Language.h"
 #include "drivetest/terminal/Texts.h"
 #include "quix5/DeviceInventory.h"
 #include "zel/Words.h"
@@ -135,6 +137,13 @@ void printSummary(const ResolvedPlan& plan) {
                   << describeAssumedRates() << '\n';
 }
 
+/// Whether nothing of it is refused.
+ExitStatus statusOf(const ResolvedPlan& plan) {
+    const bool isWhole =
+        std::ranges::all_of(plan.work.drives, [](const DriveWork& work) { return work.refusal.empty(); });
+    return isWhole ? kExitPass : kExitWarn;
+}
+
 /// Null after all that is wrong with it.
 std::unique_ptr<ResolvedPlan> load(const std::string& file, const RunOptions& usual) {
     std::vector<std::string> faults;
@@ -155,9 +164,17 @@ int check(const PlanOptions& options) {
     for (const std::string& note : notes)
         std::cout << printable(note) << '\n';
     printSummary(*plan);
-    return std::ranges::all_of(plan->work.drives, [](const DriveWork& work) { return work.refusal.empty(); })
-               ? kExitPass
-               : kExitWarn;
+    return statusOf(*plan);
+}
+
+int checkForPrograms(const PlanOptions& options) {
+    const LanguageChange english("en");  // whatever whoever started the program speaks
+    const auto plan = load(options.file, options.usual);
+    if (plan == nullptr)
+        return kExitUsage;
+    // In ASCII: a terminal would follow the control characters that JSON lets pass.
+    std::cout << describePlan(*plan).dump(2, ' ', true, Json::error_handler_t::replace) << '\n';
+    return statusOf(*plan);
 }
 
 }  // namespace
@@ -169,7 +186,7 @@ int showPlan(const PlanOptions& options) {
             return kExitPass;
         }
     if (!options.file.empty())
-        return check(options);
+        return options.json ? checkForPrograms(options) : check(options);
     complain(words(
         "name a plan, as in \"drivetest plan check FILE\", or give --print; {help} tells what the command "
         "takes",

@@ -33,6 +33,7 @@ CLI::App& addPlan(CLI::App& program, PlanOptions& options) {
         ->type_name("")
         ->check(oneOf({"check"}));
     command.add_option("FILE", options.file, words("The plan, a file in TOML"))->type_name("");
+    command.add_flag("--json", options.json, words("An object instead of a table"));
     std::string names;
     for (const std::string& name : namesOfPlans())
         names += (names.empty() ? "" : ", ") + name;

@@ -11,6 +11,7 @@ struct PlanOptions {
     std::string action;  ///< "check"; empty for none
     std::string file;
     std::string printed;  ///< the name of a plan that is built in; empty for none
+    bool json = false;    ///< what would be run, for programs
     RunOptions usual{};   ///< what "drivetest run --plan" would begin with
 };
 

@@ -1,5 +1,6 @@
 """Plans: what is checked before anything starts, what would be run, what is refused, and the plans that are installed."""
 
+import json
 import os
 import pathlib
 import subprocess
@@ -62,6 +63,24 @@ class Plans(program.ImageTest):
         self.assertIn('"S9" is confirmed, and no drive of the plan has it', lines)
         self.assertIn("Drives to be tested: 3, refused: 0. After a test that fails, the next one is run all the same.", lines)
         self.assertTrue(lines[-1].startswith("The drive that takes longest: about 1:08:16. Times are reckoned"), lines[-1])
+
+    def test_programs_are_told_the_same(self):
+        self.plan('on-failure = "stop-drive"\nrepeats = 2\nconfirm = ["S1"]\n' + drives("sim:disk,sectors=80000,serial=S1", SMALL) +
+                  '[[test]]\ntest = "read"\nmax-time = "1h"\n' + PATTERN + 'name = "p"\nrepeats = 3\nparameters = { PreserveData = false }\n')
+        done = self.start("plan", "check", "--json", "plan.toml", environment={"LC_ALL": "de_DE.UTF-8"})
+        self.assertEqual((done.returncode, done.stderr), (3, ""))
+        said = json.loads(done.stdout)
+        self.assertEqual({part: said[part] for part in ("onFailure", "repeats", "confirmed")},
+                         {"onFailure": "stop-drive", "repeats": 2, "confirmed": ["S1"]})
+        first, second = said["drives"]
+        self.assertEqual({part: first.get(part) for part in ("locator", "serial", "bytes", "confirm", "inUseBy", "refused")},
+                         {"locator": SERIAL, "serial": "S1", "bytes": 40960000, "confirm": "S1", "inUseBy": [], "refused": None})
+        self.assertTrue(second["refused"].startswith(SMALL + " "), second)
+        self.assertEqual([{part: value for part, value in test.items() if part != "seconds"} for test in first["tests"]],
+                         [{"label": "read", "test": "LinearReadTest", "runs": 1, "writes": False, "putsBack": False, "secondsAre": "about"},
+                          {"label": "p", "test": "LinearPatternTest", "runs": 3, "writes": True, "putsBack": False, "secondsAre": "about"}])
+        self.plan("x = 1\n")
+        self.assertEqual(self.start("plan", "check", "--json", "plan.toml").stdout, "")
 
     def test_limits_of_time_and_sizes_count(self):
         large = "sim:disk,sectors=39000000000"
