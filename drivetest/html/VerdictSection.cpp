@@ -2,6 +2,7 @@
 #include "drivetest/findings/Verdict.h"
 #include "drivetest/html/Sections.h"
 #include "drivetest/html/Tables.h"
+#include "drivetest/shelf/links/LinkSharing.h"
 #include "zel/Words.h"
 
 namespace drivetest {
@@ -119,6 +120,8 @@ void writeVerdict(HtmlWriter& html, const RecordedRun& run) {
     facts.add(words("Share of the whole drive"), partOfDrive(run));
     facts.add(words("Reached by"), methodText(run.drive.method));
     facts.add(words("Attached through"), linksText(run.links));
+    for (const LinkSharing& link : run.sharedLinks)
+        facts.add(words("Shared"), describeSharing(link));
     facts.add(words("Mean read rate"), rateText(run, "readRate"));
     facts.add(words("Mean write rate"), rateText(run, "writeRate"));
     facts.add(words("Date"), timeFigure(run.startTime));

@@ -124,6 +124,7 @@ int spawn(std::vector<std::string>& words, const Streams& streams, pid_t& proces
     posix_spawnattr_setflags(&attributes, static_cast<short>(POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK |
                                                              POSIX_SPAWN_SETPGROUP));
     std::vector<char*> arguments;
+    arguments.reserve(words.size() + 1);
     for (std::string& word : words)
         arguments.push_back(word.data());
     arguments.push_back(nullptr);

@@ -7,6 +7,7 @@
 
 #include "drivetest/health/HealthJson.h"
 #include "drivetest/record/GradeJson.h"
+#include "drivetest/record/SharingJson.h"
 #include "drivetest/record/SurfaceReading.h"
 #include "zel/Words.h"
 
@@ -183,6 +184,10 @@ void takeLinks(const Json& content, const RunLists& /*lists*/, RecordedRun& run)
             run.links.push_back({recordedText(each, "name"), recordedCount(each, "megabytesPerSecond")});
 }
 
+void takeSharing(const Json& content, const RunLists& /*lists*/, RecordedRun& run) {
+    run.sharedLinks = readSharingJson(content);
+}
+
 void takeTemperature(const Json& content, const RunLists& /*lists*/, RecordedRun& run) {
     run.heat = recordedHeat(content);
 }
@@ -213,6 +218,7 @@ constexpr Extension kExtensions[] = {
     {"grade", takeGrade},
     {"temperature", takeTemperature},
     {"links", takeLinks},
+    {"sharedLinks", takeSharing},
 };
 
 /// What stands under the name; null for nothing.

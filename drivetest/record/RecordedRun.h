@@ -9,6 +9,7 @@
 #include "drivetest/health/HealthReading.h"
 #include "drivetest/health/HeatCourse.h"
 #include "drivetest/record/RecordedGrade.h"
+#include "drivetest/shelf/links/LinkSharing.h"
 
 namespace drivetest {
 
@@ -175,7 +176,8 @@ struct RecordedRun {
     std::optional<HealthReading> healthBefore{};
     std::optional<HealthReading> healthAfter{};
     std::optional<HeatCourse> heat{};
-    std::vector<RecordedLink> links{};  ///< from the drive to the processor
+    std::vector<RecordedLink> links{};       ///< from the drive to the processor
+    std::vector<LinkSharing> sharedLinks{};  ///< of these, those with other drives of the same shelf
     std::vector<std::pair<std::uint64_t, std::uint64_t>> unrestored{};
     std::string journal{};  ///< that holds their data; empty for none
     std::optional<RecordedGrade> grade{};

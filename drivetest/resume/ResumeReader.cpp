@@ -128,7 +128,6 @@ std::string findFault(const ProvenLines& proven, std::string_view text) {
     if (proven.hasProgress)
         return words("line {line} of it is damaged, so that nothing behind can be trusted: start a new run",
                      {{"line", proven.damaged}});
-    std::string problem;
     return text.empty()
                ? words("this is no record of a run")
                : words(

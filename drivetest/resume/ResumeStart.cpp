@@ -104,7 +104,7 @@ bool takeUp(RunOptions& options, std::string& error) {
     const ResumedRun& resumed = *options.resumed;
     options.test = resumed.run.test;
     for (const auto& [name, value] : resumed.run.parameters)
-        options.parameters.push_back(name + "=" + value);
+        options.parameters.push_back(std::string(name).append("=").append(value));
     options.properties = resumed.properties;
     options.slowMs = resumed.slowMs;
     options.slowAllowed = resumed.slowAllowed;

@@ -95,8 +95,8 @@ void TestRun::followProgress() {
 void TestRun::tellHealthBefore() {
     if (m_options.resumed == nullptr)
         tellHealth(HealthTime::beforeTest);
-    else if (m_options.resumed->run.healthBefore)
-        m_outputs.reporters().health(HealthTime::beforeTest, *m_options.resumed->run.healthBefore);
+    else if (const auto& before = m_options.resumed->run.healthBefore; before)
+        m_outputs.reporters().health(HealthTime::beforeTest, *before);
 }
 
 int TestRun::execute() {
@@ -147,7 +147,7 @@ void TestRun::tellHealth(HealthTime when) {
     const auto reading = readHealth(m_chosen.device);
     if (!reading)
         return;
-    if (reading->health.temperatureC)
+    if (m_heat && reading->health.temperatureC)
         m_heat->note(*reading->health.temperatureC);
     m_outputs.reporters().health(when, *reading);
 }
@@ -208,7 +208,8 @@ int TestRun::end(const TestResult& result) {
         judged, m_host.counts(), m_host.statistics(), isDataMissing, m_outputs.badSectorsList(), {}, {}, {}};
     if (m_link != nullptr)
         summary.sharedLinks = m_link->sharing();
-    summary.heat = m_heat->course();
+    if (m_heat)
+        summary.heat = m_heat->course();
     summary.grade = m_outputs.grade(summary);
     m_outputs.reporters().end(summary);
     tellOfRest(judged);

@@ -99,6 +99,23 @@ void readOutcome(RunOutcome& outcome) {
         say(outcome, problem);
 }
 
+/// How a process ended that nobody asked to.
+void takeEnd(const ProcessEnd& end, RunOutcome& outcome) {
+    if (end.isExit) {
+        outcome.end = RunEnd::byItself;
+        outcome.status = end.status;
+        return;
+    }
+    outcome.end = end.isFault ? RunEnd::crashed : RunEnd::killed;
+    outcome.status = kExitInternalError;
+    outcome.words =
+        end.isFault
+            ? words("the process of the test crashed ({cause}); this is no verdict on the drive",
+                    {{"cause", end.cause}})
+            : words("somebody killed the process of the test ({cause}); this is no verdict on the drive",
+                    {{"cause", end.cause}});
+}
+
 RunOptions optionsOfChild(RunOptions options, const RunFiles& files) {
     options.outputs.clear();
     options.outputs[std::string(kRecordOption)] = files.record;
@@ -201,31 +218,21 @@ RunOutcome DriveRun::outcome() const {
 }
 
 void DriveRun::judgeEnd(RunOutcome& outcome) const {
-    if (m_endAsked) {
-        outcome.end = m_end ? RunEnd::hung : RunEnd::lost;
-        outcome.status = m_end && m_end->status == kExitNotRestored ? kExitNotRestored : kExitTimedOut;
-        const std::string time = std::to_string(patience().count());
-        outcome.words = m_end ? words("it made no progress for {n} s and was ended", {{"n", time}})
-                              : words(
-                                    "it made no progress for {n} s, and the system does not end its process "
-                                    "{process}: the drive may have to be taken off its power",
-                                    {{"n", time}, {"process", m_process->number()}});
-    } else if (m_end->isExit) {
-        outcome.end = RunEnd::byItself;
-        outcome.status = m_end->status;
-    } else {
-        outcome.end = m_end->isFault ? RunEnd::crashed : RunEnd::killed;
-        outcome.status = kExitInternalError;
-        outcome.words = m_end->isFault
-                            ? words(
-                                  "the process of the test crashed ({cause}); this is no verdict on "
-                                  "the drive",
-                                  {{"cause", m_end->cause}})
-                            : words(
-                                  "somebody killed the process of the test ({cause}); this is no "
-                                  "verdict on the drive",
-                                  {{"cause", m_end->cause}});
-    }
+    if (m_endAsked)
+        judgeHang(outcome);
+    else if (m_end)
+        takeEnd(*m_end, outcome);
+}
+
+void DriveRun::judgeHang(RunOutcome& outcome) const {
+    outcome.end = m_end ? RunEnd::hung : RunEnd::lost;
+    outcome.status = m_end && m_end->status == kExitNotRestored ? kExitNotRestored : kExitTimedOut;
+    const std::string time = std::to_string(patience().count());
+    outcome.words = m_end ? words("it made no progress for {n} s and was ended", {{"n", time}})
+                          : words(
+                                "it made no progress for {n} s, and the system does not end its process "
+                                "{process}: the drive may have to be taken off its power",
+                                {{"n", time}, {"process", m_process->number()}});
 }
 
 /// A run that came to no good end may have left sectors overwritten.

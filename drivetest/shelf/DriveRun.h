@@ -47,6 +47,7 @@ private:
     void watchForHang(Time now);
     [[nodiscard]] std::chrono::seconds patience() const;
     void judgeEnd(RunOutcome& outcome) const;
+    void judgeHang(RunOutcome& outcome) const;
     void judgeJournal(RunOutcome& outcome) const;
 
     RunOptions m_options;

@@ -68,6 +68,7 @@ std::string nameOf(const quix5::DiagDevice& device, const std::string& locator) 
 /// Twins get their locators, too.
 void tellApart(std::vector<DriveWork>& drives) {
     std::vector<std::string> names;
+    names.reserve(drives.size());
     for (const DriveWork& drive : drives)
         names.push_back(drive.name);
     for (DriveWork& drive : drives)

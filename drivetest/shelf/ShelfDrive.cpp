@@ -47,6 +47,7 @@ double ShelfDrive::share() const {
 
 int ShelfDrive::worstStatus() const {
     std::vector<int> statuses;
+    statuses.reserve(m_outcomes.size());
     for (const RunOutcome& outcome : m_outcomes)
         statuses.push_back(outcome.status);
     return drivetest::worstStatus(statuses);

@@ -40,7 +40,8 @@ void ShelfLink::watch() {
         if (m_isEnding || isAlone)
             return;
         listen();
-        if ((untilReport -= kSlice).count() > 0)
+        untilReport -= kSlice;
+        if (untilReport.count() > 0)
             continue;
         untilReport = kInterval;
         look();

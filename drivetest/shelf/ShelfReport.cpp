@@ -66,6 +66,7 @@ void writeTable(HtmlWriter& html, const std::vector<ShelfDrive>& drives) {
 
 void writeVerdictOf(HtmlWriter& html, const std::vector<ShelfDrive>& drives) {
     std::vector<int> statuses;
+    statuses.reserve(drives.size());
     for (const ShelfDrive& drive : drives)
         statuses.push_back(drive.worstStatus());
     const int worst = worstStatus(statuses);

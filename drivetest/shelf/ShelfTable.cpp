@@ -209,6 +209,7 @@ StatusRow totalRow(const std::vector<ShelfDrive>& drives, std::chrono::nanosecon
 StatusRows shelfRows(const std::vector<ShelfDrive>& drives, std::chrono::nanoseconds elapsed,
                      std::size_t columns, std::size_t rows) {
     std::vector<const ShelfDrive*> order;
+    order.reserve(drives.size());
     for (const ShelfDrive& drive : drives)
         order.push_back(&drive);
     constexpr std::size_t kAbove = 2;

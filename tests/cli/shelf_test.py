@@ -138,6 +138,7 @@ class Shared(ShelfTest):
             self.assertEqual([{key: value for key, value in link.items() if key != "measured"} for link in told[0]["links"]],
                              [{"name": "SAS adapter 0000:03:00.0", "drives": 3, "atOnce": 1, "waited": True, "megabytesPerSecond": 8}])
             self.assertGreater(told[0]["links"][0]["measured"], 8)
+            self.assertIn(sentence, read(path.replace(".jsonl", ".html")).decode())
 
 
 class Stopped(ShelfTest):
