@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "drivetest/resume/ResumeReader.h"
+#include "drivetest/resume/ResumeFile.h"
 #include "drivetest/resume/ResumedRun.h"
 #include "drivetest/shelf/Confirmations.h"
 #include "libDrive2/DriveIdentity.h"
