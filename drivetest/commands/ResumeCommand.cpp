@@ -71,10 +71,12 @@ int resumeShelf(const ResumeOptions& options, const KeptShelf& shelf) {
     }
     std::string problem;
     work.file = WorkFile::goOn(shelf.work, problem);
-    if (work.file != nullptr)
-        return runShelf(std::move(work), {options.run.quiet, options.run.colours});
-    complain(problem);
-    return kExitCannotRun;
+    if (work.file == nullptr) {
+        complain(problem);
+        return kExitCannotRun;
+    }
+    removeEmptyRecords(shelf.work);
+    return runShelf(std::move(work), {options.run.quiet, options.run.colours});
 }
 
 }  // namespace

@@ -1,10 +1,13 @@
 #include "drivetest/shelf/ResumedWork.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <optional>
+#include <system_error>
 #include <utility>
 
 #include "drivetest/ExitStatus.h"
+#include "drivetest/run/OutputFile.h"
 #include "drivetest/run/Setup.h"
 #include "drivetest/safety/SafeStart.h"
 #include "drivetest/safety/SystemAdvice.h"
@@ -13,6 +16,7 @@
 #include "drivetest/shelf/FoundDrives.h"
 #include "drivetest/shelf/ShelfDrive.h"
 #include "drivetest/terminal/Texts.h"
+#include "zel/Path.h"
 #include "zel/Words.h"
 
 namespace drivetest {
@@ -115,6 +119,18 @@ DriveWork workOn(const KeptDrive& kept, const States& states, const RunOptions& 
 
 bool isAnythingLeft(const std::vector<std::vector<RunState>>& states) {
     return std::ranges::any_of(states, isAnyLeft);
+}
+
+void removeEmptyRecords(const KeptWork& kept) {
+    for (const KeptDrive& drive : kept.drives)
+        for (const KeptRun& run : drive.runs)
+            for (const std::string& name : run.records) {
+                const auto path = zel::pathOf(kept.file).parent_path() / zel::pathOf(name);
+                std::error_code unknown;
+                if (std::filesystem::file_size(path, unknown) == 0 && !unknown &&
+                    !isBeingWritten(zel::textOf(path)))
+                    std::filesystem::remove(path, unknown);
+            }
 }
 
 std::vector<std::string> notesOn(const KeptWork& kept, const std::vector<std::vector<RunState>>& states) {

@@ -19,6 +19,9 @@ ShelfWork shelfWorkOf(const KeptWork& kept, const std::vector<std::vector<RunSta
 /// On runs that begin anew though they had begun, a sentence for each.
 std::vector<std::string> notesOn(const KeptWork& kept, const std::vector<std::vector<RunState>>& states);
 
+/// Takes away the files of records that were made and never begun.
+void removeEmptyRecords(const KeptWork& kept);
+
 /// Whether anything is left to do.
 bool isAnythingLeft(const std::vector<std::vector<RunState>>& states);
 

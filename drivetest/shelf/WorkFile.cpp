@@ -10,6 +10,7 @@
 #include "drivetest/shelf/WorkArguments.h"
 #include "drivetest/shelf/WorkWords.h"
 #include "drivetest/terminal/Texts.h"
+#include "libDrive2/DriveIdentity.h"
 #include "zel/Path.h"
 #include "zel/Words.h"
 
@@ -34,6 +35,13 @@ Json headOf(const ShelfWork& work) {
               {"drives", work.drives.size()}}}};
 }
 
+/// Empty for one that says nothing, such as of a drive without a medium.
+std::string identityOf(const DriveWork& drive) {
+    libDrive2::DriveIdentity readBack;
+    std::string text = drive.identity ? drive.identity->toText() : std::string();
+    return libDrive2::DriveIdentity::fromText(text, readBack) ? text : std::string();
+}
+
 Json lineOf(const DriveWork& drive) {
     Json runs = Json::array();
     for (const RunOptions& options : drive.runs)
@@ -41,7 +49,7 @@ Json lineOf(const DriveWork& drive) {
     return {{"drive",
              {{"device", drive.device},
               {"name", drive.name},
-              {"identity", drive.identity ? drive.identity->toText() : std::string()},
+              {"identity", identityOf(drive)},
               {"onFailure", nameIn(kOnFailureNames, drive.onFailure)},
               {"bytes", static_cast<std::uint64_t>(drive.bytes)},
               {"refusal", drive.refusal},
