@@ -60,7 +60,7 @@ int resumeRecords(const ResumeOptions& options, const std::vector<std::string>& 
     return runTests(run);
 }
 
-int resumeShelf(const ResumeOptions& options, const KeptShelf& shelf) {
+int resumeShelf(const ResumeOptions& options, KeptShelf& shelf) {
     ShelfWork work = shelfWorkOf(shelf.work, shelf.states, options);
     tell(notesOn(shelf.work, shelf.states), options.run);
     if (options.list) {
@@ -84,8 +84,7 @@ int resumeShelf(const ResumeOptions& options, const KeptShelf& shelf) {
 int resumeRuns(const ResumeOptions& options) {
     std::string error;
     const auto chains = RunChains::read(options.folder, error);
-    const KeptShelves shelves =
-        chains ? findKeptShelves(options.folder, *chains, options.run) : KeptShelves();
+    KeptShelves shelves = chains ? findKeptShelves(options.folder, *chains, options.run) : KeptShelves();
     if (chains && !shelves.left.empty() && !options.run.shelf.folder.empty())
         error = words("{folder} is where its drives go on: leave out --out",
                       {{"folder", printable(options.folder)}});
@@ -101,7 +100,7 @@ int resumeRuns(const ResumeOptions& options) {
               options.run);
     // Somebody has to see to those that are left.
     std::vector<int> statuses{runs.sentences.empty() ? kExitPass : kExitCannotRun};
-    for (const KeptShelf& shelf : shelves.left)
+    for (KeptShelf& shelf : shelves.left)
         if (!quix5::StopRequest::made())
             statuses.push_back(resumeShelf(options, shelf));
     if (!runs.records.empty() && !quix5::StopRequest::made())

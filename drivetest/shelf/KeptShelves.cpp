@@ -45,21 +45,29 @@ public:
         std::string reason;
         if (!readRecordText(file, text, reason)) {
             leave(file, reason);
+            m_isLastEmpty = false;
             return;
         }
         std::string problem;
         auto work = readKeptWork(file, text, m_usual, problem);
         if (!work) {
             m_found.sentences.push_back(problem);
+            m_isLastEmpty = false;
             return;
         }
         for (const KeptDrive& drive : work->drives)
             for (const KeptRun& run : drive.runs)
                 takeRecords(run);
+        // What never began was started once more.
+        if (m_isLastEmpty && !work->drives.empty())
+            m_found.sentences.pop_back();
+        m_isLastEmpty = false;
         if (isBeingWritten(file)) {
             leave(file, words("its shelf has not ended; wait for it, or stop it"));
         } else if (work->drives.empty()) {
             leave(file, words("it broke off before anything was begun: start it once more"));
+            m_isLastEmpty = true;
+            return;
         } else if (auto states = statesOf(*work, m_chains); isAnythingLeft(states)) {
             m_found.left.push_back({*std::move(work), std::move(states)});
         }
@@ -85,6 +93,7 @@ private:
     const RunChains& m_chains;
     const RunOptions& m_usual;
     KeptShelves m_found;
+    bool m_isLastEmpty = false;  ///< the last sentence is on a shelf that never began
 };
 
 }  // namespace

@@ -24,7 +24,7 @@ std::string textOf(const RunState& state) {
         case RunState::Kind::done:
             return words("done: {result}", {{"result", resultText(state.outcome)}});
         case RunState::Kind::resumed:
-            return words("goes on behind sector {n} of {sectors}",
+            return words("goes on behind {n} of the drive's {sectors} sectors",
                          {{"n", state.sectorsDone}, {"sectors", state.sectors}});
         case RunState::Kind::anew:
             return words("begins anew");

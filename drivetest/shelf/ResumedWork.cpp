@@ -16,6 +16,7 @@
 #include "drivetest/shelf/FoundDrives.h"
 #include "drivetest/shelf/ShelfDrive.h"
 #include "drivetest/terminal/Texts.h"
+#include "libDrive2/DriveIdentity.h"
 #include "zel/Path.h"
 #include "zel/Words.h"
 
@@ -98,6 +99,20 @@ void confirm(DriveWork& drive, const States& states, const FoundDrive& found, co
     }
 }
 
+/// A drive that is taken for the one of the work by its place alone may be another one, so that nothing of
+/// its tests counts.
+void beginUnprovenAnew(const DriveWork& kept, const FoundDrive& found, States& states) {
+    if (!kept.identity || !found.answer.identity ||
+        libDrive2::isSameDrive(*kept.identity, *found.answer.identity))
+        return;
+    for (RunState& state : states)
+        if (state.kind == Kind::resumed) {
+            state.kind = Kind::anew;
+            state.reason = words("nothing proves that {drive} is the drive of the run",
+                                 {{"drive", printable(found.locator)}});
+        }
+}
+
 DriveWork workOn(const KeptDrive& kept, const States& states, const RunOptions& given) {
     DriveWork drive = kept.work;
     drive.refusal.clear();
@@ -141,10 +156,10 @@ std::vector<std::string> notesOn(const KeptWork& kept, const std::vector<std::ve
             if (state.kind != Kind::anew)
                 continue;
             notes.push_back(
-                words("{test} on {drive} broke off before it saved any progress, and begins anew",
+                words("{test} on {drive} came to no verdict and saved no progress: it begins anew",
                       {{"test", labelOf(kept.drives[i].work.runs[k])}, {"drive", kept.drives[i].work.name}}));
             if (!state.reason.empty())
-                notes.back() = words("{test} on {drive} broke off, and begins anew: {reason}",
+                notes.back() = words("{test} on {drive} came to no verdict, and begins anew: {reason}",
                                      {{"test", labelOf(kept.drives[i].work.runs[k])},
                                       {"drive", kept.drives[i].work.name},
                                       {"reason", state.reason}});
@@ -152,7 +167,7 @@ std::vector<std::string> notesOn(const KeptWork& kept, const std::vector<std::ve
     return notes;
 }
 
-ShelfWork shelfWorkOf(const KeptWork& kept, const std::vector<std::vector<RunState>>& states,
+ShelfWork shelfWorkOf(const KeptWork& kept, std::vector<std::vector<RunState>>& states,
                       const ResumeOptions& options) {
     ShelfWork work;
     work.jobs = options.run.shelf.jobs.value_or(kept.jobs);
@@ -167,10 +182,12 @@ ShelfWork shelfWorkOf(const KeptWork& kept, const std::vector<std::vector<RunSta
     Confirmations confirmations(options.run);
     std::size_t next = 0;
     for (std::size_t i = 0; i < states.size(); ++i) {
+        const FoundDrive there = isAnyLeft(states[i]) ? found[next++] : FoundDrive();
+        if (isAnyLeft(states[i]))
+            beginUnprovenAnew(kept.drives[i].work, there, states[i]);
         DriveWork& drive = work.drives.emplace_back(workOn(kept.drives[i], states[i], options.run));
         if (!isAnyLeft(states[i]))
             continue;
-        const FoundDrive& there = found[next++];
         if (drive.refusal.empty() && !there.refusal.empty())
             refuse(drive, there.refusal, there.refusedAs);
         drive.device = there.locator;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -31,6 +32,12 @@ struct DriveWork {
     std::optional<libDrive2::DriveIdentity> identity{};  ///< where it is known
     /// Of each run what became of it where that is known before the shelf begins; empty for no run.
     std::vector<std::optional<RunOutcome>> done{};
+
+    /// Whether every run is.
+    [[nodiscard]] bool isDone() const {
+        return done.size() == runs.size() && !runs.empty() &&
+               std::ranges::all_of(done, [](const auto& each) { return each.has_value(); });
+    }
 };
 
 /// More processes would only wait for each other.

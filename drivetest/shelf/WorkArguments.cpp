@@ -1,10 +1,14 @@
 #include "drivetest/shelf/WorkArguments.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <string_view>
+#include <system_error>
 
 #include "drivetest/commands/RunArguments.h"
+#include "drivetest/grade/Grading.h"
 #include "drivetest/terminal/Texts.h"
+#include "zel/Path.h"
 #include "zel/Words.h"
 
 namespace drivetest {
@@ -36,8 +40,19 @@ bool isNameOfTest(std::string_view name) {
 
 }  // namespace
 
+std::string lastingPath(const std::string& path) {
+    std::error_code unknown;
+    const auto full = std::filesystem::absolute(zel::pathOf(path), unknown);
+    return zel::pathExists(path) && !unknown ? zel::textOf(full) : path;
+}
+
 std::vector<std::string> keptArgumentsOf(const RunOptions& options) {
     RunOptions kept = options;
+    kept.device = lastingPath(options.device);
+    if (!kept.journalFolder.empty())
+        kept.journalFolder = zel::textOf(std::filesystem::absolute(zel::pathOf(kept.journalFolder)));
+    if (kept.grading != kDefaultGrading && kept.grading != kNoGrading)
+        kept.grading = lastingPath(kept.grading);
     kept.confirm.clear();
     kept.allowUnexamined = false;
     kept.journal = true;

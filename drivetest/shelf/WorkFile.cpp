@@ -47,7 +47,7 @@ Json lineOf(const DriveWork& drive) {
     for (const RunOptions& options : drive.runs)
         runs.push_back(keptArgumentsOf(options));
     return {{"drive",
-             {{"device", drive.device},
+             {{"device", lastingPath(drive.device)},
               {"name", drive.name},
               {"identity", identityOf(drive)},
               {"onFailure", nameIn(kOnFailureNames, drive.onFailure)},

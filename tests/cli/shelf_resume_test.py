@@ -133,7 +133,7 @@ class Night(Broken):
         ends = {told["drive"]: "done: " + ("FAIL" if told["status"] else "PASS") for kind, told in self.events() if kind == "ended"}
         states = [line.split("  ")[-1].strip() for line in listed.stdout.splitlines()]
         self.assertEqual(states[1:3] + states[4:], [ends.get(drive, "not started") for drive in (0, 1, 3)], listed.stdout)
-        self.assertRegex(states[3], r"goes on behind sector [1-9]\d* of 40000")
+        self.assertRegex(states[3], r"goes on behind [1-9]\d* of the drive's 40000 sectors")
         self.assertEqual({path: read(path) for path in glob.glob(self.out + "/*")}, before)
         ended = self.go_on()
         self.assertEqual((ended.returncode, [row[2] for row in self.rows(ended.stdout)]), (1, ["FAIL", "PASS", "PASS", "PASS"]))
