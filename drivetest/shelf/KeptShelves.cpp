@@ -45,35 +45,32 @@ public:
         std::string reason;
         if (!readRecordText(file, text, reason)) {
             leave(file, reason);
-            m_isLastEmpty = false;
             return;
         }
         std::string problem;
         auto work = readKeptWork(file, text, m_usual, problem);
         if (!work) {
             m_found.sentences.push_back(problem);
-            m_isLastEmpty = false;
             return;
         }
         for (const KeptDrive& drive : work->drives)
             for (const KeptRun& run : drive.runs)
                 takeRecords(run);
-        // What never began was started once more.
-        if (m_isLastEmpty && !work->drives.empty())
-            m_found.sentences.pop_back();
-        m_isLastEmpty = false;
+        // What never began was started once more, where there is a later one.
+        m_neverBegun = work->drives.empty() ? file : "";
         if (isBeingWritten(file)) {
             leave(file, words("its shelf has not ended; wait for it, or stop it"));
-        } else if (work->drives.empty()) {
-            leave(file, words("it broke off before anything was begun: start it once more"));
-            m_isLastEmpty = true;
-            return;
+            m_neverBegun.clear();
         } else if (auto states = statesOf(*work, m_chains); isAnythingLeft(states)) {
             m_found.left.push_back({*std::move(work), std::move(states)});
         }
     }
 
-    KeptShelves take() { return std::move(m_found); }
+    KeptShelves take() {
+        if (!m_neverBegun.empty())
+            leave(m_neverBegun, words("it broke off before anything was begun: start it once more"));
+        return std::move(m_found);
+    }
 
 private:
     /// Those, too, by which somebody went on with one of them alone.
@@ -93,7 +90,7 @@ private:
     const RunChains& m_chains;
     const RunOptions& m_usual;
     KeptShelves m_found;
-    bool m_isLastEmpty = false;  ///< the last sentence is on a shelf that never began
+    std::string m_neverBegun;  ///< the last file, where nothing in it was
 };
 
 }  // namespace

@@ -231,6 +231,9 @@ class Rules(Broken):
             ended = self.go_on()
             self.assertEqual(ended.returncode, 6, ended.stdout)
             self.assertIn("shelf.work" + says if says[0] == ":" else says, ended.stdout)
+        os.truncate(path, 0)
+        self.assertEqual(self.shelf("read", ["sim:disk,serial=S1,sectors=1000"]).returncode, 0)  # once more, as it says
+        self.assertEqual((self.go_on().returncode, self.go_on().stdout), (0, "no run of %s can be resumed\n" % self.out))
 
 
 class Full(Broken):
