@@ -4,6 +4,7 @@
 #include <limits>
 #include <memory>
 #include <tuple>
+#include <utility>
 
 #include "drivetest/ExitStatus.h"
 #include "drivetest/commands/Commands.h"
@@ -187,7 +188,8 @@ int runPlan(const RunOptions& options) {
     if (!given.folder.empty())
         work.folder = given.folder;
     work.newFolderIn = options.recordFolder;
-    return runShelf(work, {options.quiet, options.colours});
+    work.commandLine = options.commandLine;
+    return runShelf(std::move(work), {options.quiet, options.colours});
 }
 
 }  // namespace drivetest

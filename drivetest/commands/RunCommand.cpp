@@ -78,9 +78,9 @@ void chooseConfirmation(RunOptions& options, const quix5::DiagDevice& device) {
 
 int runOnShelf(const RunOptions& options) {
     std::string error;
-    const auto work = shelfWorkOf(options, error);
+    auto work = shelfWorkOf(options, error);
     if (work)
-        return runShelf(*work, {options.quiet, options.colours});
+        return runShelf(*std::move(work), {options.quiet, options.colours});
     complain(error);
     return kExitUsage;
 }

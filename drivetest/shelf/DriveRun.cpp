@@ -1,19 +1,15 @@
 #include "drivetest/shelf/DriveRun.h"
 
 #include <algorithm>
-#include <filesystem>
 #include <fstream>
-#include <system_error>
 #include <utility>
 
 #include "drivetest/ExitStatus.h"
 #include "drivetest/commands/RunArguments.h"
-#include "drivetest/html/HtmlReport.h"
-#include "drivetest/record/RecordReader.h"
 #include "drivetest/report/OutputFormats.h"
-#include "drivetest/run/NewFile.h"
 #include "drivetest/safety/JournalPlace.h"
 #include "drivetest/safety/OpenJournals.h"
+#include "drivetest/shelf/RecordedOutcome.h"
 #include "drivetest/terminal/Labels.h"
 #include "zel/Path.h"
 #include "zel/Words.h"
@@ -53,50 +49,6 @@ std::string lastReason(const std::string& log) {
 
 bool isVerdict(int status) {
     return status == kExitPass || status == kExitWarn || status == kExitFail || status == kExitUserAborted;
-}
-
-/// False after a sentence in `problem`.
-bool writeReport(const RecordedRun& run, const std::string& path, std::string& problem) {
-    NewFile file(path, false);
-    const bool isWritten =
-        file.open() && writeHtmlReport({run}, [&file](std::string_view part) { return file.write(part); }) &&
-        file.keep();
-    problem = file.problem();
-    return isWritten;
-}
-
-std::optional<double> rateOf(const RecordedRun& run, const char* name) {
-    const RecordedMeasurement* const rate = run.measurement(name);
-    return rate != nullptr ? std::optional(rate->value) : std::nullopt;
-}
-
-/// Beside what is said already.
-void say(RunOutcome& outcome, const std::string& text) {
-    outcome.words += (outcome.words.empty() || text.empty() ? "" : "; ") + text;
-}
-
-/// A record that was never begun is none.
-void readOutcome(RunOutcome& outcome) {
-    std::error_code unknown;
-    const auto size = std::filesystem::file_size(zel::pathOf(outcome.files.record), unknown);
-    if (!unknown && size == 0)
-        std::filesystem::remove(zel::pathOf(outcome.files.record), unknown);
-    if (unknown || size == 0)
-        return;
-    outcome.hasRecord = true;
-    std::string problem;
-    const auto run = readRecord(outcome.files.record, problem);
-    if (!run)
-        return;
-    outcome.test = run->test.empty() ? outcome.test : run->test;
-    outcome.result = run->result;
-    outcome.grade = run->grade ? run->grade->grade : '\0';
-    outcome.badSectors = run->badSectors();
-    outcome.readRate = rateOf(*run, "readRate");
-    outcome.writeRate = rateOf(*run, "writeRate");
-    outcome.hasReport = writeReport(*run, outcome.files.report, problem);
-    if (!outcome.hasReport)
-        say(outcome, problem);
 }
 
 /// How a process ended that nobody asked to.
@@ -207,7 +159,7 @@ RunOutcome DriveRun::outcome() const {
     outcome.test = m_options.test;
     outcome.files = m_files;
     judgeEnd(outcome);
-    readOutcome(outcome);
+    readRecorded(outcome);
     if (outcome.end == RunEnd::byItself && !isVerdict(outcome.status))
         say(outcome, lastReason(m_files.log));
     if (!outcome.hasRecord && outcome.words.empty())

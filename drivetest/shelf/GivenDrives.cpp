@@ -97,6 +97,7 @@ bool addDrive(const RunOptions& given, const DriveAnswer& answer, const std::str
     if (answer.isSilent) {
         drive.refusal = answer.problem;
         drive.refusedAs = kExitTimedOut;
+        drive.runs.push_back(std::move(options));
         work.drives.push_back(std::move(drive));
         return true;
     }
@@ -110,8 +111,8 @@ bool addDrive(const RunOptions& given, const DriveAnswer& answer, const std::str
         drive.name = nameOf(chosen->device, device);
         drive.bytes = bytesOf(*chosen);
         options.confirm = confirmations.take(confirmationOf(chosen->device));
-        drive.runs.push_back(std::move(options));
     }
+    drive.runs.push_back(std::move(options));
     work.drives.push_back(std::move(drive));
     return true;
 }
@@ -151,6 +152,7 @@ std::optional<ShelfWork> shelfWorkOf(const RunOptions& options, std::string& err
     work.jobs = options.shelf.jobs.value_or(0);
     work.folder = options.shelf.folder;
     work.newFolderIn = options.recordFolder;
+    work.commandLine = options.commandLine;
     work.hangSeconds = options.shelf.hangSeconds.value_or(0);
     std::vector<DriveAnswer> answers;
     if (!ask(devices, answers, error))

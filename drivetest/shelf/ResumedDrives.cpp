@@ -32,6 +32,7 @@ DriveWork workOn(const ResumedRun& resumed) {
 ShelfWork shelfWorkOf(const ResumeOptions& options, const std::vector<std::string>& records) {
     ShelfWork work;
     const ShelfOptions& shelf = options.run.shelf;
+    work.isKept = false;  // the records say it all
     work.jobs = shelf.jobs.value_or(0);
     work.folder = shelf.folder.empty() ? options.folder : shelf.folder;
     work.hangSeconds = shelf.hangSeconds.value_or(0);

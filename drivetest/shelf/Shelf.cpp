@@ -16,6 +16,7 @@
 #include "drivetest/shelf/ShelfReport.h"
 #include "drivetest/shelf/ShelfSummary.h"
 #include "drivetest/shelf/ShelfView.h"
+#include "drivetest/shelf/WorkFile.h"
 #include "drivetest/terminal/Console.h"
 #include "drivetest/terminal/Labels.h"
 #include "quix5/StopRequest.h"
@@ -33,6 +34,14 @@ constexpr std::chrono::milliseconds kInterval = 100ms;
 /// Longer without a look was a pause of this process: nobody else is to blame for it.
 constexpr std::chrono::seconds kPause = 2s;
 
+std::vector<ShelfDrive> drivesOf(const ShelfWork& work) {
+    std::vector<ShelfDrive> drives;
+    drives.reserve(work.drives.size());
+    for (const DriveWork& drive : work.drives)
+        drives.emplace_back(drive, work.file.get(), drives.size());
+    return drives;
+}
+
 class Shelf {
 public:
     Shelf(const ShelfWork& work, RunOrder& order, ShelfFolder folder, Console& console, bool quiet)
@@ -40,7 +49,7 @@ public:
           m_order(order),
           m_folder(std::move(folder)),
           m_console(console),
-          m_drives(work.drives.begin(), work.drives.end()),
+          m_drives(drivesOf(work)),
           m_isStarted(m_drives.size()),
           m_isEnded(m_drives.size()),
           m_view(console, m_drives, quiet) {}
@@ -55,6 +64,8 @@ private:
     void handOnStops();
     void stopAll(const std::string& why);
     void tellStake() const;
+    void tellOfFile();
+    [[nodiscard]] int close();
     [[nodiscard]] std::vector<RunProcess*> processes() const;
 
     const ShelfWork& m_work;
@@ -66,6 +77,7 @@ private:
     std::vector<bool> m_isEnded;  ///< and the order was told
     ShelfView m_view;
     Clock::time_point m_lastLook = Clock::now();
+    bool m_hasToldOfFile = false;
     bool m_isStopping = false;
     bool m_isHurrying = false;
 };
@@ -82,18 +94,45 @@ int Shelf::run() {
         RunProcess::waitForAny(processes(), kInterval);
         lookAtAll(Clock::now());
         tellStake();
+        tellOfFile();
     }
     m_view.finish();
+    return close();
+}
+
+/// Sums it up. Gives the exit status.
+int Shelf::close() {
     const std::string overview = m_folder.overviewFile();
     std::string problem;
     const std::vector<std::string> notes = m_order.notes();
     const bool isWritten = writeShelfReport(m_drives, notes, overview, problem);
-    const int status = summarize(m_drives, {m_folder.path(), isWritten ? overview : ""}, m_console);
+    int status = summarize(m_drives, {m_folder.path(), isWritten ? overview : ""}, m_console);
     for (const std::string& note : notes)
         m_console.line(eventLabel(words("note:")) + note);
-    if (!isWritten)
+    if (!isWritten) {
         complain(problem);
-    return isWritten ? status : worstStatus({status, kExitInternalError});
+        status = worstStatus({status, kExitInternalError});
+    }
+    if (m_work.file == nullptr)
+        return status;
+    m_work.file->over(status);
+    if (m_work.file->problem().empty())
+        return status;
+    complain(words("{problem}; \"drivetest resume\" may do some of it once more",
+                   {{"problem", m_work.file->problem()}}));
+    return worstStatus({status, kExitInternalError});
+}
+
+/// Once: the tests matter more than the file.
+void Shelf::tellOfFile() {
+    if (m_hasToldOfFile || m_work.file == nullptr || m_work.file->problem().empty())
+        return;
+    m_hasToldOfFile = true;
+    m_console.line(
+        eventLabel(words("warning:")) +
+        words("{problem}; the tests go on, but should they break off, what became of them since is "
+              "known from their records alone",
+              {{"problem", m_work.file->problem()}}));
 }
 
 /// A drive whose first run may start keeps its place until it is over.
@@ -193,13 +232,17 @@ bool checkStreams(const ShelfWork& work) {
 
 }  // namespace
 
-int runShelf(const ShelfWork& work, const ShelfLook& look, std::unique_ptr<RunOrder> order) {
+int runShelf(ShelfWork work, const ShelfLook& look, std::unique_ptr<RunOrder> order) {
     translateLastWords();
     stopOnSignals();
     if (!checkStreams(work))
         return kExitUsage;
     std::string problem;
     auto folder = ShelfFolder::make(work.folder, work.newFolderIn, problem);
+    // Of what is not kept, a power cut would leave nothing to go on with.
+    if (folder && work.isKept && work.file == nullptr &&
+        (work.file = WorkFile::make(folder->path(), work, problem)) == nullptr)
+        folder.reset();
     if (!folder) {
         complain(problem);
         return kExitUsage;

@@ -1,15 +1,20 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "drivetest/ExitStatus.h"
 #include "drivetest/commands/RunOptions.h"
+#include "drivetest/shelf/RunOutcome.h"
 #include "libDrive2/DriveIdentity.h"
 
 namespace drivetest {
+
+class WorkFile;
 
 /// What a failed run of a drive means for what is still to be run. A run fails with every status but those of
 /// PASS and WARN.
@@ -25,6 +30,14 @@ struct DriveWork {
     ExitStatus refusedAs = kExitCannotRun;               ///< what that counts as
     double bytes = 0;                                    ///< that the runs transfer, as far as it can be told
     std::optional<libDrive2::DriveIdentity> identity{};  ///< where it is known
+    /// Of each run what became of it where that is known before the shelf begins; empty for no run.
+    std::vector<std::optional<RunOutcome>> done{};
+
+    /// Whether every run is.
+    [[nodiscard]] bool isDone() const {
+        return done.size() == runs.size() && !runs.empty() &&
+               std::ranges::all_of(done, [](const auto& each) { return each.has_value(); });
+    }
 };
 
 /// More processes would only wait for each other.
@@ -37,6 +50,9 @@ struct ShelfWork {
     std::string folder{};           ///< for records, logs and reports; empty for a new one
     std::string newFolderIn{};      ///< where that is made; empty where the records of runs are kept
     std::uint32_t hangSeconds = 0;  ///< without progress after which a run is ended; 0 for never
+    std::string commandLine{};      ///< as typed, for whoever goes on with it
+    bool isKept = true;             ///< in a file in its folder, so that it can be gone on with
+    std::shared_ptr<WorkFile> file{};  ///< that keeps it already; null for a new one
 };
 
 }  // namespace drivetest
