@@ -183,7 +183,8 @@ int runPlan(const RunOptions& options) {
     ShelfWork& work = plan->work;
     const ShelfOptions& given = options.shelf;
     work.jobs = given.jobs.value_or(work.jobs);
-    work.hangSeconds = given.hangSeconds.value_or(work.hangSeconds);
+    if (given.hangSeconds)
+        work.hangSeconds = given.hangSeconds;
     if (!given.folder.empty())
         work.folder = given.folder;
     work.newFolderIn = options.recordFolder;

@@ -128,6 +128,8 @@ DriveWork workOf(const ResolvedPlan& resolved, const ResolvedPlan::Drive& drive)
     work.refusal = refusalOf(resolved, drive, confirmation);
     work.refusedAs = drive.found.isSilent ? kExitTimedOut : kExitCannotRun;
     work.identity = drive.found.identity;
+    if (writesTo(drive) && drive.found.device.hasCapability(quix5::DeviceCapability::SCSIMMC))
+        work.longestSilence = kLongestSilenceOfRecorders;
     for (unsigned round = 0; round < resolved.plan.repeats; ++round)
         for (const auto& [test, outlook] : drive.tests)
             for (unsigned repeat = 0; repeat < test->planned->repeats; ++repeat) {

@@ -11,6 +11,7 @@
 #include "drivetest/html/HtmlReport.h"
 #include "drivetest/record/RecordReader.h"
 #include "drivetest/report/OutputFormats.h"
+#include "drivetest/run/HeatWatch.h"
 #include "drivetest/run/NewFile.h"
 #include "drivetest/safety/JournalPlace.h"
 #include "drivetest/safety/OpenJournals.h"
@@ -166,7 +167,16 @@ void DriveRun::takeReports(Time now) {
 }
 
 std::chrono::seconds DriveRun::patience() const {
-    return m_report.stage == RunStage::testing ? m_hang : std::max(m_hang, kPatienceBesideTest);
+    switch (m_report.stage) {
+        case RunStage::testing:
+            return m_hang;
+        case RunStage::resting:  // what it is to do, but no longer than a rest may be
+            return m_hang + HeatWatch::kLongestRest;
+        case RunStage::preparing:
+        case RunStage::ending:
+            break;
+    }
+    return std::max(m_hang, kPatienceBesideTest);
 }
 
 void DriveRun::watchForHang(Time now) {
@@ -180,6 +190,7 @@ void DriveRun::watchForHang(Time now) {
     } else if (m_hang.count() > 0 && now - m_lastProgress >= patience()) {
         m_process->push(RunProcess::Push::stop);
         m_endAsked = now;
+        m_silence = patience();
     }
 }
 
@@ -227,7 +238,7 @@ void DriveRun::judgeEnd(RunOutcome& outcome) const {
 void DriveRun::judgeHang(RunOutcome& outcome) const {
     outcome.end = m_end ? RunEnd::hung : RunEnd::lost;
     outcome.status = m_end && m_end->status == kExitNotRestored ? kExitNotRestored : kExitTimedOut;
-    const std::string time = std::to_string(patience().count());
+    const std::string time = std::to_string(m_silence.count());
     outcome.words = m_end ? words("it made no progress for {n} s and was ended", {{"n", time}})
                           : words(
                                 "it made no progress for {n} s, and the system does not end its process "

@@ -59,7 +59,8 @@ private:
     ChildReport m_report;
     Time m_began{};
     Time m_lastProgress{};
-    std::optional<Time> m_endAsked;  ///< because it hangs
+    std::optional<Time> m_endAsked;     ///< because it hangs
+    std::chrono::seconds m_silence{0};  ///< that it was ended for
     std::optional<Time> m_destroyed;
     bool m_isStopping = false;
     bool m_isOver = false;

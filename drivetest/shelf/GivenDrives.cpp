@@ -109,6 +109,8 @@ bool addDrive(const RunOptions& given, const DriveAnswer& answer, const std::str
     if (chosen) {
         drive.name = nameOf(chosen->device, device);
         drive.bytes = bytesOf(*chosen);
+        if (chosen->writes && chosen->isOptical())
+            drive.longestSilence = kLongestSilenceOfRecorders;
         options.confirm = confirmations.take(confirmationOf(chosen->device));
         drive.runs.push_back(std::move(options));
     }
@@ -151,7 +153,7 @@ std::optional<ShelfWork> shelfWorkOf(const RunOptions& options, std::string& err
     work.jobs = options.shelf.jobs.value_or(0);
     work.folder = options.shelf.folder;
     work.newFolderIn = options.recordFolder;
-    work.hangSeconds = options.shelf.hangSeconds.value_or(0);
+    work.hangSeconds = options.shelf.hangSeconds;
     std::vector<DriveAnswer> answers;
     if (!ask(devices, answers, error))
         return std::nullopt;

@@ -105,7 +105,8 @@ void Shelf::startWhatMay(Clock::time_point now) {
         if (!m_isStarted[i])
             m_order.started(i);
         m_isStarted[i] = true;
-        drive.startNext(m_folder, std::chrono::seconds(m_work.hangSeconds), now);
+        const std::chrono::seconds hang(m_work.hangSeconds.value_or(drive.work().longestSilence));
+        drive.startNext(m_folder, hang, now);
         if (!drive.isRunning())
             m_view.tellEnd(drive);
     }

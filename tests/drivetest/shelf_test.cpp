@@ -60,7 +60,8 @@ TEST(ChildReport, WhatIsProgress) {
     EXPECT_TRUE(now.isBeyond(before));
     now = before;
     now.stage = RunStage::resting;
-    EXPECT_TRUE(now.isBeyond(now));
+    EXPECT_TRUE(now.isBeyond(before));
+    EXPECT_FALSE(now.isBeyond(now));  // a rest has an end, too
 }
 
 TEST(WorstStatus, OfSeveral) {
