@@ -72,11 +72,15 @@ public:
         m_pipe = ends[0];
         close(ends[1]);
         fcntl(m_pipe, F_SETFL, O_NONBLOCK);
+        if (m_process < 0)
+            closePipe();
     }
     ~Asking() { closePipe(); }
     Asking(const Asking&) = delete;
     Asking& operator=(const Asking&) = delete;
 
+    /// False when the system gives no process for it.
+    [[nodiscard]] bool isUnderWay() const { return m_process > 0; }
     /// -1 when all was told.
     [[nodiscard]] int pipe() const { return m_pipe; }
     /// Takes what has come; true when there is nothing more to wait for.
@@ -140,8 +144,13 @@ std::vector<ApartAnswer> askApart(const std::vector<Question>& questions, std::c
     std::list<Asking> asking;
     std::size_t next = 0;
     while (next < questions.size() || !asking.empty()) {
-        for (; next < questions.size() && asking.size() < kMostAtOnce; ++next)
+        for (; next < questions.size() && asking.size() < kMostAtOnce; ++next) {
             asking.emplace_back(questions[next], answers[next], Clock::now() + longest);
+            if (asking.back().isUnderWay() || asking.size() == 1)
+                continue;
+            asking.pop_back();  // when one of the others has ended there is room for it
+            break;
+        }
         waitForAny(asking);
         asking.remove_if([now = Clock::now()](Asking& each) { return each.look(now); });
     }

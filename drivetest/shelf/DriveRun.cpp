@@ -133,8 +133,8 @@ RunOptions optionsOfChild(RunOptions options, const RunFiles& files) {
 DriveRun::DriveRun(RunOptions options, RunFiles files, std::chrono::seconds hang)
     : m_options(optionsOfChild(std::move(options), files)), m_files(std::move(files)), m_hang(hang) {}
 
-bool DriveRun::start(Time now, std::string& error) {
-    m_process = RunProcess::start(argumentsOf(m_options), m_files.log, error);
+bool DriveRun::start(Time now, std::string& error, bool& isCrowded) {
+    m_process = RunProcess::start(argumentsOf(m_options), m_files.log, error, isCrowded);
     m_began = m_lastProgress = now;
     return m_process != nullptr;
 }

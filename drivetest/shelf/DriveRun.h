@@ -21,8 +21,8 @@ public:
 
     /// Without progress for longer than `hang` it is ended; zero for never.
     DriveRun(RunOptions options, RunFiles files, std::chrono::seconds hang);
-    /// False after a sentence in `error`.
-    bool start(Time now, std::string& error);
+    /// False after a sentence in `error`; `isCrowded` as for RunProcess::start().
+    bool start(Time now, std::string& error, bool& isCrowded);
 
     /// Takes what it has told, and ends it where it hangs.
     void look(Time now);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <limits>
 #include <utility>
 #include <vector>
 
@@ -32,6 +33,7 @@ using Clock = std::chrono::steady_clock;
 constexpr std::chrono::milliseconds kInterval = 100ms;
 /// Longer without a look was a pause of this process: nobody else is to blame for it.
 constexpr std::chrono::seconds kPause = 2s;
+constexpr std::chrono::minutes kBetweenTries = 1min;
 
 class Shelf {
 public:
@@ -66,6 +68,9 @@ private:
     std::vector<bool> m_isEnded;  ///< and the order was told
     ShelfView m_view;
     Clock::time_point m_lastLook = Clock::now();
+    /// Processes for which the system was seen to have room, and when that is looked at again.
+    std::size_t m_mostRunning = std::numeric_limits<std::size_t>::max();
+    Clock::time_point m_nextTry{};
     bool m_isStopping = false;
     bool m_isHurrying = false;
 };
@@ -102,11 +107,19 @@ void Shelf::startWhatMay(Clock::time_point now) {
         ShelfDrive& drive = m_drives[i];
         if (!drive.isWaiting() || !(m_isStarted[i] || m_order.mayStart(i)))
             continue;
+        const auto running =
+            static_cast<std::size_t>(std::ranges::count_if(m_drives, &ShelfDrive::isRunning));
+        if (running >= m_mostRunning && now < m_nextTry)
+            return;
+        const std::chrono::seconds hang(m_work.hangSeconds.value_or(drive.work().longestSilence));
+        if (!drive.startNext(m_folder, hang, now, running > 0)) {
+            m_mostRunning = running;
+            m_nextTry = now + kBetweenTries;
+            return;
+        }
         if (!m_isStarted[i])
             m_order.started(i);
         m_isStarted[i] = true;
-        const std::chrono::seconds hang(m_work.hangSeconds.value_or(drive.work().longestSilence));
-        drive.startNext(m_folder, hang, now);
         if (!drive.isRunning())
             m_view.tellEnd(drive);
     }

@@ -53,7 +53,7 @@ int ShelfDrive::worstStatus() const {
     return drivetest::worstStatus(statuses);
 }
 
-void ShelfDrive::startNext(const ShelfFolder& folder, std::chrono::seconds hang, Time now) {
+bool ShelfDrive::startNext(const ShelfFolder& folder, std::chrono::seconds hang, Time now, bool mayWait) {
     const RunOptions& options = m_work.runs.at(m_next++);
     RunOutcome failed;
     failed.end = RunEnd::notStarted;
@@ -65,14 +65,20 @@ void ShelfDrive::startNext(const ShelfFolder& folder, std::chrono::seconds hang,
             : folder.filesNamed(zel::textOf(zel::pathOf(nextRecord(options.resume)).stem()), failed.words);
     if (files) {
         auto run = std::make_unique<DriveRun>(options, *files, hang);
-        if (run->start(now, failed.words)) {
+        bool isCrowded = false;
+        if (run->start(now, failed.words, isCrowded)) {
             m_run = std::move(run);
-            return;
+            return true;
         }
         std::error_code ignored;
         std::filesystem::remove(zel::pathOf(files->record), ignored);
+        if (isCrowded && mayWait) {
+            --m_next;
+            return false;
+        }
     }
     add(std::move(failed));
+    return true;
 }
 
 bool ShelfDrive::look(Time now) {

@@ -74,6 +74,14 @@ class Places(ShelfTest):
         self.assertEqual(self.results(process.stdout), {"F0": "not tested", "F1": "not tested"})
         self.assertEqual(process.stdout.count("ended with status 8 and said nothing"), 4)
 
+    def test_a_system_that_has_room_for_a_few(self):
+        """The others have their turn when one has ended."""
+        devices = ["sim:disk,sectors=8000,serial=R%02d,%s" % (i, REAL_TIME) for i in range(20)]
+        process = subprocess.run(["prlimit", "--nofile=20", *self.command("run", "read", *devices, "--out", self.out, "-q")],
+                                 stdin=subprocess.DEVNULL, capture_output=True, text=True, check=False)
+        self.assertEqual((process.returncode, self.results(process.stdout)), (0, {"R%02d" % i: "PASS" for i in range(20)}), process.stderr)
+        self.assertEqual(len(os.listdir(self.out)), 20 * 3 + 1)
+
     def test_the_folder_that_is_set(self):
         os.mkdir(self.path("config"))
         with open(self.path("config/drivetest.toml"), "w", encoding="utf-8") as file:
