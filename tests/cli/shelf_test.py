@@ -99,6 +99,8 @@ class Checked(ShelfTest):
         self.assertEqual(process.returncode, 1, process.stdout + process.stderr)
         self.assertEqual(self.results(process.stdout), {"GOOD": "PASS", "BAD": "FAIL", "LARGE": "PASS"})
         self.assertEqual(len(os.listdir(self.out)), 3 * 3 + 1)
+        page = read(os.path.join(self.out, "overview.html")).decode()
+        self.assertEqual([page.count(cell) for cell in ('faulty">FAIL<', 'sound">PASS<', ">Drives<")], [1, 2, 1])
         self.check_records()
         refused = self.start("check", *devices, "--events", "x")
         self.assertEqual((refused.returncode, refused.stdout), (2, ""))
