@@ -64,6 +64,7 @@ void addShelfOptions(CLI::App& command, RunOptions& options) {
         ->transform(timeSpan());
     // Between the program and those that it starts.
     command.add_option("--progress-to", options.progressTo)->group("");
+    command.add_option("--drive-is", options.identity)->group("");
 }
 
 void addWhatToTest(CLI::App& command, RunOptions& options) {

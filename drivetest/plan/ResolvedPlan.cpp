@@ -10,6 +10,7 @@
 #include "drivetest/run/Setup.h"
 #include "drivetest/safety/SafeStart.h"
 #include "drivetest/safety/SystemAdvice.h"
+#include "drivetest/shelf/DriveInquiry.h"
 #include "drivetest/terminal/Texts.h"
 #include "quix5/DeviceInventory.h"
 #include "zel/Words.h"
@@ -135,6 +136,7 @@ DriveWork workOf(const ResolvedPlan& resolved, const ResolvedPlan::Drive& drive)
             for (unsigned repeat = 0; repeat < test->planned->repeats; ++repeat) {
                 RunOptions& run = work.runs.emplace_back(test->options);
                 run.device = work.device;
+                run.identity = lastingIdentity(work.identity);
                 run.confirm = test->writes ? confirmation : std::string();
                 work.bytes += outlook ? outlook->bytes : 0;
             }

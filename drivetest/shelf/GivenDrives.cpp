@@ -111,6 +111,7 @@ bool addDrive(const RunOptions& given, const DriveAnswer& answer, const std::str
         drive.bytes = bytesOf(*chosen);
         if (chosen->writes && chosen->isOptical())
             drive.longestSilence = kLongestSilenceOfRecorders;
+        options.identity = lastingIdentity(answer.identity);
         options.confirm = confirmations.take(confirmationOf(chosen->device));
         drive.runs.push_back(std::move(options));
     }

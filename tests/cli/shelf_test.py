@@ -82,6 +82,20 @@ class Places(ShelfTest):
         self.assertEqual((process.returncode, self.results(process.stdout)), (0, {"R%02d" % i: "PASS" for i in range(20)}), process.stderr)
         self.assertEqual(len(os.listdir(self.out)), 20 * 3 + 1)
 
+    def test_another_drive_by_its_turn(self):
+        """What was looked at, and confirmed, is not what its path leads to when the first one is through."""
+        image, other = self.image_of("a.img"), self.image_of("b.img")
+        before, device = read(other), "sim:disk,image=" + image
+        first = "sim:disk,sectors=20000,serial=FIRST," + REAL_TIME
+        process, _ = self.spawn("pattern", [first, device], "--jobs", "1", "--confirm", "FIRST", "--confirm", device)
+        self.wait_for_test("FIRST")
+        os.replace(other, image)
+        output = process.communicate(timeout=120)[0]
+        self.assertEqual((process.returncode, self.results(output)), (6, {"FIRST": "PASS", device: "not tested"}), output)
+        self.assertIn(device + " is another drive now than when the run on several drives began", output)
+        self.assertTrue(read(image) == before)
+        self.assertEqual([name for name in os.listdir(self.journals) if name.endswith(".journal")], [])
+
     def test_the_folder_that_is_set(self):
         os.mkdir(self.path("config"))
         with open(self.path("config/drivetest.toml"), "w", encoding="utf-8") as file:
