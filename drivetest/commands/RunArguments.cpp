@@ -81,6 +81,7 @@ std::vector<std::string> argumentsOf(const RunOptions& options) {
     add(words, "--module", options.moduleFile);
     if (options.progressTo >= 0)
         add(words, "--progress-to", std::to_string(options.progressTo));
+    add(words, "--drive-is", options.identity);
     // The record of a run that is gone on with has the others.
     if (!options.resume.empty())
         return words;

@@ -57,11 +57,14 @@ void addShelfOptions(CLI::App& command, RunOptions& options) {
         ->check(wholeNumber(1, kMostJobs));
     command
         .add_option("--timeout", options.shelf.hangSeconds,
-                    words("End the run of a drive that makes no progress for so long, such as 10min"))
+                    words("End the run of a drive that makes no progress for so long; 0 for never (default: "
+                          "30min; 5h of one "
+                          "that records on optical media)"))
         ->type_name("TIME")
         ->transform(timeSpan());
     // Between the program and those that it starts.
     command.add_option("--progress-to", options.progressTo)->group("");
+    command.add_option("--drive-is", options.identity)->group("");
 }
 
 void addWhatToTest(CLI::App& command, RunOptions& options) {

@@ -7,6 +7,7 @@
 #include "drivetest/ExitStatus.h"
 #include "drivetest/commands/RunArguments.h"
 #include "drivetest/report/OutputFormats.h"
+#include "drivetest/run/HeatWatch.h"
 #include "drivetest/safety/JournalPlace.h"
 #include "drivetest/safety/OpenJournals.h"
 #include "drivetest/shelf/RecordedOutcome.h"
@@ -84,8 +85,8 @@ RunOptions optionsOfChild(RunOptions options, const RunFiles& files) {
 DriveRun::DriveRun(RunOptions options, RunFiles files, std::chrono::seconds hang)
     : m_options(optionsOfChild(std::move(options), files)), m_files(std::move(files)), m_hang(hang) {}
 
-bool DriveRun::start(Time now, std::string& error) {
-    m_process = RunProcess::start(argumentsOf(m_options), m_files.log, error);
+bool DriveRun::start(Time now, std::string& error, bool& isCrowded) {
+    m_process = RunProcess::start(argumentsOf(m_options), m_files.log, error, isCrowded);
     m_began = m_lastProgress = now;
     return m_process != nullptr;
 }
@@ -118,10 +119,28 @@ void DriveRun::takeReports(Time now) {
 }
 
 std::chrono::seconds DriveRun::patience() const {
-    return m_report.stage == RunStage::testing ? m_hang : std::max(m_hang, kPatienceBesideTest);
+    // What only this process can put back is worth any wait.
+    if (m_stopSeen && m_report.stake != AtStake::unprotectedSectors)
+        return m_report.stake == AtStake::nothing ? kGrace : kPatienceBesideTest;
+    if (m_hang.count() == 0)
+        return 0s;
+    switch (m_report.stage) {
+        case RunStage::testing:
+            return m_hang;
+        case RunStage::resting:  // what it is to do, but no longer than a rest may be
+            return m_hang + HeatWatch::kLongestRest;
+        case RunStage::preparing:
+        case RunStage::ending:
+            break;
+    }
+    return std::max(m_hang, kPatienceBesideTest);
 }
 
 void DriveRun::watchForHang(Time now) {
+    if (m_isStopping && !m_stopSeen)
+        m_stopSeen = now;
+    const std::chrono::seconds longest = patience();
+    const Time since = std::max(m_lastProgress, m_stopSeen.value_or(m_lastProgress));
     if (m_destroyed) {
         m_isOver = now - *m_destroyed >= kTimeToVanish;
     } else if (m_endAsked) {
@@ -129,9 +148,10 @@ void DriveRun::watchForHang(Time now) {
             return;
         m_process->push(RunProcess::Push::destroy);
         m_destroyed = now;
-    } else if (m_hang.count() > 0 && now - m_lastProgress >= patience()) {
+    } else if (longest.count() > 0 && now - since >= longest) {
         m_process->push(RunProcess::Push::stop);
         m_endAsked = now;
+        m_silence = longest;
     }
 }
 
@@ -149,7 +169,8 @@ void DriveRun::hurry() {
 void DriveRun::tellSharing(const std::vector<LinkSharing>& links) {
     if (m_isOver || links.empty())
         return;
-    std::string line = sharingLine(links) + "\n";
+    std::string line = sharingLine(links);
+    line += '\n';
     if (line != m_told && m_process->tell(line))
         m_told = std::move(line);
 }
@@ -179,7 +200,7 @@ void DriveRun::judgeEnd(RunOutcome& outcome) const {
 void DriveRun::judgeHang(RunOutcome& outcome) const {
     outcome.end = m_end ? RunEnd::hung : RunEnd::lost;
     outcome.status = m_end && m_end->status == kExitNotRestored ? kExitNotRestored : kExitTimedOut;
-    const std::string time = std::to_string(patience().count());
+    const std::string time = std::to_string(m_silence.count());
     outcome.words = m_end ? words("it made no progress for {n} s and was ended", {{"n", time}})
                           : words(
                                 "it made no progress for {n} s, and the system does not end its process "

@@ -110,6 +110,9 @@ bool addDrive(const RunOptions& given, const DriveAnswer& answer, const std::str
     if (chosen) {
         drive.name = nameOf(chosen->device, device);
         drive.bytes = bytesOf(*chosen);
+        if (chosen->writes && chosen->isOptical())
+            drive.longestSilence = kLongestSilenceOfRecorders;
+        options.identity = lastingIdentity(answer.identity);
         options.confirm = confirmations.take(confirmationOf(chosen->device));
     }
     drive.runs.push_back(std::move(options));
@@ -153,7 +156,7 @@ std::optional<ShelfWork> shelfWorkOf(const RunOptions& options, std::string& err
     work.folder = options.shelf.folder;
     work.newFolderIn = options.recordFolder;
     work.commandLine = options.commandLine;
-    work.hangSeconds = options.shelf.hangSeconds.value_or(0);
+    work.hangSeconds = options.shelf.hangSeconds;
     std::vector<DriveAnswer> answers;
     if (!ask(devices, answers, error))
         return std::nullopt;

@@ -35,7 +35,7 @@ ShelfWork shelfWorkOf(const ResumeOptions& options, const std::vector<std::strin
     work.isKept = false;  // the records say it all
     work.jobs = shelf.jobs.value_or(0);
     work.folder = shelf.folder.empty() ? options.folder : shelf.folder;
-    work.hangSeconds = shelf.hangSeconds.value_or(0);
+    work.hangSeconds = shelf.hangSeconds;
     Confirmations confirmations(options.run);
     std::vector<std::string> confirmed;  ///< of each drive
     for (const std::string& record : records) {

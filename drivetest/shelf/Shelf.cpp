@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <limits>
 #include <utility>
 #include <vector>
 
@@ -16,7 +17,7 @@
 #include "drivetest/shelf/ShelfReport.h"
 #include "drivetest/shelf/ShelfSummary.h"
 #include "drivetest/shelf/ShelfView.h"
-#include "drivetest/shelf/WorkFile.h"
+#include "drivetest/shelf/kept/WorkFile.h"
 #include "drivetest/terminal/Console.h"
 #include "drivetest/terminal/Labels.h"
 #include "quix5/StopRequest.h"
@@ -33,6 +34,7 @@ using Clock = std::chrono::steady_clock;
 constexpr std::chrono::milliseconds kInterval = 100ms;
 /// Longer without a look was a pause of this process: nobody else is to blame for it.
 constexpr std::chrono::seconds kPause = 2s;
+constexpr std::chrono::minutes kBetweenTries = 1min;
 
 std::vector<ShelfDrive> drivesOf(const ShelfWork& work) {
     std::vector<ShelfDrive> drives;
@@ -78,6 +80,9 @@ private:
     ShelfView m_view;
     Clock::time_point m_lastLook = Clock::now();
     bool m_hasToldOfFile = false;
+    /// Processes for which the system was seen to have room, and when that is looked at again.
+    std::size_t m_mostRunning = std::numeric_limits<std::size_t>::max();
+    Clock::time_point m_nextTry{};
     bool m_isStopping = false;
     bool m_isHurrying = false;
 };
@@ -141,10 +146,19 @@ void Shelf::startWhatMay(Clock::time_point now) {
         ShelfDrive& drive = m_drives[i];
         if (!drive.isWaiting() || !(m_isStarted[i] || m_order.mayStart(i)))
             continue;
+        const auto running =
+            static_cast<std::size_t>(std::ranges::count_if(m_drives, &ShelfDrive::isRunning));
+        if (running >= m_mostRunning && now < m_nextTry)
+            return;
+        const std::chrono::seconds hang(m_work.hangSeconds.value_or(drive.work().longestSilence));
+        if (!drive.startNext(m_folder, hang, now, running > 0)) {
+            m_mostRunning = running;
+            m_nextTry = now + kBetweenTries;
+            return;
+        }
         if (!m_isStarted[i])
             m_order.started(i);
         m_isStarted[i] = true;
-        drive.startNext(m_folder, std::chrono::seconds(m_work.hangSeconds), now);
         if (!drive.isRunning())
             m_view.tellEnd(drive);
     }

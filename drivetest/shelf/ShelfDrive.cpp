@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "drivetest/ExitStatus.h"
-#include "drivetest/shelf/WorkFile.h"
+#include "drivetest/shelf/kept/WorkFile.h"
 #include "zel/Path.h"
 #include "zel/Words.h"
 
@@ -64,7 +64,7 @@ std::optional<RunFiles> ShelfDrive::filesFor(const RunOptions& options, const Sh
                                   : folder.filesNextTo(options.resume, problem);
 }
 
-void ShelfDrive::startNext(const ShelfFolder& folder, std::chrono::seconds hang, Time now) {
+bool ShelfDrive::startNext(const ShelfFolder& folder, std::chrono::seconds hang, Time now, bool mayWait) {
     m_under = m_next;
     const RunOptions& options = m_work.runs.at(m_under);
     goTo(m_under + 1);
@@ -77,14 +77,20 @@ void ShelfDrive::startNext(const ShelfFolder& folder, std::chrono::seconds hang,
         if (m_file != nullptr)
             m_file->started(m_number, m_under, files->record);
         auto run = std::make_unique<DriveRun>(options, *files, hang);
-        if (run->start(now, failed.words)) {
+        bool isCrowded = false;
+        if (run->start(now, failed.words, isCrowded)) {
             m_run = std::move(run);
-            return;
+            return true;
         }
         std::error_code ignored;
         std::filesystem::remove(zel::pathOf(files->record), ignored);
+        if (isCrowded && mayWait) {
+            m_next = m_under;
+            return false;
+        }
     }
     add(std::move(failed), m_under);
+    return true;
 }
 
 bool ShelfDrive::look(Time now) {

@@ -37,8 +37,9 @@ public:
     [[nodiscard]] double share() const;
     [[nodiscard]] int worstStatus() const;
 
-    /// Starts its next run. One that cannot be started is over at once.
-    void startNext(const ShelfFolder& folder, std::chrono::seconds hang, Time now);
+    /// Starts its next run. One that cannot be started is over at once; but false where it `mayWait`, and the
+    /// system only has no room for it now.
+    bool startNext(const ShelfFolder& folder, std::chrono::seconds hang, Time now, bool mayWait);
     /// Whether the run has ended since the last call; outcomes() then has it.
     bool look(Time now);
     /// What is not started yet will not be, and counts as this exit status.

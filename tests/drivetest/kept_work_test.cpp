@@ -7,11 +7,11 @@
 #include <vector>
 
 #include "drivetest/record/Json.h"
-#include "drivetest/shelf/KeptWork.h"
 #include "drivetest/shelf/ShelfFolder.h"
-#include "drivetest/shelf/WorkFile.h"
-#include "drivetest/shelf/WorkSeal.h"
-#include "drivetest/shelf/WorkState.h"
+#include "drivetest/shelf/kept/KeptWork.h"
+#include "drivetest/shelf/kept/WorkFile.h"
+#include "drivetest/shelf/kept/WorkSeal.h"
+#include "drivetest/shelf/kept/WorkState.h"
 
 namespace drivetest {
 namespace {
@@ -114,7 +114,7 @@ TEST_F(WorkFolder, ComesBackWithoutWhatIsGivenAnew) {
     usual.shelf.moreConfirmed = {"S8"};
     const auto work = readKeptWork(m_path, text, usual, problem);
     ASSERT_TRUE(work) << problem;
-    EXPECT_EQ(std::pair(work->jobs, work->hangSeconds), std::pair(3U, 600U));
+    EXPECT_EQ(std::pair(work->jobs, work->hangSeconds), std::pair(3U, std::optional(600U)));
     EXPECT_EQ(work->bytes, text.size());
     ASSERT_EQ(work->drives.size(), 2U);
     ShelfWork expected = twoDrives();

@@ -1,4 +1,4 @@
-#include "drivetest/shelf/WorkArguments.h"
+#include "drivetest/shelf/kept/WorkArguments.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -54,6 +54,7 @@ std::vector<std::string> keptArgumentsOf(const RunOptions& options) {
     if (kept.grading != kDefaultGrading && kept.grading != kNoGrading)
         kept.grading = lastingPath(kept.grading);
     kept.confirm.clear();
+    kept.identity.clear();
     kept.allowUnexamined = false;
     kept.journal = true;
     kept.verifyRestores = true;

@@ -10,7 +10,7 @@
 #include "drivetest/run/OutputFile.h"
 #include "drivetest/shelf/RunOutcome.h"
 #include "drivetest/shelf/ShelfWork.h"
-#include "drivetest/shelf/WorkSeal.h"
+#include "drivetest/shelf/kept/WorkSeal.h"
 
 namespace drivetest {
 

@@ -1,4 +1,4 @@
-#include "drivetest/shelf/KeptShelves.h"
+#include "drivetest/shelf/kept/KeptShelves.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -8,8 +8,8 @@
 #include "drivetest/record/KeptRecord.h"
 #include "drivetest/resume/ResumeFile.h"
 #include "drivetest/run/OutputFile.h"
-#include "drivetest/shelf/ResumedWork.h"
-#include "drivetest/shelf/WorkFile.h"
+#include "drivetest/shelf/kept/ResumedWork.h"
+#include "drivetest/shelf/kept/WorkFile.h"
 #include "drivetest/terminal/Texts.h"
 #include "zel/Path.h"
 #include "zel/Words.h"

@@ -6,8 +6,8 @@
 
 #include "drivetest/commands/RunOptions.h"
 #include "drivetest/resume/RunChains.h"
-#include "drivetest/shelf/KeptWork.h"
-#include "drivetest/shelf/WorkState.h"
+#include "drivetest/shelf/kept/KeptWork.h"
+#include "drivetest/shelf/kept/WorkState.h"
 
 namespace drivetest {
 

@@ -1,4 +1,4 @@
-#include "drivetest/shelf/FoundDrives.h"
+#include "drivetest/shelf/kept/FoundDrives.h"
 
 #include <algorithm>
 #include <optional>

@@ -1,4 +1,4 @@
-#include "drivetest/shelf/WorkState.h"
+#include "drivetest/shelf/kept/WorkState.h"
 
 #include <algorithm>
 #include <utility>

@@ -1,4 +1,4 @@
-#include "drivetest/shelf/WorkSeal.h"
+#include "drivetest/shelf/kept/WorkSeal.h"
 
 namespace drivetest {
 

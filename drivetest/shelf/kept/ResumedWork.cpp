@@ -1,4 +1,4 @@
-#include "drivetest/shelf/ResumedWork.h"
+#include "drivetest/shelf/kept/ResumedWork.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -13,8 +13,8 @@
 #include "drivetest/safety/SystemAdvice.h"
 #include "drivetest/settings/TomlFile.h"
 #include "drivetest/shelf/Confirmations.h"
-#include "drivetest/shelf/FoundDrives.h"
 #include "drivetest/shelf/ShelfDrive.h"
+#include "drivetest/shelf/kept/FoundDrives.h"
 #include "drivetest/terminal/Texts.h"
 #include "libDrive2/DriveIdentity.h"
 #include "zel/Path.h"
@@ -84,6 +84,8 @@ void confirm(DriveWork& drive, const States& states, const FoundDrive& found, co
         }
         if (!chosen->writes)
             continue;
+        if (chosen->isOptical())
+            drive.longestSilence = kLongestSilenceOfRecorders;
         const std::string wanted = confirmationOf(chosen->device);
         if (!confirmation)
             confirmation = confirmations.take(wanted);
@@ -171,7 +173,7 @@ ShelfWork shelfWorkOf(const KeptWork& kept, std::vector<std::vector<RunState>>& 
                       const ResumeOptions& options) {
     ShelfWork work;
     work.jobs = options.run.shelf.jobs.value_or(kept.jobs);
-    work.hangSeconds = options.run.shelf.hangSeconds.value_or(kept.hangSeconds);
+    work.hangSeconds = options.run.shelf.hangSeconds ? options.run.shelf.hangSeconds : kept.hangSeconds;
     work.folder = options.folder;
     work.commandLine = kept.commandLine;
     std::vector<const DriveWork*> wanted;
@@ -191,8 +193,10 @@ ShelfWork shelfWorkOf(const KeptWork& kept, std::vector<std::vector<RunState>>& 
         if (drive.refusal.empty() && !there.refusal.empty())
             refuse(drive, there.refusal, there.refusedAs);
         drive.device = there.locator;
-        for (RunOptions& run : drive.runs)
+        for (RunOptions& run : drive.runs) {
             run.device = there.locator;
+            run.identity = lastingIdentity(there.answer.identity);
+        }
         if (drive.refusal.empty())
             confirm(drive, states[i], there, kept.drives[i].work, confirmations);
     }

@@ -4,9 +4,9 @@
 #include <vector>
 
 #include "drivetest/commands/ResumeOptions.h"
-#include "drivetest/shelf/KeptWork.h"
 #include "drivetest/shelf/ShelfWork.h"
-#include "drivetest/shelf/WorkState.h"
+#include "drivetest/shelf/kept/KeptWork.h"
+#include "drivetest/shelf/kept/WorkState.h"
 
 namespace drivetest {
 

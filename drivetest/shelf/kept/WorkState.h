@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "drivetest/resume/RunChains.h"
-#include "drivetest/shelf/KeptWork.h"
 #include "drivetest/shelf/RunOutcome.h"
+#include "drivetest/shelf/kept/KeptWork.h"
 
 namespace drivetest {
 

@@ -1,4 +1,4 @@
-#include "drivetest/shelf/WorkFile.h"
+#include "drivetest/shelf/kept/WorkFile.h"
 
 #include <cerrno>
 #include <filesystem>
@@ -6,9 +6,9 @@
 #include <utility>
 
 #include "drivetest/resume/ResumeFile.h"
-#include "drivetest/shelf/KeptWork.h"
-#include "drivetest/shelf/WorkArguments.h"
-#include "drivetest/shelf/WorkWords.h"
+#include "drivetest/shelf/kept/KeptWork.h"
+#include "drivetest/shelf/kept/WorkArguments.h"
+#include "drivetest/shelf/kept/WorkWords.h"
 #include "drivetest/terminal/Texts.h"
 #include "libDrive2/DriveIdentity.h"
 #include "zel/Path.h"
@@ -25,14 +25,11 @@ constexpr std::string_view kEnd = ".work";
 constexpr int kMostAlike = 1000;
 
 Json headOf(const ShelfWork& work) {
-    return {{"shelf",
-             {{"format", kWorkFormat},
-              {"program", "drivetest"},
-              {"version", DRIVETEST_VERSION},
-              {"commandLine", work.commandLine},
-              {"jobs", work.jobs},
-              {"hangSeconds", work.hangSeconds},
-              {"drives", work.drives.size()}}}};
+    Json head{{"format", kWorkFormat},           {"program", "drivetest"}, {"version", DRIVETEST_VERSION},
+              {"commandLine", work.commandLine}, {"jobs", work.jobs},      {"drives", work.drives.size()}};
+    if (work.hangSeconds)
+        head["hangSeconds"] = *work.hangSeconds;
+    return {{"shelf", std::move(head)}};
 }
 
 /// Empty for one that says nothing, such as of a drive without a medium.

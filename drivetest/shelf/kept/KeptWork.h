@@ -27,7 +27,7 @@ struct KeptWork {
     std::string file{};
     std::string commandLine{};
     unsigned jobs = 0;
-    std::uint32_t hangSeconds = 0;
+    std::optional<std::uint32_t> hangSeconds{};  ///< see ShelfWork
     std::vector<KeptDrive> drives{};
     std::size_t bytes = 0;  ///< of its whole lines; what a power cut left behind them counts for nothing
 };

@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "drivetest/shelf/ShelfWork.h"
-#include "drivetest/shelf/WorkState.h"
+#include "drivetest/shelf/kept/WorkState.h"
 
 namespace drivetest {
 

@@ -5,7 +5,7 @@
 
 #include "drivetest/ExitStatus.h"
 #include "drivetest/shelf/DriveInquiry.h"
-#include "drivetest/shelf/KeptWork.h"
+#include "drivetest/shelf/kept/KeptWork.h"
 
 namespace drivetest {
 

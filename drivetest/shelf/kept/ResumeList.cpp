@@ -1,4 +1,4 @@
-#include "drivetest/shelf/ResumeList.h"
+#include "drivetest/shelf/kept/ResumeList.h"
 
 #include <algorithm>
 #include <array>

@@ -1,4 +1,4 @@
-#include "drivetest/shelf/KeptWork.h"
+#include "drivetest/shelf/kept/KeptWork.h"
 
 #include <algorithm>
 #include <limits>
@@ -6,9 +6,9 @@
 #include <utility>
 
 #include "drivetest/record/Json.h"
-#include "drivetest/shelf/WorkArguments.h"
-#include "drivetest/shelf/WorkSeal.h"
-#include "drivetest/shelf/WorkWords.h"
+#include "drivetest/shelf/kept/WorkArguments.h"
+#include "drivetest/shelf/kept/WorkSeal.h"
+#include "drivetest/shelf/kept/WorkWords.h"
 #include "drivetest/terminal/Texts.h"
 #include "libDrive2/DriveIdentity.h"
 #include "zel/Words.h"
@@ -120,8 +120,9 @@ void WorkReader::takeHead(const std::string& kind, const Json& content) {
                             {{"version", printable(textIn(content, "version"))}}));
     m_work.commandLine = textIn(content, "commandLine", kMostBytes);
     m_work.jobs = static_cast<unsigned>(numberIn(content, "jobs", kMostJobs));
-    m_work.hangSeconds = static_cast<std::uint32_t>(
-        numberIn(content, "hangSeconds", std::numeric_limits<std::uint32_t>::max()));
+    if (content.contains("hangSeconds"))
+        m_work.hangSeconds = static_cast<std::uint32_t>(
+            numberIn(content, "hangSeconds", std::numeric_limits<std::uint32_t>::max()));
     m_expected = numberIn(content, "drives", kMostDrives);
     m_isBegun = true;
 }
