@@ -25,7 +25,7 @@ SHOWN = {("quix5", "drivetest")}
 EXCEPTIONS = {("zel/Resource.cpp", "nlohmann/json.hpp"), ("libDrive2/journal/Checksum.cpp", "xxhash.h"),
               *((f"drivetest/commands/{name}.cpp", "CLI/CLI.hpp")
                 for name in ("CommandLine", "CommandOptions", "Completion", "FleetCommandOptions", "HelpCommands", "Manual", "PlanCommandOptions",
-                           "RunCommandOptions", "UsageError")),
+                           "RunArguments", "RunCommandOptions", "UsageError")),
               ("drivetest/commands/HelpFormatter.h", "CLI/CLI.hpp"),
               ("drivetest/record/Json.h", "nlohmann/json.hpp"),
               *(("drivetest/settings/TomlFile.cpp", f"toml++/{name}.h")

@@ -34,6 +34,8 @@ public:
     virtual ~NVMeDevice() = default;
     virtual NVMeResponse execute(const NVMeCommand& command) = 0;
     [[nodiscard]] virtual std::uint32_t namespaceId() const = 0;
+    /// Of one command. May become less when a command was refused as too large: what it was to move is then
+    /// sent again in smaller ones.
     [[nodiscard]] virtual std::size_t maxTransferBytes() const = 0;
     /// How many commands execute() takes at the same time, each from another thread; or executeTogether()
     /// from one.

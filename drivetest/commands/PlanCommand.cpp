@@ -3,7 +3,9 @@
 #include <iostream>
 #include <limits>
 #include <memory>
+#include <numeric>
 #include <tuple>
+#include <utility>
 
 #include "drivetest/ExitStatus.h"
 #include "drivetest/commands/Commands.h"
@@ -18,6 +20,7 @@
 #include "drivetest/terminal/Columns.h"
 #include "drivetest/terminal/Console.h"
 #include "drivetest/terminal/Language.h"
+#include "drivetest/terminal/Terminal.h"
 #include "drivetest/terminal/Texts.h"
 #include "quix5/DeviceInventory.h"
 #include "zel/Words.h"
@@ -63,23 +66,48 @@ void addRows(const ResolvedPlan& plan, std::size_t index, std::vector<Row>& rows
     }
 }
 
+/// Whole words in each line of a terminal.
+void say(const std::string& text) {
+    const std::size_t columns =
+        isTerminal(stdout) ? terminalSize(stdout).columns : std::numeric_limits<std::size_t>::max();
+    for (const std::string& line : folded(printable(text), columns))
+        std::cout << line << '\n';
+}
+
+using Widths = std::array<std::size_t, std::tuple_size_v<Row> - 1>;
+
+/// From this column on; the last one is not padded.
+std::string lineOf(const Row& row, const Widths& widths, std::size_t first) {
+    std::string line;
+    for (std::size_t i = first; i < widths.size(); ++i)
+        line += padded(row[i], widths[i]);
+    line += row.back();
+    return line.substr(0, line.find_last_not_of(' ') + 1);
+}
+
+/// In a terminal without room for it, each drive has a line above those of its tests.
 void printTable(const ResolvedPlan& plan) {
     std::vector<Row> rows{{words("DRIVE"), words("SIZE"), words("TEST"), words("RUNS"),
                            words("TIME FOR EACH"), words("WRITES")}};
     for (std::size_t i = 0; i < plan.drives.size(); ++i)
         addRows(plan, i, rows);
-    std::array<std::size_t, std::tuple_size_v<Row> - 1> widths{};
+    Widths widths{};
+    std::size_t longest = 0;
     for (Row& row : rows)
-        for (std::size_t i = 0; i < widths.size(); ++i) {
+        for (std::size_t i = 0; i < row.size(); ++i) {
             row[i] = printable(row[i]);
-            widths[i] = std::max(widths[i], columnsOf(row[i]) + kGap);
+            const std::size_t width = columnsOf(row[i]);
+            if (i < widths.size())
+                widths[i] = std::max(widths[i], width + kGap);
+            else
+                longest = std::max(longest, width);
         }
+    const bool hasRoom = !isTerminal(stdout) || std::accumulate(widths.begin(), widths.end(), longest) <=
+                                                    terminalSize(stdout).columns;
     for (const Row& row : rows) {
-        std::string line;
-        for (std::size_t i = 0; i < widths.size(); ++i)
-            line += padded(row[i], widths[i]);
-        line += row.back();
-        std::cout << line.substr(0, line.find_last_not_of(' ') + 1) << '\n';
+        if (!hasRoom && !row[0].empty())
+            std::cout << row[0] << std::string(kGap, ' ') << row[1] << '\n';
+        std::cout << (hasRoom ? "" : std::string(kGap, ' ')) << lineOf(row, widths, hasRoom ? 0 : 2) << '\n';
     }
 }
 
@@ -128,13 +156,13 @@ void printSummary(const ResolvedPlan& plan) {
         if (time.time > longest.time || tested == 1)
             longest = time;
     }
-    std::cout << '\n'
-              << words("Drives to be tested: {tested}, refused: {refused}.",
-                       {{"tested", tested}, {"refused", plan.drives.size() - tested}})
-              << ' ' << describeFailure(plan.plan.onFailure) << '\n';
+    std::cout << '\n';
+    say(words("Drives to be tested: {tested}, refused: {refused}.",
+              {{"tested", tested}, {"refused", plan.drives.size() - tested}}) +
+        ' ' + describeFailure(plan.plan.onFailure));
     if (tested > 0)
-        std::cout << words("The drive that takes longest: {time}.", {{"time", timeText(longest)}}) << ' '
-                  << describeAssumedRates() << '\n';
+        say(words("The drive that takes longest: {time}.", {{"time", timeText(longest)}}) + ' ' +
+            describeAssumedRates());
 }
 
 /// Whether nothing of it is refused.
@@ -162,7 +190,7 @@ int check(const PlanOptions& options) {
     if (!notes.empty())
         std::cout << '\n';
     for (const std::string& note : notes)
-        std::cout << printable(note) << '\n';
+        say(note);
     printSummary(*plan);
     return statusOf(*plan);
 }
@@ -201,11 +229,13 @@ int runPlan(const RunOptions& options) {
     ShelfWork& work = plan->work;
     const ShelfOptions& given = options.shelf;
     work.jobs = given.jobs.value_or(work.jobs);
-    work.hangSeconds = given.hangSeconds.value_or(work.hangSeconds);
+    if (given.hangSeconds)
+        work.hangSeconds = given.hangSeconds;
     if (!given.folder.empty())
         work.folder = given.folder;
     work.newFolderIn = options.recordFolder;
-    return runShelf(work, {options.quiet, options.colours, options.outputOf(kJUnitOption)});
+    work.commandLine = options.commandLine;
+    return runShelf(std::move(work), {options.quiet, options.colours, options.outputOf(kJUnitOption)});
 }
 
 }  // namespace drivetest

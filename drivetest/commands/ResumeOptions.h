@@ -10,6 +10,7 @@ namespace drivetest {
 struct ResumeOptions {
     std::string folder;  ///< of the records
     RunOptions run;      ///< what is the same for all runs
+    bool list = false;   ///< says what would be done, and does nothing
 };
 
 }  // namespace drivetest

@@ -1,7 +1,10 @@
 #include "drivetest/commands/RunArguments.h"
 
+#include <CLI/CLI.hpp>
 #include <cstdint>
 
+#include "drivetest/commands/CommandOptions.h"
+#include "drivetest/commands/UsageError.h"
 #include "drivetest/report/OutputFormats.h"
 
 namespace drivetest {
@@ -79,6 +82,7 @@ std::vector<std::string> argumentsOf(const RunOptions& options) {
     add(words, "--module", options.moduleFile);
     if (options.progressTo >= 0)
         add(words, "--progress-to", std::to_string(options.progressTo));
+    add(words, "--drive-is", options.identity);
     // The record of a run that is gone on with has the others.
     if (!options.resume.empty())
         return words;
@@ -87,6 +91,24 @@ std::vector<std::string> argumentsOf(const RunOptions& options) {
         words.push_back(options.test);
     words.push_back(options.device);
     return words;
+}
+
+bool optionsOf(const std::vector<std::string>& words, RunOptions& options, std::string& error) {
+    CLI::App program;
+    program.allow_windows_style_options(false);  // what begins with "/" is a path everywhere
+    program.require_subcommand(1);
+    addCheck(program, options);
+    options.survey = false;  // addCheck() sets it, whatever the words are
+    addRun(program, options);
+    options.survey = !words.empty() && words.front() == "check";
+    try {
+        program.parse(Words(words.rbegin(), words.rend()));
+    } catch (const CLI::ParseError& wrong) {
+        error = describeUsageError(program, wrong);
+        return false;
+    }
+    std::erase_if(options.outputs, [](const auto& output) { return output.second.empty(); });
+    return true;
 }
 
 }  // namespace drivetest

@@ -12,4 +12,8 @@ namespace drivetest {
 /// among them.
 std::vector<std::string> argumentsOf(const RunOptions& options);
 
+/// The other way: what the command line makes of such words, beside what is in `options` already. False after
+/// a sentence in `error`.
+bool optionsOf(const std::vector<std::string>& words, RunOptions& options, std::string& error);
+
 }  // namespace drivetest

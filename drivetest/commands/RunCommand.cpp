@@ -14,6 +14,7 @@
 #include "drivetest/run/StandardStreams.h"
 #include "drivetest/run/TestRun.h"
 #include "drivetest/safety/SafeStart.h"
+#include "drivetest/shelf/DriveInquiry.h"
 #include "drivetest/shelf/GivenDrives.h"
 #include "drivetest/shelf/ReportPipe.h"
 #include "drivetest/shelf/Shelf.h"
@@ -69,6 +70,19 @@ bool openLink(const RunOptions& options, std::unique_ptr<ShelfLink>& link) {
     return true;
 }
 
+/// Some drives keep for ever whoever opens them: that is found out by a process which nobody has to wait for.
+/// kExitPass, or after a sentence how the run ends.
+ExitStatus askWhetherItAnswers(const RunOptions& options) {
+    // Of a drive among several that was asked already.
+    if (options.progressTo >= 0 || libDrive2::isSimulated(options.device))
+        return kExitPass;
+    const DriveAnswer answer = askDrives({{options.device}}).front();
+    if (!answer.isSilent)
+        return kExitPass;
+    complain(answer.problem);
+    return quix5::StopRequest::made() ? kExitUserAborted : kExitTimedOut;
+}
+
 /// Of several, which are for all runs of a folder that are gone on with, the one that is of this drive.
 void chooseConfirmation(RunOptions& options, const quix5::DiagDevice& device) {
     const std::string wanted = confirmationOf(device);
@@ -78,10 +92,10 @@ void chooseConfirmation(RunOptions& options, const quix5::DiagDevice& device) {
 
 int runOnShelf(const RunOptions& options) {
     std::string error;
-    const auto work = shelfWorkOf(options, error);
+    auto work = shelfWorkOf(options, error);
     if (work)
-        return runShelf(
-            *work, {options.quiet, options.colours, options.outputOf(kJUnitOption), options.replaceOutputs});
+        return runShelf(*std::move(work), {options.quiet, options.colours, options.outputOf(kJUnitOption),
+                                           options.replaceOutputs});
     complain(error);
     return kExitUsage;
 }
@@ -100,6 +114,8 @@ int runTests(const RunOptions& given) {
         complain(error);
         return kExitUsage;
     }
+    if (const ExitStatus silent = askWhetherItAnswers(options); silent != kExitPass)
+        return silent;
     std::unique_ptr<ShelfLink> link;
     if (!openLink(options, link))
         return kExitUsage;

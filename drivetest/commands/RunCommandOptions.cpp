@@ -57,11 +57,14 @@ void addShelfOptions(CLI::App& command, RunOptions& options) {
         ->check(wholeNumber(1, kMostJobs));
     command
         .add_option("--timeout", options.shelf.hangSeconds,
-                    words("End the run of a drive that makes no progress for so long, such as 10min"))
+                    words("End the run of a drive that makes no progress for so long; 0 for never (default: "
+                          "30min; 5h of one "
+                          "that records on optical media)"))
         ->type_name("TIME")
         ->transform(timeSpan());
     // Between the program and those that it starts.
     command.add_option("--progress-to", options.progressTo)->group("");
+    command.add_option("--drive-is", options.identity)->group("");
 }
 
 void addWhatToTest(CLI::App& command, RunOptions& options) {
@@ -290,16 +293,19 @@ CLI::App& addRun(CLI::App& program, RunOptions& options) {
 CLI::App& addResumeRuns(CLI::App& program, ResumeOptions& options) {
     CLI::App& command = *program.add_subcommand("resume", words("Go on with the runs that broke off"));
     command.footer(
-        words("Looks through the records of a folder (*.jsonl), and resumes every run that was killed, lost "
-              "its power, or ended without a verdict, as \"drivetest run --resume\" does: several drives "
-              "side by side, each by a process of its own. Each record gets one beside it that is whole.") +
-        "\n" +
         words(
-            "Exit status: that of the worst run, 0 when there was none; 6 when a run broke off and cannot be "
-            "resumed, 2 when the folder cannot be read."));
+            "Goes on with what was to be run on several drives (shelf.work): what has a verdict counts, what "
+            "broke off is resumed or begun anew, and what was never begun is run, each drive by a process of "
+            "its own. A test that writes is confirmed once more. Of single runs, every one that was killed, "
+            "lost its power, or ended without a verdict is resumed by its record (*.jsonl), as \"drivetest "
+            "run --resume\" does.") +
+        "\n" +
+        words("Exit status: that of the worst run, 0 when nothing was left to do; 6 when something cannot be "
+              "gone on with, 2 when the folder cannot be read."));
     command.add_option("DIR", options.folder, words("Folder with the records of runs"))
         ->type_name("")
         ->required();
+    command.add_flag("--list", options.list, words("Show what is left to do, and do nothing"));
     addSafetyOptions(command, options.run);
     addSaveProgress(command, options.run);
     addRespect(command, options.run);

@@ -59,6 +59,7 @@ struct RunOptions {
     std::string commandLine;                ///< as typed, for the record
     std::string planFile{};                 ///< that says all of it, for several drives; empty for none
     long long progressTo = -1;              ///< pipe of the shelf that has started this run; -1 for none
+    std::string identity{};  ///< of the drive that the shelf found there, as text; empty for any
     ShelfOptions shelf{};
 
     bool operator==(const RunOptions&) const = default;

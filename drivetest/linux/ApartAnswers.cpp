@@ -10,6 +10,7 @@
 #include <csignal>
 #include <cstddef>
 #include <list>
+#include <optional>
 
 #include "quix5/StopRequest.h"
 #include "zel/Uninterrupted.h"
@@ -27,6 +28,8 @@ constexpr std::size_t kMostBytes = std::size_t{1} << 20;
 constexpr std::chrono::milliseconds kSlice{100};
 /// How soon the end of a process is seen that has told all.
 constexpr std::chrono::milliseconds kEndSlice{2};
+/// The system ends a process at once, unless it waits for its drive.
+constexpr std::chrono::seconds kTimeToVanish{1};
 /// Ends an answer, so that one which was broken off is known.
 constexpr char kEnd = '\n';
 
@@ -72,11 +75,15 @@ public:
         m_pipe = ends[0];
         close(ends[1]);
         fcntl(m_pipe, F_SETFL, O_NONBLOCK);
+        if (m_process < 0)
+            closePipe();
     }
     ~Asking() { closePipe(); }
     Asking(const Asking&) = delete;
     Asking& operator=(const Asking&) = delete;
 
+    /// False when the system gives no process for it.
+    [[nodiscard]] bool isUnderWay() const { return m_process > 0; }
     /// -1 when all was told.
     [[nodiscard]] int pipe() const { return m_pipe; }
     /// Takes what has come; true when there is nothing more to wait for.
@@ -85,9 +92,10 @@ public:
         if (m_pipe >= 0 && !take())
             judge();
         if (m_pipe >= 0 && isTooLate)
-            giveUp(now >= m_deadline ? ApartAnswer::End::silent : ApartAnswer::End::stopped);
+            giveUp(now >= m_deadline ? ApartAnswer::End::silent : ApartAnswer::End::stopped, now);
         // It may be kept even at its end. What the system does not end is left to it.
-        return m_pipe < 0 && (m_process < 0 || waitpid(m_process, nullptr, WNOHANG) != 0 || isTooLate);
+        const bool isLeft = m_killed ? now - *m_killed >= kTimeToVanish : isTooLate;
+        return m_pipe < 0 && (m_process < 0 || waitpid(m_process, nullptr, WNOHANG) != 0 || isLeft);
     }
 
 private:
@@ -105,9 +113,10 @@ private:
         m_answer.text.resize(isWhole ? m_answer.text.size() - 1 : 0);
         closePipe();
     }
-    void giveUp(ApartAnswer::End how) {
+    void giveUp(ApartAnswer::End how, Clock::time_point now) {
         m_answer = {how, ""};
         kill(m_process, SIGKILL);
+        m_killed = now;
         closePipe();
     }
     void closePipe() {
@@ -118,6 +127,7 @@ private:
 
     ApartAnswer& m_answer;
     Clock::time_point m_deadline;
+    std::optional<Clock::time_point> m_killed;
     pid_t m_process = -1;
     int m_pipe = -1;
 };
@@ -140,8 +150,13 @@ std::vector<ApartAnswer> askApart(const std::vector<Question>& questions, std::c
     std::list<Asking> asking;
     std::size_t next = 0;
     while (next < questions.size() || !asking.empty()) {
-        for (; next < questions.size() && asking.size() < kMostAtOnce; ++next)
+        for (; next < questions.size() && asking.size() < kMostAtOnce; ++next) {
             asking.emplace_back(questions[next], answers[next], Clock::now() + longest);
+            if (asking.back().isUnderWay() || asking.size() == 1)
+                continue;
+            asking.pop_back();  // when one of the others has ended there is room for it
+            break;
+        }
         waitForAny(asking);
         asking.remove_if([now = Clock::now()](Asking& each) { return each.look(now); });
     }

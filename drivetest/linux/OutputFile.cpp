@@ -196,6 +196,15 @@ bool OutputFile::begin() {
     return zel::uninterrupted([this] { return ftruncate(m_descriptor, 0); }) == 0;
 }
 
+bool OutputFile::goOnAt(std::uint64_t bytes) {
+    m_created.clear();
+    const auto end = static_cast<off_t>(bytes);
+    if (m_owned && flock(m_descriptor, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK)
+        return false;
+    return zel::uninterrupted([&] { return ftruncate(m_descriptor, end); }) == 0 &&
+           lseek(m_descriptor, end, SEEK_SET) == end;
+}
+
 bool OutputFile::write(std::string_view text) const {
     while (!text.empty()) {
         const ssize_t written =

@@ -110,6 +110,8 @@ int spawn(std::vector<std::string>& words, const Streams& streams, pid_t& proces
     posix_spawn_file_actions_adddup2(&files, streams.log, STDERR_FILENO);
     // The last one: another of them may have that number here.
     posix_spawn_file_actions_adddup2(&files, streams.pipe, kPipeOfChild);
+    // Nothing of whoever started this program: a process that never ends would keep it.
+    posix_spawn_file_actions_addclosefrom_np(&files, kPipeOfChild + 1);
     // What this process ignores, or was told to, must end that one all the same.
     sigset_t ordinary;
     sigemptyset(&ordinary);
@@ -221,6 +223,11 @@ std::atomic<pid_t>* freeEntry() {
     return found != running.end() ? &*found : nullptr;
 }
 
+/// The limits on processes and open files, and memory.
+bool isLackOfRoom(int failure) {
+    return failure == EAGAIN || failure == EMFILE || failure == ENFILE || failure == ENOMEM;
+}
+
 std::string failureText(int failure) {
     return zel::words("a process for the test could not be started: {reason}",
                       {{"reason", std::generic_category().message(failure)}});
@@ -229,7 +236,7 @@ std::string failureText(int failure) {
 }  // namespace
 
 std::unique_ptr<RunProcess> RunProcess::start(std::vector<std::string> arguments, const std::string& log,
-                                              std::string& error) {
+                                              std::string& error, bool& isCrowded) {
     // Ignored, as whoever started this program may have left it, it would hide how a process ends.
     std::signal(SIGCHLD, SIG_DFL);
     setLastDeed(&destroyAll);
@@ -238,6 +245,7 @@ std::unique_ptr<RunProcess> RunProcess::start(std::vector<std::string> arguments
     };
     const Descriptor logFile(made(log, O_WRONLY | O_CREAT | O_EXCL | O_APPEND | O_NOFOLLOW));
     if (logFile.number() < 0) {
+        isCrowded = isLackOfRoom(errno);
         error = zel::words("{file} could not be made: {reason}",
                            {{"file", log}, {"reason", std::generic_category().message(errno)}});
         return nullptr;
@@ -255,6 +263,9 @@ std::unique_ptr<RunProcess> RunProcess::start(std::vector<std::string> arguments
     if (failure == 0)
         return std::make_unique<Process>(process, report.releaseReading(), input.releaseWriting(), *entry);
     error = failureText(failure);
+    isCrowded = isLackOfRoom(failure);
+    if (isCrowded)
+        unlink(log.c_str());
     return nullptr;
 }
 

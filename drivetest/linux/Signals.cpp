@@ -135,4 +135,23 @@ void leaveSignalsToOthers() {
     pthread_sigmask(SIG_BLOCK, &all, nullptr);
 }
 
+void LateSignals::look() {
+    // A thread that can be reached takes them long before.
+    constexpr unsigned kPatience = 5;
+    sigset_t waiting;
+    sigpending(&waiting);
+    sigset_t late;
+    sigemptyset(&late);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT})
+        if (sigismember(&waiting, signal) == 1)
+            sigaddset(&late, signal);
+    m_looks = sigisemptyset(&late) != 0 ? 0 : m_looks + 1;
+    if (m_looks < kPatience)
+        return;
+    m_looks = 0;
+    sigset_t before;
+    pthread_sigmask(SIG_UNBLOCK, &late, &before);
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+}
+
 }  // namespace drivetest

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -50,7 +51,7 @@ struct Plan {
     unsigned repeats = 1;
     unsigned jobs = 0;
     std::string folder{};
-    std::uint32_t hangSeconds = 0;
+    std::optional<std::uint32_t> hangSeconds{};
     std::vector<TomlText> confirmed{};  ///< serial numbers, paths of drives without one
     std::vector<PlannedTest> tests{};
     std::vector<PlannedDrive> drives{};

@@ -10,6 +10,7 @@
 #include "drivetest/run/Setup.h"
 #include "drivetest/safety/SafeStart.h"
 #include "drivetest/safety/SystemAdvice.h"
+#include "drivetest/shelf/DriveInquiry.h"
 #include "drivetest/terminal/Texts.h"
 #include "quix5/DeviceInventory.h"
 #include "zel/Words.h"
@@ -128,11 +129,14 @@ DriveWork workOf(const ResolvedPlan& resolved, const ResolvedPlan::Drive& drive)
     work.refusal = refusalOf(resolved, drive, confirmation);
     work.refusedAs = drive.found.isSilent ? kExitTimedOut : kExitCannotRun;
     work.identity = drive.found.identity;
+    if (writesTo(drive) && drive.found.device.hasCapability(quix5::DeviceCapability::SCSIMMC))
+        work.longestSilence = kLongestSilenceOfRecorders;
     for (unsigned round = 0; round < resolved.plan.repeats; ++round)
         for (const auto& [test, outlook] : drive.tests)
             for (unsigned repeat = 0; repeat < test->planned->repeats; ++repeat) {
                 RunOptions& run = work.runs.emplace_back(test->options);
                 run.device = work.device;
+                run.identity = lastingIdentity(work.identity);
                 run.confirm = test->writes ? confirmation : std::string();
                 work.bytes += outlook ? outlook->bytes : 0;
             }

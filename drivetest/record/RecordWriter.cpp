@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "drivetest/record/ListPlaces.h"
 #include "drivetest/record/ObjectOf.h"
 #include "zel/Format.h"
 
@@ -24,15 +25,6 @@ std::string formatTime(std::chrono::system_clock::time_point time) {
                        static_cast<int>(clock.seconds().count()),
                        static_cast<int>(clock.subseconds().count()))
         .utf8();
-}
-
-/// Puts each list in the place of the string that stands for it.
-void insertLists(std::string& line, const std::vector<std::string>& lists) {
-    for (std::size_t i = 0; i < lists.size(); ++i) {
-        const std::string place = '"' + RecordWriter::placeOf(i) + '"';
-        if (const std::size_t at = line.find(place); at != std::string::npos)
-            line.replace(at, place.size(), lists[i]);
-    }
 }
 
 }  // namespace
@@ -109,10 +101,6 @@ void RecordWriter::writeStep(const char* artifact, Json content, const std::vect
     std::string line = stamped(objectOf({{"testStepArtifact", std::move(step)}}));
     insertLists(line, lists);
     give(std::move(line), false);
-}
-
-std::string RecordWriter::placeOf(std::size_t list) {
-    return "@" + std::to_string(list);
 }
 
 }  // namespace drivetest

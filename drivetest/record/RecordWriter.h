@@ -29,10 +29,10 @@ public:
 
     void writeSchemaVersion();
     void writeRun(const char* artifact, Json content);
-    /// The texts in `lists` take the places of the strings placeOf(0), placeOf(1) ... in the content, which
-    /// has no others like them: lists of so many values that each as Json would take many times its text.
+    /// The texts in `lists` take the places of the strings placeOfList(0), placeOfList(1) ... in the content,
+    /// which has no others like them: lists of so many values that each as Json would take many times its
+    /// text.
     void writeStep(const char* artifact, Json content, const std::vector<std::string>& lists = {});
-    [[nodiscard]] static std::string placeOf(std::size_t list);
     /// An extension that proves all lines up to itself: its content ends with "sha256", the SHA-256 of the
     /// record's bytes up to the line's end, where the digest stands as kNoDigest. A file's outlive a power
     /// cut.

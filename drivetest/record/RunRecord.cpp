@@ -3,17 +3,15 @@
 #include <cmath>
 #include <utility>
 
-#include "drivetest/devices/Drives.h"
 #include "drivetest/health/HealthJson.h"
 #include "drivetest/record/GradeJson.h"
 #include "drivetest/record/ObjectOf.h"
 #include "drivetest/record/ResumeJson.h"
+#include "drivetest/record/RunStartJson.h"
 #include "drivetest/record/SharingJson.h"
 #include "drivetest/record/StatisticsJson.h"
 #include "drivetest/resume/ResumedRun.h"
-#include "drivetest/shelf/links/SharedLink.h"
 #include "drivetest/terminal/Texts.h"
-#include "quix5/DeviceInventory.h"
 #include "zel/Words.h"
 
 namespace drivetest {
@@ -22,25 +20,10 @@ using quix5::TestResult;
 
 namespace {
 
-constexpr const char* kHardwareId = "drive";
-constexpr const char* kSoftwareId = "drivetest";
 constexpr std::uint64_t kMostLogLines = 1000;
 constexpr int kLeastLogPriority = 3;
 
-Json jsonOf(const quix5::Value& value) {
-    const zel::ZELValue& held = value.getZELValue();
-    std::uint64_t natural = 0;
-    double real = 0;
-    if (value.type() == quix5::DataType::BOOLEAN)
-        return value.valueBool();
-    if (held.get(natural))
-        return natural;
-    if (held.get(real))
-        return real;
-    return value.valueString().zelString().utf8();
-}
-
-Json jsonOf(quix5::SourceLocation where) {
+Json placeJson(quix5::SourceLocation where) {
     return {{"file", where.file}, {"line", where.line}};
 }
 
@@ -71,39 +54,6 @@ Verdict verdictOf(const TestResult& result) {
     }
 }
 
-Json describeDrive(const quix5::DiagDevice& device) {
-    Json drive{{"hardwareInfoId", kHardwareId},
-               {"name", device.name().utf8()},
-               {"location", device.osLocator().utf8()}};
-    for (const auto& [field, property] : {std::pair{"serialNumber", quix5::kPropertySerial},
-                                          {"revision", quix5::kPropertyFirmware},
-                                          {"manufacturer", quix5::kPropertyVendor}})
-        if (const std::string text = textProperty(device, property); !text.empty())
-            drive[field] = text;
-    return drive;
-}
-
-/// From the drive to the processor.
-Json describeLinks(const quix5::DiagDevice& device) {
-    Json links = Json::array();
-    for (const SharedLink& link : linksOf(device.osLocator().utf8())) {
-        Json each{{"name", link.name.utf8()}};
-        if (link.megabytesPerSecond > 0)
-            each["megabytesPerSecond"] = std::llround(link.megabytesPerSecond);
-        links.push_back(std::move(each));
-    }
-    return links;
-}
-
-/// All that are in force, given or by default.
-Json describeParameters(const quix5::Test& test) {
-    Json inForce = Json::object();
-    for (const quix5::Parameter* parameter : test.parameters())
-        if (const auto value = parameter->isset() ? parameter->value() : parameter->defaultValue())
-            inForce[parameter->name().utf8()] = jsonOf(*value);
-    return inForce;
-}
-
 RecordedEvent recorded(const quix5::Event& event, const char* type, const std::string& cause) {
     RecordedEvent result{event.key().utf8(), type, cause, event.localizedMessage().utf8(), Json::object()};
     for (const auto& [name, value] : event.variables())
@@ -124,20 +74,9 @@ void RunRecord::begin(const RunStart& start) {
         return;
     }
     m_writer->writeSchemaVersion();
-    Json dut{{"dutInfoId", "0"},
-             {"name", start.device.osLocator().utf8()},
-             {"softwareInfos", Json::array({{{"softwareInfoId", kSoftwareId},
-                                             {"name", "drivetest"},
-                                             {"version", DRIVETEST_VERSION},
-                                             {"softwareType", "APPLICATION"}}})},
-             {"hardwareInfos", Json::array({describeDrive(start.device)})}};
-    m_writer->writeRun("testRunStart", {{"name", "drivetest"},
-                                        {"version", DRIVETEST_VERSION},
-                                        {"commandLine", zel::String(start.commandLine).utf8()},
-                                        {"parameters", describeParameters(start.test)},
-                                        {"dutInfo", std::move(dut)}});
+    m_writer->writeRun("testRunStart", runStartJson(start));
     m_writer->writeStep("testStepStart", {{"name", start.test.name().utf8()}});
-    if (Json links = describeLinks(start.device); !links.empty())
+    if (Json links = linksJson(start.device); !links.empty())
         writeExtension("links", {{"links", std::move(links)}});
 }
 
@@ -171,16 +110,7 @@ void RunRecord::writeExtension(const char* name, Json content) {
 void RunRecord::driveObtained(const DriveAccess& access) {
     if (m_isResumed)
         return;
-    Json drive{{"method", access.method}, {"sectors", access.sectors}, {"sectorBytes", access.sectorBytes}};
-    if (access.protectionType != 0)
-        drive["protectionType"] = access.protectionType;
-    if (!access.identity.empty())
-        drive["identity"] = zel::String(access.identity).utf8();
-    if (access.transferSectors != 0)
-        drive["transferSectors"] = access.transferSectors;
-    if (!access.properties.empty())
-        drive["properties"] = access.properties;
-    writeExtension("drive", std::move(drive));
+    writeExtension("drive", driveJson(access));
     if (access.fingerprint != nullptr)
         writeExtension("fingerprint", fingerprintJson(*access.fingerprint));
 }
@@ -220,7 +150,7 @@ void RunRecord::event(const RunEvent& event) {
                                           {"type", "FAIL"},
                                           {"message", m_lastMessage.utf8()},
                                           {"hardwareInfoId", kHardwareId},
-                                          {"sourceLocation", jsonOf(event.where)}});
+                                          {"sourceLocation", placeJson(event.where)}});
 }
 
 void RunRecord::runError(const RunError& error) {
@@ -235,7 +165,7 @@ void RunRecord::runError(const RunError& error) {
                  {"message", error.message + (isCauseToldApart ? "" : ": " + error.cause)},
                  {"softwareInfoIds", Json::array({kSoftwareId})}};
     if (error.where)
-        content["sourceLocation"] = jsonOf(*error.where);
+        content["sourceLocation"] = placeJson(*error.where);
     m_writer->writeStep("error", std::move(content));
 }
 

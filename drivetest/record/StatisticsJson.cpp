@@ -4,7 +4,7 @@
 #include <string>
 #include <utility>
 
-#include "drivetest/record/RecordWriter.h"
+#include "drivetest/record/ListPlaces.h"
 #include "drivetest/record/RunLengths.h"
 
 namespace drivetest {
@@ -87,8 +87,8 @@ SurfaceJson surfaceJson(const SurfaceMap& surface) {
     const auto slowest = runLengths(surface.slowest(), kMostRuns);
     return {{{"sectorsPerCell", surface.sectorsPerCell()},
              {"cells", surface.outcomes().size()},
-             {"outcomes", RecordWriter::placeOf(0)},
-             {"slowestUs", RecordWriter::placeOf(1)},
+             {"outcomes", placeOfList(0)},
+             {"slowestUs", placeOfList(1)},
              {"cellsPerValue", {{"outcomes", outcomes.cellsPerValue}, {"slowestUs", slowest.cellsPerValue}}}},
             {pairsOf(outcomes, codeOf), pairsOf(slowest, slowestOf)}};
 }

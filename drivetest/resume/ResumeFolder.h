@@ -1,7 +1,10 @@
 #pragma once
 
+#include <set>
 #include <string>
 #include <vector>
+
+#include "drivetest/resume/RunChains.h"
 
 namespace drivetest {
 
@@ -11,9 +14,8 @@ struct BrokenOffRuns {
     std::vector<std::string> sentences{};  ///< on those that broke off and cannot be resumed
 };
 
-/// Looks through all files "*.jsonl" of the folder. Of a run that was resumed several times the record that
-/// is furthest is given, none when one of them came to its end. False after a sentence in `error` when the
-/// folder cannot be read.
-bool findBrokenOff(const std::string& folder, BrokenOffRuns& runs, std::string& error);
+/// Of a run that was resumed several times the record that is furthest is given, none when one of them came
+/// to its end, or has one of the names `besides`.
+BrokenOffRuns brokenOffAmong(const RunChains& chains, const std::set<std::string>& besides);
 
 }  // namespace drivetest

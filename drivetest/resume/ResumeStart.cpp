@@ -1,9 +1,10 @@
 #include "drivetest/resume/ResumeStart.h"
 
-#include <algorithm>
+#include <string>
 #include <utility>
 #include <vector>
 
+#include "drivetest/record/KeptRecord.h"
 #include "drivetest/resume/ResumeFile.h"
 #include "drivetest/terminal/Texts.h"
 #include "libDrive2/DeviceDescription.h"
@@ -71,18 +72,10 @@ std::string findExcess(const RunOptions& options) {
 
 std::string nextRecord(const std::string& record) {
     const auto path = zel::pathOf(record);
-    std::string stem = zel::textOf(path.stem());
-    int number = 2;
-    if (const auto dash = stem.rfind('-');
-        dash != std::string::npos && dash + 1 < stem.size() && stem.size() - dash <= 4 &&
-        std::all_of(stem.begin() + static_cast<std::ptrdiff_t>(dash) + 1, stem.end(),
-                    [](char c) { return c >= '0' && c <= '9'; })) {
-        number = std::stoi(stem.substr(dash + 1)) + 1;
-        stem.resize(dash);
-    }
-    for (;; ++number) {
-        const std::string name = stem + "-" + std::to_string(number) + zel::textOf(path.extension());
-        std::string next = zel::textOf(path.parent_path() / zel::pathOf(name));
+    const NumberedName name = numberedName(zel::textOf(path.stem()));
+    for (int number = name.number + 1;; ++number) {
+        const std::string file = name.text + "-" + std::to_string(number) + zel::textOf(path.extension());
+        std::string next = zel::textOf(path.parent_path() / zel::pathOf(file));
         if (!zel::pathExists(next))
             return next;
     }

@@ -16,7 +16,6 @@ constexpr seconds kBetweenWithLimit{15};
 constexpr seconds kRest{15};
 /// How soon a stop is noticed meanwhile.
 constexpr std::chrono::milliseconds kSlice{100};
-constexpr std::chrono::hours kLongest{1};
 constexpr std::int64_t kCooler = 5;
 /// A drive may be too busy with an error to tell.
 constexpr unsigned kMostSilences = 3;
@@ -75,7 +74,7 @@ HeatWatch::Rest HeatWatch::cool(const std::function<bool()>& isStopping) {
         m_isFresh = false;
         return how;
     };
-    while (rested() < kLongest) {
+    while (rested() < kLongestRest) {
         for (std::chrono::milliseconds slept{0}; slept < kRest && !isStopping(); slept += kSlice)
             clock.sleep(kSlice);
         if (isStopping())

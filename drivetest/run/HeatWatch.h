@@ -29,7 +29,8 @@ public:
 
     /// How a rest ended; `silent` when the drive did not tell any more how warm it is.
     enum class Rest : std::uint8_t { cooled, silent, stopped, inVain };
-    /// Lets it rest until it is five degrees below the limit, somebody wants to stop, or an hour is over.
+    static constexpr std::chrono::hours kLongestRest{1};
+    /// Lets it rest until it is five degrees below the limit, somebody wants to stop, or that is over.
     Rest cool(const std::function<bool()>& isStopping);
     /// It may become as hot as it likes.
     void dropLimit() { m_course.limit.reset(); }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -27,6 +28,9 @@ public:
     [[nodiscard]] int descriptor() const { return m_descriptor; }
     /// The run goes ahead: empties the file, and keeps it. False when it cannot be emptied.
     [[nodiscard]] bool begin();
+    /// Instead of begin(): keeps the first so many bytes, and writes behind them. False when that fails, or
+    /// another process writes to the file.
+    [[nodiscard]] bool goOnAt(std::uint64_t bytes);
     /// Blocks until all is written; false when that failed.
     [[nodiscard]] bool write(std::string_view text) const;
     /// Blocks until what was written would outlive a power cut, and the file's name with it; false when that

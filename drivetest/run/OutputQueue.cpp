@@ -121,10 +121,14 @@ OutputQueue::OutputQueue(OutputFile file) : m_state(std::make_shared<State>(std:
     m_state->failed = !m_state->file.begin();
     if (m_state->failed)
         hasOneFailed = true;
-    m_thread = std::thread([state = m_state] {
-        leaveSignalsToOthers();
-        state->writeAll();
-    });
+    try {
+        m_thread = std::thread([state = m_state] {
+            leaveSignalsToOthers();
+            state->writeAll();
+        });
+    } catch (const std::system_error&) {
+        // The system has no thread to give: better whoever adds something waits than that nothing is said.
+    }
 }
 
 OutputQueue::~OutputQueue() {
@@ -134,6 +138,8 @@ OutputQueue::~OutputQueue() {
     const bool blocked = m_state->writing;
     lock.unlock();
     m_state->wake.notify_one();
+    if (!m_thread.joinable())
+        return;
     if (blocked)
         m_thread.detach();
     else
@@ -196,12 +202,14 @@ std::string OutputQueue::standardFailure() {
 }
 
 void OutputQueue::add(std::string text, bool isDurable) {
-    const std::lock_guard lock(m_state->mutex);
+    std::unique_lock lock(m_state->mutex);
     if (m_state->failed || m_state->givenUp)
         return;
     m_state->lines.push_back({std::move(text), isDurable});
     bytesOfAll += costOf(m_state->lines.back());
     m_state->wake.notify_one();
+    if (!m_thread.joinable() && !m_state->writing)
+        m_state->writeFirst(lock);
 }
 
 bool OutputQueue::isBusy() const {

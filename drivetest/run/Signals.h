@@ -33,4 +33,15 @@ void setStatusOn(int descriptor);
 /// Keeps signals from the calling thread: they interrupt the others, whose waiting they are to end.
 void leaveSignalsToOthers();
 
+/// Requests to stop that wait as the thread which should take them is kept by a drive that never answers.
+class LateSignals {
+public:
+    /// To be called again and again by a thread that leaves signals to others. Takes those that still wait
+    /// after some calls.
+    void look();
+
+private:
+    unsigned m_looks = 0;
+};
+
 }  // namespace drivetest

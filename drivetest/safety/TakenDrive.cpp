@@ -37,6 +37,14 @@ std::unique_ptr<TakenDrive> TakenDrive::take(ChosenTest& chosen, const RunOption
                                                       : drive->takeForReading(console);
     if (refused != kExitPass)
         return nullptr;
+    if (!drive->isTheOne(options.identity)) {
+        complain(
+            words("{drive} is another drive now than when the run on several drives began: nothing is "
+                  "done with it",
+                  {{"drive", chosen.device.osLocator()}}));
+        refused = kExitCannotRun;
+        return nullptr;
+    }
     // A run that goes on has to find the drive as it was at the beginning of the first.
     if (options.resumed != nullptr)
         refused = checkResumed(*options.resumed, *drive);
@@ -49,6 +57,14 @@ std::optional<libDrive2::DriveIdentity> TakenDrive::identity() const {
     if (held.isHeld())
         return held.identity();
     return readLease != nullptr ? std::optional(identityOf(*readLease, chosen.device)) : std::nullopt;
+}
+
+/// By its turn, hours later, another one may have the path.
+bool TakenDrive::isTheOne(const std::string& wanted) const {
+    libDrive2::DriveIdentity before;
+    const auto now = identity();
+    return wanted.empty() || !now || !libDrive2::DriveIdentity::fromText(wanted, before) ||
+           libDrive2::isSameDrive(*now, before);
 }
 
 /// Of what is gone with the process nobody asks later.

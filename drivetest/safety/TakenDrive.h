@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <optional>
+#include <string>
 
 #include "drivetest/commands/RunOptions.h"
 #include "drivetest/run/Setup.h"
@@ -44,6 +45,7 @@ private:
     ExitStatus takeForReading(Console& console);
     ExitStatus takeForWriting(const RunOptions& options, Console& console);
     void takeFingerprint();
+    [[nodiscard]] bool isTheOne(const std::string& wanted) const;
 };
 
 }  // namespace drivetest

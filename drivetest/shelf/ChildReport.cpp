@@ -85,13 +85,12 @@ std::optional<ChildReport> ChildReport::fromText(std::string_view line) {
     return report;
 }
 
-/// A drive that rests does what it is to do.
 bool ChildReport::isBeyond(const ChildReport& before) const {
     const auto done = [](const ChildReport& report) {
         return std::tuple(report.stage, report.share, report.bytes, report.visited, report.sector,
                           report.errors, report.warnings);
     };
-    return stage == RunStage::resting || done(*this) != done(before);
+    return done(*this) != done(before);
 }
 
 }  // namespace drivetest

@@ -83,6 +83,10 @@ DriveAnswer understood(const ApartAnswer& told, const std::string& locator) {
 
 }  // namespace
 
+std::string lastingIdentity(const std::optional<libDrive2::DriveIdentity>& identity) {
+    return identity && libDrive2::isStable(*identity) ? identity->toText() : std::string();
+}
+
 std::vector<DriveAnswer> askDrives(const std::vector<DriveQuestion>& questions) {
     std::vector<std::function<std::string()>> asked;
     asked.reserve(questions.size());

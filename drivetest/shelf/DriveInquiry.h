@@ -30,4 +30,8 @@ struct DriveAnswer {
 /// none of them: one that keeps whoever opens it has nothing but a silent answer.
 std::vector<DriveAnswer> askDrives(const std::vector<DriveQuestion>& questions);
 
+/// For the process that tests the drive later, so that it is not another one by then; empty where nothing
+/// lasting is known of it.
+std::string lastingIdentity(const std::optional<libDrive2::DriveIdentity>& identity);
+
 }  // namespace drivetest

@@ -1,19 +1,16 @@
 #include "drivetest/shelf/DriveRun.h"
 
 #include <algorithm>
-#include <filesystem>
 #include <fstream>
-#include <system_error>
 #include <utility>
 
 #include "drivetest/ExitStatus.h"
 #include "drivetest/commands/RunArguments.h"
-#include "drivetest/html/HtmlReport.h"
-#include "drivetest/record/RecordReader.h"
 #include "drivetest/report/OutputFormats.h"
-#include "drivetest/run/NewFile.h"
+#include "drivetest/run/HeatWatch.h"
 #include "drivetest/safety/JournalPlace.h"
 #include "drivetest/safety/OpenJournals.h"
+#include "drivetest/shelf/RecordedOutcome.h"
 #include "drivetest/terminal/Labels.h"
 #include "zel/Path.h"
 #include "zel/Words.h"
@@ -55,50 +52,6 @@ bool isVerdict(int status) {
     return status == kExitPass || status == kExitWarn || status == kExitFail || status == kExitUserAborted;
 }
 
-/// False after a sentence in `problem`.
-bool writeReport(const RecordedRun& run, const std::string& path, std::string& problem) {
-    NewFile file(path, false);
-    const bool isWritten =
-        file.open() && writeHtmlReport({run}, [&file](std::string_view part) { return file.write(part); }) &&
-        file.keep();
-    problem = file.problem();
-    return isWritten;
-}
-
-std::optional<double> rateOf(const RecordedRun& run, const char* name) {
-    const RecordedMeasurement* const rate = run.measurement(name);
-    return rate != nullptr ? std::optional(rate->value) : std::nullopt;
-}
-
-/// Beside what is said already.
-void say(RunOutcome& outcome, const std::string& text) {
-    outcome.words += (outcome.words.empty() || text.empty() ? "" : "; ") + text;
-}
-
-/// A record that was never begun is none.
-void readOutcome(RunOutcome& outcome) {
-    std::error_code unknown;
-    const auto size = std::filesystem::file_size(zel::pathOf(outcome.files.record), unknown);
-    if (!unknown && size == 0)
-        std::filesystem::remove(zel::pathOf(outcome.files.record), unknown);
-    if (unknown || size == 0)
-        return;
-    outcome.hasRecord = true;
-    std::string problem;
-    const auto run = readRecord(outcome.files.record, problem);
-    if (!run)
-        return;
-    outcome.test = run->test.empty() ? outcome.test : run->test;
-    outcome.result = run->result;
-    outcome.grade = run->grade ? run->grade->grade : '\0';
-    outcome.badSectors = run->badSectors();
-    outcome.readRate = rateOf(*run, "readRate");
-    outcome.writeRate = rateOf(*run, "writeRate");
-    outcome.hasReport = writeReport(*run, outcome.files.report, problem);
-    if (!outcome.hasReport)
-        say(outcome, problem);
-}
-
 /// How a process ended that nobody asked to.
 void takeEnd(const ProcessEnd& end, RunOutcome& outcome) {
     if (end.isExit) {
@@ -132,8 +85,8 @@ RunOptions optionsOfChild(RunOptions options, const RunFiles& files) {
 DriveRun::DriveRun(RunOptions options, RunFiles files, std::chrono::seconds hang)
     : m_options(optionsOfChild(std::move(options), files)), m_files(std::move(files)), m_hang(hang) {}
 
-bool DriveRun::start(Time now, std::string& error) {
-    m_process = RunProcess::start(argumentsOf(m_options), m_files.log, error);
+bool DriveRun::start(Time now, std::string& error, bool& isCrowded) {
+    m_process = RunProcess::start(argumentsOf(m_options), m_files.log, error, isCrowded);
     m_began = m_lastProgress = now;
     return m_process != nullptr;
 }
@@ -166,10 +119,28 @@ void DriveRun::takeReports(Time now) {
 }
 
 std::chrono::seconds DriveRun::patience() const {
-    return m_report.stage == RunStage::testing ? m_hang : std::max(m_hang, kPatienceBesideTest);
+    // What only this process can put back is worth any wait.
+    if (m_stopSeen && m_report.stake != AtStake::unprotectedSectors)
+        return m_report.stake == AtStake::nothing ? kGrace : kPatienceBesideTest;
+    if (m_hang.count() == 0)
+        return 0s;
+    switch (m_report.stage) {
+        case RunStage::testing:
+            return m_hang;
+        case RunStage::resting:  // what it is to do, but no longer than a rest may be
+            return m_hang + HeatWatch::kLongestRest;
+        case RunStage::preparing:
+        case RunStage::ending:
+            break;
+    }
+    return std::max(m_hang, kPatienceBesideTest);
 }
 
 void DriveRun::watchForHang(Time now) {
+    if (m_isStopping && !m_stopSeen)
+        m_stopSeen = now;
+    const std::chrono::seconds longest = patience();
+    const Time since = std::max(m_lastProgress, m_stopSeen.value_or(m_lastProgress));
     if (m_destroyed) {
         m_isOver = now - *m_destroyed >= kTimeToVanish;
     } else if (m_endAsked) {
@@ -177,9 +148,10 @@ void DriveRun::watchForHang(Time now) {
             return;
         m_process->push(RunProcess::Push::destroy);
         m_destroyed = now;
-    } else if (m_hang.count() > 0 && now - m_lastProgress >= patience()) {
+    } else if (longest.count() > 0 && now - since >= longest) {
         m_process->push(RunProcess::Push::stop);
         m_endAsked = now;
+        m_silence = longest;
     }
 }
 
@@ -197,7 +169,8 @@ void DriveRun::hurry() {
 void DriveRun::tellSharing(const std::vector<LinkSharing>& links) {
     if (m_isOver || links.empty())
         return;
-    std::string line = sharingLine(links) + "\n";
+    std::string line = sharingLine(links);
+    line += '\n';
     if (line != m_told && m_process->tell(line))
         m_told = std::move(line);
 }
@@ -207,7 +180,7 @@ RunOutcome DriveRun::outcome() const {
     outcome.test = m_options.test;
     outcome.files = m_files;
     judgeEnd(outcome);
-    readOutcome(outcome);
+    readRecorded(outcome);
     if (outcome.end == RunEnd::byItself && !isVerdict(outcome.status))
         say(outcome, lastReason(m_files.log));
     if (!outcome.hasRecord && outcome.words.empty())
@@ -227,7 +200,7 @@ void DriveRun::judgeEnd(RunOutcome& outcome) const {
 void DriveRun::judgeHang(RunOutcome& outcome) const {
     outcome.end = m_end ? RunEnd::hung : RunEnd::lost;
     outcome.status = m_end && m_end->status == kExitNotRestored ? kExitNotRestored : kExitTimedOut;
-    const std::string time = std::to_string(patience().count());
+    const std::string time = std::to_string(m_silence.count());
     outcome.words = m_end ? words("it made no progress for {n} s and was ended", {{"n", time}})
                           : words(
                                 "it made no progress for {n} s, and the system does not end its process "

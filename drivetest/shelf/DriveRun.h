@@ -21,8 +21,8 @@ public:
 
     /// Without progress for longer than `hang` it is ended; zero for never.
     DriveRun(RunOptions options, RunFiles files, std::chrono::seconds hang);
-    /// False after a sentence in `error`.
-    bool start(Time now, std::string& error);
+    /// False after a sentence in `error`; `isCrowded` as for RunProcess::start().
+    bool start(Time now, std::string& error, bool& isCrowded);
 
     /// Takes what it has told, and ends it where it hangs.
     void look(Time now);
@@ -59,7 +59,9 @@ private:
     ChildReport m_report;
     Time m_began{};
     Time m_lastProgress{};
-    std::optional<Time> m_endAsked;  ///< because it hangs
+    std::optional<Time> m_stopSeen;     ///< somebody wants it to stop since then
+    std::optional<Time> m_endAsked;     ///< because it hangs
+    std::chrono::seconds m_silence{0};  ///< that it was ended for
     std::optional<Time> m_destroyed;
     bool m_isStopping = false;
     bool m_isOver = false;

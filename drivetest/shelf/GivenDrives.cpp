@@ -97,6 +97,7 @@ bool addDrive(const RunOptions& given, const DriveAnswer& answer, const std::str
     if (answer.isSilent) {
         drive.refusal = answer.problem;
         drive.refusedAs = kExitTimedOut;
+        drive.runs.push_back(std::move(options));
         work.drives.push_back(std::move(drive));
         return true;
     }
@@ -109,9 +110,12 @@ bool addDrive(const RunOptions& given, const DriveAnswer& answer, const std::str
     if (chosen) {
         drive.name = nameOf(chosen->device, device);
         drive.bytes = bytesOf(*chosen);
+        if (chosen->writes && chosen->isOptical())
+            drive.longestSilence = kLongestSilenceOfRecorders;
+        options.identity = lastingIdentity(answer.identity);
         options.confirm = confirmations.take(confirmationOf(chosen->device));
-        drive.runs.push_back(std::move(options));
     }
+    drive.runs.push_back(std::move(options));
     work.drives.push_back(std::move(drive));
     return true;
 }
@@ -151,7 +155,8 @@ std::optional<ShelfWork> shelfWorkOf(const RunOptions& options, std::string& err
     work.jobs = options.shelf.jobs.value_or(0);
     work.folder = options.shelf.folder;
     work.newFolderIn = options.recordFolder;
-    work.hangSeconds = options.shelf.hangSeconds.value_or(0);
+    work.commandLine = options.commandLine;
+    work.hangSeconds = options.shelf.hangSeconds;
     std::vector<DriveAnswer> answers;
     if (!ask(devices, answers, error))
         return std::nullopt;

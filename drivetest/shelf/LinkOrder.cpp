@@ -10,7 +10,7 @@ std::vector<Admission::Drive> attachedDrives(const ShelfWork& work) {
     std::vector<Admission::Drive> drives;
     drives.reserve(work.drives.size());
     for (const DriveWork& drive : work.drives)
-        if (drive.refusal.empty())
+        if (drive.refusal.empty() && !drive.isDone())
             drives.push_back({linksOf(drive.device), static_cast<std::uint64_t>(drive.bytes),
                               expectedRateOf(drive.device)});
         else

@@ -32,9 +32,10 @@ DriveWork workOn(const ResumedRun& resumed) {
 ShelfWork shelfWorkOf(const ResumeOptions& options, const std::vector<std::string>& records) {
     ShelfWork work;
     const ShelfOptions& shelf = options.run.shelf;
+    work.isKept = false;  // the records say it all
     work.jobs = shelf.jobs.value_or(0);
     work.folder = shelf.folder.empty() ? options.folder : shelf.folder;
-    work.hangSeconds = shelf.hangSeconds.value_or(0);
+    work.hangSeconds = shelf.hangSeconds;
     Confirmations confirmations(options.run);
     std::vector<std::string> confirmed;  ///< of each drive
     for (const std::string& record : records) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -24,6 +25,7 @@ enum class RunEnd : std::uint8_t {
 /// What is known of one run of a shelf when it is over.
 struct RunOutcome {
     RunEnd end = RunEnd::leftOut;
+    std::size_t run = 0;  ///< its place among the runs of its drive
     int status = 0;       ///< what the exit status of that run alone is, or would be
     std::string test{};   ///< its name, or its short one
     std::string words{};  ///< for people, where there is more to say: why it was refused, what ended it

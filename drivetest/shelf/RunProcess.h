@@ -28,9 +28,10 @@ public:
 
     /// With these arguments, a command first, to whose options the pipe's number is added. What it prints
     /// goes to the file `log`, which is made; a file that is there already is refused. Null after a sentence
-    /// in `error`.
+    /// in `error`; `isCrowded` when the system would have room for it once another process has ended, and
+    /// nothing is left of the attempt.
     static std::unique_ptr<RunProcess> start(std::vector<std::string> arguments, const std::string& log,
-                                             std::string& error);
+                                             std::string& error, bool& isCrowded);
     /// A process that runs still is left to itself: it stops, as its pipe has no reader any more.
     virtual ~RunProcess() = default;
     RunProcess(const RunProcess&) = delete;

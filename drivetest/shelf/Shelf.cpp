@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <limits>
 #include <utility>
 #include <vector>
 
@@ -17,6 +18,7 @@
 #include "drivetest/shelf/ShelfReport.h"
 #include "drivetest/shelf/ShelfSummary.h"
 #include "drivetest/shelf/ShelfView.h"
+#include "drivetest/shelf/kept/WorkFile.h"
 #include "drivetest/terminal/Console.h"
 #include "drivetest/terminal/Labels.h"
 #include "quix5/StopRequest.h"
@@ -33,6 +35,15 @@ using Clock = std::chrono::steady_clock;
 constexpr std::chrono::milliseconds kInterval = 100ms;
 /// Longer without a look was a pause of this process: nobody else is to blame for it.
 constexpr std::chrono::seconds kPause = 2s;
+constexpr std::chrono::minutes kBetweenTries = 1min;
+
+std::vector<ShelfDrive> drivesOf(const ShelfWork& work) {
+    std::vector<ShelfDrive> drives;
+    drives.reserve(work.drives.size());
+    for (const DriveWork& drive : work.drives)
+        drives.emplace_back(drive, work.file.get(), drives.size());
+    return drives;
+}
 
 class Shelf {
 public:
@@ -43,7 +54,7 @@ public:
           m_folder(std::move(folder)),
           m_junit(std::move(junit)),
           m_console(console),
-          m_drives(work.drives.begin(), work.drives.end()),
+          m_drives(drivesOf(work)),
           m_isStarted(m_drives.size()),
           m_isEnded(m_drives.size()),
           m_view(console, m_drives, quiet) {}
@@ -58,6 +69,8 @@ private:
     void handOnStops();
     void stopAll(const std::string& why);
     void tellStake() const;
+    void tellOfFile();
+    [[nodiscard]] int close();
     [[nodiscard]] std::vector<RunProcess*> processes() const;
 
     const ShelfWork& m_work;
@@ -70,6 +83,10 @@ private:
     std::vector<bool> m_isEnded;  ///< and the order was told
     ShelfView m_view;
     Clock::time_point m_lastLook = Clock::now();
+    bool m_hasToldOfFile = false;
+    /// Processes for which the system was seen to have room, and when that is looked at again.
+    std::size_t m_mostRunning = std::numeric_limits<std::size_t>::max();
+    Clock::time_point m_nextTry{};
     bool m_isStopping = false;
     bool m_isHurrying = false;
 };
@@ -86,22 +103,49 @@ int Shelf::run() {
         RunProcess::waitForAny(processes(), kInterval);
         lookAtAll(Clock::now());
         tellStake();
+        tellOfFile();
     }
     m_view.finish();
+    return close();
+}
+
+/// Sums it up. Gives the exit status.
+int Shelf::close() {
     const std::string overview = m_folder.overviewFile();
     std::string problem;
     const std::vector<std::string> notes = m_order.notes();
     const bool isWritten = writeShelfReport(m_drives, notes, overview, problem);
-    const int status = summarize(m_drives, {m_folder.path(), isWritten ? overview : ""}, m_console);
+    int status = summarize(m_drives, {m_folder.path(), isWritten ? overview : ""}, m_console);
     for (const std::string& note : notes)
         m_console.line(eventLabel(words("note:")) + note);
-    if (!isWritten)
+    if (!isWritten) {
         complain(problem);
-    const bool isToldToTools = m_junit.write(m_drives, problem);
-    if (!isToldToTools)
+        status = worstStatus({status, kExitInternalError});
+    }
+    if (!m_junit.write(m_drives, problem)) {
         complain(problem);
-    const bool isAllWritten = isWritten && isToldToTools;
-    return isAllWritten ? status : worstStatus({status, kExitInternalError});
+        status = worstStatus({status, kExitInternalError});
+    }
+    if (m_work.file == nullptr)
+        return status;
+    m_work.file->over(status);
+    if (m_work.file->problem().empty())
+        return status;
+    complain(words("{problem}; \"drivetest resume\" may do some of it once more",
+                   {{"problem", m_work.file->problem()}}));
+    return worstStatus({status, kExitInternalError});
+}
+
+/// Once: the tests matter more than the file.
+void Shelf::tellOfFile() {
+    if (m_hasToldOfFile || m_work.file == nullptr || m_work.file->problem().empty())
+        return;
+    m_hasToldOfFile = true;
+    m_console.line(
+        eventLabel(words("warning:")) +
+        words("{problem}; the tests go on, but should they break off, what became of them since is "
+              "known from their records alone",
+              {{"problem", m_work.file->problem()}}));
 }
 
 /// A drive whose first run may start keeps its place until it is over.
@@ -110,10 +154,19 @@ void Shelf::startWhatMay(Clock::time_point now) {
         ShelfDrive& drive = m_drives[i];
         if (!drive.isWaiting() || !(m_isStarted[i] || m_order.mayStart(i)))
             continue;
+        const auto running =
+            static_cast<std::size_t>(std::ranges::count_if(m_drives, &ShelfDrive::isRunning));
+        if (running >= m_mostRunning && now < m_nextTry)
+            return;
+        const std::chrono::seconds hang(m_work.hangSeconds.value_or(drive.work().longestSilence));
+        if (!drive.startNext(m_folder, hang, now, running > 0)) {
+            m_mostRunning = running;
+            m_nextTry = now + kBetweenTries;
+            return;
+        }
         if (!m_isStarted[i])
             m_order.started(i);
         m_isStarted[i] = true;
-        drive.startNext(m_folder, std::chrono::seconds(m_work.hangSeconds), now);
         if (!drive.isRunning())
             m_view.tellEnd(drive);
     }
@@ -201,7 +254,7 @@ bool checkStreams(const ShelfWork& work) {
 
 }  // namespace
 
-int runShelf(const ShelfWork& work, const ShelfLook& look, std::unique_ptr<RunOrder> order) {
+int runShelf(ShelfWork work, const ShelfLook& look, std::unique_ptr<RunOrder> order) {
     translateLastWords();
     stopOnSignals();
     if (!checkStreams(work))
@@ -209,6 +262,10 @@ int runShelf(const ShelfWork& work, const ShelfLook& look, std::unique_ptr<RunOr
     std::string problem;
     auto junit = ShelfJUnit::open(work, look, problem);
     auto folder = junit ? ShelfFolder::make(work.folder, work.newFolderIn, problem) : std::nullopt;
+    // Of what is not kept, a power cut would leave nothing to go on with.
+    if (folder && work.isKept && work.file == nullptr &&
+        (work.file = WorkFile::make(folder->path(), work, problem)) == nullptr)
+        folder.reset();
     if (!folder) {
         complain(problem);
         return kExitUsage;

@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "drivetest/ExitStatus.h"
-#include "drivetest/resume/ResumeStart.h"
+#include "drivetest/shelf/kept/WorkFile.h"
 #include "zel/Path.h"
 #include "zel/Words.h"
 
@@ -20,29 +20,34 @@ std::string labelOf(const RunOptions& options) {
     return options.survey ? "check" : options.test;
 }
 
-ShelfDrive::ShelfDrive(const DriveWork& work) : m_work(work) {
-    if (work.refusal.empty())
+ShelfDrive::ShelfDrive(const DriveWork& work, WorkFile* file, std::size_t number)
+    : m_work(work), m_file(file), m_number(number) {
+    for (const std::optional<RunOutcome>& done : work.done)
+        if (done)
+            put(*done);
+    goTo(0);
+    if (work.refusal.empty() || (!isWaiting() && !work.runs.empty()))
         return;
-    m_next = work.runs.size();
     RunOutcome refused;
     refused.end = RunEnd::refused;
+    refused.run = m_next;
     refused.status = work.refusedAs;
     refused.words = work.refusal;
-    add(std::move(refused));
+    m_next = work.runs.size();
+    put(std::move(refused));
 }
 
 const RunOutcome& ShelfDrive::lastEnded() const {
-    const auto found = std::find_if(m_outcomes.rbegin(), m_outcomes.rend(),
-                                    [](const RunOutcome& outcome) { return outcome.end != RunEnd::leftOut; });
-    return found != m_outcomes.rend() ? *found : m_outcomes.back();
+    const auto found =
+        std::ranges::find_if(m_outcomes, [this](const RunOutcome& each) { return each.run == m_last; });
+    return found != m_outcomes.end() ? *found : m_outcomes.back();
 }
 
 double ShelfDrive::share() const {
-    if (m_work.runs.empty())
+    if (isOver())
         return 1;
     const double under = m_run != nullptr ? m_run->report().share : 0;
-    return (static_cast<double>(m_next - (isRunning() ? 1 : 0)) + under) /
-           static_cast<double>(m_work.runs.size());
+    return (static_cast<double>(m_outcomes.size()) + under) / static_cast<double>(m_work.runs.size());
 }
 
 int ShelfDrive::worstStatus() const {
@@ -53,26 +58,39 @@ int ShelfDrive::worstStatus() const {
     return drivetest::worstStatus(statuses);
 }
 
-void ShelfDrive::startNext(const ShelfFolder& folder, std::chrono::seconds hang, Time now) {
-    const RunOptions& options = m_work.runs.at(m_next++);
+std::optional<RunFiles> ShelfDrive::filesFor(const RunOptions& options, const ShelfFolder& folder,
+                                             std::string& problem) const {
+    return options.resume.empty() ? folder.filesFor(m_work.name, labelOf(options), problem)
+                                  : folder.filesNextTo(options.resume, problem);
+}
+
+bool ShelfDrive::startNext(const ShelfFolder& folder, std::chrono::seconds hang, Time now, bool mayWait) {
+    m_under = m_next;
+    const RunOptions& options = m_work.runs.at(m_under);
+    goTo(m_under + 1);
     RunOutcome failed;
     failed.end = RunEnd::notStarted;
     failed.status = kExitInternalError;
     failed.test = labelOf(options);
-    const auto files =
-        options.resume.empty()
-            ? folder.filesFor(m_work.name, labelOf(options), failed.words)
-            : folder.filesNamed(zel::textOf(zel::pathOf(nextRecord(options.resume)).stem()), failed.words);
-    if (files) {
+    if (const auto files = filesFor(options, folder, failed.words)) {
+        // First this: whoever goes on has to know whose the record is.
+        if (m_file != nullptr)
+            m_file->started(m_number, m_under, files->record);
         auto run = std::make_unique<DriveRun>(options, *files, hang);
-        if (run->start(now, failed.words)) {
+        bool isCrowded = false;
+        if (run->start(now, failed.words, isCrowded)) {
             m_run = std::move(run);
-            return;
+            return true;
         }
         std::error_code ignored;
         std::filesystem::remove(zel::pathOf(files->record), ignored);
+        if (isCrowded && mayWait) {
+            m_next = m_under;
+            return false;
+        }
     }
-    add(std::move(failed));
+    add(std::move(failed), m_under);
+    return true;
 }
 
 bool ShelfDrive::look(Time now) {
@@ -86,27 +104,51 @@ bool ShelfDrive::look(Time now) {
     RunOutcome outcome = run->outcome();
     if (outcome.end == RunEnd::lost)
         m_lost.push_back(std::move(run));
-    add(std::move(outcome));
+    add(std::move(outcome), m_under);
     return true;
 }
 
-void ShelfDrive::add(RunOutcome outcome) {
-    m_outcomes.push_back(std::move(outcome));
+bool ShelfDrive::isDone(std::size_t run) const {
+    return run < m_work.done.size() && m_work.done[run];
+}
+
+void ShelfDrive::goTo(std::size_t run) {
+    for (m_next = run; m_next < m_work.runs.size() && isDone(m_next);)
+        ++m_next;
+}
+
+void ShelfDrive::put(RunOutcome outcome) {
+    if (outcome.end != RunEnd::leftOut)
+        m_last = outcome.run;
+    const auto place = std::ranges::upper_bound(m_outcomes, outcome.run, {}, &RunOutcome::run);
+    m_outcomes.insert(place, std::move(outcome));
+}
+
+void ShelfDrive::add(RunOutcome outcome, std::size_t run) {
+    outcome.run = run;
+    const bool isLost = outcome.end == RunEnd::lost;
+    const bool isFailed = isFailure(outcome);
+    const int status = outcome.status;
+    if (m_file != nullptr)
+        m_file->ended(m_number, outcome);
+    put(std::move(outcome));
     // A drive that keeps even a process that was destroyed would keep the next one, too; and what is to be
     // put back comes before everything else.
-    const RunOutcome last = m_outcomes.back();
-    if (isWaiting() && (last.end == RunEnd::lost || last.status == kExitNotRestored ||
-                        (isFailure(last) && m_work.onFailure != OnFailure::goOn)))
-        leaveOutRest(zel::words("the run before it failed"), last.status);
+    if (isWaiting() &&
+        (isLost || status == kExitNotRestored || (isFailed && m_work.onFailure != OnFailure::goOn)))
+        leaveOutRest(zel::words("the run before it failed"), status);
 }
 
 void ShelfDrive::leaveOutRest(const std::string& why, int status) {
-    for (; m_next < m_work.runs.size(); ++m_next) {
+    for (; m_next < m_work.runs.size(); goTo(m_next + 1)) {
         RunOutcome outcome;
+        outcome.run = m_next;
         outcome.status = status;
         outcome.test = labelOf(m_work.runs[m_next]);
         outcome.words = why;
-        m_outcomes.push_back(std::move(outcome));
+        if (m_file != nullptr)
+            m_file->ended(m_number, outcome);
+        put(std::move(outcome));
     }
 }
 

@@ -66,12 +66,18 @@ std::optional<ShelfFolder> ShelfFolder::make(const std::string& wanted, const st
 
 std::optional<RunFiles> ShelfFolder::filesFor(const std::string& drive, const std::string& test,
                                               std::string& problem) const {
-    return filesNamed(recordName(drive, test), problem);
+    return filesNamed({recordName(drive, test), 1}, problem);
 }
 
-std::optional<RunFiles> ShelfFolder::filesNamed(const std::string& name, std::string& problem) const {
-    for (int number = 1; number <= kMostAlike; ++number) {
-        const std::string stem = numbered(name, number);
+std::optional<RunFiles> ShelfFolder::filesNextTo(const std::string& record, std::string& problem) const {
+    NumberedName name = numberedName(zel::textOf(zel::pathOf(record).stem()));
+    ++name.number;
+    return filesNamed(name, problem);
+}
+
+std::optional<RunFiles> ShelfFolder::filesNamed(const NumberedName& name, std::string& problem) const {
+    for (int number = name.number; number < name.number + kMostAlike; ++number) {
+        const std::string stem = numbered(name.text, number);
         bool isAnyTaken = false;
         for (const char* const end : {kRecordEnd, kLogEnd, kReportEnd})
             isAnyTaken = isAnyTaken || isTaken(below(m_path, stem + end));
@@ -82,8 +88,9 @@ std::optional<RunFiles> ShelfFolder::filesNamed(const std::string& name, std::st
             return std::nullopt;
         return RunFiles{record.path, below(m_path, stem + kLogEnd), below(m_path, stem + kReportEnd)};
     }
-    problem = zel::words("{file} could not be made: {reason}",
-                         {{"file", below(m_path, name)}, {"reason", zel::words("a file has that name")}});
+    problem =
+        zel::words("{file} could not be made: {reason}",
+                   {{"file", below(m_path, name.text)}, {"reason", zel::words("a file has that name")}});
     return std::nullopt;
 }
 

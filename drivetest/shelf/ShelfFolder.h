@@ -6,6 +6,8 @@
 
 namespace drivetest {
 
+struct NumberedName;
+
 /// What one run of a shelf leaves behind: full paths, which nothing had before.
 struct RunFiles {
     std::string record{};
@@ -25,13 +27,16 @@ public:
     /// Makes the record, empty, so that nobody else takes the names. Nothing after a sentence in `problem`.
     [[nodiscard]] std::optional<RunFiles> filesFor(const std::string& drive, const std::string& test,
                                                    std::string& problem) const;
-    /// The same by a name of which nobody else is to have files; a number is added where it is taken.
-    [[nodiscard]] std::optional<RunFiles> filesNamed(const std::string& name, std::string& problem) const;
+    /// The same for a run that goes on with that record: "run-2" behind "run", "run-3" behind "run-2", and
+    /// the next number where one is taken.
+    [[nodiscard]] std::optional<RunFiles> filesNextTo(const std::string& record, std::string& problem) const;
     /// Of a report that links those of the drives.
     [[nodiscard]] std::string overviewFile() const;
 
 private:
     explicit ShelfFolder(std::string path) : m_path(std::move(path)) {}
+
+    [[nodiscard]] std::optional<RunFiles> filesNamed(const NumberedName& name, std::string& problem) const;
 
     std::string m_path;
 };

@@ -26,6 +26,29 @@ std::string folderOf(const std::string& path) {
     return zel::textOf(zel::pathOf(path).parent_path());
 }
 
+constexpr const char* kSound = "sound";
+constexpr const char* kDoubted = "doubted";
+constexpr const char* kFaulty = "faulty";
+
+/// How the page shows a result; neither good nor bad is what says nothing of the drive.
+const char* styleOf(int status) {
+    switch (status) {
+        case kExitPass:
+            return kSound;
+        case kExitWarn:
+            return kDoubted;
+        case kExitFail:
+        case kExitNotRestored:
+            return kFaulty;
+        default:
+            return "open";
+    }
+}
+
+std::string resultStyle(const RunOutcome& outcome) {
+    return std::string("text ") + (outcome.end == RunEnd::leftOut ? "open" : styleOf(outcome.status));
+}
+
 void writeLink(HtmlWriter& html, bool isThere, const std::string& path, const std::string& text) {
     const auto cell = html.open("td", {{"class", "text"}});
     if (isThere)
@@ -38,7 +61,7 @@ void writeRun(HtmlWriter& html, const ShelfDrive& drive, const RunOutcome& outco
     const auto row = html.open("tr");
     html.element("th", drive.work().name, {{"scope", "row"}, {"class", "text"}});
     html.element("td", outcome.test, {{"class", "text"}});
-    html.element("td", resultText(outcome), {{"class", "text"}});
+    html.element("td", resultText(outcome), {{"class", resultStyle(outcome)}});
     html.element("td", outcome.hasFigures() ? countFigure(outcome.badSectors) : "–", {{"class", "number"}});
     html.element("td", outcome.hasFigures() ? ratesText(outcome) : "–", {{"class", "number"}});
     writeLink(html, outcome.hasReport, outcome.files.report, words("report"));
@@ -48,7 +71,6 @@ void writeRun(HtmlWriter& html, const ShelfDrive& drive, const RunOutcome& outco
 }
 
 void writeTable(HtmlWriter& html, const std::vector<ShelfDrive>& drives) {
-    const Section section(html, "drives", words("Drives"));
     const Table table(html, words("Drives"),
                       {{words("Drive")},
                        {words("Test")},
@@ -69,16 +91,9 @@ void writeVerdictOf(HtmlWriter& html, const std::vector<ShelfDrive>& drives) {
     statuses.reserve(drives.size());
     for (const ShelfDrive& drive : drives)
         statuses.push_back(drive.worstStatus());
-    const int worst = worstStatus(statuses);
-    const char* const style = worst == kExitPass                                ? "verdict sound"
-                              : worst == kExitWarn                              ? "verdict doubted"
-                              : worst == kExitFail || worst == kExitNotRestored ? "verdict faulty"
-                                                                                : "verdict open";
-    const char* const mark = worst == kExitPass                                ? "✓"
-                             : worst == kExitWarn                              ? "!"
-                             : worst == kExitFail || worst == kExitNotRestored ? "✗"
-                                                                               : "?";
-    const auto line = html.open("p", {{"class", style}});
+    const std::string style = styleOf(worstStatus(statuses));
+    const char* const mark = style == kSound ? "✓" : style == kDoubted ? "!" : style == kFaulty ? "✗" : "?";
+    const auto line = html.open("p", {{"class", "verdict " + style}});
     html.element("span", mark, {{"class", "mark"}, {"aria-hidden", "true"}});
     html.element("span", zel::counted(drives.size(), "{n} drive: {results}", "{n} drives: {results}",
                                       {{"results", resultCounts(drives)}}));

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "drivetest/findings/Figures.h"
+#include "drivetest/shelf/ShelfTable.h"
 #include "drivetest/terminal/Columns.h"
 #include "drivetest/terminal/Labels.h"
 #include "drivetest/terminal/Terminal.h"
@@ -40,12 +41,14 @@ Row rowOf(const ShelfDrive& drive, const RunOutcome& outcome) {
 using Widths = std::array<std::size_t, std::tuple_size_v<Row>>;
 
 /// Without the columns whose width is 0; the last one is not padded.
-std::string lineOf(const Row& row, const Widths& widths) {
-    std::string line(kIndent, ' ');
+StatusRow lineOf(const Row& row, const Widths& widths, Emphasis result) {
+    StatusRow line{{std::string(kIndent, ' ')}};
     for (std::size_t i = 0; i < row.size(); ++i)
-        if (widths.at(i) > 0)
-            line += padded(row.at(i), widths.at(i) + kGap);
-    line.erase(line.find_last_not_of(' ') + 1);
+        if (widths.at(i) > 0) {
+            line.push_back({row.at(i), i == kResult ? result : Emphasis::none});
+            line.push_back({padded("", widths.at(i) + kGap - columnsOf(row.at(i)))});
+        }
+    line.pop_back();
     return line;
 }
 
@@ -114,19 +117,21 @@ int summarize(const std::vector<ShelfDrive>& drives, const ShelfPlaces& places, 
     std::vector<Row> rows{{words("drive"), words("test"), words("result"), words("bad sectors"),
                            words("rate"), words("record")}};
     std::vector<std::string> reasons{""};
+    std::vector<Emphasis> results{Emphasis::none};
     std::vector<int> statuses;
     for (const ShelfDrive& drive : drives) {
         statuses.push_back(drive.worstStatus());
         for (const RunOutcome& outcome : drive.outcomes()) {
             rows.push_back(rowOf(drive, outcome));
             reasons.push_back(outcome.words);
+            results.push_back(emphasisOf(outcome));
         }
     }
     const Widths widths = widthsOf(rows);
     console.line(zel::counted(drives.size(), "{n} drive: {results}", "{n} drives: {results}",
                               {{"results", resultCounts(drives)}}));
     for (std::size_t i = 0; i < rows.size(); ++i) {
-        console.line(lineOf(rows[i], widths));
+        console.line(lineOf(rows[i], widths, results[i]));
         if (!reasons[i].empty())
             console.line(std::string(2 * kIndent, ' ') + reasons[i]);
     }

@@ -80,7 +80,7 @@ TableRow rowOf(const ShelfDrive& drive) {
         const RunOutcome& last = drive.lastEnded();
         row.cells[kTest] = printable(last.test);
         row.cells[kState] = resultText(last);
-        row.state = isFailure(last) ? Emphasis::bad : last.status != 0 ? Emphasis::warning : Emphasis::good;
+        row.state = emphasisOf(last);
     }
     return row;
 }
@@ -232,6 +232,12 @@ StatusRows shelfRows(const std::vector<ShelfDrive>& drives, std::chrono::nanosec
             {{shortened(counted(order.size() - shown, "and {n} drive more", "and {n} drives more"), columns),
               Emphasis::faint}});
     return table;
+}
+
+Emphasis emphasisOf(const RunOutcome& outcome) {
+    if (isFailure(outcome))
+        return Emphasis::bad;
+    return outcome.status != 0 ? Emphasis::warning : Emphasis::good;
 }
 
 std::string shelfLine(const ShelfDrive& drive) {

@@ -18,4 +18,7 @@ StatusRows shelfRows(const std::vector<ShelfDrive>& drives, std::chrono::nanosec
 /// A drive under test as one line of text.
 std::string shelfLine(const ShelfDrive& drive);
 
+/// How the result of a run that is over stands out.
+Emphasis emphasisOf(const RunOutcome& outcome);
+
 }  // namespace drivetest

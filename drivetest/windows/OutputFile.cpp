@@ -106,6 +106,18 @@ bool OutputFile::begin() {
     return false;
 }
 
+bool OutputFile::goOnAt(std::uint64_t bytes) {
+    m_created.clear();
+    FILE_END_OF_FILE_INFO end{};
+    end.EndOfFile.QuadPart = static_cast<LONGLONG>(bytes);
+    if (zel::SystemCalls::current().setFileInformation(handleOf(m_descriptor), FileEndOfFileInfo, &end,
+                                                       sizeof end) != FALSE &&
+        _lseeki64(m_descriptor, end.EndOfFile.QuadPart, SEEK_SET) == end.EndOfFile.QuadPart)
+        return true;
+    tellErrno();
+    return false;
+}
+
 bool OutputFile::write(std::string_view text) const {
     return isConsole(m_descriptor) ? writeToConsole(handleOf(m_descriptor), text)
                                    : writeToFile(handleOf(m_descriptor), text);

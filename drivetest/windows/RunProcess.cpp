@@ -172,7 +172,7 @@ zel::Handle openFor(const std::wstring& path, DWORD access, DWORD disposition) {
 }  // namespace
 
 std::unique_ptr<RunProcess> RunProcess::start(std::vector<std::string> arguments, const std::string& log,
-                                              std::string& error) {
+                                              std::string& error, bool& /*isCrowded*/) {
     setLastDeed(&destroyAll);
     const zel::Handle logFile = openFor(zel::longPath(log), FILE_APPEND_DATA | SYNCHRONIZE, CREATE_NEW);
     if (!logFile) {

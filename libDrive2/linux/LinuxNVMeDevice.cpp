@@ -5,6 +5,7 @@
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <filesystem>
 #include <string>
@@ -21,6 +22,9 @@ namespace libDrive2 {
 namespace fs = std::filesystem;
 
 namespace {
+
+/// As large as a piece of a transfer by the block device: many of them are in flight.
+constexpr std::size_t kMaxBytes = std::size_t{512} << 10;
 
 /// Whether the kernel or the driver did not let the command through this way: the other one tells why, or
 /// lets it through.
@@ -75,6 +79,16 @@ FileDescriptor LinuxNVMeDevice::openGenericNode() const {
     return isIt ? std::move(node) : FileDescriptor();
 }
 
+std::size_t LinuxNVMeDevice::maxTransferBytes() const {
+    return std::min(m_isScattered ? m_node.maxTransferBytes() : m_node.maxAdjoiningBytes(), kMaxBytes);
+}
+
+DeviceStatus LinuxNVMeDevice::failure(const NVMeCommand& command, int error) {
+    if (error == EINVAL && command.dataBytes > m_node.maxTransferBytes())
+        m_isScattered = true;
+    return m_node.ioctlFailure(error);
+}
+
 bool LinuxNVMeDevice::executeTogether(std::span<const NVMeCommand> commands,
                                       std::span<NVMeResponse> answers) {
     if (m_ring == nullptr || commands.size() > NVMeRing::kDepth)
@@ -84,19 +98,19 @@ bool LinuxNVMeDevice::executeTogether(std::span<const NVMeCommand> commands,
         m_ring.reset();
     for (std::size_t i = 0; i < commands.size(); ++i) {
         const bool wasSent = outcomes[i].error == 0 || !isRefusal(outcomes[i].error);
-        answers[i] = wasSent ? responseOf(outcomes[i]) : execute(commands[i]);
+        answers[i] = wasSent ? responseOf(commands[i], outcomes[i]) : execute(commands[i]);
         if (!wasSent)
             m_ring.reset();
     }
     return true;
 }
 
-NVMeResponse LinuxNVMeDevice::responseOf(const NVMeRing::Outcome& outcome) const {
+NVMeResponse LinuxNVMeDevice::responseOf(const NVMeCommand& command, const NVMeRing::Outcome& outcome) {
     NVMeResponse response;
     response.status = outcome.status;
     response.result = outcome.result;
     if (outcome.error != 0)
-        response.delivery = m_node.ioctlFailure(outcome.error);
+        response.delivery = failure(command, outcome.error);
     return response;
 }
 
@@ -118,7 +132,7 @@ NVMeResponse LinuxNVMeDevice::execute(const NVMeCommand& command) {
     NVMeResponse response;
     response.result = request.result;
     if (result < 0)
-        response.delivery = m_node.ioctlFailure(errno);
+        response.delivery = failure(command, errno);
     else
         response.status = static_cast<std::uint16_t>(result);
     return response;

@@ -153,27 +153,23 @@ class Shelves(Resume):
             shelf.killed(shelf.resume(name, folder), shelf.duration[name], shelf.random.random() < 0.7)
             self.settle(shelf)
         ended = subprocess.run(shelf.resume(name, folder), check=False, **QUIET)
-        self.assertIn(ended.returncode, (0, 6), ended.stdout)
+        # A shelf that was killed before its work was on the disk has begun nothing.
+        try:
+            begun = (pathlib.Path(folder) / "shelf.work").read_bytes().count(b"\n") > DRIVES
+        except FileNotFoundError:
+            begun = False
+        self.assertEqual(ended.returncode, 0 if begun or "can be resumed" in ended.stdout else 6, ended.stdout)
         shelf.check_bytes()
         accounts = shelf.ended(folder)
+        self.assertEqual(sorted(accounts), sorted(shelf.drives) if begun else [], ended.stdout)
         for drive, account in accounts.items():
             self.assertEqual(resume_runs.differences(account, whole[drive]), [], drive)
-        # Those that had saved no progress yet are none to go on with.
-        shelf.tally["drives to their end"] += len(accounts)
-        shelf.tally["drives without progress"] += DRIVES - len(accounts)
-        for drive in set(shelf.drives) - set(accounts):
-            self.assertEqual(self.progress_of(folder, drive), [])
+        shelf.tally["shelves to their end" if begun else "shelves that began nothing"] += 1
         shutil.rmtree(folder)
 
     def settle(self, shelf):
         shelf.recover()
         shelf.check_bytes()
-
-    @staticmethod
-    def progress_of(folder, drive):
-        """The records of a drive that prove something."""
-        return [record for record in pathlib.Path(folder).glob("*.jsonl")
-                if drive.encode() + b'"' in record.read_bytes() and resume_runs.proven(record) is not None]
 
 
 if __name__ == "__main__":

@@ -4,6 +4,7 @@ import os
 import signal
 import unittest
 
+import mounts
 import program
 from shelves import MIB, REAL_TIME, ShelfTest, read, until
 from silence import SilentFile
@@ -138,6 +139,23 @@ class Silent(PlannedTest):
         self.assert_told(process, [(silent.path, "hung"), (silent.path, "left out"), ("OK", "PASS"), ("OK", "PASS")],
                          "it made no progress for 1 s, and the system does not end its process %d" % left)
         self.assertTrue(os.path.exists("/proc/%d" % left))
+
+    def test_one_drive_alone_lets_go_of_who_waits_for_it(self):
+        silent = SilentFile(self, self.path("silent"), 65536 * MIB, {SilentFile.OPEN})
+        process, _ = self.begin("run", "read", silent.path)
+        until(lambda: SilentFile.OPEN in silent.asked)
+        process.send_signal(signal.SIGINT)
+        self.assertEqual((process.communicate(timeout=60)[0], process.returncode), ("drivetest: stopped before the end\n", 130))
+        silent = SilentFile(self, self.path("falls-silent"), 65536 * MIB)
+        process, _ = self.begin("run", "read", silent.path, "--events", self.path("record.jsonl"))
+        self.addCleanup(mounts.abort, os.path.dirname(silent.path))  # else nothing ends the process
+        until(lambda: SilentFile.READ in silent.asked)
+        silent.mute.add(SilentFile.READ)
+        silent.asked.clear()
+        until(lambda: SilentFile.READ in silent.asked)
+        # Said though the system keeps the process.
+        program.signal_often(process.pid, 3)
+        until(lambda: "ended at once" in process.stdout.readline())
 
 
 if __name__ == "__main__":

@@ -15,7 +15,8 @@ KILLS = int(os.environ.get("DRIVETEST_RESUME_KILLS", 8))
 SEED = int(os.environ.get("DRIVETEST_SEED", random.randrange(1 << 32)))
 NO_DIGEST = b"0" * 64
 
-FAULTY = "sectors=60000,bad=1234+5000-5003+30000-30100+59999,slow=20000-20300:200+40000-40010:700,speed=100"
+FAULTY = "sectors=60000,bad=1234+5000-5003+30000-30100+59999,speed=100,slow=%d-%d:200+%d-%d:700" % (
+    *resume_runs.SLOW[0], *resume_runs.SLOW[1])
 
 def sealed(lines):
     """The lines with the digests that they should have."""

@@ -18,6 +18,20 @@ UNDERWAY = r" \d\.\d %.* MB/s +\d:\d\d:\d\d"
 
 
 @program.names_linux("pseudo-terminals")
+class Plan(ShelfTest):
+    def test_no_row_is_broken_by_the_terminal(self):
+        with open(self.path("plan.toml"), "w", encoding="utf-8") as plan:
+            plan.write('confirm = ["S1"]\n[[test]]\ntest = "pattern"\n' +
+                       "".join('[[drive]]\npath = "sim:disk,sectors=9000,serial=%s"\n' % serial for serial in ("S1", "S2")))
+        opened = terminal.Terminal(self.command("plan", "check", self.path("plan.toml")), 80, 40)
+        self.addCleanup(opened.close)
+        opened.see("from max-time")
+        screen = opened.screen
+        self.assertEqual([row for y, row in enumerate(screen.rows()) if terminal.CONTINUED in screen.buffer[y]], [])
+        self.assertIn("  LinearPatternTest   1     about 0.25 s   writes, and puts everything back", screen.rows())
+
+
+@program.names_linux("pseudo-terminals")
 class View(ShelfTest):
     """The table, as a terminal shows it."""
     HEADS = {40: "drive +done +errors", 60: "drive +done +rate +left +errors",

@@ -49,7 +49,7 @@ class Refused(ShelfTest):
         device = "sim:disk,sectors=1000,serial="
         for _ in range(2):
             self.assertEqual(self.shelf("read", [device + "S1", device + "S2"]).returncode, 0)
-        self.assertEqual(len(os.listdir(self.out)), 2 * (2 * 3 + 1))
+        self.assertEqual(len(os.listdir(self.out)), 2 * (2 * 3 + 2))
         self.check_records()
 
 
@@ -64,15 +64,28 @@ class Places(ShelfTest):
         process = self.shelf("read", devices)
         self.assertEqual((process.returncode, self.results(process.stdout)), (0, {"F0": "PASS", "F1": "PASS"}))
         self.assertRegex(process.stdout, r"F\d-read\.html cannot be written: the disk is full")  # of one of them
-        for name in os.listdir(self.out):
-            os.remove(os.path.join(self.out, name))
-        with contextlib.suppress(OSError), open(os.path.join(self.out, "filler"), "wb", 0) as filler:
-            while True:
-                filler.write(bytes(4096))
-        process = self.shelf("read", devices)
-        self.assertEqual(process.returncode, 8, process.stdout)
-        self.assertEqual(self.results(process.stdout), {"F0": "not tested", "F1": "not tested"})
-        self.assertEqual(process.stdout.count("ended with status 8 and said nothing"), 4)
+
+    def test_a_system_that_has_room_for_a_few(self):
+        """The others have their turn when one has ended."""
+        devices = ["sim:disk,sectors=8000,serial=R%02d,%s" % (i, REAL_TIME) for i in range(20)]
+        process = subprocess.run(["prlimit", "--nofile=20", *self.command("run", "read", *devices, "--out", self.out, "-q")],
+                                 stdin=subprocess.DEVNULL, capture_output=True, text=True, check=False)
+        self.assertEqual((process.returncode, self.results(process.stdout)), (0, {"R%02d" % i: "PASS" for i in range(20)}), process.stderr)
+        self.assertEqual(len(os.listdir(self.out)), 20 * 3 + 2)
+
+    def test_another_drive_by_its_turn(self):
+        """What was looked at, and confirmed, is not what its path leads to when the first one is through."""
+        image, other = self.image_of("a.img"), self.image_of("b.img")
+        before, device = read(other), "sim:disk,image=" + image
+        first = "sim:disk,sectors=20000,serial=FIRST," + REAL_TIME
+        process, _ = self.spawn("pattern", [first, device], "--jobs", "1", "--confirm", "FIRST", "--confirm", device)
+        self.wait_for_test("FIRST")
+        os.replace(other, image)
+        output = process.communicate(timeout=120)[0]
+        self.assertEqual((process.returncode, self.results(output)), (6, {"FIRST": "PASS", device: "not tested"}), output)
+        self.assertIn(device + " is another drive now than when the run on several drives began", output)
+        self.assertTrue(read(image) == before)
+        self.assertEqual([name for name in os.listdir(self.journals) if name.endswith(".journal")], [])
 
     def test_the_folder_that_is_set(self):
         os.mkdir(self.path("config"))
@@ -80,7 +93,7 @@ class Places(ShelfTest):
             file.write('records = "%s"\n' % self.path("kept"))
         process = self.start("run", "RandomSeekTest", "sim:disk,sectors=1000,serial=K0", "--jobs", "1", "-q")
         self.assertEqual((process.returncode, self.results(process.stdout)), (0, {"K0": "PASS"}), process.stderr)
-        self.assertEqual(len(glob.glob(self.path("kept/*-drives-run/*"))), 4)
+        self.assertEqual(len(glob.glob(self.path("kept/*-drives-run/*"))), 5)
 
 
 class Checked(ShelfTest):
@@ -90,7 +103,9 @@ class Checked(ShelfTest):
         process = self.start("check", *devices, "--out", self.out, "--max-time", "20s", "--jobs", "2")
         self.assertEqual(process.returncode, 1, process.stdout + process.stderr)
         self.assertEqual(self.results(process.stdout), {"GOOD": "PASS", "BAD": "FAIL", "LARGE": "PASS"})
-        self.assertEqual(len(os.listdir(self.out)), 3 * 3 + 1)
+        self.assertEqual(len(os.listdir(self.out)), 3 * 3 + 2)
+        page = read(os.path.join(self.out, "overview.html")).decode()
+        self.assertEqual([page.count(cell) for cell in ('faulty">FAIL<', 'sound">PASS<', ">Drives<")], [1, 2, 1])
         self.check_records()
         refused = self.start("check", *devices, "--events", "x")
         self.assertEqual((refused.returncode, refused.stdout), (2, ""))
@@ -184,6 +199,17 @@ class Stopped(ShelfTest):
         for i, path in enumerate(self.before):
             self.start("recover", "sim:disk,serial=W%d,image=%s" % (i, path))
         self.assert_restored()
+
+    def test_a_run_that_hears_no_stop(self):
+        """Nobody waits for it as long as for one that merely makes no progress; the others are stopped as always."""
+        process, children = self.spawn("read", ["sim:disk,sectors=600000,serial=%s,speed=20,real-time" % name for name in ("DEAF", "OTHER")])
+        for name in ("DEAF", "OTHER"):
+            self.wait_for_test(name)
+        os.kill(children.of("DEAF"), signal.SIGSTOP)
+        process.send_signal(signal.SIGINT)
+        output = process.communicate(timeout=60)[0]
+        self.assertEqual((process.returncode, self.results(output)), (130, {"DEAF": "hung", "OTHER": "USERABORTED"}), output)
+        self.check_records(cut_off=("DEAF",))
 
     def test_one_after_the_other(self):
         devices = ["sim:disk,sectors=60000,serial=J%d,speed=100,real-time" % i for i in range(4)]

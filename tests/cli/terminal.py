@@ -121,11 +121,15 @@ class Terminal:
         """Waits for a pattern, or what else a function of the screen's text tells."""
         is_seen = wanted if callable(wanted) else lambda text: re.search(wanted, text, re.MULTILINE)
         end = time.monotonic() + 60
-        while not is_seen("\n".join(self.screen.rows())):
+        while not (self._is_drawn() and is_seen("\n".join(self.screen.rows()))):
             if self.terminal is None or time.monotonic() > end:
                 raise AssertionError("%s was not seen, but:\n%s" % (wanted, "\n".join(self.screen.rows())))
             self.take()
         return self.screen.rows()
+
+    def _is_drawn(self):
+        """Not in the middle of a status, which the program draws without wrapping."""
+        return self.sent.rfind(b"\033[?7l") <= self.sent.rfind(b"\033[?7h")
 
     def see_anew(self, wanted):
         """The same, of what is drawn from now on."""

@@ -44,7 +44,9 @@ TEST(RunArguments, MeanWhatTheyWereMadeOf) {
         [](RunOptions& o) { o.confirm = "-S1 \"2\"", o.allowUnexamined = true, o.moduleFile = "m.so"; },
         [](RunOptions& o) { o.journal = false, o.verifyRestores = false, o.journalFolder = "/j"; },
         [](RunOptions& o) { o.prompts = false, o.quiet = true, o.slowMs = 500, o.slowAllowed = 9; },
-        [](RunOptions& o) { o.grading = "default", o.progressTo = 3, o.saveProgress = 0; },
+        [](RunOptions& o) {
+            o.grading = "default", o.progressTo = 3, o.saveProgress = 0, o.identity = "-id \"x\"";
+        },
         [](RunOptions& o) { o.test = o.device = "", o.resume = "-record"; },
     };
     for (const auto& change : changes) {

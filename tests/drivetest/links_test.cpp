@@ -257,6 +257,49 @@ TEST(Admission, LetsAllRunWhereNothingIsShared) {
     EXPECT_EQ(jobs.mostAtOnce, 2U);
 }
 
+/// Gives what the link was learned to carry when a third drive has started.
+double learnedWhen(double firstBecomes, double secondBecomes) {
+    const SharedLink link{"a", "link", 0};
+    Admission admission({{{link}}, {{link}}, {{link}}});
+    for (const std::size_t drive : {0U, 1U, 2U}) {
+        EXPECT_TRUE(admission.mayStart(drive));
+        admission.started(drive);
+        for (int second = 0; second < 2; ++second) {
+            admission.measured(0, drive == 2 ? firstBecomes : 200);
+            if (drive > 0)
+                admission.measured(1, drive == 2 ? secondBecomes : 200);
+            if (drive == 2)
+                admission.measured(2, 150);
+        }
+    }
+    return admission.uses().at(0).link.megabytesPerSecond;
+}
+
+TEST(Admission, TellsAFullLinkFromADriveWithBadSectors) {
+    EXPECT_EQ(learnedWhen(150, 150), 450);
+    EXPECT_EQ(learnedWhen(200, 3), 0);
+    EXPECT_EQ(learnedWhen(0, 200), 0);
+}
+
+TEST(Admission, RemembersWhatADriveHadBeforeItWasSlowed) {
+    const SharedLink link{"a", "link", 500};
+    const Admission::Drive fast{{link}, 0, 310};
+    Admission admission({fast, {{link}, 0, 150}, fast});
+    admission.started(0);
+    for (int second = 0; second < 2; ++second)
+        admission.measured(0, 300);
+    EXPECT_TRUE(admission.mayStart(1));
+    admission.started(1);
+    for (int second = 0; second < 2; ++second)
+        for (const std::size_t drive : {0U, 1U})
+            admission.measured(drive, 250);
+    EXPECT_FALSE(admission.mayStart(2));
+    admission.ended(0);
+    EXPECT_FALSE(admission.mayStart(2));  // as fast as its like, it would slow the other one
+    admission.ended(1);
+    EXPECT_TRUE(admission.mayStart(2));
+}
+
 TEST(Admission, IsHeldUpByNobodyWhoSaysNothing) {
     zel::SimulatedClock clock;
     zel::Clock::install(&clock);

@@ -71,7 +71,7 @@ EndRange = "50%"
 )");
     EXPECT_THAT(faults, IsEmpty());
     EXPECT_EQ(plan.onFailure, OnFailure::stopAll);
-    EXPECT_THAT((std::vector{plan.repeats, plan.jobs, plan.hangSeconds}), ElementsAre(2, 3, 600));
+    EXPECT_THAT((std::vector{plan.repeats, plan.jobs, plan.hangSeconds.value_or(0)}), ElementsAre(2, 3, 600));
     EXPECT_EQ(plan.folder + plan.confirmed.at(0).text, "/srvS1");
     ASSERT_EQ(plan.drives.size(), 2U);
     EXPECT_EQ(plan.drives[0].name, "S1");

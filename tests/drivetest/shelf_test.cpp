@@ -60,7 +60,8 @@ TEST(ChildReport, WhatIsProgress) {
     EXPECT_TRUE(now.isBeyond(before));
     now = before;
     now.stage = RunStage::resting;
-    EXPECT_TRUE(now.isBeyond(now));
+    EXPECT_TRUE(now.isBeyond(before));
+    EXPECT_FALSE(now.isBeyond(now));  // a rest has an end, too
 }
 
 TEST(WorstStatus, OfSeveral) {
@@ -97,7 +98,7 @@ TEST_F(NoRoom, WhatAFailureMeansForTheRestOfADrive) {
           std::pair(OnFailure::stopAll, false)}) {
         DriveWork work{"sim:disk", "D1", std::vector<RunOptions>(3), onFailure};
         ShelfDrive drive(work);
-        drive.startNext(*m_folder, {}, {});
+        drive.startNext(*m_folder, {}, {}, true);
         EXPECT_FALSE(drive.isRunning());
         EXPECT_EQ(drive.isWaiting(), waits);
         ASSERT_EQ(drive.outcomes().size(), waits ? 1U : 3U);

@@ -132,9 +132,14 @@ void Admission::measured(std::size_t drive, double megabytesPerSecond) {
     ++each.measurements;
     if (each.measurements == 2)
         learn(each);
-    const bool isSlowed = std::ranges::any_of(each.links, [this](std::size_t link) {
+    // One that was just started may slow it before its own rate is known.
+    const bool isBesideNew = std::ranges::any_of(m_drives, [&](const State& other) {
+        return &other != &each && isUnmeasured(other) && share(each, other);
+    });
+    const bool isSlowed = std::ranges::any_of(each.links, [&](std::size_t link) {
         const double capacity = m_links[link].use.link.megabytesPerSecond;
-        return m_links[link].running > 1 && capacity > 0 && latestOf(link) > capacity * kNearlyFull;
+        return m_links[link].running > 1 && capacity > 0 &&
+               (isBesideNew || latestOf(link) > capacity * kNearlyFull);
     });
     for (const std::size_t link : each.links)
         m_links[link].use.moved = std::max(m_links[link].use.moved, latestOf(link));

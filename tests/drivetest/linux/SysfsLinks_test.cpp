@@ -5,6 +5,8 @@
 #include <cmath>
 #include <cstdlib>
 #include <fstream>
+#include <string>
+#include <vector>
 
 namespace drivetest {
 namespace {
@@ -183,8 +185,8 @@ TEST(SysfsLinks, WhatHangsOnNothing) {
     const Machine machine({"devices/virtual/block/loop0/size = 8",
                            "class/block/loop0 -> devices/virtual/block/loop0",
                            "devices/pci0000:00/0000:00:02.0/speed = 99999999999999999999"});
-    for (const std::string name :
-         {"loop0", "sdz", "", "..", "../block/loop0", "/", std::string(400, 'a').c_str()})
+    for (const std::string& name :
+         std::vector<std::string>{"loop0", "sdz", "", "..", "../block/loop0", "/", std::string(400, 'a')})
         EXPECT_THAT(machine.linksOf(name), IsEmpty()) << name;
 }
 
