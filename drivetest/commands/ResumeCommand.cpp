@@ -84,11 +84,14 @@ int resumeShelf(const ResumeOptions& options, KeptShelf& shelf) {
 int resumeRuns(const ResumeOptions& options) {
     std::string error;
     const auto chains = RunChains::read(options.folder, error);
-    KeptShelves shelves = chains ? findKeptShelves(options.folder, *chains, options.run) : KeptShelves();
-    if (chains && !shelves.left.empty() && !options.run.shelf.folder.empty())
+    if (!chains) {
+        complain(error);
+        return kExitUsage;
+    }
+    KeptShelves shelves = findKeptShelves(options.folder, *chains, options.run);
+    if (!shelves.left.empty() && !options.run.shelf.folder.empty()) {
         error = words("{folder} is where its drives go on: leave out --out",
                       {{"folder", printable(options.folder)}});
-    if (!error.empty()) {
         complain(error);
         return kExitUsage;
     }

@@ -128,7 +128,9 @@ int runTests(const RunOptions& given) {
         return kExitUsage;
     }
     std::optional<Grading> grading;
-    if (options.grading != kNoGrading && !(grading = Grading::load(options.grading, error))) {
+    if (options.grading != kNoGrading)
+        grading = Grading::load(options.grading, error);
+    if (options.grading != kNoGrading && !grading) {
         complain(error);
         return kExitUsage;
     }

@@ -226,7 +226,7 @@ const PlanKey<Reading> kPlanKeys[] = {
     {"folder", [](Reading& reading, const TomlEntry& entry,
                   Faults& faults) { setIf(pathIn(entry, {}, faults), reading.plan.folder); }},
     {"hang-time", [](Reading& reading, const TomlEntry& entry,
-                     Faults& faults) { setIf(timeIn(entry, faults), reading.plan.hangSeconds); }},
+                     Faults& faults) { reading.plan.hangSeconds = timeIn(entry, faults); }},
     {"confirm", [](Reading& reading, const TomlEntry& entry,
                    Faults& faults) { reading.plan.confirmed = textsIn(entry, faults); }},
     {"test",

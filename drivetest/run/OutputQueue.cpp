@@ -127,7 +127,8 @@ OutputQueue::OutputQueue(OutputFile file) : m_state(std::make_shared<State>(std:
             state->writeAll();
         });
     } catch (const std::system_error&) {
-        // The system has no thread to give: better whoever adds something waits than that nothing is said.
+        // The system has none to give: better whoever adds something waits than that nothing is said.
+        m_thread = {};
     }
 }
 

@@ -131,8 +131,8 @@ void TestRun::watchHeat() {
     if (libDrive2::HealthMonitor::isFor(m_chosen.device))
         read = [this] { return readTemperature(); };
     m_heat.emplace(std::move(read), limit);
-    if (m_options.resumed != nullptr && m_options.resumed->heat)
-        m_heat->goOnAfter(*m_options.resumed->heat);
+    if (const ResumedRun* const resumed = m_options.resumed.get(); resumed != nullptr && resumed->heat)
+        m_heat->goOnAfter(*resumed->heat);
     m_host.setHeatWatch(&*m_heat, m_options.maxTemperature != 0);
 }
 

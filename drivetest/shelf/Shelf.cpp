@@ -263,9 +263,11 @@ int runShelf(ShelfWork work, const ShelfLook& look, std::unique_ptr<RunOrder> or
     auto junit = ShelfJUnit::open(work, look, problem);
     auto folder = junit ? ShelfFolder::make(work.folder, work.newFolderIn, problem) : std::nullopt;
     // Of what is not kept, a power cut would leave nothing to go on with.
-    if (folder && work.isKept && work.file == nullptr &&
-        (work.file = WorkFile::make(folder->path(), work, problem)) == nullptr)
-        folder.reset();
+    if (folder && work.isKept && work.file == nullptr) {
+        work.file = WorkFile::make(folder->path(), work, problem);
+        if (work.file == nullptr)
+            folder.reset();
+    }
     if (!folder) {
         complain(problem);
         return kExitUsage;

@@ -75,7 +75,7 @@ TransferCut AtaDrive::cut() const {
 
 std::uint16_t AtaDrive::getOptimalRd(std::uint16_t limit) {
     // Adapters for few sectors at once would have the threads wait for each other all the time.
-    constexpr std::uint32_t kLeastBytes = 2U << 20;
+    constexpr std::uint32_t kLeastBytes = 8U << 20;
     const TransferCut each = cut();
     const std::uint32_t least = kLeastBytes / std::max(1U, each.sectorBytes);
     const std::uint16_t together = optimalSectors(each, limit);

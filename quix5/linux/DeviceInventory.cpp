@@ -8,10 +8,11 @@
 #include <cctype>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <memory>
 #include <regex>
 #include <string>
+
+#include "zel/ReadFile.h"
 
 namespace quix5 {
 
@@ -129,8 +130,8 @@ std::string addressOf(udev_device* device) {
 
 /// The kernel keeps the page as it came (SPC-4, Unit Serial Number): four bytes, then the text.
 std::string serialPageOf(udev_device* device) {
-    std::ifstream page(trimmed(udev_device_get_syspath(device)) + "/device/vpd_pg80", std::ios::binary);
-    const std::string bytes{std::istreambuf_iterator<char>(page), {}};
+    const std::string page = trimmed(udev_device_get_syspath(device)) + "/device/vpd_pg80";
+    const std::string bytes = zel::readFile(page).value_or("");
     return bytes.size() > 4 ? trimmed(bytes.substr(4).c_str()) : std::string();
 }
 

@@ -21,10 +21,10 @@ class Others {
 public:
     /// Those that are this drive.
     std::vector<std::pair<std::string, DriveAnswer>> like(const DriveIdentity& wanted) {
-        if (!m_all)
+        if (!m_isAsked)
             ask();
         std::vector<std::pair<std::string, DriveAnswer>> found;
-        for (const auto& each : *m_all)
+        for (const auto& each : m_all)
             if (each.second.identity && libDrive2::isSameDrive(*each.second.identity, wanted))
                 found.push_back(each);
         return found;
@@ -36,12 +36,13 @@ private:
         for (const zel::String& locator : libDrive2::DeviceLease::listLocators())
             questions.push_back({locator.utf8()});
         std::vector<DriveAnswer> answers = askDrives(questions);
-        m_all.emplace();
+        m_isAsked = true;
         for (std::size_t i = 0; i < answers.size(); ++i)
-            m_all->emplace_back(questions[i].locator, std::move(answers[i]));
+            m_all.emplace_back(questions[i].locator, std::move(answers[i]));
     }
 
-    std::optional<std::vector<std::pair<std::string, DriveAnswer>>> m_all;
+    std::vector<std::pair<std::string, DriveAnswer>> m_all;
+    bool m_isAsked = false;
 };
 
 void refuse(FoundDrive& found, const std::string& why, ExitStatus status = kExitCannotRun) {
@@ -51,6 +52,8 @@ void refuse(FoundDrive& found, const std::string& why, ExitStatus status = kExit
 
 /// Of another size it is no longer what the work was for.
 void checkSize(FoundDrive& found, const DriveIdentity& before) {
+    if (!found.answer.identity)
+        return;
     const DriveIdentity& now = *found.answer.identity;
     if (now.sectors != before.sectors || now.sectorBytes != before.sectorBytes)
         refuse(found,

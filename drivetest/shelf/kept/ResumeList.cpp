@@ -53,6 +53,7 @@ std::vector<std::string> listOf(const ShelfWork& work, const std::vector<std::ve
         for (std::size_t i = 0; i < widths.size(); ++i)
             widths.at(i) = std::max(widths.at(i), columnsOf(row.at(i)) + kGap);
     std::vector<std::string> lines;
+    lines.reserve(rows.size());
     for (const Row& row : rows)
         lines.push_back(padded(row[0], widths[0]) + padded(row[1], widths[1]) + row[2]);
     for (const DriveWork& drive : work.drives)

@@ -15,27 +15,30 @@ using End = ApartAnswer::End;
 
 TEST(ApartAnswers, ComeWhateverBecomesOfOthers) {
     const std::string longText(300000, '\n');
+    const auto crash = []() -> std::string { std::abort(); };
+    std::vector<std::function<std::string()>> questions{
+        [] { return std::string("a\0b", 3); }, crash, [&] { return longText; }, [] { return std::string(); }};
+    const std::size_t others = questions.size();
+    for (int number = 0; number < 100; ++number)
+        questions.emplace_back([number] { return std::to_string(number); });
+    const auto answers = askApart(questions, std::chrono::minutes(5));
+    EXPECT_EQ(answers[0].text, std::string("a\0b", 3));
+    EXPECT_TRUE(answers[2].text == longText);
+    for (const auto& [which, end] : {std::pair(0, End::answered), std::pair(1, End::crashed),
+                                     std::pair(2, End::answered), std::pair(3, End::answered)})
+        EXPECT_EQ(answers[static_cast<std::size_t>(which)].end, end) << which;
+    for (std::size_t i = others; i < answers.size(); ++i)
+        EXPECT_EQ(answers[i].text, std::to_string(i - others));
+}
+
+TEST(ApartAnswers, AreNotWaitedForForEver) {
     const auto never = [] {
         while (true)
             pause();
         return std::string();
     };
-    const auto crash = []() -> std::string { std::abort(); };
-    std::vector<std::function<std::string()>> questions{[] { return std::string("a\0b", 3); }, crash, never,
-                                                        [&] { return longText; },
-                                                        [] { return std::string(); }};
-    const std::size_t others = questions.size();
-    for (int number = 0; number < 100; ++number)
-        questions.emplace_back([number] { return std::to_string(number); });
-    const auto answers = askApart(questions, std::chrono::seconds(3));
-    EXPECT_EQ(answers[0].text, std::string("a\0b", 3));
-    EXPECT_TRUE(answers[3].text == longText);
-    for (const auto& [which, end] :
-         {std::pair(0, End::answered), std::pair(1, End::crashed), std::pair(2, End::silent),
-          std::pair(3, End::answered), std::pair(4, End::answered)})
-        EXPECT_EQ(answers[static_cast<std::size_t>(which)].end, end) << which;
-    for (std::size_t i = others; i < answers.size(); ++i)
-        EXPECT_EQ(answers[i].text, std::to_string(i - others));
+    for (const auto& answer : askApart({never, never}, std::chrono::milliseconds(200)))
+        EXPECT_EQ(answer.end, End::silent);
 }
 
 /// It could be kept for ever, and its terminal and its pipes with it.
