@@ -30,6 +30,7 @@ install(CODE "
 
 install(DIRECTORY ${CMAKE_BINARY_DIR}/share/ DESTINATION ${CMAKE_INSTALL_DATAROOTDIR})
 install(FILES drivetest/grade/grade.toml DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/drivetest)
+install(DIRECTORY drivetest/plan/plans DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/drivetest)
 
 install(DIRECTORY contracts/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/drivetest)
 install(EXPORT DriveTest NAMESPACE DriveTest:: FILE DriveTestTargets.cmake DESTINATION ${package})

@@ -37,3 +37,21 @@ function(grade_file target)
         VERBATIM)
     target_sources(${target} PRIVATE ${output})
 endfunction()
+
+# plan_files(TARGET): puts the plans that come with the program into the target.
+function(plan_files target)
+    set(folder ${CMAKE_CURRENT_SOURCE_DIR}/plan/plans)
+    set(output ${CMAKE_CURRENT_BINARY_DIR}/PlanFiles.cpp)
+    set(script ${CMAKE_SOURCE_DIR}/cmake/EmbedFiles.cmake)
+    set(new ${folder}/new-drive.toml)
+    set(used ${folder}/used-drive.toml)
+    set(scrub ${folder}/weekly-scrub.toml)
+    set(texts "kNewDrivePlan=${new};kUsedDrivePlan=${used};kWeeklyScrubPlan=${scrub}")
+    add_custom_command(
+        OUTPUT ${output}
+        COMMAND ${CMAKE_COMMAND} -DHEADER=drivetest/plan/BuiltInPlans.h -DNAMESPACE=drivetest -DOUTPUT=${output}
+                "-DTEXTS=${texts}" -P ${script}
+        DEPENDS ${new} ${used} ${scrub} ${script}
+        VERBATIM)
+    target_sources(${target} PRIVATE ${output})
+endfunction()

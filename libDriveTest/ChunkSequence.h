@@ -16,13 +16,17 @@ public:
 
     /// Where in the range the next chunk begins; nothing when all were given.
     std::optional<std::uint64_t> next();
+    /// Passes over the chunks that make up the next `sectors`. False when these end inside a chunk, or are
+    /// more than there are.
+    [[nodiscard]] bool skip(std::uint64_t sectors);
 
 private:
     [[nodiscard]] std::uint64_t nextRun();
+    void openRun();
 
     std::uint64_t m_chunkSectors;
     std::uint64_t m_fullChunks;
-    bool m_hasRest;
+    std::uint64_t m_rest;  ///< sectors of the shorter chunk; 0 without one, or when it was given
     std::uint64_t m_runChunks;
     unsigned m_bits = 0;        ///< of the number of runs
     std::uint64_t m_count = 0;  ///< of the sequence

@@ -8,6 +8,7 @@
 #include "DriveTestLogger.h"
 #include "Events.h"
 #include "Parameters.h"
+#include "RangeSetup.h"
 
 namespace libDriveTest {
 
@@ -69,6 +70,19 @@ void DriveTest::initWriteTest() {
     for (const auto error :
          {libDrive2::LIBDRIVE2_WRITE_PROTECTED_MEDIUM, libDrive2::LIBDRIVE2_WRITE_PROTECTED_DEVICE})
         s_nonFailResults.append({error, TestResult::CANNOTRUN, events::writeProtectedMedia.get()});
+}
+
+void DriveTest::addGoingOn(Test& test) {
+    parameters::sectorsDone.addTo(test);
+    parameters::errorsBefore.addTo(test);
+}
+
+TestResult DriveTest::skipDone(zel::Logger& logger, ChunkSequence& sequence, std::uint64_t& done) {
+    done = parameters::sectorsDone.value();
+    if (!sequence.skip(done))
+        return reportInvalidParameters(logger, {parameters::sectorsDone.item()});
+    errorCount += parameters::errorsBefore.value();
+    return TestResult::PASS;
 }
 
 TestResult DriveTest::run() {

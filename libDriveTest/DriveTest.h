@@ -4,6 +4,7 @@
 #include <optional>
 #include <source_location>
 
+#include "ChunkSequence.h"
 #include "DriveTestAccessor.h"
 #include "RangePlan.h"
 #include "libDrive2/Drive.h"
@@ -122,6 +123,12 @@ protected:
     static String __localize(const char* key, const char* fallback);
     static MessageBox2_Returns __promptForMedia(zel::CopiedResource<zel::PointerStorage<Drive>> drive,
                                                 bool ignored, bool incorrect, String message);
+
+    /// The parameters of tests that can go on where another run broke off.
+    static void addGoingOn(Test& test);
+    /// Passes over what an earlier run has done, and takes over its count of errors. PASS to go on; BADPARAMS
+    /// when that run ended inside a chunk.
+    TestResult skipDone(zel::Logger& logger, ChunkSequence& sequence, std::uint64_t& done);
 
     /// The medium and its size, which tests set up first. PASS to go on; anything else is the test's result.
     TestResult setUpDrive(RangePlan& plan);

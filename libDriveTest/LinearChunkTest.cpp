@@ -33,6 +33,7 @@ void LinearChunkTest::init(Test& test) {
     parameters::sectorPercentToTest.addTo(test);
     parameters::isolateFailedLBA.addTo(test);
     parameters::maxTime.addTo(test);
+    addGoingOn(test);
 }
 
 TestResult LinearChunkTest::runTest() {
@@ -78,6 +79,8 @@ TestResult LinearChunkTest::testChunks(Pass& pass) {
     ChunkSequence sequence(range.sectorsToTest, pass.chunks.blockCount, kSpreadRunBytes / range.sectorSize,
                            time.isSet());
     std::uint64_t done = 0;
+    if (const TestResult skipped = skipDone(m_logger, sequence, done); skipped != TestResult::PASS)
+        return skipped;
     for (auto i = sequence.next(); i; i = sequence.next(), done += pass.chunks.blockCount) {
         if (hitEventLimits(true) || time.isUp())
             break;
@@ -89,6 +92,7 @@ TestResult LinearChunkTest::testChunks(Pass& pass) {
             startPartialChunk(pass, lba);
         if (const auto ended = testChunk(pass, lba))
             return *ended;
+        drive->settleSectors(done + pass.chunks.blockCount, errorCount);
         DiagModule::percentDone(time.percent(percent));
         if (DiagModule::checkForStop()) {
             reportUserAbort(lba);

@@ -5,7 +5,9 @@
 #include <numeric>
 
 #include "Events.h"
+#include "Outlook.h"
 #include "Parameters.h"
+#include "PatternChoice.h"
 #include "PatternTable.h"
 #include "RangeSetup.h"
 
@@ -44,6 +46,7 @@ void LinearPatternTest::init(Test& test) {
     parameters::addressPattern.addTo(test);
     parameters::isolateFailedLBA.addTo(test);
     parameters::maxTime.addTo(test);
+    addGoingOn(test);
     initWriteTest();
 }
 
@@ -73,32 +76,33 @@ TestResult LinearPatternTest::runTest() {
 }
 
 TestResult LinearPatternTest::choosePatterns(Pass& pass) {
-    using namespace parameters;
-    patternCount = numberOfPatterns.value();
-    overrideSet = false;
-    if (const String text = overridePattern.value(); !text.isEmpty()) {
-        std::uint32_t value = 0;
-        if (!text.strToUInt(value, 16) || value > 0xFF)
-            return reportInvalidParameters(m_logger, {overridePattern.item()});
-        overrideByte = static_cast<std::uint8_t>(value);
-        patternCount = 1;
-        overrideSet = true;
-    }
-    pass.verifyOnly = verifyOnly.value();
-    if (pass.verifyOnly && !overrideSet)
-        return reportInvalidParameters(m_logger, {overridePattern.item(), verifyOnly.item()});
-    pass.preserve = pass.preserve && !pass.verifyOnly;
-    if (patternCount == 0 || patternCount > kPatterns.size()) {
-        events::invalidPatternCnt->setVariable("patternCntMax", static_cast<std::uint32_t>(kPatterns.size()));
+    const auto most = static_cast<std::uint32_t>(kPatterns.size());
+    const PatternChoice choice = PatternChoice::read(most);
+    if (!choice.refused.isEmpty() && !choice.isCountRefused)
+        return reportInvalidParameters(m_logger, {choice.refused});
+    if (choice.isCountRefused) {
+        events::invalidPatternCnt->setVariable("patternCntMax", most);
         sendEvent(*events::invalidPatternCnt, EventType::WARNING);
         return TestResult::BADPARAMS;
     }
-    stampsAddresses = addressPattern.value();
-    // The addresses of another run are not known.
-    if (stampsAddresses && pass.verifyOnly)
-        return reportInvalidParameters(m_logger, {addressPattern.item(), verifyOnly.item()});
-    patternCount += stampsAddresses ? 1 : 0;
+    overrideSet = choice.isOverridden;
+    overrideByte = choice.overrideByte;
+    pass.verifyOnly = choice.verifiesOnly;
+    pass.preserve = pass.preserve && !pass.verifyOnly;
+    stampsAddresses = choice.stampsAddresses;
+    patternCount = choice.count();
     return TestResult::PASS;
+}
+
+quix5::TestOutlook LinearPatternTest::foresee(std::uint64_t sectors, std::uint32_t sectorBytes) {
+    const PatternChoice choice = PatternChoice::read(static_cast<std::uint32_t>(kPatterns.size()));
+    const bool preserves = parameters::preserveData.value() && !choice.verifiesOnly;
+    // Each pattern is written and read; what is preserved is saved, put back and read again.
+    const unsigned transfers = choice.verifiesOnly ? 1 : (preserves ? 3 : 0) + 2 * choice.count();
+    quix5::TestOutlook outlook = foreseeShare({sectors, sectorBytes}, transfers);
+    if (!choice.refused.isEmpty())
+        outlook.refused = choice.refused;
+    return outlook;
 }
 
 void LinearPatternTest::logParameters(const Pass& pass) const {

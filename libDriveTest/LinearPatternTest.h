@@ -1,6 +1,7 @@
 #pragma once
 
 #include "PatternWriteTest.h"
+#include "quix5/ModuleDescriptor.h"
 #include "zel/Export.h"
 
 namespace libDriveTest {
@@ -14,6 +15,7 @@ public:
     ~LinearPatternTest() override;
 
     static void init(Test& test);
+    static quix5::TestOutlook foresee(std::uint64_t sectors, std::uint32_t sectorBytes);
     TestResult runTest() override;
 
 protected:

@@ -27,6 +27,9 @@ inline SharedParameter<double> sectorPercentToTest{"SectorPercentToTest", DataTy
 /// Seconds; 0 means no limit.
 inline SharedParameter<std::uint32_t> maxTime{"MaxTime", DataType::UINT32, 0};
 inline SharedParameter<zel::String> onlyRanges{"OnlyRanges", DataType::STRING, ""};
+/// Of a run that goes on where another one broke off: sectors that are done, and the errors among them.
+inline SharedParameter<std::uint64_t> sectorsDone{"SectorsDone", DataType::UINT64, 0};
+inline SharedParameter<std::uint32_t> errorsBefore{"ErrorsBefore", DataType::UINT32, 0};
 inline SharedParameter<bool> isolateFailedLBA{"IsolateFailedLBA", DataType::BOOLEAN, true};
 
 inline constexpr const char* kSeekMethods[] = {"seek", "read"};

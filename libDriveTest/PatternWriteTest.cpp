@@ -103,6 +103,8 @@ TestResult PatternWriteTest::testChunks(Pass& pass) {
     ChunkSequence sequence(range.sectorsToTest, pass.blocks, kSpreadRunBytes / range.sectorSize,
                            time.isSet());
     std::uint64_t done = 0;
+    if (const TestResult skipped = skipDone(m_logger, sequence, done); skipped != TestResult::PASS)
+        return skipped;
     for (auto i = sequence.next(); i; i = sequence.next(), done += pass.blocks) {
         if (hitEventLimits(true) || time.isUp())
             break;
@@ -114,6 +116,7 @@ TestResult PatternWriteTest::testChunks(Pass& pass) {
             startPartialChunk(pass, lba);
         if (const auto ended = testChunk(pass, lba, done))
             return *ended;
+        drive->settleSectors(done + pass.blocks, errorCount);
     }
     return getEventCountResult();
 }

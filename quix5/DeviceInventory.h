@@ -14,6 +14,8 @@ inline constexpr const char* kPropertySerial = "Serial";
 inline constexpr const char* kPropertyFirmware = "Firmware";
 inline constexpr const char* kPropertyBytes = "Bytes";            ///< UINT64
 inline constexpr const char* kPropertySectorSize = "SectorSize";  ///< UINT32
+inline constexpr const char* kPropertyRotational = "Rotational";  ///< BOOLEAN: it has disks that turn
+inline constexpr const char* kPropertyVirtual = "Virtual";        ///< BOOLEAN: of files, memory, other drives
 
 /// The drives of this machine as the operating system lists them, without opening any. May block on a slow
 /// device for as long as the system does.

@@ -24,11 +24,12 @@ SHOWN = {("quix5", "drivetest")}
 # Elsewhere than in a platform's folder, these libraries are part of what the file is for.
 EXCEPTIONS = {("zel/Resource.cpp", "nlohmann/json.hpp"), ("libDrive2/journal/Checksum.cpp", "xxhash.h"),
               *((f"drivetest/commands/{name}.cpp", "CLI/CLI.hpp")
-                for name in ("CommandLine", "CommandOptions", "Completion", "HelpCommands", "Manual", "RunCommandOptions",
-                           "UsageError")),
+                for name in ("CommandLine", "CommandOptions", "Completion", "HelpCommands", "Manual", "PlanCommandOptions",
+                           "RunArguments", "RunCommandOptions", "UsageError")),
               ("drivetest/commands/HelpFormatter.h", "CLI/CLI.hpp"),
               ("drivetest/record/Json.h", "nlohmann/json.hpp"),
-              ("drivetest/settings/TomlFile.cpp", "toml++/toml.h")}
+              *(("drivetest/settings/TomlFile.cpp", f"toml++/{name}.h")
+                for name in ("toml", "impl/forward_declarations", "impl/unicode"))}
 # What the preprocessor is not asked outside of the platforms' folders: on which system it runs.
 SYSTEM_MACROS = re.compile(
     r"\b(?:_?WIN(?:32|64|NT)|_+(?:WIN(?:32|64|NT)|MINGW\w*|CYGWIN\w*|(?:gnu_)?linux|unix|APPLE|MACH|ANDROID|FreeBSD|GLIBC)_*"

@@ -1,6 +1,8 @@
 #include "zel/Resource.h"
 
+#include <algorithm>
 #include <fstream>
+#include <istream>
 #include <mutex>
 #include <nlohmann/json.hpp>
 #include <optional>
@@ -16,6 +18,7 @@ using nlohmann::json;
 struct Package {
     json document;
     String error;
+    std::vector<String> languages;  ///< those of its texts that are kept
 };
 
 /// What was read so far. Never destroyed: texts are looked up until the very end.
@@ -42,24 +45,48 @@ String findFile(const String& package) {
     return {};
 }
 
-Package readPackage(const String& package) {
-    const String path = findFile(package);
-    if (path.isEmpty())
-        return {json::object(), package + ".qpk was not found"};
-    std::ifstream file(pathOf(path.utf8()), std::ios::binary);
-    if (!file)
-        return {json::object(), path + " cannot be read"};
-    json document = json::parse(file, nullptr, false);
-    if (!document.is_object())
-        return {json::object(), path + " is damaged: it is not a JSON object"};
-    return {std::move(document), {}};
+/// The texts of other languages would only take memory.
+json parse(std::istream& file, const std::vector<String>& languages) {
+    bool isOfTexts = false;
+    return json::parse(
+        file,
+        [&](int depth, json::parse_event_t event, json& parsed) {
+            if (event != json::parse_event_t::key || depth > 2)
+                return true;
+            const auto& key = parsed.get_ref<const std::string&>();
+            if (depth == 1)
+                isOfTexts = key == "locales";
+            return depth == 1 || !isOfTexts || std::ranges::find(languages, String(key)) != languages.end();
+        },
+        false);
 }
 
-/// The caller holds the mutex.
-const Package& load(const String& name) {
+Package readPackage(const String& package, std::vector<String> languages) {
+    const String path = findFile(package);
+    if (path.isEmpty())
+        return {json::object(), package + ".qpk was not found", {}};
+    std::ifstream file(pathOf(path.utf8()), std::ios::binary);
+    if (!file)
+        return {json::object(), path + " cannot be read", {}};
+    json document = parse(file, languages);
+    if (!document.is_object())
+        return {json::object(), path + " is damaged: it is not a JSON object", {}};
+    return {std::move(document), {}, std::move(languages)};
+}
+
+/// With the texts of these languages at least. The caller holds the mutex.
+const Package& load(const String& name, const std::vector<String>& languages) {
     auto& loaded = packages().loaded;
     const auto known = loaded.find(name);
-    return known != loaded.end() ? known->second : loaded.emplace(name, readPackage(name)).first->second;
+    std::vector<String> all = known != loaded.end() ? known->second.languages : packages().locale.fallbacks();
+    for (const String& language : languages)
+        if (std::ranges::find(all, language) == all.end())
+            all.push_back(language);
+    if (known == loaded.end())
+        return loaded.emplace(name, readPackage(name, std::move(all))).first->second;
+    if (known->second.error.isEmpty() && all.size() != known->second.languages.size())
+        known->second = readPackage(name, std::move(all));
+    return known->second;
 }
 
 bool findText(const json& section, const std::string& key, String& text) {
@@ -108,8 +135,9 @@ void ZELLocale::setGlobalLocale(const ZELLocale& locale) {
 
 bool Resource::getString(const String& package, const char* key, const ZELLocale& locale, String& text) {
     const std::lock_guard lock(packages().mutex);
-    const json& locales = member(load(package).document, "locales");
-    for (const String& tag : locale.fallbacks())
+    const std::vector<String> languages = locale.fallbacks();
+    const json& locales = member(load(package, languages).document, "locales");
+    for (const String& tag : languages)
         if (findText(member(locales, tag.utf8()), key, text))
             return true;
     return false;
@@ -118,7 +146,7 @@ bool Resource::getString(const String& package, const char* key, const ZELLocale
 bool Resource::getSetting(const String& package, const char* name, const ZELLocale& /*locale*/,
                           String& text) {
     const std::lock_guard lock(packages().mutex);
-    return findText(member(load(package).document, "settings"), name, text);
+    return findText(member(load(package, {}).document, "settings"), name, text);
 }
 
 void Resource::addPackageDirectory(const String& directory) {
@@ -129,7 +157,7 @@ void Resource::addPackageDirectory(const String& directory) {
 
 String Resource::loadError(const String& package) {
     const std::lock_guard lock(packages().mutex);
-    return load(package).error;
+    return load(package, {}).error;
 }
 
 void Resource::reset() {

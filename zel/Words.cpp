@@ -14,9 +14,16 @@ String& package() {
     return *name;
 }
 
+/// English stands in the source: its package need not even be read.
+bool isEnglish(const ZELLocale& locale) {
+    const std::string tag = locale.tag().utf8();
+    return tag.empty() || tag == "en" || tag.starts_with("en-");
+}
+
 std::string translated(const char* english) {
     String text;
-    if (package().isEmpty() || !Resource::getString(package(), english, ZELLocale::getGlobalLocale(), text))
+    if (package().isEmpty() || isEnglish(ZELLocale::getGlobalLocale()) ||
+        !Resource::getString(package(), english, ZELLocale::getGlobalLocale(), text))
         return english;
     return text.utf8();
 }

@@ -17,7 +17,8 @@ struct AtaTaskFile {
     std::uint8_t command = 0;
 };
 
-enum class AtaProtocol : std::uint8_t { nonData, pioIn, pioOut, dma };
+/// `queued` commands (NCQ) have their count in the feature register, and room for a tag where others have it.
+enum class AtaProtocol : std::uint8_t { nonData, pioIn, pioOut, dma, queued };
 
 /// One ATA command. The data buffer is the caller's.
 struct AtaRequest {
@@ -39,7 +40,8 @@ struct AtaResponse {
     std::uint64_t lba = 0;
 };
 
-/// Transport: commands to an ATA device. Blocks up to the request's timeout; one thread at a time.
+/// Transport: commands to an ATA device. Blocks up to the request's timeout; one thread at a
+/// time but for maxInFlight().
 class DRIVETEST_API AtaDevice {
 public:
     virtual ~AtaDevice() = default;
@@ -49,7 +51,11 @@ public:
     /// Whether something else answers in the name of an ATA device.
     [[nodiscard]] virtual bool isEmulated() const = 0;
     [[nodiscard]] virtual std::size_t maxTransferBytes() const = 0;
+    /// How many commands execute() takes at the same time, each from another thread.
+    [[nodiscard]] virtual unsigned maxInFlight() const { return 1; }
     virtual DeviceStatus reopen() = 0;
+    /// Whether queued commands reach the drive, with tags of which no two in flight are alike.
+    [[nodiscard]] virtual bool takesQueuedCommands() const { return false; }
 };
 
 using SharedAtaDevice = zel::SharedPointer<AtaDevice>;

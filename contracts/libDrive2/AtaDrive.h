@@ -9,14 +9,16 @@
 namespace libDrive2 {
 
 class CommandPool;
+class QueuedReader;
 struct DriveAction;
 struct TransferCut;
 namespace ata {
 struct Identity;
 }
 
-/// A drive through the commands of an ATA device (ACS-4). A write that is repeated after a failure bypasses
-/// the drive's cache where the drive can (FUA).
+/// A drive through the commands of an ATA device (ACS-4). Reads of several commands are queued where drive
+/// and transport can. A write that is repeated after a failure bypasses the drive's cache where the drive can
+/// (FUA).
 class DRIVETEST_API AtaDrive : public Drive {
 public:
     explicit AtaDrive(SharedAtaDevice device);
@@ -55,10 +57,12 @@ private:
     _LIBDRIVE2_ERROR_TYPES settle(const AtaResponse& response, const DriveAction& action);
     template <class MakeRequest>
     _LIBDRIVE2_ERROR_TYPES transfer(const DriveAction& action, std::uint8_t* buffer, MakeRequest makeRequest);
+    _LIBDRIVE2_ERROR_TYPES readQueued(const DriveAction& action, std::uint8_t* buffer);
     [[nodiscard]] TransferCut cut() const;
 
     SharedAtaDevice m_device;
     std::unique_ptr<CommandPool> m_pool;
+    std::unique_ptr<QueuedReader> m_reader;
     std::unique_ptr<ata::Identity> m_identity;  ///< never null
 };
 

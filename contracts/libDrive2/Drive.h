@@ -147,6 +147,8 @@ public:
     /// Tells the observer that the test turns to these sectors. Only tests need it that move a chunk in
     /// several pieces, or come back to a sector.
     void visitSectors(std::uint64_t lba, std::uint32_t count);
+    /// Tells the observer, between two chunks, what a run that goes on from here needs to know.
+    void settleSectors(std::uint64_t sectors, std::uint32_t errors);
 
     /// Keeps what protectSectors() is given; not owned, null for none.
     void setJournal(SectorJournal* journal) { m_journal = journal; }

@@ -65,6 +65,9 @@ public:
     virtual void onCondemned(const CondemnedSectors& /*condemned*/) {}
     /// The test leaves these sectors of the present visit untested, whatever it has read of them.
     virtual void onSkipped(std::uint64_t /*lba*/, std::uint32_t /*count*/) {}
+    /// The test is done with so many of the planned sectors, in its order, which is the same each time; of
+    /// the others it has touched none, and nothing is open. `errors` is how many it counts towards its limit.
+    virtual void onSettled(std::uint64_t /*sectors*/, std::uint32_t /*errors*/) {}
 };
 
 }  // namespace libDrive2

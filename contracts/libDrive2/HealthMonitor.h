@@ -38,6 +38,8 @@ public:
     virtual ~HealthMonitor() = default;
 
     virtual DriveHealth read() = 0;
+    /// Degrees Celsius: that part of read() alone.
+    virtual std::optional<std::int64_t> readTemperature() = 0;
     /// The part of read() that other programs do not tell.
     virtual HiddenAreas readHiddenAreas() { return {}; }
 

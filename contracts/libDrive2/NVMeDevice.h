@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 
 #include "libDrive2/ScsiPassThrough.h"
 #include "zel/Export.h"
@@ -33,9 +34,18 @@ public:
     virtual ~NVMeDevice() = default;
     virtual NVMeResponse execute(const NVMeCommand& command) = 0;
     [[nodiscard]] virtual std::uint32_t namespaceId() const = 0;
+    /// Of one command. May become less when a command was refused as too large: what it was to move is then
+    /// sent again in smaller ones.
     [[nodiscard]] virtual std::size_t maxTransferBytes() const = 0;
-    /// How many commands execute() takes at the same time, each from another thread.
+    /// How many commands execute() takes at the same time, each from another thread; or executeTogether()
+    /// from one.
     [[nodiscard]] virtual unsigned maxInFlight() const { return 1; }
+    /// Carries out all at the same time, where the transport can without threads; the answers lie where their
+    /// commands do. False where it cannot: nothing was sent then.
+    virtual bool executeTogether(std::span<const NVMeCommand> /*commands*/,
+                                 std::span<NVMeResponse> /*answers*/) {
+        return false;
+    }
     virtual DeviceStatus reopen() = 0;
 };
 

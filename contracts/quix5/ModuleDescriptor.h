@@ -37,6 +37,14 @@ public:
     virtual TestResult runWriteTest(const DiagDevice& device) = 0;
 };
 
+/// What a run would come to.
+struct TestOutlook {
+    zel::String
+        refused{};       ///< parameters that the test would refuse, "NAME:VALUE, NAME:VALUE"; empty for none
+    double bytes = 0;    ///< to be transferred; 0 where that cannot be told
+    double seconds = 0;  ///< beside the transfers
+};
+
 /// What a program must know of a test before it lets it run. Names are null for none; those of parameters of
 /// yes or no come first. Whether it writes at all the descriptor says (Test::isDestructive()).
 struct TestTraits {
@@ -53,12 +61,21 @@ struct TestTraits {
     /// How the same is done without stress for the drive: the name of a test and "NAME=VALUE".
     const char* gentleTest = nullptr;
     const char* gentleParameter = nullptr;
+    /// The parameters that take how many sectors are done, and the errors among them, when it goes on where a
+    /// run broke off: such a test tells its drive what is settled (Drive::settleSectors).
+    const char* sectorsDone = nullptr;
+    const char* errorsBefore = nullptr;
+    /// It judges the drive by what the drive holds.
+    bool comparesData = false;
     /// Read only, it answers within its time limit whether a drive is good, and says what that rests on.
     bool isSurvey = false;
     /// What a run with the parameters that are set costs the user of the medium that is in the drive now,
     /// beyond its data, in the language of the texts; empty for nothing. Asks the drive and blocks as long.
     /// Null for tests of which there is nothing to say.
     zel::String (*warning)(const DiagDevice& device, OpenMode mode) = nullptr;
+    /// What a run with the parameters that are set would come to on a drive of that size. Opens nothing. Null
+    /// for tests of which that cannot be told.
+    TestOutlook (*foresee)(std::uint64_t sectors, std::uint32_t sectorBytes) = nullptr;
 };
 
 /// One row of the module's table of tests.
@@ -79,7 +96,7 @@ struct ModuleDescriptor {
     std::size_t testCount;
 };
 
-inline constexpr std::uint32_t kModuleInterfaceVersion = 6;
+inline constexpr std::uint32_t kModuleInterfaceVersion = 7;
 
 /// How the framework finds the function that a module must define.
 using ModuleDescriptorFunction = const ModuleDescriptor* (*)();

@@ -18,6 +18,9 @@ public:
     virtual Duration now() = 0;
     /// Blocks the caller for that long (a simulated clock moves on instead).
     virtual void sleep(Duration duration) = 0;
+    /// The clock that goes on where this one stands still: itself, but for one that leaves out what is no
+    /// part of the work.
+    virtual Clock& steady() { return *this; }
 
     /// The clock in force; the system's monotonic one unless another was installed.
     static Clock& current();

@@ -13,6 +13,10 @@ namespace zel {
 DRIVETEST_API std::filesystem::path pathOf(std::string_view text);
 DRIVETEST_API std::string textOf(const std::filesystem::path& path);
 
+/// Whether the path leads to the same place wherever a process is: on Windows from a drive's letter and its
+/// root, or from a share.
+DRIVETEST_API bool isAbsolute(std::string_view path);
+
 /// Whether the path leads to something: a file, a folder, a device.
 DRIVETEST_API bool pathExists(std::string_view path);
 /// Whether it leads to a file that holds bytes.

@@ -138,7 +138,9 @@ void writeWhatWasDone(HtmlWriter& html, const RecordedRun& run) {
     facts.add(words("Reached by"), methodText(run.drive.method));
     facts.add(words("Began"), timeFigure(run.startTime));
     facts.add(words("Ended"), timeFigure(run.lastTime));
-    facts.add(words("Duration"), durationFigure(secondsBetween(run.startTime, run.lastTime)));
+    facts.add(words("Duration"), durationFigure(secondsOf(run)));
+    if (!run.pauses.empty())
+        facts.add(words("Resumed"), zel::counted(run.pauses.size(), "{n} time", "{n} times"));
 }
 
 void writeFindings(HtmlWriter& html, const RecordedRun& run) {

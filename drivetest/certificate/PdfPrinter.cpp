@@ -1,7 +1,6 @@
 #include "drivetest/certificate/PdfPrinter.h"
 
 #include <fstream>
-#include <iterator>
 #include <utility>
 #include <vector>
 
@@ -9,6 +8,7 @@
 #include "drivetest/run/TemporaryFolder.h"
 #include "drivetest/terminal/Texts.h"
 #include "zel/Path.h"
+#include "zel/ReadFile.h"
 #include "zel/Words.h"
 
 namespace drivetest {
@@ -18,8 +18,7 @@ namespace {
 using zel::words;
 
 std::string contentOf(const std::string& path) {
-    std::ifstream file(zel::pathOf(path), std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    return zel::readFile(zel::pathOf(path)).value_or("");
 }
 
 bool isPdf(const std::string& content) {

@@ -25,7 +25,8 @@ using zel::words;
 std::string join(const std::vector<std::string>& arguments) {
     std::string line;
     for (const std::string& argument : arguments)
-        line += (&argument == &arguments.front() ? "" : " ") + argument;
+        if (!argument.starts_with("--progress-to="))  // of no use to whoever repeats it
+            line += (line.empty() ? "" : " ") + argument;
     return line;
 }
 
@@ -68,6 +69,8 @@ struct Options {
     DevicesOptions devices;
     RunOptions run;
     RunOptions check;
+    ResumeOptions resume;
+    PlanOptions plan;
     RecoverOptions recover;
     ReportOptions report;
     std::string health;
@@ -101,14 +104,14 @@ std::optional<Settings> loadSettings(const std::vector<std::string>& arguments, 
 
 /// What the command line then changes.
 void apply(const Settings& settings, Options& options) {
-    for (RunOptions* const run : {&options.run, &options.check}) {
+    for (RunOptions* const run : {&options.run, &options.check, &options.resume.run, &options.plan.usual}) {
         run->recordFolder = settings.text("records");
         run->grading = settings.text("grade");
         run->quiet = settings.flag("quiet");
         run->colours = settings.flag("color");
         run->logPriority = static_cast<int>(settings.number("log-priority"));
     }
-    options.run.slowMs = static_cast<unsigned>(settings.number("run.slow-ms"));
+    options.run.slowMs = options.plan.usual.slowMs = static_cast<unsigned>(settings.number("run.slow-ms"));
     options.check.maxTime = secondsOf(settings.text("check.max-time")).value_or(0);
     if (settings.text("grade") != kNoGrading)
         options.graded.grading = settings.text("grade");
@@ -119,7 +122,10 @@ std::vector<Command> addCommands(CLI::App& program, Options& given, const Settin
         {&addTests(program, given.tests), [&given] { return listTests(given.tests); }},
         {&addDevices(program, given.devices), [&given] { return listDevices(given.devices.json); }},
         {&addCheck(program, given.check), [&given] { return runTests(given.check); }},
-        {&addRun(program, given.run), [&given] { return runTests(given.run); }},
+        {&addRun(program, given.run),
+         [&given] { return given.run.planFile.empty() ? runTests(given.run) : runPlan(given.run); }},
+        {&addResumeRuns(program, given.resume), [&given] { return resumeRuns(given.resume); }},
+        {&addPlan(program, given.plan), [&given] { return showPlan(given.plan); }},
         {&addHealth(program, given.health), [&given] { return showHealth(given.health); }},
         {&addSelfTest(program, given.selfTest), [&given] { return testItself(given.selfTest); }},
         {&addRecover(program, given.recover), [&given] { return recoverDrives(given.recover); }},
@@ -153,7 +159,7 @@ int runCommandLine(const std::vector<std::string>& arguments) {
     Options options;
     apply(*settings, options);
     options.language = languageAmong(arguments);
-    options.run.commandLine = options.check.commandLine = join(arguments);
+    options.run.commandLine = options.check.commandLine = options.resume.run.commandLine = join(arguments);
     const std::vector<Command> commands = addCommands(program, options, *settings);
     HelpCommands help(program);
     for (CLI::App* const command : program.get_subcommands([](const CLI::App*) { return true; }))

@@ -20,6 +20,8 @@ CLI::App& addTests(CLI::App& program, TestsOptions& options);
 CLI::App& addDevices(CLI::App& program, DevicesOptions& options);
 CLI::App& addCheck(CLI::App& program, RunOptions& options);
 CLI::App& addRun(CLI::App& program, RunOptions& options);
+CLI::App& addResumeRuns(CLI::App& program, ResumeOptions& options);
+CLI::App& addPlan(CLI::App& program, PlanOptions& options);
 CLI::App& addRecover(CLI::App& program, RecoverOptions& options);
 CLI::App& addReport(CLI::App& program, ReportOptions& options);
 CLI::App& addHealth(CLI::App& program, std::string& device);

@@ -5,7 +5,9 @@
 
 #include "drivetest/commands/CertificateOptions.h"
 #include "drivetest/commands/GradeOptions.h"
+#include "drivetest/commands/PlanOptions.h"
 #include "drivetest/commands/ReportOptions.h"
+#include "drivetest/commands/ResumeOptions.h"
 #include "drivetest/commands/RunOptions.h"
 #include "drivetest/commands/SelfTestOptions.h"
 #include "drivetest/commands/TestsOptions.h"
@@ -21,6 +23,12 @@ int runCommandLine(const std::vector<std::string>& arguments);
 int listTests(const TestsOptions& options);
 int listDevices(bool json);
 int runTests(const RunOptions& options);
+/// Every run of a folder that broke off, one after the other; the worst exit status.
+int resumeRuns(const ResumeOptions& options);
+/// What --plan names; kExitUsage, with nothing started, after all that is wrong with it.
+int runPlan(const RunOptions& options);
+/// Shows what a plan would do: kExitWarn when it refuses a drive. Or prints one that is built in.
+int showPlan(const PlanOptions& options);
 int recoverDrives(const RecoverOptions& options);
 int writeReport(const ReportOptions& options);
 int writeCertificate(const CertificateOptions& options);

@@ -23,6 +23,8 @@ using quix5::DiagDevice;
 
 std::vector<std::string> usersOf(const DiagDevice& device) {
     std::vector<std::string> users;
+    if (device.property(kPropertySilence) != nullptr)
+        return users;  // it would keep this process, too
     for (const zel::String& user : libDrive2::DeviceLockingManager(device.osLocator()).holders())
         users.push_back(user.utf8());
     return users;
@@ -58,6 +60,8 @@ Json describe(const DiagDevice& device) {
         described["protectionType"] = type;
     if (const std::string reason = textProperty(device, kPropertyWhyNotShown); !reason.empty())
         described["whyNotShown"] = reason;
+    if (const std::string reason = textProperty(device, kPropertySilence); !reason.empty())
+        described["silence"] = reason;
     return described;
 }
 

@@ -1,11 +1,14 @@
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <limits>
+#include <string_view>
 
 #include "drivetest/commands/CommandOptions.h"
 #include "drivetest/commands/UsageError.h"
 #include "drivetest/devices/Drives.h"
 #include "drivetest/report/OutputFormats.h"
 #include "drivetest/settings/TimeText.h"
+#include "drivetest/shelf/ShelfWork.h"
 #include "drivetest/terminal/Texts.h"
 #include "libDrive2/DeviceDescription.h"
 #include "zel/Words.h"
@@ -20,20 +23,55 @@ void addMaxTime(CLI::App& command, RunOptions& options, const std::string& help)
     command.add_option("--max-time", options.maxTime, help)->type_name("TIME")->transform(timeSpan());
 }
 
-void addDevice(CLI::App& command, RunOptions& options) {
+std::string deviceHelp() {
+    return words("Drive: a device path, an image file, or sim:KIND[,KEY=VALUE]...") + "\n" +
+           libDrive2::describeSimulatedLocators().utf8();
+}
+
+/// The first one, and those beside it.
+void take(const std::vector<std::string>& given, std::string& first, std::vector<std::string>& more) {
+    first = given.front();
+    more.assign(given.begin() + 1, given.end());
+}
+
+void addDevices(CLI::App& command, RunOptions& options) {
     command
-        .add_option("DEVICE", options.device,
-                    words("Drive: a device path, an image file, or sim:KIND[,KEY=VALUE]...") + "\n" +
-                        libDrive2::describeSimulatedLocators().utf8())
+        .add_option_function<std::vector<std::string>>(
+            "DEVICE",
+            [&options](const std::vector<std::string>& given) {
+                take(given, options.device, options.shelf.moreDevices);
+            },
+            deviceHelp())
         ->type_name("")
         ->required();
+}
+
+/// What a run on several drives asks for.
+void addShelfOptions(CLI::App& command, RunOptions& options) {
+    command
+        .add_option("--out", options.shelf.folder,
+                    words("Folder for the record, log and report of each drive, and the overview of several"))
+        ->type_name("DIR");
+    command.add_option("-j,--jobs", options.shelf.jobs, words("Test at most so many drives at once"))
+        ->type_name("N")
+        ->check(wholeNumber(1, kMostJobs));
+    command
+        .add_option("--timeout", options.shelf.hangSeconds,
+                    words("End the run of a drive that makes no progress for so long; 0 for never (default: "
+                          "30min; 5h of one "
+                          "that records on optical media)"))
+        ->type_name("TIME")
+        ->transform(timeSpan());
+    // Between the program and those that it starts.
+    command.add_option("--progress-to", options.progressTo)->group("");
+    command.add_option("--drive-is", options.identity)->group("");
 }
 
 void addWhatToTest(CLI::App& command, RunOptions& options) {
     command.add_option("TEST", options.test, words("Name of the test; \"drivetest tests\" lists them"))
         ->type_name("")
         ->required();
-    addDevice(command, options);
+    addDevices(command, options);
     command.add_option("-p,--param", options.parameters, words("Parameter of the test; repeatable"))
         ->type_name("NAME=VALUE")
         ->allow_extra_args(false);
@@ -45,13 +83,44 @@ void addWhatToTest(CLI::App& command, RunOptions& options) {
         ->allow_extra_args(false);
 }
 
+void addSaveProgress(CLI::App& command, RunOptions& options) {
+    command
+        .add_option(
+            "--save-progress", options.saveProgress,
+            words("How often progress goes into the record, which --resume goes on from (default: 1min)"))
+        ->type_name("TIME")
+        ->transform(timeSpan());
+}
+
+void addResume(CLI::App& command, RunOptions& options) {
+    command
+        .add_option_function<std::string>(
+            "--resume",
+            [&options, &command](const std::string& record) {
+                options.resume = record;
+                // Looked for only after this: the record has them.
+                for (const char* const name : {"TEST", "DEVICE"})
+                    command.get_option(name)->required(false);
+            },
+            words("Go on with the run that broke off with this record, instead of TEST and DEVICE; a new "
+                  "record begins with what it proves (default: beside it)"))
+        ->type_name("RECORD");
+    addSaveProgress(command, options);
+}
+
 /// What a test that writes asks for.
 void addSafetyOptions(CLI::App& command, RunOptions& options) {
     command
-        .add_option("--confirm", options.confirm,
-                    words("Confirm that a test may write to the drive: its serial number, or the DEVICE as "
-                          "given where it has none (\"confirm\" in \"drivetest devices --json\")"))
-        ->type_name("SERIAL");
+        .add_option_function<std::vector<std::string>>(
+            "--confirm",
+            [&options](const std::vector<std::string>& given) {
+                take(given, options.confirm, options.shelf.moreConfirmed);
+            },
+            words("Confirm that a test may write to the drive: its serial number, or the DEVICE as "
+                  "given where it has none (\"confirm\" in \"drivetest devices --json\"); once for each "
+                  "drive"))
+        ->type_name("SERIAL")
+        ->allow_extra_args(false);
     command.add_flag("--allow-unexamined", options.allowUnexamined,
                      words("Write even where sectors that could tell of an encrypted volume cannot be read"));
     command.add_flag_callback(
@@ -157,6 +226,35 @@ void addConversation(CLI::App& command, RunOptions& options) {
     addModuleOption(command, options.moduleFile);
 }
 
+/// Beside a plan: what is none of its keys, and not of one run alone.
+constexpr std::string_view kBesidePlan[] = {"--plan",         "--module",    "--journal", "--quiet",
+                                            "--log-priority", "--no-prompt", "--lang",    "--jobs",
+                                            "--out",          "--timeout"};
+
+/// A plan names tests and drives, and says how they are run.
+void addPlanFile(CLI::App& command, RunOptions& options) {
+    command
+        .add_option_function<std::string>(
+            "--plan",
+            [&command, &options](const std::string& file) {
+                options.planFile = file;
+                for (CLI::Option* const option : command.get_options())
+                    option->required(false);
+            },
+            words("Run the tests of this plan on its drives, and leave out TEST and DEVICE; \"drivetest plan "
+                  "check FILE\" shows what it would do"))
+        ->type_name("FILE");
+    command.final_callback([&command, &options] {
+        for (const CLI::Option* const option : command.get_options())
+            if (!options.planFile.empty() && option->count() > 0 &&
+                std::ranges::none_of(kBesidePlan, [option](std::string_view name) {
+                    return option->check_name(std::string(name));
+                }))
+                throw CLI::ValidationError(option->get_name(), words("{file} says that itself: leave it out",
+                                                                     {{"file", options.planFile}}));
+    });
+}
+
 std::string exitStatuses() {
     return words(
         "Exit status: 0 PASS, 1 FAIL, 2 bad parameters or usage, 3 WARN, 4 no or wrong medium, 5 "
@@ -170,11 +268,37 @@ CLI::App& addRun(CLI::App& program, RunOptions& options) {
     CLI::App& command = *program.add_subcommand("run", words("Run a test on a drive"));
     command.footer(exitStatuses());
     addWhatToTest(command, options);
+    addResume(command, options);
+    addPlanFile(command, options);
     addPace(command, options);
     addSafetyOptions(command, options);
     addOutputOptions(command, options);
     addSlownessOptions(command, options);
     addConversation(command, options);
+    addShelfOptions(command, options);
+    return command;
+}
+
+CLI::App& addResumeRuns(CLI::App& program, ResumeOptions& options) {
+    CLI::App& command = *program.add_subcommand("resume", words("Go on with the runs that broke off"));
+    command.footer(
+        words(
+            "Goes on with what was to be run on several drives (shelf.work): what has a verdict counts, what "
+            "broke off is resumed or begun anew, and what was never begun is run, each drive by a process of "
+            "its own. A test that writes is confirmed once more. Of single runs, every one that was killed, "
+            "lost its power, or ended without a verdict is resumed by its record (*.jsonl), as \"drivetest "
+            "run --resume\" does.") +
+        "\n" +
+        words("Exit status: that of the worst run, 0 when nothing was left to do; 6 when something cannot be "
+              "gone on with, 2 when the folder cannot be read."));
+    command.add_option("DIR", options.folder, words("Folder with the records of runs"))
+        ->type_name("")
+        ->required();
+    command.add_flag("--list", options.list, words("Show what is left to do, and do nothing"));
+    addSafetyOptions(command, options.run);
+    addSaveProgress(command, options.run);
+    addConversation(command, options.run);
+    addShelfOptions(command, options.run);
     return command;
 }
 
@@ -186,10 +310,11 @@ CLI::App& addCheck(CLI::App& program, RunOptions& options) {
               "says what that proves. Where the time suffices, it reads all of the drive.") +
         "\n" + exitStatuses());
     options.survey = true;
-    addDevice(command, options);
+    addDevices(command, options);
     addMaxTime(command, options, words("Take at most so long, such as 90s or 1h (default: 10min)"));
     addOutputOptions(command, options);
     addConversation(command, options);
+    addShelfOptions(command, options);
     return command;
 }
 

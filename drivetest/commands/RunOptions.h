@@ -2,11 +2,26 @@
 
 #include <cstdint>
 #include <map>
+#include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace drivetest {
+
+struct ResumedRun;
+
+/// What the user asked of a run on several drives, beside what each of them is to do.
+struct ShelfOptions {
+    std::vector<std::string> moreDevices{};    ///< locators beside the first
+    std::vector<std::string> moreConfirmed{};  ///< what names drives that may be written to, beside the first
+    std::optional<unsigned> jobs{};            ///< drives under test at once
+    std::optional<std::uint32_t> hangSeconds{};  ///< without progress after which a run is ended
+    std::string folder{};                        ///< for all that is written; empty for the default one
+
+    bool operator==(const ShelfOptions&) const = default;
+};
 
 /// What the user asked of "drivetest run" or "drivetest check".
 struct RunOptions {
@@ -34,10 +49,19 @@ struct RunOptions {
     bool quiet = false;   ///< no progress is shown
     unsigned slowMs = 0;  ///< transfers that take longer are too slow; 0 for no such limit
     std::uint64_t slowAllowed = 0;
-    std::string recordFolder;      ///< for what is kept without a name; empty for the default one
-    std::string grading = "none";  ///< the limits to grade the drive by, a file or "default"
-    bool colours = true;           ///< where a terminal has them
-    std::string commandLine;       ///< as typed, for the record
+    std::string recordFolder;               ///< for what is kept without a name; empty for the default one
+    std::string grading = "none";           ///< the limits to grade the drive by, a file or "default"
+    bool colours = true;                    ///< where a terminal has them
+    std::string resume;                     ///< the record of the run to go on from; empty for a new run
+    std::uint32_t saveProgress = 60;        ///< seconds between two lines of progress in the record
+    std::shared_ptr<ResumedRun> resumed{};  ///< what that record proves, once it was read
+    std::string commandLine;                ///< as typed, for the record
+    std::string planFile{};                 ///< that says all of it, for several drives; empty for none
+    long long progressTo = -1;              ///< pipe of the shelf that has started this run; -1 for none
+    std::string identity{};  ///< of the drive that the shelf found there, as text; empty for any
+    ShelfOptions shelf{};
+
+    bool operator==(const RunOptions&) const = default;
 
     /// Empty for none.
     [[nodiscard]] std::string outputOf(std::string_view option) const {

@@ -1,9 +1,12 @@
 #include "drivetest/devices/Drives.h"
 
 #include <algorithm>
+#include <functional>
 #include <iterator>
 #include <regex>
+#include <utility>
 
+#include "drivetest/devices/DeviceBytes.h"
 #include "libDrive2/DeviceDescription.h"
 #include "libDrive2/DeviceOpeners.h"
 #include "quix5/DeviceInventory.h"
@@ -21,6 +24,20 @@ constexpr const char* kIdentityProperties[] = {
     quix5::kPropertyVendor, quix5::kPropertyModel,      quix5::kPropertySerial,     quix5::kPropertyFirmware,
     quix5::kPropertyBytes,  quix5::kPropertySectorSize, kPropertyPasswordSupported, kPropertyPasswordSet,
     kPropertyLocked,        kPropertyProtectionType,
+};
+
+constexpr std::pair<DeviceCapability, const char*> kCapabilities[] = {
+    {DeviceCapability::ATA, "ATA"},
+    {DeviceCapability::SCSISBC, "SCSISBC"},
+    {DeviceCapability::SCSIMMC, "SCSIMMC"},
+    {DeviceCapability::USB_UFI, "USB_UFI"},
+    {DeviceCapability::FloppyDrive, "FloppyDrive"},
+    {DeviceCapability::CDROM, "CDROM"},
+    {DeviceCapability::HardDrive, "HardDrive"},
+    {DeviceCapability::USBMassStorage, "USBMassStorage"},
+    {DeviceCapability::MMCSDFlash, "MMCSDFlash"},
+    {DeviceCapability::RemovableStorage, "RemovableStorage"},
+    {DeviceCapability::NVME, "NVME"},
 };
 
 /// The inventory opens no drive; the state of an ATA password only the drive knows.
@@ -60,13 +77,25 @@ void addDescription(const libDrive2::DeviceDescription& described, bool isSimula
 
 std::vector<DiagDevice> listDrives() {
     std::vector<DiagDevice> devices = quix5::listDevices();
-    for (DiagDevice& device : devices) {
-        libDrive2::DeviceDescription described;
-        zel::String ignored;
-        if (libDrive2::describeDevice(device.osLocator(), described, ignored))
-            addDescription(described, false, device);
-        addSecurity(device);
-    }
+    std::vector<std::function<std::string()>> questions;
+    questions.reserve(devices.size());
+    for (const DiagDevice& device : devices)
+        questions.emplace_back([asked = device]() mutable {
+            libDrive2::DeviceDescription described;
+            zel::String ignored;
+            if (libDrive2::describeDevice(asked.osLocator(), described, ignored))
+                addDescription(described, false, asked);
+            addSecurity(asked);
+            return bytesOf(asked);
+        });
+    const std::vector<ApartAnswer> answers = askApart(questions);
+    for (std::size_t i = 0; i < devices.size(); ++i)
+        if (DiagDevice told;
+            answers[i].end == ApartAnswer::End::answered && readDevice(answers[i].text, told))
+            devices[i] = std::move(told);
+        else
+            devices[i].setProperty(kPropertySilence, zel::String(describeSilence(
+                                                         devices[i].osLocator().utf8(), answers[i].end)));
     return devices;
 }
 
@@ -139,6 +168,8 @@ bool flagProperty(const DiagDevice& device, const char* name) {
 
 std::vector<std::string> formatNotes(const DiagDevice& device) {
     std::vector<std::string> notes;
+    if (device.property(kPropertySilence) != nullptr)
+        notes.push_back(zel::words("it does not answer"));
     if (const std::string reason = textProperty(device, kPropertyWhyNotShown); !reason.empty())
         notes.push_back(zel::words("only SCSI commands reach it: {reason}", {{"reason", reason}}));
     if (const std::uint64_t type = numberProperty(device, kPropertyProtectionType); type != 0)
@@ -148,24 +179,31 @@ std::vector<std::string> formatNotes(const DiagDevice& device) {
 }
 
 std::vector<std::string> capabilityNames(const DiagDevice& device) {
-    const std::pair<DeviceCapability, const char*> known[] = {
-        {DeviceCapability::ATA, "ATA"},
-        {DeviceCapability::SCSISBC, "SCSISBC"},
-        {DeviceCapability::SCSIMMC, "SCSIMMC"},
-        {DeviceCapability::USB_UFI, "USB_UFI"},
-        {DeviceCapability::FloppyDrive, "FloppyDrive"},
-        {DeviceCapability::CDROM, "CDROM"},
-        {DeviceCapability::HardDrive, "HardDrive"},
-        {DeviceCapability::USBMassStorage, "USBMassStorage"},
-        {DeviceCapability::MMCSDFlash, "MMCSDFlash"},
-        {DeviceCapability::RemovableStorage, "RemovableStorage"},
-        {DeviceCapability::NVME, "NVME"},
-    };
     std::vector<std::string> names;
-    for (const auto& [capability, name] : known)
+    for (const auto& [capability, name] : kCapabilities)
         if (device.hasCapability(capability))
             names.emplace_back(name);
     return names;
+}
+
+DeviceCapability capabilitiesOf(const std::vector<std::string>& names) {
+    DeviceCapability found;
+    for (const auto& [capability, name] : kCapabilities)
+        if (std::ranges::find(names, name) != names.end())
+            found = found | capability;
+    return found;
+}
+
+std::string describeSilence(const std::string& locator, ApartAnswer::End end) {
+    if (end == ApartAnswer::End::stopped)
+        return zel::words("stopped before the end");
+    if (end != ApartAnswer::End::silent)
+        return zel::words("{drive} could not be asked what it is: the process that did so came to no end",
+                          {{"drive", locator}});
+    return zel::words(
+        "{drive} does not answer: for {n} s it has not said what it is. Look at its cable and its power, "
+        "then start again",
+        {{"drive", locator}, {"n", kPatienceWithDrive.count()}});
 }
 
 bool isAccessOrder(const std::string& text) {

@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "drivetest/devices/ApartAnswers.h"
 #include "quix5/DiagDevice.h"
 #include "zel/Words.h"
 
@@ -18,6 +19,9 @@ inline constexpr const char* kPropertyProtectionType = "ProtectionType";
 /// Why the system has no block device for the drive, a text; not set where it has one.
 inline constexpr const char* kPropertyWhyNotShown = "WhyNotShown";
 
+/// Why the drive could not be asked what it is, a sentence; not set where it answers.
+inline constexpr const char* kPropertySilence = "Silence";
+
 /// The device property that says how a drive is reached, and what it may hold.
 inline constexpr const char* kAccessOrderProperty = "__libDriveTest_AccessOrder";
 inline constexpr const char* kAccessOrderForms = zel::marked(
@@ -27,7 +31,8 @@ inline constexpr const char* kAccessOrderForms = zel::marked(
 /// Whether the text has that form.
 bool isAccessOrder(const std::string& text);
 
-/// The drives of this machine, with what the drives themselves tell.
+/// The drives of this machine, with what the drives themselves tell. One that does not answer holds nobody
+/// up. No other thread may run.
 std::vector<quix5::DiagDevice> listDrives();
 
 /// Whether the locator names something at all; false after a sentence in `error`.
@@ -54,5 +59,10 @@ std::vector<std::string> formatNotes(const quix5::DiagDevice& device);
 
 /// "HardDrive", "SCSISBC" and so on, in the order of their enumeration.
 std::vector<std::string> capabilityNames(const quix5::DiagDevice& device);
+/// Those of these names.
+quix5::DeviceCapability capabilitiesOf(const std::vector<std::string>& names);
+
+/// Why nothing is known of a drive that was asked, a sentence; of one that answered there is none.
+std::string describeSilence(const std::string& locator, ApartAnswer::End end);
 
 }  // namespace drivetest

@@ -26,7 +26,7 @@ std::string driveText(const RecordedDrive& drive) {
 }
 
 std::string workText(const RecordedRun& run) {
-    const std::string time = durationFigure(secondsBetween(run.startTime, run.lastTime));
+    const std::string time = durationFigure(secondsOf(run));
     return words("{test} ran on {drive} for {time}, on {date}.", {{"test", run.test},
                                                                   {"drive", driveText(run.drive)},
                                                                   {"time", time},

@@ -7,6 +7,7 @@
 #include <iterator>
 #include <optional>
 
+#include "drivetest/record/RecordedRun.h"
 #include "drivetest/terminal/Language.h"
 #include "zel/Format.h"
 
@@ -105,6 +106,13 @@ double secondsBetween(const std::string& from, const std::string& to) {
     const auto start = instantOf(from);
     const auto end = instantOf(to);
     return start && end ? std::max(0.0, *end - *start) : 0;
+}
+
+double secondsOf(const RecordedRun& run) {
+    double seconds = secondsBetween(run.startTime, run.lastTime);
+    for (const auto& [from, to] : run.pauses)
+        seconds -= secondsBetween(from, to);
+    return std::max(0.0, seconds);
 }
 
 }  // namespace drivetest

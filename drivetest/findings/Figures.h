@@ -5,6 +5,8 @@
 
 namespace drivetest {
 
+struct RecordedRun;
+
 /// Numbers and units as a person reads them, in the language of the texts.
 
 /// "1 000 000", its spaces narrow
@@ -25,5 +27,7 @@ std::string rangeFigure(std::uint64_t first, std::uint64_t last);
 std::string timeFigure(const std::string& recorded);
 /// Between two such times; 0 where one is none.
 double secondsBetween(const std::string& from, const std::string& to);
+/// How long the run took, without the time between its parts.
+double secondsOf(const RecordedRun& run);
 
 }  // namespace drivetest

@@ -122,9 +122,9 @@ Measure risen(const RecordedRun& run) {
     return was && is ? of(std::max<std::int64_t>(*is - *was, 0)) : Measure();
 }
 
-/// The higher of the two moments.
+/// The highest that is known.
 Measure temperature(const RecordedRun& run) {
-    Measure highest;
+    Measure highest = run.heat ? of(run.heat->highest) : Measure();
     for (const auto* const reading : {&run.healthBefore, &run.healthAfter})
         if (*reading && (*reading)->health.temperatureC)
             highest = GradeMeasure{std::max(highest ? highest->value : 0,

@@ -150,4 +150,25 @@ HealthReading readHealthJson(const Json& content) {
     return reading;
 }
 
+Json heatJson(const HeatCourse& course) {
+    Json json{{"lowest", course.lowest},
+              {"highest", course.highest},
+              {"last", course.last},
+              {"rests", course.rests},
+              {"restedSeconds", course.rested.count()}};
+    if (course.limit)
+        json["limit"] = *course.limit;
+    return json;
+}
+
+HeatCourse readHeatJson(const Json& content) {
+    const auto number = [&content](const char* name) { return content.at(name).get<std::int64_t>(); };
+    HeatCourse course{number("lowest"), number("highest"), number("last")};
+    course.rests = content.at("rests").get<std::uint64_t>();
+    course.rested = std::chrono::seconds(number("restedSeconds"));
+    if (content.contains("limit"))
+        course.limit = number("limit");
+    return course;
+}
+
 }  // namespace drivetest

@@ -3,6 +3,7 @@
 #include <string_view>
 
 #include "drivetest/health/HealthReading.h"
+#include "drivetest/health/HeatCourse.h"
 #include "drivetest/record/Json.h"
 
 namespace drivetest {
@@ -13,6 +14,12 @@ Json healthJson(const HealthReading& reading);
 
 /// What such a content says. Throws Json::exception where it is of another form.
 HealthReading readHealthJson(const Json& content);
+
+/// The content of a record's extension "temperature": {lowest, highest, last, limit, rests, restedSeconds};
+/// limit only where there was one.
+Json heatJson(const HeatCourse& course);
+/// What such a content says. Throws Json::exception where it is of another form.
+HeatCourse readHeatJson(const Json& content);
 
 /// The names of records: "short", "extended", "other"; "passed", "failed" and so on.
 const char* nameOf(libDrive2::SelfTestKind kind);

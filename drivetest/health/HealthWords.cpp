@@ -1,5 +1,6 @@
 #include "drivetest/health/HealthWords.h"
 
+#include "drivetest/terminal/Texts.h"
 #include "zel/Words.h"
 
 namespace drivetest {
@@ -34,6 +35,22 @@ std::string outcomeText(SelfTestOutcome outcome) {
             break;
     }
     return words("failed");
+}
+
+std::string courseText(const HeatCourse& heat) {
+    return words("{lowest} to {highest} °C, {last} °C at the end",
+                 {{"lowest", heat.lowest}, {"highest", heat.highest}, {"last", heat.last}});
+}
+
+std::string restsText(const HeatCourse& heat) {
+    if (heat.rests == 0)
+        return {};
+    const std::string time = durationText(heat.rested);
+    return heat.limit ? zel::counted(heat.rests, "{n} time, {time} in all, above {limit} °C",
+                                     "{n} times, {time} in all, above {limit} °C",
+                                     {{"time", time}, {"limit", *heat.limit}})
+                      : zel::counted(heat.rests, "{n} time, {time} in all", "{n} times, {time} in all",
+                                     {{"time", time}});
 }
 
 }  // namespace drivetest

@@ -89,6 +89,10 @@ void writeHealth(HtmlWriter& html, const RecordedRun& run) {
         facts.add(words("Predicted failure"), predictionText(latest->health));
         facts.add(words("Asked by"),
                   latest->isBySmartctl ? std::string(kHealthBySmartctl) : words("the drive's own commands"));
+        if (run.heat) {
+            facts.add(words("Temperature"), courseText(*run.heat));
+            facts.add(words("Rests because of heat"), restsText(*run.heat));
+        }
         facts.add(words("Remark"), problemText(*latest));
     }
     writeCounters(html, run);

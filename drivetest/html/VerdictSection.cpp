@@ -2,6 +2,7 @@
 #include "drivetest/findings/Verdict.h"
 #include "drivetest/html/Sections.h"
 #include "drivetest/html/Tables.h"
+#include "drivetest/shelf/links/LinkSharing.h"
 #include "zel/Words.h"
 
 namespace drivetest {
@@ -37,6 +38,17 @@ std::string rateText(const RecordedRun& run, const char* name) {
         return rateFigure(rate->value);
     return words("{rate}; required are {limit}",
                  {{"rate", rateFigure(rate->value)}, {"limit", rateFigure(*rate->atLeast)}});
+}
+
+/// "SATA port ata1 (544 MB/s), SATA adapter 0000:00:17.0"
+std::string linksText(const std::vector<RecordedLink>& links) {
+    std::string text;
+    for (const RecordedLink& link : links) {
+        text += (text.empty() ? "" : ", ") + link.name;
+        if (link.megabytesPerSecond > 0)
+            text += " (" + std::to_string(link.megabytesPerSecond) + " MB/s)";
+    }
+    return text;
 }
 
 }  // namespace
@@ -107,10 +119,15 @@ void writeVerdict(HtmlWriter& html, const RecordedRun& run) {
     facts.add(words("Coverage"), run.coverage ? coverageText(*run.coverage) : words("not recorded"));
     facts.add(words("Share of the whole drive"), partOfDrive(run));
     facts.add(words("Reached by"), methodText(run.drive.method));
+    facts.add(words("Attached through"), linksText(run.links));
+    for (const LinkSharing& link : run.sharedLinks)
+        facts.add(words("Shared"), describeSharing(link));
     facts.add(words("Mean read rate"), rateText(run, "readRate"));
     facts.add(words("Mean write rate"), rateText(run, "writeRate"));
     facts.add(words("Date"), timeFigure(run.startTime));
-    facts.add(words("Duration"), durationFigure(secondsBetween(run.startTime, run.lastTime)));
+    facts.add(words("Duration"), durationFigure(secondsOf(run)));
+    if (!run.pauses.empty())
+        facts.add(words("Resumed"), zel::counted(run.pauses.size(), "{n} time", "{n} times"));
 }
 
 }  // namespace drivetest

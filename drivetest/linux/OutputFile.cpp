@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <unistd.h>
@@ -134,6 +135,32 @@ OutputFile open(const std::string& path, const OutputRules& rules, std::string& 
     return {};
 }
 
+/// Whether what such a call left is on the disk, or there is none.
+bool isDurable(int result) {
+    return result == 0 || errno == EINVAL || errno == EROFS || errno == ENOTSUP;
+}
+
+/// The folder of a file, and those around it on the same disk, may be as new as the file.
+bool syncFolders(int descriptor) {
+    struct stat file {};
+    std::error_code unknown;
+    auto folder = std::filesystem::read_symlink(pathOf(descriptor), unknown);
+    if (fstat(descriptor, &file) != 0 || !S_ISREG(file.st_mode))
+        return true;
+    while (folder.has_relative_path()) {
+        folder = folder.parent_path();
+        struct stat found {};
+        const OutputFile opened =
+            OutputFile::adopt(openFile(folder.string(), O_RDONLY | O_DIRECTORY | O_CLOEXEC), {});
+        // Who may not look into it did not make it either.
+        if (!opened || fstat(opened.descriptor(), &found) != 0 || found.st_dev != file.st_dev)
+            return true;
+        if (!isDurable(zel::uninterrupted([&opened] { return fsync(opened.descriptor()); })))
+            return false;
+    }
+    return true;
+}
+
 /// Writes are to wait, in whatever thread makes them.
 void makeBlocking(int descriptor) {
     const int flags = fcntl(descriptor, F_GETFL);
@@ -161,9 +188,21 @@ void OutputFile::removeCreated() const {
 bool OutputFile::begin() {
     m_created.clear();
     struct stat found {};
+    // For isBeingWritten(); without it nothing is lost.
+    if (m_owned)
+        (void)flock(m_descriptor, LOCK_EX | LOCK_NB);
     if (!m_owned || fstat(m_descriptor, &found) != 0 || !S_ISREG(found.st_mode) || found.st_size == 0)
         return true;
     return zel::uninterrupted([this] { return ftruncate(m_descriptor, 0); }) == 0;
+}
+
+bool OutputFile::goOnAt(std::uint64_t bytes) {
+    m_created.clear();
+    const auto end = static_cast<off_t>(bytes);
+    if (m_owned && flock(m_descriptor, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK)
+        return false;
+    return zel::uninterrupted([&] { return ftruncate(m_descriptor, end); }) == 0 &&
+           lseek(m_descriptor, end, SEEK_SET) == end;
 }
 
 bool OutputFile::write(std::string_view text) const {
@@ -181,6 +220,18 @@ bool OutputFile::write(std::string_view text) const {
         }
     }
     return true;
+}
+
+bool OutputFile::sync() {
+    if (!isDurable(zel::uninterrupted([this] { return fdatasync(m_descriptor); })))
+        return false;
+    m_isNameDurable = m_isNameDurable || syncFolders(m_descriptor);
+    return m_isNameDurable;
+}
+
+bool isBeingWritten(const std::string& path) {
+    const OutputFile file = OutputFile::adopt(openFile(path, (kFlags & ~O_WRONLY) | O_RDONLY), {});
+    return file && flock(file.descriptor(), LOCK_SH | LOCK_NB) != 0 && errno == EWOULDBLOCK;
 }
 
 OutputFile openOutput(const std::string& what, const std::string& path, const OutputRules& rules,

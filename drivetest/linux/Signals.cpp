@@ -20,6 +20,7 @@ namespace {
 std::atomic<AtStake> atStake{AtStake::nothing};
 std::atomic<bool> isProgressAskedFor{false};
 std::atomic<int> statusOn{-1};
+std::atomic<void (*)()> lastDeed{nullptr};
 static_assert(std::atomic<AtStake>::is_always_lock_free && std::atomic<bool>::is_always_lock_free &&
               std::atomic<int>::is_always_lock_free);
 
@@ -37,6 +38,8 @@ void takeStatusOff() {
 
 [[noreturn]] void endAtOnce() {
     const LastWords last = lastWordsOf(atStake.load());
+    if (void (*const deed)() = lastDeed.load(); deed != nullptr)
+        deed();
     takeStatusOff();
     say(STDERR_FILENO, last.text);
     _exit(last.status);
@@ -118,6 +121,10 @@ void setAtStake(AtStake stake) {
     atStake.store(stake);
 }
 
+void setLastDeed(void (*deed)()) {
+    lastDeed.store(deed);
+}
+
 void setStatusOn(int descriptor) {
     statusOn.store(descriptor);
 }
@@ -126,6 +133,25 @@ void leaveSignalsToOthers() {
     sigset_t all;
     sigfillset(&all);
     pthread_sigmask(SIG_BLOCK, &all, nullptr);
+}
+
+void LateSignals::look() {
+    // A thread that can be reached takes them long before.
+    constexpr unsigned kPatience = 5;
+    sigset_t waiting;
+    sigpending(&waiting);
+    sigset_t late;
+    sigemptyset(&late);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT})
+        if (sigismember(&waiting, signal) == 1)
+            sigaddset(&late, signal);
+    m_looks = sigisemptyset(&late) != 0 ? 0 : m_looks + 1;
+    if (m_looks < kPatience)
+        return;
+    m_looks = 0;
+    sigset_t before;
+    pthread_sigmask(SIG_UNBLOCK, &late, &before);
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 
 }  // namespace drivetest

@@ -1,6 +1,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <iostream>
+#include <new>
 #include <system_error>
 
 #include "drivetest/ExitStatus.h"
@@ -27,6 +28,22 @@ std::string findLoss() {
     return drivetest::OutputQueue::standardFailure();
 }
 
+/// What the system does not give any more, such as memory or another thread, is no crash: what was begun is
+/// put in order on the way here.
+int runGuarded(int argc, char** argv) {
+    try {
+        return drivetest::runCommandLine(drivetest::programArguments(argc, argv));
+    } catch (const std::bad_alloc&) {
+        drivetest::complain(zel::words("the memory of this machine does not suffice"));
+    } catch (const std::system_error& failure) {
+        drivetest::complain(zel::words(
+            "the system refuses what the program cannot do without: {reason}; test fewer drives at "
+            "once, or raise the limits of threads and files",
+            {{"reason", failure.code().message()}}));
+    }
+    return drivetest::kExitInternalError;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -35,7 +52,7 @@ int main(int argc, char** argv) {
     drivetest::letWritesFail();
     // What is printed without a run is written at the end, where a failure is noticed.
     std::setvbuf(stdout, nullptr, _IOFBF, kMostPrinted);
-    const int status = drivetest::runCommandLine(drivetest::programArguments(argc, argv));
+    const int status = runGuarded(argc, argv);
     std::cout.flush();
     drivetest::OutputQueue::finishStandard();
     const std::string loss = findLoss();

@@ -31,6 +31,8 @@ public:
     bool add(RecordedEvent event);
     /// Gives out what waits.
     void flush();
+    /// So many went before.
+    void goOnAfter(std::uint64_t events) { m_seen = events; }
 
 private:
     struct Group {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <fstream>
 #include <iterator>
+#include <utility>
 #include <vector>
 
 #include "drivetest/record/RecordedExtensions.h"
@@ -18,6 +19,8 @@ constexpr std::uint64_t kMajor = 2;
 constexpr std::uint64_t kMinor = 0;
 /// The longest line of a record, its surface, is shorter.
 constexpr std::size_t kLongestLine = std::size_t{96} << 20;
+/// More often nobody goes on.
+constexpr std::size_t kMostPauses = 1000;
 constexpr std::size_t kBlock = std::size_t{256} << 10;
 
 std::string textOf(const Json& value) {
@@ -120,7 +123,7 @@ void RecordReader::takeLine(const Json& line) {
         throw RecordFault(zel::words("this line of the record is damaged"));
     if (recordedCount(line, "sequenceNumber") != m_line - 1)
         throw RecordFault(zel::words("lines of the record are missing here, or in the wrong order"));
-    m_run.lastTime = recordedText(line, "timestamp");
+    m_timeBefore = std::exchange(m_run.lastTime, recordedText(line, "timestamp"));
     if (m_line == 2)
         return takeStart(line);
     if (const auto run = line.find("testRunArtifact"); run != line.end())
@@ -170,13 +173,20 @@ void RecordReader::takeRunArtifact(const Json& artifact) {
 
 void RecordReader::takeStepArtifact(const Json& artifact) {
     if (const auto extension = artifact.find("extension"); extension != artifact.end())
-        takeExtension(recordedText(*extension, "name"), extension->at("content"), m_lists, m_run);
+        takeExtension(*extension);
     else if (const auto start = artifact.find("testStepStart"); start != artifact.end())
         takeStepStart(*start);
     else if (const auto measurement = artifact.find("measurement"); measurement != artifact.end())
         takeMeasurement(*measurement, m_run);
     else if (const auto error = artifact.find("error"); error != artifact.end())
         m_run.problems.push_back({recordedText(*error, "symptom"), recordedText(*error, "message")});
+}
+
+void RecordReader::takeExtension(const Json& extension) {
+    const std::string name = recordedText(extension, "name");
+    drivetest::takeExtension(name, extension.at("content"), m_lists, m_run);
+    if (name == "resumed" && m_run.pauses.size() < kMostPauses)
+        m_run.pauses.emplace_back(m_timeBefore, m_run.lastTime);
 }
 
 void RecordReader::takeStepStart(const Json& start) {

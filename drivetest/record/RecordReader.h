@@ -35,10 +35,12 @@ private:
     void takeStart(const Json& line);
     void takeRunArtifact(const Json& artifact);
     void takeStepArtifact(const Json& artifact);
+    void takeExtension(const Json& extension);
     void takeStepStart(const Json& start);
 
     RecordedRun m_run;
     RunLists m_lists;
+    std::string m_timeBefore;  ///< of the line before
     std::uint64_t m_line = 0;
     std::string m_problem;
 };

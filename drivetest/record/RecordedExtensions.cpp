@@ -7,6 +7,7 @@
 
 #include "drivetest/health/HealthJson.h"
 #include "drivetest/record/GradeJson.h"
+#include "drivetest/record/SharingJson.h"
 #include "drivetest/record/SurfaceReading.h"
 #include "zel/Words.h"
 
@@ -175,6 +176,22 @@ void takeHealth(const Json& content, const RunLists& /*lists*/, RecordedRun& run
         readHealthJson(content);
 }
 
+void takeLinks(const Json& content, const RunLists& /*lists*/, RecordedRun& run) {
+    // More than any machine has one behind the other.
+    constexpr std::size_t kMost = 64;
+    for (const Json& each : content.at("links"))
+        if (run.links.size() < kMost)
+            run.links.push_back({recordedText(each, "name"), recordedCount(each, "megabytesPerSecond")});
+}
+
+void takeSharing(const Json& content, const RunLists& /*lists*/, RecordedRun& run) {
+    run.sharedLinks = readSharingJson(content);
+}
+
+void takeTemperature(const Json& content, const RunLists& /*lists*/, RecordedRun& run) {
+    run.heat = recordedHeat(content);
+}
+
 void takeGrade(const Json& content, const RunLists& /*lists*/, RecordedRun& run) {
     run.grade = readGrade(content);
 }
@@ -185,13 +202,23 @@ struct Extension {
 };
 
 constexpr Extension kExtensions[] = {
-    {"event", takeEvent},           {"events", takeEvents},
-    {"result", takeResult},         {"coverage", takeCoverage},
-    {"drive", takeDrive},           {"badSectors", takeBadSectors},
-    {"unrestored", takeUnrestored}, {"slowTransfers", takeSlowTransfers},
-    {"latency", takeLatency},       {"transfers", takeTransfers},
-    {"regions", takeRegions},       {"surface", takeSurface},
-    {"health", takeHealth},         {"grade", takeGrade},
+    {"event", takeEvent},
+    {"events", takeEvents},
+    {"result", takeResult},
+    {"coverage", takeCoverage},
+    {"drive", takeDrive},
+    {"badSectors", takeBadSectors},
+    {"unrestored", takeUnrestored},
+    {"slowTransfers", takeSlowTransfers},
+    {"latency", takeLatency},
+    {"transfers", takeTransfers},
+    {"regions", takeRegions},
+    {"surface", takeSurface},
+    {"health", takeHealth},
+    {"grade", takeGrade},
+    {"temperature", takeTemperature},
+    {"links", takeLinks},
+    {"sharedLinks", takeSharing},
 };
 
 /// What stands under the name; null for nothing.
@@ -223,11 +250,27 @@ std::uint64_t recordedCount(const Json& object, const char* name) {
     return found != nullptr ? found->get<std::uint64_t>() : 0;
 }
 
+std::uint64_t recordedCount(const Json& object, const char* name, std::uint64_t most) {
+    const std::uint64_t count = recordedCount(object, name);
+    if (count > most)
+        throw faultOf(name);
+    return count;
+}
+
 double recordedNumber(const Json& object, const char* name) {
     const Json* const found = find(object, name);
     if (found != nullptr && (!found->is_number() || *found < 0))
         throw faultOf(name);
     return found != nullptr ? found->get<double>() : 0;
+}
+
+HeatCourse recordedHeat(const Json& content) {
+    const HeatCourse heat = readHeatJson(content);
+    // Far beyond any run, and still a time that can be told in nanoseconds.
+    constexpr std::chrono::hours kLongest{24 * 365};
+    if (heat.rested < std::chrono::seconds(0) || heat.rested > kLongest)
+        throw faultOf("restedSeconds");
+    return heat;
 }
 
 void takeExtension(const std::string& name, const Json& content, const RunLists& lists, RecordedRun& run) {

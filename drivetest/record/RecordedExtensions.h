@@ -21,7 +21,12 @@ RecordFault faultOf(const std::string& name);
 /// else. No number of a record is negative.
 std::string recordedText(const Json& object, const char* name);
 std::uint64_t recordedCount(const Json& object, const char* name);
+/// As well when it is greater than `most`.
+std::uint64_t recordedCount(const Json& object, const char* name, std::uint64_t most);
 double recordedNumber(const Json& object, const char* name);
+
+/// The content of "temperature"; throws a RecordFault, or a Json::exception, when it is none.
+HeatCourse recordedHeat(const Json& content);
 
 /// Takes an extension into the run; one of another name is passed over. Throws a RecordFault when it is not
 /// as docs/record.md has it.

@@ -7,7 +7,9 @@
 #include <vector>
 
 #include "drivetest/health/HealthReading.h"
+#include "drivetest/health/HeatCourse.h"
 #include "drivetest/record/RecordedGrade.h"
+#include "drivetest/shelf/links/LinkSharing.h"
 
 namespace drivetest {
 
@@ -104,6 +106,12 @@ struct RecordedSlowness {
     std::vector<RecordedTransfer> slowest{};
 };
 
+/// A part of the way between drive and processor.
+struct RecordedLink {
+    std::string name{};
+    std::uint64_t megabytesPerSecond = 0;  ///< that it carries; 0 where that is not known
+};
+
 /// What became of the transfers of one kind.
 struct RecordedAttempts {
     std::string operation{};
@@ -148,8 +156,10 @@ struct RecordedRun {
     RecordedDrive drive{};
     std::string startTime{};  ///< RFC 3339, UTC
     std::string lastTime{};   ///< of the last line
-    bool isCutOff = true;     ///< it does not tell of the end
-    std::string result{};     ///< "PASS", "FAIL" ...; empty when it is cut off before that
+    /// Where it was gone on with after it broke off: the times of the last line before and the first after.
+    std::vector<std::pair<std::string, std::string>> pauses{};
+    bool isCutOff = true;  ///< it does not tell of the end
+    std::string result{};  ///< "PASS", "FAIL" ...; empty when it is cut off before that
     std::uint64_t errors = 0;
     std::uint64_t warnings = 0;
     std::optional<RecordedCoverage> coverage{};
@@ -165,6 +175,9 @@ struct RecordedRun {
     std::vector<RecordedError> problems{};  ///< of the run itself
     std::optional<HealthReading> healthBefore{};
     std::optional<HealthReading> healthAfter{};
+    std::optional<HeatCourse> heat{};
+    std::vector<RecordedLink> links{};       ///< from the drive to the processor
+    std::vector<LinkSharing> sharedLinks{};  ///< of these, those with other drives of the same shelf
     std::vector<std::pair<std::uint64_t, std::uint64_t>> unrestored{};
     std::string journal{};  ///< that holds their data; empty for none
     std::optional<RecordedGrade> grade{};

@@ -3,11 +3,16 @@
 #include <cmath>
 #include <utility>
 
-#include "drivetest/devices/Drives.h"
 #include "drivetest/health/HealthJson.h"
 #include "drivetest/record/GradeJson.h"
+#include "drivetest/record/ObjectOf.h"
+#include "drivetest/record/ResumeJson.h"
+#include "drivetest/record/RunStartJson.h"
+#include "drivetest/record/SharingJson.h"
 #include "drivetest/record/StatisticsJson.h"
-#include "quix5/DeviceInventory.h"
+#include "drivetest/resume/ResumedRun.h"
+#include "drivetest/terminal/Texts.h"
+#include "zel/Words.h"
 
 namespace drivetest {
 
@@ -15,25 +20,10 @@ using quix5::TestResult;
 
 namespace {
 
-constexpr const char* kHardwareId = "drive";
-constexpr const char* kSoftwareId = "drivetest";
 constexpr std::uint64_t kMostLogLines = 1000;
 constexpr int kLeastLogPriority = 3;
 
-Json jsonOf(const quix5::Value& value) {
-    const zel::ZELValue& held = value.getZELValue();
-    std::uint64_t natural = 0;
-    double real = 0;
-    if (value.type() == quix5::DataType::BOOLEAN)
-        return value.valueBool();
-    if (held.get(natural))
-        return natural;
-    if (held.get(real))
-        return real;
-    return value.valueString().zelString().utf8();
-}
-
-Json jsonOf(quix5::SourceLocation where) {
+Json placeJson(quix5::SourceLocation where) {
     return {{"file", where.file}, {"line", where.line}};
 }
 
@@ -64,27 +54,6 @@ Verdict verdictOf(const TestResult& result) {
     }
 }
 
-Json describeDrive(const quix5::DiagDevice& device) {
-    Json drive{{"hardwareInfoId", kHardwareId},
-               {"name", device.name().utf8()},
-               {"location", device.osLocator().utf8()}};
-    for (const auto& [field, property] : {std::pair{"serialNumber", quix5::kPropertySerial},
-                                          {"revision", quix5::kPropertyFirmware},
-                                          {"manufacturer", quix5::kPropertyVendor}})
-        if (const std::string text = textProperty(device, property); !text.empty())
-            drive[field] = text;
-    return drive;
-}
-
-/// All that are in force, given or by default.
-Json describeParameters(const quix5::Test& test) {
-    Json inForce = Json::object();
-    for (const quix5::Parameter* parameter : test.parameters())
-        if (const auto value = parameter->isset() ? parameter->value() : parameter->defaultValue())
-            inForce[parameter->name().utf8()] = jsonOf(*value);
-    return inForce;
-}
-
 RecordedEvent recorded(const quix5::Event& event, const char* type, const std::string& cause) {
     RecordedEvent result{event.key().utf8(), type, cause, event.localizedMessage().utf8(), Json::object()};
     for (const auto& [name, value] : event.variables())
@@ -100,34 +69,55 @@ RunRecord::RunRecord(std::unique_ptr<RecordWriter> writer)
 
 void RunRecord::begin(const RunStart& start) {
     m_test = &start.test;
+    if (start.resumed != nullptr) {
+        goOn(*start.resumed, start.commandLine);
+        return;
+    }
     m_writer->writeSchemaVersion();
-    Json dut{{"dutInfoId", "0"},
-             {"name", start.device.osLocator().utf8()},
-             {"softwareInfos", Json::array({{{"softwareInfoId", kSoftwareId},
-                                             {"name", "drivetest"},
-                                             {"version", DRIVETEST_VERSION},
-                                             {"softwareType", "APPLICATION"}}})},
-             {"hardwareInfos", Json::array({describeDrive(start.device)})}};
-    m_writer->writeRun("testRunStart", {{"name", "drivetest"},
-                                        {"version", DRIVETEST_VERSION},
-                                        {"commandLine", zel::String(start.commandLine).utf8()},
-                                        {"parameters", describeParameters(start.test)},
-                                        {"dutInfo", std::move(dut)}});
+    m_writer->writeRun("testRunStart", runStartJson(start));
     m_writer->writeStep("testStepStart", {{"name", start.test.name().utf8()}});
+    if (Json links = linksJson(start.device); !links.empty())
+        writeExtension("links", {{"links", std::move(links)}});
+}
+
+void RunRecord::goOn(const ResumedRun& resumed, const std::string& commandLine) {
+    m_isResumed = true;
+    m_events.goOnAfter(resumed.events);
+    m_logLines = resumed.logLines;
+    m_hasError = !resumed.run.problems.empty();
+    m_writer->takeOver(resumed.lines);
+    writeExtension("resumed", resumedJson(resumed, commandLine));
+}
+
+void RunRecord::progress(const RunProgress& progress) {
+    m_events.flush();
+    m_writer->writeProof("progress", progressJson(progress));
+}
+
+/// That of standard output ends the run, and is told then.
+std::string RunRecord::failure() const {
+    const std::string reason = m_writer->failure();
+    return reason.empty() || m_writer->path() == "-"
+               ? std::string()
+               : zel::words("the record {file} cannot be written to: {reason}",
+                            {{"file", printable(m_writer->path())}, {"reason", reason}});
 }
 
 void RunRecord::writeExtension(const char* name, Json content) {
-    m_writer->writeStep("extension", {{"name", name}, {"content", std::move(content)}});
+    m_writer->writeStep("extension", objectOf({{"name", name}, {"content", std::move(content)}}));
 }
 
 void RunRecord::driveObtained(const DriveAccess& access) {
-    Json drive{{"method", access.method}, {"sectors", access.sectors}, {"sectorBytes", access.sectorBytes}};
-    if (access.protectionType != 0)
-        drive["protectionType"] = access.protectionType;
-    writeExtension("drive", std::move(drive));
+    if (m_isResumed)
+        return;
+    writeExtension("drive", driveJson(access));
+    if (access.fingerprint != nullptr)
+        writeExtension("fingerprint", fingerprintJson(*access.fingerprint));
 }
 
 void RunRecord::health(HealthTime when, const HealthReading& reading) {
+    if (m_isResumed && when == HealthTime::beforeTest)
+        return;
     Json content{{"when", when == HealthTime::beforeTest ? kHealthBefore : kHealthAfter}};
     content.update(healthJson(reading));
     writeExtension("health", std::move(content));
@@ -160,7 +150,7 @@ void RunRecord::event(const RunEvent& event) {
                                           {"type", "FAIL"},
                                           {"message", m_lastMessage.utf8()},
                                           {"hardwareInfoId", kHardwareId},
-                                          {"sourceLocation", jsonOf(event.where)}});
+                                          {"sourceLocation", placeJson(event.where)}});
 }
 
 void RunRecord::runError(const RunError& error) {
@@ -175,7 +165,7 @@ void RunRecord::runError(const RunError& error) {
                  {"message", error.message + (isCauseToldApart ? "" : ": " + error.cause)},
                  {"softwareInfoIds", Json::array({kSoftwareId})}};
     if (error.where)
-        content["sourceLocation"] = jsonOf(*error.where);
+        content["sourceLocation"] = placeJson(*error.where);
     m_writer->writeStep("error", std::move(content));
 }
 
@@ -232,7 +222,10 @@ void RunRecord::end(const RunSummary& summary) {
         runError({nullptr, result.name(), std::string("the test ended with ") + result.name(), {}, {}, {}});
     if (statistics != nullptr) {
         writeRates(*statistics);
-        writeExtension("surface", surfaceJson(statistics->surface()));
+        SurfaceJson surface = surfaceJson(statistics->surface());
+        m_writer->writeStep("extension",
+                            objectOf({{"name", "surface"}, {"content", std::move(surface.content)}}),
+                            surface.lists);
         writeExtension("regions", regionsJson(statistics->rates(), statistics->sectorBytes()));
         for (Json& part : badSectorsJson(statistics->badSectors()))
             writeExtension("badSectors", std::move(part));
@@ -240,6 +233,10 @@ void RunRecord::end(const RunSummary& summary) {
         writeExtension("transfers", transfersJson(*statistics));
         writeExtension("latency", latencyJson(*statistics));
     }
+    if (!summary.sharedLinks.empty())
+        writeExtension("sharedLinks", sharingJson(summary.sharedLinks));
+    if (summary.heat)
+        writeExtension("temperature", heatJson(*summary.heat));
     writeExtension("coverage", coverageJson(statistics != nullptr ? statistics->coverage() : Coverage{}));
     writeExtension("result", {{"result", result.name()},
                               {"errors", summary.counts.errors},

@@ -22,10 +22,13 @@ public:
     /// The first thousand lines of what went wrong beside the events; a log file has them all.
     void log(const zel::String& logger, int priority, const zel::String& text) override;
     void unrestored(const Ranges& ranges, const std::string& journal) override;
+    void progress(const RunProgress& progress) override;
+    [[nodiscard]] std::string failure() const override;
     void end(const RunSummary& summary) override;
     [[nodiscard]] ReportState state() override;
 
 private:
+    void goOn(const ResumedRun& resumed, const std::string& commandLine);
     void writeExtension(const char* name, Json content);
     void writeJoined(const char* name, Json content);
     void writeMeasurement(const quix5::Measurement& measurement);
@@ -38,6 +41,7 @@ private:
     std::uint64_t m_logLines = 0;
     std::map<zel::String, quix5::Measurement> m_measured;  ///< by name
     bool m_hasError = false;
+    bool m_isResumed = false;  ///< the lines taken over tell of the drive and its health before
 };
 
 }  // namespace drivetest

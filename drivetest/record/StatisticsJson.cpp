@@ -1,8 +1,10 @@
 #include "drivetest/record/StatisticsJson.h"
 
 #include <cmath>
+#include <string>
 #include <utility>
 
+#include "drivetest/record/ListPlaces.h"
 #include "drivetest/record/RunLengths.h"
 
 namespace drivetest {
@@ -22,31 +24,37 @@ double microseconds(std::chrono::nanoseconds duration) {
 }
 
 /// The numbers of outcomes, in records for ever.
-int codeOf(SectorOutcome outcome) {
+const char* codeOf(SectorOutcome outcome) {
     switch (outcome) {
         case SectorOutcome::untested:
-            return 0;
+            return "0";
         case SectorOutcome::good:
-            return 1;
+            return "1";
         case SectorOutcome::failed:
-            return 2;
+            return "2";
         case SectorOutcome::recovered:
-            return 3;
+            return "3";
     }
-    return 0;
+    return "0";
 }
 
 /// Null where none was timed. The scale is coarse: parts of a microsecond would say nothing.
-Json slowestOf(std::uint8_t slowest) {
-    return slowest == 0 ? Json() : Json(std::llround(std::ceil(microseconds(SurfaceMap::upTo(slowest)))));
+std::string slowestOf(std::uint8_t slowest) {
+    return slowest == 0 ? "null"
+                        : std::to_string(std::llround(std::ceil(microseconds(SurfaceMap::upTo(slowest)))));
 }
 
+/// As text: "[[value,cells],...]".
 template <class Value, class Translate>
-Json pairsOf(const RunLengths<Value>& list, Translate translate) {
-    Json pairs = Json::array();
+std::string pairsOf(const RunLengths<Value>& list, Translate translate) {
+    std::string pairs = "[";
     for (const auto& [value, cells] : list.runs)
-        pairs.push_back(Json::array({translate(value), cells}));
-    return pairs;
+        pairs.append(pairs.size() == 1 ? "[" : ",[")
+            .append(translate(value))
+            .append(",")
+            .append(std::to_string(cells))
+            .append("]");
+    return pairs + "]";
 }
 
 /// Null where nothing was moved.
@@ -74,14 +82,15 @@ Json coverageJson(const Coverage& coverage) {
             {"skipped", coverage.skipped}};
 }
 
-Json surfaceJson(const SurfaceMap& surface) {
+SurfaceJson surfaceJson(const SurfaceMap& surface) {
     const auto outcomes = runLengths(surface.outcomes(), kMostRuns);
     const auto slowest = runLengths(surface.slowest(), kMostRuns);
-    return {{"sectorsPerCell", surface.sectorsPerCell()},
-            {"cells", surface.outcomes().size()},
-            {"outcomes", pairsOf(outcomes, codeOf)},
-            {"slowestUs", pairsOf(slowest, slowestOf)},
-            {"cellsPerValue", {{"outcomes", outcomes.cellsPerValue}, {"slowestUs", slowest.cellsPerValue}}}};
+    return {{{"sectorsPerCell", surface.sectorsPerCell()},
+             {"cells", surface.outcomes().size()},
+             {"outcomes", placeOfList(0)},
+             {"slowestUs", placeOfList(1)},
+             {"cellsPerValue", {{"outcomes", outcomes.cellsPerValue}, {"slowestUs", slowest.cellsPerValue}}}},
+            {pairsOf(outcomes, codeOf), pairsOf(slowest, slowestOf)}};
 }
 
 Json regionsJson(const RateProfile& rates, std::uint32_t sectorBytes) {

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <string>
+#include <vector>
+
 #include "drivetest/record/RecordWriter.h"
 #include "drivetest/statistics/DriveStatistics.h"
 
@@ -12,7 +15,11 @@ Json coverageJson(const Coverage& coverage);
 /// how many cells in a row]; outcomes are 0 untested, 1 good, 2 failed, 3 recovered; null is not measured.
 /// A list has at most kMostRuns pairs: in one that would have more, blocks of cells, their size in
 /// cellsPerValue, have their worst value.
-Json surfaceJson(const SurfaceMap& surface);
+struct SurfaceJson {
+    Json content;
+    std::vector<std::string> lists{};  ///< for RecordWriter::writeStep()
+};
+SurfaceJson surfaceJson(const SurfaceMap& surface);
 inline constexpr std::size_t kMostRuns = 65536;
 
 /// {sectorsPerRegion, regions, read, written}: of each direction in which anything was moved the lists

@@ -5,6 +5,7 @@
 #include "drivetest/ExitStatus.h"
 #include "drivetest/grade/GradeText.h"
 #include "drivetest/health/HealthChanges.h"
+#include "drivetest/health/HealthWords.h"
 #include "drivetest/report/BadList.h"
 #include "drivetest/terminal/Labels.h"
 #include "drivetest/terminal/Language.h"
@@ -196,6 +197,8 @@ void ConsoleReporter::end(const RunSummary& summary) {
         printSlowTransfers(m_console, summary.statistics->slowTransfers());
     }
     printHealth(m_console, m_healthBefore, m_healthAfter);
+    if (summary.heat && summary.heat->rests > 0)
+        m_console.line(summaryLabel(words("rested")) + restsText(*summary.heat));
     if (summary.grade)
         printGrade(m_console, *summary.grade);
     m_console.line(summaryLabel(words("reported")) +

@@ -6,9 +6,12 @@
 #include <vector>
 
 #include "drivetest/health/HealthReading.h"
+#include "drivetest/health/HeatCourse.h"
 #include "drivetest/record/RecordedGrade.h"
 #include "drivetest/safety/WatchedJournal.h"
+#include "drivetest/shelf/links/LinkSharing.h"
 #include "drivetest/statistics/DriveStatistics.h"
+#include "libDrive2/DriveFingerprint.h"
 #include "quix5/DiagDevice.h"
 #include "quix5/Event.h"
 #include "quix5/Host.h"
@@ -17,11 +20,33 @@
 
 namespace drivetest {
 
+struct ResumedRun;
+
+/// Counts of the events of a run. Problems of the run itself, such as a reached limit, are none.
+struct EventCounts {
+    std::uint64_t errors = 0;
+    std::uint64_t warnings = 0;
+};
+
+/// A run between two chunks: what one that goes on from there needs to know.
+struct RunProgress {
+    std::uint64_t sectorsDone;  ///< in the order of the test
+    std::uint32_t errorsDone;   ///< as the test counts them
+    EventCounts counts;
+    zel::Clock::Duration spent;  ///< since the test got its drive
+    unsigned slowMs;             ///< what is too slow, see RunOptions
+    std::uint64_t slowAllowed;
+    std::int64_t maxTemperature;     ///< degrees Celsius, see RunOptions
+    std::optional<HeatCourse> heat;  ///< where the drive told
+    const StatisticsState& state;
+};
+
 /// What a run begins with. The test and the device outlive all reporters.
 struct RunStart {
     const quix5::Test& test;
     const quix5::DiagDevice& device;
     std::string commandLine;
+    const ResumedRun* resumed = nullptr;  ///< what it goes on from; null for nothing
 };
 
 /// The drive as the test got it.
@@ -30,6 +55,11 @@ struct DriveAccess {
     std::uint64_t sectors;
     std::uint32_t sectorBytes;
     std::uint64_t protectionType = 0;  ///< of SCSI protection information; 0 none
+    std::string identity{};  ///< what tells it from others, DriveIdentity's text; empty when unknown
+    std::uint32_t transferSectors = 0;      ///< that it takes best at once
+    std::vector<std::string> properties{};  ///< that the user gave it, NAME=VALUE
+    /// What it holds at some places, where a run that goes on has to know; else null.
+    const libDrive2::DriveFingerprint* fingerprint = nullptr;
 };
 
 /// An event that the test sent of its drive.
@@ -56,12 +86,6 @@ struct RunError {
 /// When a drive was asked for its health.
 enum class HealthTime : std::uint8_t { beforeTest, afterTest };
 
-/// Counts of the events of a run. Problems of the run itself, such as a reached limit, are none.
-struct EventCounts {
-    std::uint64_t errors = 0;
-    std::uint64_t warnings = 0;
-};
-
 /// What a run ends with.
 struct RunSummary {
     quix5::TestResult result{};
@@ -70,6 +94,8 @@ struct RunSummary {
     bool isDataMissing = false;                   ///< sectors were not put back
     std::string allBadSectors{};                  ///< the file that lists them all; empty for none
     std::optional<RecordedGrade> grade{};         ///< where one was asked for
+    std::optional<HeatCourse> heat{};             ///< where the drive told
+    std::vector<LinkSharing> sharedLinks{};       ///< with drives that are tested beside this one
 };
 
 /// What became of a reporter's file.
@@ -98,6 +124,10 @@ public:
     virtual void log(const zel::String& /*logger*/, int /*priority*/, const zel::String& /*text*/) {}
     /// Sectors that may hold test patterns, and the journal that holds their data (empty for none).
     virtual void unrestored(const Ranges& /*ranges*/, const std::string& /*journal*/) {}
+    /// Now and then, between two chunks, of tests that can go on.
+    virtual void progress(const RunProgress& /*progress*/) {}
+    /// A sentence on why its file takes nothing more; empty while it does. From begin() on.
+    [[nodiscard]] virtual std::string failure() const { return {}; }
     virtual void end(const RunSummary& /*summary*/) {}
 
     /// After end(): waits until all is written, as long as OutputQueue::finish() does.

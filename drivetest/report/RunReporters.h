@@ -27,6 +27,13 @@ public:
     void unrestored(const Ranges& ranges, const std::string& journal) override {
         tell(&RunReporter::unrestored, ranges, journal);
     }
+    void progress(const RunProgress& progress) override { tell(&RunReporter::progress, progress); }
+    [[nodiscard]] std::string failure() const override {
+        std::string failure;
+        for (const auto& each : m_all)
+            failure = failure.empty() ? each->failure() : failure;
+        return failure;
+    }
     void end(const RunSummary& summary) override { tell(&RunReporter::end, summary); }
 
 private:

@@ -2,13 +2,12 @@
 
 #include <algorithm>
 #include <charconv>
-#include <fstream>
-#include <iterator>
 #include <limits>
 #include <optional>
 
 #include "drivetest/terminal/Texts.h"
 #include "zel/Path.h"
+#include "zel/ReadFile.h"
 #include "zel/Words.h"
 
 namespace drivetest {
@@ -181,13 +180,12 @@ bool readRescueMap(std::string_view text, RescueMap& map, std::string& error) {
 }
 
 bool loadRescueMap(const std::string& path, RescueMap& map, std::string& error) {
-    std::ifstream file(zel::pathOf(path), std::ios::binary);
-    const std::string text{std::istreambuf_iterator<char>(file), {}};
-    if (!file.is_open() || file.bad()) {
+    const auto text = zel::readFile(zel::pathOf(path));
+    if (!text) {
         error = words("{file} does not exist, or cannot be read", {{"file", printable(path)}});
         return false;
     }
-    if (readRescueMap(text, map, error))
+    if (readRescueMap(*text, map, error))
         return true;
     error =
         words("{file} is no mapfile of GNU ddrescue: {fault}", {{"file", printable(path)}, {"fault", error}});

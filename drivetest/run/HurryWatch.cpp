@@ -30,12 +30,14 @@ HurryWatch::~HurryWatch() {
 }
 
 void HurryWatch::watch() {
+    LateSignals signals;
+    bool isHurrying = false;
     std::unique_lock lock(m_mutex);
-    while (!m_wake.wait_for(lock, kInterval, [this] { return m_ending; }))
-        if (quix5::StopRequest::isInsistedOn()) {
+    while (!m_wake.wait_for(lock, kInterval, [this] { return m_ending; })) {
+        signals.look();
+        if (quix5::StopRequest::isInsistedOn() && !std::exchange(isHurrying, true))
             m_hurry();
-            return;
-        }
+    }
 }
 
 }  // namespace drivetest

@@ -8,7 +8,7 @@
 namespace drivetest {
 
 /// Waits on a thread of its own for the stop to be asked for again, and then calls once what makes it
-/// quicker.
+/// quicker. Meanwhile it sees to it that stops are noticed that a silent drive keeps from this process.
 class HurryWatch {
 public:
     explicit HurryWatch(std::function<void()> hurry);

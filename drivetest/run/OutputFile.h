@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -27,8 +28,14 @@ public:
     [[nodiscard]] int descriptor() const { return m_descriptor; }
     /// The run goes ahead: empties the file, and keeps it. False when it cannot be emptied.
     [[nodiscard]] bool begin();
+    /// Instead of begin(): keeps the first so many bytes, and writes behind them. False when that fails, or
+    /// another process writes to the file.
+    [[nodiscard]] bool goOnAt(std::uint64_t bytes);
     /// Blocks until all is written; false when that failed.
     [[nodiscard]] bool write(std::string_view text) const;
+    /// Blocks until what was written would outlive a power cut, and the file's name with it; false when that
+    /// failed. Does nothing to what is no file on a disk.
+    [[nodiscard]] bool sync();
 
 private:
     void removeCreated() const;
@@ -36,6 +43,8 @@ private:
     int m_descriptor = -1;
     bool m_owned = false;
     std::string m_created;
+    bool m_isNameDurable = false;
+    bool m_isAlone = false;  ///< other processes are kept from going on with it
 };
 
 /// What outputs may be written to.
@@ -49,6 +58,9 @@ struct OutputRules {
 /// is requested. Without a file on failure; `error` then says why, and what to do.
 OutputFile openOutput(const std::string& what, const std::string& path, const OutputRules& rules,
                       std::string& error);
+
+/// Whether a process has begun to write to that file, as begin() tells, and has not ended.
+bool isBeingWritten(const std::string& path);
 
 /// Whether both lead to one file, by whatever names; /dev/null takes everything.
 bool isSameOutput(const OutputFile& a, const OutputFile& b);

@@ -34,9 +34,14 @@ std::atomic<std::size_t> bytesOfAll{0};
 /// Whether any queue has; asked at every step of a test.
 std::atomic<bool> hasOneFailed{false};
 
+struct Line {
+    std::string text;
+    bool isDurable;
+};
+
 /// With what a line costs besides its text.
-std::size_t costOf(const std::string& text) {
-    return text.size() + sizeof(std::string);
+std::size_t costOf(const Line& line) {
+    return line.text.size() + sizeof(Line);
 }
 
 /// The queues of standard output and standard error. Never destroyed: their threads may be blocked for good.
@@ -67,7 +72,7 @@ struct OutputQueue::State {
     mutable std::mutex mutex;
     std::condition_variable wake;     ///< of the thread
     std::condition_variable written;  ///< everything is
-    std::deque<std::string> lines;
+    std::deque<Line> lines;
     OutputFile file;
     bool writing = false;
     bool failed = false;
@@ -77,17 +82,17 @@ struct OutputQueue::State {
 };
 
 void OutputQueue::State::discard() {
-    for (const std::string& line : lines)
+    for (const Line& line : lines)
         bytesOfAll -= costOf(line);
     lines.clear();
 }
 
 void OutputQueue::State::writeFirst(std::unique_lock<std::mutex>& lock) {
-    const std::string line = std::move(lines.front());
+    const Line line = std::move(lines.front());
     lines.pop_front();
     writing = true;
     lock.unlock();
-    const bool ok = file.write(line);
+    const bool ok = file.write(line.text) && (!line.isDurable || file.sync());
     const int reason = ok ? 0 : errno;
     lock.lock();
     writing = false;
@@ -116,10 +121,15 @@ OutputQueue::OutputQueue(OutputFile file) : m_state(std::make_shared<State>(std:
     m_state->failed = !m_state->file.begin();
     if (m_state->failed)
         hasOneFailed = true;
-    m_thread = std::thread([state = m_state] {
-        leaveSignalsToOthers();
-        state->writeAll();
-    });
+    try {
+        m_thread = std::thread([state = m_state] {
+            leaveSignalsToOthers();
+            state->writeAll();
+        });
+    } catch (const std::system_error&) {
+        // The system has none to give: better whoever adds something waits than that nothing is said.
+        m_thread = {};
+    }
 }
 
 OutputQueue::~OutputQueue() {
@@ -129,6 +139,8 @@ OutputQueue::~OutputQueue() {
     const bool blocked = m_state->writing;
     lock.unlock();
     m_state->wake.notify_one();
+    if (!m_thread.joinable())
+        return;
     if (blocked)
         m_thread.detach();
     else
@@ -169,6 +181,10 @@ std::string OutputQueue::failure() const {
     return m_state->failed ? std::generic_category().message(m_state->error) : std::string();
 }
 
+bool OutputQueue::hasAnyFailed() {
+    return hasOneFailed;
+}
+
 bool OutputQueue::hasStandardFailed() {
     return hasOneFailed && !standardFailure().empty();
 }
@@ -186,13 +202,15 @@ std::string OutputQueue::standardFailure() {
     return {};
 }
 
-void OutputQueue::add(std::string text) {
-    const std::lock_guard lock(m_state->mutex);
+void OutputQueue::add(std::string text, bool isDurable) {
+    std::unique_lock lock(m_state->mutex);
     if (m_state->failed || m_state->givenUp)
         return;
-    bytesOfAll += costOf(text);
-    m_state->lines.push_back(std::move(text));
+    m_state->lines.push_back({std::move(text), isDurable});
+    bytesOfAll += costOf(m_state->lines.back());
     m_state->wake.notify_one();
+    if (!m_thread.joinable() && !m_state->writing)
+        m_state->writeFirst(lock);
 }
 
 bool OutputQueue::isBusy() const {

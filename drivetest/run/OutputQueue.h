@@ -35,14 +35,18 @@ public:
     /// Whether there is one; costs next to nothing.
     static bool hasStandardFailed();
 
-    /// Returns at once.
-    void add(std::string text);
+    /// Returns at once. With `isDurable`, the text and all before it outlive a power cut once it is written.
+    void add(std::string text, bool isDurable = false);
     /// Whether something waits to be written.
     [[nodiscard]] bool isBusy() const;
     /// Waits until all is written; once a stop is requested, no longer than two seconds after the first call
     /// in the process, and half a second once it is insisted on, and gives the rest up. False when something
     /// could not be written.
     bool finish();
+    /// Why it takes nothing more, in the system's words; empty while it does.
+    [[nodiscard]] std::string failure() const;
+    /// Whether any queue of the process takes nothing more; costs next to nothing.
+    static bool hasAnyFailed();
     /// Whether finish() left something unwritten because nobody took it.
     [[nodiscard]] bool wasGivenUp() const;
 
@@ -53,7 +57,6 @@ public:
 
 private:
     struct State;
-    [[nodiscard]] std::string failure() const;
     bool wait(const std::function<bool()>& isPatient) const;
 
     std::shared_ptr<State>

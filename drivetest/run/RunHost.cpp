@@ -1,7 +1,10 @@
 #include "drivetest/run/RunHost.h"
 
+#include <utility>
+
 #include "drivetest/devices/AccessMethod.h"
 #include "drivetest/devices/Drives.h"
+#include "drivetest/resume/ResumedRun.h"
 #include "drivetest/terminal/Labels.h"
 #include "drivetest/terminal/TerminalPrompt.h"
 #include "drivetest/terminal/Texts.h"
@@ -36,9 +39,14 @@ ProgressSnapshot RunHost::snapshot() {
     now.advance.percent = m_percent;
     now.errors = m_errors;
     now.warnings = m_warnings;
-    now.activity = m_activity;
+    now.activity = m_resting.empty() ? m_activity : m_resting;
+    now.isResting = !m_resting.empty();
+    if (m_heat != nullptr)
+        now.temperature = m_heat->latest();
     if (m_statistics != nullptr)
         fillFrom(m_statistics->live(), now);
+    if (m_resumed != nullptr)
+        now.spentBefore = m_resumed->spent;
     if (!quix5::StopRequest::made())
         return now;
     now.stopping = zel::words("stopping");
@@ -87,6 +95,7 @@ bool RunHost::checkForStop() {
     // Not while sectors hold what the test wrote.
     if (m_journal == nullptr || m_journal->unrestored().empty())
         OutputQueue::waitForRoom();
+    lookAtOutputs();
     lookForUsers();
     restWhereHot();
     return isStopping();
@@ -94,21 +103,76 @@ bool RunHost::checkForStop() {
 
 bool RunHost::isStopping() const {
     // A test must not go on overwriting what cannot be saved, or was not put back.
-    return quix5::StopRequest::made() || m_isDisturbed || OutputQueue::hasStandardFailed() ||
+    return quix5::StopRequest::made() || m_isDisturbed || m_isTooHot || OutputQueue::hasStandardFailed() ||
            (m_journal != nullptr && !m_journal->failure().empty());
+}
+
+void RunHost::setHeatWatch(HeatWatch* watch, bool isStrict) {
+    const std::lock_guard lock(m_mutex);
+    m_heat = watch;
+    m_isHeatLimitStrict = isStrict;
 }
 
 /// Nothing that the test wrote stays on the drive while it rests.
 void RunHost::restWhereHot() {
-    if (m_heat == nullptr || isStopping() || (m_journal != nullptr && !m_journal->unrestored().empty()))
+    if (m_heat == nullptr || m_clock == nullptr || isStopping() ||
+        (m_journal != nullptr && !m_journal->unrestored().empty()))
         return;
-    const auto degrees = m_heat->tooHot();
-    if (!degrees)
+    if (m_heat->isDue()) {
+        const RestClock::Stop noPartOfTheTest(*m_clock);
+        m_heat->ask();
+    }
+    if (m_heat->isBlind() && m_isHeatLimitStrict && !std::exchange(m_isBlindnessTold, true))
+        m_console.line(eventLabel(words("warning:")) +
+                       words("the drive does not tell how warm it is: --max-temp has no effect"));
+    if (const auto degrees = m_heat->tooHot())
+        rest(*degrees);
+}
+
+void RunHost::rest(std::int64_t degrees) {
+    m_console.line(eventLabel(words("info:")) +
+                   words("the drive has {degrees} °C, and {limit} °C are allowed: it rests",
+                         {{"degrees", degrees}, {"limit", m_heat->limit().value_or(degrees)}}));
+    setResting(words("resting"));
+    const std::chrono::nanoseconds began = m_clock->steady().now();
+    const RestClock::Stop noPartOfTheTest(*m_clock);
+    const HeatWatch::Rest how = m_heat->cool([this] { return isStopping(); });
+    setResting({});
+    tellOfRest(how, m_clock->steady().now() - began);
+}
+
+void RunHost::tellOfRest(HeatWatch::Rest how, std::chrono::nanoseconds rested) {
+    const std::int64_t degrees = m_heat->latest().value_or(0);
+    const std::string time = durationText(rested);
+    std::string text;
+    if (how == HeatWatch::Rest::stopped)
         return;
-    const std::string text = words("the drive has {degrees} °C, and {limit} °C are allowed: it rests",
-                                   {{"degrees", *degrees}, {"limit", m_heat->limit()}});
+    if (how == HeatWatch::Rest::inVain && m_isHeatLimitStrict) {
+        m_isTooHot = true;
+        const zel::Wording problem = zel::worded(
+            "the drive has {degrees} °C after an hour of rest, and {limit} °C are allowed: cool it, or allow "
+            "more with --max-temp",
+            {{"degrees", degrees}, {"limit", m_heat->limit().value_or(degrees)}});
+        m_reporter.runError({nullptr, "driveTooHot", problem.utf8(), {}, {}, {}, problem.shown().utf8()});
+        return;
+    }
+    if (how == HeatWatch::Rest::inVain) {
+        m_heat->dropLimit();
+        text = words("the drive has {degrees} °C after an hour of rest: the test goes on as it is",
+                     {{"degrees", degrees}});
+    } else if (how == HeatWatch::Rest::silent) {
+        text =
+            words("the drive does not tell how warm it is: the test goes on after {time}", {{"time", time}});
+    } else {
+        text = words("the drive has {degrees} °C: the test goes on after {time}",
+                     {{"degrees", degrees}, {"time", time}});
+    }
     m_console.line(eventLabel(words("info:")) + text);
-    m_heat->cool([this] { return isStopping(); });
+}
+
+void RunHost::setResting(std::string activity) {
+    const std::lock_guard lock(m_mutex);
+    m_resting = std::move(activity);
 }
 
 void RunHost::lookForUsers() {
@@ -118,6 +182,19 @@ void RunHost::lookForUsers() {
     m_console.line(
         eventLabel(words("error:")) +
         words("{reason}: the test stops, and puts back what it overwrote", {{"reason", m_watch->reason()}}));
+}
+
+/// At once: who has to wait for the end of the night might as well make room.
+void RunHost::lookAtOutputs() {
+    if (m_isFailureTold || !OutputQueue::hasAnyFailed())
+        return;
+    const std::string failure = m_reporter.failure();
+    if (failure.empty())
+        return;
+    m_isFailureTold = true;
+    m_console.line(eventLabel(words("error:")) +
+                   words("{reason}; the test goes on, and cannot be resumed from here after a crash",
+                         {{"reason", failure}}));
 }
 
 void RunHost::requestAbort() {
@@ -164,17 +241,75 @@ bool RunHost::isRefused(libDrive2::Drive& drive) {
 }
 
 quix5::TestResult RunHost::driveObtained(libDrive2::Drive& drive, const quix5::DiagDevice& device) {
-    const bool mayRun = !isRefused(drive) && (m_held == nullptr || isHeldDrive(drive));
+    bool mayRun = !isRefused(drive) && (m_held == nullptr || isHeldDrive(drive));
+    DriveAccess access{accessMethodOf(drive), drive.getSectorCount(), drive.getSectorSize(),
+                       numberProperty(device, kPropertyProtectionType)};
+    access.identity = m_facts.identity;
+    if (m_progressTimer != nullptr && mayRun)
+        access.transferSectors = drive.getOptimalRd(0xFFFF);
+    access.properties = m_facts.properties;
+    access.fingerprint = m_facts.fingerprint;
+    mayRun = mayRun && isReachedAsBefore(access);
     const std::lock_guard lock(m_mutex);
+    watch(drive);
+    m_reporter.driveObtained(access);
+    return mayRun ? quix5::TestResult::PASS : quix5::TestResult::CANNOTRUN;
+}
+
+/// Within the mutex.
+void RunHost::watch(libDrive2::Drive& drive) {
     m_drive = &drive;
-    m_statistics = std::make_unique<DriveStatistics>(drive.getSectorCount(), drive.getSectorSize());
+    m_statistics = m_resumed != nullptr
+                       ? std::move(m_resumed->statistics)
+                       : std::make_unique<DriveStatistics>(drive.getSectorCount(), drive.getSectorSize());
     if (m_slowLimit)
         m_statistics->setSlowLimit(*m_slowLimit);
+    if (m_progressTimer != nullptr)
+        m_statistics->keepChanges(
+            [this](std::uint64_t sectors, std::uint32_t errors) { saveProgress(sectors, errors); });
+    m_begun = zel::Clock::current().now();
     drive.setObserver(m_statistics.get());
     drive.setJournal(m_journal);
-    m_reporter.driveObtained({accessMethodOf(drive), drive.getSectorCount(), drive.getSectorSize(),
-                              numberProperty(device, kPropertyProtectionType)});
-    return mayRun ? quix5::TestResult::PASS : quix5::TestResult::CANNOTRUN;
+}
+
+void RunHost::setResumed(ResumedRun* resumed) {
+    m_resumed = resumed;
+    m_errors = resumed->counts.errors;
+    m_warnings = resumed->counts.warnings;
+}
+
+/// Else its chunks would be others than those that are done.
+bool RunHost::isReachedAsBefore(const DriveAccess& access) {
+    if (m_resumed == nullptr)
+        return true;
+    const RecordedDrive& before = m_resumed->run.drive;
+    if (access.method == before.method && access.sectors == before.sectors &&
+        access.sectorBytes == before.sectorBytes && access.transferSectors == m_resumed->transferSectors)
+        return true;
+    const zel::Wording text = zel::worded(
+        "the drive is reached by another way than in the run that broke off ({before}, {n} sectors at once; "
+        "now "
+        "{now}, {m}), so that it cannot be gone on with here: connect it as before, or start a new run",
+        {{"before", before.method},
+         {"n", m_resumed->transferSectors},
+         {"now", access.method},
+         {"m", access.transferSectors}});
+    m_reporter.runError({nullptr, "cannotResume", text.utf8(), {}, {}, {}, text.shown().utf8()});
+    return false;
+}
+
+/// Many changes take memory.
+void RunHost::saveProgress(std::uint64_t sectors, std::uint32_t errors) {
+    constexpr std::size_t kMostChanges = 4096;
+    if (!m_progressTimer->isDue() && m_statistics->changes() < kMostChanges)
+        return;
+    m_progressTimer->restart();
+    const StatisticsState state = m_statistics->takeState();
+    const zel::Clock::Duration before = m_resumed != nullptr ? m_resumed->spent : zel::Clock::Duration(0);
+    m_reporter.progress({sectors, errors, counts(), before + zel::Clock::current().now() - m_begun,
+                         static_cast<unsigned>(m_slowLimit.value_or(std::chrono::milliseconds(0)).count()),
+                         m_slowAllowed, m_isHeatLimitStrict ? m_heat->limit().value_or(0) : 0,
+                         m_heat != nullptr ? m_heat->course() : std::nullopt, state});
 }
 
 void RunHost::driveReleased() {

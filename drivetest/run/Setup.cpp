@@ -1,9 +1,13 @@
 #include "drivetest/run/Setup.h"
 
 #include <algorithm>
+#include <chrono>
+#include <cstdlib>
+#include <utility>
 
 #include "drivetest/devices/Drives.h"
 #include "drivetest/rescue/RescueMap.h"
+#include "drivetest/resume/ResumedRun.h"
 #include "drivetest/run/NearestName.h"
 #include "drivetest/safety/SafeStart.h"
 #include "drivetest/safety/SystemAdvice.h"
@@ -52,31 +56,15 @@ bool applyParameters(const quix5::Test& test, const std::vector<std::string>& as
             error = words("{text} is no parameter: write NAME=VALUE", {{"text", quoted(assignment)}});
             return false;
         }
-        quix5::Parameter* const parameter = quix5::findParameter(test, name);
-        if (parameter == nullptr) {
-            error = words(
-                "{test} has no parameter {name}; it has: {known}",
-                {{"test", test.name()}, {"name", quoted(name.utf8())}, {"known", parameterNames(test)}});
+        if (!setParameter(test, name, text, error))
             return false;
-        }
-        const auto value = quix5::parseValue(*parameter, text);
-        if (!value) {
-            error = words("{text} is no value for {name}: give {values}",
-                          {{"text", quoted(text.utf8())},
-                           {"name", name},
-                           {"values", quix5::describeValues(*parameter)}});
-            return false;
-        }
-        parameter->set(*value);
     }
     return true;
 }
 
-/// The device that a locator names, with properties from NAME=VALUE texts.
-bool makeDevice(const std::string& locator, const std::vector<std::string>& properties,
-                quix5::DiagDevice& device, std::string& error) {
-    if (!findDrive(locator, device, error))
-        return false;
+/// Gives the device properties from NAME=VALUE texts.
+bool setProperties(const std::vector<std::string>& properties, quix5::DiagDevice& device,
+                   std::string& error) {
     for (const std::string& assignment : properties) {
         zel::String name;
         zel::String value;
@@ -84,39 +72,10 @@ bool makeDevice(const std::string& locator, const std::vector<std::string>& prop
             error = words("{text} is no device property: write NAME=VALUE", {{"text", quoted(assignment)}});
             return false;
         }
-        if (isIdentityProperty(name.utf8())) {
-            error = words(
-                "the property {name} says which drive it is; it comes from the drive itself and cannot be "
-                "given",
-                {{"name", name}});
+        if (!setDeviceProperty(device, name, value, error))
             return false;
-        }
-        if (name == kAccessOrderProperty && !isAccessOrder(value.utf8())) {
-            error = words("{text} is no access order: give {forms}",
-                          {{"text", quoted(value.utf8())}, {"forms", words(kAccessOrderForms)}});
-            std::replace(error.begin(), error.end(), '\n', ' ');
-            return false;
-        }
-        device.setProperty(name, value);
     }
     return true;
-}
-
-/// The test that the user means, in the way that he means it; its parameters are added to `assignments`.
-const quix5::OfferedTest* meantTest(const quix5::Module& module, const RunOptions& options,
-                                    std::vector<std::string>& assignments, std::string& error) {
-    const quix5::OfferedTest* const test =
-        options.survey ? findSurvey(module, error) : findTest(module, options.test, error);
-    if (test == nullptr || (!options.gentle && options.importedMap.empty()))
-        return test;
-    const quix5::TestTraits& traits = test->entry->traits;
-    if (traits.gentleTest == nullptr) {
-        error = words("{test} cannot be done gently: --gentle is for tests that read",
-                      {{"test", test->descriptor.name()}});
-        return nullptr;
-    }
-    assignments.insert(assignments.begin(), traits.gentleParameter);
-    return module.find(traits.gentleTest);
 }
 
 /// Leaves out what the map calls finished.
@@ -146,6 +105,101 @@ bool takeOnlyRest(const RunOptions& options, const ChosenTest& chosen, std::stri
                            error);
 }
 
+/// Has the test begin behind what an earlier run has done, within the time that this one has left.
+bool goOn(const RunOptions& options, const quix5::OfferedTest& test, std::vector<std::string>& assignments,
+          std::string& error) {
+    if (options.resumed == nullptr)
+        return true;
+    const ResumedRun& resumed = *options.resumed;
+    const quix5::TestTraits& traits = test.entry->traits;
+    if (traits.sectorsDone == nullptr || traits.errorsBefore == nullptr) {
+        error = words("{file} cannot be resumed: {reason}",
+                      {{"file", printable(options.resume)},
+                       {"reason", words("{test} cannot go on in the middle: start a new run",
+                                        {{"test", test.descriptor.name()}})}});
+        return false;
+    }
+    assignments.push_back(traits.sectorsDone + ("=" + std::to_string(resumed.sectorsDone)));
+    assignments.push_back(traits.errorsBefore + ("=" + std::to_string(resumed.errorsDone)));
+    const auto limit = std::ranges::find_if(resumed.run.parameters, [&traits](const auto& parameter) {
+        return traits.timeLimit != nullptr && parameter.first == traits.timeLimit;
+    });
+    if (limit == resumed.run.parameters.end() || limit->second == "0")
+        return true;
+    // With no time left it ends after a second; no limit at all would be another order.
+    constexpr unsigned long kMostSeconds = 1UL << 31;
+    const auto granted =
+        std::chrono::seconds(std::min(std::strtoul(limit->second.c_str(), nullptr, 10), kMostSeconds));
+    const auto left =
+        std::max(std::chrono::ceil<std::chrono::seconds>(granted - resumed.spent), std::chrono::seconds(1));
+    assignments.push_back(traits.timeLimit + ("=" + std::to_string(left.count())));
+    return true;
+}
+
+/// `known` is null for a device that is to be asked what it is.
+bool choose(const RunOptions& options, const quix5::DiagDevice* known, ChosenTest& chosen,
+            std::string& error) {
+    chosen.module = loadModule(options.moduleFile, error);
+    if (chosen.module == nullptr)
+        return false;
+    std::vector<std::string> assignments = options.parameters;
+    chosen.test = meantTest(*chosen.module, options, assignments, error);
+    if (chosen.test == nullptr || !limitTime(*chosen.test, options.maxTime, assignments, error) ||
+        !goOn(options, *chosen.test, assignments, error) ||
+        !applyParameters(chosen.test->descriptor, assignments, error) ||
+        (known == nullptr && !findDrive(options.device, chosen.device, error)))
+        return false;
+    if (known != nullptr)
+        chosen.device = *known;
+    if (!setProperties(options.properties, chosen.device, error))
+        return false;
+    chosen.writes = writesToDrive(*chosen.test);
+    return takeOnlyRest(options, chosen, error);
+}
+
+std::optional<ChosenTest> chooseFor(const RunOptions& options, const quix5::DiagDevice* known,
+                                    ExitStatus& refused, std::string& error) {
+    ChosenTest chosen;
+    refused =
+        choose(options, known, chosen, error) ? checkDevice(*chosen.test, chosen.device, error) : kExitUsage;
+    return refused == kExitPass ? std::optional(std::move(chosen)) : std::nullopt;
+}
+
+}  // namespace
+
+std::optional<ChosenTest> chooseTest(const RunOptions& options, ExitStatus& refused, std::string& error) {
+    return chooseFor(options, nullptr, refused, error);
+}
+
+std::optional<ChosenTest> chooseTest(const RunOptions& options, const quix5::DiagDevice& device,
+                                     ExitStatus& refused, std::string& error) {
+    return chooseFor(options, &device, refused, error);
+}
+
+std::optional<ChosenTest> chooseTest(const RunOptions& options, ExitStatus& refused) {
+    std::string error;
+    std::optional<ChosenTest> chosen = chooseTest(options, refused, error);
+    if (!chosen)
+        complain(error);
+    return chosen;
+}
+
+const quix5::OfferedTest* meantTest(const quix5::Module& module, const RunOptions& options,
+                                    std::vector<std::string>& assignments, std::string& error) {
+    const quix5::OfferedTest* const test =
+        options.survey ? findSurvey(module, error) : findTest(module, options.test, error);
+    if (test == nullptr || (!options.gentle && options.importedMap.empty()))
+        return test;
+    const quix5::TestTraits& traits = test->entry->traits;
+    if (traits.gentleTest == nullptr) {
+        error = words("{test} cannot be done gently: --gentle is for tests that read",
+                      {{"test", test->descriptor.name()}});
+        return nullptr;
+    }
+    assignments.insert(assignments.begin(), traits.gentleParameter);
+    return module.find(traits.gentleTest);
+}
+
 bool limitTime(const quix5::OfferedTest& test, std::uint32_t seconds, std::vector<std::string>& assignments,
                std::string& error) {
     if (seconds == 0)
@@ -160,54 +214,66 @@ bool limitTime(const quix5::OfferedTest& test, std::uint32_t seconds, std::vecto
     return true;
 }
 
-bool choose(const RunOptions& options, ChosenTest& chosen, std::string& error) {
-    chosen.module = loadModule(options.moduleFile, error);
-    if (chosen.module == nullptr)
+bool setParameter(const quix5::Test& test, const zel::String& name, const zel::String& text,
+                  std::string& error) {
+    quix5::Parameter* const parameter = quix5::findParameter(test, name);
+    if (parameter == nullptr) {
+        error =
+            words("{test} has no parameter {name}; it has: {known}",
+                  {{"test", test.name()}, {"name", quoted(name.utf8())}, {"known", parameterNames(test)}});
         return false;
-    std::vector<std::string> assignments = options.parameters;
-    chosen.test = meantTest(*chosen.module, options, assignments, error);
-    if (chosen.test == nullptr || !limitTime(*chosen.test, options.maxTime, assignments, error) ||
-        !applyParameters(chosen.test->descriptor, assignments, error) ||
-        !makeDevice(options.device, options.properties, chosen.device, error))
+    }
+    const auto value = quix5::parseValue(*parameter, text);
+    if (!value) {
+        error = words(
+            "{text} is no value for {name}: give {values}",
+            {{"text", quoted(text.utf8())}, {"name", name}, {"values", quix5::describeValues(*parameter)}});
         return false;
-    chosen.writes = writesToDrive(*chosen.test);
-    return takeOnlyRest(options, chosen, error);
+    }
+    parameter->set(*value);
+    return true;
 }
 
-/// Whether the test is offered and the drive lets itself be tested; gives the exit status and why not.
-ExitStatus checkDevice(const ChosenTest& chosen, std::string& error) {
-    const std::string test = chosen.test->descriptor.name().utf8();
-    const std::string device = chosen.device.osLocator().utf8();
-    if (!quix5::isOffered(chosen.test->descriptor, chosen.device)) {
+bool setDeviceProperty(quix5::DiagDevice& device, const zel::String& name, const zel::String& value,
+                       std::string& error) {
+    if (isIdentityProperty(name.utf8())) {
+        error = words(
+            "the property {name} says which drive it is; it comes from the drive itself and cannot be "
+            "given",
+            {{"name", name}});
+        return false;
+    }
+    if (name == kAccessOrderProperty && !isAccessOrder(value.utf8())) {
+        error = words("{text} is no access order: give {forms}",
+                      {{"text", quoted(value.utf8())}, {"forms", words(kAccessOrderForms)}});
+        std::replace(error.begin(), error.end(), '\n', ' ');
+        return false;
+    }
+    device.setProperty(name, value);
+    return true;
+}
+
+ExitStatus checkDevice(const quix5::OfferedTest& test, const quix5::DiagDevice& device, std::string& error) {
+    const std::string name = test.descriptor.name().utf8();
+    const std::string locator = device.osLocator().utf8();
+    if (!quix5::isOffered(test.descriptor, device)) {
         error = words("{test} is not offered for {device}: the device has a property that excludes it",
-                      {{"test", test}, {"device", device}});
+                      {{"test", name}, {"device", locator}});
         return kExitCannotRun;
     }
-    if (!chosen.device.hasCapability(chosen.test->entry->traits.needs)) {
-        if (isThere(device, error))
+    if (!device.hasCapability(test.entry->traits.needs)) {
+        if (isThere(locator, error))
             error = words("{device} is none: \"drivetest devices\" lists the drives of this machine",
-                          {{"device", device}});
-        error = words("{test} tests optical drives, and {reason}", {{"test", test}, {"reason", error}});
+                          {{"device", locator}});
+        error = words("{test} tests optical drives, and {reason}", {{"test", name}, {"reason", error}});
         return kExitUsage;
     }
-    if (flagProperty(chosen.device, kPropertyLocked)) {
+    if (flagProperty(device, kPropertyLocked)) {
         error = words("{device} is locked by its ATA password, so nothing on it can be read: {advice}",
-                      {{"device", device}, {"advice", adviceOnLockedDrive()}});
+                      {{"device", locator}, {"advice", adviceOnLockedDrive()}});
         return kExitCannotRun;
     }
     return kExitPass;
-}
-
-}  // namespace
-
-std::optional<ChosenTest> chooseTest(const RunOptions& options, ExitStatus& refused) {
-    ChosenTest chosen;
-    std::string error;
-    refused = choose(options, chosen, error) ? checkDevice(chosen, error) : kExitUsage;
-    if (refused == kExitPass)
-        return chosen;
-    complain(error);
-    return std::nullopt;
 }
 
 std::unique_ptr<quix5::Module> loadModule(const std::string& file, std::string& error) {

@@ -23,11 +23,25 @@ enum class AtStake : unsigned char {
 /// For the last words of such an end, and its exit status.
 void setAtStake(AtStake stake);
 
+/// What such an end does first; safe in a signal handler. Null for nothing.
+void setLastDeed(void (*deed)());
+
 /// A status is shown on this output: an end at once takes it off, and so does a pause of the process where it
 /// can be paused by SIGTSTP. -1 for none.
 void setStatusOn(int descriptor);
 
 /// Keeps signals from the calling thread: they interrupt the others, whose waiting they are to end.
 void leaveSignalsToOthers();
+
+/// Requests to stop that wait as the thread which should take them is kept by a drive that never answers.
+class LateSignals {
+public:
+    /// To be called again and again by a thread that leaves signals to others. Takes those that still wait
+    /// after some calls.
+    void look();
+
+private:
+    unsigned m_looks = 0;
+};
 
 }  // namespace drivetest

@@ -1,10 +1,13 @@
 #include "drivetest/run/TestRun.h"
 
+#include <functional>
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include "drivetest/ExitStatus.h"
 #include "drivetest/health/HealthReader.h"
+#include "drivetest/resume/ResumedRun.h"
 #include "drivetest/run/HurryWatch.h"
 #include "drivetest/run/Signals.h"
 #include "drivetest/terminal/Labels.h"
@@ -66,6 +69,7 @@ TestRun::TestRun(const RunOptions& options, TakenDrive& drive, RunOutputs& outpu
     m_host.setJournal(drive.journal.watched());
     if (options.slowMs != 0)
         m_host.setSlowLimit(std::chrono::milliseconds(options.slowMs));
+    followProgress();
     if (!drive.held.isHeld())
         return;
     m_host.setHeldDrive(&drive.held);
@@ -73,37 +77,84 @@ TestRun::TestRun(const RunOptions& options, TakenDrive& drive, RunOutputs& outpu
     m_host.setUseWatch(&*m_watch);
 }
 
+/// What a run needs that goes on from this one, and from what this one goes on.
+void TestRun::followProgress() {
+    const auto identity = m_drive.identity();
+    m_host.setDriveFacts({identity ? identity->toText() : std::string(), m_options.properties,
+                          m_drive.fingerprint ? &*m_drive.fingerprint : nullptr});
+    m_host.setSlowAllowed(m_options.slowAllowed);
+    if (m_options.resumed != nullptr)
+        m_host.setResumed(m_options.resumed.get());
+    if (m_chosen.test->entry->traits.sectorsDone == nullptr)
+        return;
+    m_progressTimer.emplace(std::chrono::seconds(m_options.saveProgress));
+    m_host.setProgressTimer(&*m_progressTimer);
+}
+
+/// Of a run that is gone on with, the health before is that before its first part.
+void TestRun::tellHealthBefore() {
+    if (m_options.resumed == nullptr)
+        tellHealth(HealthTime::beforeTest);
+    else if (const auto& before = m_options.resumed->run.healthBefore; before)
+        m_outputs.reporters().health(HealthTime::beforeTest, *before);
+}
+
 int TestRun::execute() {
-    m_outputs.reporters().begin({m_chosen.test->descriptor, m_chosen.device, m_options.commandLine});
-    tellHealth(HealthTime::beforeTest);
+    m_outputs.reporters().begin(
+        {m_chosen.test->descriptor, m_chosen.device, m_options.commandLine, m_options.resumed.get()});
+    // All who need them have them.
+    if (m_options.resumed != nullptr)
+        m_options.resumed->lines = {};
     watchHeat();
+    tellHealthBefore();
     if (const WatchedJournal* const watched = m_drive.journal.watched(); watched != nullptr)
-        setAtStake(watched->outlivesCrash() ? AtStake::journaledSectors : AtStake::unprotectedSectors);
+        tellStake(watched->outlivesCrash() ? AtStake::journaledSectors : AtStake::unprotectedSectors);
     return end(explainStop(runTest()));
+}
+
+void TestRun::tellStake(AtStake stake) {
+    setAtStake(stake);
+    if (m_link != nullptr)
+        m_link->tellStake(stake, m_drive.journal.path());
 }
 
 /// The drive is in hand, and nothing is transferred.
 /// By the drive's own commands: smartctl may take seconds.
 void TestRun::watchHeat() {
-    if (m_options.maxTemperature == 0 && !m_options.gentle)
-        return;
-    m_thermometer = libDrive2::HealthMonitor::open(m_chosen.device);
-    if (m_thermometer == nullptr)
-        return;
     const bool isFlash = m_chosen.device.hasCapability(quix5::DeviceCapability::NVME);
-    const std::int64_t limit = m_options.maxTemperature != 0 ? m_options.maxTemperature
-                               : isFlash                     ? kGentleFlash
-                                                             : kGentleDisk;
-    m_heat.emplace([this] { return m_thermometer->read().temperatureC; }, limit);
-    m_host.setHeatWatch(&*m_heat);
+    std::optional<std::int64_t> limit;
+    if (m_options.maxTemperature != 0)
+        limit = m_options.maxTemperature;
+    else if (m_options.gentle)
+        limit = isFlash ? kGentleFlash : kGentleDisk;
+    std::function<std::optional<std::int64_t>()> read;
+    if (libDrive2::HealthMonitor::isFor(m_chosen.device))
+        read = [this] { return readTemperature(); };
+    m_heat.emplace(std::move(read), limit);
+    if (const ResumedRun* const resumed = m_options.resumed.get(); resumed != nullptr && resumed->heat)
+        m_heat->goOnAfter(*resumed->heat);
+    m_host.setHeatWatch(&*m_heat, m_options.maxTemperature != 0);
+}
+
+/// Opened when it is needed: a short run never asks.
+std::optional<std::int64_t> TestRun::readTemperature() {
+    if (m_thermometer == nullptr)
+        m_thermometer = libDrive2::HealthMonitor::open(m_chosen.device);
+    return m_thermometer != nullptr ? m_thermometer->readTemperature() : std::nullopt;
 }
 
 void TestRun::tellHealth(HealthTime when) {
-    if (const auto reading = readHealth(m_chosen.device))
-        m_outputs.reporters().health(when, *reading);
+    const auto reading = readHealth(m_chosen.device);
+    if (!reading)
+        return;
+    if (m_heat && reading->health.temperatureC)
+        m_heat->note(*reading->health.temperatureC);
+    m_outputs.reporters().health(when, *reading);
 }
 
 TestResult TestRun::runTest() {
+    RestClock clock;
+    m_host.setRestClock(&clock);
     quix5::Host* const previousHost = quix5::DiagModule::install(&m_host);
     zel::LogSink* const previousSink = zel::LogFactory::setSink(&m_host);
     TestResult result;
@@ -115,6 +166,7 @@ TestResult TestRun::runTest() {
                                      std::chrono::seconds(m_options.maxTime)),
                             [this] { return m_host.snapshot(); });
         const HurryWatch hurry([this] { m_host.giveUpAttempts(); });
+        const ShelfLink::Telling telling(m_link, [this] { return m_host.snapshot(); });
         // What stood in the way may be gone by now, but nothing was prepared for writing.
         const bool writes = m_chosen.writes && !m_drive.obstacle;
         const std::uint32_t access = libDrive2::kAccessRead | (writes ? libDrive2::kAccessWrite : 0);
@@ -123,6 +175,7 @@ TestResult TestRun::runTest() {
     }
     zel::LogFactory::setSink(previousSink);
     quix5::DiagModule::install(previousHost);
+    m_host.setRestClock(nullptr);
     return result;
 }
 
@@ -135,27 +188,40 @@ TestResult TestRun::explainStop(const TestResult& result) const {
         return TestResult::INTERNALERROR;
     if (m_host.isDisturbed())
         return TestResult::DEVICEBUSY;
-    if (watched != nullptr && !watched->failure().empty())
+    if (m_host.isTooHot() || (watched != nullptr && !watched->failure().empty()))
         return m_host.counts().errors > 0 ? TestResult::FAIL : TestResult::CANNOTRUN;
     return result;
 }
 
 int TestRun::end(const TestResult& result) {
     const bool isDataMissing = !settleJournal();
-    setAtStake(AtStake::nothing);
+    tellStake(AtStake::nothing);
     explain(result);
     // A drive that was lost would let every question wait for its time to run out.
     if (m_host.statistics() != nullptr && m_host.lossOfAccess().empty())
         tellHealth(HealthTime::afterTest);
     TestResult judged = judgeSlowness(result);
+    judged.merge(resultBefore());
     if (isDataMissing)
         judged.merge(TestResult::FAIL);
     RunSummary summary{
-        judged, m_host.counts(), m_host.statistics(), isDataMissing, m_outputs.badSectorsList(), {}};
+        judged, m_host.counts(), m_host.statistics(), isDataMissing, m_outputs.badSectorsList(), {}, {}, {}};
+    if (m_link != nullptr)
+        summary.sharedLinks = m_link->sharing();
+    if (m_heat)
+        summary.heat = m_heat->course();
     summary.grade = m_outputs.grade(summary);
     m_outputs.reporters().end(summary);
     tellOfRest(judged);
     return m_outputs.close(isDataMissing ? kExitNotRestored : exitStatusOf(judged), m_console);
+}
+
+/// Of what the run goes on from: what was told of the drive there counts for all of it.
+TestResult TestRun::resultBefore() const {
+    if (m_options.resumed == nullptr)
+        return TestResult::PASS;
+    const EventCounts& counts = m_options.resumed->counts;
+    return counts.errors > 0 ? TestResult::FAIL : counts.warnings > 0 ? TestResult::WARN : TestResult::PASS;
 }
 
 /// False when sectors were not put back.

@@ -5,9 +5,12 @@
 #include <string>
 
 #include "drivetest/commands/RunOptions.h"
+#include "drivetest/resume/ProgressTimer.h"
 #include "drivetest/run/RunHost.h"
 #include "drivetest/run/RunOutputs.h"
+#include "drivetest/run/Signals.h"
 #include "drivetest/safety/TakenDrive.h"
+#include "drivetest/shelf/ShelfLink.h"
 #include "drivetest/terminal/Console.h"
 #include "libDrive2/HealthMonitor.h"
 #include "quix5/TestResult.h"
@@ -19,6 +22,8 @@ namespace drivetest {
 class TestRun {
 public:
     TestRun(const RunOptions& options, TakenDrive& drive, RunOutputs& outputs, Console& console);
+    /// Whom to tell how far it is, beside the person; null for nobody. It must outlive the run.
+    void setLink(ShelfLink* link) { m_link = link; }
     /// Runs the test, settles the journal, and has the reporters tell the end. Once. Gives the exit status.
     int execute();
 
@@ -26,7 +31,12 @@ private:
     quix5::TestResult runTest();
     [[nodiscard]] quix5::TestResult explainStop(const quix5::TestResult& result) const;
     void watchHeat();
+    void followProgress();
+    void tellHealthBefore();
+    void tellStake(AtStake stake);
+    std::optional<std::int64_t> readTemperature();
     void tellHealth(HealthTime when);
+    [[nodiscard]] quix5::TestResult resultBefore() const;
     int end(const quix5::TestResult& result);
     bool settleJournal();
     void explain(const quix5::TestResult& result);
@@ -39,7 +49,9 @@ private:
     TakenDrive& m_drive;
     RunOutputs& m_outputs;
     Console& m_console;
+    std::optional<ProgressTimer> m_progressTimer;
     RunHost m_host;
+    ShelfLink* m_link = nullptr;
     std::optional<UseWatch> m_watch;
     std::unique_ptr<libDrive2::HealthMonitor> m_thermometer;
     std::optional<HeatWatch> m_heat;

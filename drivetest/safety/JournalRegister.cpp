@@ -39,7 +39,7 @@ bool fromText(std::string_view text, RegisteredJournal& found) {
         text[digits] != ' ' || text[digits + 1 + length] != '\n')
         return false;
     found.journal = text.substr(digits + 1, length);
-    return zel::pathOf(found.journal).is_absolute() &&
+    return zel::isAbsolute(found.journal) &&
            libDrive2::DriveIdentity::fromText(std::string(text.substr(digits + length + 2)), found.drive);
 }
 

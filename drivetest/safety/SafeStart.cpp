@@ -102,6 +102,31 @@ ExitStatus checkUnchanged(const ConfirmationRequest& request) {
     return refuse(words("{reason}; nothing was written", {{"reason", difference}}), kExitCannotRun);
 }
 
+Obstacle encryptedObstacle(const std::string& reason) {
+    return {kExitCannotRun, reason,
+            words("tests that write leave alone what is encrypted: decrypt or wipe it first, or run a "
+                  "test that reads")};
+}
+
+/// What is formatted in a way that nothing could be put back.
+std::optional<Obstacle> obstacleInFormat(const DiagDevice& device, const libDrive2::DeviceLease& lease) {
+    if (lease.takesWritesInOrderOnly())
+        return Obstacle{
+            kExitCannotRun,
+            words("{drive} is a host-managed zoned drive: it takes writes only in the order of its zones, "
+                  "so that nothing could be put back",
+                  {{"drive", device.osLocator()}}),
+            words("run a test that reads"), false};
+    if (lease.holdsForeignTags())
+        return Obstacle{
+            kExitCannotRun,
+            words("{drive} keeps application tags beside its sectors (protection information) that belong to "
+                  "the system that wrote them: a write would replace them, and they could not be put back",
+                  {{"drive", device.osLocator()}}),
+            words("run a test that reads"), false};
+    return std::nullopt;
+}
+
 }  // namespace
 
 void tellOfRest(const DiagDevice& device, const libDrive2::DeviceLease& lease, Console& console) {
@@ -131,6 +156,13 @@ bool preservesData(const quix5::OfferedTest& test) {
     return flagOf(test.descriptor, test.entry->traits.preservesIf);
 }
 
+std::optional<Obstacle> findLastingObstacle(const DiagDevice& device, libDrive2::DeviceLease& lease) {
+    zel::Wording reason;
+    if (lease.examineEncryption(reason) == libDrive2::Encryption::found)
+        return encryptedObstacle(reason.shown().utf8());
+    return obstacleInFormat(device, lease);
+}
+
 std::optional<Obstacle> findObstacle(const DiagDevice& device, const HeldDrive& held, bool allowUnexamined) {
     const bool isBusy = held.failure().type == libDrive2::LIBDRIVE2_BUSY;
     // The test would take it for busy.
@@ -142,10 +174,7 @@ std::optional<Obstacle> findObstacle(const DiagDevice& device, const HeldDrive& 
     const libDrive2::Encryption encryption = volumes.examineEncryption();
     const std::string reason = volumes.getLastErrorStr().shown().utf8();
     if (encryption == libDrive2::Encryption::found)
-        return Obstacle{
-            kExitCannotRun, reason,
-            words("tests that write leave alone what is encrypted: decrypt or wipe it first, or run a "
-                  "test that reads")};
+        return encryptedObstacle(reason);
     // What comes into the drive later was neither shown nor confirmed. Optical media are another matter: what
     // is recorded goes to new ones.
     if (held.isHeld() && held.identity().sectors == 0 &&
@@ -156,20 +185,8 @@ std::optional<Obstacle> findObstacle(const DiagDevice& device, const HeldDrive& 
             words("put in the one that may be written to, so that it can be shown, then start again")};
     if (isBusy)
         return Obstacle{kExitBusy, held.failure().text.shown().utf8(), adviceOnUsedDrive()};
-    if (held.lease().takesWritesInOrderOnly())
-        return Obstacle{
-            kExitCannotRun,
-            words("{drive} is a host-managed zoned drive: it takes writes only in the order of its zones, "
-                  "so that nothing could be put back",
-                  {{"drive", device.osLocator()}}),
-            words("run a test that reads"), false};
-    if (held.lease().holdsForeignTags())
-        return Obstacle{
-            kExitCannotRun,
-            words("{drive} keeps application tags beside its sectors (protection information) that belong to "
-                  "the system that wrote them: a write would replace them, and they could not be put back",
-                  {{"drive", device.osLocator()}}),
-            words("run a test that reads"), false};
+    if (auto unfit = obstacleInFormat(device, held.lease()))
+        return unfit;
     if (encryption == libDrive2::Encryption::unexamined && !allowUnexamined)
         return Obstacle{
             kExitCannotRun, reason,

@@ -37,6 +37,9 @@ struct Obstacle {
 /// `allowUnexamined`), for a user of the drive, and whether the drive could be taken.
 std::optional<Obstacle> findObstacle(const quix5::DiagDevice& device, const HeldDrive& held,
                                      bool allowUnexamined);
+/// Of a drive that was only taken to be looked at: what of the drive itself keeps it from being written to,
+/// whoever uses it.
+std::optional<Obstacle> findLastingObstacle(const quix5::DiagDevice& device, libDrive2::DeviceLease& lease);
 
 /// How a test that writes is to be confirmed.
 struct ConfirmationRequest {

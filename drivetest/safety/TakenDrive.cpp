@@ -1,5 +1,6 @@
 #include "drivetest/safety/TakenDrive.h"
 
+#include "drivetest/resume/ResumeCheck.h"
 #include "drivetest/terminal/Labels.h"
 #include "drivetest/terminal/Terminal.h"
 #include "libDrive2/DeviceDescription.h"
@@ -30,7 +31,48 @@ std::unique_ptr<TakenDrive> TakenDrive::take(ChosenTest& chosen, const RunOption
     std::unique_ptr<TakenDrive> drive(new TakenDrive(chosen));
     refused = chosen.test->descriptor.isDestructive() ? drive->takeForWriting(options, console)
                                                       : drive->takeForReading(console);
+    if (refused != kExitPass)
+        return nullptr;
+    if (!drive->isTheOne(options.identity)) {
+        complain(
+            words("{drive} is another drive now than when the run on several drives began: nothing is "
+                  "done with it",
+                  {{"drive", chosen.device.osLocator()}}));
+        refused = kExitCannotRun;
+        return nullptr;
+    }
+    // A run that goes on has to find the drive as it was at the beginning of the first.
+    if (options.resumed != nullptr)
+        refused = checkResumed(*options.resumed, *drive);
+    else
+        drive->takeFingerprint();
     return refused == kExitPass ? std::move(drive) : nullptr;
+}
+
+std::optional<libDrive2::DriveIdentity> TakenDrive::identity() const {
+    if (held.isHeld())
+        return held.identity();
+    return readLease != nullptr ? std::optional(identityOf(*readLease, chosen.device)) : std::nullopt;
+}
+
+/// By its turn, hours later, another one may have the path.
+bool TakenDrive::isTheOne(const std::string& wanted) const {
+    libDrive2::DriveIdentity before;
+    const auto now = identity();
+    return wanted.empty() || !now || !libDrive2::DriveIdentity::fromText(wanted, before) ||
+           libDrive2::isSameDrive(*now, before);
+}
+
+/// Of what is gone with the process nobody asks later.
+void TakenDrive::takeFingerprint() {
+    const quix5::TestTraits& traits = chosen.test->entry->traits;
+    const bool isChanging = chosen.writes && !preservesData(*chosen.test);
+    if (!traits.comparesData || traits.sectorsDone == nullptr || isChanging || obstacle ||
+        lease() == nullptr || !lease()->outlivesProcess())
+        return;
+    zel::Wording ignored;
+    if (const auto handle = lease()->openBlock(false, ignored))
+        fingerprint = libDrive2::takeFingerprint(*handle);
 }
 
 ExitStatus TakenDrive::takeForReading(Console& console) {

@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <optional>
+#include <string>
 
 #include "drivetest/commands/RunOptions.h"
 #include "drivetest/run/Setup.h"
@@ -9,6 +10,9 @@
 #include "drivetest/safety/RunJournal.h"
 #include "drivetest/safety/SafeStart.h"
 #include "drivetest/terminal/Console.h"
+#include "libDrive2/DeviceLease.h"
+#include "libDrive2/DriveFingerprint.h"
+#include "libDrive2/DriveIdentity.h"
 
 namespace drivetest {
 
@@ -26,11 +30,22 @@ struct TakenDrive {
     std::unique_ptr<libDrive2::DeviceLease> readLease;
     std::optional<Obstacle> obstacle;  ///< what the guard of tests that write will refuse
     RunJournal journal;
+    /// What it holds at some places, for tests that depend on that and can go on later.
+    std::optional<libDrive2::DriveFingerprint> fingerprint;
+
+    /// The lease that is held, for whatever; null when there is none.
+    [[nodiscard]] libDrive2::DeviceLease* lease() const {
+        return held.isHeld() ? &held.lease() : readLease.get();
+    }
+    /// What the drive is; nothing when it is not in hand.
+    [[nodiscard]] std::optional<libDrive2::DriveIdentity> identity() const;
 
 private:
     explicit TakenDrive(ChosenTest& test) : chosen(test) {}
     ExitStatus takeForReading(Console& console);
     ExitStatus takeForWriting(const RunOptions& options, Console& console);
+    void takeFingerprint();
+    [[nodiscard]] bool isTheOne(const std::string& wanted) const;
 };
 
 }  // namespace drivetest

@@ -1,12 +1,10 @@
 #include "drivetest/settings/Settings.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstdlib>
 #include <limits>
 
 #include "drivetest/settings/SettingsFile.h"
-#include "drivetest/settings/TimeText.h"
 #include "drivetest/terminal/Language.h"
 #include "drivetest/terminal/Texts.h"
 #include "zel/Path.h"
@@ -52,22 +50,20 @@ std::string textOf(const TomlValue& value) {
 
 /// Why this is none; empty when it is one, whose text then goes to `read`.
 std::string faultOfNumber(const SettingForm& form, const TomlValue& value, std::string& read) {
-    const auto* const number = std::get_if<double>(&value);
-    if (number == nullptr || *number < 0 || *number > static_cast<double>(form.most) ||
-        *number != std::floor(*number))
+    const auto number = wholeNumberIn(value, 0, form.most);
+    if (!number)
         return words("{name} wants a whole number from {least} to {most}",
                      {{"name", form.name}, {"least", 0}, {"most", form.most}});
-    read = std::to_string(static_cast<std::uint64_t>(*number));
+    read = std::to_string(*number);
     return {};
 }
 
 std::string faultOfTime(const SettingForm& form, const TomlValue& value, std::string& read) {
-    if (const auto* const number = std::get_if<double>(&value);
-        number != nullptr && *number >= 0 && *number <= kMostMs && *number == std::floor(*number))
-        read = std::to_string(static_cast<std::uint64_t>(*number));
-    else
-        read = textOf(value);
-    return secondsOf(read)
+    read = textOf(value);
+    const auto seconds = secondsIn(value);
+    if (read.empty() && seconds)
+        read = std::to_string(*seconds);
+    return seconds
                ? std::string()
                : words("{name} wants a time, such as \"90s\", \"10min\" or \"1h\"", {{"name", form.name}});
 }
@@ -78,7 +74,7 @@ std::string faultOfText(const SettingForm& form, const std::string& text) {
         return words("{name} wants a text in quotes", {{"name", form.name}});
     const bool isPath =
         form.kind == Kind::folder || (form.kind == Kind::limits && text != "default" && text != "none");
-    if (isPath && !zel::pathOf(text).is_absolute())
+    if (isPath && !zel::isAbsolute(text))
         return words("{name} wants a path that begins at the root", {{"name", form.name}});
     if (form.kind == Kind::language && !isLanguage(text))
         return words("there are no texts in the language {language}; there are: {known}",

@@ -1,13 +1,27 @@
 #include "drivetest/settings/TomlFile.h"
 
+// The library's tables of characters take for impossible what characters such as U+FEF7 lead to where a key
+// or a value could stand; that none of them is in the table is what they mean.
+// clang-format off
+#include <toml++/impl/forward_declarations.h>
+#undef TOML_UNREACHABLE
+#define TOML_UNREACHABLE return false
+#include <toml++/impl/unicode.h>
+#undef TOML_UNREACHABLE
+#define TOML_UNREACHABLE __builtin_unreachable()
+// clang-format on
 #include <toml++/toml.h>
 
 #include <algorithm>
+#include <cmath>
 #include <fstream>
+#include <iterator>
+#include <limits>
 #include <tuple>
 #include <utility>
 
 #include "drivetest/run/NearestName.h"
+#include "drivetest/settings/TimeText.h"
 #include "drivetest/terminal/Texts.h"
 #include "zel/Path.h"
 #include "zel/Words.h"
@@ -29,35 +43,74 @@ bool isBefore(TomlPlace a, TomlPlace b) {
     return std::tie(a.line, a.column) < std::tie(b.line, b.column);
 }
 
+TomlSection sectionOf(const std::string& name, TomlPlace place, const toml::table& table);
+
+TomlTables tablesOf(const toml::array& list) {
+    TomlTables tables{true, {}};
+    for (const toml::node& node : list)
+        if (const toml::table* const table = node.as_table(); table != nullptr)
+            tables.all.push_back(sectionOf({}, placeOf(node.source()), *table));
+    return tables;
+}
+
+std::vector<TomlText> textsOf(const toml::array& list) {
+    std::vector<TomlText> texts;
+    for (const toml::node& node : list)
+        if (const auto* const text = node.as_string())
+            texts.push_back({text->get(), placeOf(node.source())});
+    return texts;
+}
+
+TomlValue listOf(const toml::array& list) {
+    std::vector<TomlText> texts = textsOf(list);
+    if (texts.size() == list.size())
+        return texts;
+    TomlTables tables = tablesOf(list);
+    return tables.all.size() == list.size() ? TomlValue(std::move(tables)) : TomlValue();
+}
+
 TomlValue valueOf(const toml::node& node) {
+    if (const toml::table* const table = node.as_table(); table != nullptr)
+        return TomlTables{false, {sectionOf({}, placeOf(node.source()), *table)}};
+    if (const toml::array* const list = node.as_array(); list != nullptr)
+        return listOf(*list);
     if (const auto* const flag = node.as_boolean())
         return flag->get();
-    if (node.is_number())
-        return node.value<double>().value_or(0);
+    if (const auto* const whole = node.as_integer())
+        return static_cast<double>(whole->get());
+    if (const auto* const number = node.as_floating_point())
+        return number->get();
     if (const auto* const text = node.as_string())
         return text->get();
     return std::monostate();
 }
 
-/// What stands directly in the table; at the beginning of a file, tables in it are sections of their own.
 TomlSection sectionOf(const std::string& name, TomlPlace place, const toml::table& table) {
-    const bool isBeginning = name.empty();
     TomlSection section{name, place, {}};
     for (const auto& [key, node] : table)
-        if (!isBeginning || !node.is_table())
-            section.entries.push_back(
-                {std::string(key.str()), placeOf(key.source()), valueOf(node), placeOf(node.source())});
+        section.entries.push_back(
+            {std::string(key.str()), placeOf(key.source()), valueOf(node), placeOf(node.source())});
     std::ranges::sort(section.entries, isBefore, &TomlEntry::keyPlace);
     return section;
 }
 
+bool isHeading(const TomlEntry& entry) {
+    const auto* const tables = std::get_if<TomlTables>(&entry.value);
+    return tables != nullptr && !tables->isList;
+}
+
+/// What comes before the first heading, and what is below each.
 std::vector<TomlSection> sectionsOf(const toml::table& root) {
-    std::vector<TomlSection> sections;
-    for (const auto& [key, node] : root)
-        if (const toml::table* const table = node.as_table(); table != nullptr)
-            sections.push_back(sectionOf(std::string(key.str()), placeOf(key.source()), *table));
-    std::ranges::sort(sections, isBefore, &TomlSection::place);
-    sections.insert(sections.begin(), sectionOf({}, {}, root));
+    std::vector<TomlSection> sections{sectionOf({}, {}, root)};
+    std::vector<TomlEntry>& beginning = sections.front().entries;
+    std::vector<TomlSection> below;
+    for (TomlEntry& entry : beginning)
+        if (isHeading(entry))
+            below.push_back({entry.key, entry.keyPlace,
+                             std::move(std::get<TomlTables>(entry.value).all.front().entries)});
+    std::erase_if(beginning, isHeading);
+    std::ranges::sort(below, isBefore, &TomlSection::place);
+    std::ranges::move(below, std::back_inserter(sections));
     return sections;
 }
 
@@ -97,6 +150,21 @@ std::string TomlFile::fault(TomlPlace place, const std::string& reason) const {
                                                       {"line", place.line},
                                                       {"column", place.column},
                                                       {"reason", printable(reason)}});
+}
+
+std::optional<std::uint64_t> wholeNumberIn(const TomlValue& value, std::uint64_t least, std::uint64_t most) {
+    const auto* const number = std::get_if<double>(&value);
+    if (number == nullptr || *number < static_cast<double>(least) || *number > static_cast<double>(most) ||
+        *number != std::floor(*number))
+        return {};
+    return static_cast<std::uint64_t>(*number);
+}
+
+std::optional<std::uint32_t> secondsIn(const TomlValue& value) {
+    if (const auto number = wholeNumberIn(value, 0, std::numeric_limits<std::uint32_t>::max()))
+        return static_cast<std::uint32_t>(*number);
+    const auto* const text = std::get_if<std::string>(&value);
+    return text != nullptr ? secondsOf(*text) : std::nullopt;
 }
 
 std::string enumerated(const std::vector<std::string>& all) {

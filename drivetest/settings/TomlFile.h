@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -15,8 +16,21 @@ struct TomlPlace {
     std::size_t column = 1;
 };
 
-/// Nothing stands for all that is neither: lists, dates, tables in tables.
-using TomlValue = std::variant<std::monostate, bool, double, std::string>;
+struct TomlSection;
+
+struct TomlText {
+    std::string text;
+    TomlPlace place;
+};
+
+/// Tables in a table: one, or a list of them.
+struct TomlTables {
+    bool isList = false;
+    std::vector<TomlSection> all;
+};
+
+/// Nothing stands for all that is none of it: dates, and lists of anything but texts or tables.
+using TomlValue = std::variant<std::monostate, bool, double, std::string, std::vector<TomlText>, TomlTables>;
 
 struct TomlEntry {
     std::string key;
@@ -32,7 +46,7 @@ struct TomlSection {
     std::vector<TomlEntry> entries;  ///< as they stand in the file
 };
 
-/// A file in TOML, of the plain kind that settings are: headings, and one value to a line.
+/// A file in TOML.
 class TomlFile {
 public:
     /// Each gives nothing after a sentence in `error`, which names the file, and the place where there is
@@ -52,6 +66,10 @@ private:
 
 /// `all`, with a comma between each and the next.
 std::string enumerated(const std::vector<std::string>& all);
+
+/// The value as one of these; nothing when it is none. A time is a text such as "10min", or seconds.
+std::optional<std::uint64_t> wholeNumberIn(const TomlValue& value, std::uint64_t least, std::uint64_t most);
+std::optional<std::uint32_t> secondsIn(const TomlValue& value);
 
 /// "there is no NAME", with the nearest of what there is, or all of it where none is near.
 std::string unknownName(const std::string& name, const std::vector<std::string>& known);

@@ -42,7 +42,7 @@ std::size_t BadSectors::indexOf(Cause cause) {
 }
 
 /// The gaps between what is known already are new.
-void BadSectors::add(const libDrive2::CondemnedSectors& condemned) {
+std::size_t BadSectors::add(const libDrive2::CondemnedSectors& condemned) {
     const std::size_t cause = indexOf({condemned.fault, condemned.words.utf8()});
     std::uint64_t lba = condemned.sectors.lba;
     const std::uint64_t end = lba + condemned.sectors.count;
@@ -59,6 +59,7 @@ void BadSectors::add(const libDrive2::CondemnedSectors& condemned) {
         insert(lba, gapEnd - lba, cause);
         lba = gapEnd;
     }
+    return cause;
 }
 
 void BadSectors::insert(std::uint64_t lba, std::uint64_t count, std::size_t cause) {

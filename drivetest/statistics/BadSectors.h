@@ -29,7 +29,8 @@ public:
     };
     using Spans = std::map<std::uint64_t, Span>;  ///< by the first sector
 
-    void add(const libDrive2::CondemnedSectors& condemned);
+    /// Gives the index of the cause.
+    std::size_t add(const libDrive2::CondemnedSectors& condemned);
 
     /// Different sectors.
     [[nodiscard]] std::uint64_t count() const { return m_count; }

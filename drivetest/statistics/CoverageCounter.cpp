@@ -36,6 +36,10 @@ void CoverageCounter::open(std::uint64_t lba, std::uint32_t count) {
     m_hasFailedTransfer = false;
 }
 
+void CoverageCounter::close() {
+    settle();
+}
+
 void CoverageCounter::visit(std::uint64_t lba, std::uint32_t count) {
     settle();
     open(lba, count);

@@ -56,6 +56,12 @@ public:
     void condemn(std::uint64_t lba, std::uint64_t count);
     /// The test leaves these sectors of the current chunk untested.
     void skip(std::uint64_t lba, std::uint32_t count);
+    /// Settles the chunk that is open: nothing more is done in it.
+    void close();
+    /// What settled in an earlier part of the run: these sectors were good, ...
+    void restoreGood(std::uint64_t lba, std::uint64_t count) { m_good.add(lba, count); }
+    /// ... and so many were visited.
+    void restoreVisited(std::uint64_t visited) { m_visited = visited; }
     /// In all chunks before the current one, whatever became of them, each as often as it was visited.
     [[nodiscard]] std::uint64_t visited() const { return m_visited; }
     /// Settles the last chunk; call once, when the run is over. `bad` holds all that was condemned.

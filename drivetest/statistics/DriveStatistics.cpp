@@ -12,9 +12,12 @@ std::optional<double> TransferTotals::megabytesPerSecond() const {
 }
 
 DriveStatistics::DriveStatistics(std::uint64_t sectors, std::uint32_t sectorBytes)
-    : m_sectorBytes(sectorBytes),
+    : m_sectors(sectors),
+      m_sectorBytes(sectorBytes),
       m_counter([this](std::uint64_t lba, std::uint64_t count, bool atFirstTry) {
           m_surface.addOutcome(lba, count, atFirstTry ? SectorOutcome::good : SectorOutcome::recovered);
+          if (m_settled)
+              m_goodRuns.add(lba, count);
       }),
       m_surface(sectors),
       m_rates(sectors),
@@ -23,6 +26,9 @@ DriveStatistics::DriveStatistics(std::uint64_t sectors, std::uint32_t sectorByte
 
 /// Nothing was transferred from the one before: tests see to their medium first.
 void DriveStatistics::onMedium(std::uint64_t sectors, std::uint32_t sectorBytes) {
+    if (sectors == m_sectors && sectorBytes == m_sectorBytes)
+        return;
+    m_sectors = sectors;
     m_sectorBytes = sectorBytes;
     m_surface = SurfaceMap(sectors);
     m_live.begin(sectors);
@@ -43,7 +49,9 @@ void DriveStatistics::onCondemned(const libDrive2::CondemnedSectors& condemned) 
     const auto& [lba, count] = condemned.sectors;
     m_counter.condemn(lba, count);
     m_live.condemn(lba, count);
-    m_bad.add(condemned);
+    const std::size_t cause = m_bad.add(condemned);
+    if (m_settled)
+        noteBad(lba, count, cause);
     m_surface.addOutcome(lba, count, SectorOutcome::failed);
 }
 
@@ -103,6 +111,11 @@ void DriveStatistics::addTransfer(const libDrive2::DriveOperationReport& report,
     if (!report.getsReady)
         m_rates.add(isRead ? &RateProfile::Region::read : &RateProfile::Region::written, report.lba,
                     report.count, spent);
+}
+
+void DriveStatistics::onSettled(std::uint64_t sectors, std::uint32_t errors) {
+    if (m_settled)
+        m_settled(sectors, errors);
 }
 
 void DriveStatistics::finish() {

@@ -2,7 +2,7 @@
 
 #include <array>
 #include <cstdint>
-#include <optional>
+#include <functional>
 #include <vector>
 
 #include "drivetest/statistics/BadSectors.h"
@@ -10,7 +10,9 @@
 #include "drivetest/statistics/LatencyHistogram.h"
 #include "drivetest/statistics/LiveCounts.h"
 #include "drivetest/statistics/RateProfile.h"
+#include "drivetest/statistics/SectorRuns.h"
 #include "drivetest/statistics/SlowTransfers.h"
+#include "drivetest/statistics/StatisticsState.h"
 #include "drivetest/statistics/SurfaceMap.h"
 #include "libDrive2/DriveObserver.h"
 #include "zel/Clock.h"
@@ -19,27 +21,6 @@ namespace drivetest {
 
 /// Of rates.
 inline constexpr double kBytesPerMegabyte = 1048576;
-
-inline constexpr std::array kOperations{libDrive2::DriveOperation::read, libDrive2::DriveOperation::write,
-                                        libDrive2::DriveOperation::seek, libDrive2::DriveOperation::flush,
-                                        libDrive2::DriveOperation::other};
-
-/// What one direction of transfers moved.
-struct TransferTotals {
-    std::uint64_t bytes = 0;
-    zel::Clock::Duration elapsed{0};  ///< in these transfers, not between them
-
-    /// MB/s with 1 MB = 1,048,576 bytes; nothing when no time passed.
-    [[nodiscard]] std::optional<double> megabytesPerSecond() const;
-};
-
-/// What became of one kind of operations, and how long they took.
-struct OperationStatistics {
-    std::uint64_t firstTry = 0;
-    std::uint64_t recovered = 0;  ///< succeeded with further tries, or by a correction that the drive tells
-    std::uint64_t failed = 0;
-    LatencyHistogram latency;  ///< of those that were timed
-};
 
 /// Watches a drive during a run: what is bad, coverage, surface, latencies and rates, in memory of bounded
 /// size.
@@ -54,9 +35,22 @@ public:
     void onVisit(std::uint64_t lba, std::uint32_t count) override;
     void onCondemned(const libDrive2::CondemnedSectors& condemned) override;
     void onSkipped(std::uint64_t lba, std::uint32_t count) override;
+    void onSettled(std::uint64_t sectors, std::uint32_t errors) override;
 
     /// Transfers beyond it are counted, too.
     void setSlowLimit(std::chrono::milliseconds limit) { m_slowTransfers.setLimit(limit); }
+
+    /// See DriveObserver::onSettled().
+    using Settled = std::function<void(std::uint64_t sectors, std::uint32_t errors)>;
+    /// From now on takeState() tells what has changed; who is told that something has settled should call it
+    /// when there are many changes, as they take memory.
+    void keepChanges(Settled settled);
+    [[nodiscard]] std::size_t changes() const { return m_goodRuns.runs().size() + m_newBad.size(); }
+    /// Since the last call, or keepChanges(). Only when something has settled.
+    [[nodiscard]] StatisticsState takeState();
+    /// Goes on from there; of several states each once, in their order, before anything else. False when it
+    /// cannot be one of this drive.
+    [[nodiscard]] bool restore(const StatisticsState& state);
 
     /// Settles what is open; call once, when the run is over and before the getters below.
     void finish();
@@ -78,9 +72,15 @@ public:
     [[nodiscard]] const LiveCounts& live() const { return m_live; }
 
 private:
+    void noteBad(std::uint64_t lba, std::uint64_t count, std::size_t cause);
+    [[nodiscard]] bool isInside(std::uint64_t lba, std::uint64_t count) const;
+    [[nodiscard]] bool restoreGood(const SectorRuns::Run& run);
+    [[nodiscard]] bool restoreBad(const StatisticsState& state);
+    [[nodiscard]] bool restoreSurface(const SurfaceMap::Part& part);
     void addOutcome(const libDrive2::DriveOperationReport& report);
     void addTransfer(const libDrive2::DriveOperationReport& report, zel::Clock::Duration spent);
 
+    std::uint64_t m_sectors;
     std::uint32_t m_sectorBytes;
     CoverageCounter m_counter;
     BadSectors m_bad;
@@ -93,6 +93,12 @@ private:
     TransferTotals m_reads, m_writes;
     zel::Clock::Duration m_lastEnd;  ///< of the last operation
     LiveCounts m_live;
+    Settled m_settled;  ///< empty where changes are not kept
+    SectorRuns m_goodRuns;
+    std::vector<StatisticsState::Bad> m_newBad;
+    std::size_t m_toldCauses = 0;
+    std::vector<BadSectors::Cause> m_restoredCauses;
+    std::uint64_t m_restoredGood = 0;
 };
 
 const char* nameOf(libDrive2::DriveOperation operation);

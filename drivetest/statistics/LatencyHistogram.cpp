@@ -25,4 +25,24 @@ std::vector<LatencyHistogram::Bucket> LatencyHistogram::buckets() const {
     return filled;
 }
 
+std::vector<LatencyHistogram::Step> LatencyHistogram::steps() const {
+    std::vector<Step> filled;
+    for (std::size_t i = 0; i < m_counts.size(); ++i)
+        if (m_counts[i] != 0)
+            filled.emplace_back(i, m_counts[i]);
+    return filled;
+}
+
+bool LatencyHistogram::restore(const std::vector<Step>& steps, nanoseconds longest) {
+    *this = {};
+    m_longest = longest;
+    for (const auto& [step, count] : steps) {
+        if (step >= m_counts.size())
+            return false;
+        m_counts[step] = count;
+        m_count += count;
+    }
+    return true;
+}
+
 }  // namespace drivetest

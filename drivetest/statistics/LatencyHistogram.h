@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
+#include <utility>
 #include <vector>
 
 #include "drivetest/statistics/LogScale.h"
@@ -33,6 +35,12 @@ public:
     [[nodiscard]] std::chrono::nanoseconds percentile(double share) const;
     /// Those that are not empty, shortest first.
     [[nodiscard]] std::vector<Bucket> buckets() const;
+
+    /// A bucket's number, shortest first, and how many durations are in it.
+    using Step = std::pair<std::size_t, std::uint64_t>;
+    [[nodiscard]] std::vector<Step> steps() const;
+    /// As it was. False when there is no such bucket.
+    [[nodiscard]] bool restore(const std::vector<Step>& steps, std::chrono::nanoseconds longest);
 
 private:
     using Scale = LogScale<3>;

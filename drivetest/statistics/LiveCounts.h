@@ -44,6 +44,13 @@ public:
         if (isWrite)
             add(m_written, bytes);
     }
+    /// What an earlier part of the run moved.
+    void restore(std::uint64_t read, std::uint64_t written) {
+        m_bytes.store(read + written, kRelaxed);
+        m_written.store(written, kRelaxed);
+    }
+    /// At least one sector.
+    void restore(std::uint64_t lba, std::uint64_t count, LiveOutcome outcome) { mark(lba, count, outcome); }
     void condemn(std::uint64_t lba, std::uint64_t count) { mark(lba, count, LiveOutcome::bad); }
 
     [[nodiscard]] std::uint64_t bytes() const { return m_bytes.load(kRelaxed); }

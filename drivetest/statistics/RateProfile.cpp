@@ -1,6 +1,7 @@
 #include "drivetest/statistics/RateProfile.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace drivetest {
 
@@ -15,10 +16,26 @@ void RateProfile::share(Moved Region::*direction, std::uint64_t lba, std::uint32
         Moved& moved = m_regions[region].*direction;
         moved.sectors += part;
         moved.elapsed += time;
+        m_changed[region] = 1;
         elapsed -= time;
         lba += part;
         count -= part;
     }
+}
+
+std::vector<RateProfile::Changed> RateProfile::takeChanged() {
+    std::vector<Changed> changed;
+    for (std::size_t i = 0; i < m_changed.size(); ++i)
+        if (std::exchange(m_changed[i], std::uint8_t{0}) != 0)
+            changed.push_back({i, m_regions[i]});
+    return changed;
+}
+
+bool RateProfile::restore(const Changed& changed) {
+    if (changed.index >= m_regions.size())
+        return false;
+    m_regions[changed.index] = changed.region;
+    return true;
 }
 
 }  // namespace drivetest

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -22,7 +23,8 @@ public:
         Moved read, written;
     };
 
-    explicit RateProfile(std::uint64_t sectors) : m_grid(sectors, kMostRegions), m_regions(m_grid.size()) {}
+    explicit RateProfile(std::uint64_t sectors)
+        : m_grid(sectors, kMostRegions), m_regions(m_grid.size()), m_changed(m_grid.size()) {}
 
     [[nodiscard]] std::uint64_t sectorsPerRegion() const { return m_grid.sectorsPerPart(); }
     [[nodiscard]] const std::vector<Region>& regions() const { return m_regions; }
@@ -35,10 +37,20 @@ public:
             Moved& moved = m_regions[region].*direction;
             moved.sectors += count;
             moved.elapsed += elapsed;
+            m_changed[region] = 1;
         } else {
             share(direction, lba, count, elapsed);
         }
     }
+
+    struct Changed {
+        std::size_t index;
+        Region region;
+    };
+    /// What was added to since the last call, as it is now.
+    [[nodiscard]] std::vector<Changed> takeChanged();
+    /// False when there is no such region.
+    [[nodiscard]] bool restore(const Changed& changed);
 
 private:
     void share(Moved Region::*direction, std::uint64_t lba, std::uint32_t count,
@@ -46,6 +58,7 @@ private:
 
     DriveGrid m_grid;
     std::vector<Region> m_regions;
+    std::vector<std::uint8_t> m_changed;  ///< of each region
 };
 
 }  // namespace drivetest

@@ -17,8 +17,22 @@ void SlowTransfers::note(const libDrive2::DriveOperationReport& report) {
     m_verySlow += report.duration > kVerySlow ? 1 : 0;
     m_beyondLimit += report.duration > m_limit ? 1 : 0;
     keep({report.operation, report.lba, report.count, report.duration});
+    raiseOrdinary();
+}
+
+void SlowTransfers::raiseOrdinary() {
     if (m_kept.size() >= kFew)
         m_ordinary = std::min({m_kept.front().duration, m_limit, std::chrono::nanoseconds(kSlow)});
+}
+
+void SlowTransfers::restore(const State& state) {
+    m_kept = state.kept;
+    if (!std::is_heap(m_kept.begin(), m_kept.end(), isSlower))
+        std::make_heap(m_kept.begin(), m_kept.end(), isSlower);
+    m_slow = state.slow;
+    m_verySlow = state.verySlow;
+    m_beyondLimit = state.beyondLimit;
+    raiseOrdinary();
 }
 
 /// There is room for more than a few only when all of them are slow.

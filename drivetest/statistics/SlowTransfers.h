@@ -41,7 +41,18 @@ public:
     [[nodiscard]] std::uint64_t verySlow() const { return m_verySlow; }
     [[nodiscard]] std::uint64_t beyondLimit() const { return m_beyondLimit; }
 
+    /// All that is known, to go on from there with the same limit; the order of what is kept is part of it.
+    struct State {
+        std::vector<Transfer> kept{};
+        std::uint64_t slow = 0;
+        std::uint64_t verySlow = 0;
+        std::uint64_t beyondLimit = 0;
+    };
+    [[nodiscard]] State state() const { return {m_kept, m_slow, m_verySlow, m_beyondLimit}; }
+    void restore(const State& state);
+
 private:
+    void raiseOrdinary();
     void note(const libDrive2::DriveOperationReport& report);
     void keep(const Transfer& transfer);
 

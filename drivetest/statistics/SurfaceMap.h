@@ -35,10 +35,26 @@ public:
     void addOutcome(std::uint64_t lba, std::uint64_t count, SectorOutcome outcome);
     void addTransfer(std::uint64_t lba, std::uint32_t count, std::chrono::nanoseconds duration);
 
+    /// Cells that follow each other.
+    struct Part {
+        std::size_t first = 0;
+        std::vector<SectorOutcome> outcomes{};
+        std::vector<std::uint8_t> slowest{};
+    };
+    /// All that were raised since the last call, and perhaps some beside them.
+    [[nodiscard]] std::vector<Part> takeChanged();
+    /// Raises cells to these values. False when there are no such cells.
+    [[nodiscard]] bool restore(const Part& part);
+
 private:
+    static constexpr unsigned kBlockShift = 6;
+
+    [[nodiscard]] Part partOf(std::size_t firstBlock, std::size_t endBlock) const;
+
     DriveGrid m_grid;
     std::vector<SectorOutcome> m_outcomes;
     std::vector<std::uint8_t> m_slowest;
+    std::vector<std::uint8_t> m_changed;  ///< of each block of cells, whether one of them was raised
 };
 
 }  // namespace drivetest

@@ -96,6 +96,21 @@ void Console::line(const std::string& text) {
                  "\n" + m_status);
 }
 
+void Console::line(const StatusRow& row) {
+    StatusRow shown;
+    std::string plain;
+    for (const auto& [piece, emphasis] : row) {
+        shown.push_back({printable(piece), emphasis});
+        plain += piece;
+    }
+    if (!m_live || columnsOf(printable(plain)) > terminalSize(m_stream).columns) {
+        line(plain);
+        return;
+    }
+    const std::lock_guard lock(m_mutex);
+    m_queue->add(erasure() + drawn(shown) + "\n" + m_status);
+}
+
 void Console::status(const std::function<StatusRows(std::size_t columns)>& draw) {
     const std::lock_guard lock(m_mutex);
     // What is shown would be out of date when it came to be seen.

@@ -25,6 +25,8 @@ public:
     void shareWith(const OutputFile& other);
     /// Writes a line above the status.
     void line(const std::string& text);
+    /// The same, with pieces that stand out on a terminal.
+    void line(const StatusRow& row);
     /// Replaces the status by the rows that `draw` makes for so many columns; only on a terminal that takes
     /// what it is sent.
     void status(const std::function<StatusRows(std::size_t columns)>& draw);

@@ -63,10 +63,11 @@ bool ProgressDisplay::isStopNew(const ProgressSnapshot& now) {
 
 void ProgressDisplay::look() {
     const ProgressSnapshot now = m_snapshot();
-    m_meter.add(m_elapsed, now.advance);
-    for (const std::string& line : m_forecast.due(m_meter, now.advance, m_elapsed))
+    const std::chrono::nanoseconds elapsed = m_elapsed + now.spentBefore;
+    m_meter.add(elapsed, now.advance);
+    for (const std::string& line : m_forecast.due(m_meter, now.advance, elapsed))
         m_console.line(line);
-    const Progress progress{m_title, now, m_meter, m_elapsed};
+    const Progress progress{m_title, now, m_meter, elapsed};
     const bool isAskedFor = takeProgressRequest();
     const bool isStopNews = isStopNew(now);
     if (m_console.isLive() && (m_looks++ % kLooksPerDrawing == 0 || isStopNews))

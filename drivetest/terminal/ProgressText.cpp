@@ -66,6 +66,8 @@ StatusRow others(const Progress& progress) {
     addIfAny(pieces, counted(now.warnings, "{n} warning", "{n} warnings"),
              ifAny(now.warnings, Emphasis::warning));
     addIfAny(pieces, durationText(progress.elapsed));
+    if (now.temperature)
+        addIfAny(pieces, words("{n} °C", {{"n", *now.temperature}}));
     addIfAny(pieces, now.activity);
     addIfAny(pieces, progress.title, Emphasis::faint);
     return pieces;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <optional>
 #include <string>
 #include <vector>
@@ -17,8 +18,11 @@ struct ProgressSnapshot {
     std::uint64_t warnings = 0;
     std::optional<std::uint64_t> position;  ///< the sector of the last transfer
     std::vector<LiveOutcome> surface;
-    std::string activity;  ///< what the test says it is doing; may be empty
-    std::string stopping;  ///< since a stop was asked for: what is waited for
+    std::string activity;                       ///< what the test says it is doing; may be empty
+    std::chrono::nanoseconds spentBefore{0};    ///< by a run that this one goes on from
+    std::string stopping;                       ///< since a stop was asked for: what is waited for
+    bool isResting = false;                     ///< until the drive is cooler
+    std::optional<std::int64_t> temperature{};  ///< degrees Celsius, where the drive tells
 };
 
 struct Progress {

@@ -11,6 +11,7 @@
 #include <thread>
 #include <utility>
 
+#include "drivetest/windows/CommandWords.h"
 #include "quix5/StopRequest.h"
 #include "zel/Path.h"
 
@@ -57,20 +58,6 @@ struct Pipes {
     Pipe output{Pipe::writing};
     Pipe errors{Pipe::writing};
 };
-
-/// As the child's runtime takes it apart again: backslashes count only before a quote.
-std::wstring quotedWord(const std::wstring& word) {
-    std::wstring text = L"\"";
-    std::size_t backslashes = 0;
-    for (const wchar_t letter : word) {
-        if (letter == L'"')
-            text.append(backslashes + 1, L'\\');
-        backslashes = letter == L'\\' ? backslashes + 1 : 0;
-        text += letter;
-    }
-    text.append(backslashes, L'\\');
-    return text + L"\"";
-}
 
 std::wstring wide(const std::string& text) {
     if (text.empty())

@@ -25,7 +25,7 @@ std::string knownFolder(int number, const char* otherwise) {
 std::string stateFolder() {
     const wchar_t* const state = _wgetenv(L"DRIVETEST_STATE");
     const std::string named = state != nullptr ? zel::fromWide(state) : std::string();
-    return zel::pathOf(named).is_absolute() ? named : machineFolder();
+    return zel::isAbsolute(named) ? named : machineFolder();
 }
 
 /// The administrators' is the machine's.

@@ -73,6 +73,12 @@ bool writeToFile(HANDLE file, std::string_view text) {
     return true;
 }
 
+/// Those that write to a file hold a byte far behind all that it has, which keeps nobody from reading. False
+/// when another process holds it; file systems without locks let everybody.
+bool holdAlone(HANDLE file) {
+    return LockFile(file, MAXDWORD, MAXLONG - 1, 1, 0) != FALSE || GetLastError() != ERROR_LOCK_VIOLATION;
+}
+
 }  // namespace
 
 OutputFile::~OutputFile() {
@@ -96,6 +102,7 @@ void OutputFile::removeCreated() const {
 bool OutputFile::begin() {
     m_created.clear();
     const auto file = m_owned ? fileBehind(handleOf(m_descriptor)) : std::nullopt;
+    m_isAlone = file && holdAlone(handleOf(m_descriptor));
     if (!file || file->EndOfFile.QuadPart == 0)
         return true;
     FILE_END_OF_FILE_INFO end{};
@@ -106,9 +113,41 @@ bool OutputFile::begin() {
     return false;
 }
 
+bool OutputFile::goOnAt(std::uint64_t bytes) {
+    m_created.clear();
+    m_isAlone = m_isAlone || holdAlone(handleOf(m_descriptor));
+    if (!m_isAlone)
+        return false;
+    FILE_END_OF_FILE_INFO end{};
+    end.EndOfFile.QuadPart = static_cast<LONGLONG>(bytes);
+    if (zel::SystemCalls::current().setFileInformation(handleOf(m_descriptor), FileEndOfFileInfo, &end,
+                                                       sizeof end) != FALSE &&
+        _lseeki64(m_descriptor, end.EndOfFile.QuadPart, SEEK_SET) == end.EndOfFile.QuadPart)
+        return true;
+    tellErrno();
+    return false;
+}
+
 bool OutputFile::write(std::string_view text) const {
     return isConsole(m_descriptor) ? writeToConsole(handleOf(m_descriptor), text)
                                    : writeToFile(handleOf(m_descriptor), text);
+}
+
+/// The system keeps names by itself.
+bool OutputFile::sync() {
+    // The name is flushed with the file.
+    m_isNameDurable =
+        fileTypeOf(m_descriptor) != FILE_TYPE_DISK || FlushFileBuffers(handleOf(m_descriptor)) != FALSE;
+    if (!m_isNameDurable)
+        tellErrno();
+    return m_isNameDurable;
+}
+
+bool isBeingWritten(const std::string& path) {
+    // Nobody else may write while it is open like this.
+    const zel::Handle alone(zel::SystemCalls::current().createFile(
+        zel::longPath(path), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_DELETE, OPEN_EXISTING, 0));
+    return !alone && GetLastError() == ERROR_SHARING_VIOLATION;
 }
 
 bool isSameOutput(const OutputFile& a, const OutputFile& b) {

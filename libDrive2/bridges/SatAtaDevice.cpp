@@ -7,7 +7,8 @@
 
 namespace libDrive2 {
 
-SatAtaDevice::SatAtaDevice(std::unique_ptr<ScsiPassThrough> path) : m_path(std::move(path)) {
+SatAtaDevice::SatAtaDevice(std::unique_ptr<ScsiPassThrough> path, bool isTagging)
+    : m_path(std::move(path)), m_isTagging(isTagging) {
     identify();
 }
 

@@ -84,6 +84,9 @@ void readFeatures(Bytes answer, Identity& identity) {
         identity.areas.hostProtected = bit(answer, 82, 10);
         identity.areas.configurationOverlay = bit(answer, 83, 11);
     }
+    // Words 75 and 76 are those of serial drives; 0 and FFFFh are not.
+    if (const std::uint16_t serial = word(answer, 76); serial != 0xFFFF && (serial & 0x0100) != 0)
+        identity.queueDepth = (word(answer, 75) & 0x1FU) + 1;
     if (isMarkedValid(word(answer, 84)))
         identity.forceUnitAccess = bit(answer, 84, 6) && identity.extended;
     if (isMarkedValid(word(answer, 119)))

@@ -9,6 +9,7 @@ namespace {
 // Command codes of ACS-4.
 constexpr std::uint8_t kReadDma = 0xC8;
 constexpr std::uint8_t kReadDmaExt = 0x25;
+constexpr std::uint8_t kReadFpdmaQueued = 0x60;
 constexpr std::uint8_t kWriteDma = 0xCA;
 constexpr std::uint8_t kWriteDmaExt = 0x35;
 constexpr std::uint8_t kWriteDmaFuaExt = 0x3D;
@@ -72,6 +73,13 @@ AtaRequest identifyDevice() {
 AtaRequest readDma(std::uint64_t lba, std::uint32_t count, bool extended) {
     return addressed(command(extended ? kReadDmaExt : kReadDma, AtaProtocol::dma, DataDirection::fromDevice),
                      lba, count, extended);
+}
+
+AtaRequest readQueued(std::uint64_t lba, std::uint32_t count) {
+    AtaRequest request =
+        addressed(command(kReadFpdmaQueued, AtaProtocol::queued, DataDirection::fromDevice), lba, 0, true);
+    request.registers.feature = static_cast<std::uint16_t>(count);
+    return request;
 }
 
 AtaRequest writeDma(std::uint64_t lba, std::uint32_t count, bool extended) {

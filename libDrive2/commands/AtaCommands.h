@@ -16,6 +16,8 @@ inline constexpr std::size_t kSectorOfAnswer = 512;  ///< IDENTIFY, SMART and se
 /// 48-bit form; the 28-bit one reaches 2^28 sectors, 256 a command.
 AtaRequest identifyDevice();
 AtaRequest readDma(std::uint64_t lba, std::uint32_t count, bool extended);
+/// The tag is the transport's.
+AtaRequest readQueued(std::uint64_t lba, std::uint32_t count);
 AtaRequest writeDma(std::uint64_t lba, std::uint32_t count, bool extended);
 /// Returns when the data is on the medium; 48-bit only.
 AtaRequest writeDmaFua(std::uint64_t lba, std::uint32_t count);
@@ -60,7 +62,8 @@ struct Identity {
     std::uint64_t sectors = 0;
     std::uint32_t sectorBytes = 512;
     std::uint32_t physicalSectorBytes = 512;
-    bool extended = false;  ///< 48-bit addresses
+    bool extended = false;    ///< 48-bit addresses
+    unsigned queueDepth = 0;  ///< of queued commands; 0 where it takes none
     bool forceUnitAccess = false;
     bool flushExtended = false;
     bool smart = false;

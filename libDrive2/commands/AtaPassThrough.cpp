@@ -14,12 +14,14 @@ constexpr std::uint8_t kProtocolNonData = 3 << 1;
 constexpr std::uint8_t kProtocolPioIn = 4 << 1;
 constexpr std::uint8_t kProtocolPioOut = 5 << 1;
 constexpr std::uint8_t kProtocolDma = 6 << 1;
+constexpr std::uint8_t kProtocolFpdma = 12 << 1;
 constexpr std::uint8_t kExtend = 0x01;
 constexpr std::uint8_t kCheckCondition = 0x20;
 constexpr std::uint8_t kFromDevice = 0x08;
 constexpr std::uint8_t kBlocks = 0x04;
 constexpr std::uint8_t kLogicalSectors = 0x10;  ///< blocks are logical sectors, not 512 bytes
 constexpr std::uint8_t kLengthInCount = 0x02;
+constexpr std::uint8_t kLengthInFeature = 0x01;
 
 constexpr std::uint8_t kStatusReady = 0x40;
 constexpr std::uint8_t kStatusError = 0x01;
@@ -33,21 +35,25 @@ std::uint8_t protocolOf(AtaProtocol protocol) {
             return kProtocolPioOut;
         case AtaProtocol::dma:
             return kProtocolDma;
+        case AtaProtocol::queued:
+            return kProtocolFpdma;
         default:
             return kProtocolNonData;
     }
 }
 
 /// The registers are not asked back after data by PIO: some controllers leave DRQ in them, and that would
-/// turn a good transfer into an error.
+/// turn a good transfer into an error. Nor after queued commands, which leave none of their own.
 std::uint8_t transferFlags(const AtaRequest& request) {
+    const bool isQueued = request.protocol == AtaProtocol::queued;
     const bool pio = request.protocol == AtaProtocol::pioIn || request.protocol == AtaProtocol::pioOut;
-    const std::uint8_t registers = pio ? 0 : kCheckCondition;
+    const std::uint8_t registers = pio || isQueued ? 0 : kCheckCondition;
     if (request.direction == DataDirection::none)
         return registers;
-    const std::size_t of512 = std::size_t{request.registers.count} * kSectorOfAnswer;
-    const bool logical = request.dataBytes != 0 && request.dataBytes != of512;
-    return static_cast<std::uint8_t>(registers | kBlocks | kLengthInCount | (logical ? kLogicalSectors : 0) |
+    const std::uint16_t count = isQueued ? request.registers.feature : request.registers.count;
+    const bool logical = request.dataBytes != 0 && request.dataBytes != std::size_t{count} * kSectorOfAnswer;
+    return static_cast<std::uint8_t>(registers | kBlocks | (isQueued ? kLengthInFeature : kLengthInCount) |
+                                     (logical ? kLogicalSectors : 0) |
                                      (request.direction == DataDirection::fromDevice ? kFromDevice : 0));
 }
 

@@ -4,6 +4,7 @@
 
 #include "libDrive2/commands/AtaCommands.h"
 #include "libDrive2/drives/DriveAction.h"
+#include "libDrive2/drives/QueuedReader.h"
 #include "libDrive2/drives/TransferPieces.h"
 #include "zel/Format.h"
 #include "zel/Words.h"
@@ -31,6 +32,7 @@ std::optional<double> temperatureOf(AtaDevice& device) {
 AtaDrive::AtaDrive(SharedAtaDevice device)
     : m_device(std::move(device)),
       m_pool(std::make_unique<CommandPool>()),
+      m_reader(std::make_unique<QueuedReader>()),
       m_identity(std::make_unique<ata::Identity>()) {
     (void)AtaDrive::doQueryDeviceInfo();
     setAnswerProbe([this] { return answers(); });
@@ -65,12 +67,21 @@ std::uint32_t AtaDrive::getPhysicalSectorSize() {
 }
 
 TransferCut AtaDrive::cut() const {
-    return {m_identity->sectorBytes, wholeSectors(m_device->maxTransferBytes(), m_identity->sectorBytes,
-                                                  m_identity->extended ? kMaxSectors48 : kMaxSectors28)};
+    return {m_identity->sectorBytes,
+            wholeSectors(m_device->maxTransferBytes(), m_identity->sectorBytes,
+                         m_identity->extended ? kMaxSectors48 : kMaxSectors28),
+            m_device->maxInFlight()};
 }
 
 std::uint16_t AtaDrive::getOptimalRd(std::uint16_t limit) {
-    return optimalSectors(cut(), limit);
+    // Adapters for few sectors at once would have the threads wait for each other all the time.
+    constexpr std::uint32_t kLeastBytes = 8U << 20;
+    const TransferCut each = cut();
+    const std::uint32_t least = kLeastBytes / std::max(1U, each.sectorBytes);
+    const std::uint16_t together = optimalSectors(each, limit);
+    return each.inFlight > 1 && together < least
+               ? static_cast<std::uint16_t>(std::min<std::uint32_t>(least, limit))
+               : together;
 }
 std::uint16_t AtaDrive::getOptimalWr(std::uint16_t limit) {
     return getOptimalRd(limit);
@@ -85,6 +96,7 @@ std::unique_ptr<TemperatureAccessor> AtaDrive::getTemperatureAccessor() {
 bool AtaDrive::reOpenHandle() {
     DeviceStatus status = m_device->reopen();
     lastError = status.ok() ? LIBDRIVE2_NO_ERROR : fail(status.type, std::move(status.text));
+    m_reader->restart();
     return lastError == LIBDRIVE2_NO_ERROR && queryDeviceInfo();
 }
 
@@ -105,21 +117,44 @@ _LIBDRIVE2_ERROR_TYPES AtaDrive::perform(const AtaRequest& request, const DriveA
 template <class MakeRequest>
 _LIBDRIVE2_ERROR_TYPES AtaDrive::transfer(const DriveAction& action, std::uint8_t* buffer,
                                           MakeRequest makeRequest) {
-    return transferInPieces(
+    return transferAsPulled(
         action.lba, action.count, cut(), *m_pool,
         [&](const TransferPiece& piece) {
             const std::size_t size = std::size_t{piece.count} * m_identity->sectorBytes;
             return m_device->execute(
                 ata::withData(makeRequest(piece.lba, piece.count), buffer + piece.offset, size));
         },
+        [](const AtaResponse& response) { return ata::statusOf(response).ok(); },
         [&](const TransferPiece& piece, const AtaResponse& response) {
             return settle(response, {action.what, piece.lba, piece.count});
         });
 }
 
+_LIBDRIVE2_ERROR_TYPES AtaDrive::readQueued(const DriveAction& action, std::uint8_t* buffer) {
+    return transferAsPulled(
+        action.lba, action.count, cut(), *m_pool,
+        [&](const TransferPiece& piece) {
+            return m_reader->read(*m_device, piece, buffer + piece.offset,
+                                  std::size_t{piece.count} * m_identity->sectorBytes);
+        },
+        [](const QueuedAnswer& answer) { return ata::statusOf(answer.response).ok(); },
+        [&](const TransferPiece& piece, const QueuedAnswer& answer) {
+            const DriveAction part{action.what, piece.lba, piece.count};
+            if (!answer.trouble.isEmpty())
+                noteRecovered(recoveryOf(part, name, answer.trouble));
+            return settle(answer.response, part);
+        });
+}
+
 _LIBDRIVE2_ERROR_TYPES AtaDrive::doReadSector(std::uint64_t lba, std::uint32_t count, void* buffer,
                                               std::uint32_t /*bufferBytes*/) {
-    return transfer({kReading, lba, count}, static_cast<std::uint8_t*>(buffer),
+    const DriveAction action{kReading, lba, count};
+    // A command that has nobody beside it gains nothing, and its own registers tell most of a failure.
+    const bool isQueued = m_identity->queueDepth > 1 && m_identity->extended &&
+                          m_device->takesQueuedCommands() && count > cut().maxSectors && !isRepeat();
+    if (isQueued)
+        return readQueued(action, static_cast<std::uint8_t*>(buffer));
+    return transfer(action, static_cast<std::uint8_t*>(buffer),
                     [this](std::uint64_t at, std::uint32_t sectors) {
                         return ata::readDma(at, sectors, m_identity->extended);
                     });

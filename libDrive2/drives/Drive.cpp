@@ -292,4 +292,9 @@ void Drive::visitSectors(std::uint64_t lba, std::uint32_t count) {
         m_observer->onVisit(lba, count);
 }
 
+void Drive::settleSectors(std::uint64_t sectors, std::uint32_t errors) {
+    if (m_observer != nullptr)
+        m_observer->onSettled(sectors, errors);
+}
+
 }  // namespace libDrive2

@@ -1,6 +1,7 @@
 #include "libDrive2/NVMeDrive.h"
 
 #include <algorithm>
+#include <iterator>
 #include <limits>
 #include <vector>
 
@@ -113,17 +114,29 @@ _LIBDRIVE2_ERROR_TYPES NVMeDrive::transfer(const DriveAction& action, std::uint8
     if (m_metadataInData)
         return failMetadata();
     const bool forced = isRepeat();
-    return transferInPieces(
-        action.lba, action.count, cut(), *m_pool,
-        [&](const TransferPiece& piece) {
-            const std::size_t size = std::size_t{piece.count} * m_sectorBytes;
-            return m_device->execute(
-                nvme::withData(makeCommand(m_device->namespaceId(), piece.lba, piece.count, forced),
-                               buffer + piece.offset, size));
-        },
-        [&](const TransferPiece& piece, const NVMeResponse& response) {
-            return settle(response, {action.what, piece.lba, piece.count});
-        });
+    const auto commandOf = [&](const TransferPiece& piece) {
+        return nvme::withData(makeCommand(m_device->namespaceId(), piece.lba, piece.count, forced),
+                              buffer + piece.offset, std::size_t{piece.count} * m_sectorBytes);
+    };
+    std::vector<NVMeCommand> commands;
+    const auto executeAll = [&](const std::vector<TransferPiece>& pieces,
+                                std::vector<NVMeResponse>& answers) {
+        commands.clear();
+        std::ranges::transform(pieces, std::back_inserter(commands), commandOf);
+        if (commands.size() > 1 && m_device->executeTogether(commands, answers))
+            return;
+        m_pool->run(commands.size(), [&](std::size_t i) { answers[i] = m_device->execute(commands[i]); });
+    };
+    const auto judge = [&](const TransferPiece& piece, const NVMeResponse& response) {
+        return settle(response, {action.what, piece.lba, piece.count});
+    };
+    while (true) {
+        const TransferCut tried = cut();
+        const auto error = transferInRounds<NVMeResponse>(action.lba, action.count, tried, executeAll, judge);
+        // A device that takes less at once than it thought is asked again.
+        if (error == LIBDRIVE2_NO_ERROR || cut().maxSectors >= tried.maxSectors)
+            return error;
+    }
 }
 
 _LIBDRIVE2_ERROR_TYPES NVMeDrive::doReadSector(std::uint64_t lba, std::uint32_t count, void* buffer,

@@ -86,6 +86,14 @@ DriveHealth AtaHealth::read() {
     return health;
 }
 
+std::optional<std::int64_t> AtaHealth::readTemperature() {
+    Answer data{};
+    if (!m_identity || !m_identity->smart || !ask(ata::smartReadData(), data).ok())
+        return std::nullopt;
+    const auto celsius = ata::parseSmartTemperature(data);
+    return celsius ? std::optional(static_cast<std::int64_t>(*celsius)) : std::nullopt;
+}
+
 HiddenAreas AtaHealth::readHiddenAreas() {
     HiddenAreas hidden;
     if (!m_identity || !m_identity->extended || m_identity->sectors == 0)

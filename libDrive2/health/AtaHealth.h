@@ -15,6 +15,7 @@ public:
     explicit AtaHealth(SharedAtaDevice device);
 
     DriveHealth read() override;
+    std::optional<std::int64_t> readTemperature() override;
     HiddenAreas readHiddenAreas() override;
     DeviceStatus startSelfTest(SelfTestKind kind) override;
     SelfTestState selfTestState() override;

@@ -44,6 +44,12 @@ DriveHealth NVMeHealth::read() {
     return health;
 }
 
+std::optional<std::int64_t> NVMeHealth::readTemperature() {
+    std::array<std::uint8_t, nvme::kHealthLogBytes> answer{};
+    return ask(*m_device, nvme::healthLog(), answer).ok() ? nvme::parseHealthLog(answer).temperatureC
+                                                          : std::nullopt;
+}
+
 DeviceStatus NVMeHealth::startSelfTest(SelfTestKind kind) {
     if (!m_testsItself)
         return notSupported();

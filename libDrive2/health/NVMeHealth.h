@@ -11,6 +11,7 @@ public:
     explicit NVMeHealth(SharedNVMeDevice device);
 
     DriveHealth read() override;
+    std::optional<std::int64_t> readTemperature() override;
     DeviceStatus startSelfTest(SelfTestKind kind) override;
     SelfTestState selfTestState() override;
     DeviceStatus abortSelfTest() override;

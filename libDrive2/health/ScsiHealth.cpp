@@ -83,6 +83,11 @@ DriveHealth ScsiHealth::read() {
     return health;
 }
 
+std::optional<std::int64_t> ScsiHealth::readTemperature() {
+    const auto celsius = scsi::parseTemperature(page(scsi::kLogPageTemperature));
+    return celsius ? std::optional(static_cast<std::int64_t>(*celsius)) : std::nullopt;
+}
+
 DeviceStatus ScsiHealth::startSelfTest(SelfTestKind kind) {
     return executePast(News::ofUnit, *m_device, scsi::startSelfTest(kind)).outcome.status;
 }

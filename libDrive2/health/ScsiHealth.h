@@ -13,6 +13,7 @@ public:
     explicit ScsiHealth(SharedScsiPassThrough device);
 
     DriveHealth read() override;
+    std::optional<std::int64_t> readTemperature() override;
     DeviceStatus startSelfTest(SelfTestKind kind) override;
     SelfTestState selfTestState() override;
     DeviceStatus abortSelfTest() override;

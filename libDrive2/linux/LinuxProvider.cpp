@@ -121,7 +121,10 @@ std::unique_ptr<ScsiPassThrough> LinuxProvider::openScsiObject(const zel::String
 
 std::unique_ptr<AtaDevice> LinuxProvider::openAta(const zel::String& path) {
     std::unique_ptr<LinuxScsiDevice> device = LinuxScsiDevice::open(path, false);
-    return device != nullptr ? std::make_unique<SatAtaDevice>(std::move(device)) : nullptr;
+    if (device == nullptr)
+        return nullptr;
+    const bool isTagging = device->tagsAtaCommands();
+    return std::make_unique<SatAtaDevice>(std::move(device), isTagging);
 }
 
 std::unique_ptr<NVMeDevice> LinuxProvider::openNVMe(const zel::String& path) {

@@ -3,8 +3,13 @@
 #include <scsi/sg.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
+#include <sys/utsname.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
 
 #include "libDrive2/DeviceOpeners.h"
 #include "libDrive2/DeviceProvider.h"
@@ -12,6 +17,7 @@
 #include "libDrive2/commands/ScsiCommands.h"
 #include "libDrive2/linux/HeldSignals.h"
 #include "libDrive2/linux/SysfsBlock.h"
+#include "libDrive2/linux/SysfsScsi.h"
 #include "zel/Words.h"
 
 namespace libDrive2 {
@@ -98,6 +104,24 @@ std::unique_ptr<LinuxScsiDevice> LinuxScsiDevice::open(const zel::String& path, 
         return nullptr;
     }
     return device;
+}
+
+/// Where the kernel's own driver of ATA drives is behind the node; older ones send them with no tags. What
+/// other adapters and bridges make of such commands nobody knows.
+bool LinuxScsiDevice::tagsAtaCommands() const {
+    constexpr long kOldestRelease = 5;
+    struct stat found {};
+    struct utsname system {};
+    if (fstat(m_node.fd(), &found) != 0 || uname(&system) != 0 ||
+        std::strtol(system.release, nullptr, 10) < kOldestRelease)
+        return false;
+    const SysfsScsi device =
+        S_ISBLK(found.st_mode) ? SysfsScsi::of(SysfsBlock(found.st_rdev)) : SysfsScsi(found.st_rdev);
+    return std::any_of(device.folder().begin(), device.folder().end(), [](const std::filesystem::path& part) {
+        const std::string name = part.string();
+        return name.size() > 3 && name.starts_with("ata") &&
+               name.find_first_not_of("0123456789", 3) == std::string::npos;
+    });
 }
 
 ScsiResponse LinuxScsiDevice::execute(const ScsiRequest& request) {

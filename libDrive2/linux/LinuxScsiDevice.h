@@ -17,6 +17,8 @@ public:
     [[nodiscard]] std::size_t maxTransferBytes() const override { return m_node.maxTransferBytes(); }
     [[nodiscard]] unsigned maxInFlight() const override { return kCommandsInFlight; }
     DeviceStatus reopen() override { return m_node.open(); }
+    /// Whether the queued commands of an ATA drive, sent by ATA PASS-THROUGH, get their tags.
+    [[nodiscard]] bool tagsAtaCommands() const;
 
 private:
     explicit LinuxScsiDevice(PassThroughNode node) : m_node(std::move(node)) {}

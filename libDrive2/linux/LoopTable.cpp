@@ -5,11 +5,10 @@
 #include <sys/ioctl.h>
 
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 
 #include "libDrive2/linux/FileDescriptor.h"
 #include "libDrive2/linux/SysfsBlock.h"
+#include "zel/ReadFile.h"
 
 namespace libDrive2 {
 
@@ -19,8 +18,7 @@ namespace {
 
 /// All of it: a name may have line feeds in it.
 std::string backingPathOf(const SysfsBlock& device) {
-    std::ifstream stream(device.folder() / "loop" / "backing_file");
-    std::string path{std::istreambuf_iterator<char>(stream), {}};
+    std::string path = zel::readFile(device.folder() / "loop" / "backing_file").value_or("");
     if (path.ends_with('\n'))
         path.pop_back();
     return path;

@@ -60,7 +60,7 @@ void PassThroughNode::readNodeLimits() {
 }
 
 void PassThroughNode::readLimits() {
-    m_maxTransferBytes = kSafeTransferBytes;
+    m_maxTransferBytes = m_maxAdjoiningBytes = kSafeTransferBytes;
     struct stat found {};
     if (fstat(m_fd.get(), &found) != 0)
         return;
@@ -69,13 +69,15 @@ void PassThroughNode::readLimits() {
     if (!S_ISBLK(found.st_mode))
         return;
     const SysfsBlock device(found.st_rdev);
-    const std::uint64_t bytes = device.queueLimit("max_hw_sectors_kb") * 1024;
+    const std::uint64_t bytes =
+        std::min<std::uint64_t>(device.queueLimit("max_hw_sectors_kb") * 1024, kMaxTransferBytes);
     // A buffer that begins within a page touches one page more.
     const std::uint64_t segments = device.queueLimit("max_segments");
     const auto pageBytes = static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE));
-    if (bytes != 0 && segments > 1)
-        m_maxTransferBytes = static_cast<std::size_t>(
-            std::min<std::uint64_t>({bytes, (segments - 1) * pageBytes, kMaxTransferBytes}));
+    if (bytes == 0 || segments <= 1)
+        return;
+    m_maxTransferBytes = static_cast<std::size_t>(std::min(bytes, (segments - 1) * pageBytes));
+    m_maxAdjoiningBytes = static_cast<std::size_t>(bytes);
 }
 
 DeviceStatus PassThroughNode::open() {
@@ -108,6 +110,9 @@ DeviceStatus PassThroughNode::ioctlFailure(int error) const {
     DeviceStatus status = errnoStatus(error);
     if (error == ENODEV || error == ENXIO || isGone())
         return {LIBDRIVE2_NO_ACCESS, zel::worded("the device is gone ({reason})", {{"reason", status.text}})};
+    // No signal reaches a command: the kernel itself has given it up, after it was not answered for long.
+    if (error == EINTR)
+        return {LIBDRIVE2_TIMEOUT, zel::worded("the device did not answer in time")};
     // The command itself was not answered: nothing is known of the medium.
     if (status.type == LIBDRIVE2_MEDIA_ERROR)
         status.type = LIBDRIVE2_LINK_ERROR;

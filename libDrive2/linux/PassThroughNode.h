@@ -21,8 +21,11 @@ public:
     DeviceStatus open();
     [[nodiscard]] int fd() const { return m_fd.get(); }
     [[nodiscard]] const std::string& path() const { return m_path; }
-    /// The largest transfer that the kernel takes as one command.
+    /// The largest transfer that the kernel takes as one command, wherever the memory lies.
     [[nodiscard]] std::size_t maxTransferBytes() const { return m_maxTransferBytes; }
+    /// The largest one whose memory lies in a few pieces, as that of large pages does. Where it does not, the
+    /// kernel refuses the command with EINVAL.
+    [[nodiscard]] std::size_t maxAdjoiningBytes() const { return m_maxAdjoiningBytes; }
     /// Whether the device was removed or taken offline since it was opened.
     [[nodiscard]] bool isGone() const;
     /// What a failed ioctl means.
@@ -37,6 +40,7 @@ private:
     bool m_writable;
     FileDescriptor m_fd;
     std::size_t m_maxTransferBytes = 0;
+    std::size_t m_maxAdjoiningBytes = 0;
 };
 
 }  // namespace libDrive2

@@ -8,12 +8,11 @@
 #include <sys/sysmacros.h>
 
 #include <cstring>
-#include <fstream>
-#include <iterator>
 #include <memory>
 
 #include "libDrive2/linux/FileDescriptor.h"
 #include "libDrive2/linux/MountTable.h"
+#include "zel/ReadFile.h"
 
 namespace libDrive2 {
 
@@ -46,8 +45,7 @@ std::string firstOf(const SysfsBlock& disk, std::initializer_list<const char*> n
 
 /// SPC-4, Unit Serial Number: four bytes, then the text.
 std::string serialPageOf(const std::filesystem::path& folder) {
-    std::ifstream page(folder / "vpd_pg80", std::ios::binary);
-    const std::string bytes{std::istreambuf_iterator<char>(page), {}};
+    const std::string bytes = zel::readFile(folder / "vpd_pg80").value_or("");
     return bytes.size() > 4 ? trimmed(bytes.substr(4)) : std::string();
 }
 

@@ -36,7 +36,7 @@ std::vector<Attribute> attributesOf(SimMedium& medium) {
         {9, 0, health.options().hours},
         {12, 0, 1},
         {187, 0, health.failedReads()},
-        {194, 0, medium.options().temperature},
+        {194, 0, medium.temperature()},
         {197, 0, health.pending()},
         {198, 0, health.pending()},
         {199, 0, health.options().crcErrors},

@@ -25,6 +25,7 @@ constexpr std::uint32_t kMaxOddSectorBytes = 4224;
 constexpr std::uint64_t kMaxSpeed = 1000000;
 constexpr std::uint64_t kMaxSlowMs = 86400000;
 constexpr std::uint64_t kMaxTemperature = 200;
+constexpr std::uint64_t kMaxHeatingSeconds = 86400;
 constexpr std::uint64_t kMaxPercent = 100;
 constexpr std::uint64_t kMaxCounter = 0xFFFFFFFF;
 // The shortest field that a serial number has to fit in (ACS-4, IDENTIFY DEVICE; NVM Express, Identify).
@@ -164,6 +165,15 @@ bool parseTemperature(const std::string& text, SimOptions& options) {
     return parseNumber(text, options.temperature) && options.temperature <= kMaxTemperature;
 }
 
+/// "DEGREES:SECONDS".
+bool parseHeating(const std::string& text, SimOptions& options) {
+    std::string degrees;
+    SimHeating& heating = options.heating;
+    return splitNumber(text, degrees, heating.seconds) && parseNumber(degrees, heating.riseC) &&
+           heating.riseC >= 1 && heating.riseC <= kMaxTemperature && heating.seconds >= 1 &&
+           heating.seconds <= kMaxHeatingSeconds;
+}
+
 bool parseSmart(const std::string& text, SimOptions& options) {
     options.health.predictsFailure = text == "failing";
     return text == "failing" || text == "passing";
@@ -257,6 +267,8 @@ constexpr std::array kKeys = {
         [](auto& v, auto& o) { return o.optical.parsePerformance(v); }, kOpticalOnly},
     Key{"strict", nullptr, nullptr, [](auto&, auto& o) { return o.optical.strict = true; }, kOpticalOnly},
     Key{"temperature", "N", marked("degrees Celsius from 0 to 200"), parseTemperature, kWithTemperature},
+    Key{"heats", "DEGREES:SECONDS", marked("DEGREES:SECONDS, at most 200 and 86400"), parseHeating,
+        kWithTemperature},
     Key{"smart", "passing|failing", marked("passing or failing"), parseSmart, kWithTemperature},
     Key{"reallocated", "N", kCounterForm,
         [](auto& v, auto& o) { return parseCounter(v, o.health.reallocated); }, kWithDefectList},

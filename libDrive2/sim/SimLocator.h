@@ -10,6 +10,7 @@
 #include "libDrive2/sim/SectorRanges.h"
 #include "libDrive2/sim/SimHealth.h"
 #include "libDrive2/sim/SimKind.h"
+#include "libDrive2/sim/SimWarmth.h"
 #include "libDrive2/sim/optical/OpticalOptions.h"
 #include "zel/String.h"
 
@@ -62,7 +63,8 @@ struct SimOptions {
     SimBeyond beyond = SimBeyond::wrap;
     bool beyondGiven = false;
     std::string serial;
-    std::uint64_t temperature = 38;  ///< degrees Celsius
+    std::uint64_t temperature = 38;  ///< degrees Celsius, at rest
+    SimHeating heating{};
     SimHealthOptions health;
     bool sectorsGiven = false;
     bool realTime = false;  ///< waiting takes time

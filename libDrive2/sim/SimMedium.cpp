@@ -24,6 +24,7 @@ SimMedium::SimMedium(SimOptions options, SharedBlockHandle image, std::shared_pt
       m_image(std::move(image)),
       m_store(m_options.sectorBytes) {
     m_state.security = SimSecurity(m_options.locked);
+    m_state.warmth = SimWarmth(m_options.heating);
     m_state.health = health != nullptr ? std::move(health) : std::make_shared<SimHealth>(m_options.health);
     insert(0);
 }
@@ -71,6 +72,7 @@ SimOutcome SimMedium::checkAccess(std::uint64_t lba, std::uint64_t count) const 
 }
 
 void SimMedium::spendTime(std::uint64_t lba, std::uint32_t count) {
+    m_state.warmth.setWorking(true);
     if (m_options.megabytesPerSecond != 0) {
         const std::uint64_t bytes = std::uint64_t{count} * m_options.sectorBytes;
         const std::uint64_t rate = m_options.megabytesPerSecond * kMegabyte;
@@ -79,6 +81,7 @@ void SimMedium::spendTime(std::uint64_t lba, std::uint32_t count) {
     for (const SlowRange& slow : m_options.slow)
         if (slow.range.first < lba + count && lba <= slow.range.last)
             zel::Clock::current().sleep(std::chrono::milliseconds(slow.milliseconds));
+    m_state.warmth.setWorking(false);
 }
 
 bool SimMedium::hitTransient(std::uint64_t lba, std::uint32_t count, std::uint64_t& hit) {

@@ -45,6 +45,7 @@ struct SimDriveState {
     bool stopped = false;
     std::uint16_t unitAttention = 0x2900;  ///< ASC and ASCQ that wait to be told; power-on to begin with
     SimSecurity security{};
+    SimWarmth warmth{};
     std::shared_ptr<SimHealth> health{};  ///< never null in a drive
 };
 
@@ -73,6 +74,9 @@ public:
     [[nodiscard]] const SharedBlockHandle& image() const { return m_image; }
     /// Another handle to the same file.
     void setImage(SharedBlockHandle image) { m_image = std::move(image); }
+
+    /// Degrees Celsius, now.
+    [[nodiscard]] std::uint64_t temperature() const { return m_options.temperature + m_state.warmth.riseC(); }
 
     /// The first sector that cannot be read.
     [[nodiscard]] std::optional<std::uint64_t> firstBad() const;

@@ -59,7 +59,7 @@ NVMeIdentifyData nvmeNamespaceData(const SimMedium& medium) {
 
 NVMeSmartLog nvmeSmartLog(const SimMedium& medium) {
     NVMeSmartLog data{};
-    putLittleEndian(&data[1], 2, kKelvinOffset + medium.options().temperature);
+    putLittleEndian(&data[1], 2, kKelvinOffset + medium.temperature());
     const SimHealth& health = *medium.state().health;
     const auto spare = static_cast<std::uint8_t>(health.options().sparePercent);
     constexpr std::uint8_t kSpareLimit = 10;

@@ -136,7 +136,7 @@ SimPage errorCounters(std::uint64_t uncorrected) {
 
 SimPage temperaturePage(const SimMedium& medium, SimHealth& /*health*/) {
     SimPage page;
-    addParameter(page, 0, numberOf(medium.options().temperature, 2));
+    addParameter(page, 0, numberOf(medium.temperature(), 2));
     addParameter(page, 1, numberOf(kReferenceTemperature, 2));
     return page;
 }
@@ -192,7 +192,7 @@ SimPage informationalExceptions(const SimMedium& medium, SimHealth& health) {
     SimPage page;
     addParameter(page, 0,
                  {static_cast<std::uint8_t>(fails ? 0x5D : 0), static_cast<std::uint8_t>(fails ? 0x10 : 0),
-                  static_cast<std::uint8_t>(medium.options().temperature), 0});
+                  static_cast<std::uint8_t>(medium.temperature()), 0});
     return page;
 }
 

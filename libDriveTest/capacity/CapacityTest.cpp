@@ -21,6 +21,12 @@ constexpr std::uint32_t kMostSavedBytes = 32U << 20;
 constexpr std::uint64_t kParts = 64;
 /// The share of the first round in the progress; those that follow share the rest.
 constexpr int kFirstRound = 80;
+/// Six moves of a hard disk's heads.
+constexpr double kSecondsOfAddress = 0.06;
+
+bool isNumberOfAddresses(std::uint32_t wanted) {
+    return wanted >= kFewestAddresses && wanted <= kMostAddresses;
+}
 
 }  // namespace
 
@@ -38,12 +44,21 @@ void CapacityTest::init(Test& test) {
     events::createForCapacity();
 }
 
+quix5::TestOutlook CapacityTest::foresee(std::uint64_t /*sectors*/, std::uint32_t /*sectorBytes*/) {
+    const std::uint32_t wanted = parameters::numberOfAddresses.value();
+    quix5::TestOutlook outlook;
+    if (!isNumberOfAddresses(wanted))
+        outlook.refused = parameters::numberOfAddresses.item();
+    outlook.seconds = wanted * kSecondsOfAddress;
+    return outlook;
+}
+
 TestResult CapacityTest::runTest() {
     const zel::TraceLogger trace(m_logger, "CapacityTest::Run");
     if (const TestResult found = setUpDrive(m_range); found != TestResult::PASS)
         return found;
     const std::uint32_t wanted = parameters::numberOfAddresses.value();
-    if (wanted < kFewestAddresses || wanted > kMostAddresses)
+    if (!isNumberOfAddresses(wanted))
         return reportInvalidParameters(m_logger, {parameters::numberOfAddresses.item()});
     const std::uint32_t saved = std::max(drive->getPhysicalSectorSize(), m_range.sectorSize);
     std::vector<std::uint64_t> lbas = chooseAddresses(

@@ -2,6 +2,7 @@
 
 #include "../DriveTest.h"
 #include "StampRound.h"
+#include "quix5/ModuleDescriptor.h"
 #include "zel/Export.h"
 
 namespace libDriveTest {
@@ -21,6 +22,7 @@ public:
     ~CapacityTest() override;
 
     static void init(Test& test);
+    static quix5::TestOutlook foresee(std::uint64_t sectors, std::uint32_t sectorBytes);
     TestResult runTest() override;
 
 private:

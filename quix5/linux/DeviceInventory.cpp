@@ -8,10 +8,11 @@
 #include <cctype>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <memory>
 #include <regex>
 #include <string>
+
+#include "zel/ReadFile.h"
 
 namespace quix5 {
 
@@ -129,8 +130,8 @@ std::string addressOf(udev_device* device) {
 
 /// The kernel keeps the page as it came (SPC-4, Unit Serial Number): four bytes, then the text.
 std::string serialPageOf(udev_device* device) {
-    std::ifstream page(trimmed(udev_device_get_syspath(device)) + "/device/vpd_pg80", std::ios::binary);
-    const std::string bytes{std::istreambuf_iterator<char>(page), {}};
+    const std::string page = trimmed(udev_device_get_syspath(device)) + "/device/vpd_pg80";
+    const std::string bytes = zel::readFile(page).value_or("");
     return bytes.size() > 4 ? trimmed(bytes.substr(4).c_str()) : std::string();
 }
 
@@ -222,6 +223,16 @@ std::uint64_t bytesOf(udev_device* device) {
     return isOptical && units == kNoMediumSize ? 0 : units * kSizeUnit;
 }
 
+/// What turns is told by those that are hardware only.
+void setMechanics(udev_device* device, DiagDevice& described) {
+    static const std::regex virtualFolder("/devices/virtual/(?!nvme)");
+    const bool isVirtual = std::regex_search(trimmed(udev_device_get_syspath(device)), virtualFolder);
+    if (isVirtual)
+        described.setProperty(kPropertyVirtual, Value::boolean(true));
+    else if (const std::string rotational = attribute(device, "queue/rotational"); !rotational.empty())
+        described.setProperty(kPropertyRotational, Value::boolean(rotational == "1"));
+}
+
 /// Of a device without sectors of its own both sizes are left to whoever asks the drive.
 void setSizes(udev_device* device, DiagDevice& described) {
     described.setProperty(kPropertyBytes, bytesOf(device));
@@ -243,6 +254,7 @@ DiagDevice describe(udev_device* device) {
     setText(described, kPropertyFirmware,
             firstKnown(device, {"ID_REVISION"}, {"device/firmware_rev", "device/rev", "device/fwrev"}));
     setSizes(device, described);
+    setMechanics(device, described);
     return described;
 }
 

@@ -1,6 +1,9 @@
 #include "quix5/DeviceInventory.h"
 
+#include <cstddef>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "zel/windows/DeviceQuery.h"
 #include "zel/windows/Utf16.h"
@@ -14,15 +17,24 @@ using zel::StorageBus;
 
 constexpr wchar_t kFloppyLetters[] = {L'A', L'B'};
 
+/// Whether the heads of a disk have to move, which only disks that turn have; nothing where nobody tells.
+std::optional<bool> askWhetherItTurns(HANDLE device) {
+    const std::vector<std::uint8_t> answer = zel::askProperty(device, StorageDeviceSeekPenaltyProperty);
+    constexpr std::size_t kAt = offsetof(DEVICE_SEEK_PENALTY_DESCRIPTOR, IncursSeekPenalty);
+    return answer.size() > kAt ? std::optional(answer[kAt] != 0) : std::nullopt;
+}
+
 /// What a handle that only asks was told of a drive.
 struct Answers {
     explicit Answers(HANDLE device)
         : descriptor(zel::askDescriptor(device)),
           geometry(zel::askGeometry(device)),
+          turns(askWhetherItTurns(device)),
           address(zel::parseScsiAddress(zel::askDevice(device, IOCTL_SCSI_GET_ADDRESS))) {}
 
     std::optional<DeviceDescriptor> descriptor;
     std::optional<zel::DiskGeometry> geometry;
+    std::optional<bool> turns;
     std::string address;
 };
 
@@ -86,6 +98,8 @@ DiagDevice describe(const std::wstring& path, DriveKind kind, const Answers& ans
     setText(described, kPropertyFirmware, descriptor.revision);
     described.setProperty(kPropertyBytes, geometry.bytes.value_or(0));
     described.setProperty(kPropertySectorSize, geometry.sectorBytes);
+    if (answers.turns && kind == DriveKind::disk)
+        described.setProperty(kPropertyRotational, Value::boolean(*answers.turns));
     return described;
 }
 

@@ -99,12 +99,14 @@ class Case:
         command = self.command("run", self.test, self.drive.path, "--confirm", self.drive.confirm,
                                *(NO_ZEROS if self.foreign_kind == "zeros" else []))
         duration = self.duration_of(command)
-        process = subprocess.Popen(command, **NULL)
-        self.wait_for_moment(process, duration)
-        process.kill()
-        killed = process.wait() == -signal.SIGKILL
-        self.tally["killed"] += killed
-        check(killed or process.returncode == 0, "the run ended with %d" % process.returncode)
+        with open(os.path.join(self.folder, "said"), "w+", encoding="utf-8") as said:
+            process = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=said, stderr=said)
+            self.wait_for_moment(process, duration)
+            process.kill()
+            killed = process.wait() == -signal.SIGKILL
+            said.seek(0)
+            self.tally["killed"] += killed
+            check(killed or process.returncode == 0, "the run ended with %d: %s" % (process.returncode, said.read()))
 
     def duration_of(self, command):
         """Of a run that nobody kills; it must put back all that it overwrites."""

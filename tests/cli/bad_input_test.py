@@ -53,7 +53,7 @@ class BadInput(program.ProgramTest):
                 ([], 'name a command; "drivetest --help" lists them'), (read, "DEVICE is missing"),
                 (["dance", "--high"], 'no command "dance"'), (["run", "--frob"], 'no option "--frob"'),
                 (["--frob", *read, DRIVE], 'no option "--frob"; "drivetest --help"'),
-                ([*read, DRIVE, "extra"], '"extra" is more than the command takes; "drivetest run --help"'),
+                (["health", DRIVE, "extra"], '"extra" is more than the command takes; "drivetest health --help"'),
                 (["verify", "a", "--identity"], "--identity needs a value: --identity NAME"),
                 ([*read, DRIVE, "--quiet=x"], "--quiet takes no value"),
                 ([*read, DRIVE, "--log", "a", "--log", "b"], "--log is given more than once"),

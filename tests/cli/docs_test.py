@@ -18,6 +18,7 @@ SIMULATED = {
     "/dev/nvme0n1": "sim:nvme,sectors=80000",
     "/dev/sr0": "sim:optical,media=dvd+rw,sectors=32000",
 }
+PLAN = '[[drive]]\npath = "sim:disk,sectors=80000"\n[[test]]\ntest = "read"\n'
 ACCEPTED = {0, 1, 3, 6}  # ran to a verdict, or the simulated drive has no such way of access
 
 
@@ -40,6 +41,14 @@ def simulated(line):
 
 
 class Documents(program.ProgramTest):
+    def break_off(self, name):
+        """A record that ends within its progress."""
+        made = self.start("run", "LinearReadTest", "sim:disk,sectors=2000", "--events", name, "--save-progress", "0")
+        self.assertEqual(made.returncode, 0, made.stderr)
+        with open(os.path.join(self.folder, name), "r+b") as record:
+            lines = record.read().splitlines(keepends=True)
+            record.truncate(sum(map(len, lines[:8])))
+
     def run_shown(self, line):
         # Each in a folder of its own, where what it reads is there and what it writes is not.
         self.folder, before = os.path.join(self.folder, "place"), self.folder
@@ -50,8 +59,14 @@ class Documents(program.ProgramTest):
                 made = self.start("run", "LinearReadTest", "sim:disk,sectors=2000", "--events", name)
                 self.assertEqual(made.returncode, 0, made.stderr)
             for name in filter(lambda word: word.endswith(".toml"), arguments):
+                is_plan = arguments[0] == "plan" or "--plan" in arguments
                 with open(os.path.join(self.folder, name), "w", encoding="utf-8") as file:
-                    file.write(self.start("grade", "--print-default").stdout)
+                    file.write(PLAN if is_plan else self.start("grade", "--print-default").stdout)
+            if "--resume" in arguments:
+                self.break_off(arguments[arguments.index("--resume") + 1])
+            if arguments[0] == "resume":
+                os.mkdir(os.path.join(self.folder, arguments[1]))
+                self.break_off(os.path.join(arguments[1], "record.jsonl"))
             if arguments[0] == "verify":
                 made = self.start("certificate", arguments[2], "-o", arguments[1])
                 self.assertEqual(made.returncode, 0, made.stderr)
@@ -140,12 +155,13 @@ class Documents(program.ProgramTest):
         tests = re.findall(r"^(\w+)", listed, re.MULTILINE)
         short = re.findall(r"^\w+ {1,26}([a-z]+) ", listed, re.MULTILINE)
         for words, offered in (
-                (["re"], ["recover", "report"]),
+                (["re"], ["recover", "report", "resume"]),
                 (["run", ""], [*tests, *short]),
                 (["run", "-q", "-p", "MaxErrors", "=", "1", "Fun"], ["FunnelSeekTest"]),
                 (["run", "FunnelSeekTest", "dis"], ["disk.img", "disks"]),
                 (["run", "FunnelSeekTest", "sim", ":", "disk", "--journal", "dis"], ["disks"]),
-                (["run", "FunnelSeekTest", "disk.img", "d"], []),
+                (["run", "FunnelSeekTest", "disk.img", "d"], ["disk.img", "disks"]),
+                (["health", "disk.img", "d"], []),
                 (["report", "a", "b", "disk"], ["disk.img", "disks"]),
                 (["run", "--confirm", ""], []),
                 (["completion", ""], ["bash", "fish", "zsh"])):

@@ -40,7 +40,7 @@ class Language(program.ProgramTest):
                 ((*write, DISK, "--confirm", "S2"), 2, "bezeichnet nicht"),
                 (("nonsense",), 2, 'einen Befehl "nonsense" gibt es nicht'), ((), 2, "geben Sie einen Befehl an"),
                 (("run", "--nonsense"), 2, 'eine Option "--nonsense" gibt es nicht'), (("run",), 2, "TEST fehlt"),
-                ((*read, DISK, "more"), 2, '"more" ist mehr'), ((*read, DISK, "--log", "a", "--log", "b"), 2, "mehrfach"),
+                (("health", DISK, "more"), 2, '"more" ist mehr'), ((*read, DISK, "--log", "a", "--log", "b"), 2, "mehrfach"),
                 ((*read, DISK, "--slow-ms", "soon"), 2, '--slow-ms: "soon" ist keine ganze Zahl von 0 bis'),
                 ((*read, DISK, "--slow-count", "1"), 2, "nur zusammen mit --slow-ms"),
                 ((*read, DISK, "--quiet=x"), 2, "--quiet nimmt keinen Wert an"), (("completion", "x"), 2, "bash, fish, zsh"),

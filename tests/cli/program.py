@@ -22,6 +22,7 @@ import loops
 PROGRAM = os.environ["DRIVETEST"]
 CHECKER = os.environ["RECORD_CHECKER"]
 WINDOWS = PROGRAM.endswith(".exe")
+ROOT = "Z:/" if WINDOWS else "/"
 STOP = signal.SIGINT if WINDOWS else signal.SIGTERM  # of those that ask for an end, one that Wine hands on
 LAUNCHED = ["/usr/lib/wine/wine64", PROGRAM] if WINDOWS else [PROGRAM]
 _physical_drives = {}  # name -> the loop device behind it

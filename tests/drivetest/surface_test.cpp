@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
+#include "WrittenSurface.h"
 #include "drivetest/record/RunLengths.h"
-#include "drivetest/record/StatisticsJson.h"
 #include "drivetest/statistics/DriveStatistics.h"
 
 namespace drivetest {
@@ -44,7 +44,7 @@ TEST(SurfaceMap, KeepsTheWorstOfACell) {
     map.addTransfer(0, 1, 30us);
     map.addTransfer(2, 1, 20us);
     map.addTransfer(2, 0, 70us);
-    EXPECT_EQ(surfaceJson(map).dump(),
+    EXPECT_EQ(writtenSurface(map).dump(),
               R"({"sectorsPerCell":1,"cells":6,"outcomes":[[1,1],[3,2],[2,1],[1,2]],)"
               R"("slowestUs":[[33,1],[11,1],[21,1],[null,3]],)"
               R"("cellsPerValue":{"outcomes":1,"slowestUs":1}})");
@@ -81,9 +81,9 @@ TEST(SurfaceMap, IsOfFixedSizeAndTakesWhatLiesOutside) {
     huge.addOutcome(sectors - 1, 1, SectorOutcome::failed);
     huge.addOutcome(sectors - 1, 1U << 30, SectorOutcome::good);
     huge.addTransfer(sectors * 2, 8, 1s);
-    EXPECT_EQ(surfaceJson(huge)["outcomes"].dump(), "[[0,1048575],[2,1]]");
-    EXPECT_EQ(surfaceJson(huge)["slowestUs"].dump(), "[[null,1048576]]");
-    EXPECT_EQ(surfaceJson(SurfaceMap(0))["outcomes"].dump(), "[]");
+    EXPECT_EQ(writtenSurface(huge)["outcomes"].dump(), "[[0,1048575],[2,1]]");
+    EXPECT_EQ(writtenSurface(huge)["slowestUs"].dump(), "[[null,1048576]]");
+    EXPECT_EQ(writtenSurface(SurfaceMap(0))["outcomes"].dump(), "[]");
 }
 
 TEST(RunLengths, StayBelowTheirBoundAndKeepTheWorst) {
@@ -111,7 +111,7 @@ TEST(SurfaceMap, OfTheWorstDriveTakesAMegabyteOrTwo) {
         map.addTransfer(lba, 1, std::chrono::microseconds(1000 + lba * 7919 % 1000000));
         map.addOutcome(lba, 1, lba % 2 == 0 ? SectorOutcome::good : SectorOutcome::failed);
     }
-    const Json json = surfaceJson(map);
+    const Json json = writtenSurface(map);
     EXPECT_LE(json["slowestUs"].size(), kMostRuns);
     EXPECT_LT(json.dump().size(), 2U << 20);
 }
@@ -170,7 +170,7 @@ TEST(DriveStatistics, TellsWhatNeededAFurtherTry) {
     read(16, 1, ' ');
     statistics.onOperation(report(DriveOperation::write, 20, 2, ' '));
     statistics.finish();
-    EXPECT_EQ(surfaceJson(statistics.surface())["outcomes"].dump(),
+    EXPECT_EQ(writtenSurface(statistics.surface())["outcomes"].dump(),
               "[[1,4],[3,10],[1,1],[2,1],[3,1],[0,3],[1,2],[0,2]]");
     EXPECT_EQ(transfersJson(statistics)["operations"].dump(),
               R"([{"operation":"read","firstTry":5,"recovered":2,"failed":4},)"

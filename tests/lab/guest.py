@@ -38,7 +38,11 @@ class Image:
         program = pathlib.Path(program)
         libraries = re.findall(r"(?:=> |^\s*)(/\S+)", checked("ldd", program).decode(), re.MULTILINE)
         for file in {program, *map(pathlib.Path, libraries), *(program.parent / name for name in companions)}:
-            self.add(file, f"{folder}/{file.name}" if file.parent == program.parent else file)
+            place = f"{folder}/{file.name}" if file.parent == program.parent else str(file)
+            self.add(file, place)
+            if ".so" in file.name or file == program:
+                # What debuggers need would take most of the guest's memory.
+                checked("strip", "--strip-debug", self.root / place.lstrip("/"))
 
     def pack(self):
         names = "\n".join(str(path.relative_to(self.root)) for path in sorted(self.root.rglob("*")))

@@ -303,5 +303,94 @@ TEST(NVMeTransport, RefusesMetadataWithinSectorsAndBypassesTheCacheOnRepeats) {
     }
 }
 
+/// Takes three commands at a time from one thread, until it does not want to any more.
+struct RoundedNVMe : TamperedNVMe {
+    using TamperedNVMe::TamperedNVMe;
+    [[nodiscard]] std::size_t maxTransferBytes() const override { return 1024; }
+    [[nodiscard]] unsigned maxInFlight() const override { return 3; }
+    NVMeResponse execute(const NVMeCommand& command) override {
+        const std::lock_guard one(mutex);
+        return TamperedNVMe::execute(command);
+    }
+    bool executeTogether(std::span<const NVMeCommand> commands, std::span<NVMeResponse> answers) override {
+        if (rounds == 0)
+            return false;
+        --rounds;
+        // Not in their order, as drives do not keep it either.
+        for (std::size_t i = commands.size(); i-- > 0;)
+            answers[i] = execute(commands[i]);
+        return true;
+    }
+
+    std::mutex mutex;
+    int rounds = 2;
+};
+
+TEST(NVMeTransport, SendsCommandsTogetherAndTellsTheFirstFailure) {
+    auto owned = std::make_unique<RoundedNVMe>(
+        SimProvider::get().openNVMe("sim:nvme,sectors=1000,bad=24+25+37"), [](const auto&, auto&) {});
+    RoundedNVMe& device = *owned;
+    NVMeDrive drive{SharedNVMeDevice(std::move(owned))};
+    const SharedBlockHandle model = openBlock("sim:nvme,sectors=1000,bad=24+25+37");
+    std::vector<char> read(40 * 512), expected(21 * 512);
+    ASSERT_TRUE(model->read(0, expected.data(), 21 * 512).ok());
+    for (int pass = 0; pass < 2; ++pass) {  // two rounds, and two by threads; then all by threads
+        ASSERT_TRUE(drive.readSector(0, 21, read.data(), 21 * 512));
+        EXPECT_EQ(std::memcmp(read.data(), expected.data(), 21 * 512), 0);
+        EXPECT_EQ(device.rounds, 0);
+    }
+    for (const int rounds : {9, 0}) {
+        device.rounds = rounds;
+        EXPECT_FALSE(drive.readSector(4, 36, read.data(), 36 * 512));
+        EXPECT_THAT(drive.getLastErrorStr().utf8(), HasSubstr("reading sectors 24 through 25 failed"));
+    }
+}
+
+/// Takes less in a command than it thought, which it notices by the kernel's refusal.
+struct ScatteredNVMe : TamperedNVMe {
+    using TamperedNVMe::TamperedNVMe;
+    [[nodiscard]] std::size_t maxTransferBytes() const override { return m_isScattered ? 1024 : 4096; }
+    NVMeResponse execute(const NVMeCommand& command) override {
+        if (command.admin || command.dataBytes <= largest)
+            return TamperedNVMe::execute(command);
+        m_isScattered = true;
+        return {{LIBDRIVE2_LINK_ERROR, "invalid argument"}};
+    }
+
+    std::size_t largest = 1024;
+
+private:
+    bool m_isScattered = false;
+};
+
+TEST(NVMeTransport, CutsATransferAnewWhoseCommandsWereTooLarge) {
+    const struct {
+        const char* what;
+        std::size_t largest;
+        const char* bad;
+        const char* told;  ///< how the transfer ends
+        const char* sent;  ///< sectors of the commands that the drive saw
+    } rows[] = {{"as large as thought", 4096, "", "", "882"},
+                {"the first is refused", 1024, "", "", "222222222"},
+                {"the first goes well", 4096, ",bad=9", "reading sectors 8 through 15 failed", "88"},
+                {"a bad sector in small ones", 1024, ",bad=9", "reading sectors 8 through 9 failed", "22222"},
+                {"refused in any case", 512, "", "reading sectors 0 through 1 failed: invalid argument", ""}};
+    for (const auto& row : rows) {
+        std::string sent;
+        auto device = std::make_unique<ScatteredNVMe>(
+            SimProvider::get().openNVMe("sim:nvme,sectors=1000" + std::string(row.bad)),
+            [&](const NVMeCommand& command, NVMeResponse&) {
+                sent += command.admin ? "" : std::to_string(command.cdw12 + 1);
+            });
+        device->largest = row.largest;
+        NVMeDrive drive{SharedNVMeDevice(std::move(device))};
+        drive.setRetryCount(0);
+        std::string buffer(18 * 512, '\0');
+        EXPECT_EQ(drive.readSector(0, 18, buffer.data(), 18 * 512), *row.told == '\0') << row.what;
+        EXPECT_THAT(drive.getLastErrorStr().utf8(), HasSubstr(row.told)) << row.what;
+        EXPECT_EQ(sent, row.sent) << row.what;
+    }
+}
+
 }  // namespace
 }  // namespace libDrive2

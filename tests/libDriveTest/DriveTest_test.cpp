@@ -27,12 +27,12 @@ TEST_F(DriveTestInit, OffersTheParametersInOrder) {
     std::string offered;
     for (const quix5::Parameter* parameter : linearReadTest().parameters())
         offered += parameter->name().utf8() + " " + quix5::typeName(parameter->type()) + ", ";
-    EXPECT_EQ(
-        offered,
-        "DisplayAdvancedErrs BOOLEAN, DisplayRecoveredErrs BOOLEAN, DoNotEject BOOLEAN, "
-        "PromptUserForMedia BOOLEAN, XferSizeHinting BOOLEAN, MaxErrors UINT32, MaxWarnings UINT32, "
-        "WarnRMB BOOLEAN, RetryCount UINT32, MaxRetries UINT32, StartRange STRING, EndRange STRING, "
-        "NumberOfSeeks UINT64, SectorPercentToTest PERCENT, IsolateFailedLBA BOOLEAN, MaxTime UINT32, ");
+    EXPECT_EQ(offered,
+              "DisplayAdvancedErrs BOOLEAN, DisplayRecoveredErrs BOOLEAN, DoNotEject BOOLEAN, "
+              "PromptUserForMedia BOOLEAN, XferSizeHinting BOOLEAN, MaxErrors UINT32, MaxWarnings UINT32, "
+              "WarnRMB BOOLEAN, RetryCount UINT32, MaxRetries UINT32, StartRange STRING, EndRange STRING, "
+              "NumberOfSeeks UINT64, SectorPercentToTest PERCENT, IsolateFailedLBA BOOLEAN, MaxTime UINT32, "
+              "SectorsDone UINT64, ErrorsBefore UINT32, ");
     quix5::DiagDevice device;
     EXPECT_TRUE(quix5::isOffered(linearReadTest(), device));
     device.setProperty("__libDriveTest_Disable", "whatever");

@@ -74,6 +74,42 @@ TEST_F(LinearRead, LogsItsParametersAndTellsItsProgress) {
                                    " Isolate Failing LBA    yes", " Retries:               2"));
 }
 
+/// Hears what is settled: "SECTORS:ERRORS".
+struct Settlements : libDrive2::DriveObserver {
+    void onOperation(const libDrive2::DriveOperationReport& /*report*/) override {}
+    void onSettled(std::uint64_t sectors, std::uint32_t errors) override {
+        heard += std::to_string(sectors) + ":" + std::to_string(errors) + " ";
+    }
+    std::string heard;
+};
+
+TEST_F(LinearRead, GoesOnBehindWhatIsDone) {
+    Settlements settled;
+    drive.setObserver(&settled);
+    drive.sectors = 1005;
+    drive.bad = {150, 850};
+    give("MaxErrors=2");
+    EXPECT_EQ(run(), FAIL);
+    EXPECT_EQ(settled.heard, "100:0 200:1 300:1 400:1 500:1 600:1 700:1 800:1 900:2 ");
+    settled.heard.clear();
+    drive.reads.clear();
+    give("MaxErrors=2 SectorsDone=700 ErrorsBefore=1");
+    EXPECT_EQ(run(), FAIL);
+    EXPECT_EQ(settled.heard, "800:1 900:2 ");
+    EXPECT_EQ(drive.reads.front(), "700+100 @3");
+    settled.heard.clear();
+    drive.reads.clear();
+    give("SectorsDone=1005 ErrorsBefore=1");
+    EXPECT_EQ(run(), FAIL);
+    give("SectorsDone=1000");
+    EXPECT_EQ(run(), PASS);
+    EXPECT_THAT(drive.reads, ElementsAre("1000+5 @3"));
+    EXPECT_EQ(settled.heard, "1005:0 ");
+    give("SectorsDone=150");
+    EXPECT_EQ(run(), BADPARAMS);
+    drive.setObserver(nullptr);
+}
+
 TEST_F(LinearRead, RefusesBadParameters) {
     const std::pair<const char*, const char*> cases[] = {
         {"StartRange=junk EndRange=junk", "StartRange:junk"},

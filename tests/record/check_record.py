@@ -7,6 +7,7 @@ Prints each fault as FILE:LINE: WHAT. Exit status: 0 no fault, 1 faults, 2 wrong
 
 import argparse
 import datetime
+import hashlib
 import json
 import pathlib
 import re
@@ -49,6 +50,9 @@ ATTRIBUTE_PARTS = {"id", "name", "value", "worst", "threshold", "raw"}
 SELF_TEST_KINDS = ("short", "extended", "other")
 SELF_TEST_OUTCOMES = ("running", "passed", "aborted", "interrupted", "failed")
 MOST_CELLS, MOST_RUNS, MOST_REGIONS, MOST_SLOW = 1 << 20, 1 << 16, 1 << 10, 1000
+PROGRESS_PARTS = {"sectorsDone", "errorsDone", "errors", "warnings", "spentNs", "visited", "read", "written", "operations",
+                  "slowTransfers", "good", "newCauses", "bad", "surface", "regions", "sha256"}
+NO_DIGEST = b"0" * 64  # what a line of progress has in its digest's place when the digest is taken
 CLOSING = ("coverage", "result")  # extensions that every ended step has once, behind everything but extensions
 
 
@@ -95,6 +99,35 @@ def is_health(content):
             all(map(is_count, content.get("hidden", {}).values())))
 
 
+def is_temperature(content):
+    return (set(content) - {"limit"} == {"lowest", "highest", "last", "rests", "restedSeconds"} and
+            all(isinstance(value, int) for value in content.values()) and
+            content["lowest"] <= content["last"] <= content["highest"] and
+            is_count(content["rests"]) and is_count(content["restedSeconds"]))
+
+
+def was_too_hot(content):
+    """Wherever it rested; of a run that goes on, each part may have its own limit."""
+    return content["rests"] == 0 or content["highest"] > content.get("limit", -300)
+
+
+def is_links(content):
+    links = content.get("links")
+    return (set(content) == {"links"} and isinstance(links, list) and len(links) > 0 and
+            all(set(each) - {"megabytesPerSecond"} == {"name"} and isinstance(each["name"], str) and
+                is_count(each.get("megabytesPerSecond", 0)) for each in links))
+
+
+def is_shared_links(content):
+    links = content.get("links")
+    return (set(content) == {"links"} and isinstance(links, list) and len(links) > 0 and
+            all(set(each) - {"megabytesPerSecond", "measured"} == {"name", "drives", "atOnce", "waited"} and
+                isinstance(each["name"], str) and isinstance(each["waited"], bool) and
+                all(is_count(value) for name, value in each.items() if name not in ("name", "waited")) and
+                1 < each["drives"] >= each["atOnce"] > 0 and (each["waited"] is False or "megabytesPerSecond" in each)
+                for each in links))
+
+
 def is_regions(content):
     regions = content.get("regions")
     directions = [content[name] for name in ("read", "written") if name in content]
@@ -118,8 +151,11 @@ def is_transfers(content):
 
 
 def is_drive(content):
-    return (set(content) - {"protectionType"} == {"method", "sectors", "sectorBytes"} and content["method"] in METHODS and
-            content.get("protectionType", 1) in range(1, 9) and
+    return (set(content) - {"protectionType", "identity", "transferSectors", "properties"} ==
+            {"method", "sectors", "sectorBytes"} and content["method"] in METHODS and
+            content.get("protectionType", 1) in range(1, 9) and isinstance(content.get("identity", ""), str) and
+            is_count(content.get("transferSectors", 0)) and
+            all(isinstance(each, str) for each in content.get("properties", [])) and
             is_count(content["sectors"]) and is_count(content["sectorBytes"]) and
             (content["sectorBytes"] > 0 or content["sectors"] == 0))
 
@@ -134,8 +170,51 @@ def is_grade(content):
             all(a["grade"] >= b["grade"] > "A" for a, b in zip(reasons, reasons[1:])))
 
 
+def are_counts(lists, *sizes):
+    return all(len(each) in sizes and all(map(is_count, each)) for each in lists)
+
+
+def is_fingerprint(content):
+    samples = content.get("samples", [[]])
+    return (set(content) == {"samples"} and len(samples) <= 256 and
+            all(len(each) == 3 and are_counts([each[:2]], 2) and re.fullmatch("[0-9a-f]{16}", each[2]) for each in samples) and
+            all(a[0] + a[1] <= b[0] for a, b in zip(samples, samples[1:])))
+
+
+def are_cells(cells):
+    """[value, number of cells, ...]: how many cells, or None."""
+    fits = isinstance(cells, list) and len(cells) % 2 == 0 and all(map(is_count, cells))
+    return sum(cells[1::2]) if fits else None
+
+
+def is_progress(content):
+    slow = content.get("slowTransfers", {})
+    return (set(content) - {"slowMs", "slowCount", "maxTemp", "temperature"} == PROGRESS_PARTS and
+            content["sectorsDone"] == content["visited"] and is_count(content.get("maxTemp", 0)) and ("temperature" not in content or is_temperature(content["temperature"])) and re.fullmatch("[0-9a-f]{64}", content["sha256"]) and
+            list(content)[-1] == "sha256" and
+            all(is_count(content[part]) for part in ("sectorsDone", "errorsDone", "errors", "warnings", "spentNs", "visited")) and
+            all(set(content[part]) == {"bytes", "ns"} for part in ("read", "written")) and
+            all(set(each) == {"operation", "firstTry", "recovered", "failed", "longestNs", "steps"} and
+                each["operation"] in OPERATIONS and
+                sum(each["steps"][1::2]) <= each["firstTry"] + each["recovered"] + each["failed"]
+                for each in content["operations"]) and
+            set(slow) == {"over150ms", "over500ms", "overLimit", "kept"} and len(slow["kept"]) <= MOST_SLOW and
+            all(len(each) == 4 and each[0] in OPERATIONS for each in slow["kept"]) and
+            are_counts(content["good"], 2, 4) and are_counts(content["bad"], 3) and are_counts(content["regions"], 5) and
+            all(set(each) == {"fault", "words"} and each["fault"] in FAULTS for each in content["newCauses"]) and
+            all(set(each) == {"first", "outcomes", "slowest"} and are_cells(each["outcomes"]) is not None and
+                are_cells(each["outcomes"]) == are_cells(each["slowest"]) for each in content["surface"]))
+
+
+def is_resumed(content):
+    return (set(content) == {"file", "sha256", "at", "commandLine"} and is_count(content["at"]) and
+            re.fullmatch("[0-9a-f]{64}", content["sha256"]) and
+            all(isinstance(content[part], str) for part in ("file", "commandLine")))
+
+
 FORMS = {"drive": is_drive, "surface": is_surface, "regions": is_regions, "slowTransfers": is_slow_transfers, "transfers": is_transfers,
-         "health": is_health, "grade": is_grade}
+         "health": is_health, "temperature": is_temperature, "links": is_links, "sharedLinks": is_shared_links, "grade": is_grade, "fingerprint": is_fingerprint,
+         "progress": is_progress, "resumed": is_resumed}
 
 
 def load_validator():
@@ -194,6 +273,8 @@ class RecordCheck:
         self._steps = {}
         self._hardware = set()
         self._software = set()
+        self._digest = hashlib.sha256()  # of the lines before
+        self._is_resumed = False
 
     def check(self, data):
         """Checks a whole record, given as bytes."""
@@ -204,6 +285,9 @@ class RecordCheck:
             self._fault("the record holds no complete line", 1)
         for self._line, text in enumerate(lines, 1):
             self._check_line(text)
+            self._check_proof(text)
+            self._is_resumed |= b'"name":"resumed","content":' in text
+            self._digest.update(text + b"\n")
         if lines and not self._partial:
             self._check_ended()
         return self.faults
@@ -229,6 +313,17 @@ class RecordCheck:
             self._check_run_artifact(document["testRunArtifact"])
         elif "testStepArtifact" in document:
             self._check_step_artifact(document["testStepArtifact"])
+
+    def _check_proof(self, text):
+        found = re.search(rb'"name":"progress","content":.*"sha256":"([0-9a-f]{64})"', text)
+        if found:
+            digest = self._digest.copy()
+            digest.update(text[:found.start(1)] + NO_DIGEST + text[found.end(1):] + b"\n")
+            if digest.hexdigest().encode() != found[1]:
+                self._fault("extension progress: sha256 is not that of the record so far")
+        resumed = re.search(rb'"name":"resumed","content":.*"sha256":"([0-9a-f]{64})"', text)
+        if resumed and self._digest.hexdigest().encode() != resumed[1]:
+            self._fault("extension resumed: sha256 is not that of the lines before")
 
     def _check_frame(self, document):
         if document["sequenceNumber"] != self._line - 1:
@@ -319,6 +414,8 @@ class RecordCheck:
             self._check_unrestored(content)
         elif name == "badSectors":
             self._check_bad_sectors(step, content)
+        elif name == "temperature" and is_temperature(content) and not self._is_resumed and not was_too_hot(content):
+            self._fault("extension temperature: the drive rested, and was never hotter than its limit")
         elif name in FORMS and not FORMS[name](content):
             self._fault(f"extension {name}: not of the form that docs/record.md describes")
 

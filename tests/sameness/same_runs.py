@@ -25,6 +25,8 @@ RATED = re.compile(r"\d+(\.\d+)?")
 TIMED_LINE = re.compile(r"rate|speed|MB/s|KB/s|kbps|seconds|time", re.IGNORECASE)
 # What the systems, and Wine, call the same.
 SYSTEM_WORDS = re.compile(r"No such file or directory|File not found \(2\)")
+# By what each system knows a file, and the drive that it lies on.
+FILE_IDS = re.compile(r"id file:.*", re.DOTALL)
 LIMIT_OF_LINES = 20
 
 # Without tests that choose sectors at random, or end when their time is over.
@@ -58,17 +60,19 @@ def all_runs():
 
 
 def without_times(value):
-    """A record's line without what no second run repeats."""
+    """A record's line without what no second run repeats, on another file and another system."""
     if isinstance(value, list):
         return [without_times(each) for each in value]
+    if isinstance(value, str):
+        return FILE_IDS.sub("id file", value)
     if not isinstance(value, dict):
         return value
     if value.get("name") in ("latency", "slowTransfers", "regions"):
         return {"name": value["name"]}
     if "unit" in value and "value" in value:
         return {**value, "value": 0}
-    timed = {"timestamp", "slowestUs", "cellsPerValue", "sourceLocation", "commandLine"}
-    return {key: without_times(each) for key, each in value.items() if key not in timed}
+    own = {"timestamp", "slowestUs", "cellsPerValue", "sourceLocation", "commandLine", "transferSectors"}
+    return {key: without_times(each) for key, each in value.items() if key not in own}
 
 
 def plain(line):

@@ -55,7 +55,7 @@ class Package(program.ProgramTest):
 
     def test_it_holds_what_is_to_be_given_on(self):
         self.assertEqual(set(os.listdir(self.home)),
-                         OWN | {"libDriveTest.qpk", "drivetest.qpk", "README.md", "NOTICES.txt", "grade.toml", "prove-windows.ps1", "docs", "licenses"})
+                         OWN | {"libDriveTest.qpk", "drivetest.qpk", "README.md", "NOTICES.txt", "grade.toml", "prove-windows.ps1", "plans", "docs", "licenses"})
         self.assertIn("windows.md", os.listdir(os.path.join(self.home, "docs")))
         licences = pathlib.Path(self.home, "licenses")
         self.assertEqual({file.name for file in licences.iterdir()}, {name + ".txt" for name in LICENCES})

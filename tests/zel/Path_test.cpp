@@ -5,6 +5,8 @@
 #include <fstream>
 #include <random>
 
+#include "zel/ReadFile.h"
+
 namespace zel {
 namespace {
 
@@ -41,6 +43,24 @@ TEST(Path, LeadsToFilesOfEveryNameAndLength) {
     }
     EXPECT_TRUE(pathExists(folder.path));
     EXPECT_FALSE(isRegularFile(folder.path));
+}
+
+TEST(ReadFile, WhatCannotBeReadToItsEnd) {
+    const Folder folder;
+    const std::string file = folder.make("some");
+    const std::string text = std::string(20000, 'x') + std::string("\0\n", 2);
+    std::ofstream(pathOf(file), std::ios::binary) << text;
+    EXPECT_TRUE(readFile(pathOf(file)) == text);
+    EXPECT_FALSE(readFile(pathOf(file + "-not")));
+    // It can be opened where this is Linux, and each read of it fails.
+    EXPECT_FALSE(readFile(pathOf(folder.path)));
+}
+
+TEST(Path, IsAbsoluteWhereItLeadsToOnePlace) {
+    EXPECT_TRUE(isAbsolute(canonicalPath(testing::TempDir())));
+    EXPECT_TRUE(isAbsolute("//share/folder"));
+    for (const char* path : {"", ".", "a", "a/b", "../a", "~/a"})
+        EXPECT_FALSE(isAbsolute(path)) << path;
 }
 
 TEST(Path, KnowsAFileByAnyName) {

@@ -12,6 +12,10 @@ std::string textOf(const fs::path& path) {
     return path.string();
 }
 
+bool isAbsolute(std::string_view path) {
+    return path.starts_with('/');
+}
+
 bool pathExists(std::string_view path) {
     std::error_code unknown;
     return fs::exists(pathOf(path), unknown);

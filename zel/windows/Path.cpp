@@ -63,6 +63,13 @@ std::string textOf(const fs::path& path) {
     return textOf(std::wstring_view(path.native()));
 }
 
+/// The standard library does not know shares.
+bool isAbsolute(std::string_view path) {
+    constexpr std::string_view kSeparators = "/\\";
+    const bool isShare = path.size() > 2 && path.find_first_not_of(kSeparators) == 2;
+    return isShare || pathOf(path).is_absolute();
+}
+
 bool pathExists(std::string_view path) {
     return static_cast<bool>(openToAsk(path)) || GetLastError() == ERROR_ACCESS_DENIED ||
            GetLastError() == ERROR_SHARING_VIOLATION;

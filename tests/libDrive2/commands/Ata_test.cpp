@@ -18,6 +18,9 @@ TEST(AtaCommands, HaveTheBytesOfTheStandards) {
         // Sectors of more than 512 bytes count as they are.
         {withData(readDma(5, 2, true), nullptr, 8192), "in 85 0D 3E 00 00 00 02 00 05 00 00 00 00 40 25 00"},
         {withData(readDma(5, 2, true), nullptr, 1024), "in 85 0D 2E 00 00 00 02 00 05 00 00 00 00 40 25 00"},
+        // The count is in the feature register; the tag comes later.
+        {readQueued(0x060504030201, 0x1234), "in 85 19 0D 12 34 00 00 04 01 05 02 06 03 40 60 00"},
+        {withData(readQueued(5, 2), nullptr, 8192), "in 85 19 1D 00 02 00 00 00 05 00 00 00 00 40 60 00"},
         {writeDma(0x10000000, 65536, true), "out 85 0D 26 00 00 00 00 10 00 00 00 00 00 40 35 00"},
         {writeDma(5, 1, false), "out 85 0C 26 00 00 00 01 00 05 00 00 00 00 40 CA 00"},
         {writeDmaFua(5, 1), "out 85 0D 26 00 00 00 01 00 05 00 00 00 00 40 3D 00"},
@@ -90,11 +93,14 @@ static std::vector<std::uint8_t> identity(const std::string& changed = "") {
 TEST(AtaIdentity, IsReadAsTheStandardWritesIt) {
     // The second erase time has 15 bits, and not 8.
     EXPECT_THAT(*parseIdentity(identity()),
-                testing::FieldsAre(true, "MODEL", "SN", "F1", 7814037168, 512, 4096, true, true, true, true,
-                                   testing::FieldsAre(true, true, false),
+                testing::FieldsAre(true, "MODEL", "SN", "F1", 7814037168, 512, 4096, true, 0, true, true,
+                                   true, testing::FieldsAre(true, true, false),
                                    testing::FieldsAre(true, false, false, true, true, 400, 512)));
     EXPECT_FALSE(parseIdentity(identity("0=8085"))->isAta);
     EXPECT_FALSE(parseIdentity(identity("170=6834"))->smart) << "switched off";
+    EXPECT_EQ(parseIdentity(identity("150=1F00 152=0E01"))->queueDepth, 32);
+    EXPECT_EQ(parseIdentity(identity("150=1F00 152=0E00"))->queueDepth, 0);
+    EXPECT_EQ(parseIdentity(identity("150=FFFF 152=FFFF"))->queueDepth, 0) << "no serial drive";
     EXPECT_EQ(parseIdentity(identity("212=0050 234=0008"))->sectorBytes, 4096);
     // Words that are not marked as valid.
     const auto old = parseIdentity(identity("164=6B34FFFFFFFF 212=FFFF"));

@@ -163,5 +163,26 @@ TEST(ChunkSequence, GivesEachChunkOnceAndThePartialOneLast) {
     EXPECT_THAT(order, ElementsAre(0, 10, 80, 90, 40, 50, 20, 30, 60, 70));
 }
 
+TEST(ChunkSequence, GoesOnBehindWhatIsDone) {
+    for (const std::uint64_t sectors : {7, 100, 1003, 4096})
+        for (const bool isSpread : {false, true}) {
+            const auto restAfter = [&](std::uint64_t done) {
+                ChunkSequence sequence(sectors, 10, 30, isSpread);
+                std::vector<std::uint64_t> rest;
+                EXPECT_TRUE(sequence.skip(done)) << done;
+                for (auto at = sequence.next(); at; at = sequence.next())
+                    rest.push_back(*at);
+                return rest;
+            };
+            std::vector<std::uint64_t> wanted = restAfter(0);
+            for (std::uint64_t done = 10; !wanted.empty(); done += 10) {
+                wanted.erase(wanted.begin());
+                ASSERT_EQ(restAfter(std::min(done, sectors)), wanted) << sectors << " " << done;
+            }
+            for (const std::uint64_t wrong : {std::uint64_t{3}, sectors + 1, sectors + 10, UINT64_MAX})
+                EXPECT_FALSE(ChunkSequence(sectors, 10, 30, isSpread).skip(wrong)) << wrong;
+        }
+}
+
 }  // namespace
 }  // namespace libDriveTest
