@@ -144,8 +144,8 @@ void DriveRecovery::showHeader() const {
 }
 
 /// Takes the drive, and looks only then whether it is the one: what its path leads to can change.
-std::optional<FoundDrive> DriveRecovery::take(const std::string& locator, std::string& problem) {
-    FoundDrive found;
+std::optional<LeasedDrive> DriveRecovery::take(const std::string& locator, std::string& problem) {
+    LeasedDrive found;
     if (!findDrive(locator, found.device, problem))
         return std::nullopt;
     libDrive2::DeviceStatus failure;
@@ -170,7 +170,7 @@ bool DriveRecovery::isItsDrive(const std::string& locator) const {
     return looked != nullptr && libDrive2::isSameDrive(looked->identity(), m_journal.header.drive);
 }
 
-std::optional<FoundDrive> DriveRecovery::findItsDrive(std::string& problem) {
+std::optional<LeasedDrive> DriveRecovery::findItsDrive(std::string& problem) {
     const libDrive2::JournalHeader& header = m_journal.header;
     if (!m_options.device.empty())
         return take(m_options.device, problem);
@@ -188,7 +188,7 @@ std::optional<FoundDrive> DriveRecovery::findItsDrive(std::string& problem) {
     return std::nullopt;
 }
 
-ExitStatus DriveRecovery::recoverOn(FoundDrive& found) {
+ExitStatus DriveRecovery::recoverOn(LeasedDrive& found) {
     zel::Wording reason;
     const auto drive = found.lease->openBlock(!m_options.dryRun, reason);
     if (!drive)

@@ -23,7 +23,7 @@ struct RecoverOptions {
 };
 
 /// A drive in hand and what is known of it.
-struct FoundDrive {
+struct LeasedDrive {
     quix5::DiagDevice device;
     std::unique_ptr<libDrive2::DeviceLease> lease;
 };
@@ -49,13 +49,13 @@ public:
 private:
     ExitStatus fail(const std::string& sentence, ExitStatus status = kExitNotRestored);
     ExitStatus discard();
-    ExitStatus recoverOn(FoundDrive& found);
+    ExitStatus recoverOn(LeasedDrive& found);
     ExitStatus settle(const libDrive2::RecoveryReport& report, const std::string& path);
     void showHeader() const;
     void showFindings(const libDrive2::RecoveryReport& report) const;
     void showKept(const libDrive2::RecoveryReport& report, const std::string& path) const;
-    std::optional<FoundDrive> findItsDrive(std::string& problem);
-    std::optional<FoundDrive> take(const std::string& locator, std::string& problem);
+    std::optional<LeasedDrive> findItsDrive(std::string& problem);
+    std::optional<LeasedDrive> take(const std::string& locator, std::string& problem);
     [[nodiscard]] bool isItsDrive(const std::string& locator) const;
 
     const RecoverOptions& m_options;
