@@ -10,10 +10,15 @@ target_compile_options(project_options INTERFACE
     -ffile-prefix-map=${CMAKE_SOURCE_DIR}/= -ffile-prefix-map=${path_to_sources}=)
 target_compile_definitions(project_options INTERFACE _FILE_OFFSET_BITS=64)
 
-# What nobody calls is left out.
+# What nobody calls is left out. The linker sees all sources at once, and so two types of one name, which would
+# otherwise get each other's constructors.
 if(NOT WIN32)
-    target_compile_options(project_options INTERFACE $<$<CONFIG:Release>:-ffunction-sections> $<$<CONFIG:Release>:-fdata-sections>)
-    target_link_options(project_options INTERFACE $<$<CONFIG:Release>:-Wl,--gc-sections>)
+    target_compile_options(project_options INTERFACE
+        $<$<CONFIG:Release>:-ffunction-sections> $<$<CONFIG:Release>:-fdata-sections>
+        $<$<AND:$<CONFIG:Release>,$<CXX_COMPILER_ID:GNU>>:-flto=auto>)
+    target_link_options(project_options INTERFACE
+        $<$<CONFIG:Release>:-Wl,--gc-sections>
+        "$<$<AND:$<CONFIG:Release>,$<CXX_COMPILER_ID:GNU>>:-flto=auto;-Werror=odr;-Werror=lto-type-mismatch>")
 endif()
 
 # compile_small(TARGET): of code that no byte of a drive goes through, small is better than fast. Each drive under

@@ -122,6 +122,12 @@ run_tests() {
     return "$status"
 }
 
+# run_release_tests: what users get is what is tested. The compiler may make of it what the build for developers does not.
+run_release_tests() {
+    [ ! -e "$notes/release.unbuilt" ] || fail "nothing was run: the build of preset release failed, see above"
+    DRIVETEST_INSTEAD="$root/build/release/bin/drivetest" run_tests dev cli
+}
+
 check_tidy() {
     /usr/bin/python3 -B scripts/tidy.py "$root" build/dev/compile_commands.json "$jobs"
     # What is for Windows alone.
@@ -156,7 +162,9 @@ start_aside run_tests dev lab
 step "texts in every language" /usr/bin/python3 -B scripts/check_words.py "$root"
 step "headers compile alone" check_headers
 step "who includes whom" check_includes
-step "unit and command-line tests" run_tests dev 'unit|cli'
+step "unit tests" run_tests dev unit
+step "build for users (preset release)" build_preset release
+step "command-line tests, with the program that users get" run_release_tests
 step "clang-tidy" check_tidy
 step "build with sanitizers (preset asan)" build_preset asan
 step "unit tests with sanitizers, shuffled" run_shuffled asan

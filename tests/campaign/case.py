@@ -13,7 +13,7 @@ import time
 
 from targets import MIB
 
-PROGRAM = os.environ["DRIVETEST"]
+PROGRAM = os.environ.get("DRIVETEST_INSTEAD") or os.environ["DRIVETEST"]
 TESTS = {"LinearPatternTest": 16 * MIB, "CacheTest": 35 * MIB, "ReadWriteSpeedTest": 12 * MIB,
          "CapacityTest": 8 * MIB}  # and a drive's size
 FOREIGN = ("inside", "outside", "zeros", "zeros as of the run", "file system")
