@@ -27,7 +27,8 @@ def judged(layout):
         words += [word for parameter in layout.parameters for word in ("-p", parameter)]
         if layout.test in layouts.WRITING_TESTS:
             words += ["--confirm", layout.drive]
-        ended = subprocess.run(words, env={**os.environ, "DRIVETEST_STATE": program.native(os.path.join(folder, "state")), "LC_ALL": "C.UTF-8"},
+        ended = subprocess.run(words, env={**os.environ, "DRIVETEST_STATE": program.native(os.path.join(folder, "state")), "LC_ALL": "C.UTF-8",
+                                           "WINEDEBUG": "fixme-all"},  # of one that Wine could not start it says why
                                stdin=subprocess.DEVNULL, capture_output=True, text=True, timeout=120, check=False)
         if not record.exists() or not bad_list.exists():
             raise AssertionError(f"status {ended.returncode}, no record or no list: {ended.stdout}{ended.stderr}")
