@@ -117,12 +117,15 @@ int spawn(std::vector<std::string>& words, const Streams& streams, pid_t& proces
     sigemptyset(&ordinary);
     for (const int signal : {SIGPIPE, SIGXFSZ, SIGTERM, SIGINT, SIGCHLD})
         sigaddset(&ordinary, signal);
-    sigset_t none;
-    sigemptyset(&none);
+    // A stop that comes before it listens waits for it, see stopOnSignals().
+    sigset_t waiting;
+    sigemptyset(&waiting);
+    for (const int signal : {SIGTERM, SIGINT})
+        sigaddset(&waiting, signal);
     posix_spawnattr_t attributes;
     posix_spawnattr_init(&attributes);
     posix_spawnattr_setsigdefault(&attributes, &ordinary);
-    posix_spawnattr_setsigmask(&attributes, &none);
+    posix_spawnattr_setsigmask(&attributes, &waiting);
     posix_spawnattr_setflags(&attributes, static_cast<short>(POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK |
                                                              POSIX_SPAWN_SETPGROUP));
     std::vector<char*> arguments;

@@ -111,6 +111,12 @@ void stopOnSignals() {
         install(signal, signal == SIGINT || signal == SIGTERM ? insistOnStop : requestStop);
     install(SIGUSR1, askForProgress);
     install(SIGTSTP, pauseRun);
+    // Whoever started this process may have sent them already.
+    sigset_t awaited;
+    sigemptyset(&awaited);
+    for (const int signal : {SIGINT, SIGTERM})
+        sigaddset(&awaited, signal);
+    pthread_sigmask(SIG_UNBLOCK, &awaited, nullptr);
 }
 
 bool takeProgressRequest() {

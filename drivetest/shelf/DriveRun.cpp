@@ -183,6 +183,10 @@ RunOutcome DriveRun::outcome() const {
     readRecorded(outcome);
     if (outcome.end == RunEnd::byItself && !isVerdict(outcome.status))
         say(outcome, lastReason(m_files.log));
+    if (!outcome.hasRecord && outcome.end == RunEnd::byItself && outcome.status == kExitUserAborted) {
+        outcome.end = RunEnd::leftOut;
+        outcome.words = words("stopped before the end");
+    }
     if (!outcome.hasRecord && outcome.words.empty())
         outcome.words = words("the process of the test ended with status {status} and said nothing",
                               {{"status", outcome.status}});

@@ -8,6 +8,7 @@
 #include <thread>
 #include <utility>
 
+#include "drivetest/ExitStatus.h"
 #include "drivetest/run/Signals.h"
 #include "drivetest/shelf/ShelfWork.h"
 #include "drivetest/windows/CommandWords.h"
@@ -128,6 +129,8 @@ public:
         m_entry.store(nullptr);
         TerminateJobObject(m_job.get(), kDestroyed);  // what it has started
         m_end.emplace();
+        if (m_isStopped && status == STATUS_CONTROL_C_EXIT)  // the request came before it listened
+            status = kExitUserAborted;
         m_end->isFault = status >= kFirstFault;
         m_end->isExit = !m_end->isFault && !m_isDestroyed;
         m_end->status = static_cast<int>(status);
@@ -139,9 +142,12 @@ public:
     void push(Push push) override {
         if (m_end)
             return;
-        if (push == Push::destroy)
+        if (push == Push::destroy) {
             m_isDestroyed = TerminateJobObject(m_job.get(), kDestroyed) != FALSE;
-        else if (GenerateConsoleCtrlEvent(CTRL_BREAK_EVENT, m_number) == FALSE)
+            return;
+        }
+        m_isStopped = true;
+        if (GenerateConsoleCtrlEvent(CTRL_BREAK_EVENT, m_number) == FALSE)
             (void)m_pipe.reset();
     }
 
@@ -153,6 +159,7 @@ private:
     DWORD m_number;
     zel::Handle m_pipe;
     std::atomic<HANDLE>& m_entry;
+    bool m_isStopped = false;
     bool m_isDestroyed = false;
     std::optional<ProcessEnd> m_end;
 };

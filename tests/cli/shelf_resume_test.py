@@ -12,6 +12,7 @@ import signal
 import subprocess
 import time
 import unittest
+from unittest import mock
 
 import program
 from shelves import MIB, ShelfTest, read, until
@@ -216,6 +217,19 @@ class Rules(Broken):
         self.assertEqual(process.returncode, 130)
         ended = self.go_on("--jobs", "3")
         self.assertEqual((ended.returncode, [row[2] for row in self.rows(ended.stdout)]), (0, 6 * ["PASS"]), ended.stdout)
+
+    def test_a_stop_before_the_processes_listen(self):
+        """Which take long to be loaded."""
+        with mock.patch.dict(os.environ, LD_BIND_NOW="1", LD_DEBUG="all", LD_DEBUG_OUTPUT=self.path("loaded")):
+            process, _ = self.begin(*self.plan("".join('[[drive]]\npath = "sim:disk,serial=S%d,sectors=40000,%s"\n' % (i, SLOW)
+                                                       for i in range(3)) + READ),
+                                    "--jobs", "3")
+        until(self.has(3, "started"))
+        process.send_signal(signal.SIGINT)
+        output = process.communicate(timeout=120)[0]
+        self.assertEqual((process.returncode, [row[2] for row in self.rows(output)]), (130, 3 * ["USERABORTED"]), output)
+        ended = self.go_on()
+        self.assertEqual((ended.returncode, [row[2] for row in self.rows(ended.stdout)]), (0, 3 * ["PASS"]), ended.stdout)
 
     def test_what_writes_is_confirmed_anew(self):
         images = [self.image_of("W%d" % i, 2 * MIB) for i in range(2)]
